@@ -1,0 +1,39 @@
+# The libraries that the project stands on, one interface target a concern, so that the rest of the
+# build does not ask where they come from: Debian's packages on Linux, the static libraries that
+# scripts/winlibs.sh has made on Windows.
+
+add_library(tessaron_deps INTERFACE)
+
+if(WIN32)
+  find_package(winlibs CONFIG REQUIRED)
+  target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
+  find_package(ZLIB REQUIRED)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB ole32 oleaut32 shlwapi)
+  # The product needs nothing beside it but Windows itself.
+  target_link_options(tessaron_deps INTERFACE -static)
+else()
+  find_package(ICU REQUIRED COMPONENTS i18n uc)
+  find_package(ZLIB REQUIRED)
+  find_path(TINYXML_INCLUDE_DIR tinyxml.h REQUIRED)
+  find_library(TINYXML_LIBRARY tinyxml REQUIRED)
+  find_path(FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h REQUIRED)
+  find_library(FREEIMAGE_LIBRARY freeimage REQUIRED)
+  find_library(FREEIMAGEPLUS_LIBRARY freeimageplus REQUIRED)
+  target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it
+  target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
+                                                            ${FREEIMAGEPLUS_INCLUDE_DIR})
+  target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
+                                                ${FREEIMAGE_LIBRARY} ICU::i18n ICU::uc ZLIB::ZLIB)
+endif()
+
+# What every piece of our own code is compiled with.
+add_library(tessaron_warnings INTERFACE)
+target_compile_options(tessaron_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+                                                   -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+if(TESSARON_SANITIZE)
+  add_library(tessaron_sanitizers INTERFACE)
+  set(flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(tessaron_sanitizers INTERFACE ${flags})
+  target_link_options(tessaron_sanitizers INTERFACE ${flags})
+  target_link_libraries(tessaron_warnings INTERFACE tessaron_sanitizers)
+endif()

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "platform/types.h"
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// What the file system says about an open file.
+struct FileStatus {
+  std::uint64_t size = 0;      ///< bytes
+  FILETIME creationTime{};     ///< on Linux the change time where the file system keeps no birth time
+  FILETIME lastWriteTime{};
+  std::uint32_t attributes = 0;  ///< attribute bits as Windows numbers them
+};
+
+/// An open file with a position of its own. Released, and closed, by its owner.
+class File {
+ public:
+  virtual ~File() = default;
+  File() = default;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  /// Reads up to `buffer.size()` bytes at the position and moves it. Returns how many were read,
+  /// 0 at the end, nothing when the read failed.
+  virtual std::optional<std::size_t> read(std::span<std::byte> buffer) = 0;
+  /// Writes `bytes` at the position and moves it. False when not all of them were written.
+  virtual bool write(std::span<const std::byte> bytes) = 0;
+  /// Moves the position to `offset` bytes from the start. False, and unmoved, on failure.
+  virtual bool seek(std::uint64_t offset) = 0;
+  /// The size in bytes; nothing when it cannot be told.
+  virtual std::optional<std::uint64_t> size() = 0;
+  /// Cuts or extends the file so that it ends at the position.
+  virtual bool setEnd() = 0;
+  /// Size, times and attributes; nothing when they cannot be told.
+  virtual std::optional<FileStatus> status() = 0;
+};
+
+/// How a file is opened: who may do what to it, and whether it must exist.
+struct OpenMode {
+  bool read = true;
+  bool write = false;
+  /// Others may read (or write, or delete) the file meanwhile. On Linux a file opened without
+  /// `shareRead` is held with an exclusive lock that other exclusive openers respect.
+  bool shareRead = true;
+  bool shareWrite = false;
+  bool shareDelete = false;
+  enum class Disposition { OpenExisting, OpenAlways, CreateAlways, CreateNew };
+  Disposition disposition = Disposition::OpenExisting;
+  /// The file vanishes when it is closed, whatever happens to the process.
+  bool deleteOnClose = false;
+};
+
+/// Opens a file. A folder is refused; opening never waits (a pipe without a writer is refused, too).
+/// On failure returns null and sets `error`.
+TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
+                                            std::error_code& error);
+
+/// A file in memory, for tests and for parsing what is already there.
+TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
+
+/// Reads what is left of `file` from its position on. Memory grows with what is really read, not
+/// with what the file claims. False when a read failed; `out` then holds what came before.
+bool readToEnd(File& file, std::string& out);
+
+/// Replaces the file at `path`, or creates it: the content is written beside it, flushed to the disk
+/// and put in its place in one step, with the permissions of the file that was there. A symbolic link
+/// is followed. On failure returns the reason; the old file is then as it was and nothing else stays.
+TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_view content);
+
+/// Holds off every other FolderLock on the same folder, in this and in other processes, until it is
+/// destroyed; the system lets go of it when the process dies. It is advisory: it orders those who
+/// read, change and replace a file, and hinders nobody else.
+class TESSARON_API FolderLock {
+ public:
+  /// Waits for the folder in which `path` stands. `error` tells why it could not be locked.
+  FolderLock(std::u16string_view path, std::error_code& error);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  std::intptr_t handle_;
+};
+
+}  // namespace tessaron

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "records/record.h"
+#include "support/xml.h"
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// What an import did with each item that it read; the four counts add up to `read`.
+struct ImportCounts {
+  struct Rejection {
+    std::size_t item;    ///< which item of the response, from 1
+    std::u16string title;
+    std::string reason;  ///< one line in English
+  };
+  std::size_t read = 0;
+  std::size_t added = 0;
+  std::size_t updated = 0;
+  std::size_t skipped = 0;  ///< already there, with the same product data
+  std::vector<Rejection> rejected;
+};
+
+/// A collection's text, open for editing. Only what is edited changes: items that are not touched
+/// keep their bytes, and in a touched item everything that a record does not carry (further offers,
+/// folders, unknown elements and attributes, comments) stays as it was.
+class TESSARON_API Collection {
+ public:
+  static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+
+  /// A collection without items.
+  Collection();
+
+  /// Takes over the text of a collection. On a fault nothing changes.
+  XmlFault parse(std::string text);
+
+  /// The items, in the order of the text.
+  const std::vector<CRecord>& records() const { return records_; }
+  /// The position of the first item with this ASIN, or npos.
+  std::size_t find(std::u16string_view asin) const;
+
+  void add(const CRecord& record);
+  void update(std::size_t index, const CRecord& record);
+  void remove(std::size_t index);
+
+  /// Adds every item of a response in either dialect, or brings the product data of the item with the
+  /// same ASIN up to date; what the user has added to it (status, person, dates, notes, icon, custom
+  /// fields, date added) stays. New items are dated `today` (an MS-DOS date). An item without an ASIN
+  /// is rejected. On a fault in the response nothing changes. Adds to `counts`.
+  XmlFault import(std::string_view response, std::uint16_t today, ImportCounts& counts);
+
+  /// The whole text as it now stands.
+  std::string text() const;
+
+ private:
+  struct Slot;  // where an item stands in the text
+  std::string text_;
+  std::vector<CRecord> records_;
+};
+
+/// What could be saved of a damaged collection.
+struct Recovery {
+  std::string text;       ///< a collection with all items that were complete before the fault
+  std::size_t items = 0;  ///< how many
+  XmlFault fault;         ///< none when the text was whole
+};
+
+/// Saves all complete items before the first fault of `damaged`.
+TESSARON_API Recovery recover(std::string_view damaged);
+
+}  // namespace tessaron

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <tinyxml.h>
+
+#include <string>
+
+#include "tessaron_export.h"
+
+/// A document that is kept as XML. Holds no data; what it is read from and written to is up to the
+/// two operations that its heirs supply.
+class TESSARON_API CSimpleRecord {
+ public:
+  /// Fills the record from a parsed document. False for an unreadable pointer.
+  virtual bool fromXml(TiXmlDocument* document) = 0;
+  /// Parses `text` and hands the document to `fromXml`, whose result comes back. Malformed text is not
+  /// reported: what stands before the fault is read. False for an empty text and for one that is
+  /// nested too deep to be parsed.
+  virtual bool fromString(std::string text);
+  /// Reads a file and hands its text to `fromString`, whose result comes back. False, and nothing
+  /// changed, when it cannot be read.
+  virtual bool fromFile(std::u16string path);
+  /// Makes `document` the record's document. False for an unreadable pointer.
+  virtual bool toXml(TiXmlDocument* document) = 0;
+  /// Appends the record's document to `out`. On failure `out` is untouched.
+  virtual bool toString(std::string& out);
+
+ protected:
+  ~CSimpleRecord() = default;  // not virtual: the five operations are the whole virtual table
+};

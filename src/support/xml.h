@@ -1,0 +1,81 @@
+#pragma once
+
+#include <tinyxml.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "tessaron_export.h"
+
+/// Appends to `parent` an element `name` whose only child is a text node holding `value` in UTF-8.
+/// Characters that XML 1.0 does not allow become U+FFFD. False when `parent` is null.
+TESSARON_API bool composeTextNode(TiXmlElement* parent, std::string name, std::u16string value);
+
+/// Appends to `parent` an element `name` that carries `value` as its attribute `attribute`, with
+/// `text` as its text unless that is empty. False when `parent` is null.
+TESSARON_API bool composeTextAttributeNode(TiXmlElement* parent, std::string name,
+                                           std::string attribute, std::u16string value,
+                                           std::u16string text);
+
+/// When `element` is named exactly `name`, fills `out` with the element's text (all its text and
+/// CDATA children; empty when it has none) and returns true. Otherwise false, `out` untouched.
+TESSARON_API bool parseTextNode(TiXmlElement* element, const std::string& name, std::u16string& out);
+
+namespace tessaron {
+
+/// A place where a text stops being XML that can be read, and why.
+struct TESSARON_API XmlFault {
+  enum class Kind {
+    None,
+    Empty,            ///< no root element
+    BadCharacter,     ///< a NUL, or bytes outside the root element
+    BadTag,           ///< a tag that is no tag, or an attribute without a value
+    DuplicateAttribute,
+    MismatchedEnd,    ///< an end tag that closes another element than the open one
+    UnexpectedEnd,    ///< the text ends inside a tag, a comment, or an open element
+    BadReference,     ///< a numeric character reference that is none
+    Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
+    TooDeep,          ///< elements nested deeper than kXmlDepthLimit
+  };
+  Kind kind = Kind::None;
+  std::size_t offset = 0;  ///< bytes from the start of the text
+  std::size_t line = 0;    ///< from 1
+  std::size_t column = 0;  ///< from 1, in characters
+  std::string message;     ///< one line in English, without the place
+
+  explicit operator bool() const { return kind != Kind::None; }
+};
+
+/// Elements nested deeper than this are refused: the parser is recursive.
+inline constexpr std::size_t kXmlDepthLimit = 256;
+
+/// The one way in which XML text becomes a document. Clears `document` and parses `text` in the
+/// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order mark
+/// is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become the
+/// UTF-8 bytes of the characters that they name; white space inside text stays as it stands.
+/// Returns the first fault, if any. The document then holds what was built before it, but nothing at
+/// all after TooDeep. Safe to call from several threads at once.
+TESSARON_API XmlFault parseXml(std::string_view text, TiXmlDocument& document);
+
+/// Prints a document or a part of it, and appends that to `out`. Byte for byte what the XML
+/// library's own print into a string gives, except where that would not read back: a text with "&#x"
+/// in it is escaped in full, and characters that XML 1.0 does not allow become U+FFFD.
+TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
+
+/// Appends an empty element to `parent`, which owns it, and returns it to be filled in its place.
+TiXmlElement* appendElement(TiXmlNode& parent, const char* name);
+
+/// As `composeTextNode`, without copies.
+void appendText(TiXmlNode& parent, const char* name, std::u16string_view value);
+
+/// Sets an attribute to the UTF-8 form of `value`, without the characters that XML does not allow.
+void setAttribute(TiXmlElement& element, const char* name, std::u16string_view value);
+
+/// The element's text: all its text and CDATA children in UTF-8, decoded. Empty when it has none.
+std::u16string elementText(const TiXmlElement& element);
+
+/// The declaration that stands at the head of every document: version 1.0, UTF-8, standalone.
+void appendDeclaration(TiXmlDocument& document);
+
+}  // namespace tessaron
