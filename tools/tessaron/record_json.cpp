@@ -1,0 +1,192 @@
+#include "record_json.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <variant>
+
+#include "platform/system.h"
+#include "support/dos_date.h"
+#include "support/string_table.h"
+#include "support/text.h"
+
+using nlohmann::ordered_json;
+using tessaron::toUtf8;
+
+namespace {
+
+ordered_json toJson(const std::u16string& text) { return toUtf8(text); }
+
+template <typename Item>
+ordered_json toJson(const std::vector<Item>& list);
+
+ordered_json toJson(const COffer& offer) {
+  return {{"SellerId", toJson(offer.SellerId)},
+          {"Nickname", toJson(offer.Nickname)},
+          {"State", toJson(offer.State)},
+          {"Country", toJson(offer.Country)},
+          {"Condition", toJson(offer.Condition)},
+          {"ConditionNote", toJson(offer.ConditionNote)},
+          {"OfferListingId", toJson(offer.OfferListingId)},
+          {"Price", toJson(offer.Price)},
+          {"Availability", toJson(offer.Availability)}};
+}
+
+ordered_json toJson(const COfferListing& listing) {
+  return {{"OfferListingId", toJson(listing.OfferListingId)},
+          {"Price", toJson(listing.Price)},
+          {"Availability", toJson(listing.Availability)}};
+}
+
+ordered_json toJson(const CFileInfo& file) {
+  return {{"path", toJson(file.path)},
+          {"name", toJson(file.name)},
+          {"size", std::uint64_t{file.sizeHigh} << 32 | file.sizeLow}};
+}
+
+ordered_json toJson(const CFolderInfo& folder) {
+  return {{"id", folder.id},
+          {"parentId", folder.parentId},
+          {"path", toJson(folder.path)},
+          {"files", toJson(folder.files)}};
+}
+
+template <typename Item>
+ordered_json toJson(const std::vector<Item>& list) {
+  auto array = ordered_json::array();
+  for (const Item& item : list) array.push_back(toJson(item));
+  return array;
+}
+
+ordered_json iconJson(const CRecord& record) {
+  return record.hasIcon ? ordered_json(record.icon) : ordered_json();
+}
+
+ordered_json statusJson(const CRecord& record) {
+  if (!record.hasStatus) return {};
+  CRecord state;  // the sentence depends on these alone, and its maker is not const
+  state.hasStatus = true;
+  state.status = record.status;
+  state.StatusTarget = record.StatusTarget;
+  state.StatusBeginDate = record.StatusBeginDate;
+  state.StatusEndDate = record.StatusEndDate;
+  std::u16string sentence;
+  state.getStatusString(sentence);
+  const bool named = record.status >= 0 && record.status <= 7;
+  return {{"value", record.status},
+          {"name", named ? toUtf8(tessaron::stringAt(3000u + static_cast<unsigned>(record.status)))
+                         : std::string()},
+          {"target", toJson(record.StatusTarget)},
+          {"begin", dateJson(record.StatusBeginDate)},
+          {"end", dateJson(record.StatusEndDate)},
+          {"text", toUtf8(sentence)},
+          {"due", tessaron::dueStateAt(record, tessaron::utcNow())}};
+}
+
+ordered_json customFieldsJson(const CRecord& record) {
+  auto array = ordered_json::array();
+  const std::size_t slots =
+      std::min(record.customFieldNames.size(), record.customFieldValues.size());
+  for (std::size_t i = 0; i < slots; ++i) {
+    const std::u16string& name = record.customFieldNames[i];
+    const std::u16string& value = record.customFieldValues[i];
+    if (name.empty() && value.empty()) continue;
+    array.push_back({{"name", toUtf8(name)}, {"value", toUtf8(value)}});
+  }
+  return array;
+}
+
+struct Field {
+  const char* name;
+  std::variant<std::u16string CRecord::*, CRecord::Strings CRecord::*,
+               std::vector<CRecord::Strings> CRecord::*, std::uint16_t CRecord::*,
+               std::vector<COffer> CRecord::*, COfferListing CRecord::*,
+               std::vector<CFolderInfo> CRecord::*, ordered_json (*)(const CRecord&)>
+      source;
+};
+
+constexpr Field kFields[] = {
+    {"icon", iconJson},
+    {"status", statusJson},
+    {"ASIN", &CRecord::ASIN},
+    {"Title", &CRecord::Title},
+    {"NumberOfDiscs", &CRecord::NumberOfDiscs},
+    {"Binding", &CRecord::Binding},
+    {"Publisher", &CRecord::Publisher},
+    {"ReleaseDate", &CRecord::ReleaseDate},
+    {"ProductGroup", &CRecord::ProductGroup},
+    {"DetailPageURL", &CRecord::DetailPageURL},
+    {"UPC", &CRecord::UPC},
+    {"EAN", &CRecord::EAN},
+    {"LargeImage", &CRecord::LargeImage},
+    {"SmallImage", &CRecord::SmallImage},
+    {"MediumImage", &CRecord::MediumImage},
+    {"description", &CRecord::description},
+    {"AspectRatio", &CRecord::AspectRatio},
+    {"DVDLayers", &CRecord::DVDLayers},
+    {"DVDSides", &CRecord::DVDSides},
+    {"PictureFormat", &CRecord::PictureFormat},
+    {"RegionCode", &CRecord::RegionCode},
+    {"RunningTime", &CRecord::RunningTime},
+    {"Studio", &CRecord::Studio},
+    {"TheatricalReleaseDate", &CRecord::TheatricalReleaseDate},
+    {"AudienceRating", &CRecord::AudienceRating},
+    {"actors", &CRecord::actors},
+    {"directors", &CRecord::directors},
+    {"formats", &CRecord::formats},
+    {"languages", &CRecord::languages},
+    {"PublicationDate", &CRecord::PublicationDate},
+    {"NumberOfPages", &CRecord::NumberOfPages},
+    {"OriginalTitle", &CRecord::OriginalTitle},
+    {"authors", &CRecord::authors},
+    {"translators", &CRecord::translators},
+    {"ISBN", &CRecord::ISBN},
+    {"Label", &CRecord::Label},
+    {"NumberOfTracks", &CRecord::NumberOfTracks},
+    {"artists", &CRecord::artists},
+    {"discs", &CRecord::discs},
+    {"ESRBAgeRating", &CRecord::ESRBAgeRating},
+    {"features", &CRecord::features},
+    {"platforms", &CRecord::platforms},
+    {"AverageRating", &CRecord::AverageRating},
+    {"TotalReviews", &CRecord::TotalReviews},
+    {"reviewRatings", &CRecord::reviewRatings},
+    {"reviewSummaries", &CRecord::reviewSummaries},
+    {"reviewContents", &CRecord::reviewContents},
+    {"customFields", customFieldsJson},
+    {"offers", &CRecord::offers},
+    {"offerListing", &CRecord::offerListing},
+    {"DateAdded", &CRecord::DateAdded},
+    {"ListPrice", &CRecord::ListPrice},
+    {"LowestNewPrice", &CRecord::LowestNewPrice},
+    {"TotalNew", &CRecord::TotalNew},
+    {"LowestUsedPrice", &CRecord::LowestUsedPrice},
+    {"TotalUsed", &CRecord::TotalUsed},
+    {"Notes", &CRecord::Notes},
+    {"folders", &CRecord::folders},
+};
+
+struct Reader {
+  const CRecord& record;
+
+  ordered_json operator()(ordered_json (*make)(const CRecord&)) const { return make(record); }
+  ordered_json operator()(std::uint16_t CRecord::* date) const { return dateJson(record.*date); }
+  template <typename Member>
+  ordered_json operator()(Member CRecord::* member) const {
+    return toJson(record.*member);
+  }
+};
+
+}  // namespace
+
+ordered_json dateJson(std::uint16_t date) {
+  SYSTEMTIME time{};
+  if (!DosDateTimeToSystemTime(date, &time)) return {};
+  return fmt::format("{:04}-{:02}-{:02}", time.wYear, time.wMonth, time.wDay);
+}
+
+ordered_json recordJson(const CRecord& record) {
+  auto object = ordered_json::object();
+  for (const Field& field : kFields) object[field.name] = std::visit(Reader{record}, field.source);
+  return object;
+}
