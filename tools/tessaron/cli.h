@@ -1,0 +1,103 @@
+#pragma once
+// What every verb of the tool shares: failures, reading, saving, and what is said to whom.
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "records/collection.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tessaron::tool {
+
+enum ExitCode : int {
+  kDone = 0,
+  kFailed = 1,  ///< the request found nothing, or could not be carried out
+  kUsage = 2,
+  kBadData = 65,       ///< damaged or foreign data
+  kNoInput = 66,       ///< an input is missing or unreadable
+  kCannotCreate = 73,  ///< an output cannot be made where it is to stand
+  kCannotWrite = 74,   ///< an error while writing
+};
+
+/// Ends a verb. `main` prints it as "tessaron: WHERE: REASON" and exits with `code`.
+struct Failure {
+  ExitCode code;
+  std::string where;  ///< file[:line:column]; empty when it is about no file
+  std::string reason;
+};
+
+/// The options that all verbs have in common, and what the chosen verb does.
+struct Context {
+  bool quiet = false;
+  std::string color = "auto";
+  std::function<int()> run;  ///< set while the command line is parsed; gives the exit code
+};
+
+/// Adds the required option -c,--collection FILE. With `editable` "-" is refused.
+void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
+
+/// The file's name as messages give it: "standard input" for "-".
+std::string displayName(const std::string& path);
+
+/// The bytes of a file, or of standard input for "-" (which can be read only once). Fails with
+/// kNoInput. Pipes are fine.
+std::string readInput(const std::string& path);
+
+/// Fails with kBadData and the fault's place when there is a fault.
+void requireSound(const std::string& path, const XmlFault& fault);
+
+/// Reads a collection. Fails with kNoInput when there is none, with kBadData when it is damaged or
+/// something else altogether.
+Collection loadCollection(const std::string& path);
+
+/// Whether a well-formed document can be a collection or a response: it has items, or a place for
+/// them.
+bool canHoldItems(const TiXmlDocument& document);
+
+/// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file is
+/// then as it was.
+void writeOutput(const std::string& path, std::string_view content);
+
+/// Reads, changes and replaces a collection while no other edit of it can come between. Nothing is
+/// written when `change` leaves the text as it was. When there is no such file, `change` gets an empty
+/// collection if `create`; otherwise this fails with kNoInput.
+void editCollection(const std::string& path, bool create,
+                    const std::function<void(Collection&)>& change);
+
+/// Writes to standard output. Fails with kCannotWrite.
+void print(std::string_view text);
+
+/// Hands over all that was printed so far. Fails with kCannotWrite.
+void flushOutput();
+
+/// One line on standard error, with the program's name in front: about something that went wrong.
+void warn(std::string_view line);
+
+/// One line on standard error, unless --quiet: about what was done.
+void note(const Context& context, std::string_view line);
+
+/// One line on standard error that tells how far the work is; only on a terminal, never wider than
+/// it, and gone when the object goes.
+class Progress {
+ public:
+  Progress(const Context& context, std::string_view task, std::size_t total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// Shows that `done` of the total are done, and what comes next.
+  void show(std::size_t done, std::string_view next);
+
+ private:
+  bool active_;
+  std::string task_;
+  std::size_t total_;
+};
+
+}  // namespace tessaron::tool

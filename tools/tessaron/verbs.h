@@ -1,0 +1,21 @@
+#pragma once
+// Each function adds one verb with its options to the command line; when that verb is chosen, it sets
+// `context.run`. Both arguments must outlive the run.
+
+#include <CLI/CLI.hpp>
+
+#include "cli.h"
+
+namespace tessaron::tool {
+
+void addImport(CLI::App& app, Context& context);
+void addList(CLI::App& app, Context& context);
+void addShow(CLI::App& app, Context& context);
+void addSet(CLI::App& app, Context& context);
+void addRemove(CLI::App& app, Context& context);
+void addDue(CLI::App& app, Context& context);
+void addExport(CLI::App& app, Context& context);
+void addRecover(CLI::App& app, Context& context);
+void addCart(CLI::App& app, Context& context);
+
+}  // namespace tessaron::tool
