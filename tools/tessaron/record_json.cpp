@@ -1,17 +1,18 @@
 #include "record_json.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <utility>
 #include <variant>
 
 #include "platform/system.h"
-#include "support/dos_date.h"
-#include "support/string_table.h"
+#include "status.h"
 #include "support/text.h"
 
+namespace tessaron::tool {
+
 using nlohmann::ordered_json;
-using tessaron::toUtf8;
 
 namespace {
 
@@ -62,25 +63,20 @@ ordered_json iconJson(const CRecord& record) {
   return record.hasIcon ? ordered_json(record.icon) : ordered_json();
 }
 
+ordered_json dateJson(std::uint16_t date) {
+  std::string text = isoDate(date);
+  return text.empty() ? ordered_json() : ordered_json(std::move(text));
+}
+
 ordered_json statusJson(const CRecord& record) {
   if (!record.hasStatus) return {};
-  CRecord state;  // the sentence depends on these alone, and its maker is not const
-  state.hasStatus = true;
-  state.status = record.status;
-  state.StatusTarget = record.StatusTarget;
-  state.StatusBeginDate = record.StatusBeginDate;
-  state.StatusEndDate = record.StatusEndDate;
-  std::u16string sentence;
-  state.getStatusString(sentence);
-  const bool named = record.status >= 0 && record.status <= 7;
   return {{"value", record.status},
-          {"name", named ? toUtf8(tessaron::stringAt(3000u + static_cast<unsigned>(record.status)))
-                         : std::string()},
+          {"name", statusName(record.status)},
           {"target", toJson(record.StatusTarget)},
           {"begin", dateJson(record.StatusBeginDate)},
           {"end", dateJson(record.StatusEndDate)},
-          {"text", toUtf8(sentence)},
-          {"due", tessaron::dueStateAt(record, tessaron::utcNow())}};
+          {"text", statusSentence(record)},
+          {"due", dueStateAt(record, utcNow())}};
 }
 
 ordered_json customFieldsJson(const CRecord& record) {
@@ -170,23 +166,21 @@ struct Reader {
   const CRecord& record;
 
   ordered_json operator()(ordered_json (*make)(const CRecord&)) const { return make(record); }
-  ordered_json operator()(std::uint16_t CRecord::* date) const { return dateJson(record.*date); }
+  ordered_json operator()(std::uint16_t CRecord::*date) const { return dateJson(record.*date); }
   template <typename Member>
-  ordered_json operator()(Member CRecord::* member) const {
+  ordered_json operator()(Member CRecord::*member) const {
     return toJson(record.*member);
   }
 };
 
 }  // namespace
 
-ordered_json dateJson(std::uint16_t date) {
-  SYSTEMTIME time{};
-  if (!DosDateTimeToSystemTime(date, &time)) return {};
-  return fmt::format("{:04}-{:02}-{:02}", time.wYear, time.wMonth, time.wDay);
-}
-
 ordered_json recordJson(const CRecord& record) {
-  auto object = ordered_json::object();
-  for (const Field& field : kFields) object[field.name] = std::visit(Reader{record}, field.source);
+  ordered_json::object_t object;
+  object.reserve(std::size(kFields));
+  for (const Field& field : kFields)
+    object.emplace_back(field.name, std::visit(Reader{record}, field.source));
   return object;
 }
+
+}  // namespace tessaron::tool
