@@ -1,0 +1,41 @@
+# The front door. Everything works on a fresh Debian 12: what is missing is installed first.
+
+PREFIX ?= /usr/local
+
+.PHONY: help demo test test-linux test-asan test-windows format tidy install clean
+.DEFAULT_GOAL := help
+
+help:  ## this list
+	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
+
+demo:  ## build the command-line tool and show what it does
+	@scripts/demo
+
+test:  ## build and test for Linux and, under Wine, for Windows
+	@scripts/test linux windows-x64 windows-x86
+
+test-linux:  ## build and test for Linux
+	@scripts/test linux
+
+test-asan:  ## build and test for Linux with AddressSanitizer and UBSan
+	@scripts/test linux-asan
+
+test-windows:  ## build for Windows and test under Wine
+	@scripts/test windows-x64 windows-x86
+
+format:  ## format the sources
+	@scripts/setup lint
+	@find src tools tests bench fuzz -name '*.h' -o -name '*.cpp' | xargs clang-format -i
+
+tidy:  ## run clang-tidy over the library and the tool
+	@scripts/setup lint
+	@cmake --preset linux >/dev/null && cmake --build --preset linux
+	@run-clang-tidy -quiet -p build/linux "$(CURDIR)/(src|tools)/"
+
+install:  ## build for Linux and install below PREFIX (default /usr/local)
+	@scripts/setup linux
+	@cmake --preset linux >/dev/null && cmake --build --preset linux
+	@cmake --install build/linux --prefix $(PREFIX)
+
+clean:  ## remove what was built; what was fetched stays in the cache
+	rm -rf build
