@@ -3,9 +3,9 @@
 
 #include <cstddef>
 #include <functional>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 #include "records/collection.h"
 
@@ -60,18 +60,26 @@ Collection loadCollection(const std::string& path);
 /// them.
 bool canHoldItems(const TiXmlDocument& document);
 
-/// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file is
-/// then as it was.
+/// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file
+/// is then as it was.
 void writeOutput(const std::string& path, std::string_view content);
 
+enum class EditMode {
+  Existing,  ///< a missing file is a failure: kNoInput
+  Create,    ///< a missing file starts as an empty collection
+  DryRun,    ///< as Create, but nothing is written
+};
+
 /// Reads, changes and replaces a collection while no other edit of it can come between. Nothing is
-/// written when `change` leaves the text as it was. When there is no such file, `change` gets an empty
-/// collection if `create`; otherwise this fails with kNoInput.
-void editCollection(const std::string& path, bool create,
+/// written when `change` leaves the collection as it was, or throws.
+void editCollection(const std::string& path, EditMode mode,
                     const std::function<void(Collection&)>& change);
 
 /// Writes to standard output. Fails with kCannotWrite.
 void print(std::string_view text);
+
+/// Writes one JSON document to standard output, indented, and with every control character escaped.
+void printJson(const nlohmann::ordered_json& document);
 
 /// Hands over all that was printed so far. Fails with kCannotWrite.
 void flushOutput();

@@ -6,8 +6,8 @@
 
 namespace tessaron::tool {
 
-/// One field by RFC 4180, quoted where it must be. A text that a spreadsheet would take for a formula
-/// gets an apostrophe in front (plain numbers do not); control characters become U+FFFD.
+/// One field by RFC 4180, quoted where it must be. A text that a spreadsheet would take for a
+/// formula gets an apostrophe in front (plain numbers do not); control characters become U+FFFD.
 std::string csvField(std::string_view text);
 
 /// A record: fields, commas, CRLF.

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "records/record.h"
+#include "terminal.h"
 
 namespace tessaron::tool {
 
@@ -15,8 +16,8 @@ namespace tessaron::tool {
 std::string isoDate(std::uint16_t date);
 
 /// The MS-DOS date that "2024-05-31", "today", "tomorrow" or "+14d" (days from today) means, today
-/// being `today`. Nothing when it is no date, or none from 1980 to 2107.
-std::optional<std::uint16_t> parseDate(std::string_view text, std::uint16_t today);
+/// being `today`. Fails with kUsage when it is no date, or none from 1980 to 2107.
+std::uint16_t parseDate(std::string_view text, std::uint16_t today);
 
 /// Today where the user is.
 std::uint16_t localToday();
@@ -26,10 +27,14 @@ inline constexpr int kStatusCount = 8;
 /// The name of a status, such as "Rented Out"; empty for a number that names none.
 std::string statusName(int status);
 
-/// The status that a name means, without regard to case and with "-" or "_" for a blank ("rented-out").
-std::optional<int> parseStatus(std::string_view name);
+/// A status name as it is compared and as messages give it: "Rented Out" as "rented-out".
+std::string plainName(std::string_view name);
 
-/// All names, for messages: "lent, borrowed, rented-out, ...".
+/// The status that a name means, compared as `plainName`. Fails with kUsage, and the names that
+/// there are, for any other.
+int parseStatus(std::string_view name);
+
+/// All names as they can be typed, with commas.
 std::string statusChoices();
 
 /// The sentence that tells the record's status; empty without one.
@@ -41,5 +46,8 @@ std::optional<int> daysLeft(const CRecord& record, const SYSTEMTIME& now);
 
 /// "overdue", "due" or "due soon" by the library's test at the UTC time `now`; else empty.
 std::string dueMark(const CRecord& record, const SYSTEMTIME& now);
+
+/// The mark as a table shows it.
+Table::Cell dueCell(std::string mark);
 
 }  // namespace tessaron::tool

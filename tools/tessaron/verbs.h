@@ -1,6 +1,6 @@
 #pragma once
-// Each function adds one verb with its options to the command line; when that verb is chosen, it sets
-// `context.run`. Both arguments must outlive the run.
+// Each function adds one verb with its options to the command line; when that verb is chosen, it
+// sets `context.run`. Both arguments must outlive the run.
 
 #include <CLI/CLI.hpp>
 

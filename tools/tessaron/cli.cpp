@@ -1,0 +1,203 @@
+#include "cli.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <system_error>
+
+#include "platform/file.h"
+#include "support/text.h"
+#include "terminal.h"
+
+namespace tessaron::tool {
+namespace {
+
+std::string reasonOf(int number) { return std::generic_category().message(number); }
+
+/// A file descriptor that is closed by its owner.
+struct Descriptor {
+  int number;
+  ~Descriptor() {
+    if (number > STDERR_FILENO) ::close(number);
+  }
+};
+
+/// The path as the library takes it. A name that is not UTF-8 would come out as another file's.
+std::u16string widePath(const std::string& path) {
+  std::u16string wide = fromUtf8(path);
+  if (toUtf8(wide) != path) throw Failure{kCannotCreate, path, "the file's name is not UTF-8"};
+  return wide;
+}
+
+/// The file that a symbolic link leads to, so that all of its names lead to the same lock.
+std::string resolved(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_symlink(path, error)) return path;
+  const std::filesystem::path real = std::filesystem::weakly_canonical(path, error);
+  return error ? path : real.string();
+}
+
+bool fileExists(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
+
+[[noreturn]] void throwWriteFailure(const std::string& path, const std::error_code& error) {
+  const bool midway = error == std::errc::io_error || error == std::errc::no_space_on_device ||
+                      error == std::errc::file_too_large || error.value() == EDQUOT;
+  throw Failure{midway ? kCannotWrite : kCannotCreate, path, error.message()};
+}
+
+Collection parseCollection(const std::string& path, const std::string& text) {
+  Collection collection;
+  requireSound(path, collection.parse(text));
+  if (!collection.records().empty()) return collection;
+  TiXmlDocument document;  // without items the root has to tell what this is
+  parseXml(text, document);
+  if (!canHoldItems(document))
+    throw Failure{kBadData, displayName(path), "this is no collection: it has no place for items"};
+  return collection;
+}
+
+}  // namespace
+
+void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
+  CLI::Option* option = verb.add_option("-c,--collection", path, "The collection's file")
+                            ->type_name("FILE")
+                            ->required();
+  if (!editable) return;
+  option->check([](const std::string& value) {
+    return value == "-" ? std::string("standard input cannot be changed") : std::string();
+  });
+}
+
+std::string displayName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+std::string readInput(const std::string& path) {
+  static bool standardInputTaken = false;
+  const bool standard = path == "-";
+  if (standard && standardInputTaken)
+    throw Failure{kNoInput, displayName(path), "it can be read only once"};
+  standardInputTaken = standardInputTaken || standard;
+
+  const Descriptor file{standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+  if (file.number < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+  std::string content;
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t got = ::read(file.number, buffer, sizeof buffer);
+    if (got > 0) content.append(buffer, static_cast<std::size_t>(got));
+    if (got == 0) return content;
+    if (got < 0 && errno != EINTR) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+  }
+}
+
+void requireSound(const std::string& path, const XmlFault& fault) {
+  if (!fault) return;
+  throw Failure{kBadData, fmt::format("{}:{}:{}", displayName(path), fault.line, fault.column),
+                fault.message};
+}
+
+Collection loadCollection(const std::string& path) {
+  return parseCollection(path, readInput(path));
+}
+
+bool canHoldItems(const TiXmlDocument& document) {
+  const TiXmlElement* root = document.RootElement();
+  if (root == nullptr) return false;
+  const std::string_view name = root->Value();
+  return name == "PriceTracker" || name == "ProductInfo" ||
+         root->FirstChildElement("Items") != nullptr ||
+         root->FirstChildElement("Details") != nullptr;
+}
+
+void writeOutput(const std::string& path, std::string_view content) {
+  if (const std::error_code error = replaceFile(widePath(path), content))
+    throwWriteFailure(path, error);
+}
+
+void editCollection(const std::string& path, EditMode mode,
+                    const std::function<void(Collection&)>& change) {
+  const std::string target = resolved(path);
+  if (mode == EditMode::Existing && !fileExists(target))
+    throw Failure{kNoInput, path, reasonOf(ENOENT)};
+  std::error_code error;
+  std::optional<FolderLock> lock;
+  if (mode != EditMode::DryRun) lock.emplace(widePath(target), error);
+  if (error) throwWriteFailure(path, error);
+
+  Collection collection;
+  if (mode == EditMode::Existing || fileExists(target))
+    collection = parseCollection(path, readInput(target));
+  const std::string before = collection.text();
+  change(collection);
+  const std::string after = collection.text();
+  if (mode == EditMode::DryRun || after == before) return;
+  if (const std::error_code failed = replaceFile(widePath(target), after))
+    throwWriteFailure(path, failed);
+}
+
+void print(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+    throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+}
+
+void printJson(const nlohmann::ordered_json& document) {
+  const std::string dumped = document.dump(2);
+  std::string text;
+  text.reserve(dumped.size() + 1);
+  // JSON leaves U+007F to U+009F alone, but terminals obey some of them.
+  for (std::size_t i = 0; i < dumped.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(dumped[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < dumped.size() ? dumped[i + 1] : 0);
+    if (byte == 0x7F) {
+      text += "\\u007f";
+    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+      text += fmt::format("\\u{:04x}", next);
+      ++i;
+    } else {
+      text += dumped[i];
+    }
+  }
+  text += '\n';
+  print(text);
+}
+
+void flushOutput() {
+  if (std::fflush(stdout) != 0) throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+}
+
+void warn(std::string_view line) { fmt::print(stderr, "tessaron: {}\n", printable(line)); }
+
+void note(const Context& context, std::string_view line) {
+  if (!context.quiet) fmt::print(stderr, "{}\n", printable(line));
+}
+
+Progress::Progress(const Context& context, std::string_view task, std::size_t total)
+    : active_(!context.quiet && terminalWidth(STDERR_FILENO).has_value()),
+      task_(task),
+      total_(total) {}
+
+void Progress::show(std::size_t done, std::string_view next) {
+  if (!active_) return;
+  // Asked anew each time: the window may have been resized. The last column stays free, because
+  // terminals differ in what they do with a cursor behind it.
+  const std::size_t width = terminalWidth(STDERR_FILENO).value_or(80);
+  const std::string line = fmt::format("{} {}/{} {}", task_, done, total_, printable(next));
+  fmt::print(stderr, "\r\x1b[K{}", cutToWidth(line, width - 1));
+  std::fflush(stderr);
+}
+
+Progress::~Progress() {
+  if (active_) fmt::print(stderr, "\r\x1b[K");
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,144 @@
+#include <fmt/format.h>
+#include <unicode/coll.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "csv.h"
+#include "platform/system.h"
+#include "record_json.h"
+#include "status.h"
+#include "support/text.h"
+#include "terminal.h"
+#include "verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+struct Options {
+  std::string collection;
+  std::string status = "all";
+  std::string sort;
+  bool json = false;
+  bool csv = false;
+};
+
+using Rows = std::vector<const CRecord*>;
+
+/// Orders titles as the user's language does, without regard to case and with numbers by value.
+std::unique_ptr<icu::Collator> makeCollator() {
+  UErrorCode error = U_ZERO_ERROR;
+  // Without a language in the environment the default orders by character code.
+  const bool posix = std::strcmp(icu::Locale::getDefault().getName(), "en_US_POSIX") == 0;
+  std::unique_ptr<icu::Collator> collator(
+      posix ? icu::Collator::createInstance(icu::Locale::getRoot(), error)
+            : icu::Collator::createInstance(error));
+  if (U_FAILURE(error)) throw Failure{kFailed, {}, "no rules for sorting titles"};
+  collator->setStrength(icu::Collator::SECONDARY);
+  collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, error);
+  return collator;
+}
+
+void sortRows(Rows& rows, const std::string& order) {
+  if (order.empty()) return;
+  const std::unique_ptr<icu::Collator> collator = makeCollator();
+  const auto compare = [&](const std::u16string& a, const std::u16string& b) {
+    UErrorCode error = U_ZERO_ERROR;
+    return collator->compare(a.data(), static_cast<int32_t>(a.size()), b.data(),
+                             static_cast<int32_t>(b.size()), error);
+  };
+  const auto statusOf = [](const CRecord& record) {
+    return record.hasStatus ? record.status : INT32_MAX;  // those without one come last
+  };
+  std::stable_sort(rows.begin(), rows.end(), [&](const CRecord* a, const CRecord* b) {
+    int difference = 0;
+    if (order == "added") return a->DateAdded < b->DateAdded;
+    if (order == "group") difference = compare(a->ProductGroup, b->ProductGroup);
+    if (order == "status" && statusOf(*a) != statusOf(*b)) return statusOf(*a) < statusOf(*b);
+    if (difference == 0) difference = compare(a->Title, b->Title);
+    return difference < 0;
+  });
+}
+
+Rows selectRows(const Collection& collection, const std::function<bool(const CRecord&)>& wanted) {
+  Rows rows;
+  for (const CRecord& record : collection.records())
+    if (wanted(record)) rows.push_back(&record);
+  return rows;
+}
+
+/// The test for --status. Fails with kUsage for a name that means nothing.
+std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
+  const std::string plain = plainName(name);
+  if (plain == "all") return [](const CRecord&) { return true; };
+  if (plain == "none") return [](const CRecord& record) { return !record.hasStatus; };
+  return [status = parseStatus(name)](const CRecord& record) {
+    return record.hasStatus && record.status == status;
+  };
+}
+
+void printArray(const Rows& rows) {
+  auto array = nlohmann::ordered_json::array();
+  for (const CRecord* record : rows) array.push_back(recordJson(*record));
+  printJson(array);
+}
+
+void printCsv(const Rows& rows, const SYSTEMTIME& now) {
+  print(csvRow({"ASIN", "Title", "ProductGroup", "DateAdded", "status", "target", "begin", "end",
+                "text", "due"}));
+  for (const CRecord* record : rows)
+    print(csvRow({toUtf8(record->ASIN), toUtf8(record->Title), toUtf8(record->ProductGroup),
+                  isoDate(record->DateAdded), record->hasStatus ? statusName(record->status) : "",
+                  toUtf8(record->StatusTarget), isoDate(record->StatusBeginDate),
+                  isoDate(record->StatusEndDate), statusSentence(*record), dueMark(*record, now)}));
+}
+
+int run(const Options& options, const Context& context) {
+  const auto wanted = statusFilter(options.status);
+  const Collection collection = loadCollection(options.collection);
+  Rows rows = selectRows(collection, wanted);
+  sortRows(rows, options.sort);
+  const SYSTEMTIME now = utcNow();
+  if (options.json) {
+    printArray(rows);
+  } else if (options.csv) {
+    printCsv(rows, now);
+  } else if (!rows.empty()) {
+    Table table({"ASIN", "Title", "Group", "Status", "Due"});
+    for (const CRecord* record : rows)
+      table.add({{toUtf8(record->ASIN)},
+                 {toUtf8(record->Title)},
+                 {toUtf8(record->ProductGroup)},
+                 {statusSentence(*record)},
+                 dueCell(dueMark(*record, now))});
+    table.print(context);
+  }
+  if (!rows.empty()) return kDone;
+  throw Failure{kFailed, displayName(options.collection),
+                collection.records().empty() ? "the collection is empty"
+                                             : "no item has the status \"" + options.status + "\""};
+}
+
+}  // namespace
+
+void addList(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("list", "Lists the items with their status");
+  addCollectionOption(*verb, options->collection, false);
+  verb->add_option("--status", options->status,
+                   "Only items with this status: none, all, " + statusChoices())
+      ->type_name("NAME")
+      ->capture_default_str();
+  verb->add_option("--sort", options->sort, "The order, instead of the file's")
+      ->check(CLI::IsMember({"title", "added", "group", "status"}))
+      ->type_name("title|added|group|status");
+  CLI::Option* json = verb->add_flag("--json", options->json, "Print the records as JSON");
+  verb->add_flag("--csv", options->csv, "Print the table as CSV")->excludes(json);
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,69 @@
+// The command line of the catalogue: chooses the verb, prints its failure, gives the exit code.
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <new>
+
+#include "verbs.h"
+
+namespace {
+
+using namespace tessaron::tool;
+
+int fail(const Failure& failure) {
+  warn(failure.where.empty() ? failure.reason : failure.where + ": " + failure.reason);
+  return failure.code;
+}
+
+int run(int argc, char** argv) {
+  Context context;
+  CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
+  app.set_version_flag("--version", "tessaron " TESSARON_VERSION);
+  app.set_help_all_flag("--help-all", "The options of all verbs");
+  app.add_flag("-q,--quiet", context.quiet, "No messages and no progress on standard error");
+  app.add_option("--color", context.color, "Colours in tables")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("auto|always|never")
+      ->capture_default_str();
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.footer(
+      "FILE may be - for standard input where it is only read.\n"
+      "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
+      "66 no such input; 73 or 74 cannot write.");
+  for (const auto add :
+       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart})
+    add(app, context);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0)
+      return fail({kUsage, {}, std::string(error.what()) + " (--help tells the usage)"});
+    app.exit(error, std::cout, std::cerr);  // what --help and --version ask for
+    std::cout.flush();
+    flushOutput();
+    return kDone;
+  }
+  const int code = context.run();
+  flushOutput();
+  return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is a write error like any other
+  try {
+    return run(argc, argv);
+  } catch (const Failure& failure) {
+    return fail(failure);
+  } catch (const std::bad_alloc&) {
+    return fail({kFailed, {}, "out of memory"});
+  } catch (const std::exception& error) {
+    return fail({kFailed, {}, error.what()});
+  }
+}

@@ -1,0 +1,75 @@
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "record_json.h"
+#include "support/text.h"
+#include "terminal.h"
+#include "verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+  std::string collection;
+  std::string asin;
+  bool json = false;
+};
+
+/// Whether there is nothing in a value that a person would want to read.
+bool isEmpty(const ordered_json& value) {
+  if (!value.is_structured()) return value.is_null() || value == "";
+  return std::all_of(value.begin(), value.end(), isEmpty);
+}
+
+/// Prints "name: value" lines: parts of an object or a list below their name, two columns further
+/// in. What is empty is left out.
+void printValue(const std::string& name, const ordered_json& value, std::size_t indent,
+                bool color) {
+  if (isEmpty(value)) return;
+  const std::string lead = std::string(indent, ' ') + styled(name, Style::Bold, color);
+  if (!value.is_structured()) {
+    std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    text = printable(text, true);
+    const std::string nextLine = '\n' + std::string(indent + 2, ' ');
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += nextLine.size())
+      text.replace(at, 1, nextLine);
+    print(lead + ' ' + text + '\n');
+    return;
+  }
+  print(lead + '\n');
+  for (const auto& [key, part] : value.items())
+    printValue(value.is_array() ? "-" : key + ':', part, indent + 2, color);
+}
+
+int run(const Options& options, const Context& context) {
+  const Collection collection = loadCollection(options.collection);
+  const std::size_t index = collection.find(fromUtf8(options.asin));
+  if (index == Collection::npos)
+    throw Failure{kFailed, displayName(options.collection), "no item " + options.asin};
+  const ordered_json record = recordJson(collection.records()[index]);
+  if (options.json) {
+    printJson(record);
+  } else {
+    for (const auto& [key, value] : record.items())
+      printValue(key + ':', value, 0, useColor(context));
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void addShow(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("show", "Prints everything about one item");
+  addCollectionOption(*verb, options->collection, false);
+  verb->add_option("ASIN", options->asin, "The item")->required();
+  verb->add_flag("--json", options->json, "Print the record as JSON");
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool
