@@ -1,1 +1,43 @@
-# Nothing is installed yet.
+# What is installed: the library, its public headers, the tool, a CMake package and a pkg-config
+# file. All of it finds its parts from where it stands, so the installed tree may be moved.
+include(CMakePackageConfigHelpers)
+
+set(TESSARON_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/tessaron)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/TessaronBF)
+
+# The headers include each other as "folder/name.h", a consumer includes "tessaron/folder/name.h".
+target_include_directories(TessaronBF INTERFACE
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${TESSARON_INCLUDE_DIR}>)
+target_compile_features(TessaronBF INTERFACE cxx_std_20)
+
+install(TARGETS TessaronBF EXPORT TessaronBF)
+install(FILES ${PROJECT_BINARY_DIR}/generated/tessaron_export.h
+        DESTINATION ${TESSARON_INCLUDE_DIR})
+foreach(folder IN ITEMS support platform mediainfo records settings themes graphics)
+  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.h)
+  list(FILTER headers EXCLUDE REGEX "_internal\\.h$")
+  install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/${folder})
+endforeach()
+if(WIN32)
+  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/ui/*.h)
+  install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/ui)
+endif()
+
+install(EXPORT TessaronBF NAMESPACE TessaronBF:: FILE TessaronBFTargets.cmake
+        DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TessaronBFConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/TessaronBFConfig.cmake
+              ${PROJECT_BINARY_DIR}/TessaronBFConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+if(NOT WIN32)
+  file(RELATIVE_PATH TESSARON_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/tessaronbf.pc.in
+                 ${PROJECT_BINARY_DIR}/tessaronbf.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/tessaronbf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+  file(RELATIVE_PATH libdir /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(tessaron PROPERTIES INSTALL_RPATH $ORIGIN/${libdir})
+  install(TARGETS tessaron)
+endif()

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Installs what a build folder holds, moves the tree elsewhere, and builds and runs the consumer
+# against it.
+#
+#   run.sh BUILD-DIR SYSTEM [EMULATOR...]
+set -euo pipefail
+
+build=$1 system=$2
+shift 2
+source=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+expect() {  # expect COMMAND...: prints what a whole consumer prints
+  local got
+  got=$("$@" | tr -d '\r')
+  if [ "$got" != "Größe 4x3 Größe" ]; then
+    echo "$1 printed: $got" >&2
+    exit 1
+  fi
+}
+
+cmake --install "$build" --prefix "$work/first" >/dev/null
+mv "$work/first" "$work/moved"
+
+# The tree is found through the prefix path on Linux, through the root path where one is set.
+arguments=(-DCMAKE_PREFIX_PATH="$work/moved")
+if [ "$system" = Windows ]; then
+  read_cache() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+  arguments=(-DTessaronBF_DIR="$work/moved/lib/cmake/TessaronBF"
+             -DCMAKE_TOOLCHAIN_FILE="$(read_cache CMAKE_TOOLCHAIN_FILE)"
+             -DMINGW_TRIPLE="$(read_cache MINGW_TRIPLE)")
+fi
+cmake -G Ninja -S "$source" -B "$work/build" "${arguments[@]}" >/dev/null
+cmake --build "$work/build"
+if [ "$system" = Windows ]; then
+  expect "$@" "$work/build/consumer.exe"
+  exit
+fi
+expect "$work/build/consumer"
+
+pc=$(find "$work/moved" -name tessaronbf.pc)
+export PKG_CONFIG_PATH=${pc%/*}
+# shellcheck disable=SC2046
+g++ -std=c++20 "$source/consumer.cpp" -o "$work/by-pkg-config" \
+  $(pkg-config --cflags --libs tessaronbf) -Wl,-rpath,"$(pkg-config --variable=libdir tessaronbf)"
+expect "$work/by-pkg-config"
+
+# The installed tool finds the library that came with it.
+tool=$work/moved/bin/tessaron
+"$tool" --help >/dev/null
+if ! ldd "$tool" | grep -q "libTessaronBF.* => $work/moved/"; then
+  echo "the installed tool uses another library:" >&2
+  ldd "$tool" >&2
+  exit 1
+fi
