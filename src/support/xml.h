@@ -56,7 +56,11 @@ inline constexpr std::size_t kXmlDepthLimit = 256;
 /// UTF-8 bytes of the characters that they name; white space inside text stays as it stands.
 /// Returns the first fault, if any. The document then holds what was built before it, but nothing at
 /// all after TooDeep. Safe to call from several threads at once.
-TESSARON_API XmlFault parseXml(std::string_view text, TiXmlDocument& document);
+TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);
+
+/// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in a
+/// fault. False for an empty text and for one that is nested too deep.
+bool parseReadable(std::string text, TiXmlDocument& document);
 
 /// Prints a document or a part of it, and appends that to `out`. Byte for byte what the XML
 /// library's own print into a string gives, except where that would not read back: a text with "&#x"

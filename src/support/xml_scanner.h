@@ -44,7 +44,9 @@ class XmlScanner {
   Piece fail(XmlFault::Kind kind, std::size_t offset, std::string_view message);
   Piece startTag();
   Piece endTag();
-  Piece until(std::string_view closing, Piece piece);
+  Piece until(std::string_view closing, std::size_t from, Piece piece);
+  Piece declaration();
+  bool attribute(std::size_t& at, std::string_view& name);
   bool references(std::size_t from, std::size_t to);
 
   std::string_view text_;
@@ -52,6 +54,7 @@ class XmlScanner {
   std::size_t end_ = 0;
   std::string_view name_;
   std::vector<std::string_view> open_;
+  std::vector<std::string_view> attributes_;  // of the tag at hand
   bool rootSeen_ = false;
   bool highReference_ = false;
   bool stopped_ = false;

@@ -1,0 +1,70 @@
+#include "platform/file.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tessaron {
+namespace {
+
+class MemoryFile : public File {
+ public:
+  explicit MemoryFile(std::string content) : content_(std::move(content)) {}
+
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    const std::size_t count =
+        at_ < content_.size() ? std::min(buffer.size(), content_.size() - at_) : 0;
+    if (count > 0) std::memcpy(buffer.data(), content_.data() + at_, count);
+    at_ += count;
+    return count;
+  }
+  bool write(std::span<const std::byte> bytes) override {
+    if (bytes.empty()) return true;
+    if (content_.size() < at_ + bytes.size()) content_.resize(at_ + bytes.size());
+    std::memcpy(content_.data() + at_, bytes.data(), bytes.size());
+    at_ += bytes.size();
+    return true;
+  }
+  bool seek(std::uint64_t offset) override {
+    at_ = static_cast<std::size_t>(offset);
+    return true;
+  }
+  std::optional<std::uint64_t> size() override { return content_.size(); }
+  bool setEnd() override {
+    content_.resize(at_);
+    return true;
+  }
+  std::optional<FileStatus> status() override {
+    FileStatus status;
+    status.size = content_.size();
+    return status;
+  }
+
+ private:
+  std::string content_;
+  std::size_t at_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<File> memoryFile(std::string content) {
+  return std::make_unique<MemoryFile>(std::move(content));
+}
+
+bool readToEnd(File& file, std::string& out) {
+  constexpr std::size_t kStep = 64 << 10;
+  constexpr std::uint64_t kTrustedSize = 64 << 20;  // a claim worth one allocation
+  const std::uint64_t claimed = std::min(file.size().value_or(0), kTrustedSize);
+  std::size_t step = std::max<std::size_t>(kStep, static_cast<std::size_t>(claimed) + 1);
+  for (;;) {
+    const std::size_t done = out.size();
+    out.resize(done + step);
+    const std::optional<std::size_t> count =
+        file.read(std::as_writable_bytes(std::span(out).subspan(done)));
+    out.resize(done + count.value_or(0));
+    if (!count) return false;
+    if (*count == 0) return true;
+    step = std::max(kStep, std::min<std::size_t>(out.size(), kTrustedSize));
+  }
+}
+
+}  // namespace tessaron

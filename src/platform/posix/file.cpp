@@ -1,0 +1,267 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+#include <utility>
+
+#include "platform/posix/native_path.h"
+
+namespace tessaron {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+// Repeats a system call that a signal has interrupted.
+template <typename Call>
+auto retry(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (fd_ != -1) close(fd_);
+  }
+  explicit operator bool() const { return fd_ != -1; }
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+bool writeAll(int fd, std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = retry([&] { return ::write(fd, bytes.data(), bytes.size()); });
+    if (count <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+// Seconds and nanoseconds since 1970 as 100-nanosecond steps since 1601.
+FILETIME toFileTime(const statx_timestamp& time) {
+  const auto steps =
+      static_cast<std::uint64_t>((time.tv_sec + 11644473600) * 10000000 + time.tv_nsec / 100);
+  return {static_cast<std::uint32_t>(steps), static_cast<std::uint32_t>(steps >> 32)};
+}
+
+class PosixFile : public File {
+ public:
+  PosixFile(Descriptor fd, bool hidden) : fd_(std::move(fd)), hidden_(hidden) {}
+
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    const ssize_t count = retry([&] { return ::read(fd_.get(), buffer.data(), buffer.size()); });
+    if (count < 0) return std::nullopt;
+    return static_cast<std::size_t>(count);
+  }
+  bool write(std::span<const std::byte> bytes) override { return writeAll(fd_.get(), bytes); }
+  bool seek(std::uint64_t offset) override {
+    return lseek(fd_.get(), static_cast<off_t>(offset), SEEK_SET) != -1;
+  }
+  std::optional<std::uint64_t> size() override {
+    struct stat info;
+    if (fstat(fd_.get(), &info) != 0) return std::nullopt;
+    return static_cast<std::uint64_t>(info.st_size);
+  }
+  bool setEnd() override {
+    const off_t at = lseek(fd_.get(), 0, SEEK_CUR);
+    return at != -1 && retry([&] { return ftruncate(fd_.get(), at); }) == 0;
+  }
+  std::optional<FileStatus> status() override {
+    struct statx info;
+    if (statx(fd_.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &info) != 0) {
+      return std::nullopt;
+    }
+    FileStatus status;
+    status.size = info.stx_size;
+    status.creationTime = toFileTime(info.stx_mask & STATX_BTIME ? info.stx_btime : info.stx_ctime);
+    status.lastWriteTime = toFileTime(info.stx_mtime);
+    constexpr std::uint32_t kReadOnly = 0x1, kHidden = 0x2, kArchive = 0x20;
+    if ((info.stx_mode & 0222) == 0) status.attributes |= kReadOnly;
+    if (hidden_) status.attributes |= kHidden;
+    status.attributes |= kArchive;
+    return status;
+  }
+
+ private:
+  Descriptor fd_;
+  bool hidden_;
+};
+
+// The file that `path` leads to once its symbolic links are followed, also when that is not there.
+fs::path followLinks(fs::path path) {
+  std::error_code error;
+  for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
+    const fs::path target = fs::read_symlink(path, error);
+    if (error) break;
+    path = path.parent_path() / target;  // an absolute target replaces the whole
+  }
+  return path;
+}
+
+fs::path folderOf(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+// A file beside the target, to be filled and put in its place. As long as it has no name, nothing of
+// it stays whatever happens to the process.
+class Replacement {
+ public:
+  Replacement(const fs::path& target, mode_t mode) : target_(target) {
+    const fs::path folder = folderOf(target);
+    fd_ = Descriptor(open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    if (fd_) return;
+    chooseName();
+    fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode));
+    if (!fd_) name_.clear();
+  }
+  ~Replacement() {
+    if (!name_.empty()) unlink(name_.c_str());
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  int fd() const { return fd_.get(); }
+
+  bool commit() {
+    if (name_.empty()) {
+      chooseName();
+      const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
+      if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        name_.clear();
+        return false;
+      }
+    }
+    if (rename(name_.c_str(), target_.c_str()) != 0) return false;
+    name_.clear();
+    // The new name reaches the disk with its folder. A folder that cannot be flushed is no failure:
+    // the file is in its place.
+    const Descriptor folder(open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) fsync(folder.get());
+    return true;
+  }
+
+ private:
+  void chooseName() {
+    std::random_device random;
+    std::array<char, 40> name;
+    std::snprintf(name.data(), name.size(), ".tessaron-%08x%08x.tmp", random(), random());
+    name_ = folderOf(target_) / name.data();
+  }
+
+  fs::path target_;
+  fs::path name_;
+  Descriptor fd_;
+};
+
+// Owner, permission bits and access list of the old file. Where the owner cannot be kept, the bits
+// still are.
+bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
+  if (info.st_uid != geteuid() || info.st_gid != getegid()) {
+    [[maybe_unused]] const int ignored = fchown(to, info.st_uid, info.st_gid);
+  }
+  if (fchmod(to, info.st_mode & 07777) != 0) return false;
+  constexpr const char* kAccessList = "system.posix_acl_access";
+  std::array<char, 4096> list;
+  const ssize_t size = getxattr(from.c_str(), kAccessList, list.data(), list.size());
+  return size <= 0 || fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
+                               std::error_code& error) {
+  using Disposition = OpenMode::Disposition;
+  error.clear();
+  const std::string name = nativePath(path);
+  const auto refuse = [&](std::error_code reason) {
+    error = reason;
+    return nullptr;
+  };
+  // A pipe or a device is not even opened: that alone could wait, or do something.
+  struct stat info;
+  const auto regular = [&] {
+    if (S_ISREG(info.st_mode)) return true;
+    error = std::make_error_code(S_ISDIR(info.st_mode) ? std::errc::is_a_directory
+                                                       : std::errc::no_such_device_or_address);
+    return false;
+  };
+  if (stat(name.c_str(), &info) == 0 && !regular()) return nullptr;
+
+  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  flags |= mode.read && mode.write ? O_RDWR : mode.write ? O_WRONLY : O_RDONLY;
+  if (mode.disposition != Disposition::OpenExisting) flags |= O_CREAT;
+  if (mode.disposition == Disposition::CreateNew) flags |= O_EXCL;
+  Descriptor fd(retry([&] { return open(name.c_str(), flags, 0666); }));
+  if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
+  if (!regular()) return nullptr;
+  if (!mode.shareRead && flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return refuse(lastError());
+  if (mode.disposition == Disposition::CreateAlways && ftruncate(fd.get(), 0) != 0) {
+    return refuse(lastError());
+  }
+  if (mode.deleteOnClose && unlink(name.c_str()) != 0) return refuse(lastError());
+  const bool hidden = fs::path(name).filename().native().starts_with('.');
+  return std::make_unique<PosixFile>(std::move(fd), hidden);
+}
+
+std::error_code replaceFile(std::u16string_view path, std::string_view content) {
+  const fs::path target = followLinks(nativePath(path));
+  const auto bytes = std::as_bytes(std::span(content));
+  struct stat old;
+  const bool exists = stat(target.c_str(), &old) == 0;
+  if (!exists && errno != ENOENT) return lastError();
+  if (exists && S_ISDIR(old.st_mode)) return std::make_error_code(std::errc::is_a_directory);
+  if (exists && !S_ISREG(old.st_mode)) {  // a device or a pipe is there to be written to
+    const Descriptor fd(open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    return fd && writeAll(fd.get(), bytes) ? std::error_code{} : lastError();
+  }
+  // The folder may let us replace what the file itself does not let us write.
+  if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return lastError();
+
+  Replacement replacement(target, exists ? 0600 : 0666);
+  if (replacement.fd() == -1 || !writeAll(replacement.fd(), bytes) ||
+      (exists && !copyPermissions(target, old, replacement.fd())) ||
+      fsync(replacement.fd()) != 0 || !replacement.commit()) {
+    return lastError();
+  }
+  return {};
+}
+
+FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(-1) {
+  error.clear();
+  const fs::path folder = folderOf(followLinks(nativePath(path)));
+  Descriptor fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!fd || retry([&] { return flock(fd.get(), LOCK_EX); }) != 0) {
+    error = lastError();
+    return;
+  }
+  handle_ = fd.release();
+}
+
+FolderLock::~FolderLock() {
+  if (handle_ != -1) close(static_cast<int>(handle_));
+}
+
+}  // namespace tessaron

@@ -1,0 +1,91 @@
+#include "platform/text.h"
+
+#include <langinfo.h>
+#include <locale.h>
+#include <unicode/datefmt.h>
+#include <unicode/dtptngen.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+namespace tessaron {
+namespace {
+
+struct ConverterCloser {
+  void operator()(UConverter* converter) const { ucnv_close(converter); }
+};
+using Converter = std::unique_ptr<UConverter, ConverterCloser>;
+
+// The character set of the user's locale, whatever the program has made of setlocale.
+Converter openCodePage() {
+  std::string name = "UTF-8";
+  if (const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr)) {
+    // The plain C locale names ASCII, which says nothing about the user.
+    const std::string codeset = nl_langinfo_l(CODESET, locale);
+    if (codeset != "ANSI_X3.4-1968") name = codeset;
+    freelocale(locale);
+  }
+  UErrorCode error = U_ZERO_ERROR;
+  Converter converter(ucnv_open(name.c_str(), &error));
+  if (U_FAILURE(error)) {
+    error = U_ZERO_ERROR;
+    converter.reset(ucnv_open("UTF-8", &error));
+  }
+  if (converter) ucnv_setSubstChars(converter.get(), "?", 1, &error);
+  return converter;
+}
+
+// The short date of the user's locale, with the year in full; null when ICU has no data for it.
+std::unique_ptr<icu::DateFormat> makeShortDateFormat() {
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::Locale& locale = icu::Locale::getDefault();
+  const std::unique_ptr<icu::DateTimePatternGenerator> generator(
+      icu::DateTimePatternGenerator::createInstance(locale, error));
+  if (U_FAILURE(error)) return nullptr;
+  auto format = std::make_unique<icu::SimpleDateFormat>(generator->getBestPattern(u"yMd", error),
+                                                        locale, error);
+  if (U_FAILURE(error)) return nullptr;
+  format->setTimeZone(*icu::TimeZone::getGMT());  // as the days that it is given are counted
+  return format;
+}
+
+}  // namespace
+
+std::u16string fromCodePage(std::string_view bytes) {
+  const Converter converter = openCodePage();
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::UnicodeString wide(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                converter.get(), error);
+  return {wide.getBuffer(), static_cast<std::size_t>(wide.length())};
+}
+
+std::string toCodePage(std::u16string_view text) {
+  const Converter converter = openCodePage();
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::UnicodeString wide(false, text.data(), static_cast<std::int32_t>(text.size()));
+  std::string out(UCNV_GET_MAX_BYTES_FOR_STRING(text.size(), ucnv_getMaxCharSize(converter.get())),
+                  '\0');
+  const std::int32_t length = wide.extract(out.data(), static_cast<std::int32_t>(out.size()),
+                                           converter.get(), error);
+  out.resize(static_cast<std::size_t>(std::max(length, 0)));
+  return out;
+}
+
+std::u16string shortDate(const SYSTEMTIME& date) {
+  namespace chrono = std::chrono;
+  const chrono::year_month_day day = chrono::year{date.wYear} / date.wMonth / date.wDay;
+  // Making a formatter costs a thousand times what using it does.
+  thread_local const std::unique_ptr<icu::DateFormat> format = makeShortDateFormat();
+  if (!format || !day.ok()) return {};
+  const UDate when = chrono::duration<double, std::milli>(
+                         chrono::sys_days(day).time_since_epoch()).count();
+  icu::UnicodeString text;
+  format->format(when, text);
+  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
+}  // namespace tessaron

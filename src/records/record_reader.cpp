@@ -1,0 +1,437 @@
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "platform/system.h"
+#include "records/item_walk.h"
+#include "records/record.h"
+#include "records/record_tables.h"
+#include "support/text.h"
+#include "support/xml.h"
+
+namespace {
+
+using tessaron::elementText;
+using tessaron::isReadable;
+using Strings = CRecord::Strings;
+
+// Calls `visit` with every child element and its name.
+template <typename Visit>
+void forEachChild(const TiXmlElement& parent, Visit visit) {
+  for (const TiXmlElement* child = parent.FirstChildElement(); child;
+       child = child->NextSiblingElement()) {
+    visit(*child, std::string_view(child->ValueStr()));
+  }
+}
+
+// As above, for the children of one name.
+template <typename Visit>
+void forEachChild(const TiXmlElement& parent, std::string_view name, Visit visit) {
+  forEachChild(parent, [&](const TiXmlElement& child, std::string_view childName) {
+    if (childName == name) visit(child);
+  });
+}
+
+// Decimal digits up to the first other character; what is no number is 0. Kept in 16 bits.
+std::uint16_t parseDate(std::u16string_view text) {
+  std::uint64_t value = 0;
+  for (const char16_t c : text) {
+    if (c < u'0' || c > u'9') break;
+    value = std::min<std::uint64_t>(value * 10 + (c - u'0'), 0xFFFFFFFF);
+  }
+  return static_cast<std::uint16_t>(value);
+}
+
+bool readPrice(const TiXmlElement& element, std::u16string& out) {
+  const TiXmlElement* price = element.FirstChildElement("FormattedPrice");
+  if (price) out = elementText(*price);
+  return price != nullptr;
+}
+
+// Puts the element's text into the member at its name. False when the table does not have the name.
+template <std::size_t N>
+bool readMember(const std::array<tessaron::NamedMember<tessaron::TextMember>, N>& table,
+                const tessaron::NameTable<N>& names, std::string_view name,
+                const TiXmlElement& element, CRecord& record) {
+  const std::size_t index = names.find(name);
+  if (index == N) return false;
+  if (table[index].member) record.*table[index].member = elementText(element);
+  return true;
+}
+
+void readOfferListing(const TiXmlElement& offer, COfferListing& listing) {
+  const TiXmlElement* element = offer.FirstChildElement("OfferListing");
+  if (!element) return;
+  forEachChild(*element, [&](const TiXmlElement& child, std::string_view name) {
+    if (name == "OfferListingId") listing.OfferListingId = elementText(child);
+    if (name == "Price") readPrice(child, listing.Price);
+    if (name == "Availability") listing.Availability = elementText(child);
+  });
+}
+
+COffer readOffer(const TiXmlElement& element) {
+  COffer offer;
+  forEachChild(element, [&](const TiXmlElement& part, std::string_view partName) {
+    if (partName == "Seller") {
+      forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
+        if (name == "SellerId") offer.SellerId = elementText(child);
+        if (name == "Nickname") offer.Nickname = elementText(child);
+        if (name != "Location") return;
+        forEachChild(child, "State", [&](const auto& e) { offer.State = elementText(e); });
+        forEachChild(child, "Country", [&](const auto& e) { offer.Country = elementText(e); });
+      });
+    } else if (partName == "OfferAttributes") {
+      forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
+        if (name == "Condition") offer.Condition = elementText(child);
+        if (name == "ConditionNote") offer.ConditionNote = elementText(child);
+      });
+    }
+  });
+  COfferListing listing;
+  readOfferListing(element, listing);
+  offer.OfferListingId = std::move(listing.OfferListingId);
+  offer.Price = std::move(listing.Price);
+  offer.Availability = std::move(listing.Availability);
+  return offer;
+}
+
+}  // namespace
+
+namespace tessaron {
+namespace {
+
+constexpr NameTable kItemTextNames = namesOf(kItemTexts);
+constexpr NameTable kItemDateNames = namesOf(kItemDates);
+constexpr NameTable kImageNames = namesOf(kImages);
+constexpr NameTable kDetailsTextNames = namesOf(kDetailsTexts);
+constexpr NameTable kDetailsListNames = namesOf(kDetailsLists);
+
+/// One pass over an item element. The element is known to be readable.
+class ItemReader {
+ public:
+  ItemReader(CRecord& record, int version) : record_(record), version_(version) {}
+
+  void read(TiXmlElement& item) {
+    readShared(item);
+    if (const std::string* url = item.Attribute(std::string("url"))) {
+      record_.DetailPageURL = fromUtf8(*url);
+    }
+    forEachChild(item, [this](const TiXmlElement& child, std::string_view name) {
+      version_ == 3 ? readDetailsChild(child, name) : readItemChild(child, name);
+    });
+    scatter();
+    record_.postProcess();
+  }
+
+  void readShared(TiXmlElement& item) {
+    record_.hasIcon = item.QueryIntAttribute("icon", &record_.icon) == TIXML_SUCCESS;
+    record_.hasStatus = item.QueryIntAttribute("status", &record_.status) == TIXML_SUCCESS;
+  }
+
+  static bool readSingle(const TiXmlElement& element, std::size_t count, std::u16string* fields) {
+    const std::size_t index = kSingleAttributeNames.find(element.ValueStr());
+    if (index >= std::min(count, kSingleAttributes.size())) return false;
+    fields[index] = elementText(element);
+    return true;
+  }
+
+  static bool readMulti(const TiXmlElement& element, std::size_t count, Strings* lists) {
+    const std::size_t index = kListAttributeNames.find(element.ValueStr());
+    if (index >= std::min(count, kListAttributes.size())) return false;
+    lists[index].push_back(elementText(element));
+    return true;
+  }
+
+  void readEditorialReviews(const TiXmlElement& element) {
+    std::u16string& description = record_.description;
+    description.clear();
+    forEachChild(element, "EditorialReview", [&](const TiXmlElement& review) {
+      if (review.FirstChild() && review.FirstChild()->ToText()) {  // as the collection keeps it
+        description = elementText(review);
+        return;
+      }
+      forEachChild(review, [&](const TiXmlElement& part, std::string_view name) {
+        if (name == "Source") description += u"<p><b>" + elementText(part) + u" </b>";
+        if (name == "Content") description += elementText(part) + u"</p>\n";
+      });
+    });
+  }
+
+  void readTracks(const TiXmlElement& element) {
+    forEachChild(element, "Disc", [&](const TiXmlElement& disc) {
+      Strings& titles = record_.discs.emplace_back();
+      forEachChild(disc, "Track", [&](const auto& track) { titles.push_back(elementText(track)); });
+    });
+  }
+
+  void readOfferSummary(const TiXmlElement& element) {
+    forEachChild(element, [this](const TiXmlElement& child, std::string_view name) {
+      if (name == "LowestNewPrice") readPrice(child, record_.LowestNewPrice);
+      if (name == "LowestUsedPrice") readPrice(child, record_.LowestUsedPrice);
+      if (name == "TotalNew") record_.TotalNew = elementText(child);
+      if (name == "TotalUsed") record_.TotalUsed = elementText(child);
+    });
+  }
+
+  void readOffers(const TiXmlElement& element, bool allOffers, int maxOffers) {
+    if (!allOffers) {
+      const TiXmlElement* first = element.FirstChildElement();
+      if (first && first->ValueStr() == "Offer") readOfferListing(*first, record_.offerListing);
+      return;
+    }
+    int count = 0;
+    forEachChild(element, "Offer", [&](const TiXmlElement& offer) {
+      if (count >= maxOffers) return;
+      if (count++ == 0) readOfferListing(offer, record_.offerListing);
+      record_.offers.push_back(readOffer(offer));
+    });
+  }
+
+  void readCustomFields(const TiXmlElement& element) {
+    const std::size_t slots = std::min({record_.customFieldFlags.size(),
+                                        record_.customFieldNames.size(),
+                                        record_.customFieldValues.size()});
+    std::size_t slot = 0;
+    forEachChild(element, "CustomField", [&](const TiXmlElement& field) {
+      if (slot >= slots) return;
+      const std::string* name = field.Attribute(std::string("name"));
+      const std::string* value = field.Attribute(std::string("value"));
+      record_.customFieldNames[slot] = name ? fromUtf8(*name) : std::u16string();
+      record_.customFieldValues[slot] = value ? fromUtf8(*value) : std::u16string();
+      record_.customFieldFlags[slot] = !record_.customFieldNames[slot].empty();
+      ++slot;
+    });
+  }
+
+  void readLanguages(const TiXmlElement& element) {
+    forEachChild(element, "Language", [this](const TiXmlElement& language) {
+      std::u16string text, type, audioFormat;
+      forEachChild(language, [&](const TiXmlElement& part, std::string_view name) {
+        if (name == "Name") text = elementText(part);
+        if (name == "Type") type = elementText(part);
+        if (name == "AudioFormat") audioFormat = elementText(part);
+      });
+      if (type.empty()) type = std::move(audioFormat);
+      if (!type.empty()) text += u" (" + type + u")";
+      record_.languages.push_back(std::move(text));
+    });
+  }
+
+  void readCustomerReviews(const TiXmlElement& element) {
+    const ReviewNames& names = reviewNames();
+    forEachChild(element, [&](const TiXmlElement& child, std::string_view childName) {
+      if (childName == names.average) record_.AverageRating = elementText(child);
+      if (childName == names.total) record_.TotalReviews = elementText(child);
+      if (childName != names.review) return;
+      std::u16string& rating = record_.reviewRatings.emplace_back();
+      std::u16string& summary = record_.reviewSummaries.emplace_back();
+      std::u16string& content = record_.reviewContents.emplace_back();
+      forEachChild(child, [&](const TiXmlElement& part, std::string_view name) {
+        if (name == "Rating") rating = elementText(part);
+        if (name == "Summary") summary = elementText(part);
+        if (name == names.content) content = elementText(part);
+      });
+    });
+  }
+
+  std::string_view reviewsName() const { return reviewNames().reviews; }
+
+ private:
+  struct ReviewNames {
+    std::string_view reviews, average, total, review, content;
+  };
+
+  const ReviewNames& reviewNames() const {
+    static constexpr ReviewNames kCurrent{"CustomerReviews", "AverageRating", "TotalReviews",
+                                          "Review", "Content"};
+    static constexpr ReviewNames kOlder{"Reviews", "AvgCustomerRating", "TotalCustomerReviews",
+                                        "CustomerReview", "Comment"};
+    return version_ == 3 ? kOlder : kCurrent;
+  }
+
+  void readItemChild(const TiXmlElement& child, std::string_view name) {
+    if (readMember(kItemTexts, kItemTextNames, name, child, record_) || readDate(child, name) ||
+        readImage(child, name)) {
+      return;
+    }
+    if (name == "ItemAttributes") {
+      forEachChild(child, [this](const TiXmlElement& attribute, std::string_view attributeName) {
+        readAttribute(attribute, attributeName);
+      });
+    } else if (record_.fullDetail) {
+      if (name == "EditorialReviews") readEditorialReviews(child);
+      if (name == "Tracks") readTracks(child);
+      if (name == "OfferSummary") readOfferSummary(child);
+      if (name == "Offers") readOffers(child, false, 5);
+      readCommonDetail(child, name);
+    }
+  }
+
+  void readDetailsChild(const TiXmlElement& child, std::string_view name) {
+    if (readMember(kDetailsTexts, kDetailsTextNames, name, child, record_) ||
+        readImage(child, name)) {
+      return;
+    }
+    const std::size_t list = kDetailsListNames.find(name);
+    if (list < kDetailsLists.size()) {
+      forEachChild(child, [&](const TiXmlElement& entry, std::string_view) {
+        detailsLists_[list].push_back(elementText(entry));
+      });
+    } else if (record_.fullDetail) {
+      readCommonDetail(child, name);
+    }
+  }
+
+  void readCommonDetail(const TiXmlElement& child, std::string_view name) {
+    if (name == "CustomFields") readCustomFields(child);
+    if (name == reviewsName()) readCustomerReviews(child);
+  }
+
+  void readAttribute(const TiXmlElement& attribute, std::string_view name) {
+    if (readSingle(attribute, singles_.size(), singles_.data())) {
+      singleRead_[kSingleAttributeNames.find(name)] = true;
+    } else if (!readMulti(attribute, lists_.size(), lists_.data()) && record_.fullDetail) {
+      if (name == "ListPrice") readPrice(attribute, record_.ListPrice);
+      if (name == "Languages") readLanguages(attribute);
+    }
+  }
+
+  bool readDate(const TiXmlElement& child, std::string_view name) {
+    const std::size_t index = kItemDateNames.find(name);
+    if (index == kItemDates.size()) return false;
+    const std::u16string text = elementText(child);
+    if (!text.empty()) record_.*kItemDates[index].member = parseDate(text);
+    return true;
+  }
+
+  bool readImage(const TiXmlElement& child, std::string_view name) {
+    const std::size_t index = kImageNames.find(name);
+    if (index == kImages.size()) return false;
+    if (const TiXmlElement* url = child.FirstChildElement("URL")) {
+      record_.*kImages[index].member = elementText(*url);
+    }
+    return true;
+  }
+
+  // Moves what was read into the record. What was not read keeps its former value.
+  void scatter() {
+    for (std::size_t i = 0; i < singles_.size(); ++i) {
+      if (singleRead_[i] && i != kNumberOfDiscs && i != kNumberOfItems) {
+        record_.*kSingleAttributes[i].member = std::move(singles_[i]);
+      }
+    }
+    if (singleRead_[kNumberOfDiscs] || singleRead_[kNumberOfItems]) {
+      std::u16string& discs = singles_[kNumberOfDiscs];
+      record_.NumberOfDiscs = std::move(discs.empty() ? singles_[kNumberOfItems] : discs);
+    }
+    for (std::size_t i = 0; i < lists_.size(); ++i) {
+      if (!lists_[i].empty()) record_.*kListAttributes[i].member = std::move(lists_[i]);
+    }
+    for (std::size_t i = 0; i < detailsLists_.size(); ++i) {
+      Strings& list = detailsLists_[i];
+      if (list.empty()) continue;
+      if (kDetailsLists[i].member) {
+        record_.*kDetailsLists[i].member = std::move(list);
+      } else {
+        record_.discs.assign(1, std::move(list));
+      }
+    }
+    if (version_ != 3 && record_.Binding.empty()) record_.Binding = record_.ProductGroup;
+  }
+
+  CRecord& record_;
+  int version_;
+  std::array<std::u16string, kSingleAttributes.size()> singles_;
+  std::array<bool, kSingleAttributes.size()> singleRead_{};
+  std::array<Strings, kListAttributes.size()> lists_;
+  std::array<Strings, kDetailsLists.size()> detailsLists_;
+};
+
+bool isNamed(const TiXmlElement* element, std::string_view name) {
+  return isReadable(element) && element->ValueStr() == name;
+}
+
+}  // namespace
+}  // namespace tessaron
+
+using tessaron::isNamed;
+using tessaron::ItemReader;
+
+bool CRecord::fromXml(TiXmlDocument* document) {
+  if (!isReadable(document)) return false;
+  return tessaron::forEachItem(*document, [this](TiXmlElement& item, int version) {
+    return fromXmlNodeVersion(&item, version);
+  });
+}
+
+bool CRecord::fromXmlNode(TiXmlElement* item) {
+  if (isNamed(item, "Details")) return fromXmlNodeVersion(item, 3);
+  if (isNamed(item, "Item")) return fromXmlNodeVersion(item, 4);
+  return false;
+}
+
+bool CRecord::fromXmlNodeVersion(TiXmlElement* item, int version) {
+  if (!isReadable(item)) return false;
+  ItemReader(*this, version).read(*item);
+  return true;
+}
+
+void CRecord::parseSharedInfo(TiXmlElement* item) {
+  if (isReadable(item)) ItemReader(*this, 4).readShared(*item);
+}
+
+bool CRecord::parseItemAttributesSingle(TiXmlElement* element, unsigned count,
+                                        std::u16string* fields) {
+  return isReadable(element) && ItemReader::readSingle(*element, count, fields);
+}
+
+bool CRecord::parseItemAttributesMulti(TiXmlElement* element, unsigned count, Strings* lists) {
+  return isReadable(element) && ItemReader::readMulti(*element, count, lists);
+}
+
+bool CRecord::parseEditorialReviews(TiXmlElement* element) {
+  if (!isNamed(element, "EditorialReviews")) return false;
+  ItemReader(*this, 4).readEditorialReviews(*element);
+  return true;
+}
+
+bool CRecord::parseDiscTrack(TiXmlElement* element) {
+  if (!isNamed(element, "Tracks")) return false;
+  ItemReader(*this, 4).readTracks(*element);
+  return true;
+}
+
+bool CRecord::parseOfferSummary(TiXmlElement* element) {
+  if (!isNamed(element, "OfferSummary")) return false;
+  ItemReader(*this, 4).readOfferSummary(*element);
+  return true;
+}
+
+bool CRecord::parseOffers(TiXmlElement* element, bool allOffers, int maxOffers) {
+  if (!isNamed(element, "Offers")) return false;
+  ItemReader(*this, 4).readOffers(*element, allOffers, maxOffers);
+  return true;
+}
+
+bool CRecord::parseCustomFields(TiXmlElement* element) {
+  if (!isNamed(element, "CustomFields")) return false;
+  ItemReader(*this, 4).readCustomFields(*element);
+  return true;
+}
+
+bool CRecord::parseLanguages(TiXmlElement* element) {
+  if (!isNamed(element, "Languages")) return false;
+  ItemReader(*this, 4).readLanguages(*element);
+  return true;
+}
+
+bool CRecord::parseCustomerReviews(TiXmlElement* element, int version) {
+  ItemReader reader(*this, version);
+  if (!isNamed(element, reader.reviewsName())) return false;
+  reader.readCustomerReviews(*element);
+  return true;
+}
+
+bool CRecord::parseFormattedPrice(TiXmlElement* element, std::u16string& out) {
+  return isReadable(element) && readPrice(*element, out);
+}

@@ -1,0 +1,21 @@
+#include "records/simple_record.h"
+
+#include "support/files.h"
+#include "support/xml.h"
+
+bool CSimpleRecord::fromString(std::string text) {
+  TiXmlDocument document;
+  return tessaron::parseReadable(std::move(text), document) && fromXml(&document);
+}
+
+bool CSimpleRecord::fromFile(std::u16string path) {
+  std::string text;
+  return tessaron::readFile(path, text) && fromString(std::move(text));
+}
+
+bool CSimpleRecord::toString(std::string& out) {
+  TiXmlDocument document;
+  if (!toXml(&document)) return false;
+  tessaron::printXml(document, out);
+  return true;
+}

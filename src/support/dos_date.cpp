@@ -1,0 +1,42 @@
+#include "support/dos_date.h"
+
+#include <chrono>
+
+#include "platform/text.h"
+
+namespace chrono = std::chrono;
+
+bool DosDateTimeToSystemTime(const std::uint16_t& date, SYSTEMTIME* out) {
+  const chrono::year_month_day day{chrono::year{1980 + (date >> 9)},
+                                   chrono::month{date >> 5 & 0xFu}, chrono::day{date & 0x1Fu}};
+  if (!out || !day.ok()) return false;
+  *out = {};
+  out->wYear = static_cast<std::uint16_t>(static_cast<int>(day.year()));
+  out->wMonth = static_cast<std::uint16_t>(static_cast<unsigned>(day.month()));
+  out->wDay = static_cast<std::uint16_t>(static_cast<unsigned>(day.day()));
+  out->wDayOfWeek = static_cast<std::uint16_t>(chrono::weekday{day}.c_encoding());
+  return true;
+}
+
+std::u16string DosDateTimeToString(const std::uint16_t& date) {
+  SYSTEMTIME time{};
+  if (!DosDateTimeToSystemTime(date, &time)) return {};
+  return tessaron::shortDate(time);
+}
+
+namespace tessaron {
+
+std::uint16_t toDosDate(int year, int month, int day) {
+  const chrono::year_month_day date{chrono::year{year}, chrono::month{static_cast<unsigned>(month)},
+                                    chrono::day{static_cast<unsigned>(day)}};
+  if (month < 1 || day < 1 || !date.ok() || year < 1980 || year > 2107) return 0;
+  return static_cast<std::uint16_t>((year - 1980) << 9 | month << 5 | day);
+}
+
+double dayCount(const SYSTEMTIME& time) {
+  const chrono::sys_days day = chrono::year{time.wYear} / time.wMonth / time.wDay;
+  const int seconds = (time.wHour * 60 + time.wMinute) * 60 + time.wSecond;
+  return day.time_since_epoch().count() + seconds / 86400.0;
+}
+
+}  // namespace tessaron

@@ -1,0 +1,318 @@
+#include "support/xml.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "support/text.h"
+#include "support/xml_scanner.h"
+
+namespace tessaron {
+namespace {
+
+// The library's switch for condensing white space is one for the whole process. It is off while any
+// thread parses, and as it was afterwards.
+class KeepWhiteSpace {
+ public:
+  KeepWhiteSpace() {
+    const std::lock_guard lock(mutex_);
+    if (users_++ == 0) {
+      condensed_ = TiXmlBase::IsWhiteSpaceCondensed();
+      TiXmlBase::SetCondenseWhiteSpace(false);
+    }
+  }
+  ~KeepWhiteSpace() {
+    const std::lock_guard lock(mutex_);
+    if (--users_ == 0) TiXmlBase::SetCondenseWhiteSpace(condensed_);
+  }
+  KeepWhiteSpace(const KeepWhiteSpace&) = delete;
+  KeepWhiteSpace& operator=(const KeepWhiteSpace&) = delete;
+
+ private:
+  static inline std::mutex mutex_;
+  static inline int users_ = 0;
+  static inline bool condensed_ = true;
+};
+
+// Turns text with a byte-order mark into UTF-8 without one.
+void removeByteOrderMark(std::string& text) {
+  if (text.starts_with("\xEF\xBB\xBF")) {
+    text.erase(0, 3);
+    return;
+  }
+  const bool little = text.starts_with("\xFF\xFE");
+  if (!little && !text.starts_with("\xFE\xFF")) return;
+  std::u16string wide;
+  wide.reserve(text.size() / 2);
+  for (std::size_t i = 2; i + 1 < text.size(); i += 2) {
+    const auto first = static_cast<unsigned char>(text[i]);
+    const auto second = static_cast<unsigned char>(text[i + 1]);
+    wide += static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
+  }
+  text = toUtf8(wide);
+}
+
+using Range = std::pair<std::size_t, std::size_t>;
+
+// Spells out the references in the given ranges of `text`. A character is never longer than the
+// reference that names it, so that the text only shrinks, and is moved in its place.
+void resolveReferences(std::string& text, const std::vector<Range>& ranges) {
+  std::size_t to = ranges.front().first;
+  std::size_t from = to;
+  const auto moveUpTo = [&](std::size_t end) {
+    std::copy(text.begin() + static_cast<std::ptrdiff_t>(from),
+              text.begin() + static_cast<std::ptrdiff_t>(end),
+              text.begin() + static_cast<std::ptrdiff_t>(to));
+    to += end - from;
+    from = end;
+  };
+  std::string utf8;
+  for (const auto& [begin, end] : ranges) {
+    for (std::size_t at = begin; at < end; ++at) {
+      if (text[at] != '&') continue;
+      const std::size_t reference = at;
+      char32_t codePoint = 0;
+      if (!readReference(text, at, codePoint)) continue;
+      if (codePoint > 127) {
+        moveUpTo(reference);
+        utf8.clear();
+        appendUtf8(utf8, codePoint);
+        text.replace(to, utf8.size(), utf8);
+        to += utf8.size();
+        from = at;
+      }
+      --at;
+    }
+  }
+  moveUpTo(text.size());
+  text.resize(to);
+}
+
+// What printing makes of a byte.
+enum class Print : unsigned char { AsIs, Escape, Illegal, High };
+
+constexpr std::array<Print, 256> kPrint = [] {
+  std::array<Print, 256> table{};
+  for (std::size_t c = 0; c < 0x20; ++c) table[c] = Print::Illegal;
+  for (const char c : {'\t', '\n', '\r', '&', '<', '>', '"', '\''}) {
+    table[static_cast<std::size_t>(c)] = Print::Escape;
+  }
+  for (std::size_t c = 0x80; c < 0x100; ++c) table[c] = Print::High;
+  return table;
+}();
+
+void appendEscape(std::string& out, char c) {
+  switch (c) {
+    case '&': out += "&amp;"; return;
+    case '<': out += "&lt;"; return;
+    case '>': out += "&gt;"; return;
+    case '"': out += "&quot;"; return;
+    case '\'': out += "&apos;"; return;
+    case '\t': out += "&#x09;"; return;
+    case '\n': out += "&#x0A;"; return;
+    default: out += "&#x0D;"; return;
+  }
+}
+
+// Appends `text` as legal UTF-8, with or without escapes for markup.
+void appendPrinted(std::string& out, std::string_view text, bool escape) {
+  std::size_t plain = 0;  // from here to `at` the bytes stay as they are
+  for (std::size_t at = 0; at < text.size();) {
+    const Print print = kPrint[static_cast<unsigned char>(text[at])];
+    if (print == Print::AsIs || (print == Print::Escape && !escape)) {
+      ++at;
+      continue;
+    }
+    if (print == Print::High) {
+      const std::size_t from = at;
+      bool wellFormed = false;
+      const char32_t codePoint = nextUtf8(text, at, &wellFormed);
+      if (wellFormed && codePoint != 0xFFFE && codePoint != 0xFFFF) continue;
+      out.append(text, plain, from - plain);
+      appendUtf8(out, wellFormed ? 0xFFFD : codePoint);
+    } else {
+      out.append(text, plain, at - plain);
+      if (print == Print::Escape) {
+        appendEscape(out, text[at]);
+      } else {
+        appendUtf8(out, 0xFFFD);
+      }
+      ++at;
+    }
+    plain = at;
+  }
+  out.append(text, plain, text.npos);
+}
+
+// Prints as the library does into a stream: no indent, no line ends of its own.
+class Printer : public TiXmlVisitor {
+ public:
+  explicit Printer(std::string& out) : out_(out) {}
+
+  bool VisitEnter(const TiXmlElement& element, const TiXmlAttribute* attribute) override {
+    out_ += '<';
+    out_ += element.ValueStr();
+    for (; attribute; attribute = attribute->Next()) {
+      // The library chooses apostrophes when the value holds a quotation mark.
+      const std::string& value = attribute->ValueStr();
+      const char quote = value.find('"') == value.npos ? '"' : '\'';
+      out_ += ' ';
+      appendPrinted(out_, attribute->NameTStr(), true);
+      out_ += '=';
+      out_ += quote;
+      appendPrinted(out_, value, true);
+      out_ += quote;
+    }
+    out_ += element.FirstChild() ? ">" : " />";
+    return true;
+  }
+  bool VisitExit(const TiXmlElement& element) override {
+    if (!element.FirstChild()) return true;
+    out_ += "</";
+    out_ += element.ValueStr();
+    out_ += '>';
+    return true;
+  }
+  bool Visit(const TiXmlText& text) override {
+    if (text.CDATA()) {
+      wrapped("<![CDATA[", text, "]]>");
+    } else {
+      appendPrinted(out_, text.ValueStr(), true);
+    }
+    return true;
+  }
+  bool Visit(const TiXmlComment& comment) override { return wrapped("<!--", comment, "-->"); }
+  bool Visit(const TiXmlUnknown& unknown) override { return wrapped("<", unknown, ">"); }
+  bool Visit(const TiXmlDeclaration& declaration) override {
+    declaration.Print(nullptr, 0, &out_);
+    return true;
+  }
+
+ private:
+  bool wrapped(std::string_view before, const TiXmlNode& node, std::string_view behind) {
+    out_ += before;
+    appendPrinted(out_, node.ValueStr(), false);
+    out_ += behind;
+    return true;
+  }
+
+  std::string& out_;
+};
+
+// UTF-8 without the characters that XML does not allow.
+std::string xmlUtf8(std::u16string_view text) {
+  const auto illegal = [](char16_t c) {
+    return (c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') || c >= 0xFFFE;
+  };
+  if (std::none_of(text.begin(), text.end(), illegal)) return toUtf8(text);
+  std::u16string legal(text);
+  std::replace_if(legal.begin(), legal.end(), illegal, u'\uFFFD');
+  return toUtf8(legal);
+}
+
+void setText(TiXmlElement& element, std::u16string_view value) {
+  auto* text = static_cast<TiXmlText*>(element.LinkEndChild(new TiXmlText(xmlUtf8(value))));
+  // The parser drops a text of nothing but white space, unless it is CDATA.
+  const std::string& utf8 = text->ValueStr();
+  text->SetCDATA(!utf8.empty() && utf8.find_first_not_of(" \t\r\n\v\f") == utf8.npos);
+}
+
+}  // namespace
+
+XmlFault parseXml(std::string text, TiXmlDocument& document) {
+  document.Clear();
+  document.ClearError();
+  removeByteOrderMark(text);
+
+  XmlScanner scanner(text);
+  std::vector<Range> references;
+  XmlScanner::Piece piece{};
+  do {
+    piece = scanner.next();
+    if (scanner.hasHighReference()) references.emplace_back(scanner.begin(), scanner.end());
+  } while (piece != XmlScanner::Piece::Finished && piece != XmlScanner::Piece::Faulty);
+
+  XmlFault fault = scanner.fault();
+  if (fault) {
+    locate(text, fault);
+    if (fault.kind == XmlFault::Kind::TooDeep) return fault;
+    // The recursive parser sees nothing that the scanner has not passed.
+    text.resize(fault.offset);
+  }
+  if (!references.empty()) resolveReferences(text, references);
+
+  const KeepWhiteSpace keepWhiteSpace;
+  const int tabSize = document.TabSize();
+  document.SetTabSize(0);  // the library need not count lines: the scanner has
+  document.Parse(text.c_str(), nullptr, TIXML_ENCODING_LEGACY);
+  document.SetTabSize(tabSize);
+  if (!fault && document.Error()) {
+    fault.kind = XmlFault::Kind::BadTag;
+    fault.message = document.ErrorDesc();
+    locate(text, fault);
+  }
+  return fault;
+}
+
+bool parseReadable(std::string text, TiXmlDocument& document) {
+  return !text.empty() && parseXml(std::move(text), document).kind != XmlFault::Kind::TooDeep;
+}
+
+void printXml(const TiXmlNode& node, std::string& out) {
+  Printer printer(out);
+  node.Accept(&printer);
+}
+
+TiXmlElement* appendElement(TiXmlNode& parent, const char* name) {
+  return static_cast<TiXmlElement*>(parent.LinkEndChild(new TiXmlElement(name)));
+}
+
+void appendText(TiXmlNode& parent, const char* name, std::u16string_view value) {
+  setText(*appendElement(parent, name), value);
+}
+
+void setAttribute(TiXmlElement& element, const char* name, std::u16string_view value) {
+  element.SetAttribute(std::string(name), xmlUtf8(value));
+}
+
+std::u16string elementText(const TiXmlElement& element) {
+  std::u16string text;
+  for (const TiXmlNode* child = element.FirstChild(); child; child = child->NextSibling()) {
+    if (!child->ToText()) continue;
+    if (text.empty()) {
+      text = fromUtf8(child->ValueStr());
+    } else {
+      text += fromUtf8(child->ValueStr());
+    }
+  }
+  return text;
+}
+
+void appendDeclaration(TiXmlDocument& document) {
+  document.LinkEndChild(new TiXmlDeclaration("1.0", "UTF-8", "yes"));
+}
+
+}  // namespace tessaron
+
+bool composeTextNode(TiXmlElement* parent, std::string name, std::u16string value) {
+  if (!parent) return false;
+  tessaron::appendText(*parent, name.c_str(), value);
+  return true;
+}
+
+bool composeTextAttributeNode(TiXmlElement* parent, std::string name, std::string attribute,
+                              std::u16string value, std::u16string text) {
+  if (!parent) return false;
+  TiXmlElement* element = tessaron::appendElement(*parent, name.c_str());
+  tessaron::setAttribute(*element, attribute.c_str(), value);
+  if (!text.empty()) tessaron::setText(*element, text);
+  return true;
+}
+
+bool parseTextNode(TiXmlElement* element, const std::string& name, std::u16string& out) {
+  if (!element || element->ValueStr() != name) return false;
+  out = tessaron::elementText(*element);
+  return true;
+}
