@@ -8,7 +8,6 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
@@ -35,14 +34,6 @@ std::u16string widePath(const std::string& path) {
   std::u16string wide = fromUtf8(path);
   if (toUtf8(wide) != path) throw Failure{kCannotCreate, path, "the file's name is not UTF-8"};
   return wide;
-}
-
-/// The file that a symbolic link leads to, so that all of its names lead to the same lock.
-std::string resolved(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::is_symlink(path, error)) return path;
-  const std::filesystem::path real = std::filesystem::weakly_canonical(path, error);
-  return error ? path : real.string();
 }
 
 bool fileExists(const std::string& path) {
@@ -126,22 +117,21 @@ void writeOutput(const std::string& path, std::string_view content) {
 
 void editCollection(const std::string& path, EditMode mode,
                     const std::function<void(Collection&)>& change) {
-  const std::string target = resolved(path);
-  if (mode == EditMode::Existing && !fileExists(target))
+  if (mode == EditMode::Existing && !fileExists(path))
     throw Failure{kNoInput, path, reasonOf(ENOENT)};
   std::error_code error;
   std::optional<FolderLock> lock;
-  if (mode != EditMode::DryRun) lock.emplace(widePath(target), error);
+  if (mode != EditMode::DryRun) lock.emplace(widePath(path), error);
   if (error) throwWriteFailure(path, error);
 
   Collection collection;
-  if (mode == EditMode::Existing || fileExists(target))
-    collection = parseCollection(path, readInput(target));
+  if (mode == EditMode::Existing || fileExists(path))
+    collection = parseCollection(path, readInput(path));
   const std::string before = collection.text();
   change(collection);
   const std::string after = collection.text();
   if (mode == EditMode::DryRun || after == before) return;
-  if (const std::error_code failed = replaceFile(widePath(target), after))
+  if (const std::error_code failed = replaceFile(widePath(path), after))
     throwWriteFailure(path, failed);
 }
 
