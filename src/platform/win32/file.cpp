@@ -1,0 +1,183 @@
+#include "platform/file.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "platform/win32/wide.h"
+
+namespace tessaron {
+namespace {
+
+std::error_code lastError() {
+  return {static_cast<int>(GetLastError()), std::system_category()};
+}
+
+class Handle {
+ public:
+  explicit Handle(HANDLE handle) : handle_(handle) {}
+  Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
+  Handle& operator=(Handle&&) = delete;
+  ~Handle() { close(); }
+  explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE; }
+  HANDLE get() const { return handle_; }
+  void close() {
+    if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+  }
+
+ private:
+  HANDLE handle_;
+};
+
+// One call moves at most this many bytes.
+DWORD oneCall(std::size_t size) {
+  return static_cast<DWORD>(std::min<std::size_t>(size, std::size_t{1} << 30));
+}
+
+bool writeAll(HANDLE file, std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    DWORD count = 0;
+    if (!WriteFile(file, bytes.data(), oneCall(bytes.size()), &count, nullptr) || count == 0) {
+      return false;
+    }
+    bytes = bytes.subspan(count);
+  }
+  return true;
+}
+
+class Win32File : public File {
+ public:
+  explicit Win32File(Handle handle) : handle_(std::move(handle)) {}
+
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    DWORD count = 0;
+    if (!ReadFile(handle_.get(), buffer.data(), oneCall(buffer.size()), &count, nullptr)) {
+      return std::nullopt;
+    }
+    return count;
+  }
+  bool write(std::span<const std::byte> bytes) override { return writeAll(handle_.get(), bytes); }
+  bool seek(std::uint64_t offset) override {
+    LARGE_INTEGER to;
+    to.QuadPart = static_cast<LONGLONG>(offset);
+    return SetFilePointerEx(handle_.get(), to, nullptr, FILE_BEGIN);
+  }
+  std::optional<std::uint64_t> size() override {
+    LARGE_INTEGER size;
+    if (!GetFileSizeEx(handle_.get(), &size)) return std::nullopt;
+    return static_cast<std::uint64_t>(size.QuadPart);
+  }
+  bool setEnd() override { return SetEndOfFile(handle_.get()); }
+  std::optional<FileStatus> status() override {
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!GetFileInformationByHandle(handle_.get(), &info)) return std::nullopt;
+    FileStatus status;
+    status.size = std::uint64_t{info.nFileSizeHigh} << 32 | info.nFileSizeLow;
+    status.creationTime = info.ftCreationTime;
+    status.lastWriteTime = info.ftLastWriteTime;
+    status.attributes = info.dwFileAttributes;
+    return status;
+  }
+
+ private:
+  Handle handle_;
+};
+
+// A name beside `path` that nobody else uses.
+std::u16string nameBeside(const std::u16string& path) {
+  static std::atomic<unsigned> counter;
+  const std::string suffix = '.' + std::to_string(GetCurrentProcessId()) + '-' +
+                             std::to_string(counter++) + ".tmp";
+  return path + std::u16string(suffix.begin(), suffix.end());
+}
+
+std::u16string fullPath(const std::u16string& path) {
+  const DWORD length = GetFullPathNameW(wide(path), 0, nullptr, nullptr);
+  std::u16string full(length, 0);
+  full.resize(GetFullPathNameW(wide(path), length, wide(full.data()), nullptr));
+  return full;
+}
+
+}  // namespace
+
+std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
+                               std::error_code& error) {
+  using Disposition = OpenMode::Disposition;
+  error.clear();
+  DWORD access = 0, share = 0, disposition = OPEN_EXISTING, flags = FILE_ATTRIBUTE_NORMAL;
+  if (mode.read) access |= GENERIC_READ;
+  if (mode.write) access |= GENERIC_WRITE;
+  if (mode.shareRead) share |= FILE_SHARE_READ;
+  if (mode.shareWrite) share |= FILE_SHARE_WRITE;
+  if (mode.shareDelete) share |= FILE_SHARE_DELETE;
+  if (mode.disposition == Disposition::OpenAlways) disposition = OPEN_ALWAYS;
+  if (mode.disposition == Disposition::CreateAlways) disposition = CREATE_ALWAYS;
+  if (mode.disposition == Disposition::CreateNew) disposition = CREATE_NEW;
+  if (mode.deleteOnClose) flags = FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE;
+  Handle handle(CreateFileW(wide(std::u16string(path)), access, share, nullptr, disposition, flags,
+                            nullptr));
+  if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK) {
+    error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
+    return nullptr;
+  }
+  return std::make_unique<Win32File>(std::move(handle));
+}
+
+std::error_code replaceFile(std::u16string_view path, std::string_view content) {
+  const std::u16string target(path);
+  const DWORD attributes = GetFileAttributesW(wide(target));
+  if (attributes != INVALID_FILE_ATTRIBUTES) {
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY) return std::make_error_code(std::errc::is_a_directory);
+    if (attributes & FILE_ATTRIBUTE_READONLY) {
+      return std::make_error_code(std::errc::permission_denied);
+    }
+  }
+  const std::u16string beside = nameBeside(target);
+  Handle file(CreateFileW(wide(beside), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return lastError();
+  bool done = writeAll(file.get(), std::as_bytes(std::span(content))) &&
+              FlushFileBuffers(file.get());
+  std::error_code error = done ? std::error_code{} : lastError();
+  file.close();
+  if (done) {
+    // ReplaceFile keeps what belongs to the old file: access list, attributes, creation time.
+    done = attributes != INVALID_FILE_ATTRIBUTES &&
+           ReplaceFileW(wide(target), wide(beside), nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
+                        nullptr);
+    done = done || MoveFileExW(wide(beside), wide(target),
+                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    if (!done) error = lastError();
+  }
+  if (!done) DeleteFileW(wide(beside));
+  return error;
+}
+
+FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(0) {
+  error.clear();
+  // A mutex named after the folder: its path in one case, without the separators that a name forbids.
+  std::u16string folder = fullPath(std::u16string(path));
+  folder.resize(std::min(folder.find_last_of(u"\\/"), folder.size()));
+  CharLowerBuffW(wide(folder.data()), static_cast<DWORD>(folder.size()));
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char16_t unit : folder) hash = (hash ^ unit) * 1099511628211u;
+  const std::string digits = std::to_string(hash);
+  const std::u16string name =
+      u"Local\\TessaronBF-folder-" + std::u16string(digits.begin(), digits.end());
+  const HANDLE mutex = CreateMutexW(nullptr, FALSE, wide(name));
+  if (!mutex) {
+    error = lastError();
+    return;
+  }
+  WaitForSingleObject(mutex, INFINITE);  // the mutex of a process that died is ours as well
+  handle_ = reinterpret_cast<std::intptr_t>(mutex);
+}
+
+FolderLock::~FolderLock() {
+  const auto mutex = reinterpret_cast<HANDLE>(handle_);
+  if (!mutex) return;
+  ReleaseMutex(mutex);
+  CloseHandle(mutex);
+}
+
+}  // namespace tessaron
