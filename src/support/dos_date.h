@@ -23,6 +23,6 @@ namespace tessaron {
 TESSARON_API std::uint16_t toDosDate(int year, int month, int day);
 
 /// Days from 1970-01-01 to the date of `time`, and the part of the day that has passed.
-double dayCount(const SYSTEMTIME& time);
+TESSARON_API double dayCount(const SYSTEMTIME& time);
 
 }  // namespace tessaron
