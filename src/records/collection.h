@@ -44,8 +44,14 @@ class TESSARON_API Collection {
   /// The position of the first item with this ASIN, or npos.
   std::size_t find(std::u16string_view asin) const;
 
+  // Fields whose flag is false are left out of the text. The record that then stands in `records` is
+  // the one that the text gives: what is kept in memory only is not in it.
+
+  /// Adds an item behind all others.
   void add(const CRecord& record);
-  void update(std::size_t index, const CRecord& record);
+  /// Makes the item at `index` hold what `record` holds. Returns false when it did already; the text
+  /// is then as it was. An item in the older dialect becomes one in the current dialect.
+  bool update(std::size_t index, const CRecord& record);
   void remove(std::size_t index);
 
   /// Adds every item of a response in either dialect, or brings the product data of the item with the
@@ -58,8 +64,28 @@ class TESSARON_API Collection {
   std::string text() const;
 
  private:
-  struct Slot;  // where an item stands in the text
-  std::string text_;
+  struct Slot {
+    std::string before;  // the text in front of the item, from the end of the previous one
+    std::string item;
+  };
+  // Where the next item goes: `before` and `behind`, with the item between them, take the place of the
+  // bytes from `begin` to `end` of the tail.
+  struct Opening {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::string before;
+    std::string behind;
+  };
+  struct Layout;
+  static Layout scan(std::string_view text);
+  friend struct Recovery recover(std::string_view damaged);
+
+  void insertBehind(std::size_t index, const std::string& text);
+
+  std::string original_;  // a text in UTF-16 as it came, until something is changed
+  std::vector<Slot> slots_;
+  std::string tail_;  // the text behind the last item
+  Opening opening_;
   std::vector<CRecord> records_;
 };
 

@@ -36,24 +36,6 @@ class KeepWhiteSpace {
   static inline bool condensed_ = true;
 };
 
-// Turns text with a byte-order mark into UTF-8 without one.
-void removeByteOrderMark(std::string& text) {
-  if (text.starts_with("\xEF\xBB\xBF")) {
-    text.erase(0, 3);
-    return;
-  }
-  const bool little = text.starts_with("\xFF\xFE");
-  if (!little && !text.starts_with("\xFE\xFF")) return;
-  std::u16string wide;
-  wide.reserve(text.size() / 2);
-  for (std::size_t i = 2; i + 1 < text.size(); i += 2) {
-    const auto first = static_cast<unsigned char>(text[i]);
-    const auto second = static_cast<unsigned char>(text[i + 1]);
-    wide += static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
-  }
-  text = toUtf8(wide);
-}
-
 using Range = std::pair<std::size_t, std::size_t>;
 
 // Spells out the references in the given ranges of `text`. A character is never longer than the
@@ -220,6 +202,23 @@ void setText(TiXmlElement& element, std::u16string_view value) {
 }
 
 }  // namespace
+
+void removeByteOrderMark(std::string& text) {
+  if (text.starts_with("\xEF\xBB\xBF")) {
+    text.erase(0, 3);
+    return;
+  }
+  const bool little = text.starts_with("\xFF\xFE");
+  if (!little && !text.starts_with("\xFE\xFF")) return;
+  std::u16string wide;
+  wide.reserve(text.size() / 2);
+  for (std::size_t i = 2; i + 1 < text.size(); i += 2) {
+    const auto first = static_cast<unsigned char>(text[i]);
+    const auto second = static_cast<unsigned char>(text[i + 1]);
+    wide += static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
+  }
+  text = toUtf8(wide);
+}
 
 XmlFault parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();

@@ -50,6 +50,9 @@ struct TESSARON_API XmlFault {
 /// Elements nested deeper than this are refused: the parser is recursive.
 inline constexpr std::size_t kXmlDepthLimit = 256;
 
+/// Turns a text with a byte-order mark into UTF-8 without one.
+void removeByteOrderMark(std::string& text);
+
 /// The one way in which XML text becomes a document. Clears `document` and parses `text` in the
 /// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order mark
 /// is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become the

@@ -1,0 +1,328 @@
+#include "records/collection.h"
+
+#include <algorithm>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "records/item_merge.h"
+#include "records/record_set.h"
+#include "support/text.h"
+#include "support/xml_outline.h"
+#include "support/xml_scanner.h"
+
+namespace tessaron {
+namespace {
+
+using Piece = XmlScanner::Piece;
+
+bool isDetails(std::string_view item) { return item.starts_with("<Details"); }
+
+// An item's text in the form in which the library writes it.
+std::string writeItem(CRecord record) {
+  record.preProcess();
+  TiXmlElement item("Item");
+  record.composeItemNode(&item);
+  std::string text;
+  printXml(item, text);
+  return text;
+}
+
+CRecord readItem(std::string_view item) {
+  TiXmlDocument document;
+  parseXml(std::string(item), document);
+  CRecord record;
+  record.fromXmlNode(document.RootElement());
+  return record;
+}
+
+// A text in UTF-8 and the byte-order mark that stood in front of it.
+struct Decoded {
+  std::string mark;
+  std::string text;
+  bool converted = false;  // from UTF-16
+};
+
+Decoded decode(std::string text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  Decoded decoded;
+  if (text.starts_with(kMark)) decoded.mark = kMark;
+  decoded.converted = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+  removeByteOrderMark(text);
+  decoded.text = std::move(text);
+  if (!decoded.converted || !decoded.text.starts_with("<?xml")) return decoded;
+
+  const std::size_t name = decoded.text.find("encoding");
+  const std::size_t value = decoded.text.find_first_of("\"'>", name) + 1;
+  const std::size_t end = decoded.text.find_first_of("\"'>", value);
+  if (end < decoded.text.find('>')) decoded.text.replace(value, end - value, "UTF-8");
+  return decoded;
+}
+
+// Gives `fresh`, an item of a response, what the user has added to `known`.
+void keepAdditions(const CRecord& known, CRecord& fresh) {
+  fresh.hasIcon = known.hasIcon;
+  fresh.icon = known.icon;
+  fresh.hasStatus = known.hasStatus;
+  fresh.status = known.status;
+  fresh.StatusTarget = known.StatusTarget;
+  fresh.StatusBeginDate = known.StatusBeginDate;
+  fresh.StatusEndDate = known.StatusEndDate;
+  fresh.hasNotes = known.hasNotes;
+  fresh.Notes = known.Notes;
+  fresh.customFieldFlags = known.customFieldFlags;
+  fresh.customFieldNames = known.customFieldNames;
+  fresh.customFieldValues = known.customFieldValues;
+  fresh.DateAdded = known.DateAdded;
+}
+
+bool isBlank(std::u16string_view text) {
+  return text.find_first_not_of(u" \t\r\n") == text.npos;
+}
+
+}  // namespace
+
+// Where the items of a text stand, up to its first fault.
+struct Collection::Layout {
+  XmlFault fault;
+  std::string_view root;
+  std::vector<TextRange> items;
+  Opening opening;  // in the whole text
+};
+
+Collection::Layout Collection::scan(std::string_view text) {
+  Layout layout;
+  XmlScanner scanner(text);
+  std::optional<Opening> opening;
+  bool inItems = false;
+  bool inItem = false;
+  std::size_t itemBegin = 0;
+  const auto isItem = [&](std::size_t parents) {
+    return inItems ? parents == 2 && scanner.name() == "Item"
+                   : parents == 1 && scanner.name() == "Details";
+  };
+  const auto endItem = [&] {
+    inItem = false;
+    layout.items.push_back({itemBegin, scanner.end()});
+    opening.reset();  // new items go behind all others
+  };
+  const auto openTag = [&](std::string before, std::string behind) {
+    const std::size_t slash = scanner.end() - 2;
+    return Opening{blankBefore(text, slash).begin, scanner.end(), '>' + std::move(before),
+                   std::move(behind)};
+  };
+  const auto openBeforeTag = [&](std::string before, std::string behind) {
+    const std::size_t at = blankBefore(text, scanner.begin()).begin;
+    return Opening{at, at, std::move(before), std::move(behind)};
+  };
+
+  for (;;) {
+    const Piece piece = scanner.next();
+    const std::size_t depth = scanner.depth();
+    switch (piece) {
+      case Piece::Start:
+        if (depth == 1) layout.root = scanner.name();
+        if (inItem) break;
+        inItem = isItem(depth - 1);
+        if (inItem) itemBegin = scanner.begin();
+        if (depth == 2 && scanner.name() == "Items") inItems = true;
+        break;
+      case Piece::Empty:
+        if (inItem) break;
+        if (isItem(depth)) {
+          itemBegin = scanner.begin();
+          endItem();
+        } else if (depth == 1 && scanner.name() == "Items") {
+          opening = openTag("", "</Items>");
+        } else if (depth == 0) {
+          opening = openTag("<Items>", "</Items></" + std::string(scanner.name()) + '>');
+        }
+        break;
+      case Piece::End:
+        if (inItem && depth == (inItems ? 2 : 1)) {
+          endItem();
+        } else if (inItems && depth == 1) {
+          inItems = false;
+          opening = openBeforeTag("", "");
+        } else if (depth == 0 && !opening) {
+          opening = openBeforeTag("<Items>", "</Items>");
+        }
+        break;
+      case Piece::Finished:
+        layout.opening = *std::move(opening);
+        return layout;
+      case Piece::Faulty:
+        layout.fault = scanner.fault();
+        locate(text, layout.fault);
+        return layout;
+      default:
+        break;
+    }
+  }
+}
+
+Collection::Collection() {
+  std::string text;
+  CRecordSet().toString(text);
+  parse(std::move(text));
+}
+
+XmlFault Collection::parse(std::string text) {
+  std::string original;
+  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) original = text;
+  const auto [mark, decoded, converted] = decode(std::move(text));
+  Layout layout = scan(decoded);
+  if (layout.fault) return layout.fault;
+
+  original_ = std::move(original);
+  slots_.clear();
+  slots_.reserve(layout.items.size());
+  records_.clear();
+  records_.reserve(layout.items.size());
+  std::size_t at = 0;
+  for (const TextRange& item : layout.items) {
+    slots_.push_back({decoded.substr(at, item.begin - at), std::string(item.of(decoded))});
+    records_.push_back(readItem(slots_.back().item));
+    at = item.end;
+  }
+  tail_ = decoded.substr(at);
+  opening_ = std::move(layout.opening);
+  opening_.begin -= at;
+  opening_.end -= at;
+  if (slots_.empty()) {
+    insertBehind(0, mark);
+  } else {
+    slots_.front().before.insert(0, mark);
+  }
+  return {};
+}
+
+std::size_t Collection::find(std::u16string_view asin) const {
+  const auto found = std::find_if(records_.begin(), records_.end(),
+                                  [&](const CRecord& record) { return record.ASIN == asin; });
+  return found == records_.end() ? npos : static_cast<std::size_t>(found - records_.begin());
+}
+
+void Collection::add(const CRecord& record) {
+  original_.clear();
+  Slot slot{tail_.substr(0, opening_.begin) + opening_.before, writeItem(record)};
+  // An indented text goes on as it is.
+  if (!slots_.empty()) {
+    const std::string& before = slots_.back().before;
+    slot.before += blankBefore(before, before.size()).of(before);
+  }
+  tail_.replace(0, opening_.end, opening_.behind);
+  opening_ = {};
+  records_.push_back(readItem(slot.item));
+  slots_.push_back(std::move(slot));
+}
+
+bool Collection::update(std::size_t index, const CRecord& record) {
+  const std::string next = writeItem(record);
+  std::string base = writeItem(records_[index]);
+  if (base == next) return false;
+
+  original_.clear();
+  Slot& slot = slots_[index];
+  if (isDetails(slot.item)) {
+    slot.item = detailsToItem(slot.item);
+    slot.before += "<Items>";
+    insertBehind(index, "</Items>");
+    base = writeItem(readItem(slot.item));
+  }
+  // What the wanted record comes back as. Some fields are derived from others when they are missing,
+  // so that a change of one may bring about that of another, and a second pass is needed. Where that
+  // does not do, as with elements that stand twice, the record's values are written all anew.
+  const std::string goal = writeItem(readItem(next));
+  constexpr int kPasses = 4;
+  for (int pass = 1; pass <= kPasses; ++pass) {
+    slot.item = mergeItem(slot.item, base, next);
+    records_[index] = readItem(slot.item);
+    base = writeItem(records_[index]);
+    if (base == next || base == goal) break;
+    if (pass != 2) continue;
+    slot.item = stripItem(slot.item, base, next);
+    base = writeItem(readItem(slot.item));
+  }
+  return true;
+}
+
+void Collection::remove(std::size_t index) {
+  original_.clear();
+  std::string before = std::move(slots_[index].before);
+  const std::string& behind = index + 1 < slots_.size() ? slots_[index + 1].before : tail_;
+  if (!behind.empty() && blankBefore(behind, 1).size() > 0) {
+    before.resize(blankBefore(before, before.size()).begin);
+  }
+  insertBehind(index, before);
+  slots_.erase(slots_.begin() + static_cast<std::ptrdiff_t>(index));
+  records_.erase(records_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+// Puts `text` behind the item at `index`, or in front of the tail when there is none.
+void Collection::insertBehind(std::size_t index, const std::string& text) {
+  if (index + 1 < slots_.size()) {
+    slots_[index + 1].before.insert(0, text);
+    return;
+  }
+  tail_.insert(0, text);
+  opening_.begin += text.size();
+  opening_.end += text.size();
+}
+
+XmlFault Collection::import(std::string_view response, std::uint16_t today, ImportCounts& counts) {
+  Collection incoming;
+  if (XmlFault fault = incoming.parse(std::string(response))) return fault;
+
+  std::unordered_map<std::u16string, std::size_t> places;
+  for (std::size_t i = 0; i < records_.size(); ++i) places.emplace(records_[i].ASIN, i);
+  for (std::size_t i = 0; i < incoming.records_.size(); ++i) {
+    CRecord& record = incoming.records_[i];
+    ++counts.read;
+    if (isBlank(record.ASIN)) {
+      counts.rejected.push_back({i + 1, record.Title, "it has no ASIN"});
+      continue;
+    }
+    const auto [place, isNew] = places.emplace(record.ASIN, records_.size());
+    if (isNew) {
+      record.DateAdded = today;
+      add(record);
+      ++counts.added;
+    } else {
+      keepAdditions(records_[place->second], record);
+      ++(update(place->second, record) ? counts.updated : counts.skipped);
+    }
+  }
+  return {};
+}
+
+std::string Collection::text() const {
+  if (!original_.empty()) return original_;
+  std::size_t size = tail_.size();
+  for (const Slot& slot : slots_) size += slot.before.size() + slot.item.size();
+  std::string text;
+  text.reserve(size);
+  for (const Slot& slot : slots_) (text += slot.before) += slot.item;
+  return text += tail_;
+}
+
+Recovery recover(std::string_view damaged) {
+  const Decoded decoded = decode(std::string(damaged));
+  const Collection::Layout layout = Collection::scan(decoded.text);
+  Recovery recovery;
+  recovery.fault = layout.fault;
+  recovery.items = layout.items.size();
+  if (!layout.fault) {
+    recovery.text = damaged;
+  } else if (layout.items.empty()) {
+    recovery.text = Collection().text();
+  } else {
+    const TextRange last = layout.items.back();
+    recovery.text = decoded.mark + decoded.text.substr(0, last.end);
+    if (!isDetails(last.of(decoded.text))) recovery.text += "</Items>";
+    recovery.text += "</" + std::string(layout.root) + '>';
+  }
+  return recovery;
+}
+
+}  // namespace tessaron
