@@ -41,9 +41,9 @@ bool CFileInfo::toElem(TiXmlElement* elem) {
   writeNumber(parent, "Attributes", attributes);
   writeNumber(parent, "EncryptionStatus", encryptionStatus);
   std::u16string digits;
-  for (const std::uint8_t byte : checksum) {
-    digits += u"0123456789abcdef"[byte >> 4];
-    digits += u"0123456789abcdef"[byte & 15];
+  for (const std::uint8_t value : checksum) {
+    digits += u"0123456789abcdef"[value >> 4];
+    digits += u"0123456789abcdef"[value & 15];
   }
   tessaron::appendText(parent, "Checksum", digits);
   tessaron::appendText(parent, "Digest", digest);
