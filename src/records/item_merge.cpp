@@ -104,15 +104,23 @@ class Edits {
 class Merger {
  public:
   Merger(std::string_view item, std::string_view base, std::string_view next)
-      : itemText_(item), baseText_(base), nextText_(next), edits_(item) {}
+      : itemText_(item),
+        baseText_(base),
+        nextText_(next),
+        item_(outlineXml(item)),
+        base_(outlineXml(base)),
+        next_(outlineXml(next)),
+        edits_(item) {}
 
   std::string merge() {
-    const Element item = outlineXml(itemText_);
-    const Element base = outlineXml(baseText_);
-    const Element next = outlineXml(nextText_);
-    mergeElement(item, &base, &next);
-    const Element::Attribute* url = item.attribute("url");
-    if (url && !same(base.child("DetailPageURL"), next.child("DetailPageURL"))) edits_.cut(*url);
+    mergeElement(item_, &base_, &next_);
+    const Element::Attribute* url = item_.attribute("url");
+    if (url && !same(base_.child("DetailPageURL"), next_.child("DetailPageURL"))) edits_.cut(*url);
+    return edits_.apply();
+  }
+
+  std::string strip() {
+    stripElement(item_, &base_, &next_);
     return edits_.apply();
   }
 
@@ -325,6 +333,25 @@ class Merger {
     });
   }
 
+  void stripElement(const Element& item, const Element* base, const Element* next) {
+    for (const Element& child : item.children) {
+      const bool furtherOffer = child.name == "Offer" && &child != &item.children.front();
+      if (furtherOffer || child.name == "Tessaron") continue;
+      const std::string_view name = child.name == "NumberOfDiscs" ? "NumberOfItems" : child.name;
+      const Element* inBase = base ? base->child(name) : nullptr;
+      const Element* inNext = next ? next->child(name) : nullptr;
+      const Element* known = inNext ? inNext : inBase;
+      if (!known) continue;
+      if (isListed(name) || name == "CustomField") {
+        edits_.cut(child);
+      } else if (isLeaf(*known)) {
+        erase(child);
+      } else {
+        stripElement(child, inBase, inNext);
+      }
+    }
+  }
+
   std::string_view blankOf(const Element& element) const {
     return blankBefore(itemText_, element.range.begin).of(itemText_);
   }
@@ -346,26 +373,11 @@ class Merger {
   std::string_view itemText_;
   std::string_view baseText_;
   std::string_view nextText_;
+  Element item_;
+  Element base_;
+  Element next_;
   Edits edits_;
 };
-
-// Deletes in `item` what `base` or `next` has a value for.
-void strip(const Element& item, const Element* base, const Element* next, Edits& edits) {
-  for (const Element& child : item.children) {
-    if (child.name == "NumberOfDiscs") edits.cut(child);
-    if (child.name == "Tessaron") continue;
-    if (child.name == "Offer" && &child != &item.children.front()) continue;
-    const Element* inBase = base ? base->child(child.name) : nullptr;
-    const Element* inNext = next ? next->child(child.name) : nullptr;
-    const Element* known = inNext ? inNext : inBase;
-    if (!known) continue;
-    if (isLeaf(*known) || isListed(child.name) || child.name == "CustomField") {
-      edits.cut(child);
-    } else {
-      strip(child, inBase, inNext, edits);
-    }
-  }
-}
 
 }  // namespace
 
@@ -374,11 +386,7 @@ std::string mergeItem(std::string_view item, std::string_view base, std::string_
 }
 
 std::string stripItem(std::string_view item, std::string_view base, std::string_view next) {
-  const Element baseOutline = outlineXml(base);
-  const Element nextOutline = outlineXml(next);
-  Edits edits(item);
-  strip(outlineXml(item), &baseOutline, &nextOutline, edits);
-  return edits.apply();
+  return Merger(item, base, next).strip();
 }
 
 std::string detailsToItem(std::string_view details) {
