@@ -38,38 +38,33 @@ class KeepWhiteSpace {
 
 using Range = std::pair<std::size_t, std::size_t>;
 
-// Spells out the references in the given ranges of `text`. A character is never longer than the
-// reference that names it, so that the text only shrinks, and is moved in its place.
-void resolveReferences(std::string& text, const std::vector<Range>& ranges) {
-  std::size_t to = ranges.front().first;
-  std::size_t from = to;
-  const auto moveUpTo = [&](std::size_t end) {
-    std::copy(text.begin() + static_cast<std::ptrdiff_t>(from),
-              text.begin() + static_cast<std::ptrdiff_t>(end),
-              text.begin() + static_cast<std::ptrdiff_t>(to));
-    to += end - from;
-    from = end;
+// Spells out the high references in the given ranges of `text`, and escapes ampersands that begin
+// no reference, which the library would drop.
+std::string rewriteReferences(std::string_view text, const std::vector<Range>& ranges) {
+  std::string out;
+  out.reserve(text.size() + 4 * ranges.size());
+  std::size_t copied = 0;
+  const auto replace = [&](std::size_t from, std::size_t to) {
+    out.append(text, copied, from - copied);
+    copied = to;
   };
-  std::string utf8;
   for (const auto& [begin, end] : ranges) {
-    for (std::size_t at = begin; at < end; ++at) {
-      if (text[at] != '&') continue;
-      const std::size_t reference = at;
+    for (std::size_t at = text.find('&', begin); at < end; at = text.find('&', at)) {
+      const std::size_t reference = at++;
+      std::size_t behind = reference;
       char32_t codePoint = 0;
-      if (!readReference(text, at, codePoint)) continue;
-      if (codePoint > 127) {
-        moveUpTo(reference);
-        utf8.clear();
-        appendUtf8(utf8, codePoint);
-        text.replace(to, utf8.size(), utf8);
-        to += utf8.size();
-        from = at;
+      if (readReference(text, behind, codePoint)) {
+        at = behind;
+        if (codePoint <= 127) continue;
+        replace(reference, behind);
+        appendUtf8(out, codePoint);
+      } else if (!isNamedReference(text, reference)) {
+        replace(reference, at);
+        out += "&amp;";
       }
-      --at;
     }
   }
-  moveUpTo(text.size());
-  text.resize(to);
+  return out.append(text, copied, text.npos);
 }
 
 // What printing makes of a byte.
@@ -226,11 +221,11 @@ XmlFault parseXml(std::string text, TiXmlDocument& document) {
   removeByteOrderMark(text);
 
   XmlScanner scanner(text);
-  std::vector<Range> references;
+  std::vector<Range> rewrites;
   XmlScanner::Piece piece{};
   do {
     piece = scanner.next();
-    if (scanner.hasHighReference()) references.emplace_back(scanner.begin(), scanner.end());
+    if (scanner.needsRewriting()) rewrites.emplace_back(scanner.begin(), scanner.end());
   } while (piece != XmlScanner::Piece::Finished && piece != XmlScanner::Piece::Faulty);
 
   XmlFault fault = scanner.fault();
@@ -240,7 +235,7 @@ XmlFault parseXml(std::string text, TiXmlDocument& document) {
     // The recursive parser sees nothing that the scanner has not passed.
     text.resize(fault.offset);
   }
-  if (!references.empty()) resolveReferences(text, references);
+  if (!rewrites.empty()) text = rewriteReferences(text, rewrites);
 
   const KeepWhiteSpace keepWhiteSpace;
   const int tabSize = document.TabSize();

@@ -56,7 +56,8 @@ void removeByteOrderMark(std::string& text);
 /// The one way in which XML text becomes a document. Clears `document` and parses `text` in the
 /// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order mark
 /// is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become the
-/// UTF-8 bytes of the characters that they name; white space inside text stays as it stands.
+/// UTF-8 bytes of the characters that they name; an ampersand that begins no reference stays one;
+/// white space inside text stays as it stands, except between two pieces of markup.
 /// Returns the first fault, if any. The document then holds what was built before it, but nothing at
 /// all after TooDeep. Safe to call from several threads at once.
 TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);

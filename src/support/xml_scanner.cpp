@@ -77,6 +77,12 @@ bool isXmlCharacter(char32_t c) {
 
 }  // namespace
 
+bool isNamedReference(std::string_view text, std::size_t at) {
+  constexpr std::array<std::string_view, 5> kNames = {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"};
+  return std::any_of(kNames.begin(), kNames.end(),
+                     [&](std::string_view name) { return startsWith(text, at, name); });
+}
+
 bool readReference(std::string_view text, std::size_t& at, char32_t& codePoint) {
   if (!readOneReference(text, at, codePoint)) return false;
   if ((codePoint & 0xFFFFFC00) == 0xD800) {
@@ -116,7 +122,7 @@ Piece XmlScanner::fail(Kind kind, std::size_t offset, std::string_view message) 
 Piece XmlScanner::next() {
   if (stopped_) return fault_ ? Piece::Faulty : Piece::Finished;
   begin_ = end_;
-  highReference_ = false;
+  needsRewriting_ = false;
   name_ = {};
   if (begin_ == text_.size()) {
     if (!open_.empty()) {
@@ -310,11 +316,12 @@ Piece XmlScanner::endTag() {
   return Piece::End;
 }
 
-// Checks the numeric references in a range; named ones are the library's own affair.
+// Checks the references in a range. Other ampersands are forgiven, as the library does.
 bool XmlScanner::references(std::size_t from, std::size_t to) {
   const std::string_view range = text_.substr(0, to);
   for (std::size_t at = range.find('&', from); at != range.npos; at = range.find('&', at)) {
     if (at + 1 == to || range[at + 1] != '#') {
+      needsRewriting_ = needsRewriting_ || !isNamedReference(range, at);
       ++at;
       continue;
     }
@@ -324,7 +331,7 @@ bool XmlScanner::references(std::size_t from, std::size_t to) {
       fail(Kind::BadReference, begin, "a numeric character reference that is none");
       return false;
     }
-    highReference_ = highReference_ || codePoint > 127;
+    needsRewriting_ = needsRewriting_ || codePoint > 127;
   }
   return true;
 }

@@ -35,8 +35,9 @@ class XmlScanner {
   std::size_t end() const { return end_; }      ///< behind the piece's last byte
   std::string_view name() const { return name_; }  ///< of a Start, Empty or End piece
   std::size_t depth() const { return open_.size(); }  ///< elements open behind the piece
-  /// Whether the piece (Text, Start or Empty) holds a numeric reference above 127.
-  bool hasHighReference() const { return highReference_; }
+  /// Whether the piece (Text, Start or Empty) holds a numeric reference above 127 or an ampersand that
+  /// begins no reference: neither would come out of the library as it is meant.
+  bool needsRewriting() const { return needsRewriting_; }
   /// Kind, offset and message; line and column are left to `locate`.
   const XmlFault& fault() const { return fault_; }
 
@@ -56,13 +57,16 @@ class XmlScanner {
   std::vector<std::string_view> open_;
   std::vector<std::string_view> attributes_;  // of the tag at hand
   bool rootSeen_ = false;
-  bool highReference_ = false;
+  bool needsRewriting_ = false;
   bool stopped_ = false;
   XmlFault fault_;
 };
 
 /// Fills line and column of `fault` from its offset in `text`.
 void locate(std::string_view text, XmlFault& fault);
+
+/// Whether an entity that the library knows ("&lt;" and its like) stands at `text[at]`.
+bool isNamedReference(std::string_view text, std::size_t at);
 
 /// Reads the numeric character reference at `text[at]` ("&#...;") and moves `at` behind it. Nothing,
 /// and `at` unmoved, when there is none. A pair of references that spells a surrogate pair is one

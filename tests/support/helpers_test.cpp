@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <array>
+#include <vector>
+
+#include "platform/system.h"
+#include "platform/text.h"
+#include "support/byte_reader.h"
+#include "support/dos_date.h"
+#include "support/string_table.h"
+#include "support/text.h"
+#include "support/zlib.h"
+
+namespace {
+
+TEST(DosDate, ExistsOrDoesNot) {
+  const struct { std::uint16_t date; int year, month, day, weekday; } rows[] = {
+      {13089, 2005, 9, 1, 4},
+      {tessaron::toDosDate(1980, 1, 1), 1980, 1, 1, 2},
+      {tessaron::toDosDate(2107, 12, 31), 2107, 12, 31, 6},
+      {tessaron::toDosDate(2024, 2, 29), 2024, 2, 29, 4},
+  };
+  for (const auto& row : rows) {
+    SYSTEMTIME time{};
+    ASSERT_TRUE(DosDateTimeToSystemTime(row.date, &time)) << row.date;
+    EXPECT_EQ(time.wYear, row.year);
+    EXPECT_EQ(time.wMonth, row.month);
+    EXPECT_EQ(time.wDay, row.day);
+    EXPECT_EQ(time.wDayOfWeek, row.weekday);
+    EXPECT_EQ(tessaron::toDosDate(row.year, row.month, row.day), row.date);
+    const std::u16string text = DosDateTimeToString(row.date);
+    EXPECT_NE(text.find(tessaron::fromUtf8(std::to_string(row.year))), text.npos) << row.date;
+  }
+  const std::uint16_t none[] = {0, 1, 1 << 5, 13 << 5 | 1, 2 << 5 | 30, 0xFFFF,
+                                tessaron::toDosDate(2023, 2, 29), tessaron::toDosDate(1979, 1, 1),
+                                tessaron::toDosDate(2000, -1, 1), tessaron::toDosDate(2108, 1, 1)};
+  for (const std::uint16_t date : none) {
+    SYSTEMTIME time{};
+    time.wYear = 7;
+    EXPECT_FALSE(DosDateTimeToSystemTime(date, &time)) << date;
+    EXPECT_EQ(time.wYear, 7);
+    EXPECT_EQ(DosDateTimeToString(date), u"");
+  }
+  EXPECT_FALSE(DosDateTimeToSystemTime(13089, nullptr));
+}
+
+TEST(DosDate, CountsDaysWithTheirParts) {
+  EXPECT_EQ(tessaron::dayCount({1970, 1, 4, 1, 0, 0, 0, 0}), 0.0);
+  EXPECT_EQ(tessaron::dayCount({2000, 3, 3, 1, 18, 0, 0, 0}), 11017.75);
+}
+
+TEST(StringTable, FindsWhatItHas) {
+  EXPECT_EQ(tessaron::stringAt(3000), u"Lent");
+  EXPECT_EQ(tessaron::stringAt(8510), u"This item is %s.");
+  for (const std::uint32_t number : {0u, 3008u, 3050u, 3059u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(tessaron::stringAt(number), u"") << number;
+  }
+}
+
+TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
+  const std::array<unsigned char, 10> data = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  const auto bytes = std::as_bytes(std::span(data));
+  tessaron::ByteReader reader(bytes);
+  EXPECT_EQ(reader.u16le(), 0x0201);
+  EXPECT_EQ(reader.u16be(), 0x0304);
+  EXPECT_EQ(reader.u32be(), 0x05060708u);
+  EXPECT_EQ(reader.u32le(), 0u);  // two bytes short: nothing moves, everything fails from here on
+  EXPECT_EQ(reader.position(), 8u);
+  EXPECT_EQ(reader.u8(), 0);
+  EXPECT_FALSE(reader.ok());
+  tessaron::ByteReader whole(bytes);
+  EXPECT_EQ(whole.u64le(), 0x0807060504030201u);
+  EXPECT_TRUE(whole.bytes(static_cast<std::size_t>(-1)).empty());
+  EXPECT_FALSE(whole.ok());
+}
+
+TEST(CZDLLPlus, InflatesWholeStreamsOnly) {
+  const std::string text(100000, 'x');
+  std::vector<unsigned char> packed(compressBound(static_cast<uLong>(text.size())));
+  uLongf size = static_cast<uLongf>(packed.size());
+  ASSERT_EQ(compress(packed.data(), &size, reinterpret_cast<const Bytef*>(text.data()),
+                     static_cast<uLong>(text.size())), Z_OK);
+  packed.resize(size);
+
+  CZDLLPlus zlib;
+  std::string out;
+  std::vector<unsigned char> bytes;
+  EXPECT_TRUE(zlib.uncompress(packed, out));
+  EXPECT_EQ(out, text);
+  EXPECT_TRUE(zlib.uncompress(packed, bytes));
+  EXPECT_EQ(bytes.size(), text.size());
+  for (std::size_t cut = 0; cut < packed.size(); ++cut) {
+    out = "before";
+    EXPECT_FALSE(zlib.uncompress({packed.begin(), packed.begin() + static_cast<long>(cut)}, out));
+    EXPECT_EQ(out, "before");
+  }
+  packed[packed.size() - 1] ^= 1;  // the check sum
+  EXPECT_FALSE(zlib.uncompress(packed, out));
+}
+
+TEST(CZDLLPlus, RefusesBombs) {
+  // 300 MiB of zeros, deflated on the fly.
+  z_stream stream{};
+  ASSERT_EQ(deflateInit(&stream, Z_BEST_SPEED), Z_OK);
+  std::vector<unsigned char> packed(4 << 20), zeros(1 << 20);
+  stream.next_out = packed.data();
+  stream.avail_out = static_cast<uInt>(packed.size());
+  for (int i = 0; i < 300; ++i) {
+    stream.next_in = zeros.data();
+    stream.avail_in = static_cast<uInt>(zeros.size());
+    ASSERT_EQ(deflate(&stream, i == 299 ? Z_FINISH : Z_NO_FLUSH), i == 299 ? Z_STREAM_END : Z_OK);
+  }
+  packed.resize(packed.size() - stream.avail_out);
+  deflateEnd(&stream);
+  std::vector<unsigned char> out;
+  EXPECT_FALSE(CZDLLPlus().uncompress(packed, out));
+  EXPECT_TRUE(out.empty());
+}
+
+TEST(IsReadable, ProbesInsteadOfTrusting) {
+  const std::vector<char> large(1 << 20);
+  EXPECT_TRUE(tessaron::isReadable(large.data(), large.size()));
+  EXPECT_FALSE(tessaron::isReadable(nullptr, 1));
+  EXPECT_FALSE(tessaron::isReadable(nullptr, 0));
+  for (const std::uintptr_t address : {std::uintptr_t{1}, std::uintptr_t{64}, ~std::uintptr_t{0},
+                                       ~std::uintptr_t{0} - 4095}) {
+    EXPECT_FALSE(tessaron::isReadable(reinterpret_cast<const void*>(address), 16)) << address;
+  }
+  EXPECT_FALSE(tessaron::isReadable(large.data(), ~std::size_t{0}));
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+#include "support/text.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Utf8, CarriesEveryCharacterBothWays) {
+  std::u16string all;
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c < 0xE000) continue;
+    if (c < 0x10000) {
+      all += static_cast<char16_t>(c);
+    } else {
+      all += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      all += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    }
+  }
+  const std::string utf8 = wchar2utf8(all);
+  EXPECT_EQ(utf8.size(), 0x80 + 0x780 * 2 + (0xF800 - 0x800) * 3 + 0x100000 * 4u);
+  EXPECT_TRUE(utf82wchar(utf8) == all);
+}
+
+TEST(Utf8, TakesStrayBytesAsWindows1252) {
+  const struct { std::string bytes; std::u16string expected; } rows[] = {
+      {"caf\xE9", u"café"},                           // cut lead byte at the end
+      {"\x80 12", u"€ 12"},                           // stray continuation
+      {"\xC0\x80", u"\u00C0\u20AC"},                  // overlong NUL
+      {"\xE0\x9F\xBF", u"\u00E0\u0178\u00BF"},        // overlong in three
+      {"\xED\xA0\x80", u"\u00ED\u00A0\u20AC"},        // an encoded surrogate
+      {"\xF4\x90\x80\x80", u"\u00F4\u0090\u20AC\u20AC"},  // above U+10FFFF
+      {"\xF0\x9F\x98", u"\u00F0\u0178\u02DC"},        // cut emoji
+      {"\x81\x8D\x8F\x90\x9D", u"\u0081\u008D\u008F\u0090\u009D"},
+      {"\xE2\x82\xAC\xE9"s, u"€é"},                   // good and stray side by side
+      {"a\0b"s, u"a\0b"s},
+  };
+  for (const auto& [bytes, expected] : rows) EXPECT_EQ(utf82wchar(bytes), expected) << bytes;
+}
+
+TEST(Utf8, ReplacesLoneSurrogates) {
+  const std::u16string high(1, 0xD83D), low(1, 0xDE00);
+  EXPECT_EQ(wchar2utf8(high), "\uFFFD");
+  EXPECT_EQ(wchar2utf8(u"a" + low + u"b"), "a\uFFFDb");
+  EXPECT_EQ(wchar2utf8(high + high + low), "\uFFFD\U0001F600");
+  EXPECT_EQ(wchar2utf8(low + high), "\uFFFD\uFFFD");
+}
+
+TEST(CodePage, CarriesAsciiBothWays) {
+  EXPECT_EQ(char2wchar("Abc 123~"), u"Abc 123~");
+  EXPECT_EQ(wchar2char(u"Abc 123~"), "Abc 123~");
+  EXPECT_EQ(char2wchar(""), u"");
+  EXPECT_EQ(wchar2char(u""), "");
+  EXPECT_EQ(char2wchar(wchar2char(u"é")).size(), 1u);  // itself, or the one substitute
+}
+
+// Decodes the UTF-8 form of `text` as Latin-1 or Windows-1252: the mistake that fixunicode undoes.
+std::u16string misread(const std::u16string& text, bool latin1) {
+  std::u16string wrong;
+  for (const char c : wchar2utf8(text)) {
+    const auto byte = static_cast<unsigned char>(c);
+    // A single stray byte is read as Windows-1252 by our own decoder.
+    wrong += latin1 ? static_cast<char16_t>(byte) : utf82wchar(std::string(1, c))[0];
+  }
+  return wrong;
+}
+
+TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
+  const std::u16string originals[] = {
+      u"Größe",        u"café",          u"Ça va à l’été",  u"“Ünïcödé” – l’été…", u"ÖSTERREICH",
+      u"MÜNCHEN GRÖSSE", u"Österreich",  u"日本語の本",       u"Анна Каренина",      u"Ελλάδα",
+      u"😀 smile",      u"100\u00A0km",  u"© 2020",          u"£5 ½ price",         u"Dvořák: Žižka",
+      u"naïve",        u"voilà",         u"It’s",           u"5 €",                u"™",
+  };
+  for (const std::u16string& original : originals) {
+    for (const bool latin1 : {false, true}) {
+      std::u16string once = misread(original, latin1);
+      std::u16string thrice = misread(misread(once, false), latin1);
+      EXPECT_TRUE(fixunicode(once)) << wchar2utf8(original);
+      EXPECT_EQ(once, original) << wchar2utf8(once);
+      EXPECT_TRUE(fixunicode(thrice));
+      EXPECT_EQ(thrice, original) << wchar2utf8(thrice);
+      EXPECT_FALSE(fixunicode(once)) << "idempotent";
+    }
+  }
+}
+
+TEST(FixUnicode, LeavesAloneWhatItCannotProve) {
+  const std::u16string rightAlready[] = {
+      u"",           u"plain ASCII",   u"Größe",        u"CAFÉ’S GREATEST", u"CAFÉ”",
+      u"CAFÉ…",      u"CAFÉ®",         u"TÖ – SCHÖ…",   u"AMANHÃ…",         u"IRMÃ’S",
+      u"«CAFÉ»",     u"CAFÉ»",         u"Spaß…",        u"Spaß”, sagte er", u"café…”",
+      u"3×”",        u"Ã¼ and 日本",    u"Ã",            u"ÃB",              u"Ä",
+      u"DÉJÀ VU",    u"À – É – Ô",     u"ÉTÉ – HIVER",  u"\u0080\u0081",    std::u16string(1, 0xD800),
+      u"Â\u0085",    u"100 € – 5 %",   u"“É”",          u"SEÑOR’S",
+  };
+  for (const std::u16string& text : rightAlready) {
+    std::u16string copy = text;
+    EXPECT_FALSE(fixunicode(copy)) << wchar2utf8(text) << " became " << wchar2utf8(copy);
+    EXPECT_EQ(copy, text);
+  }
+}
+
+TEST(FixUnicode, IsIdempotentOnAnyText) {
+  std::mt19937 random(7);
+  const std::u16string letters = u"aZ ÃÂÄÉéâð€œ™’”…–©¼³\u0080\u0099\u00A0ß×";
+  for (int round = 0; round < 20000; ++round) {
+    std::u16string text;
+    for (unsigned i = random() % 8; i > 0; --i) text += letters[random() % letters.size()];
+    if (round % 2) text = misread(text, round % 4 == 1);
+    std::u16string once = text;
+    const bool changed = fixunicode(once);
+    EXPECT_EQ(changed, once != text);
+    std::u16string twice = once;
+    EXPECT_FALSE(fixunicode(twice)) << wchar2utf8(text);
+  }
+}
+
+}  // namespace

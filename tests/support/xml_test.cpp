@@ -1,0 +1,222 @@
+#include "support/xml.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/text.h"
+#include "support/xml_scanner.h"
+
+namespace {
+
+using namespace std::string_literals;
+using tessaron::parseXml;
+using tessaron::printXml;
+using tessaron::XmlFault;
+using Kind = XmlFault::Kind;
+
+std::string print(const TiXmlNode& node) {
+  std::string out;
+  printXml(node, out);
+  return out;
+}
+
+// The text of the root element of a document, which must be without a fault.
+std::u16string rootText(const std::string& xml) {
+  TiXmlDocument document;
+  const XmlFault fault = parseXml(xml, document);
+  EXPECT_FALSE(fault) << xml << ": " << fault.message;
+  return document.RootElement() ? tessaron::elementText(*document.RootElement()) : u"(none)";
+}
+
+TEST(ParseXml, DeliversTextAsItIsMeant) {
+  const struct { std::string xml; std::u16string text; } rows[] = {
+      {"\xEF\xBB\xBF<a>x</a>", u"x"},
+      {"<a>&#8364; &#x20AC; &#x1F600; &#128512;</a>", u"€ € 😀 😀"},
+      {"<a>&#xD83D;&#xDE00;|&#xD83D;|&#xDE00;</a>", u"😀|\uFFFD|\uFFFD"},  // a pair spelt in two
+      {"<a>&#60;&#65;&#233;&amp;#233;</a>", u"<Aé&#233;"},
+      {"<a>&#0;&#8;&#x110000;&#99999999999999999999;</a>", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"<a>&#00000000000000000000065;</a>", u"A"},
+      {"<a>  two  blanks \r\n\tand ends </a>", u"  two  blanks \r\n\tand ends "},
+      {"<a><![CDATA[<b> &#8364; ]] >]]></a>", u"<b> &#8364; ]] >"},
+      {"<a>one <![CDATA[& two]]><!-- &#8364; --> three</a>", u"one & two three"},
+      {"<x:a xmlns:x=\"urn:x\" xmlns='urn:y'>t</x:a>", u"t"},
+      {"<?xml version=\"1.0\" encoding='utf-8'?>\n<!DOCTYPE a SYSTEM \"a.dtd\"><?pi x?><a>t</a>\n", u"t"},
+      {"<a>AT&T &nbsp;&; &&#8364;&amp &</a>", u"AT&T &nbsp;&; &€&amp &"},
+      {"<a>&lt;&gt;&quot;&apos;&amp;</a>", u"<>\"'&"},
+      {"<a>caf\xE9</a>", u"café"},
+      {"<a/>", u""},
+  };
+  for (const auto& [xml, text] : rows) EXPECT_EQ(rootText(xml), text) << xml;
+}
+
+TEST(ParseXml, ReadsUtf16WithItsMark) {
+  const std::u16string xml = u"<a b=\"é\">日本 😀</a>";
+  for (const bool little : {true, false}) {
+    std::string bytes = little ? "\xFF\xFE" : "\xFE\xFF";
+    for (const char16_t unit : xml) {
+      const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
+      bytes += little ? low : high;
+      bytes += little ? high : low;
+    }
+    EXPECT_EQ(rootText(bytes), u"日本 😀");
+    EXPECT_NO_FATAL_FAILURE(rootText(bytes + "x"));  // half a unit at the end
+  }
+}
+
+TEST(ParseXml, ResolvesReferencesInAttributes) {
+  TiXmlDocument document;
+  ASSERT_FALSE(parseXml("<a b='&#8364;' c=\"&#34;&#x1F600;\"/>", document));
+  EXPECT_STREQ(document.RootElement()->Attribute("b"), "€");
+  EXPECT_STREQ(document.RootElement()->Attribute("c"), "\"😀");
+}
+
+TEST(ParseXml, TellsKindAndPlaceOfTheFirstFault) {
+  const struct { std::string xml; Kind kind; std::size_t line, column; } rows[] = {
+      {"", Kind::Empty, 1, 1},
+      {"  <!-- only -->", Kind::Empty, 1, 16},
+      {"<a>\n  <é></b>\n</a>", Kind::MismatchedEnd, 2, 6},
+      {"<a>\n<b>", Kind::UnexpectedEnd, 2, 4},
+      {"<a b='1' b='2'/>", Kind::DuplicateAttribute, 1, 10},
+      {"<a b></a>", Kind::BadTag, 1, 5},
+      {"<a ='1'/>", Kind::BadTag, 1, 4},
+      {"<a/ >", Kind::BadTag, 1, 4},
+      {"<a>I <3 you</a>", Kind::BadTag, 1, 6},
+      {"<a></a b>", Kind::BadTag, 1, 8},
+      {"<a/><b/>", Kind::BadTag, 1, 5},
+      {"<a/>\nrest", Kind::BadCharacter, 2, 1},
+      {"<a/><![CDATA[x]]>", Kind::BadCharacter, 1, 5},
+      {"</a>", Kind::MismatchedEnd, 1, 1},
+      {"<a>&#;</a>", Kind::BadReference, 1, 4},
+      {"<a>&#x;</a>", Kind::BadReference, 1, 4},
+      {"<a>é&#12x;</a>", Kind::BadReference, 1, 5},
+      {"<a b='&#q;'/>", Kind::BadReference, 1, 7},
+      {"<a>x\0y</a>"s, Kind::BadCharacter, 1, 5},
+      {"<a b='\0'/>"s, Kind::BadCharacter, 1, 7},
+      {"<a><!-- \0 --></a>"s, Kind::BadCharacter, 1, 9},
+      {"<a><!-- x", Kind::UnexpectedEnd, 1, 10},
+      {"<a><![CDATA[x", Kind::UnexpectedEnd, 1, 14},
+      {"<a b=\"x", Kind::UnexpectedEnd, 1, 8},
+      {"<!DOCTYPE a [<!ENTITY e 'x'>]><a/>", Kind::Unsupported, 1, 1},
+      {"<a><?pi a>b ?></a>", Kind::Unsupported, 1, 4},
+  };
+  for (const auto& [xml, kind, line, column] : rows) {
+    TiXmlDocument document;
+    const XmlFault fault = parseXml(xml, document);
+    EXPECT_EQ(fault.kind, kind) << xml << ": " << fault.message;
+    EXPECT_EQ(fault.line, line) << xml;
+    EXPECT_EQ(fault.column, column) << xml;
+    EXPECT_FALSE(fault.message.empty()) << xml;
+  }
+}
+
+TEST(ParseXml, KeepsWhatStandsBeforeTheFault) {
+  TiXmlDocument document;
+  EXPECT_TRUE(parseXml("<a><b>1</b><c>2</c><d></e><f/></a>", document));
+  EXPECT_EQ(print(document), "<a><b>1</b><c>2</c><d /></a>");
+}
+
+TEST(ParseXml, RefusesDeepNestingOnly) {
+  const auto nested = [](std::size_t depth, bool closed) {
+    std::string xml;
+    for (std::size_t i = 0; i < depth; ++i) xml += "<a>";
+    for (std::size_t i = 0; closed && i < depth; ++i) xml += "</a>";
+    return xml;
+  };
+  TiXmlDocument document;
+  EXPECT_FALSE(parseXml(nested(256, true), document));
+  EXPECT_EQ(parseXml(nested(257, true), document).kind, Kind::TooDeep);
+  EXPECT_TRUE(document.NoChildren());
+  EXPECT_EQ(parseXml(nested(1000000, false), document).kind, Kind::TooDeep);
+  EXPECT_EQ(parseXml("<r/>" + nested(1000000, false), document).kind, Kind::BadTag);
+}
+
+TEST(ParseXml, BoundsTheAttributesOfATag) {
+  std::string xml = "<a";
+  for (int i = 0; i < 200000; ++i) xml += " a" + std::to_string(i) + "='x'";
+  TiXmlDocument document;
+  EXPECT_EQ(parseXml(xml + "/>", document).kind, Kind::BadTag);
+}
+
+TEST(ParseXml, LeavesTheProcessesSwitchAsItWas) {
+  TiXmlBase::SetCondenseWhiteSpace(true);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int round = 0; round < 200; ++round) EXPECT_EQ(rootText("<a> x  y </a>"), u" x  y ");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(TiXmlBase::IsWhiteSpaceCondensed());
+}
+
+TEST(PrintXml, PrintsAsTheLibraryDoes) {
+  const std::string rows[] = {
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><a><b c=\"1\" d='x\"y'>t</b><e /></a>",
+      "<!DOCTYPE a><!-- c --><a><![CDATA[<x>]]>mixed <b>bold</b> tail &lt;&amp;&gt;&quot;&apos;</a>",
+      "<a>tab\tline\ncarriage\r end é 日本</a>",
+  };
+  for (const std::string& xml : rows) {
+    TiXmlDocument document;
+    ASSERT_FALSE(parseXml(xml, document)) << xml;
+    std::string expected;
+    expected << document;
+    EXPECT_EQ(print(document), expected);
+  }
+}
+
+TEST(PrintXml, WritesNothingThatDoesNotReadBack) {
+  const struct { std::u16string text, readBack; } rows[] = {
+      {u"&#x41; &#65; &amp;", u"&#x41; &#65; &amp;"},
+      {u"&#x<b>", u"&#x<b>"},
+      {u"]]> -->", u"]]> -->"},
+      {u" ", u" "},
+      {u" \t\r\n", u" \t\r\n"},
+      {u"  a  b\r\n", u"  a  b\r\n"},
+      {u"\u0001\u001F\uFFFE\uFFFF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {u"a\0b"s, u"a\uFFFDb"},
+      {u"x" + std::u16string(1, 0xDC00), u"x\uFFFD"},
+      {u"", u""},
+  };
+  for (const auto& [text, readBack] : rows) {
+    TiXmlElement root("r");
+    ASSERT_TRUE(composeTextNode(&root, "t", text));
+    ASSERT_TRUE(composeTextAttributeNode(&root, "n", "a", text, text));
+    TiXmlDocument document;
+    const std::string xml = print(root);
+    ASSERT_FALSE(parseXml(xml, document)) << xml;
+    TiXmlElement* first = document.RootElement()->FirstChildElement();
+    std::u16string out;
+    EXPECT_TRUE(parseTextNode(first, "t", out));
+    EXPECT_EQ(out, readBack) << xml;
+    TiXmlElement* second = first->NextSiblingElement();
+    EXPECT_EQ(utf82wchar(second->Attribute("a")), readBack) << xml;
+    EXPECT_EQ(tessaron::elementText(*second), readBack) << xml;
+  }
+}
+
+TEST(PrintXml, FiltersWhatOthersPutIntoADocument) {
+  TiXmlDocument document;
+  auto* root = new TiXmlElement("r");
+  document.LinkEndChild(root);
+  root->SetAttribute("a", "\x01\xE9");
+  root->LinkEndChild(new TiXmlText("\x02 \xEF\xBF\xBE \xED\xA0\x80"));
+  root->LinkEndChild(new TiXmlComment("\x03"));
+  EXPECT_EQ(print(document), "<r a=\"\uFFFDé\">\uFFFD \uFFFD í\u00A0€<!--\uFFFD--></r>");
+}
+
+TEST(TextNodes, MatchNamesExactly) {
+  TiXmlDocument document;
+  ASSERT_FALSE(parseXml("<Title>x</Title>", document));
+  std::u16string out = u"before";
+  EXPECT_FALSE(parseTextNode(document.RootElement(), "title", out));
+  EXPECT_FALSE(parseTextNode(document.RootElement(), "Titl", out));
+  EXPECT_FALSE(parseTextNode(nullptr, "Title", out));
+  EXPECT_EQ(out, u"before");
+  EXPECT_FALSE(composeTextNode(nullptr, "a", u"x"));
+  EXPECT_FALSE(composeTextAttributeNode(nullptr, "a", "b", u"x", u""));
+}
+
+}  // namespace
