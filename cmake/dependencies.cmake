@@ -8,7 +8,7 @@ if(WIN32)
   find_package(winlibs CONFIG REQUIRED)
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
   find_package(ZLIB REQUIRED)
-  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB ole32 oleaut32 shlwapi)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB gdiplus ole32 oleaut32 shlwapi)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
 else()

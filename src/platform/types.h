@@ -27,7 +27,17 @@ struct SYSTEMTIME {
   std::uint16_t wSecond;
   std::uint16_t wMilliseconds;
 };
+
+/// A globally unique identifier, as the system lays it out.
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+using CLSID = GUID;
 #endif
 
 static_assert(sizeof(FILETIME) == 8);
 static_assert(sizeof(SYSTEMTIME) == 16);
+static_assert(sizeof(GUID) == 16);

@@ -1,0 +1,259 @@
+#include "graphics/image_cache.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <span>
+#include <system_error>
+
+#include "platform/system.h"
+#include "platform/text.h"
+#include "support/byte_reader.h"
+
+namespace {
+
+using tessaron::ByteReader;
+using tessaron::File;
+using tessaron::OpenMode;
+
+constexpr std::size_t kHeaderSize = sizeof(CACHESECTIONHEADER);
+constexpr std::size_t kKeySize = sizeof(CACHESECTIONHEADER::primaryKey);
+constexpr std::size_t kTagSize = std::size(CACHESECTIONHEADER{}.tag);
+constexpr std::uint64_t kEndOfOffsets = std::numeric_limits<std::uint32_t>::max();
+// What a damaged size can make of a section at most, beyond what is there.
+constexpr std::uint64_t kMostMissing = 1 << 20;
+
+using FileHeaderBytes = std::array<std::byte, sizeof(CACHEFILEHEADER)>;
+using SectionHeaderBytes = std::array<std::byte, kHeaderSize>;
+
+template <typename Number>
+void put(std::span<std::byte>& out, Number value) {
+  for (std::size_t i = 0; i < sizeof value; ++i) out[i] = static_cast<std::byte>(value >> 8 * i);
+  out = out.subspan(sizeof value);
+}
+
+SectionHeaderBytes encode(const CACHESECTIONHEADER& header) {
+  SectionHeaderBytes bytes;
+  std::span<std::byte> out(bytes);
+  put(out, header.dataSize);
+  put(out, header.dataOffset);
+  for (const std::uint8_t byte : header.primaryKey) put(out, byte);
+  for (const std::uint8_t byte : header.secondaryKey) put(out, byte);
+  put(out, header.variant);
+  for (const char16_t unit : header.tag) put(out, static_cast<std::uint16_t>(unit));
+  return bytes;
+}
+
+CACHESECTIONHEADER decode(const SectionHeaderBytes& bytes) {
+  ByteReader in(bytes);
+  CACHESECTIONHEADER header;
+  header.dataSize = in.u32le();
+  header.dataOffset = in.u32le();
+  for (std::uint8_t& byte : header.primaryKey) byte = in.u8();
+  for (std::uint8_t& byte : header.secondaryKey) byte = in.u8();
+  header.variant = in.u32le();
+  for (char16_t& unit : header.tag) unit = in.u16le();
+  return header;
+}
+
+FileHeaderBytes encode(const CACHEFILEHEADER& header) {
+  FileHeaderBytes bytes;
+  std::span<std::byte> out(bytes);
+  put(out, header.signature);
+  for (const std::uint8_t byte : header.reserved) put(out, byte);
+  return bytes;
+}
+
+// The first `most` units of a text that ends at its first NUL.
+std::u16string_view cutTag(std::u16string_view tag, std::size_t most) {
+  return tag.substr(0, std::min(tag.find(u'\0'), most));
+}
+
+bool isKey(const unsigned char* key) { return tessaron::isReadable(key, kKeySize); }
+
+}  // namespace
+
+namespace tessaron {
+
+CacheContents readCacheContents(File& file) {
+  CacheContents contents;
+  const std::optional<std::uint64_t> size = file.size();
+  if (!size || !file.seek(0)) return contents;
+  FileHeaderBytes start{};
+  const std::optional<std::size_t> started = readFully(file, start);
+  if (!started) return contents;
+  contents.isCache = *size == 0 || (*started == start.size() &&
+                                    ByteReader(start).u16le() == CACHEFILEHEADER{}.signature);
+  std::uint64_t at = *started;
+  while (at < *size) {
+    SectionHeaderBytes bytes{};
+    const std::size_t got = readFully(file, bytes).value_or(0);
+    at += kHeaderSize;
+    if (got == 0 || at > kEndOfOffsets) return contents;
+    CACHESECTIONHEADER section = decode(bytes);
+    if (section.dataSize > 0) {
+      section.dataOffset = static_cast<std::uint32_t>(at);
+      contents.sections.push_back(section);
+      at += section.dataSize;
+    }
+    if (at > *size || (section.dataSize > 0 && !file.seek(at))) return contents;
+  }
+  contents.isWhole = true;
+  return contents;
+}
+
+bool matchesSection(const CACHESECTIONHEADER& section, const unsigned char* primaryKey,
+                    const unsigned char* secondaryKey, std::uint32_t variant,
+                    std::u16string_view tag) {
+  static constexpr unsigned char kNoKey[kKeySize] = {};
+  // QUIRK: a stored tag keeps 31 units, a tag looked for keeps 32, so that longer ones never match.
+  // It looks like an error by one. Kept: callers get no other image whose long tag begins the same.
+  return section.variant == variant && std::memcmp(section.primaryKey, primaryKey, kKeySize) == 0 &&
+         std::memcmp(section.secondaryKey, secondaryKey ? secondaryKey : kNoKey, kKeySize) == 0 &&
+         equalIgnoringCase(cutTag({section.tag, kTagSize}, kTagSize), cutTag(tag, kTagSize));
+}
+
+}  // namespace tessaron
+
+CImageCacheMan::CImageCacheMan(std::u16string path) : cachePath(std::move(path)) { init(); }
+
+CImageCacheMan::~CImageCacheMan() { deinit(); }
+
+CImageCacheMan::CImageCacheMan(const CImageCacheMan& other)
+    : cachePath(other.cachePath),
+      maxEntries(other.maxEntries),
+      cacheFile(other.cacheFile),
+      workFile(other.workFile),
+      sections(other.sections) {}
+
+CImageCacheMan& CImageCacheMan::operator=(const CImageCacheMan& other) {
+  if (this == &other) return *this;
+  deinit();
+  cachePath = other.cachePath;
+  maxEntries = other.maxEntries;
+  cacheFile = other.cacheFile;
+  workFile = other.workFile;
+  sections = other.sections;
+  return *this;
+}
+
+void CImageCacheMan::init() {
+  deinit();
+  std::error_code error;
+  OpenMode mode{.write = true, .disposition = OpenMode::Disposition::OpenAlways};
+  std::shared_ptr<File> cache = tessaron::openFile(cachePath, mode, error);
+  if (!cache) return;  // the working file may be another process's
+  mode.disposition = OpenMode::Disposition::CreateAlways;
+  mode.deleteOnClose = true;
+  std::shared_ptr<File> work = tessaron::openFile(cachePath + u",$~tmp~$", mode, error);
+  if (!work || !load(*cache, *work)) {
+    sections.clear();
+    return;
+  }
+  cacheFile = openedCache_ = std::move(cache);
+  workFile = openedWork_ = std::move(work);
+}
+
+// Copies the sections into the working file, back to back, and points the index there. False when
+// the working file does not take them.
+bool CImageCacheMan::load(File& cache, File& work) {
+  sections = tessaron::readCacheContents(cache).sections;
+  std::uint64_t end = 0;  // of the working file
+  for (std::size_t i = 0; i < sections.size(); ++i) {
+    CACHESECTIONHEADER& section = sections[i];
+    const std::uint64_t size = kHeaderSize + std::uint64_t{section.dataSize};
+    if (!cache.seek(section.dataOffset - kHeaderSize)) return false;
+    const std::optional<std::uint64_t> copied = tessaron::copyBytes(cache, work, size);
+    if (!copied) return false;
+    section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
+    if (*copied < size) {
+      const std::uint64_t whole = std::min(size, *copied + kMostMissing);
+      section.dataSize = static_cast<std::uint32_t>(whole - kHeaderSize);
+      const SectionHeaderBytes header = encode(section);
+      sections.resize(i + 1);
+      return work.seek(end) && work.write(std::span(header).first(sizeof section.dataSize)) &&
+             work.seek(end + whole) && work.setEnd();
+    }
+    end += size;
+  }
+  return true;
+}
+
+void CImageCacheMan::deinit() {
+  if (openedCache_ && openedWork_) {
+    if (sections.size() > maxEntries) {
+      sections.erase(sections.begin(), sections.end() - static_cast<std::ptrdiff_t>(maxEntries));
+    }
+    const bool empty = sections.empty();
+    // QUIRK: the file is overwritten in its place, so that a failure midway loses sections. Files
+    // are replaced in one step elsewhere. Kept: this is a cache, and whoever has it open for
+    // reading goes on with the same file.
+    if ((empty || openedWork_->seek(sections.front().dataOffset - kHeaderSize)) &&
+        openedCache_->seek(0) && openedCache_->setEnd() &&
+        openedCache_->write(encode(CACHEFILEHEADER{})) && !empty) {
+      // The sections stand in the working file as they are to stand in the cache file.
+      tessaron::copyBytes(*openedWork_, *openedCache_, std::numeric_limits<std::uint64_t>::max());
+    }
+  }
+  openedCache_.reset();
+  openedWork_.reset();
+  cacheFile.reset();
+  workFile.reset();
+  sections.clear();
+}
+
+bool CImageCacheMan::isOpen() const { return !cacheFile.expired() && !workFile.expired(); }
+
+bool CImageCacheMan::getFromCache(std::vector<unsigned char>& bytes,
+                                  const unsigned char* primaryKey,
+                                  const unsigned char* secondaryKey, std::uint32_t variant,
+                                  std::u16string tag) {
+  const std::shared_ptr<File> work = workFile.lock();
+  if (!work || !isKey(primaryKey)) return false;
+  if (!isKey(secondaryKey)) secondaryKey = nullptr;
+  const auto found = std::find_if(sections.begin(), sections.end(), [&](const auto& section) {
+    return tessaron::matchesSection(section, primaryKey, secondaryKey, variant, tag);
+  });
+  if (found == sections.end()) return false;
+  try {
+    bytes.resize(found->dataSize);
+  } catch (const std::exception&) {  // too long for a vector, or for the memory
+    return false;
+  }
+  std::size_t got = 0;
+  if (work->seek(found->dataOffset)) {
+    got = tessaron::readFully(*work, std::as_writable_bytes(std::span(bytes))).value_or(0);
+  }
+  std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(got), bytes.end(), std::uint8_t{0});
+  return true;
+}
+
+bool CImageCacheMan::saveToCache(const unsigned char* data, std::uint32_t size,
+                                 const unsigned char* primaryKey, const unsigned char* secondaryKey,
+                                 std::uint32_t variant, std::u16string tag) {
+  if (size == 0 || !tessaron::isReadable(data, size) || !isKey(primaryKey)) return false;
+  CACHESECTIONHEADER section;
+  section.dataSize = size;
+  std::copy_n(primaryKey, kKeySize, section.primaryKey);
+  if (isKey(secondaryKey)) std::copy_n(secondaryKey, kKeySize, section.secondaryKey);
+  section.variant = variant;
+  std::ranges::copy(cutTag(tag, kTagSize - 1), section.tag);
+
+  // QUIRK: true although nothing is stored, when the cache is not open or the disk is full. Kept:
+  // callers save every image that they have loaded, and go on without the cache where it fails.
+  const std::shared_ptr<File> work = workFile.lock();
+  const std::optional<std::uint64_t> end = work ? work->size() : std::nullopt;
+  if (!end) return true;
+  if (*end + kHeaderSize > kEndOfOffsets) return false;
+  if (work->seek(*end) && work->write(encode(section)) &&
+      work->write(std::as_bytes(std::span(data, size)))) {
+    section.dataOffset = static_cast<std::uint32_t>(*end + kHeaderSize);
+    sections.push_back(section);
+  } else if (work->seek(*end)) {
+    work->setEnd();
+  }
+  return true;
+}

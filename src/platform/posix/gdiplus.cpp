@@ -1,0 +1,194 @@
+#include "platform/gdiplus.h"
+
+#include <dlfcn.h>
+
+#include <type_traits>
+
+// The flat functions in use: name and arguments. All of them give a status.
+#define FLAT_FUNCTIONS(F)                                                                     \
+  F(GdipGetImageEncodersSize, (unsigned*, unsigned*))                                         \
+  F(GdipGetImageEncoders, (unsigned, unsigned, ImageCodecInfo*))                              \
+  F(GdipCreateBitmapFromScan0, (int, int, int stride, int format, std::uint8_t*, GpImage**))  \
+  F(GdipDisposeImage, (GpImage*))                                                             \
+  F(GdipGetImageWidth, (GpImage*, unsigned*))                                                 \
+  F(GdipGetImageHeight, (GpImage*, unsigned*))                                                \
+  F(GdipSaveImageToFile, (GpImage*, const char16_t*, const CLSID*, const EncoderParameters*)) \
+  F(GdipGetImageGraphicsContext, (GpImage*, GpGraphics**))                                    \
+  F(GdipDeleteGraphics, (GpGraphics*))                                                        \
+  F(GdipGraphicsClear, (GpGraphics*, std::uint32_t))                                          \
+  F(GdipSetSmoothingMode, (GpGraphics*, SmoothingMode))                                       \
+  F(GdipFillPieI, (GpGraphics*, GpBrush*, int, int, int, int, float, float))                  \
+  F(GdipFillRectangleI, (GpGraphics*, GpBrush*, int, int, int, int))                          \
+  F(GdipDrawString, (GpGraphics*, const char16_t*, int, const GpFont*, const RectF*,          \
+                     const GpStringFormat*, const GpBrush*))                                  \
+  F(GdipCreateSolidFill, (std::uint32_t, GpBrush**))                                          \
+  F(GdipDeleteBrush, (GpBrush*))                                                              \
+  F(GdipCreateFontFamilyFromName, (const char16_t*, void* collection, GpFontFamily**))        \
+  F(GdipGetGenericFontFamilySansSerif, (GpFontFamily**))                                      \
+  F(GdipDeleteFontFamily, (GpFontFamily*))                                                    \
+  F(GdipCreateFont, (const GpFontFamily*, float, int, Unit, GpFont**))                        \
+  F(GdipDeleteFont, (GpFont*))                                                                \
+  F(GdipCreateStringFormat, (int flags, int language, GpStringFormat**))                      \
+  F(GdipDeleteStringFormat, (GpStringFormat*))                                                \
+  F(GdipSetStringFormatAlign, (GpStringFormat*, StringAlignment))                             \
+  F(GdipSetStringFormatTrimming, (GpStringFormat*, StringTrimming))
+
+namespace Gdiplus {
+namespace {
+
+struct StartupInput {
+  std::uint32_t version = 1;
+  void* debugCallback = nullptr;
+  int suppressBackgroundThread = 0;
+  int suppressExternalCodecs = 0;
+};
+
+struct Flat {
+#define DECLARE(name, arguments) Status(*name) arguments = nullptr;
+  FLAT_FUNCTIONS(DECLARE)
+#undef DECLARE
+  bool ready = false;
+
+  // Not linked: libgdiplus brings thirty libraries along, and most programs never draw a chart.
+  Flat() {
+    void* library = dlopen("libgdiplus.so.0", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return;
+    bool complete = true;
+    const auto find = [&](auto& function, const char* name) {
+      function =
+          reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
+      complete = complete && function != nullptr;
+    };
+    Status (*start)(std::uintptr_t*, const StartupInput*, void*) = nullptr;
+    find(start, "GdiplusStartup");
+#define FIND(name, arguments) find(name, #name);
+    FLAT_FUNCTIONS(FIND)
+#undef FIND
+    std::uintptr_t token;
+    const StartupInput input;
+    ready = complete && start(&token, &input, nullptr) == Ok;
+  }
+};
+
+const Flat& flat() {
+  static const Flat functions;
+  return functions;
+}
+
+/// Calls a flat function, if there is one.
+template <typename... Parameters, typename... Arguments>
+Status call(Status (*Flat::*function)(Parameters...), Arguments... arguments) {
+  return flat().ready ? (flat().*function)(arguments...) : GdiplusNotInitialized;
+}
+
+}  // namespace
+
+Status GetImageEncodersSize(unsigned* count, unsigned* bytes) {
+  return call(&Flat::GdipGetImageEncodersSize, count, bytes);
+}
+
+Status GetImageEncoders(unsigned count, unsigned bytes, ImageCodecInfo* encoders) {
+  return call(&Flat::GdipGetImageEncoders, count, bytes, encoders);
+}
+
+Bitmap::Bitmap(int width, int height, int format) {
+  keep(call(&Flat::GdipCreateBitmapFromScan0, width, height, 0, format, nullptr, &native_));
+}
+
+Bitmap::~Bitmap() { call(&Flat::GdipDisposeImage, native_); }
+
+unsigned Bitmap::GetWidth() {
+  unsigned width = 0;
+  keep(call(&Flat::GdipGetImageWidth, native_, &width));
+  return width;
+}
+
+unsigned Bitmap::GetHeight() {
+  unsigned height = 0;
+  keep(call(&Flat::GdipGetImageHeight, native_, &height));
+  return height;
+}
+
+Status Bitmap::Save(const char16_t* path, const CLSID* encoder,
+                    const EncoderParameters* parameters) {
+  return keep(call(&Flat::GdipSaveImageToFile, native_, path, encoder, parameters));
+}
+
+Brush::~Brush() { call(&Flat::GdipDeleteBrush, native_); }
+
+SolidBrush::SolidBrush(const Color& color) {
+  keep(call(&Flat::GdipCreateSolidFill, color.GetValue(), &native_));
+}
+
+FontFamily::FontFamily(const char16_t* name) {
+  keep(call(&Flat::GdipCreateFontFamilyFromName, name, nullptr, &native_));
+}
+
+FontFamily::~FontFamily() { call(&Flat::GdipDeleteFontFamily, native_); }
+
+const FontFamily* FontFamily::GenericSansSerif() {
+  static const FontFamily* const family = [] {
+    auto* made = new FontFamily;
+    made->keep(call(&Flat::GdipGetGenericFontFamilySansSerif, &made->native_));
+    return made;
+  }();
+  return family->IsAvailable() ? family : nullptr;
+}
+
+Font::Font(const FontFamily* family, float size, int style, Unit unit) {
+  const GpFontFamily* native = family != nullptr ? family->native_ : nullptr;
+  keep(call(&Flat::GdipCreateFont, native, size, style, unit, &native_));
+}
+
+Font::~Font() { call(&Flat::GdipDeleteFont, native_); }
+
+StringFormat::StringFormat() { keep(call(&Flat::GdipCreateStringFormat, 0, 0, &native_)); }
+
+StringFormat::~StringFormat() { call(&Flat::GdipDeleteStringFormat, native_); }
+
+Status StringFormat::SetAlignment(StringAlignment alignment) {
+  return keep(call(&Flat::GdipSetStringFormatAlign, native_, alignment));
+}
+
+Status StringFormat::SetTrimming(StringTrimming trimming) {
+  return keep(call(&Flat::GdipSetStringFormatTrimming, native_, trimming));
+}
+
+Graphics::Graphics(Bitmap* bitmap) {
+  GpImage* image = bitmap != nullptr ? bitmap->native_ : nullptr;
+  keep(call(&Flat::GdipGetImageGraphicsContext, image, &native_));
+}
+
+Graphics::~Graphics() { call(&Flat::GdipDeleteGraphics, native_); }
+
+Status Graphics::Clear(const Color& color) {
+  return keep(call(&Flat::GdipGraphicsClear, native_, color.GetValue()));
+}
+
+Status Graphics::SetSmoothingMode(SmoothingMode mode) {
+  return keep(call(&Flat::GdipSetSmoothingMode, native_, mode));
+}
+
+Status Graphics::FillPie(const Brush* brush, int x, int y, int width, int height, float start,
+                         float sweep) {
+  return keep(
+      call(&Flat::GdipFillPieI, native_, brush->native_, x, y, width, height, start, sweep));
+}
+
+Status Graphics::FillRectangle(const Brush* brush, int x, int y, int width, int height) {
+  return keep(call(&Flat::GdipFillRectangleI, native_, brush->native_, x, y, width, height));
+}
+
+Status Graphics::DrawString(const char16_t* text, int length, const Font* font, const RectF& box,
+                            const StringFormat* format, const Brush* brush) {
+  return keep(call(&Flat::GdipDrawString, native_, text, length, font->native_, &box,
+                   format->native_, brush->native_));
+}
+
+}  // namespace Gdiplus
+
+namespace tessaron {
+
+bool startGdiplus() { return Gdiplus::flat().ready; }
+
+}  // namespace tessaron
