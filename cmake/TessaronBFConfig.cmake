@@ -5,7 +5,8 @@ include(${CMAKE_CURRENT_LIST_DIR}/TessaronBFTargets.cmake)
 
 if(WIN32)
   find_dependency(winlibs CONFIG)
-  target_link_libraries(TessaronBF::TessaronBF INTERFACE winlibs::tinyxml winlibs::freeimageplus gdiplus)
+  target_link_libraries(TessaronBF::TessaronBF INTERFACE
+    winlibs::tinyxml winlibs::freeimageplus gdiplus)
 else()
   find_path(TESSARON_TINYXML_INCLUDE_DIR tinyxml.h)
   find_path(TESSARON_FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h)
