@@ -140,7 +140,7 @@ void print(std::string_view text) {
     throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
 }
 
-void printJson(const nlohmann::ordered_json& document) {
+std::string jsonText(const nlohmann::ordered_json& document) {
   const std::string dumped = document.dump(2);
   std::string text;
   text.reserve(dumped.size() + 1);
@@ -157,9 +157,10 @@ void printJson(const nlohmann::ordered_json& document) {
       text += dumped[i];
     }
   }
-  text += '\n';
-  print(text);
+  return text;
 }
+
+void printJson(const nlohmann::ordered_json& document) { print(jsonText(document) + '\n'); }
 
 void flushOutput() {
   if (std::fflush(stdout) != 0) throw Failure{kCannotWrite, "standard output", reasonOf(errno)};

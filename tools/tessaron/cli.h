@@ -78,7 +78,10 @@ void editCollection(const std::string& path, EditMode mode,
 /// Writes to standard output. Fails with kCannotWrite.
 void print(std::string_view text);
 
-/// Writes one JSON document to standard output, indented, and with every control character escaped.
+/// One JSON document, indented, with every control character escaped.
+std::string jsonText(const nlohmann::ordered_json& document);
+
+/// Writes one JSON document and a line end to standard output.
 void printJson(const nlohmann::ordered_json& document);
 
 /// Hands over all that was printed so far. Fails with kCannotWrite.

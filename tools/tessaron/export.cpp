@@ -1,4 +1,7 @@
+#include <fmt/format.h>
+
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,13 +19,17 @@ namespace {
 using nlohmann::ordered_json;
 using Column = ordered_json::json_pointer;
 
-std::string jsonText(const std::vector<CRecord>& records) {
+/// An array of records, made record by record: the whole of a long one would fill the memory.
+std::string jsonArray(const std::vector<CRecord>& records) {
   std::string out = "[";
   for (const CRecord& record : records) {
-    out += out.size() == 1 ? "\n" : ",\n";
-    out += recordJson(record).dump(1);
+    out += out.size() == 1 ? "\n  " : ",\n  ";
+    for (const char c : jsonText(recordJson(record))) {
+      out += c;
+      if (c == '\n') out += "  ";
+    }
   }
-  return out + "\n]\n";
+  return out + (records.empty() ? "]\n" : "\n]\n");
 }
 
 /// What a spreadsheet has a column for: all but what only programs read. Objects take a column a
@@ -30,12 +37,15 @@ std::string jsonText(const std::vector<CRecord>& records) {
 std::vector<Column> columns() {
   CRecord sample;
   sample.hasStatus = true;
+  const ordered_json record = recordJson(sample);
   std::vector<Column> out;
-  for (const auto& [key, value] : recordJson(sample).items()) {
+  for (const auto& [key, value] : record.items()) {
     if (key == "offers" || key == "folders") continue;
-    if (!value.is_object()) out.push_back(Column() / key);
-    for (const auto& member : value.items())
-      if (value.is_object()) out.push_back(Column() / key / member.key());
+    if (!value.is_object()) {
+      out.push_back(Column() / key);
+      continue;
+    }
+    for (const auto& [member, ignored] : value.items()) out.push_back(Column() / key / member);
   }
   return out;
 }
@@ -46,8 +56,10 @@ std::string cellText(const ordered_json& value) {
   if (value.is_string()) return value.get<std::string>();
   if (!value.is_structured()) return value.dump();
   std::string out;
+  bool first = true;
   for (const ordered_json& part : value) {
-    if (!out.empty()) out += value.is_object() ? ": " : part.is_array() ? "\n" : "; ";
+    if (!std::exchange(first, false))
+      out += value.is_object() ? ": " : part.is_array() ? "\n" : "; ";
     out += cellText(part);
   }
   return out;
@@ -72,39 +84,35 @@ std::string csvText(const std::vector<CRecord>& records) {
   return out;
 }
 
-std::string pageTitle(const std::string& collection) {
+std::string pageText(const std::vector<CRecord>& records, const std::string& collection) {
   const std::string stem =
       collection == "-" ? "" : std::filesystem::path(collection).stem().string();
-  return stem.empty() ? "Collection" : stem;
+  return htmlPage(records, stem.empty() ? "Collection" : stem, utcNow());
 }
+
+/// Makes the text in which the records of a collection file are written.
+using Form = std::string (*)(const std::vector<CRecord>& records, const std::string& collection);
 
 struct Options {
   std::string collection;
-  std::string json;
-  std::string csv;
-  std::string html;
+  std::string target;
+  Form form = nullptr;
 };
 
 int run(const Options& options, const Context& context) {
-  const std::string& target = !options.json.empty()  ? options.json
-                              : !options.csv.empty() ? options.csv
-                                                     : options.html;
-  std::error_code unknown;  // then they are two files
-  if (target != "-" && std::filesystem::equivalent(options.collection, target, unknown))
-    throw Failure{kUsage, displayName(target), "the collection cannot be its own export"};
+  const std::string& target = options.target;
+  std::error_code error;  // one that is not there yet is another file
+  if (target != "-" && std::filesystem::equivalent(options.collection, target, error))
+    throw Failure{kUsage, target, "the collection cannot be its own export"};
 
   const Collection collection = loadCollection(options.collection);
-  const std::vector<CRecord>& records = collection.records();
-  const std::string text = !options.json.empty() ? jsonText(records)
-                           : !options.csv.empty()
-                               ? csvText(records)
-                               : htmlPage(records, pageTitle(options.collection), utcNow());
+  const std::size_t count = collection.records().size();
+  const std::string text = options.form(collection.records(), options.collection);
   if (target == "-") {
     print(text);
   } else {
     writeOutput(target, text);
-    note(context, "wrote " + std::to_string(records.size()) +
-                      (records.size() == 1 ? " item" : " items") + " to " + target);
+    note(context, fmt::format("{}: {} {}", target, count, count == 1 ? "item" : "items"));
   }
   return kDone;
 }
@@ -112,15 +120,21 @@ int run(const Options& options, const Context& context) {
 }  // namespace
 
 void addExport(CLI::App& app, Context& context) {
-  auto options = std::make_shared<Options>();
-  CLI::App* verb = app.add_subcommand("export", "Write the collection as JSON, CSV or a web page");
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("export", "Writes the collection in another form");
   addCollectionOption(*verb, options->collection, false);
-  CLI::Option_group* format = verb->add_option_group("Format");
-  format->add_option("--json", options->json, "Write a JSON document; - is standard output")
-      ->type_name("OUT");
-  format->add_option("--csv", options->csv, "Write a table for spreadsheets")->type_name("OUT");
-  format->add_option("--html", options->html, "Write a page for web browsers")->type_name("OUT");
-  format->require_option(1);
+  CLI::Option_group* formats = verb->add_option_group("Form", "One of these; - is standard output");
+  const auto add = [&](const std::string& name, const std::string& help, Form form) {
+    const auto choose = [options, form](const std::string& target) {
+      options->target = target;
+      options->form = form;
+    };
+    formats->add_option_function<std::string>(name, choose, help)->type_name("OUT");
+  };
+  add("--json", "A JSON document", [](auto& records, auto&) { return jsonArray(records); });
+  add("--csv", "A table for spreadsheets", [](auto& records, auto&) { return csvText(records); });
+  add("--html", "A page for web browsers", pageText);
+  formats->require_option(1);
   verb->callback([options, &context] {
     context.run = [options, &context] { return run(*options, context); };
   });
