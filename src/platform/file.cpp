@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace tessaron {
@@ -65,6 +66,32 @@ bool readToEnd(File& file, std::string& out) {
     if (*count == 0) return true;
     step = std::max(kStep, std::min<std::size_t>(out.size(), kTrustedSize));
   }
+}
+
+std::optional<std::size_t> readFully(File& file, std::span<std::byte> buffer) {
+  std::size_t done = 0;
+  while (done < buffer.size()) {
+    const std::optional<std::size_t> count = file.read(buffer.subspan(done));
+    if (!count) return std::nullopt;
+    if (*count == 0) break;
+    done += *count;
+  }
+  return done;
+}
+
+std::optional<std::uint64_t> copyBytes(File& from, File& to, std::uint64_t count) {
+  std::array<std::byte, 128 << 10> buffer;
+  std::uint64_t done = 0;
+  while (done < count) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(count - done, buffer.size()));
+    const auto part = std::span(buffer).first(wanted);
+    const std::size_t got = from.read(part).value_or(0);
+    if (got == 0) break;
+    if (!to.write(part.first(got))) return std::nullopt;
+    done += got;
+  }
+  return done;
 }
 
 }  // namespace tessaron

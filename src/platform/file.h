@@ -16,8 +16,8 @@ namespace tessaron {
 
 /// What the file system says about an open file.
 struct FileStatus {
-  std::uint64_t size = 0;      ///< bytes
-  FILETIME creationTime{};     ///< on Linux the change time where the file system keeps no birth time
+  std::uint64_t size = 0;   ///< bytes
+  FILETIME creationTime{};  ///< on Linux the change time where the file system keeps no birth time
   FILETIME lastWriteTime{};
   std::uint32_t attributes = 0;  ///< attribute bits as Windows numbers them
 };
@@ -50,18 +50,20 @@ struct OpenMode {
   bool read = true;
   bool write = false;
   /// Others may read (or write, or delete) the file meanwhile. On Linux a file opened without
-  /// `shareRead` is held with an exclusive lock that other exclusive openers respect.
+  /// `shareRead`, or for writing without `shareWrite`, is held with an exclusive lock (`flock`): it
+  /// refuses others who open it in one of these two ways, and hinders nobody else.
   bool shareRead = true;
   bool shareWrite = false;
   bool shareDelete = false;
   enum class Disposition { OpenExisting, OpenAlways, CreateAlways, CreateNew };
   Disposition disposition = Disposition::OpenExisting;
-  /// The file vanishes when it is closed, whatever happens to the process.
+  /// The file vanishes when it is closed, whatever happens to the process, and is hidden until then
+  /// (on Linux it loses its name at once). A symbolic link is refused there.
   bool deleteOnClose = false;
 };
 
-/// Opens a file. A folder is refused; opening never waits (a pipe without a writer is refused, too).
-/// On failure returns null and sets `error`.
+/// Opens a file. A folder is refused; opening never waits (a pipe without a writer is refused,
+/// too). On failure returns null and sets `error`.
 TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                             std::error_code& error);
 
@@ -72,9 +74,19 @@ TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 /// with what the file claims. False when a read failed; `out` then holds what came before.
 bool readToEnd(File& file, std::string& out);
 
-/// Replaces the file at `path`, or creates it: the content is written beside it, flushed to the disk
-/// and put in its place in one step, with the permissions of the file that was there. A symbolic link
-/// is followed. On failure returns the reason; the old file is then as it was and nothing else stays.
+/// Reads at the position until `buffer` is full or the file ends, and moves it. Returns how many
+/// bytes were read, nothing when a read failed.
+TESSARON_API std::optional<std::size_t> readFully(File& file, std::span<std::byte> buffer);
+
+/// Copies up to `count` bytes from the position of `from` to that of `to` through a buffer of fixed
+/// size, and moves both. Returns how many were copied, fewer where `from` ends or cannot be read;
+/// nothing when `to` did not take them.
+std::optional<std::uint64_t> copyBytes(File& from, File& to, std::uint64_t count);
+
+/// Replaces the file at `path`, or creates it: the content is written beside it, flushed to the
+/// disk and put in its place in one step, with the permissions of the file that was there. A
+/// symbolic link is followed. On failure returns the reason; the old file is then as it was and
+/// nothing else stays.
 TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_view content);
 
 /// Holds off every other FolderLock on the same folder, in this and in other processes, until it is

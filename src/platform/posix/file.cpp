@@ -125,8 +125,8 @@ fs::path folderOf(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
-// A file beside the target, to be filled and put in its place. As long as it has no name, nothing of
-// it stays whatever happens to the process.
+// A file beside the target, to be filled and put in its place. As long as it has no name, nothing
+// of it stays whatever happens to the process.
 class Replacement {
  public:
   Replacement(const fs::path& target, mode_t mode) : target_(target) {
@@ -186,7 +186,8 @@ bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
   constexpr const char* kAccessList = "system.posix_acl_access";
   std::array<char, 4096> list;
   const ssize_t size = getxattr(from.c_str(), kAccessList, list.data(), list.size());
-  return size <= 0 || fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
+  return size <= 0 ||
+         fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
 }
 
 }  // namespace
@@ -214,10 +215,19 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   flags |= mode.read && mode.write ? O_RDWR : mode.write ? O_WRONLY : O_RDONLY;
   if (mode.disposition != Disposition::OpenExisting) flags |= O_CREAT;
   if (mode.disposition == Disposition::CreateNew) flags |= O_EXCL;
+  if (mode.deleteOnClose) flags |= O_NOFOLLOW;  // what would be emptied is not what would vanish
   Descriptor fd(retry([&] { return open(name.c_str(), flags, 0666); }));
   if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
   if (!regular()) return nullptr;
-  if (!mode.shareRead && flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return refuse(lastError());
+  if (!mode.shareRead || (mode.write && !mode.shareWrite)) {
+    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return refuse(lastError());
+    // Whoever held it until just now may have put another file in its place.
+    struct stat named;
+    if (stat(name.c_str(), &named) != 0) return refuse(lastError());
+    if (named.st_dev != info.st_dev || named.st_ino != info.st_ino) {
+      return refuse(std::make_error_code(std::errc::resource_unavailable_try_again));
+    }
+  }
   if (mode.disposition == Disposition::CreateAlways && ftruncate(fd.get(), 0) != 0) {
     return refuse(lastError());
   }
@@ -242,8 +252,8 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
 
   Replacement replacement(target, exists ? 0600 : 0666);
   if (replacement.fd() == -1 || !writeAll(replacement.fd(), bytes) ||
-      (exists && !copyPermissions(target, old, replacement.fd())) ||
-      fsync(replacement.fd()) != 0 || !replacement.commit()) {
+      (exists && !copyPermissions(target, old, replacement.fd())) || fsync(replacement.fd()) != 0 ||
+      !replacement.commit()) {
     return lastError();
   }
   return {};

@@ -5,6 +5,7 @@
 #include <unicode/datefmt.h>
 #include <unicode/dtptngen.h>
 #include <unicode/smpdtfmt.h>
+#include <unicode/uchar.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 
@@ -69,10 +70,15 @@ std::string toCodePage(std::u16string_view text) {
   const icu::UnicodeString wide(false, text.data(), static_cast<std::int32_t>(text.size()));
   std::string out(UCNV_GET_MAX_BYTES_FOR_STRING(text.size(), ucnv_getMaxCharSize(converter.get())),
                   '\0');
-  const std::int32_t length = wide.extract(out.data(), static_cast<std::int32_t>(out.size()),
-                                           converter.get(), error);
+  const std::int32_t length =
+      wide.extract(out.data(), static_cast<std::int32_t>(out.size()), converter.get(), error);
   out.resize(static_cast<std::size_t>(std::max(length, 0)));
   return out;
+}
+
+bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char16_t a, char16_t b) { return a == b || u_toupper(a) == u_toupper(b); });
 }
 
 std::u16string shortDate(const SYSTEMTIME& date) {
@@ -81,8 +87,8 @@ std::u16string shortDate(const SYSTEMTIME& date) {
   // Making a formatter costs a thousand times what using it does.
   thread_local const std::unique_ptr<icu::DateFormat> format = makeShortDateFormat();
   if (!format || !day.ok()) return {};
-  const UDate when = chrono::duration<double, std::milli>(
-                         chrono::sys_days(day).time_since_epoch()).count();
+  const UDate when =
+      chrono::duration<double, std::milli>(chrono::sys_days(day).time_since_epoch()).count();
   icu::UnicodeString text;
   format->format(when, text);
   return {text.getBuffer(), static_cast<std::size_t>(text.length())};

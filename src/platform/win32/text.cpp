@@ -24,6 +24,11 @@ std::string toCodePage(std::u16string_view text) {
   return bytes;
 }
 
+bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {
+  return CompareStringOrdinal(wide(left.data()), static_cast<int>(left.size()), wide(right.data()),
+                              static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
 std::u16string shortDate(const SYSTEMTIME& date) {
   const int length =
       GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &date, nullptr, nullptr, 0);
