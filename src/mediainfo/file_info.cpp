@@ -14,8 +14,9 @@ void writeNumber(TiXmlElement& parent, const char* name, std::uint32_t value) {
 }
 
 void writeTime(TiXmlElement& parent, const char* name, const FILETIME& time) {
-  tessaron::appendText(parent, name, fromUtf8(std::to_string(time.dwLowDateTime) + ' ' +
-                                              std::to_string(time.dwHighDateTime)));
+  tessaron::appendText(
+      parent, name,
+      fromUtf8(std::to_string(time.dwLowDateTime) + ' ' + std::to_string(time.dwHighDateTime)));
 }
 
 void writeMap(TiXmlElement& parent, const char* name, const PropertyMap& map) {

@@ -21,9 +21,9 @@ using StreamList = std::vector<PropertyMap>;
 class TESSARON_API CFileInfo {
  public:
   std::u16string path;
-  std::u16string name;       ///< with the extension
-  std::u16string extension;  ///< without the full stop
-  std::u16string ownerText;  ///< the owner's; neither filled nor written here
+  std::u16string name;            ///< with the extension
+  std::u16string extension;       ///< without the full stop
+  std::u16string ownerText;       ///< the owner's; neither filled nor written here
   std::int32_t category = 0;      ///< one category bit; 1 is "other", 0 not read yet
   std::int32_t detectMask = 127;  ///< sum of the categories that may be detected
   std::uint32_t sizeLow = 0;

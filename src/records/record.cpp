@@ -48,7 +48,8 @@ void CRecord::postProcess() {
 
   // QUIRK: a mark in the other two prices is only shortened when the list price has it. Each price
   // could be taken by itself. Kept: price comparisons tell by it which prices share a currency.
-  for (const auto& [mark, sign] : {std::pair(u"EUR ", u"\u20AC"), std::pair(u"\uFFE5 ", u"\u00A5")}) {
+  for (const auto& [mark, sign] :
+       {std::pair(u"EUR ", u"\u20AC"), std::pair(u"\uFFE5 ", u"\u00A5")}) {
     if (!replaceFirst(ListPrice, mark, sign)) continue;
     replaceFirst(LowestNewPrice, mark, sign);
     replaceFirst(LowestUsedPrice, mark, sign);

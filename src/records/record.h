@@ -35,12 +35,12 @@ struct COfferListing {
   bool operator==(const COfferListing&) const = default;
 };
 
-/// One item of the catalogue: a book, disc, film, game or other product, filled from the product web
-/// service and completed by the user.
+/// One item of the catalogue: a book, disc, film, game or other product, filled from the product
+/// web service and completed by the user.
 ///
-/// A presence flag `hasX` tells whether the field behind it holds a value; `postProcess` brings flags
-/// and fields in step. The order of the fields is part of the exported layout. Dates are MS-DOS date
-/// words, 0 for none. The record owns all that it holds; a copy is independent.
+/// A presence flag `hasX` tells whether the field behind it holds a value; `postProcess` brings
+/// flags and fields in step. The order of the fields is part of the exported layout. Dates are
+/// MS-DOS date words, 0 for none. The record owns all that it holds; a copy is independent.
 class TESSARON_API CRecord : public CSimpleRecord {
  public:
   using Strings = std::vector<std::u16string>;
@@ -112,7 +112,7 @@ class TESSARON_API CRecord : public CSimpleRecord {
   Strings platforms;
   std::u16string AverageRating;
   std::u16string TotalReviews;
-  Strings reviewRatings;    ///< the three review lists have the same length
+  Strings reviewRatings;  ///< the three review lists have the same length
   Strings reviewSummaries;
   Strings reviewContents;
   bool hasCoverImage = false;
@@ -138,14 +138,14 @@ class TESSARON_API CRecord : public CSimpleRecord {
   /// An empty record with seven empty custom-field slots.
   CRecord();
 
-  /// Reads the first readable item of a document: a "Details" below the root, or an "Item" below the
-  /// root's "Items". False when there is none.
+  /// Reads the first readable item of a document: a "Details" below the root, or an "Item" below
+  /// the root's "Items". False when there is none.
   bool fromXml(TiXmlDocument* document) override;
   /// Reads an "Item" (version 4) or a "Details" (version 3) element; false for any other name.
   bool fromXmlNode(TiXmlElement* item);
-  /// Reads an item element in the dialect of `version`: 3 for the older one, else the current one. A
-  /// field that the element does not give keeps its value. Ends with `postProcess` and returns true;
-  /// false only for an unreadable pointer.
+  /// Reads an item element in the dialect of `version`: 3 for the older one, else the current one.
+  /// A field that the element does not give keeps its value. Ends with `postProcess` and returns
+  /// true; false only for an unreadable pointer.
   bool fromXmlNodeVersion(TiXmlElement* item, int version);
 
   // The readers below take one child element of an item. Each returns false, the record unchanged,
@@ -156,8 +156,8 @@ class TESSARON_API CRecord : public CSimpleRecord {
   /// Puts the element's text into `fields[i]` when its name is the i-th single-valued attribute and
   /// i is below `count` (at most 25). `fields` holds `count` strings.
   bool parseItemAttributesSingle(TiXmlElement* element, unsigned count, std::u16string* fields);
-  /// Appends the element's text to `lists[i]` when its name is the i-th multi-valued attribute and i is
-  /// below `count` (at most 8). `lists` holds `count` lists.
+  /// Appends the element's text to `lists[i]` when its name is the i-th multi-valued attribute and
+  /// i is below `count` (at most 8). `lists` holds `count` lists.
   bool parseItemAttributesMulti(TiXmlElement* element, unsigned count, Strings* lists);
   bool parseEditorialReviews(TiXmlElement* element);
   bool parseDiscTrack(TiXmlElement* element);
@@ -165,9 +165,9 @@ class TESSARON_API CRecord : public CSimpleRecord {
   bool parseCustomFields(TiXmlElement* element);
   bool parseLanguages(TiXmlElement* element);
   bool parseCustomerReviews(TiXmlElement* element, int version);
-  /// With `allOffers` false reads only the first offer's listing, into `offerListing`, and `maxOffers`
-  /// plays no part. With `allOffers` true appends up to `maxOffers` offers to `offers`; the first
-  /// one's listing becomes the record's.
+  /// With `allOffers` false reads only the first offer's listing, into `offerListing`, and
+  /// `maxOffers` plays no part. With `allOffers` true appends up to `maxOffers` offers to `offers`;
+  /// the first one's listing becomes the record's.
   bool parseOffers(TiXmlElement* element, bool allOffers, int maxOffers);
   /// Puts the text of the first child "FormattedPrice" into `out`; false when there is none.
   bool parseFormattedPrice(TiXmlElement* element, std::u16string& out);
@@ -193,8 +193,9 @@ class TESSARON_API CRecord : public CSimpleRecord {
 
   /// Sets `out` to the sentence that tells the item's status; empty without one. Returns true.
   bool getStatusString(std::u16string& out);
-  /// 1 when the item is due (its end date is less than one day ahead, or past), 2 when it is due soon
-  /// (one to two days ahead), else 0. Only lent, borrowed and rented items fall due. Days are UTC.
+  /// 1 when the item is due (its end date is less than one day ahead, or past), 2 when it is due
+  /// soon (one to two days ahead), else 0. Only lent, borrowed and rented items fall due. Days are
+  /// UTC.
   int getDueStates();
   /// Sets `out` to "title / group / publisher", with the studio where there is no publisher. Empty
   /// parts are not skipped. Returns true.

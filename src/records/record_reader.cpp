@@ -188,9 +188,9 @@ class ItemReader {
   }
 
   void readCustomFields(const TiXmlElement& element) {
-    const std::size_t slots = std::min({record_.customFieldFlags.size(),
-                                        record_.customFieldNames.size(),
-                                        record_.customFieldValues.size()});
+    const std::size_t slots =
+        std::min({record_.customFieldFlags.size(), record_.customFieldNames.size(),
+                  record_.customFieldValues.size()});
     std::size_t slot = 0;
     forEachChild(element, "CustomField", [&](const TiXmlElement& field) {
       if (slot >= slots) return;

@@ -17,8 +17,8 @@ class TESSARON_API CRecordSet {
   /// Reads a file and appends its items. False, and nothing changed, when it cannot be read or is
   /// empty.
   bool fromFile(std::u16string path);
-  /// Parses `text` and appends its items, those before a fault included. False only for an empty text
-  /// and for one that is nested too deep to be parsed.
+  /// Parses `text` and appends its items, those before a fault included. False only for an empty
+  /// text and for one that is nested too deep to be parsed.
   bool fromString(std::string text);
   /// Appends a record for every "Details" below the root and every "Item" below the root's "Items".
   /// True also when there is none; false only for an unreadable pointer.
@@ -29,8 +29,8 @@ class TESSARON_API CRecordSet {
   bool toXml(TiXmlDocument* document);
   /// As `saveTo`, without a result. Always false, also after success.
   bool toFile(std::u16string path);
-  /// Replaces the file at `path` with the set's document. On failure returns false and sets `error`;
-  /// the old file is then as it was.
+  /// Replaces the file at `path` with the set's document. On failure returns false and sets
+  /// `error`; the old file is then as it was.
   bool saveTo(const std::u16string& path, std::error_code& error);
   /// Removes all records.
   void clear();

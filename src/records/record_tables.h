@@ -50,7 +50,8 @@ inline constexpr auto kImages = std::to_array<NamedMember<TextMember>>({
     {"LargeImage", &CRecord::LargeImage},
 });
 
-/// Single-valued attributes. Where both stand in a file, "NumberOfDiscs" goes before "NumberOfItems".
+/// Single-valued attributes. Where both stand in a file, "NumberOfDiscs" goes before
+/// "NumberOfItems".
 inline constexpr auto kSingleAttributes = std::to_array<NamedMember<TextMember>>({
     {"AspectRatio", &CRecord::AspectRatio},
     {"AudienceRating", &CRecord::AudienceRating},
@@ -120,8 +121,8 @@ inline constexpr auto kDetailsTexts = std::to_array<NamedMember<TextMember>>({
 });
 
 /// Lists of the older dialect: elements whose children are the entries.
-/// QUIRK: "Features" fills the formats. The current dialect has features of its own. Kept: collections
-/// read from older responses show them there.
+/// QUIRK: "Features" fills the formats. The current dialect has features of its own. Kept:
+/// collections read from older responses show them there.
 inline constexpr auto kDetailsLists = std::to_array<NamedMember<ListMember>>({
     {"Authors", &CRecord::authors},
     {"Artists", &CRecord::artists},

@@ -42,8 +42,8 @@ void writeOffer(TiXmlElement& parent, const COffer& offer) {
 void writeAttributes(TiXmlElement& item, const CRecord& record) {
   TiXmlElement& attributes = *appendElement(item, "ItemAttributes");
   for (std::size_t i = 0; i < tessaron::kSingleAttributes.size(); ++i) {
-    // QUIRK: the number of discs is written as "NumberOfItems". It is read from "NumberOfDiscs" first.
-    // Kept: the service names it so for most products, and readers take either.
+    // QUIRK: the number of discs is written as "NumberOfItems". It is read from "NumberOfDiscs"
+    // first. Kept: the service names it so for most products, and readers take either.
     if (i == tessaron::kNumberOfDiscs) continue;
     const auto& [name, member] = tessaron::kSingleAttributes[i];
     writeText(attributes, name,
@@ -78,8 +78,8 @@ void writeReviews(TiXmlElement& item, const CRecord& record) {
   TiXmlElement& reviews = *appendElement(item, "CustomerReviews");
   writeText(reviews, "AverageRating", record.AverageRating);
   writeText(reviews, "TotalReviews", record.TotalReviews);
-  const std::size_t count = std::min({record.reviewRatings.size(), record.reviewSummaries.size(),
-                                      record.reviewContents.size()});
+  const std::size_t count = std::min(
+      {record.reviewRatings.size(), record.reviewSummaries.size(), record.reviewContents.size()});
   for (std::size_t i = 0; i < count; ++i) {
     TiXmlElement& review = *appendElement(reviews, "Review");
     writeText(review, "Rating", record.reviewRatings[i]);

@@ -18,7 +18,8 @@ bool CShoppingCart::toXml(TiXmlDocument*) { return false; }
 // QUIRK: the argument plays no part. It reads like a switch. Kept: a cart is only ever merged.
 bool CShoppingCart::setMergeCart(bool) {
   constexpr std::u16string_view kOff = u"MergeCart=False", kOn = u"MergeCart=True";
-  for (std::size_t at = 0; (at = PurchaseURL.find(kOff, at)) != PurchaseURL.npos; at += kOn.size()) {
+  for (std::size_t at = 0; (at = PurchaseURL.find(kOff, at)) != PurchaseURL.npos;
+       at += kOn.size()) {
     PurchaseURL.replace(at, kOff.size(), kOn);
   }
   // QUIRK: appended without a separator. An address would need one. Kept: the addresses that the

@@ -13,8 +13,8 @@
 /// exist, such as a 31st of February.
 TESSARON_API std::u16string DosDateTimeToString(const std::uint16_t& date);
 
-/// Fills `out` with the date at 00:00. False, and `out` untouched, for no date, for one that does not
-/// exist, and for a null `out`.
+/// Fills `out` with the date at 00:00. False, and `out` untouched, for no date, for one that does
+/// not exist, and for a null `out`.
 TESSARON_API bool DosDateTimeToSystemTime(const std::uint16_t& date, SYSTEMTIME* out);
 
 namespace tessaron {

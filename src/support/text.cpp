@@ -61,7 +61,8 @@ bool closesWord(char16_t c) {
 }
 
 // Whether the `length` characters at `at`, which could be the bytes of one UTF-8 sequence, could as
-// well be meant as they stand: the last letter of a word and marks behind it, as in CAFÉ’S or Spaß….
+// well be meant as they stand: the last letter of a word and marks behind it, as in CAFÉ’S or
+// Spaß….
 bool readsAsRealText(std::u16string_view text, std::size_t at, std::size_t length) {
   const char16_t lead = text[at];
   const char16_t before = at > 0 ? text[at - 1] : u' ';
@@ -78,8 +79,8 @@ bool readsAsRealText(std::u16string_view text, std::size_t at, std::size_t lengt
   return (isUpper(before) || isLower(before) || lead == 0xD7) && !isLower(after);
 }
 
-// Takes every character for a byte and decodes the bytes as UTF-8. False, and `text` untouched, when
-// that is not possible or not proven to be what the text needs.
+// Takes every character for a byte and decodes the bytes as UTF-8. False, and `text` untouched,
+// when that is not possible or not proven to be what the text needs.
 bool decodeOnceMore(std::u16string& text) {
   std::string bytes;
   bytes.reserve(text.size());

@@ -14,8 +14,8 @@ TESSARON_API std::string wchar2char(std::u16string text);
 /// UTF-16 to UTF-8, exact for all of Unicode. A surrogate without its partner becomes U+FFFD.
 TESSARON_API std::string wchar2utf8(std::u16string text);
 
-/// UTF-8 to UTF-16, exact for all of Unicode. A byte that belongs to no well-formed sequence is taken
-/// as Windows-1252, so that text of the wrong encoding stays legible. Never fails.
+/// UTF-8 to UTF-16, exact for all of Unicode. A byte that belongs to no well-formed sequence is
+/// taken as Windows-1252, so that text of the wrong encoding stays legible. Never fails.
 TESSARON_API std::u16string utf82wchar(std::string text);
 
 /// Repairs text that was decoded from UTF-8 once too often (or several times), through Latin-1 or
@@ -31,8 +31,8 @@ namespace tessaron {
 TESSARON_API std::u16string fromUtf8(std::string_view text);
 TESSARON_API std::string toUtf8(std::u16string_view text);
 
-/// Appends the UTF-8 form of `codePoint`; what is no character (a surrogate, above U+10FFFF) becomes
-/// U+FFFD.
+/// Appends the UTF-8 form of `codePoint`; what is no character (a surrogate, above U+10FFFF)
+/// becomes U+FFFD.
 void appendUtf8(std::string& out, char32_t codePoint);
 
 /// Decodes the UTF-8 sequence at `text[at]` and moves `at` behind it. A byte that begins no

@@ -82,14 +82,30 @@ constexpr std::array<Print, 256> kPrint = [] {
 
 void appendEscape(std::string& out, char c) {
   switch (c) {
-    case '&': out += "&amp;"; return;
-    case '<': out += "&lt;"; return;
-    case '>': out += "&gt;"; return;
-    case '"': out += "&quot;"; return;
-    case '\'': out += "&apos;"; return;
-    case '\t': out += "&#x09;"; return;
-    case '\n': out += "&#x0A;"; return;
-    default: out += "&#x0D;"; return;
+    case '&':
+      out += "&amp;";
+      return;
+    case '<':
+      out += "&lt;";
+      return;
+    case '>':
+      out += "&gt;";
+      return;
+    case '"':
+      out += "&quot;";
+      return;
+    case '\'':
+      out += "&apos;";
+      return;
+    case '\t':
+      out += "&#x09;";
+      return;
+    case '\n':
+      out += "&#x0A;";
+      return;
+    default:
+      out += "&#x0D;";
+      return;
   }
 }
 

@@ -20,7 +20,8 @@ TESSARON_API bool composeTextAttributeNode(TiXmlElement* parent, std::string nam
 
 /// When `element` is named exactly `name`, fills `out` with the element's text (all its text and
 /// CDATA children; empty when it has none) and returns true. Otherwise false, `out` untouched.
-TESSARON_API bool parseTextNode(TiXmlElement* element, const std::string& name, std::u16string& out);
+TESSARON_API bool parseTextNode(TiXmlElement* element, const std::string& name,
+                                std::u16string& out);
 
 namespace tessaron {
 
@@ -28,15 +29,15 @@ namespace tessaron {
 struct TESSARON_API XmlFault {
   enum class Kind {
     None,
-    Empty,            ///< no root element
-    BadCharacter,     ///< a NUL, or bytes outside the root element
-    BadTag,           ///< a tag that is no tag, or an attribute without a value
+    Empty,         ///< no root element
+    BadCharacter,  ///< a NUL, or bytes outside the root element
+    BadTag,        ///< a tag that is no tag, or an attribute without a value
     DuplicateAttribute,
-    MismatchedEnd,    ///< an end tag that closes another element than the open one
-    UnexpectedEnd,    ///< the text ends inside a tag, a comment, or an open element
-    BadReference,     ///< a numeric character reference that is none
-    Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
-    TooDeep,          ///< elements nested deeper than kXmlDepthLimit
+    MismatchedEnd,  ///< an end tag that closes another element than the open one
+    UnexpectedEnd,  ///< the text ends inside a tag, a comment, or an open element
+    BadReference,   ///< a numeric character reference that is none
+    Unsupported,    ///< a document type with a subset, or a processing instruction with '>'
+    TooDeep,        ///< elements nested deeper than kXmlDepthLimit
   };
   Kind kind = Kind::None;
   std::size_t offset = 0;  ///< bytes from the start of the text
@@ -54,21 +55,21 @@ inline constexpr std::size_t kXmlDepthLimit = 256;
 void removeByteOrderMark(std::string& text);
 
 /// The one way in which XML text becomes a document. Clears `document` and parses `text` in the
-/// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order mark
-/// is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become the
-/// UTF-8 bytes of the characters that they name; an ampersand that begins no reference stays one;
-/// white space inside text stays as it stands, except between two pieces of markup.
-/// Returns the first fault, if any. The document then holds what was built before it, but nothing at
-/// all after TooDeep. Safe to call from several threads at once.
+/// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order
+/// mark is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become
+/// the UTF-8 bytes of the characters that they name; an ampersand that begins no reference stays
+/// one; white space inside text stays as it stands, except between two pieces of markup. Returns
+/// the first fault, if any. The document then holds what was built before it, but nothing at all
+/// after TooDeep. Safe to call from several threads at once.
 TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);
 
-/// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in a
-/// fault. False for an empty text and for one that is nested too deep.
+/// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in
+/// a fault. False for an empty text and for one that is nested too deep.
 bool parseReadable(std::string text, TiXmlDocument& document);
 
 /// Prints a document or a part of it, and appends that to `out`. Byte for byte what the XML
-/// library's own print into a string gives, except where that would not read back: a text with "&#x"
-/// in it is escaped in full, and characters that XML 1.0 does not allow become U+FFFD.
+/// library's own print into a string gives, except where that would not read back: a text with
+/// "&#x" in it is escaped in full, and characters that XML 1.0 does not allow become U+FFFD.
 TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
 
 /// Appends an empty element to `parent`, which owns it, and returns it to be filled in its place.

@@ -11,7 +11,8 @@ namespace {
 using Kind = XmlFault::Kind;
 using Piece = XmlScanner::Piece;
 
-// More attributes than any document has; the library looks each one up in a list of those before it.
+// More attributes than any document has; the library looks each one up in a list of those before
+// it.
 constexpr std::size_t kAttributeLimit = 1024;
 
 bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -61,8 +62,8 @@ bool readOneReference(std::string_view text, std::size_t& at, char32_t& codePoin
   const std::size_t digits = i;
   char32_t value = 0;
   for (; i < text.size() && digitValue(text[i], base) >= 0; ++i) {
-    value = std::min<char32_t>(
-        value * base + static_cast<char32_t>(digitValue(text[i], base)), 0x110000);
+    value = std::min<char32_t>(value * base + static_cast<char32_t>(digitValue(text[i], base)),
+                               0x110000);
   }
   if (i == digits || i >= text.size() || text[i] != ';') return false;
   at = i + 1;
@@ -205,7 +206,8 @@ Piece XmlScanner::declaration() {
       std::string_view name;
       if (!attribute(at, name)) return Piece::Faulty;
     } else {
-      while (at < text_.size() && text_[at] != '>' && text_[at] != '\0' && !isSpace(text_[at])) ++at;
+      while (at < text_.size() && text_[at] != '>' && text_[at] != '\0' && !isSpace(text_[at]))
+        ++at;
     }
   }
   return fail(Kind::UnexpectedEnd, at, "the text ends inside a declaration");
@@ -288,7 +290,8 @@ Piece XmlScanner::startTag() {
     attributes_.push_back(attributeName);
   }
   const bool empty = text_[at] == '/';
-  if (empty && ++at == text_.size()) return fail(Kind::UnexpectedEnd, at, "the text ends inside a tag");
+  if (empty && ++at == text_.size())
+    return fail(Kind::UnexpectedEnd, at, "the text ends inside a tag");
   if (text_[at] != '>') return fail(Kind::BadTag, at, "a '>' was expected behind a '/'");
   end_ = at + 1;
   name_ = name;
@@ -301,7 +304,8 @@ Piece XmlScanner::startTag() {
 Piece XmlScanner::endTag() {
   const std::size_t nameEnd = skipName(text_, begin_ + 2);
   const std::string_view name = text_.substr(begin_ + 2, nameEnd - begin_ - 2);
-  if (nameEnd == text_.size()) return fail(Kind::UnexpectedEnd, nameEnd, "the text ends inside a tag");
+  if (nameEnd == text_.size())
+    return fail(Kind::UnexpectedEnd, nameEnd, "the text ends inside a tag");
   if (open_.empty()) return fail(Kind::MismatchedEnd, begin_, "an end tag without a start tag");
   if (name != open_.back()) {
     return fail(Kind::MismatchedEnd, begin_,

@@ -10,15 +10,16 @@ namespace tessaron {
 
 /// Walks over XML text piece by piece without building anything, and stops at the first fault.
 /// It takes and refuses what the XML library takes and refuses, so that what it has passed can be
-/// given to the library's recursive parser. The text must outlive it; no byte-order mark, no UTF-16.
+/// given to the library's recursive parser. The text must outlive it; no byte-order mark, no
+/// UTF-16.
 class XmlScanner {
  public:
   enum class Piece {
-    Text,         ///< character data between two pieces, white space included
-    CData,        ///< <![CDATA[...]]>
-    Start,        ///< <name ...>
-    Empty,        ///< <name ... />
-    End,          ///< </name>
+    Text,   ///< character data between two pieces, white space included
+    CData,  ///< <![CDATA[...]]>
+    Start,  ///< <name ...>
+    Empty,  ///< <name ... />
+    End,    ///< </name>
     Comment,
     Declaration,  ///< <?xml ... ?>
     Other,        ///< processing instructions, <!DOCTYPE ...>
@@ -31,12 +32,12 @@ class XmlScanner {
   /// Moves to the next piece. After Finished or Faulty it stays there.
   Piece next();
 
-  std::size_t begin() const { return begin_; }  ///< the piece's first byte
-  std::size_t end() const { return end_; }      ///< behind the piece's last byte
-  std::string_view name() const { return name_; }  ///< of a Start, Empty or End piece
+  std::size_t begin() const { return begin_; }        ///< the piece's first byte
+  std::size_t end() const { return end_; }            ///< behind the piece's last byte
+  std::string_view name() const { return name_; }     ///< of a Start, Empty or End piece
   std::size_t depth() const { return open_.size(); }  ///< elements open behind the piece
-  /// Whether the piece (Text, Start or Empty) holds a numeric reference above 127 or an ampersand that
-  /// begins no reference: neither would come out of the library as it is meant.
+  /// Whether the piece (Text, Start or Empty) holds a numeric reference above 127 or an ampersand
+  /// that begins no reference: neither would come out of the library as it is meant.
   bool needsRewriting() const { return needsRewriting_; }
   /// Kind, offset and message; line and column are left to `locate`.
   const XmlFault& fault() const { return fault_; }
@@ -68,9 +69,9 @@ void locate(std::string_view text, XmlFault& fault);
 /// Whether an entity that the library knows ("&lt;" and its like) stands at `text[at]`.
 bool isNamedReference(std::string_view text, std::size_t at);
 
-/// Reads the numeric character reference at `text[at]` ("&#...;") and moves `at` behind it. Nothing,
-/// and `at` unmoved, when there is none. A pair of references that spells a surrogate pair is one
-/// character; what names no character comes back as U+FFFD.
+/// Reads the numeric character reference at `text[at]` ("&#...;") and moves `at` behind it.
+/// Nothing, and `at` unmoved, when there is none. A pair of references that spells a surrogate pair
+/// is one character; what names no character comes back as U+FFFD.
 bool readReference(std::string_view text, std::size_t& at, char32_t& codePoint);
 
 }  // namespace tessaron

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
+#include <new>
 
 namespace {
 
@@ -12,6 +14,7 @@ template <typename Bytes>
 bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) {
   z_stream stream{};
   if (in.size() > std::numeric_limits<uInt>::max() || inflateInit(&stream) != Z_OK) return false;
+  const std::unique_ptr<z_stream, int (*)(z_stream*)> ender(&stream, inflateEnd);
   stream.next_in = const_cast<Bytef*>(in.data());  // zlib does not write to it
   stream.avail_in = static_cast<uInt>(in.size());
 
@@ -26,7 +29,6 @@ bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) {
     result = inflate(&stream, Z_NO_FLUSH);
     inflated.resize(done + step - stream.avail_out);
   }
-  inflateEnd(&stream);
   if (result != Z_STREAM_END || inflated.size() > CZDLLPlus::kLimit) return false;
   out = std::move(inflated);
   return true;
@@ -34,10 +36,15 @@ bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) {
 
 }  // namespace
 
-bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::vector<unsigned char>& out) {
+bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in,
+                           std::vector<unsigned char>& out) try {
   return inflateAll(in, out);
+} catch (const std::bad_alloc&) {
+  return false;  // in a small address space the limit may be out of reach
 }
 
-bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::string& out) {
+bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::string& out) try {
   return inflateAll(in, out);
+} catch (const std::bad_alloc&) {
+  return false;
 }

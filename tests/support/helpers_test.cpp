@@ -15,7 +15,10 @@
 namespace {
 
 TEST(DosDate, ExistsOrDoesNot) {
-  const struct { std::uint16_t date; int year, month, day, weekday; } rows[] = {
+  const struct {
+    std::uint16_t date;
+    int year, month, day, weekday;
+  } rows[] = {
       {13089, 2005, 9, 1, 4},
       {tessaron::toDosDate(1980, 1, 1), 1980, 1, 1, 2},
       {tessaron::toDosDate(2107, 12, 31), 2107, 12, 31, 6},
@@ -32,9 +35,16 @@ TEST(DosDate, ExistsOrDoesNot) {
     const std::u16string text = DosDateTimeToString(row.date);
     EXPECT_NE(text.find(tessaron::fromUtf8(std::to_string(row.year))), text.npos) << row.date;
   }
-  const std::uint16_t none[] = {0, 1, 1 << 5, 13 << 5 | 1, 2 << 5 | 30, 0xFFFF,
-                                tessaron::toDosDate(2023, 2, 29), tessaron::toDosDate(1979, 1, 1),
-                                tessaron::toDosDate(2000, -1, 1), tessaron::toDosDate(2108, 1, 1)};
+  const std::uint16_t none[] = {0,
+                                1,
+                                1 << 5,
+                                13 << 5 | 1,
+                                2 << 5 | 30,
+                                0xFFFF,
+                                tessaron::toDosDate(2023, 2, 29),
+                                tessaron::toDosDate(1979, 1, 1),
+                                tessaron::toDosDate(2000, -1, 1),
+                                tessaron::toDosDate(2108, 1, 1)};
   for (const std::uint16_t date : none) {
     SYSTEMTIME time{};
     time.wYear = 7;
@@ -80,7 +90,8 @@ TEST(CZDLLPlus, InflatesWholeStreamsOnly) {
   std::vector<unsigned char> packed(compressBound(static_cast<uLong>(text.size())));
   uLongf size = static_cast<uLongf>(packed.size());
   ASSERT_EQ(compress(packed.data(), &size, reinterpret_cast<const Bytef*>(text.data()),
-                     static_cast<uLong>(text.size())), Z_OK);
+                     static_cast<uLong>(text.size())),
+            Z_OK);
   packed.resize(size);
 
   CZDLLPlus zlib;
@@ -123,8 +134,8 @@ TEST(IsReadable, ProbesInsteadOfTrusting) {
   EXPECT_TRUE(tessaron::isReadable(large.data(), large.size()));
   EXPECT_FALSE(tessaron::isReadable(nullptr, 1));
   EXPECT_FALSE(tessaron::isReadable(nullptr, 0));
-  for (const std::uintptr_t address : {std::uintptr_t{1}, std::uintptr_t{64}, ~std::uintptr_t{0},
-                                       ~std::uintptr_t{0} - 4095}) {
+  for (const std::uintptr_t address :
+       {std::uintptr_t{1}, std::uintptr_t{64}, ~std::uintptr_t{0}, ~std::uintptr_t{0} - 4095}) {
     EXPECT_FALSE(tessaron::isReadable(reinterpret_cast<const void*>(address), 16)) << address;
   }
   EXPECT_FALSE(tessaron::isReadable(large.data(), ~std::size_t{0}));

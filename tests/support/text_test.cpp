@@ -27,16 +27,19 @@ TEST(Utf8, CarriesEveryCharacterBothWays) {
 }
 
 TEST(Utf8, TakesStrayBytesAsWindows1252) {
-  const struct { std::string bytes; std::u16string expected; } rows[] = {
-      {"caf\xE9", u"café"},                           // cut lead byte at the end
-      {"\x80 12", u"€ 12"},                           // stray continuation
-      {"\xC0\x80", u"\u00C0\u20AC"},                  // overlong NUL
-      {"\xE0\x9F\xBF", u"\u00E0\u0178\u00BF"},        // overlong in three
-      {"\xED\xA0\x80", u"\u00ED\u00A0\u20AC"},        // an encoded surrogate
+  const struct {
+    std::string bytes;
+    std::u16string expected;
+  } rows[] = {
+      {"caf\xE9", u"café"},                               // cut lead byte at the end
+      {"\x80 12", u"€ 12"},                               // stray continuation
+      {"\xC0\x80", u"\u00C0\u20AC"},                      // overlong NUL
+      {"\xE0\x9F\xBF", u"\u00E0\u0178\u00BF"},            // overlong in three
+      {"\xED\xA0\x80", u"\u00ED\u00A0\u20AC"},            // an encoded surrogate
       {"\xF4\x90\x80\x80", u"\u00F4\u0090\u20AC\u20AC"},  // above U+10FFFF
-      {"\xF0\x9F\x98", u"\u00F0\u0178\u02DC"},        // cut emoji
+      {"\xF0\x9F\x98", u"\u00F0\u0178\u02DC"},            // cut emoji
       {"\x81\x8D\x8F\x90\x9D", u"\u0081\u008D\u008F\u0090\u009D"},
-      {"\xE2\x82\xAC\xE9"s, u"€é"},                   // good and stray side by side
+      {"\xE2\x82\xAC\xE9"s, u"€é"},  // good and stray side by side
       {"a\0b"s, u"a\0b"s},
   };
   for (const auto& [bytes, expected] : rows) EXPECT_EQ(utf82wchar(bytes), expected) << bytes;
@@ -71,10 +74,11 @@ std::u16string misread(const std::u16string& text, bool latin1) {
 
 TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
   const std::u16string originals[] = {
-      u"Größe",        u"café",          u"Ça va à l’été",  u"“Ünïcödé” – l’été…", u"ÖSTERREICH",
-      u"MÜNCHEN GRÖSSE", u"Österreich",  u"日本語の本",       u"Анна Каренина",      u"Ελλάδα",
-      u"😀 smile",      u"100\u00A0km",  u"© 2020",          u"£5 ½ price",         u"Dvořák: Žižka",
-      u"naïve",        u"voilà",         u"It’s",           u"5 €",                u"™",
+      u"Größe",         u"café",           u"Ça va à l’été", u"“Ünïcödé” – l’été…",
+      u"ÖSTERREICH",    u"MÜNCHEN GRÖSSE", u"Österreich",    u"日本語の本",
+      u"Анна Каренина", u"Ελλάδα",         u"😀 smile",       u"100\u00A0km",
+      u"© 2020",        u"£5 ½ price",     u"Dvořák: Žižka", u"naïve",
+      u"voilà",         u"It’s",           u"5 €",           u"™",
   };
   for (const std::u16string& original : originals) {
     for (const bool latin1 : {false, true}) {
@@ -91,12 +95,35 @@ TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
 
 TEST(FixUnicode, LeavesAloneWhatItCannotProve) {
   const std::u16string rightAlready[] = {
-      u"",           u"plain ASCII",   u"Größe",        u"CAFÉ’S GREATEST", u"CAFÉ”",
-      u"CAFÉ…",      u"CAFÉ®",         u"TÖ – SCHÖ…",   u"AMANHÃ…",         u"IRMÃ’S",
-      u"«CAFÉ»",     u"CAFÉ»",         u"Spaß…",        u"Spaß”, sagte er", u"café…”",
-      u"3×”",        u"Ã¼ and 日本",    u"Ã",            u"ÃB",              u"Ä",
-      u"DÉJÀ VU",    u"À – É – Ô",     u"ÉTÉ – HIVER",  u"\u0080\u0081",    std::u16string(1, 0xD800),
-      u"Â\u0085",    u"100 € – 5 %",   u"“É”",          u"SEÑOR’S",
+      u"",
+      u"plain ASCII",
+      u"Größe",
+      u"CAFÉ’S GREATEST",
+      u"CAFÉ”",
+      u"CAFÉ…",
+      u"CAFÉ®",
+      u"TÖ – SCHÖ…",
+      u"AMANHÃ…",
+      u"IRMÃ’S",
+      u"«CAFÉ»",
+      u"CAFÉ»",
+      u"Spaß…",
+      u"Spaß”, sagte er",
+      u"café…”",
+      u"3×”",
+      u"Ã¼ and 日本",
+      u"Ã",
+      u"ÃB",
+      u"Ä",
+      u"DÉJÀ VU",
+      u"À – É – Ô",
+      u"ÉTÉ – HIVER",
+      u"\u0080\u0081",
+      std::u16string(1, 0xD800),
+      u"Â\u0085",
+      u"100 € – 5 %",
+      u"“É”",
+      u"SEÑOR’S",
   };
   for (const std::u16string& text : rightAlready) {
     std::u16string copy = text;

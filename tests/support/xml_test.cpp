@@ -32,7 +32,10 @@ std::u16string rootText(const std::string& xml) {
 }
 
 TEST(ParseXml, DeliversTextAsItIsMeant) {
-  const struct { std::string xml; std::u16string text; } rows[] = {
+  const struct {
+    std::string xml;
+    std::u16string text;
+  } rows[] = {
       {"\xEF\xBB\xBF<a>x</a>", u"x"},
       {"<a>&#8364; &#x20AC; &#x1F600; &#128512;</a>", u"€ € 😀 😀"},
       {"<a>&#xD83D;&#xDE00;|&#xD83D;|&#xDE00;</a>", u"😀|\uFFFD|\uFFFD"},  // a pair spelt in two
@@ -43,7 +46,8 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"<a><![CDATA[<b> &#8364; ]] >]]></a>", u"<b> &#8364; ]] >"},
       {"<a>one <![CDATA[& two]]><!-- &#8364; --> three</a>", u"one & two three"},
       {"<x:a xmlns:x=\"urn:x\" xmlns='urn:y'>t</x:a>", u"t"},
-      {"<?xml version=\"1.0\" encoding='utf-8'?>\n<!DOCTYPE a SYSTEM \"a.dtd\"><?pi x?><a>t</a>\n", u"t"},
+      {"<?xml version=\"1.0\" encoding='utf-8'?>\n<!DOCTYPE a SYSTEM \"a.dtd\"><?pi x?><a>t</a>\n",
+       u"t"},
       {"<a>AT&T &nbsp;&; &&#8364;&amp &</a>", u"AT&T &nbsp;&; &€&amp &"},
       {"<a>&lt;&gt;&quot;&apos;&amp;</a>", u"<>\"'&"},
       {"<a>caf\xE9</a>", u"café"},
@@ -74,7 +78,11 @@ TEST(ParseXml, ResolvesReferencesInAttributes) {
 }
 
 TEST(ParseXml, TellsKindAndPlaceOfTheFirstFault) {
-  const struct { std::string xml; Kind kind; std::size_t line, column; } rows[] = {
+  const struct {
+    std::string xml;
+    Kind kind;
+    std::size_t line, column;
+  } rows[] = {
       {"", Kind::Empty, 1, 1},
       {"  <!-- only -->", Kind::Empty, 1, 16},
       {"<a>\n  <é></b>\n</a>", Kind::MismatchedEnd, 2, 6},
@@ -154,8 +162,10 @@ TEST(ParseXml, LeavesTheProcessesSwitchAsItWas) {
 
 TEST(PrintXml, PrintsAsTheLibraryDoes) {
   const std::string rows[] = {
-      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><a><b c=\"1\" d='x\"y'>t</b><e /></a>",
-      "<!DOCTYPE a><!-- c --><a><![CDATA[<x>]]>mixed <b>bold</b> tail &lt;&amp;&gt;&quot;&apos;</a>",
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><a><b c=\"1\" "
+      "d='x\"y'>t</b><e /></a>",
+      "<!DOCTYPE a><!-- c --><a><![CDATA[<x>]]>mixed <b>bold</b> tail "
+      "&lt;&amp;&gt;&quot;&apos;</a>",
       "<a>tab\tline\ncarriage\r end é 日本</a>",
   };
   for (const std::string& xml : rows) {
@@ -168,7 +178,9 @@ TEST(PrintXml, PrintsAsTheLibraryDoes) {
 }
 
 TEST(PrintXml, WritesNothingThatDoesNotReadBack) {
-  const struct { std::u16string text, readBack; } rows[] = {
+  const struct {
+    std::u16string text, readBack;
+  } rows[] = {
       {u"&#x41; &#65; &amp;", u"&#x41; &#65; &amp;"},
       {u"&#x<b>", u"&#x<b>"},
       {u"]]> -->", u"]]> -->"},

@@ -17,12 +17,14 @@ SYSTEMTIME now(std::tm* (*split)(const std::time_t*, std::tm*)) {
   const auto time = std::chrono::system_clock::now();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
-                                time - std::chrono::system_clock::from_time_t(seconds)).count();
+                                time - std::chrono::system_clock::from_time_t(seconds))
+                                .count();
   std::tm parts{};
   split(&seconds, &parts);
   const auto word = [](auto value) { return static_cast<std::uint16_t>(value); };
-  return {word(parts.tm_year + 1900), word(parts.tm_mon + 1), word(parts.tm_wday),
-          word(parts.tm_mday),        word(parts.tm_hour),    word(parts.tm_min),
+  return {word(parts.tm_year + 1900), word(parts.tm_mon + 1),
+          word(parts.tm_wday),        word(parts.tm_mday),
+          word(parts.tm_hour),        word(parts.tm_min),
           word(parts.tm_sec),         word(std::max<std::int64_t>(milliseconds, 0))};
 }
 

@@ -9,9 +9,7 @@
 namespace tessaron {
 namespace {
 
-std::error_code lastError() {
-  return {static_cast<int>(GetLastError()), std::system_category()};
-}
+std::error_code lastError() { return {static_cast<int>(GetLastError()), std::system_category()}; }
 
 class Handle {
  public:
@@ -86,8 +84,8 @@ class Win32File : public File {
 // A name beside `path` that nobody else uses.
 std::u16string nameBeside(const std::u16string& path) {
   static std::atomic<unsigned> counter;
-  const std::string suffix = '.' + std::to_string(GetCurrentProcessId()) + '-' +
-                             std::to_string(counter++) + ".tmp";
+  const std::string suffix =
+      '.' + std::to_string(GetCurrentProcessId()) + '-' + std::to_string(counter++) + ".tmp";
   return path + std::u16string(suffix.begin(), suffix.end());
 }
 
@@ -114,8 +112,8 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   if (mode.disposition == Disposition::CreateAlways) disposition = CREATE_ALWAYS;
   if (mode.disposition == Disposition::CreateNew) disposition = CREATE_NEW;
   if (mode.deleteOnClose) flags = FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE;
-  Handle handle(CreateFileW(wide(std::u16string(path)), access, share, nullptr, disposition, flags,
-                            nullptr));
+  Handle handle(
+      CreateFileW(wide(std::u16string(path)), access, share, nullptr, disposition, flags, nullptr));
   if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK) {
     error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
     return nullptr;
@@ -127,7 +125,8 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   const std::u16string target(path);
   const DWORD attributes = GetFileAttributesW(wide(target));
   if (attributes != INVALID_FILE_ATTRIBUTES) {
-    if (attributes & FILE_ATTRIBUTE_DIRECTORY) return std::make_error_code(std::errc::is_a_directory);
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+      return std::make_error_code(std::errc::is_a_directory);
     if (attributes & FILE_ATTRIBUTE_READONLY) {
       return std::make_error_code(std::errc::permission_denied);
     }
@@ -136,8 +135,8 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   Handle file(CreateFileW(wide(beside), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                           FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return lastError();
-  bool done = writeAll(file.get(), std::as_bytes(std::span(content))) &&
-              FlushFileBuffers(file.get());
+  bool done =
+      writeAll(file.get(), std::as_bytes(std::span(content))) && FlushFileBuffers(file.get());
   std::error_code error = done ? std::error_code{} : lastError();
   file.close();
   if (done) {
@@ -155,7 +154,8 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
 
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(0) {
   error.clear();
-  // A mutex named after the folder: its path in one case, without the separators that a name forbids.
+  // A mutex named after the folder: its path in one case, without the separators that a name
+  // forbids.
   std::u16string folder = fullPath(std::u16string(path));
   folder.resize(std::min(folder.find_last_of(u"\\/"), folder.size()));
   CharLowerBuffW(wide(folder.data()), static_cast<DWORD>(folder.size()));

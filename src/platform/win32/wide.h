@@ -1,5 +1,6 @@
 #pragma once
-// The one place where UTF-16 text becomes the system's wide characters, which have the same size here.
+// The one place where UTF-16 text becomes the system's wide characters, which have the same size
+// here.
 
 #include <string>
 #include <string_view>
