@@ -76,9 +76,7 @@ void keepAdditions(const CRecord& known, CRecord& fresh) {
   fresh.DateAdded = known.DateAdded;
 }
 
-bool isBlank(std::u16string_view text) {
-  return text.find_first_not_of(u" \t\r\n") == text.npos;
-}
+bool isBlank(std::u16string_view text) { return text.find_first_not_of(u" \t\r\n") == text.npos; }
 
 }  // namespace
 
@@ -221,6 +219,9 @@ bool Collection::update(std::size_t index, const CRecord& record) {
   const std::string next = writeItem(record);
   std::string base = writeItem(records_[index]);
   if (base == next) return false;
+  // What the wanted record comes back as. Offers and folders do not come back.
+  const std::string goal = writeItem(readItem(next));
+  if (base == goal && record.offers.empty() && record.folders.empty()) return false;
 
   original_.clear();
   Slot& slot = slots_[index];
@@ -230,10 +231,9 @@ bool Collection::update(std::size_t index, const CRecord& record) {
     insertBehind(index, "</Items>");
     base = writeItem(readItem(slot.item));
   }
-  // What the wanted record comes back as. Some fields are derived from others when they are missing,
-  // so that a change of one may bring about that of another, and a second pass is needed. Where that
-  // does not do, as with elements that stand twice, the record's values are written all anew.
-  const std::string goal = writeItem(readItem(next));
+  // Some fields are derived from others when they are missing, so that a change of one may bring
+  // about that of another, and a second pass is needed. Where that does not do, as with elements
+  // that stand twice, the record's values are written all anew.
   constexpr int kPasses = 4;
   for (int pass = 1; pass <= kPasses; ++pass) {
     slot.item = mergeItem(slot.item, base, next);

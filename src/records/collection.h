@@ -15,7 +15,7 @@ namespace tessaron {
 /// What an import did with each item that it read; the four counts add up to `read`.
 struct ImportCounts {
   struct Rejection {
-    std::size_t item;    ///< which item of the response, from 1
+    std::size_t item;  ///< which item of the response, from 1
     std::u16string title;
     std::string reason;  ///< one line in English
   };
@@ -44,20 +44,20 @@ class TESSARON_API Collection {
   /// The position of the first item with this ASIN, or npos.
   std::size_t find(std::u16string_view asin) const;
 
-  // Fields whose flag is false are left out of the text. The record that then stands in `records` is
-  // the one that the text gives: what is kept in memory only is not in it.
+  // Fields whose flag is false are left out of the text. The record that then stands in `records`
+  // is the one that the text gives: what is kept in memory only is not in it.
 
   /// Adds an item behind all others.
   void add(const CRecord& record);
-  /// Makes the item at `index` hold what `record` holds. Returns false when it did already; the text
-  /// is then as it was. An item in the older dialect becomes one in the current dialect.
+  /// Makes the item at `index` hold what `record` holds. Returns false when it did already; the
+  /// text is then as it was. An item in the older dialect becomes one in the current dialect.
   bool update(std::size_t index, const CRecord& record);
   void remove(std::size_t index);
 
-  /// Adds every item of a response in either dialect, or brings the product data of the item with the
-  /// same ASIN up to date; what the user has added to it (status, person, dates, notes, icon, custom
-  /// fields, date added) stays. New items are dated `today` (an MS-DOS date). An item without an ASIN
-  /// is rejected. On a fault in the response nothing changes. Adds to `counts`.
+  /// Adds every item of a response in either dialect, or brings the product data of the item with
+  /// the same ASIN up to date; what the user has added to it (status, person, dates, notes, icon,
+  /// custom fields, date added) stays. New items are dated `today` (an MS-DOS date). An item
+  /// without an ASIN is rejected. On a fault in the response nothing changes. Adds to `counts`.
   XmlFault import(std::string_view response, std::uint16_t today, ImportCounts& counts);
 
   /// The whole text as it now stands.
@@ -68,8 +68,8 @@ class TESSARON_API Collection {
     std::string before;  // the text in front of the item, from the end of the previous one
     std::string item;
   };
-  // Where the next item goes: `before` and `behind`, with the item between them, take the place of the
-  // bytes from `begin` to `end` of the tail.
+  // Where the next item goes: `before` and `behind`, with the item between them, take the place of
+  // the bytes from `begin` to `end` of the tail.
   struct Opening {
     std::size_t begin = 0;
     std::size_t end = 0;

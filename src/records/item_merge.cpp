@@ -12,9 +12,7 @@ namespace {
 using Element = XmlOutline;
 using Elements = std::vector<const Element*>;
 
-bool isNamePart(char c) {
-  return c != '/' && c != '>' && c != ' ' && (c < '\t' || c > '\r');
-}
+bool isNamePart(char c) { return c != '/' && c != '>' && c != ' ' && (c < '\t' || c > '\r'); }
 
 bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -138,8 +136,8 @@ class Merger {
     return base->range.of(baseText_) == next->range.of(nextText_);
   }
 
-  // `next` is null for an element that shall lose all that `base` has in it; `base` for one of which
-  // nothing is known.
+  // `next` is null for an element that shall lose all that `base` has in it; `base` for one of
+  // which nothing is known.
   void mergeElement(const Element& item, const Element* base, const Element* next) {
     mergeAttributes(item, base, next);
     if ((next && isLeaf(*next)) || (!next && base && isLeaf(*base))) {
@@ -169,7 +167,8 @@ class Merger {
     }
   }
 
-  // Comments and unknown children stay; `content` goes in front of them, where every reader sees it.
+  // Comments and unknown children stay; `content` goes in front of them, where every reader sees
+  // it.
   void setText(const Element& item, std::string_view content) {
     if (item.emptyTag) {
       if (!content.empty()) edits_.open(item, content);
@@ -272,7 +271,8 @@ class Merger {
   }
 
   // Only a first child is read, so that further offers stay unless the record brings its own.
-  void mergeOffers(const Elements& olds, const Elements& bases, const Elements& news, Place& place) {
+  void mergeOffers(const Elements& olds, const Elements& bases, const Elements& news,
+                   Place& place) {
     const bool first = !olds.empty() && olds.front() == &place.parent.children.front();
     if (!same(at(bases, 0), news[0])) {
       if (first) {
@@ -287,8 +287,8 @@ class Merger {
     for (std::size_t i = first ? 1 : 0; i < olds.size(); ++i) edits_.cut(*olds[i]);
   }
 
-  // Entries that are the same at the head and at the tail of both lists stay. Between them, old ones
-  // are turned into new ones in turn, and what is left over is inserted or deleted.
+  // Entries that are the same at the head and at the tail of both lists stay. Between them, old
+  // ones are turned into new ones in turn, and what is left over is inserted or deleted.
   void mergeList(const Elements& olds, const Elements& bases, const Elements& news, Place& place) {
     // An old element may be no entry, or stand for several.
     const bool aligned = olds.size() == bases.size();
@@ -323,7 +323,8 @@ class Merger {
     for (std::size_t j = i; j < oldEnd; ++j) edits_.cut(*olds[j]);
   }
 
-  // Whether two reviews or discs are versions of one: they share a text that tells them from others.
+  // Whether two reviews or discs are versions of one: they share a text that tells them from
+  // others.
   bool isSameEntry(const Element& base, const Element& next) const {
     return std::any_of(next.children.begin(), next.children.end(), [&](const Element& child) {
       if (child.name == "Rating") return false;

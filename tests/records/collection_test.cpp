@@ -1,0 +1,522 @@
+#include "records/collection.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "records/record_set.h"
+#include "records/record_tables.h"
+#include "support/text.h"
+
+using namespace std::string_literals;
+using tessaron::Collection;
+using tessaron::ImportCounts;
+using tessaron::Recovery;
+using tessaron::XmlFault;
+
+namespace {
+
+// What the library writes for a record, which holds all that makes two records equal.
+std::string written(CRecord record) {
+  TiXmlElement item("Item");
+  record.composeItemNode(&item);
+  std::string text;
+  tessaron::printXml(item, text);
+  return text;
+}
+
+std::vector<std::string> written(const std::vector<CRecord>& records) {
+  std::vector<std::string> texts;
+  for (const CRecord& record : records) texts.push_back(written(record));
+  return texts;
+}
+
+Collection parsed(const std::string& text) {
+  Collection collection;
+  EXPECT_FALSE(collection.parse(text)) << text;
+  return collection;
+}
+
+std::vector<std::string> reread(const Collection& collection) {
+  CRecordSet set;
+  set.fromString(collection.text());
+  return written(set.records);
+}
+
+// One of the two readings of a text with alternatives: "a{b|c}" is "ab" or "ac".
+std::string reading(const std::string& text, bool second) {
+  static const std::regex kAlternatives("\\{([^|]*)\\|([^}]*)\\}");
+  return std::regex_replace(text, kAlternatives, second ? "$2" : "$1");
+}
+
+}  // namespace
+
+TEST(Collection, EditsOnlyWhatChangedInAnItem) {
+  const struct {
+    const char* what;
+    std::string text;  // what stands in an "Item", before and after
+    std::function<void(CRecord&)> change;
+  } edits[] = {
+      {"inserts with the indent of the neighbour",
+       ">\r\n\t<ASIN><![CDATA[1]]></ASIN>{|\r\n\t<Notes>a&lt;b</Notes>\r\n\t<DateAdded>2</"
+       "DateAdded>}\r\n",
+       [](CRecord& r) { r.hasNotes = true, r.Notes = u"a<b", r.DateAdded = 2; }},
+      {"changes texts between comments and beside CDATA",
+       "><ASIN>&#49;</ASIN><Notes a='b'>{<!--c-->o<![CDATA[l]]>d|new<!--c-->}<x/></Notes>",
+       [](CRecord& r) { r.Notes = u"new"; }},
+      {"empties what holds more than a text, cuts the rest",
+       ">\n <Notes a='b'>{n|}</Notes>{\n <StatusTarget>t</StatusTarget>|}\n",
+       [](CRecord& r) { r.hasNotes = false, r.StatusTarget.clear(); }},
+      {"fills empty elements in their place",
+       "><Notes{ "
+       "/>|>n</Notes>}<ItemAttributes{/>|><Binding>b</Binding><Title>t</Title></ItemAttributes>}"
+       "<ASIN>{|1}</ASIN>",
+       [](CRecord& r) {
+         r.ASIN = u"1", r.hasNotes = true, r.Notes = u"n", r.Binding = u"b", r.Title = u"t";
+       }},
+      {"writes the number of discs where it was read",
+       "><ItemAttributes><NumberOfItems>9</NumberOfItems><NumberOfDiscs>{1|3}</NumberOfDiscs>"
+       "</ItemAttributes>",
+       [](CRecord& r) { r.NumberOfDiscs = u"3"; }},
+      {"keeps the languages that stay in the service's shape",
+       "><ItemAttributes><Languages><Language><Name>A</Name><Type>x</Type></Language><Language>"
+       "<Name>{B</Name><Type>y</Type>|C (z)</Name>}</Language></Languages></ItemAttributes>",
+       [](CRecord& r) { r.languages[1] = u"C (z)"; }},
+      {"joins reviews in the service's shape",
+       "><EditorialReviews>{<EditorialReview><Source>S</Source><Content>C</Content></"
+       "EditorialReview>|}"
+       " <EditorialReview>{A "
+       "<Source>T</Source>|new}<Link>0</Link></EditorialReview></EditorialReviews>",
+       [](CRecord& r) { r.description = u"new"; }},
+      {"touches single entries of lists",
+       "><ItemAttributes>\n<Actor>A</Actor>\n<!--x--><Actor "
+       "role='r'>{B|X</Actor><Actor>Y}</Actor>\n"
+       "<Title>T</Title>\n<Actor>&#67;</Actor>{<Author a=''>D</Author>|}{\n<Artist>A</Artist>|}\n"
+       "<Artist>B</Artist>{|\n<Director>B</Director>}\n<Director>C</Director>{|\n<Director>C</"
+       "Director>}"
+       "{<Format/><Format>F</Format><Format "
+       "a=''/>|<Format>F</Format><Format>G</Format>}</ItemAttributes>",
+       [](CRecord& r) {
+         r.actors = {u"A", u"X", u"Y", u"C"}, r.hasAuthors = false, r.artists = {u"B"};
+         r.directors = {u"B", u"C", u"C"}, r.formats = {u"F", u"G"};
+       }},
+      {"leaves further offers and a price's other parts alone",
+       "><Offers><Offer><OfferListing>{|<Availability>now</Availability>}<Price><Amount>5</Amount>"
+       "<FormattedPrice>${5|6}</FormattedPrice></Price></OfferListing></Offer><Offer><Seller/></"
+       "Offer>"
+       "</Offers><Tessaron><Folders><Folder/></Folders></Tessaron>",
+       [](CRecord& r) { r.offerListing.Price = u"$6", r.offerListing.Availability = u"now"; }},
+      {"writes its offer in front of one that is not read",
+       "><Offers>{|<Offer><OfferListing><OfferListingId>o</OfferListingId><Price "
+       "/></OfferListing></Offer>}"
+       "<TotalOffers>1</TotalOffers><Offer/></Offers>",
+       [](CRecord& r) { r.offerListing.OfferListingId = u"o"; }},
+      {"fills slots by position",
+       "><CustomFields><CustomField value='{v|&quot;}' x='y' name='n'/>{|<CustomField name=\"\" "
+       "value=\"\""
+       " /><CustomField name=\"m\" value=\"\" />}</CustomFields>",
+       [](CRecord& r) { r.customFieldValues[0] = u"\"", r.customFieldNames[2] = u"m"; }},
+      {"tells reviews and discs from each other",
+       "><CustomerReviews><Review>{<Date>1</Date>|}<Rating>5</Rating><Content>{A|C}</Content></"
+       "Review>"
+       "<Review><Date>2</Date><Rating>{5|4}</Rating><Content>B</Content></Review></CustomerReviews>"
+       "<Tracks><Disc n='1'><Track>A</Track><Track n='2'>{B|C}</Track></Disc></Tracks>",
+       [](CRecord& r) {
+         r.reviewContents[0] = u"C", r.reviewRatings[1] = u"4", r.discs[0][1] = u"C";
+       }},
+      {"replaces an address that stands in an attribute",
+       "{ url='u'|}><ASIN>1</ASIN>{|<DetailPageURL>v</DetailPageURL>}",
+       [](CRecord& r) { r.DetailPageURL = u"v"; }},
+      {"writes a value that was derived from one that changes",
+       "><ItemAttributes>{|<Binding>DVD</Binding>}<ProductGroup>{DVD|Film}</ProductGroup></"
+       "ItemAttributes>",
+       [](CRecord& r) { r.ProductGroup = u"Film"; }},
+      {"copes with containers that stand twice",
+       "><ItemAttributes>{<Actor>A</Actor>|}<x/></ItemAttributes><ItemAttributes{/>|><Actor>B</"
+       "Actor>"
+       "</ItemAttributes>}<Offers><Offer{/>|><OfferListing><Availability>2</Availability><Price />"
+       "</OfferListing></Offer>}<Offer><OfferListing><Availability>1</Availability></"
+       "OfferListing></Offer>"
+       "</Offers>",
+       [](CRecord& r) { r.actors = {u"B"}, r.offerListing.Availability = u"2"; }},
+      {"sets and removes attributes among others", "{ icon='1'| status=\"3\"} x = \"y\" z=0>",
+       [](CRecord& r) { r.hasIcon = false, r.hasStatus = true, r.status = 3; }},
+      {"keeps attributes apart", " {icon=\"1\"|}status=\"2\">",
+       [](CRecord& r) { r.hasIcon = false; }},
+  };
+  for (const auto& edit : edits) {
+    SCOPED_TRACE(edit.what);
+    const std::string text = "\xEF\xBB\xBF<!--c--><R>\n<x/><Items>\n  <Item/>\n  <Item" +
+                             edit.text + "</Item>\n  <Item/></Items></R>\n<!--c-->";
+    Collection collection = parsed(reading(text, false));
+    CRecord record = collection.records().at(1);
+    EXPECT_FALSE(collection.update(1, record));
+    EXPECT_EQ(collection.text(), reading(text, false));
+    edit.change(record);
+    EXPECT_TRUE(collection.update(1, record));
+    EXPECT_EQ(collection.text(), reading(text, true));
+    record.preProcess();
+    EXPECT_EQ(written(collection.records()[1]), written(record));
+    EXPECT_EQ(reread(collection), written(collection.records()));
+  }
+}
+
+namespace {
+
+// Random records, edits and items of unusual shape.
+class Dice {
+ public:
+  explicit Dice(unsigned seed) : engine_(seed) {}
+
+  std::size_t below(std::size_t limit) {
+    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(engine_);
+  }
+  bool oneIn(std::size_t chances) { return below(chances) == 0; }
+
+  std::u16string text() {
+    static const std::vector<std::u16string> kParts = {
+        u"a",  u"B", u"7",   u"  ",     u"\n",     u"&",    u"<",         u"]]>",
+        u"\"", u"'", u"-->", u"&#x41;", u"\u00E9", u"EUR ", u"\U0001F600"};
+    std::u16string text;
+    for (std::size_t n = below(4); n > 0; --n) text += kParts[below(kParts.size())];
+    return text;
+  }
+  CRecord::Strings texts() {
+    CRecord::Strings texts(below(4));
+    for (std::u16string& entry : texts) entry = u"x" + text();
+    return texts;
+  }
+
+  void change(CRecord& record) {
+    const auto single = tessaron::kSingleAttributes[below(tessaron::kSingleAttributes.size())];
+    switch (below(10)) {
+      case 0:
+        record.*tessaron::kItemTexts[below(4)].member = text();
+        break;
+      case 1:
+        record.*tessaron::kItemDates[below(3)].member = static_cast<std::uint16_t>(below(9));
+        break;
+      case 2:
+        record.*tessaron::kImages[below(3)].member = text();
+        break;
+      case 3:
+        if (single.member) record.*single.member = text();
+        break;
+      case 4:
+        record.*tessaron::kListAttributes[below(8)].member = texts();
+        break;
+      case 5:
+        record.languages = texts(), record.description = text();
+        break;
+      case 6:
+        record.offerListing = {text(), text(), text()};
+        record.LowestNewPrice = text(), record.TotalUsed = text();
+        if (oneIn(4)) record.ListPrice = text();
+        break;
+      case 7:
+        record.reviewContents = texts();
+        record.reviewRatings.resize(record.reviewContents.size(), u"5");
+        record.reviewSummaries.resize(record.reviewContents.size());
+        if (!record.reviewSummaries.empty()) record.reviewSummaries.back() = text();
+        break;
+      case 8:
+        record.discs.resize(below(3));
+        if (!record.discs.empty()) record.discs[below(record.discs.size())] = texts();
+        break;
+      default:
+        record.customFieldNames[below(7)] = text(), record.customFieldValues[below(7)] = text();
+        record.hasIcon = oneIn(2), record.icon = static_cast<int>(below(5));
+        record.hasStatus = oneIn(2), record.status = static_cast<int>(below(8));
+    }
+    record.postProcess();
+  }
+
+  // Puts foreign attributes, elements and comments into an item, all but in the entries of lists;
+  // and, when `disorder` is set, shuffles its elements and has some twice.
+  void disturb(TiXmlElement& element, bool disorder, std::vector<std::string>& marks) {
+    static const std::set<std::string> kEntries = {
+        "Actor",  "Artist",   "Author",   "Director", "Format", "Translator",      "Feature",
+        "Review", "Platform", "Language", "Disc",     "Track",  "EditorialReview", "CustomField"};
+    std::vector<TiXmlElement*> children;
+    for (TiXmlElement* c = element.FirstChildElement(); c; c = c->NextSiblingElement()) {
+      if (!kEntries.count(c->ValueStr())) children.push_back(c);
+    }
+    for (TiXmlElement* child : children) {
+      if (disorder && oneIn(8)) {
+        std::unique_ptr<TiXmlNode> copy(child->Clone());
+        if (oneIn(2)) element.RemoveChild(child);
+        child = element.InsertEndChild(*copy)->ToElement();
+      }
+      disturb(*child, disorder, marks);
+    }
+    if (!oneIn(4)) return;
+    marks.push_back("mark" + std::to_string(marks.size()) + "_");
+    switch (below(3)) {
+      case 0:
+        element.SetAttribute(marks.back(), "");
+        break;
+      case 1:
+        element.LinkEndChild(new TiXmlComment(marks.back().c_str()));
+        break;
+      default:
+        element.LinkEndChild(new TiXmlElement(marks.back()));
+    }
+  }
+
+ private:
+  std::mt19937 engine_;
+};
+
+}  // namespace
+
+TEST(Collection, LosesNothingInRandomEdits) {
+  for (unsigned seed = 0; seed < 150; ++seed) {
+    SCOPED_TRACE(seed);
+    Dice dice(seed);
+    std::string text = "<R><Items>";
+    std::vector<std::string> marks;
+    for (int i = 0; i < 4; ++i) {
+      CRecord record;
+      for (int n = 0; n < 8; ++n) dice.change(record);
+      TiXmlElement item("Item");
+      record.composeItemNode(&item);
+      dice.disturb(item, seed % 2 == 1, marks);
+      text += "<!--" + std::to_string(i) + "-->";
+      tessaron::printXml(item, text);
+    }
+    Collection collection = parsed(text + "<!--4--></Items></R>");
+    for (int n = 0; n < 10; ++n) {
+      const std::string before = collection.text();
+      const std::size_t index = dice.below(4);
+      CRecord record = collection.records().at(index);
+      dice.change(record);
+      collection.update(index, record);
+
+      const std::string after = collection.text();
+      const std::string from = "<!--" + std::to_string(index) + "-->";
+      const std::string to = "<!--" + std::to_string(index + 1) + "-->";
+      ASSERT_EQ(after.substr(0, after.find(from)), before.substr(0, before.find(from)));
+      ASSERT_EQ(after.substr(after.find(to)), before.substr(before.find(to)));
+      for (const std::string& mark : marks) {
+        ASSERT_NE(after.find(mark), after.npos) << mark << "\n" << before << "\n" << after;
+      }
+      ASSERT_EQ(reread(collection), written(collection.records()));
+      CRecordSet wanted;
+      wanted.fromString("<R><Items>" + written(record) + "</Items></R>");
+      ASSERT_EQ(written(collection.records()[index]), written(wanted.records[0]));
+    }
+  }
+}
+
+TEST(Collection, FindsTheItemsThatASetReads) {
+  const std::vector<std::string> texts = {
+      "<R/>",
+      "<R><Items><Item><ASIN>1</ASIN><Items><Item/></Items><Details/></Item></Items></R>",
+      "<R><x><Items><Item/></Items><Details/></x><Items><x/><Item/></Items><Item/></R>",
+      "<!--a--><R><Details><Asin>1</Asin></Details><Items/><Items><Item/><Details/></Items></"
+      "R><!--b-->",
+      "<R><Items><Item/>t<![CDATA[<Item/>]]><!--<Item/>--><Items><Item/></Items></Items></R>\n",
+      "\xEF\xBB\xBF<?xml version='1.0'?><n:R xmlns:n='u'><Items><Item/></Items><Details/></n:R>",
+      "\xFF\xFE<\0R\0>\0<\0D\0e\0t\0a\0i\0l\0s\0/\0>\0<\0/\0R\0>\0"s,
+      Collection().text(),
+  };
+  for (const std::string& text : texts) {
+    const Collection collection = parsed(text);
+    CRecordSet set;
+    set.fromString(text);
+    EXPECT_EQ(written(collection.records()), written(set.records)) << text;
+    EXPECT_EQ(collection.text(), text);
+  }
+}
+
+TEST(Collection, TakesNothingFromFaultyTexts) {
+  const std::string sound = "<R><Items><Item><ASIN>1</ASIN></Item></Items></R>";
+  std::string deep;
+  for (int i = 0; i < 300; ++i) deep += "<a>";
+  for (const std::string& text :
+       {""s, "<!--x-->"s, "<R><Items><Item></Items></R>"s, "<R/>x"s, deep}) {
+    Collection collection = parsed(sound);
+    ImportCounts counts;
+    EXPECT_TRUE(collection.parse(text));
+    EXPECT_TRUE(collection.import(text, 1, counts));
+    EXPECT_EQ(counts.read, 0u);
+    EXPECT_EQ(collection.text(), sound);
+    EXPECT_EQ(collection.records().size(), 1u);
+  }
+  Collection collection;
+  const XmlFault fault = collection.parse("\xEF\xBB\xBF<R>\n <\u00C4>&#x;</\u00C4></R>");
+  EXPECT_EQ(std::pair(fault.line, fault.column), std::pair(std::size_t{2}, std::size_t{5}));
+}
+
+TEST(Collection, AddsBehindAllOthersAndRemoves) {
+  CRecord record;
+  record.ASIN = u"new";
+  const struct {
+    std::string before;
+    std::string after;  // with @ for each of two new items
+  } rows[] = {
+      {"<R/>", "<R><Items>@@</Items></R>"},
+      {"<R a='/'\n/><!--c-->", "<R a='/'><Items>@@</Items></R><!--c-->"},
+      {"<R>\n</R >", "<R><Items>@@</Items>\n</R >"},
+      {"<R><Items b='c' /><x/></R>", "<R><Items b='c'>@@</Items><x/></R>"},
+      {"<R><Items/><Items>\n</Items></R>", "<R><Items/><Items>@@\n</Items></R>"},
+      {"<R>\n <Items>\n  <Item/>\n </Items>\n</R>",
+       "<R>\n <Items>\n  <Item/>\n  @\n  @\n </Items>\n</R>"},
+      {"<R><Items><Item/></Items><Details/></R>",
+       "<R><Items><Item/></Items><Details/><Items>@@</Items></R>"},
+      {"<R><Items><Item/><!--c--></Items><x><Items/></x></R>",
+       "<R><Items><Item/><!--c-->@@</Items><x><Items/></x></R>"},
+      {"\xFE\xFF\0<\0?\0x\0m\0l\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0U\0'\0?\0>\0<\0R\0/\0>"s,
+       "<?xml encoding='UTF-8'?><R><Items>@@</Items></R>"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.before);
+    std::string expected = row.after;
+    for (std::size_t at = 0; (at = expected.find('@', at)) != expected.npos;) {
+      expected.replace(at, 1, written(record));
+    }
+    Collection collection = parsed(row.before);
+    collection.add(record);
+    const std::size_t first = collection.find(u"new");
+    const std::string one = collection.text();
+    collection.add(record);
+    EXPECT_EQ(collection.text(), expected);
+    EXPECT_EQ(reread(collection), written(collection.records()));
+    EXPECT_EQ(collection.find(u"new"), first);
+    collection.remove(first);
+    EXPECT_EQ(collection.text(), one);
+    collection.remove(first);
+    EXPECT_EQ(collection.find(u"new"), Collection::npos);
+    collection.add(record);
+    EXPECT_EQ(reread(collection), written(collection.records()));
+    EXPECT_EQ(collection.text(), one);
+  }
+  Collection collection =
+      parsed("<R>\n<Items>\n <Item/>\n <!--a--> <Item/><Item/> </Items><Details/></R>");
+  for (const std::size_t index : {3, 1, 1, 0}) collection.remove(index);
+  EXPECT_EQ(collection.text(), "<R>\n<Items>\n <!--a--> </Items></R>");
+}
+
+TEST(Collection, TurnsAnEditedItemOfTheOlderDialectIntoOneOfTheCurrent) {
+  Collection collection = parsed(
+      "<R>\n<Details url='u' x='y'>\n<Asin>1</Asin><ProductName>A &amp; B</ProductName>"
+      "<OurPrice>5</OurPrice><Starring><Actor>S</Actor></Starring><!--c--><Notes><!--n--></Notes>"
+      "<Tracks><Track>T</Track></Tracks><Reviews><AvgCustomerRating>4</AvgCustomerRating>"
+      "<CustomerReview><Comment>C</Comment><Date>d</Date></CustomerReview></Reviews>"
+      "<Tessaron><Folders><Folder/></Folders></Tessaron></Details>\n<Details/></R>");
+  CRecord record = collection.records()[0];
+  record.hasNotes = true;
+  record.Notes = u"n";
+  EXPECT_TRUE(collection.update(0, record));
+  EXPECT_FALSE(collection.update(0, record));
+  EXPECT_EQ(written(collection.records()[0]), written(record));
+  EXPECT_EQ(reread(collection), written(collection.records()));
+  const std::string text = collection.text();
+  EXPECT_TRUE(text.starts_with("<R>\n<Items><Item url='u' x='y'>")) << text;
+  EXPECT_TRUE(text.ends_with("</Item></Items>\n<Details/></R>")) << text;
+  for (const char* kept :
+       {"<OurPrice>5</OurPrice>", "<!--c-->", "<Notes>n<!--n--></Notes>",
+        "<Folders><Folder/></Folders>", "<Review><Content>C</Content><Date>d</Date></Review>"}) {
+    EXPECT_NE(text.find(kept), text.npos) << kept << " in " << text;
+  }
+}
+
+TEST(Collection, ImportsProductDataAndKeepsTheUsers) {
+  const std::string user =
+      "<Notes>N</Notes><StatusTarget>P</StatusTarget><DateAdded>7</DateAdded><StatusBeginDate>8"
+      "</StatusBeginDate><StatusEndDate>9</StatusEndDate>";
+  const std::string extra =
+      "<CustomFields><CustomField name='c' value='v'/></CustomFields><Tessaron><Folders><Folder/>"
+      "</Folders></Tessaron>";
+  Collection collection = parsed(
+      "<R><Items><Item icon='1' status='0'><ASIN>1</ASIN>" + user +
+      "<ItemAttributes><Binding>B</Binding><ISBN>i</ISBN><Title>old</Title></ItemAttributes>" +
+      extra + "</Item></Items></R>");
+  const std::string response =
+      "<S><Request><Errors/></Request><Items><Request/><Item><ItemAttributes><Title>no ASIN</Title>"
+      "</ItemAttributes></Item><Item><ASIN>1</ASIN><Notes>other</Notes><ItemAttributes><Binding>B"
+      "</Binding><Title>new</Title></ItemAttributes></Item></Items><Items><Item status='2'><ASIN>2"
+      "</ASIN><DateAdded>3</DateAdded></Item></Items><Details><Asin>2</Asin><ProductName>two"
+      "</ProductName><Catalog>DVD</Catalog></Details></S>";
+  ImportCounts counts;
+  EXPECT_FALSE(collection.import(response, 77, counts));
+  EXPECT_EQ(counts.read, 4u);
+  EXPECT_EQ(counts.added, 1u);
+  EXPECT_EQ(counts.updated, 2u);
+  EXPECT_EQ(counts.skipped, 0u);
+  ASSERT_EQ(counts.rejected.size(), 1u);
+  EXPECT_EQ(counts.rejected[0].item, 1u);
+  EXPECT_EQ(counts.rejected[0].title, u"no ASIN");
+
+  ASSERT_EQ(collection.records().size(), 2u);
+  EXPECT_EQ(collection.records()[1].Title, u"two");
+  EXPECT_EQ(collection.records()[1].DateAdded, 77);
+  const std::string text = collection.text();
+  const std::string updated =
+      "<R><Items><Item icon='1' status='0'><ASIN>1</ASIN>" + user +
+      "<ItemAttributes><Binding>B</Binding><Title>new</Title></ItemAttributes>" + extra +
+      "</Item><Item status=\"2\">";
+  EXPECT_EQ(text.substr(0, updated.size()), updated);
+
+  counts = {};
+  EXPECT_FALSE(collection.import(
+      "<S><Items><Item><ASIN>1</ASIN><ItemAttributes><Title>new</Title><Binding>B</Binding>"
+      "</ItemAttributes></Item></Items><Details><Asin>2</Asin><ProductName>two</ProductName>"
+      "<Catalog>DVD</Catalog></Details></S>",
+      78, counts));
+  EXPECT_EQ(counts.skipped, 2u);
+  EXPECT_EQ(collection.text(), text);
+}
+
+TEST(Collection, WritesTheOffersThatARecordBrings) {
+  Collection collection = parsed(
+      "<R><Items><Item><Offers><Offer x=''/><Offer><Seller/></Offer></Offers></Item></Items></R>");
+  CRecord record = collection.records()[0];
+  record.offers.resize(1);
+  record.offers[0].SellerId = u"s";
+  EXPECT_TRUE(collection.update(0, record));
+  TiXmlElement item("Item");
+  record.composeItemNode(&item);
+  std::string offer;
+  tessaron::printXml(*item.FirstChildElement("Offers")->LastChild(), offer);
+  EXPECT_EQ(collection.text(),
+            "<R><Items><Item><Offers><Offer x=''/>" + offer + "</Offers></Item></Items></R>");
+}
+
+TEST(Recover, SavesTheItemsBeforeAnyCut) {
+  const std::string whole =
+      "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<R a='b'><Details><Asin>1</Asin></Details>\n<Items>"
+      "<Item><ASIN>2</ASIN><Items><Item/></Items></Item> <Item/><!--c--></Items><Items/><Details/>"
+      "<x><![CDATA[y]]></x></R>\n";
+  const std::vector<std::string> ends = {"</Details>", "</Items></Item>", "<Item/><!--c-->",
+                                         "<Details/>"};
+  for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    const std::string damaged = whole.substr(0, cut);
+    std::size_t items = 0;
+    std::size_t kept = 0;
+    for (const std::string& end : ends) {
+      std::size_t at = whole.find(end) + end.size();
+      if (end.ends_with("-->")) at -= 8;
+      if (at <= cut) ++items, kept = at;
+    }
+    const Recovery recovery = tessaron::recover(damaged);
+    EXPECT_EQ(recovery.items, items);
+    EXPECT_EQ(parsed(recovery.text).records().size(), items);
+    EXPECT_EQ(static_cast<bool>(recovery.fault), cut < whole.size() - 1);
+    if (!recovery.fault) {
+      EXPECT_EQ(recovery.text, damaged);
+    } else if (items == 0) {
+      EXPECT_EQ(recovery.text, Collection().text());
+    } else {
+      const bool inItems = items == 2 || items == 3;
+      EXPECT_EQ(recovery.text, whole.substr(0, kept) + (inItems ? "</Items></R>" : "</R>"));
+    }
+  }
+}
