@@ -1,11 +1,9 @@
 // The command line of the catalogue: chooses the verb, prints its failure, gives the exit code.
 
-#include <fmt/format.h>
-
 #include <csignal>
 #include <exception>
-#include <iostream>
 #include <new>
+#include <sstream>
 
 #include "verbs.h"
 
@@ -35,7 +33,8 @@ int run(int argc, char** argv) {
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
   for (const auto add :
-       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart})
+       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart,
+        addCache})
     add(app, context);
 
   try {
@@ -43,8 +42,10 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0)
       return fail({kUsage, {}, std::string(error.what()) + " (--help tells the usage)"});
-    app.exit(error, std::cout, std::cerr);  // what --help and --version ask for
-    std::cout.flush();
+    std::ostringstream text;  // what --help and --version ask for
+    app.exit(error, text, text);
+    print(text.str());
+    if (!text.str().ends_with('\n')) print("\n");
     flushOutput();
     return kDone;
   }
