@@ -1,0 +1,158 @@
+import datetime
+import os
+import stat
+import subprocess
+import unittest
+
+from support import TOOL, ToolTest, collection, item
+
+RICH = """<?xml version="1.0" encoding="UTF-8" standalone="yes" ?>
+<!-- mine -->
+<PriceTracker version='7'>
+    <Items>
+        <Item icon="2" shelf="north">
+            <!-- keep -->
+            <ASIN>A1</ASIN>
+            <Rating unit="stars">4</Rating>
+            <ItemAttributes>
+                <Title>  Two  blanks &amp; more </Title>
+            </ItemAttributes>
+            <Offers>
+                <Offer><OfferListing><Price><FormattedPrice>$1</FormattedPrice></Price></OfferListing></Offer>
+                <Offer><Seller><Nickname>second</Nickname></Seller></Offer>
+            </Offers>
+            <Tessaron><Folders><Folder ID="1" ParentID="-1"><File/></Folder></Folders></Tessaron>
+        </Item>
+        <Item><ASIN>A2</ASIN><x:own xmlns:x="y">é</x:own></Item>
+    </Items>
+    <Tail/>
+</PriceTracker>
+"""
+TODAY = datetime.date.today()
+
+
+def day(distance):
+    return (TODAY + datetime.timedelta(days=distance)).isoformat()
+
+
+class Edit(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.file = self.write("c.xml", collection(item("A1"), item("A2"), item("A3")))
+
+    def set(self, *arguments, **options):
+        return self.tool("set", "-c", "c.xml", "A1", *arguments, **options)
+
+    def record(self):
+        return self.json("show", "-c", "c.xml", "A1")
+
+    def test_status_options(self):
+        def status(value, name, target="", begin=None, end=None):
+            return {"value": value, "name": name, "target": target, "begin": begin, "end": end}
+
+        rows = [  # each goes on where the one before has left the item
+            (["--status", "LENT", "--target", "Ana 🎁", "--from", "2024-02-29", "--until", "+14d"],
+             status(0, "Lent", "Ana 🎁", "2024-02-29", day(14))),
+            (["--status", "lent", "--until", "tomorrow"],
+             status(0, "Lent", "Ana 🎁", "2024-02-29", day(1))),
+            (["--from", "", "--target", ""], status(0, "Lent", "", None, day(1))),
+            (["--status", "rented-out", "--from", "today", "--until", "today"],
+             status(2, "Rented Out", "", day(0), day(0))),
+            (["--status", "On the Way"], status(6, "On the Way")),
+            (["--target", "Shop", "--from", "2107-12-31"],
+             status(6, "On the Way", "Shop", "2107-12-31")),
+            (["--no-status"], None),
+        ]
+        for arguments, expected in rows:
+            with self.subTest(arguments=arguments):
+                self.set(*arguments)
+                actual = self.record()["status"]
+                if actual is not None:
+                    del actual["text"], actual["due"]
+                self.assertEqual(actual, expected)
+
+    def test_notes_icon_and_fields(self):
+        self.set("--notes", "-a <b>\n\"c\"", "--icon", "-1", "--field", "Shelf=a=b", "--field", "Ä=ö")
+        record = self.record()
+        self.assertEqual((record["Notes"], record["icon"]), ("-a <b>\n\"c\"", -1))
+        self.assertEqual(record["customFields"],
+                         [{"name": "Shelf", "value": "a=b"}, {"name": "Ä", "value": "ö"}])
+        self.set("--notes", "", "--field", "Shelf=", "--field", "Unknown=", "--field", "New=1")
+        record = self.record()
+        self.assertEqual(record["Notes"], "")
+        self.assertCountEqual(record["customFields"],
+                              [{"name": "New", "value": "1"}, {"name": "Ä", "value": "ö"}])
+
+    def test_failures_change_nothing(self):
+        for i in range(7):
+            self.set("--field", f"F{i}=x")
+        broken = self.write("broken.xml", collection(item("A1")).replace("</Title>", "", 1))
+        page = self.write("page.html", "<html><head/></html>")
+        a1 = ("set", "-c", "c.xml", "A1")
+        self.assert_failures([
+            (1, "c.xml: .*fields", *a1, "--notes", "no", "--field", "F7=x"),
+            (1, "c.xml: .*A9", "set", "-c", "c.xml", "A9", "--notes", "x"),
+            (1, "c.xml: .*status", *a1, "--target", "Bo"),
+            (1, "c.xml: .*A9", "remove", "-c", "c.xml", "A1", "A9"),
+            (1, "c.xml: .*A9", "show", "-c", "c.xml", "A9"),
+            (2, "lent, borrowed, rented-out", *a1, "--status", "gone"),
+            (2, "2023-02-29", *a1, "--status", "lent", "--until", "2023-02-29"),
+            (2, "1979", *a1, "--status", "lent", "--until", "1979-12-31"),
+            (2, "2108", *a1, "--status", "lent", "--until", "2108-01-01"),
+            (2, "99999d", *a1, "--status", "lent", "--until", "+99999d"),
+            (2, "before", *a1, "--status", "lent", "--from", "2024-05-02", "--until", "2024-05-01"),
+            (2, "excludes --no-status", *a1, "--no-status", "--target", "Bo"),
+            (2, "NAME=VALUE", *a1, "--field", "=x"),
+            (2, "--icon", *a1, "--icon", "two"),
+            (2, "at least one", *a1),
+            (2, "standard input", "set", "-c", "-", "A1", "--notes", "x"),
+            (65, r"broken.xml:2:\d+: ", "set", "-c", "broken.xml", "A1", "--notes", "x"),
+            (65, r"broken.xml:2:\d+: ", "remove", "-c", "broken.xml", "A1"),
+            (65, "page.html: ", "remove", "-c", "page.html", "A1"),
+            (66, "no.xml: No such", "set", "-c", "no.xml", "A1", "--notes", "x"),
+            (66, "no.xml: No such", "remove", "-c", "no.xml", "A1"),
+        ], untouched=[self.file, broken, page])
+
+    def test_nothing_is_lost_that_a_record_does_not_carry(self):
+        self.file.write_text(RICH)
+        self.set("--notes", "new", "--status", "lent", "--target", "Bo")
+        text = self.file.read_text()
+        head, tail = RICH.split('<Item icon="2"')[0], RICH[RICH.index("<Item><ASIN>A2"):]
+        self.assertTrue(text.startswith(head))
+        self.assertTrue(text.endswith(tail))
+        for kept in ('shelf="north"', "<!-- keep -->", '<Rating unit="stars">4</Rating>',
+                     "<Title>  Two  blanks &amp; more </Title>",
+                     "<Offer><Seller><Nickname>second</Nickname></Seller></Offer>",
+                     '<Folder ID="1" ParentID="-1"><File/></Folder>'):
+            self.assertIn(kept, text)
+        self.assertEqual(self.record()["Notes"], "new")
+        self.tool("remove", "-c", "c.xml", "A1")
+        text = self.file.read_text()
+        self.assertNotIn("A1", text)
+        self.assertTrue(text.startswith(head.rstrip()))
+        self.assertTrue(text.endswith(tail))
+
+    def test_removes_every_named_item(self):
+        self.tool("remove", "-c", "c.xml", "A3", "A1", "A3", "--quiet")
+        self.assertEqual([r["ASIN"] for r in self.json("list", "-c", "c.xml")], ["A2"])
+
+    def test_edits_follow_links_and_keep_permissions(self):
+        os.chmod(self.file, 0o640)
+        link = self.folder / "link.xml"
+        link.symlink_to("c.xml")
+        self.tool("set", "-c", link, "A1", "--notes", "through")
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(self.record()["Notes"], "through")
+        self.assertEqual(stat.S_IMODE(self.file.stat().st_mode), 0o640)
+
+    def test_simultaneous_edits_do_not_lose_one_another(self):
+        self.file.write_text(collection(*(item(f"A{i}") for i in range(24))))
+        running = [subprocess.Popen([TOOL, "set", "-q", "-c", self.file, f"A{i}", "--notes", f"n{i}"])
+                   for i in range(24)]
+        self.assertEqual([process.wait(60) for process in running], [0] * 24)
+        self.assertEqual([r["Notes"] for r in self.json("list", "-c", "c.xml")],
+                         [f"n{i}" for i in range(24)])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,120 @@
+import datetime
+import os
+import re
+import resource
+import signal
+import subprocess
+import unittest
+
+from support import ToolTest, collection, item, response
+
+OLD_DIALECT = """<ProductInfo><Details url="http://shop.example/old"><Asin>OLD1</Asin>
+<ProductName>Older</ProductName><Catalog>Music</Catalog></Details></ProductInfo>"""
+SERVICE_ERROR = """<R><Items><Request><Errors><Error><Code>None</Code>
+<Message>We found no match.</Message></Error></Errors></Request></Items></R>"""
+
+
+def limit_file_size():
+    signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))
+
+
+class Import(ToolTest):
+    def counts(self, *arguments, **options):
+        result = self.json("import", "-c", "c.xml", *arguments, **options)
+        rejected = result.pop("rejected")
+        total = result["added"] + result["updated"] + result["skipped"] + len(rejected)
+        self.assertEqual(result["read"], total)
+        return [result[key] for key in ("added", "updated", "skipped")], rejected
+
+    def test_adds_then_skips_then_updates_what_the_shop_changed(self):
+        self.write("r.xml", response(item("A1", "Äpfel 🍏"), item("A2")))
+        self.write("old.xml", OLD_DIALECT)
+        self.assertEqual(self.counts("r.xml", "old.xml"), ([3, 0, 0], []))
+        before = (self.folder / "c.xml").stat()
+        self.assertEqual(self.counts("r.xml", "old.xml"), ([0, 0, 3], []))
+        after = (self.folder / "c.xml").stat()
+        self.assertEqual((before.st_ino, before.st_mtime_ns), (after.st_ino, after.st_mtime_ns))
+
+        self.tool("set", "-c", "c.xml", "A1", "--status", "lent", "--target", "Åsa", "--notes",
+                  "signed", "--icon", 3, "--field", "Shelf=7")
+        self.write("r.xml", response(item("A1", "Birnen"), item("A2")))
+        self.assertEqual(self.counts("r.xml"), ([0, 1, 1], []))
+        record = self.json("show", "-c", "c.xml", "A1")
+        self.assertEqual(record["Title"], "Birnen")
+        self.assertEqual(record["DateAdded"], datetime.date.today().isoformat())
+        self.assertEqual((record["status"]["target"], record["Notes"], record["icon"]),
+                         ("Åsa", "signed", 3))
+        self.assertEqual(record["customFields"], [{"name": "Shelf", "value": "7"}])
+
+    def test_reads_standard_input_and_pipes(self):
+        self.assertEqual(self.counts("-", text=response(item("A1")))[0], [1, 0, 0])
+        read, write = os.pipe()
+        os.write(write, response(item("A2")).encode())
+        os.close(write)
+        self.assertEqual(self.counts(f"/dev/fd/{read}", pass_fds=[read])[0], [1, 0, 0])
+        os.close(read)
+
+    def test_rejects_single_items_and_takes_the_others(self):
+        self.write("r.xml", response(item("A1"), item("", "Nameless")))
+        done = self.tool("import", "-c", "c.xml", "r.xml")
+        self.assertEqual(done.out, "read 2, added 1, updated 0, skipped 0, rejected 1\n")
+        self.assertRegex(done.err, r'\Atessaron: r.xml: item 2 "Nameless" rejected: .+\n\Z')
+        _, rejected = self.counts("r.xml")
+        self.assertEqual([(r["file"], r["item"], r["title"]) for r in rejected],
+                         [("r.xml", 2, "Nameless")])
+        self.assertTrue(rejected[0]["reason"])
+
+    def test_a_dry_run_counts_and_writes_nothing(self):
+        self.write("r.xml", response(item("A1")))
+        self.assertEqual(self.counts("r.xml", "--dry-run"), ([1, 0, 0], []))
+        self.assertFalse((self.folder / "c.xml").exists())
+
+    def test_failures_leave_the_collection_as_it_was(self):
+        kept = self.write("c.xml", collection(item("A1")))
+        self.write("good.xml", response(item("A2")))
+        self.write("cut.xml", response(item("A3"))[:-20])
+        self.write("mixed.xml", "<R>\n <Items><Item></Items>\n</R>")
+        self.write("none.xml", response())
+        self.write("error.xml", SERVICE_ERROR)
+        self.write("bad.xml", response(item("")))
+        self.write("page.html", "<html><body><p>Not found</p></body></html>")
+        self.write("empty.xml", "")
+        broken = self.write("broken.xml", "<PriceTracker>\n<Items>\n  <Item></Itm></Items>")
+        self.write("picture.svg", "<svg><g/></svg>")
+        (self.folder / "folder").mkdir()
+        into = ("import", "-c", "c.xml")
+        self.assert_failures([
+            (1, "none.xml: no item", *into, "none.xml"),
+            (1, "error.xml: .*We found no match", *into, "error.xml"),
+            (1, "bad.xml: item 1", *into, "bad.xml"),
+            (65, r"cut.xml:2:\d+: ", *into, "good.xml", "cut.xml"),
+            (65, r"mixed.xml:2:\d+: ", *into, "good.xml", "mixed.xml"),
+            (65, "page.html: ", *into, "good.xml", "page.html"),
+            (65, "empty.xml:1:1: ", *into, "empty.xml"),
+            (66, "missing.xml: No such file", *into, "good.xml", "missing.xml"),
+            (66, "folder: Is a directory", *into, "folder"),
+            (66, "standard input: .*once", *into, "-", "-"),
+            (65, r"broken.xml:3:\d+: ", "import", "-c", "broken.xml", "good.xml"),
+            (65, "picture.svg: ", "import", "-c", "picture.svg", "good.xml"),
+            (73, "no/c.xml: No such file", "import", "-c", "no/c.xml", "good.xml"),
+            (2, "standard input", "import", "-c", "-", "good.xml"),
+            (2, "RESPONSE", "import", "-c", "c.xml"),
+        ], untouched=[kept, broken])
+
+        into = (*into, "good.xml")
+        with self.subTest("the disk is full"):
+            self.tool(*into, code=74, preexec_fn=limit_file_size)
+        with self.subTest("the counts cannot be printed"), open("/dev/full", "wb") as full:
+            self.assertIn("standard output: ", self.tool(*into, code=74, stdout=full).err)
+        with self.subTest("nobody reads the counts"):
+            read, write = os.pipe()
+            os.close(read)
+            self.tool(*into, code=74, stdout=write)
+            os.close(write)
+        self.assertEqual(kept.read_text(), collection(item("A1")))
+        self.assertEqual([p for p in self.folder.iterdir() if ".tmp" in p.name], [])
+
+
+if __name__ == "__main__":
+    unittest.main()

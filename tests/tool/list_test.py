@@ -1,0 +1,157 @@
+"""Listing, showing, and what reaches a terminal."""
+
+import csv
+import fcntl
+import io
+import os
+import pty
+import re
+import struct
+import subprocess
+import termios
+import unicodedata
+import unittest
+
+from support import TOOL, ToolTest, collection, item, response
+
+HOSTILE = "&#27;[2J&#155;31m\u202e&#7;x\r\ny\u009b"
+
+
+def columns(line):
+    widths = [0 if unicodedata.category(c) in ("Mn", "Cf") else
+              2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in line]
+    return sum(widths)
+
+
+class List(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.write("c.xml", collection(
+            item("A1", "Disc 10", "<DateAdded>3</DateAdded>"),
+            item("A2", "äther", attributes=' status="7"'),
+            item("A3", "Zebra", "<DateAdded>2</DateAdded>", ' status="2"'),
+            item("A4", "disc 9").replace("Book", "art")))
+
+    def asins(self, *arguments):
+        return [r["ASIN"] for r in self.json("list", "-c", "c.xml", *arguments)]
+
+    def on_terminal(self, *arguments, width=20, env=None):
+        """Runs the program with both outputs on a terminal of that width; gives what it received."""
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
+        process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL, stdout=theirs,
+                                   stderr=theirs, cwd=self.folder, env={**os.environ, **(env or {})})
+        os.close(theirs)
+        received = b""
+        try:
+            while part := os.read(ours, 4096):
+                received += part
+        except OSError:  # the other end was closed
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(60), 0)
+        return received.decode()
+
+    def test_sorts_and_selects(self):
+        rows = [
+            ([], "A1 A2 A3 A4"),
+            (["--sort", "title"], "A2 A4 A1 A3"),
+            (["--sort", "added"], "A2 A4 A3 A1"),
+            (["--sort", "group"], "A4 A2 A1 A3"),
+            (["--sort", "status"], "A3 A2 A4 A1"),
+            (["--status", "none"], "A1 A4"),
+            (["--status", "Rented out"], "A3"),
+            (["--status", "FAVORITE", "--sort", "title"], "A2"),
+        ]
+        for arguments, expected in rows:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.asins(*arguments), expected.split())
+        self.write("none.xml", collection())
+        self.assert_failures([
+            (1, "c.xml: .*sold-out", "list", "-c", "c.xml", "--status", "sold-out"),
+            (1, "none.xml: ", "list", "-c", "none.xml"),
+            (2, "lent, borrowed, .*favorite", "list", "-c", "c.xml", "--status", "here"),
+            (2, "--sort", "list", "-c", "c.xml", "--sort", "price"),
+            (2, "excludes", "list", "-c", "c.xml", "--json", "--csv"),
+            (2, "--collection", "list"),
+            (2, "subcommand", ),
+            (2, "nonsense", "list", "-c", "c.xml", "nonsense"),
+            (66, "no.xml: No such file", "list", "-c", "no.xml"),
+        ])
+        self.assertEqual(self.tool("list", "-c", "none.xml", "--json", code=1).out, "[]\n")
+
+    def test_csv_keeps_texts_apart_and_formulas_harmless(self):
+        titles = ['a,"b"', "=1+1", "+x", "-5", "-5+2", "@x", "two\nlines", "＝1"]
+        self.write("c.xml", collection(*(item("A", t.replace('"', "&quot;")) for t in titles)))
+        out = self.tool("list", "-c", "c.xml", "--csv").out
+        self.assertEqual(out.count("\r\n"), len(titles) + 1)
+        rows = list(csv.DictReader(io.StringIO(out, newline="")))
+        self.assertEqual([row["Title"] for row in rows],
+                         ['a,"b"', "'=1+1", "'+x", "-5", "'-5+2", "'@x", "two\nlines", "'＝1"])
+
+    def test_nothing_in_a_text_steers_the_terminal(self):
+        self.write("h.xml", collection(item("A1", HOSTILE, f"<Notes>{HOSTILE}</Notes>")))
+        forms = [["list"], ["list", "--json"], ["list", "--csv"], ["show", "A1"],
+                 ["show", "A1", "--json"]]
+        for form in forms:
+            with self.subTest(form=form):
+                out = self.on_terminal(*form, "-c", "h.xml", "--color", "never", width=200)
+                self.assertIn("[2J", out)
+                self.assertNotRegex(out, "[\x00-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f]")
+                data = "--json" in form or "--csv" in form  # is complete
+                self.assertEqual("\u202e" in out, data)
+        self.assertNotRegex(self.tool("show", "-c", "h.xml", "\x1b[2J", code=1).err, "\x1b")
+
+    def test_tables_fit_the_terminal_and_are_whole_elsewhere(self):
+        long = "星を編む猫の手帖 " * 3 + "e\u0301" * 30 + "🚂" * 9
+        self.write("w.xml", collection(item("B000000001", long, attributes=' status="7"')))
+        for width in (20, 21, 33, 80):
+            with self.subTest(width=width):
+                out = self.on_terminal("list", "-c", "w.xml", "--color", "never", width=width)
+                lines = out.splitlines()
+                self.assertEqual(len(lines), 2)
+                self.assertIn("…", lines[1])
+                self.assertLessEqual(max(map(columns, lines)), width)
+                self.assertGreaterEqual(columns(lines[1]), width - 8)
+        lines = self.tool("list", "-c", "w.xml").out.splitlines()
+        self.assertIn(long, lines[1])
+        self.assertEqual(columns(lines[0].split("Group")[0]), columns(lines[1].split("Book")[0]))
+
+    def test_progress_fits_and_vanishes(self):
+        names = ["a-response-with-a-long-name.xml", "b.xml"]
+        for name in names:
+            self.write(name, response(item(name)))
+        out = self.on_terminal("import", "-c", "n.xml", *names)
+        steps = re.findall(r"\r\x1b\[K([^\r\n]*)", out)
+        self.assertEqual(steps[:2], ["importing 0/2 a-re…", "importing 1/2 b.xml"])
+        self.assertTrue(all(columns(step) < 20 for step in steps[:2]))
+        self.assertRegex(steps[2], "^read 2, ")  # in a line that is empty again
+        self.assertNotIn("\x1b", self.on_terminal("import", "-q", "-c", "n.xml", *names))
+        self.assertEqual(self.tool("import", "-c", "n.xml", *names).err, "")
+
+    def test_colour_only_where_it_is_wanted(self):
+        rows = [
+            ({}, [], True),
+            ({"NO_COLOR": "1"}, [], False),
+            ({"NO_COLOR": ""}, [], True),
+            ({"NO_COLOR": "1"}, ["--color", "always"], True),
+            ({}, ["--color=never"], False),
+        ]
+        for env, arguments, expected in rows:
+            with self.subTest(env=env, arguments=arguments):
+                out = self.on_terminal(*arguments, "list", "-c", "c.xml", env=env, width=80)
+                self.assertEqual("\x1b[" in out, expected)
+        self.assertNotIn("\x1b", self.tool("list", "-c", "c.xml").out)
+        self.assertIn("\x1b", self.tool("list", "-c", "c.xml", "--color", "always").out)
+
+    def test_show_prints_what_there_is(self):
+        out = self.tool("show", "-c", "-", "A3", text=collection(item(
+            "A3", "Zebra", "<Notes>one\ntwo</Notes><Tracks><Disc><Track>t1</Track></Disc></Tracks>"))).out
+        self.assertIn("Title: Zebra\n", out)
+        self.assertIn("Notes: one\n  two\n", out)
+        self.assertRegex(out, r"discs:\n +-\n +- t1\n")
+        self.assertNotIn("Publisher", out)
+
+
+if __name__ == "__main__":
+    unittest.main()

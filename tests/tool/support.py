@@ -1,0 +1,74 @@
+"""What the tests of the command-line tool share: a folder per test, and running the program."""
+
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+TOOL = os.environ["TESSARON"]
+
+
+def item(asin, title="Title", inner="", attributes=""):
+    """An item in the current dialect."""
+    return (
+        f"<Item{attributes}><ASIN>{asin}</ASIN>{inner}<ItemAttributes><Title>{title}</Title>"
+        "<ProductGroup>Book</ProductGroup></ItemAttributes></Item>"
+    )
+
+
+def response(*items, root="ProductSearchResponse"):
+    return f'<?xml version="1.0" encoding="UTF-8"?>\n<{root}><Items>{"".join(items)}</Items></{root}>\n'
+
+
+def collection(*items):
+    return response(*items, root="PriceTracker")
+
+
+def dos_date(day):
+    return (day.year - 1980) << 9 | day.month << 5 | day.day
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def write(self, name, text):
+        path = self.folder / name
+        path.write_bytes(text if isinstance(text, bytes) else text.encode())
+        return path
+
+    def tool(self, *arguments, code=0, text=None, **options):
+        """Runs the program in the test's folder. A failure must be told in one line of its form."""
+        options.setdefault("stdout", subprocess.PIPE)
+        done = subprocess.run(
+            [TOOL, *map(str, arguments)],
+            input=None if text is None else text.encode(),
+            stderr=subprocess.PIPE,
+            cwd=self.folder,
+            timeout=60,
+            check=False,
+            **options,
+        )
+        done.out = (done.stdout or b"").decode()
+        done.err = done.stderr.decode()
+        self.assertEqual(done.returncode, code, f"{arguments}: {done.err}")
+        if code != 0:
+            self.assertRegex(done.err, r"\Atessaron: [^\n]+\n\Z", arguments)
+        return done
+
+    def json(self, *arguments, **options):
+        return json.loads(self.tool(*arguments, "--json", **options).out)
+
+    def assert_failures(self, rows, untouched=()):
+        """Rows of (code, what the message matches, arguments...); the files keep their bytes."""
+        before = sorted(self.folder.iterdir())
+        content = [path.read_bytes() for path in untouched]
+        for code, message, *arguments in rows:
+            with self.subTest(arguments=arguments):
+                self.assertRegex(self.tool(*arguments, code=code).err, message)
+                self.assertEqual([path.read_bytes() for path in untouched], content)
+                self.assertEqual(sorted(self.folder.iterdir()), before)
