@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <random>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -51,8 +50,18 @@ std::vector<std::string> reread(const Collection& collection) {
 
 // One of the two readings of a text with alternatives: "a{b|c}" is "ab" or "ac".
 std::string reading(const std::string& text, bool second) {
-  static const std::regex kAlternatives("\\{([^|]*)\\|([^}]*)\\}");
-  return std::regex_replace(text, kAlternatives, second ? "$2" : "$1");
+  std::string out;
+  int alternative = 0;
+  for (const char c : text) {
+    if (c == '{' || c == '}') {
+      alternative = c == '{' ? 1 : 0;
+    } else if (c == '|' && alternative == 1) {
+      alternative = 2;
+    } else if (alternative == 0 || (alternative == 2) == second) {
+      out += c;
+    }
+  }
+  return out;
 }
 
 }  // namespace
@@ -64,8 +73,8 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
     std::function<void(CRecord&)> change;
   } edits[] = {
       {"inserts with the indent of the neighbour",
-       ">\r\n\t<ASIN><![CDATA[1]]></ASIN>{|\r\n\t<Notes>a&lt;b</Notes>\r\n\t<DateAdded>2</"
-       "DateAdded>}\r\n",
+       ">\r\n\t<ASIN><![CDATA[1]]></ASIN>{|\r\n\t<Notes>a&lt;b</Notes>\r\n\t"
+       "<DateAdded>2</DateAdded>}\r\n",
        [](CRecord& r) { r.hasNotes = true, r.Notes = u"a<b", r.DateAdded = 2; }},
       {"changes texts between comments and beside CDATA",
        "><ASIN>&#49;</ASIN><Notes a='b'>{<!--c-->o<![CDATA[l]]>d|new<!--c-->}<x/></Notes>",
@@ -74,9 +83,8 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
        ">\n <Notes a='b'>{n|}</Notes>{\n <StatusTarget>t</StatusTarget>|}\n",
        [](CRecord& r) { r.hasNotes = false, r.StatusTarget.clear(); }},
       {"fills empty elements in their place",
-       "><Notes{ "
-       "/>|>n</Notes>}<ItemAttributes{/>|><Binding>b</Binding><Title>t</Title></ItemAttributes>}"
-       "<ASIN>{|1}</ASIN>",
+       "><Notes{ />|>n</Notes>}<ItemAttributes{/>|><Binding>b</Binding><Title>t</Title>"
+       "</ItemAttributes>}<ASIN>{|1}</ASIN>",
        [](CRecord& r) {
          r.ASIN = u"1", r.hasNotes = true, r.Notes = u"n", r.Binding = u"b", r.Title = u"t";
        }},
@@ -89,43 +97,40 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
        "<Name>{B</Name><Type>y</Type>|C (z)</Name>}</Language></Languages></ItemAttributes>",
        [](CRecord& r) { r.languages[1] = u"C (z)"; }},
       {"joins reviews in the service's shape",
-       "><EditorialReviews>{<EditorialReview><Source>S</Source><Content>C</Content></"
-       "EditorialReview>|}"
-       " <EditorialReview>{A "
-       "<Source>T</Source>|new}<Link>0</Link></EditorialReview></EditorialReviews>",
+       "><EditorialReviews>{<EditorialReview><Source>S</Source></EditorialReview>|} "
+       "<EditorialReview>{A <Source>T</Source>|new}<Link/></EditorialReview></EditorialReviews>",
        [](CRecord& r) { r.description = u"new"; }},
       {"touches single entries of lists",
-       "><ItemAttributes>\n<Actor>A</Actor>\n<!--x--><Actor "
-       "role='r'>{B|X</Actor><Actor>Y}</Actor>\n"
-       "<Title>T</Title>\n<Actor>&#67;</Actor>{<Author a=''>D</Author>|}{\n<Artist>A</Artist>|}\n"
-       "<Artist>B</Artist>{|\n<Director>B</Director>}\n<Director>C</Director>{|\n<Director>C</"
-       "Director>}"
-       "{<Format/><Format>F</Format><Format "
-       "a=''/>|<Format>F</Format><Format>G</Format>}</ItemAttributes>",
+       "><ItemAttributes>\n<Actor>A</Actor>\n<!--x--><Actor a=''>{B|X</Actor><Actor>Y}</Actor>"
+       "\n<Title>T</Title>\n<Actor>&#67;</Actor>{<Author a=''>D</Author>|}"
+       "{\n<Artist>A</Artist>|}\n<Artist>B</Artist>{|\n<Director>B</Director>}\n"
+       "<Director>C</Director>{|\n<Director>C</Director>}"
+       "{<Format/>|}<Format>F</Format>{<Format a=''/>|<Format>G</Format>}</ItemAttributes>",
        [](CRecord& r) {
          r.actors = {u"A", u"X", u"Y", u"C"}, r.hasAuthors = false, r.artists = {u"B"};
          r.directors = {u"B", u"C", u"C"}, r.formats = {u"F", u"G"};
        }},
-      {"leaves further offers and a price's other parts alone",
-       "><Offers><Offer><OfferListing>{|<Availability>now</Availability>}<Price><Amount>5</Amount>"
-       "<FormattedPrice>${5|6}</FormattedPrice></Price></OfferListing></Offer><Offer><Seller/></"
-       "Offer>"
-       "</Offers><Tessaron><Folders><Folder/></Folders></Tessaron>",
+      {"leaves further offers, a price's other parts and folders alone",
+       "><Offers><Offer><OfferListing>{|<Availability>now</Availability>}<Price><x/>"
+       "<FormattedPrice>${5|6}</FormattedPrice></Price></OfferListing></Offer><Offer/></Offers>"
+       "<Tessaron><Folders><Folder/></Folders></Tessaron>",
        [](CRecord& r) { r.offerListing.Price = u"$6", r.offerListing.Availability = u"now"; }},
       {"writes its offer in front of one that is not read",
-       "><Offers>{|<Offer><OfferListing><OfferListingId>o</OfferListingId><Price "
-       "/></OfferListing></Offer>}"
-       "<TotalOffers>1</TotalOffers><Offer/></Offers>",
+       "><Offers>{|<Offer><OfferListing><OfferListingId>o</OfferListingId><Price />"
+       "</OfferListing></Offer>}<TotalOffers/><Offer/></Offers>",
        [](CRecord& r) { r.offerListing.OfferListingId = u"o"; }},
+      {"writes the further offers that a record brings",
+       "><Offers><Offer x=''/>{<Offer><y/></Offer>|<Offer><Seller><Location /><SellerId>s"
+       "</SellerId></Seller><OfferAttributes /><OfferListing><Price /></OfferListing></Offer>}"
+       "</Offers>",
+       [](CRecord& r) { r.offers.resize(1), r.offers[0].SellerId = u"s"; }},
       {"fills slots by position",
        "><CustomFields><CustomField value='{v|&quot;}' x='y' name='n'/>{|<CustomField name=\"\" "
-       "value=\"\""
-       " /><CustomField name=\"m\" value=\"\" />}</CustomFields>",
+       "value=\"\" /><CustomField name=\"m\" value=\"\" />}</CustomFields>",
        [](CRecord& r) { r.customFieldValues[0] = u"\"", r.customFieldNames[2] = u"m"; }},
       {"tells reviews and discs from each other",
-       "><CustomerReviews><Review>{<Date>1</Date>|}<Rating>5</Rating><Content>{A|C}</Content></"
-       "Review>"
-       "<Review><Date>2</Date><Rating>{5|4}</Rating><Content>B</Content></Review></CustomerReviews>"
+       "><CustomerReviews><Review>{<Date/>|}<Rating>5</Rating><Content>{A|C}</Content></Review>"
+       "<Review><Date/><Rating>{5|4}</Rating><Content>B</Content></Review></CustomerReviews>"
        "<Tracks><Disc n='1'><Track>A</Track><Track n='2'>{B|C}</Track></Disc></Tracks>",
        [](CRecord& r) {
          r.reviewContents[0] = u"C", r.reviewRatings[1] = u"4", r.discs[0][1] = u"C";
@@ -134,16 +139,14 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
        "{ url='u'|}><ASIN>1</ASIN>{|<DetailPageURL>v</DetailPageURL>}",
        [](CRecord& r) { r.DetailPageURL = u"v"; }},
       {"writes a value that was derived from one that changes",
-       "><ItemAttributes>{|<Binding>DVD</Binding>}<ProductGroup>{DVD|Film}</ProductGroup></"
-       "ItemAttributes>",
-       [](CRecord& r) { r.ProductGroup = u"Film"; }},
+       "><ItemAttributes>{|<Binding>A</Binding>}<ProductGroup>{A|B}</ProductGroup>"
+       "</ItemAttributes>",
+       [](CRecord& r) { r.ProductGroup = u"B"; }},
       {"copes with containers that stand twice",
-       "><ItemAttributes>{<Actor>A</Actor>|}<x/></ItemAttributes><ItemAttributes{/>|><Actor>B</"
-       "Actor>"
-       "</ItemAttributes>}<Offers><Offer{/>|><OfferListing><Availability>2</Availability><Price />"
-       "</OfferListing></Offer>}<Offer><OfferListing><Availability>1</Availability></"
-       "OfferListing></Offer>"
-       "</Offers>",
+       "><ItemAttributes>{<Actor>A</Actor>|}<x/></ItemAttributes><ItemAttributes{/>|>"
+       "<Actor>B</Actor></ItemAttributes>}<Offers><Offer{/>|><OfferListing><Availability>2"
+       "</Availability><Price /></OfferListing></Offer>}<Offer><OfferListing><Availability>1"
+       "</Availability></OfferListing></Offer></Offers>",
        [](CRecord& r) { r.actors = {u"B"}, r.offerListing.Availability = u"2"; }},
       {"sets and removes attributes among others", "{ icon='1'| status=\"3\"} x = \"y\" z=0>",
        [](CRecord& r) { r.hasIcon = false, r.hasStatus = true, r.status = 3; }},
@@ -162,6 +165,7 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
     EXPECT_TRUE(collection.update(1, record));
     EXPECT_EQ(collection.text(), reading(text, true));
     record.preProcess();
+    record.offers.clear();  // these are not read back
     EXPECT_EQ(written(collection.records()[1]), written(record));
     EXPECT_EQ(reread(collection), written(collection.records()));
   }
@@ -195,45 +199,23 @@ class Dice {
 
   void change(CRecord& record) {
     const auto single = tessaron::kSingleAttributes[below(tessaron::kSingleAttributes.size())];
-    switch (below(10)) {
-      case 0:
-        record.*tessaron::kItemTexts[below(4)].member = text();
-        break;
-      case 1:
-        record.*tessaron::kItemDates[below(3)].member = static_cast<std::uint16_t>(below(9));
-        break;
-      case 2:
-        record.*tessaron::kImages[below(3)].member = text();
-        break;
-      case 3:
-        if (single.member) record.*single.member = text();
-        break;
-      case 4:
-        record.*tessaron::kListAttributes[below(8)].member = texts();
-        break;
-      case 5:
-        record.languages = texts(), record.description = text();
-        break;
-      case 6:
-        record.offerListing = {text(), text(), text()};
-        record.LowestNewPrice = text(), record.TotalUsed = text();
-        if (oneIn(4)) record.ListPrice = text();
-        break;
-      case 7:
-        record.reviewContents = texts();
-        record.reviewRatings.resize(record.reviewContents.size(), u"5");
-        record.reviewSummaries.resize(record.reviewContents.size());
-        if (!record.reviewSummaries.empty()) record.reviewSummaries.back() = text();
-        break;
-      case 8:
-        record.discs.resize(below(3));
-        if (!record.discs.empty()) record.discs[below(record.discs.size())] = texts();
-        break;
-      default:
-        record.customFieldNames[below(7)] = text(), record.customFieldValues[below(7)] = text();
-        record.hasIcon = oneIn(2), record.icon = static_cast<int>(below(5));
-        record.hasStatus = oneIn(2), record.status = static_cast<int>(below(8));
-    }
+    if (single.member) record.*single.member = text();
+    if (oneIn(4)) record.*tessaron::kItemTexts[below(4)].member = text();
+    if (oneIn(4)) record.*tessaron::kItemDates[below(3)].member = engine_() & 0xFFFF;
+    if (oneIn(4)) record.*tessaron::kImages[below(3)].member = text();
+    if (oneIn(2)) record.*tessaron::kListAttributes[below(8)].member = texts();
+    if (oneIn(4)) record.languages = texts();
+    if (oneIn(4)) record.description = text();
+    if (oneIn(4)) record.LowestNewPrice = text(), record.TotalUsed = text();
+    if (oneIn(9)) record.ListPrice = text();
+    if (oneIn(4)) record.offerListing = {text(), text(), text()};
+    if (oneIn(4)) record.reviewContents = texts();
+    record.reviewRatings.resize(record.reviewContents.size(), u"5");
+    record.reviewSummaries.resize(record.reviewContents.size(), text());
+    if (oneIn(4)) record.discs.resize(below(3), texts());
+    if (oneIn(4)) record.customFieldNames[below(7)] = record.customFieldValues[below(7)] = text();
+    if (oneIn(4)) record.hasIcon = oneIn(2), record.icon = static_cast<int>(below(5));
+    if (oneIn(4)) record.hasStatus = oneIn(2), record.status = static_cast<int>(below(8));
     record.postProcess();
   }
 
@@ -257,15 +239,12 @@ class Dice {
     }
     if (!oneIn(4)) return;
     marks.push_back("mark" + std::to_string(marks.size()) + "_");
-    switch (below(3)) {
-      case 0:
-        element.SetAttribute(marks.back(), "");
-        break;
-      case 1:
-        element.LinkEndChild(new TiXmlComment(marks.back().c_str()));
-        break;
-      default:
-        element.LinkEndChild(new TiXmlElement(marks.back()));
+    if (oneIn(3)) {
+      element.SetAttribute(marks.back(), "");
+    } else if (oneIn(2)) {
+      element.LinkEndChild(new TiXmlComment(marks.back().c_str()));
+    } else {
+      element.LinkEndChild(new TiXmlElement(marks.back()));
     }
   }
 
@@ -283,7 +262,7 @@ TEST(Collection, LosesNothingInRandomEdits) {
     std::vector<std::string> marks;
     for (int i = 0; i < 4; ++i) {
       CRecord record;
-      for (int n = 0; n < 8; ++n) dice.change(record);
+      for (int n = 0; n < 4; ++n) dice.change(record);
       TiXmlElement item("Item");
       record.composeItemNode(&item);
       dice.disturb(item, seed % 2 == 1, marks);
@@ -304,7 +283,7 @@ TEST(Collection, LosesNothingInRandomEdits) {
       ASSERT_EQ(after.substr(0, after.find(from)), before.substr(0, before.find(from)));
       ASSERT_EQ(after.substr(after.find(to)), before.substr(before.find(to)));
       for (const std::string& mark : marks) {
-        ASSERT_NE(after.find(mark), after.npos) << mark << "\n" << before << "\n" << after;
+        ASSERT_NE(after.find(mark), after.npos) << mark << " gone from " << before;
       }
       ASSERT_EQ(reread(collection), written(collection.records()));
       CRecordSet wanted;
@@ -319,8 +298,7 @@ TEST(Collection, FindsTheItemsThatASetReads) {
       "<R/>",
       "<R><Items><Item><ASIN>1</ASIN><Items><Item/></Items><Details/></Item></Items></R>",
       "<R><x><Items><Item/></Items><Details/></x><Items><x/><Item/></Items><Item/></R>",
-      "<!--a--><R><Details><Asin>1</Asin></Details><Items/><Items><Item/><Details/></Items></"
-      "R><!--b-->",
+      "<!--a--><R><Details><Asin>1</Asin></Details><Items/><Items><Item/><Details/></Items></R>",
       "<R><Items><Item/>t<![CDATA[<Item/>]]><!--<Item/>--><Items><Item/></Items></Items></R>\n",
       "\xEF\xBB\xBF<?xml version='1.0'?><n:R xmlns:n='u'><Items><Item/></Items><Details/></n:R>",
       "\xFF\xFE<\0R\0>\0<\0D\0e\0t\0a\0i\0l\0s\0/\0>\0<\0/\0R\0>\0"s,
@@ -472,21 +450,6 @@ TEST(Collection, ImportsProductDataAndKeepsTheUsers) {
       78, counts));
   EXPECT_EQ(counts.skipped, 2u);
   EXPECT_EQ(collection.text(), text);
-}
-
-TEST(Collection, WritesTheOffersThatARecordBrings) {
-  Collection collection = parsed(
-      "<R><Items><Item><Offers><Offer x=''/><Offer><Seller/></Offer></Offers></Item></Items></R>");
-  CRecord record = collection.records()[0];
-  record.offers.resize(1);
-  record.offers[0].SellerId = u"s";
-  EXPECT_TRUE(collection.update(0, record));
-  TiXmlElement item("Item");
-  record.composeItemNode(&item);
-  std::string offer;
-  tessaron::printXml(*item.FirstChildElement("Offers")->LastChild(), offer);
-  EXPECT_EQ(collection.text(),
-            "<R><Items><Item><Offers><Offer x=''/>" + offer + "</Offers></Item></Items></R>");
 }
 
 TEST(Recover, SavesTheItemsBeforeAnyCut) {
