@@ -63,11 +63,11 @@ std::string_view coverShape(const CRecord& record) {
   return "book";
 }
 
-/// The drawn cover's colour, one of twelve: the same for the same title on every machine.
+/// The drawn cover's colour, one of twelve: the same for the same item on every machine.
 unsigned coverHue(const CRecord& record) {
   std::uint32_t hash = 2166136261u;  // FNV-1a
-  for (const char16_t unit : record.Title) hash = (hash ^ unit) * 16777619u;
-  return (hash >> 16) % 12;
+  for (const char16_t unit : record.ASIN) hash = (hash ^ unit) * 16777619u;
+  return hash % 12;
 }
 
 /// Han characters look different in Japanese and Chinese text; kana tell which it is.
@@ -225,11 +225,13 @@ class Page {
     if (record.hasStatus) put(" data-status=\"{}\"", record.status);
     if (!due.empty()) out_ += " data-due";
     out_ += ">\n";
-    cover(record, due);
+    cover(record);
 
     const std::string title = escaped(record.Title);
     const std::string byline = people(record);
-    put("<div class=\"body\">\n<h2 dir=\"auto\" lang=\"{}\">{}</h2>\n", language(record.Title),
+    out_ += "<div class=\"body\">\n";
+    marks(record, due);
+    put("<h2 dir=\"auto\" lang=\"{}\">{}</h2>\n", language(record.Title),
         title.empty() ? escaped(record.ASIN) : title);
     if (!byline.empty())
       put("<p class=\"by\" dir=\"auto\" lang=\"{}\">{}</p>\n", language(record.Title), byline);
@@ -246,7 +248,7 @@ class Page {
     out_ += "</div>\n</details>\n</div>\n</article>\n";
   }
 
-  void cover(const CRecord& record, const std::string& due) {
+  void cover(const CRecord& record) {
     put("<div class=\"cover {} h{}\">\n<div class=\"drawn\" aria-hidden=\"true\" lang=\"{}\">"
         "<b dir=\"auto\">{}</b><i dir=\"auto\">{}</i></div>\n",
         coverShape(record), coverHue(record), language(record.Title), escaped(record.Title),
@@ -255,13 +257,15 @@ class Page {
       put("<img src=\"{}\" alt=\"\" loading=\"lazy\" decoding=\"async\" "
           "referrerpolicy=\"no-referrer\">\n",
           escapeHtml(address));
-    if (record.hasStatus) {
-      put("<div class=\"marks\"><span class=\"mark s{}\">{}</span>", record.status,
-          statusLabel(record.status));
-      if (!due.empty())
-        put("<span class=\"mark {}\">{}</span>", due == "due soon" ? "soon" : "due", due);
-      out_ += "</div>\n";
-    }
+    out_ += "</div>\n";
+  }
+
+  void marks(const CRecord& record, const std::string& due) {
+    if (!record.hasStatus) return;
+    put("<div class=\"marks\"><span class=\"mark s{}\">{}</span>", record.status,
+        statusLabel(record.status));
+    if (!due.empty())
+      put("<span class=\"mark {}\">{}</span>", due == "due soon" ? "soon" : "due", due);
     out_ += "</div>\n";
   }
 
