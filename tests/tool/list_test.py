@@ -14,7 +14,7 @@ import unittest
 
 from support import TOOL, ToolTest, collection, item, response
 
-HOSTILE = "&#27;[2J&#155;31m\u202e&#7;x\r\ny\u009b"
+HOSTILE = "&#27;[2J&#155;31m\u202e&#7;&#127;x\r\ny\u009b"
 
 
 def columns(line):

@@ -8,6 +8,8 @@ import tempfile
 import unittest
 
 TOOL = os.environ["TESSARON"]
+os.environ["LC_ALL"] = "C.UTF-8"  # sorting and dates follow the user's language
+os.environ.pop("NO_COLOR", None)
 
 
 def item(asin, title="Title", inner="", attributes=""):

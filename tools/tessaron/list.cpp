@@ -79,10 +79,15 @@ std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
   };
 }
 
+/// Prints an array of records, one by one: the whole of a long one would fill the memory.
 void printArray(const Rows& rows) {
-  auto array = nlohmann::ordered_json::array();
-  for (const CRecord* record : rows) array.push_back(recordJson(*record));
-  printJson(array);
+  std::string_view lead = "[\n";
+  for (const CRecord* record : rows) {
+    print(lead);
+    print(jsonText(recordJson(*record)));
+    lead = ",\n";
+  }
+  print(rows.empty() ? "[]\n" : "\n]\n");
 }
 
 void printCsv(const Rows& rows, const SYSTEMTIME& now) {
