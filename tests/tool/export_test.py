@@ -1,0 +1,136 @@
+import csv
+import io
+import json
+import os
+import pathlib
+import unittest
+
+from support import ToolTest, collection, item
+
+EXAMPLES = pathlib.Path(os.environ["TESSARON_SOURCE"]) / "examples"
+TRICKY = collection(
+    item("A1", 'Say "hi", ok; 1', '<Notes>line one\nline two</Notes>', ' icon="-4"'),
+    item("A2", "=1+1", '<CustomFields><CustomField name="@a" value="-b"/>'
+                       '<CustomField name="n" value="v"/></CustomFields>'),
+    item("A3", "-12.5", "<Notes>+49 30 123</Notes>"),
+    item("A4", "", "<Tracks><Disc><Track>a</Track><Track/><Track>b</Track></Disc>"
+                   "<Disc><Track>c, d</Track></Disc></Tracks>"),
+)
+
+
+def cell(value):
+    """What a cell holds of a JSON value, written down anew."""
+    if isinstance(value, list):
+        mark = "\n" if value and isinstance(value[0], list) else "; "
+        return mark.join(map(cell, value))
+    if isinstance(value, dict):
+        return ": ".join(map(cell, value.values()))
+    return "" if value is None else str(value)
+
+
+class Export(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.tool("import", "-c", "c.xml", EXAMPLES / "response.xml", EXAMPLES / "response_v3.xml")
+        self.tool("set", "-c", "c.xml", "EXB0000001", "--status", "lent", "--target", "Mo, Jr.",
+                  "--from", "2024-02-29", "--until", "2024-03-01", "--field", "Shelf=4")
+        self.write("tricky.xml", TRICKY)
+
+    def export(self, file, form):
+        return self.tool("export", "-c", file, "--" + form, "-").out
+
+    def test_json_holds_what_the_responses_say(self):
+        records = {r["ASIN"]: r for r in json.loads(self.export("c.xml", "json"))}
+        self.assertEqual(len(records), 15)
+        for asin, key, expected in [
+            ("EXB0000003", "Title", "星を編む猫の手帖"),
+            ("EXB0000003", "ListPrice", "¥1,680"),
+            ("EXB0000002", "LowestUsedPrice", "€7,45"),
+            ("EXG0000010", "Title", "Hedgerow Railway Society 🚂"),
+            ("EXS0000012", "features", ["Findet jeden Zettel <sofort> & ohne Murren",
+                                        "Zählt rückwärts, wenn es sein muss"]),
+            ("EXS0000012", "reviewSummaries", ["Große Hilfe für kleine Büros"]),
+            ("EXM0000006", "discs", [["改札の向こうの海", "各駅停車ワルツ", "網棚のうえの月"]]),
+            ("EXM0000005", "NumberOfDiscs", "2"),
+            ("EXB0000001", "offerListing", {"OfferListingId": "exoffer-0001", "Price": "$16.80",
+                                            "Availability": "Usually ships in 24 hours"}),
+            ("EXB0000001", "customFields", [{"name": "Shelf", "value": "4"}]),
+            ("EXD0000008", "languages", ["English (Original Language)", "Spanish (Subtitled)",
+                                         "French (Stereo)"]),
+            ("EXM0000022", "discs", [["Carry the One", "Circular Reference", "#DIV/Love!"]]),
+            ("EXB0000021", "LowestUsedPrice", "€2,05"),
+        ]:
+            with self.subTest(asin=asin, key=key):
+                self.assertEqual(records[asin][key], expected)
+        status = records["EXB0000001"]["status"]
+        dates = (status["begin"], status["end"], status["due"])
+        self.assertEqual(dates, ("2024-02-29", "2024-03-01", 1))
+
+    def test_csv_reads_back_as_the_records(self):
+        for file in ("c.xml", "tricky.xml"):
+            text = self.export(file, "csv")
+            self.assertEqual(text.count("\r\n"), text.count("\r"), "a line ends with CRLF")
+            head, *rows = csv.reader(io.StringIO(text, newline=""), strict=True)
+            records = json.loads(self.export(file, "json"))
+            self.assertEqual(len(rows), len(records))
+            self.assertEqual(len(set(head)), len(head))
+            names = {name.split(".")[0] for name in head}
+            self.assertEqual(names, set(records[0]) - {"offers", "folders"})
+            for row, record in zip(rows, records):
+                self.assertEqual(len(row), len(head))
+                for name, actual in zip(head, row):
+                    key, _, member = name.partition(".")
+                    value = (record[key] or {}).get(member) if member else record[key]
+                    with self.subTest(asin=record["ASIN"], name=name):
+                        self.assertEqual(actual.removeprefix("'"), cell(value))
+
+    def test_csv_defuses_formulas(self):
+        rows = {row["ASIN"]: row
+                for file in ("c.xml", "tricky.xml")
+                for row in csv.DictReader(io.StringIO(self.export(file, "csv"), newline=""))}
+        for asin, name, expected in [
+            ("EXM0000022", "Title", "'=SUM(Rain)"),
+            ("A1", "icon", "-4"),
+            ("A2", "Title", "'=1+1"),
+            ("A2", "customFields", "'@a: -b; n: v"),
+            ("A3", "Title", "-12.5"),
+            ("A3", "Notes", "'+49 30 123"),
+            ("A4", "discs", "a; ; b\nc, d"),
+        ]:
+            with self.subTest(asin=asin, name=name):
+                self.assertEqual(rows[asin][name], expected)
+
+    def test_targets(self):
+        old = self.write("out.json", "old")
+        old.chmod(0o640)
+        done = self.tool("export", "-c", "c.xml", "--json", "out.json")
+        self.assertEqual((done.out, done.err), ("", "out.json: 15 items\n"))
+        self.assertEqual(old.read_text(), self.export("c.xml", "json"))
+        self.assertEqual(old.stat().st_mode & 0o777, 0o640)
+        self.assertEqual(self.tool("--quiet", "export", "-c", "c.xml", "--csv", "o.csv").err, "")
+        text = (self.folder / "c.xml").read_text()
+        piped = self.tool("export", "-c", "-", "--html", "-", text=text).out
+        self.assertIn("<h1 dir=\"auto\">Collection</h1>", piped)
+
+    def test_failures_leave_every_file_alone(self):
+        file = self.folder / "c.xml"
+        out = self.write("out.html", "old")
+        broken = self.write("broken.xml", collection(item("A1"), item("A2"))[:-30])
+        os.link(file, self.folder / "same.xml")
+        export = ("export", "-c", "c.xml")
+        self.assert_failures([
+            (2, "Exactly 1 option", *export),
+            (2, "Exactly 1 option", *export, "--json", "a.json", "--csv", "b.csv"),
+            (2, "c.xml: the collection", *export, "--csv", "c.xml"),
+            (2, "same.xml: the collection", *export, "--html", "same.xml"),
+            (65, r"broken.xml:\d+:\d+: ", "export", "-c", "broken.xml", "--html", "out.html"),
+            (66, "no.xml: ", "export", "-c", "no.xml", "--html", "out.html"),
+            (73, "no/out.html: ", *export, "--html", "no/out.html"),
+            (73, ": ", *export, "--json", ""),
+        ], untouched=[file, out, broken])
+        with open("/dev/full", "wb") as full:
+            self.tool(*export, "--html", "-", code=74, stdout=full)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,257 @@
+import html
+import http.server
+import os
+import pathlib
+import struct
+import threading
+import unittest
+import zlib
+
+from browser import Browser
+from support import ToolTest, collection, item
+
+EXAMPLES = pathlib.Path(os.environ["TESSARON_SOURCE"]) / "examples"
+EVIL = "\"'><script>hit('x')</script><img src=x onerror=hit('y')>&amp;"
+DESCRIPTION = """Plain<BR/> <b onclick="hit(1)">bold<p>one<p style="position:fixed">two <i>three</b>
+<script>hit(2)</script><style>body{display:none}</style><img src=x onerror=hit(3)><!-- <b> -->
+four <a href="javascript:hit(4)">link</a><iframe src="javascript:hit(5)"></iframe><svg onload=hit(6)>
+<ul><li>five<li>six</ul>a < b &amp; c &lt;u&gt; AT&T <scr<script>ipt>hit(7)</script></div></main>"""
+TIDIED = (
+    "Plain<br> <b>bold<p>one</p><p>two <i>three</i></p></b> four link <ul><li>five</li>"
+    "<li>six</li></ul>a &lt; b &amp; c &lt;u&gt; AT&amp;T ipt&gt;hit(7)"
+)
+
+
+def picture(width, height):
+    """A PNG of one colour."""
+
+    def chunk(kind, data):
+        check = zlib.crc32(kind + data)
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", check)
+
+    head = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    rows = (b"\0" + b"\xd0\x60\x20" * width) * height
+    chunks = chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
+    return b"\x89PNG\r\n\x1a\n" + chunks
+
+
+class Covers(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        content = {"/cover.png": picture(60, 90), "/dot.png": picture(1, 1)}.get(self.path)
+        self.send_response(200 if content else 404)
+        self.send_header("Content-Type", "image/png")
+        self.end_headers()
+        self.wfile.write(content or b"")
+
+    def log_message(self, *_):
+        pass
+
+
+class Page(ToolTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.browser = Browser()
+        cls.addClassCleanup(cls.browser.close)
+
+    def setUp(self):
+        super().setUp()
+        self.run_script = self.browser.run
+        self.browser.command("Emulation.setEmulatedMedia", features=[])
+        self.browser.resize(1280, 900)
+
+    def show(self, file):
+        self.tool("export", "-c", file, "--html", "page.html")
+        self.browser.open((self.folder / "page.html").as_uri())
+
+    def show_examples(self):
+        responses = [EXAMPLES / name for name in ("response.xml", "response_v3.xml")]
+        self.tool("import", "-c", "shelf.xml", *responses)
+        for asin, *options in [
+            ("EXB0000001", "--status", "lent", "--until", "tomorrow"),
+            ("EXB0000003", "--status", "lent", "--until", "+30d"),
+            ("EXM0000006", "--status", "favorite", "--notes", "Für Zoë"),
+        ]:
+            self.tool("set", "-c", "shelf.xml", asin, *options)
+        self.show("shelf.xml")
+
+    def each(self, selector, expression):
+        """What `expression` makes of each element `e`."""
+        found = f"[...document.querySelectorAll('{selector}')]"
+        return self.run_script(f"return {found}.map(e => {expression})")
+
+    def shown(self):
+        """The cards that take up room on the page."""
+        cards = self.each(".card", "[e.offsetHeight > 0, e.dataset.id]")
+        return [asin for visible, asin in cards if visible]
+
+    def choose(self, name, value):
+        self.run_script(
+            "const [name, value] = arguments, select = document.getElementById(name);"
+            "select.value = value; if (select.value !== value) throw value;"
+            "select.dispatchEvent(new Event('change'))", name, value)
+
+    def search(self, text):
+        self.run_script(
+            "const query = document.getElementById('query'); query.value = arguments[0];"
+            "query.dispatchEvent(new Event('input'));"
+            "return new Promise(done => setTimeout(done, 20))", text)
+
+    def test_search_narrows_the_cards(self):
+        self.show_examples()
+        self.assertEqual((len(self.shown()), self.each("#count", "e.value")), (15, ["15 items"]))
+        for query, expected in [
+            ("tides", ["EXB0000001"]),
+            ("TIDES  quillFEATHER", ["EXB0000001"]),
+            ("tides übelmesser", []),
+            ("grossenwahn", ["EXB0000002"]),
+            ("GRÖSSENWAHN", ["EXB0000002"]),
+            ("elastiques éloise", ["EXB0000004"]),
+            ("coeurdeloup", ["EXD0000009"]),
+            ("ｎｉｎｅ minutes", ["EXD0000008"]),
+            ("cumulus interruptus", ["EXM0000005"]),
+            ("終電", ["EXM0000006"]),
+            ("zoe", ["EXM0000006"]),
+            ("exs0000012", ["EXS0000012"]),
+            ("🚂", ["EXG0000010"]),
+            ("paper moose", ["EXD0000008", "EXD0000023"]),
+            ("<sofort>", ["EXS0000012"]),
+            (".*", []),
+        ]:
+            with self.subTest(query=query):
+                self.search(query)
+                self.assertEqual(self.shown(), expected)
+                self.assertEqual(self.each("#count", "e.value"), [f"{len(expected)} of 15 items"])
+                self.assertEqual(self.each("#none", "e.offsetHeight > 0"), [not expected])
+        self.run_script("document.getElementById('clear').click()")
+        self.assertEqual(len(self.shown()), 15)
+        loaded = "return performance.getEntriesByType('resource').map(e => e.initiatorType)"
+        self.assertEqual(set(self.run_script(loaded)), {"img"}, "all but the covers is in the file")
+
+    def test_keyboard(self):
+        self.show_examples()
+        self.browser.type("/nine")
+        self.search(self.run_script("return document.activeElement.value"))
+        self.assertEqual(self.shown(), ["EXD0000008"])
+        self.browser.type("\ue00c")  # Escape
+        self.assertEqual(len(self.shown()), 15)
+        self.run_script("document.querySelector('summary').focus()")
+        self.browser.type("\ue007")  # Enter
+        self.assertTrue(self.each("details", "e.open")[0])
+
+    def test_filters(self):
+        self.show_examples()
+        music = ["EXM0000005", "EXM0000006", "EXM0000007", "EXM0000022"]
+        for group, status, query, expected in [
+            ("=Music", "*", "", music),
+            ("=Music", "7", "", ["EXM0000006"]),
+            ("=Music", "none", "", [asin for asin in music if asin != "EXM0000006"]),
+            ("=Book", "0", "", ["EXB0000001", "EXB0000003"]),
+            ("*", "due", "", ["EXB0000001"]),
+            ("=DVD", "*", "moose", ["EXD0000008", "EXD0000023"]),
+            ("=DVD", "due", "", []),
+            ("*", "*", "moose", ["EXD0000008", "EXD0000023"]),
+        ]:
+            with self.subTest(group=group, status=status, query=query):
+                self.choose("group", group)
+                self.choose("status", status)
+                self.search(query)
+                self.assertEqual(self.shown(), expected)
+        self.assertEqual(self.each("option", "e.label"), [
+            "All groups", "Book (5)", "DVD (3)", "Music (4)", "Software (1)", "Video Games (2)",
+            "Any status", "Due or due soon (1)", "No status (12)", "Lent (2)", "Favorite (1)"])
+        marks = self.each(".card", "[...e.querySelectorAll('.mark')].map(m => m.textContent)")
+        self.assertEqual(marks[:3], [["Lent", "due"], [], ["Lent"]])
+
+    def test_foreign_text_stays_text(self):
+        evil = html.escape(EVIL)
+        names = ("Author", "Binding", "Publisher", "Feature", "Platform", "ISBN", "ProductGroup")
+        self.write("evil.xml", collection(
+            f"<Item status='0'><ASIN>{evil}</ASIN><DetailPageURL>javascript:hit(8)</DetailPageURL>"
+            f"<LargeImage><URL>javascript:hit(9)</URL></LargeImage>"
+            f"<MediumImage><URL>http://127.0.0.1:9/{evil}</URL></MediumImage>"
+            f"<Notes>{evil}</Notes><StatusTarget>{evil}</StatusTarget>"
+            f"<ItemAttributes><Title>{evil}</Title>"
+            + "".join(f"<{name}>{evil}</{name}>" for name in names) +
+            f"<ListPrice><FormattedPrice>{evil}</FormattedPrice></ListPrice></ItemAttributes>"
+            f"<Tracks><Disc><Track>{evil}</Track></Disc></Tracks><EditorialReviews>"
+            f"<EditorialReview>{html.escape(DESCRIPTION)}</EditorialReview></EditorialReviews>"
+            f"<CustomerReviews><AverageRating>{evil}</AverageRating><Review><Rating>{evil}</Rating>"
+            f"<Summary>{evil}</Summary><Content>{evil}</Content></Review></CustomerReviews>"
+            f'<CustomFields><CustomField name="{evil}" value="{evil}"/></CustomFields></Item>',
+            item("http", inner='<DetailPageURL>HTTPS://example.com/?a=1&amp;b="2</DetailPageURL>')))
+        self.browser.messages()
+        self.show("evil.xml")
+        self.each("details", "e.open = true")
+        self.assertIsNone(self.browser.dialog())
+        said = [line for line in self.browser.messages() if "127.0.0.1" not in line]
+        self.assertEqual(said, [], "the security policy had something to stop")
+        for selector in ("h2", ".note", "ol li"):
+            self.assertEqual(self.each(selector, "e.textContent")[0], EVIL)
+        self.assertEqual(self.each(".card", "e.dataset.id"), [EVIL, "http"])
+        self.assertEqual(len(self.each("script", "1")), 1)
+        ours = "a article b br dd details div dl dt h2 h3 i img li ol p section span summary ul"
+        self.assertLessEqual(set(self.each("main *", "e.localName")), set(ours.split()))
+        attributes = sum(self.each("body *", "e.getAttributeNames()"), [])
+        self.assertFalse([name for name in attributes if name.startswith("on") or name == "style"])
+        self.assertEqual(self.each("a", "e.href"), ["https://example.com/?a=1&b=%222"])
+        tidied = self.each(".text", "e.innerHTML")[0]
+        self.assertEqual(" ".join(tidied.split()), TIDIED)
+        self.choose("group", "=" + EVIL)
+        self.assertEqual(self.shown(), [EVIL])
+
+    def test_covers(self):
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Covers)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        here = f"http://127.0.0.1:{server.server_port}"
+
+        def cover(asin, **images):
+            return item(asin, inner="".join(f"<{size}Image><URL>{address}</URL></{size}Image>"
+                                            for size, address in images.items()))
+
+        self.write("c.xml", collection(
+            cover("A1", Small=here + "/no.png", Large=here + "/cover.png"),
+            cover("A2", Large="file:///x.png", Small=here + "/cover.png"),
+            cover("A3", Large=here + "/gone.png"),
+            cover("A4", Medium=here + "/dot.png"),
+            cover("A5")))
+        self.show("c.xml")
+        self.run_script("""
+            const pending = () => document.querySelector('.cover:not(.loaded) img');
+            return new Promise(done => {
+              const look = left => pending() && left ? setTimeout(look, 50, left - 1) : done();
+              look(100);
+            })""")
+        drawn = self.each(".drawn", "getComputedStyle(e).visibility")
+        self.assertEqual(drawn, ["hidden", "hidden", "visible", "visible", "visible"])
+        self.assertEqual(self.each(".cover", "e.querySelectorAll('img').length"), [1, 1, 0, 0, 0])
+
+    def test_fits_every_screen(self):
+        self.write("c.xml", collection(
+            item("A1" * 40, "W" * 90, f"<Notes>{'n' * 300}</Notes>", ' status="0"'),
+            item("A2", "Word " * 60)))
+        self.show_examples()
+        for file in ("shelf.xml", "c.xml"):
+            self.show(file)
+            for opened in ("false", "true"):
+                self.each("details", "e.open = " + opened)
+                for width in (320, 360, 768, 1280):
+                    self.browser.resize(width, 800)
+                    with self.subTest(file=file, width=width, opened=opened):
+                        self.assertLessEqual(max(self.each("html, .card", "e.scrollWidth")), width)
+
+    def test_light_and_dark(self):
+        self.show_examples()
+        for scheme, sign in (("light", 1), ("dark", -1)):
+            self.browser.command("Emulation.setEmulatedMedia",
+                                 features=[{"name": "prefers-color-scheme", "value": scheme}])
+            page, ink = (
+                sum(map(int, self.each("body", f"getComputedStyle(e).{name}.match(/\\d+/g)")[0]))
+                for name in ("backgroundColor", "color"))
+            with self.subTest(scheme=scheme):
+                self.assertGreater((page - ink) * sign, 0.6 * 3 * 255)
+
+
+if __name__ == "__main__":
+    unittest.main()
