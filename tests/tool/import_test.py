@@ -1,12 +1,11 @@
 import datetime
 import os
-import re
 import resource
 import signal
 import subprocess
 import unittest
 
-from support import ToolTest, collection, item, response
+from support import TOOL, ToolTest, collection, item, response
 
 OLD_DIALECT = """<ProductInfo><Details url="http://shop.example/old"><Asin>OLD1</Asin>
 <ProductName>Older</ProductName><Catalog>Music</Catalog></Details></ProductInfo>"""
@@ -112,6 +111,10 @@ class Import(ToolTest):
             os.close(read)
             self.tool(*into, code=74, stdout=write)
             os.close(write)
+        with self.subTest("there are no standard streams"):
+            closed = subprocess.run([TOOL, *into], cwd=self.folder, check=False, timeout=60,
+                                    preexec_fn=lambda: os.closerange(0, 3))
+            self.assertEqual(closed.returncode, 74)
         self.assertEqual(kept.read_text(), collection(item("A1")))
         self.assertEqual([p for p in self.folder.iterdir() if ".tmp" in p.name], [])
 

@@ -1,5 +1,8 @@
 // The command line of the catalogue: chooses the verb, prints its failure, gives the exit code.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <exception>
 #include <new>
@@ -14,6 +17,16 @@ using namespace tessaron::tool;
 int fail(const Failure& failure) {
   warn(failure.where.empty() ? failure.reason : failure.where + ": " + failure.reason);
   return failure.code;
+}
+
+/// Takes up standard streams that the caller has closed, so that no file of ours gets their numbers
+/// and then our messages. Using one of them still fails.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) != -1) continue;
+    [[maybe_unused]] const int taken =
+        ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
 }
 
 int run(int argc, char** argv) {
@@ -32,9 +45,8 @@ int run(int argc, char** argv) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add :
-       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart,
-        addCache})
+  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport,
+                         addRecover, addCart, addCache})
     add(app, context);
 
   try {
@@ -57,6 +69,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyStandardStreams();
   // A reader that went away and a limit on file sizes are write errors like any other.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
