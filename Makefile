@@ -2,7 +2,7 @@
 
 PREFIX ?= /usr/local
 
-.PHONY: help demo test test-linux test-asan test-windows format tidy install clean
+.PHONY: help demo test test-linux test-asan test-windows bench format tidy install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -22,6 +22,11 @@ test-asan:  ## build and test for Linux with AddressSanitizer and UBSan
 
 test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
+
+bench:  ## run the benchmarks
+	@scripts/setup linux
+	@cmake --preset linux >/dev/null && cmake --build --preset linux
+	@for program in build/linux/bin/*_bench; do $$program || exit 1; done
 
 format:  ## format the sources
 	@scripts/setup lint
