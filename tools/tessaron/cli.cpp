@@ -29,11 +29,10 @@ struct Descriptor {
   }
 };
 
-/// The path as the library takes it. A name that is not UTF-8 would come out as another file's.
-std::u16string widePath(const std::string& path) {
-  std::u16string wide = fromUtf8(path);
-  if (toUtf8(wide) != path) throw Failure{kCannotCreate, path, "the file's name is not UTF-8"};
-  return wide;
+/// Writes to standard error. There is nobody to tell when that fails.
+void say(const std::string& text) {
+  std::fputs(text.c_str(), stderr);
+  std::fflush(stderr);
 }
 
 bool fileExists(const std::string& path) {
@@ -71,6 +70,12 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
 }
 
 std::string displayName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+std::u16string widePath(const std::string& path) {
+  std::u16string wide = fromUtf8(path);
+  if (toUtf8(wide) != path) throw Failure{kCannotCreate, path, "the file's name is not UTF-8"};
+  return wide;
+}
 
 std::string readInput(const std::string& path) {
   static bool standardInputTaken = false;
@@ -166,10 +171,10 @@ void flushOutput() {
   if (std::fflush(stdout) != 0) throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
 }
 
-void warn(std::string_view line) { fmt::print(stderr, "tessaron: {}\n", printable(line)); }
+void warn(std::string_view line) { say(fmt::format("tessaron: {}\n", printable(line))); }
 
 void note(const Context& context, std::string_view line) {
-  if (!context.quiet) fmt::print(stderr, "{}\n", printable(line));
+  if (!context.quiet) say(printable(line) + '\n');
 }
 
 Progress::Progress(const Context& context, std::string_view task, std::size_t total)
@@ -183,12 +188,11 @@ void Progress::show(std::size_t done, std::string_view next) {
   // terminals differ in what they do with a cursor behind it.
   const std::size_t width = terminalWidth(STDERR_FILENO).value_or(80);
   const std::string line = fmt::format("{} {}/{} {}", task_, done, total_, printable(next));
-  fmt::print(stderr, "\r\x1b[K{}", cutToWidth(line, width - 1));
-  std::fflush(stderr);
+  say("\r\x1b[K" + cutToWidth(line, width - 1));
 }
 
 Progress::~Progress() {
-  if (active_) fmt::print(stderr, "\r\x1b[K");
+  if (active_) say("\r\x1b[K");
 }
 
 }  // namespace tessaron::tool
