@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <mutex>
 #include <type_traits>
 
 // The flat functions in use: name and arguments. All of them give a status.
@@ -48,6 +49,7 @@ struct Flat {
   FLAT_FUNCTIONS(DECLARE)
 #undef DECLARE
   bool ready = false;
+  mutable std::mutex mutex;
 
   // Not linked: libgdiplus brings thirty libraries along, and most programs never draw a chart.
   Flat() {
@@ -75,10 +77,13 @@ const Flat& flat() {
   return functions;
 }
 
-/// Calls a flat function, if there is one.
+/// Calls a flat function, if there is one. One thread at a time: the system's GDI+ lets every thread
+/// work with its own objects, but libgdiplus shares fonts among them, unguarded.
 template <typename... Parameters, typename... Arguments>
 Status call(Status (*Flat::*function)(Parameters...), Arguments... arguments) {
-  return flat().ready ? (flat().*function)(arguments...) : GdiplusNotInitialized;
+  if (!flat().ready) return GdiplusNotInitialized;
+  const std::lock_guard lock(flat().mutex);
+  return (flat().*function)(arguments...);
 }
 
 }  // namespace

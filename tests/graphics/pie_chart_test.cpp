@@ -1,0 +1,406 @@
+#include "graphics/pie_chart.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <numbers>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/picture.h"
+#include "support/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr int kWidth = 600;
+constexpr int kHeight = 400;
+
+using Rgb = std::array<int, 3>;
+constexpr Rgb kWhite = {255, 255, 255};
+constexpr Rgb kColors[] = {{50, 193, 0},  {122, 229, 0}, {234, 255, 0}, {255, 215, 0},
+                           {255, 160, 0}, {255, 111, 0}, {255, 27, 0},  {255, 0, 117},
+                           {166, 0, 204}, {18, 0, 198},  {0, 87, 209},  {0, 168, 228}};
+
+Rgb shadeOf(const Rgb& c) { return {c[0] * 2 / 3, c[1] * 2 / 3, c[2] * 2 / 3}; }
+
+int distance(const Rgb& a, const Rgb& b) {
+  return std::abs(a[0] - b[0]) + std::abs(a[1] - b[1]) + std::abs(a[2] - b[2]);
+}
+
+struct Box {
+  int left, top, right, bottom;  // the last two are outside
+  bool holds(int x, int y) const { return x >= left && x < right && y >= top && y < bottom; }
+};
+
+/// A folder for a test's files, gone with the test.
+struct Folder {
+  fs::path path = fs::temp_directory_path() /
+                  ("charts-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)));
+  Folder() { fs::create_directories(path); }
+  ~Folder() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+  }
+  std::u16string file(const char16_t* name) const { return (path / name).u16string(); }
+};
+
+/// What a viewer shows of a chart's file; FreeImage reads it.
+class Picture {
+ public:
+  explicit Picture(GPChart& chart) {
+    const Folder folder;
+    EXPECT_TRUE(chart.writePng(folder.file(u"chart.png")));
+    const std::string file = (folder.path / "chart.png").string();
+    EXPECT_EQ(fipImage::identifyFIF(file.c_str()), FIF_PNG);
+    EXPECT_TRUE(image_.load(file.c_str()));
+    EXPECT_EQ(image_.getBitsPerPixel(), 24U);
+  }
+  int width() const { return static_cast<int>(image_.getWidth()); }
+  int height() const { return static_cast<int>(image_.getHeight()); }
+  Rgb at(int x, int y) const {
+    RGBQUAD color{};
+    EXPECT_TRUE(image_.getPixelColor(static_cast<unsigned>(x),
+                                     image_.getHeight() - 1 - static_cast<unsigned>(y), &color))
+        << x << ", " << y;
+    return {color.rgbRed, color.rgbGreen, color.rgbBlue};
+  }
+  /// The pixels in a box that are not white.
+  int ink(const Box& box) const {
+    int count = 0;
+    for (int y = box.top; y < box.bottom; ++y)
+      for (int x = box.left; x < box.right; ++x) count += at(x, y) != kWhite;
+    return count;
+  }
+  std::vector<Rgb> pixels(const Box& box) const {
+    std::vector<Rgb> out;
+    for (int y = box.top; y < box.bottom; ++y)
+      for (int x = box.left; x < box.right; ++x) out.push_back(at(x, y));
+    return out;
+  }
+
+ private:
+  mutable fipImage image_;
+};
+
+/// Where things stand in a picture of `kWidth` by `kHeight` with so many items.
+struct Layout {
+  explicit Layout(int items, int w = kWidth, int h = kHeight)
+      : width(w), height(h), a((w - 40) / 2.0), b((h - (items < 6 ? 193 : 213)) / 2.0) {}
+  int width, height;
+  double a, b;  // half axes of the top face, which begins 20 pixels from the left and the top
+  double x(double angle, double radius) const { return 20 + a + radius * a * std::cos(angle); }
+  double y(double angle, double radius) const { return 20 + b + radius * b * std::sin(angle); }
+  Box square(int item) const {
+    const int left = item < 7 ? 20 : width / 2;
+    const int top = static_cast<int>(2 * b) + 40 + 13 + 20 * (item < 7 ? item : item - 7);
+    return {left, top, left + 15, top + 15};
+  }
+  Box label(int item, bool last = false) const {
+    const Box box = square(item);
+    return {box.left + 20, box.top + 1, box.left + 20 + (width - 40) / 2 - 20,
+            last ? height - 20 + 5 : box.top + 16};
+  }
+};
+
+std::u16string nameOf(std::size_t item) {
+  return tessaron::fromUtf8("Item " + std::to_string(item + 1));
+}
+
+/// A chart of these shares, drawn; 100 is the whole.
+std::unique_ptr<GPPieChart> drawn(const std::vector<float>& shares, int width = kWidth,
+                                  int height = kHeight) {
+  auto chart = std::make_unique<GPPieChart>(width, height);
+  for (std::size_t i = 0; i < shares.size(); ++i)
+    chart->feed({nameOf(i), static_cast<int>(i), shares[i]});
+  chart->total = 100;
+  EXPECT_TRUE(chart->draw());
+  return chart;
+}
+
+/// The middle of every slice, as an angle on the circle that the pie was before it was tilted.
+std::vector<double> middles(const std::vector<float>& shares) {
+  std::vector<double> out;
+  double sum = 0;
+  for (const float share : shares) {
+    out.push_back(((sum + share / 2) / 100 - 0.25) * 2 * std::numbers::pi);
+    sum += share;
+  }
+  return out;
+}
+
+const std::vector<float> kPies[] = {
+    {100},
+    {50, 50},
+    {75, 25},
+    {40, 30, 15, 10, 5},
+    {30, 25, 20, 12, 8, 5},
+    {18, 14, 12, 10, 9, 8, 7, 6, 5, 4, 4, 3},
+    {10, 10, 10, 10, 10, 8, 8, 7, 6, 5, 5, 4, 3, 2, 2},
+};
+
+// The first test, so that the threads find GDI+ not yet started.
+TEST(GPPieChart, DrawsInSeveralThreadsAtOnce) {
+  std::vector<std::unique_ptr<GPPieChart>> charts(4);
+  std::vector<std::thread> threads;
+  for (auto& chart : charts) threads.emplace_back([&chart] { chart = drawn(kPies[4]); });
+  for (std::thread& thread : threads) thread.join();
+  const Box all = {0, 0, kWidth, kHeight};
+  const auto expected = Picture(*drawn(kPies[4])).pixels(all);
+  for (auto& chart : charts) EXPECT_EQ(Picture(*chart).pixels(all), expected);
+}
+
+TEST(GPPieChart, ShowsEverySliceItsRimAndItsPlaceInTheLegend) {
+  for (const auto& shares : kPies) {
+    SCOPED_TRACE(std::to_string(shares.size()) + " items");
+    const auto items = static_cast<int>(shares.size());
+    const auto chart = drawn(shares);
+    const Picture picture(*chart);
+    ASSERT_EQ(picture.width(), kWidth);
+    ASSERT_EQ(picture.height(), kHeight);
+    const Layout layout(items);
+    EXPECT_EQ(chart->pieWidth, 2 * layout.a);
+    EXPECT_EQ(chart->pieHeight, 2 * layout.b);
+    const auto angles = middles(shares);
+    for (int i = 0; i < items; ++i) {
+      SCOPED_TRACE("item " + std::to_string(i + 1));
+      const Rgb color = kColors[i % 12];
+      const double angle = angles[static_cast<std::size_t>(i)];
+      for (const double radius : {0.5, 0.9})
+        EXPECT_EQ(picture.at(static_cast<int>(layout.x(angle, radius)),
+                             static_cast<int>(layout.y(angle, radius))),
+                  color);
+      if (std::sin(angle) > 0.3) {  // the front, below whose edge the side is seen
+        EXPECT_EQ(picture.at(static_cast<int>(layout.x(angle, 1)),
+                             static_cast<int>(layout.y(angle, 1) + 7)),
+                  shadeOf(color));
+      }
+      const Box square = layout.square(i);
+      const Rgb expected = i < 12 ? color : kWhite;  // the legend's colours are not used twice
+      for (const int offset : {1, 7, 13})
+        EXPECT_EQ(picture.at(square.left + offset, square.top + offset), expected);
+      const Box label = layout.label(i, i + 1 == items);
+      if (label.bottom - label.top >= 15) {
+        EXPECT_GT(picture.ink(label), 50) << "no label";
+      }
+    }
+  }
+}
+
+TEST(GPPieChart, LeavesEverythingElseWhite) {
+  for (const auto& shares : kPies) {
+    const auto items = static_cast<int>(shares.size());
+    if (items > 14) continue;  // the last label has no room
+    const auto chart = drawn(shares);
+    const Picture picture(*chart);
+    const Layout layout(items);
+    int stray = 0;
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        // At most two pixels from the body: the face, and what lies up to 13 pixels below it.
+        const double u = (x + 0.5 - 20 - layout.a) / (layout.a + 2);
+        const double v = y + 0.5 - 20 - layout.b;
+        const double half = u * u < 1 ? (layout.b + 2) * std::sqrt(1 - u * u) : -1;
+        bool allowed = half >= 0 && v >= -half && v <= half + 13;
+        for (int i = 0; i < items && !allowed; ++i)
+          allowed = layout.square(i).holds(x, y) || layout.label(i, i + 1 == items).holds(x, y);
+        stray += !allowed && picture.at(x, y) != kWhite;
+      }
+    }
+    EXPECT_EQ(stray, 0) << items << " items";
+  }
+}
+
+TEST(GPPieChart, GivesEverySliceItsShareOfTheArea) {
+  constexpr double kInner = 0.97;  // of the radius: Wine's arcs are polygons of few edges
+  for (const auto& shares : kPies) {
+    if (shares.size() > 12) continue;  // two slices of one colour
+    const auto chart = drawn(shares, 1600, 1200);
+    const Picture picture(*chart);
+    const Layout layout(static_cast<int>(shares.size()), 1600, 1200);
+    std::vector<Rgb> colors(std::begin(kColors), std::begin(kColors) + shares.size());
+    for (std::size_t i = 0; i < shares.size(); ++i) colors.push_back(shadeOf(kColors[i]));
+    colors.push_back(kWhite);
+    std::vector<double> area(colors.size());
+    for (int y = 20; y < 20 + 2 * layout.b; ++y) {
+      for (int x = 20; x < 20 + 2 * layout.a; ++x) {
+        const double u = (x + 0.5 - 20 - layout.a) / layout.a;
+        const double v = (y + 0.5 - 20 - layout.b) / layout.b;
+        if (u * u + v * v > kInner * kInner) continue;
+        const Rgb color = picture.at(x, y);
+        const auto nearest = std::min_element(
+            colors.begin(), colors.end(),
+            [&](const Rgb& l, const Rgb& r) { return distance(l, color) < distance(r, color); });
+        ++area[static_cast<std::size_t>(nearest - colors.begin())];
+      }
+    }
+    area.resize(shares.size());
+    const double face = std::accumulate(area.begin(), area.end(), 0.0);
+    EXPECT_NEAR(face / (kInner * layout.a * kInner * layout.b * std::numbers::pi), 1, 0.01);
+    for (std::size_t i = 0; i < shares.size(); ++i)
+      EXPECT_NEAR(100 * area[i] / face, shares[i], shares[i] / 100)
+          << "slice " << i + 1 << " of " << shares.size();
+  }
+}
+
+TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
+  // A value that is no number takes nothing from those after it.
+  const auto chart = drawn({50, kNan, 25, 0, 25});
+  const Picture picture(*chart);
+  const Layout layout(5);
+  const auto angles = middles({50, 0, 25, 0, 25});
+  for (const std::size_t i : {0U, 2U, 4U})
+    EXPECT_EQ(picture.at(static_cast<int>(layout.x(angles[i], 0.5)),
+                         static_cast<int>(layout.y(angles[i], 0.5))),
+              kColors[i]);
+  EXPECT_GT(picture.ink(layout.label(1)), 50);
+
+  GPPieChart zero(kWidth, kHeight);
+  zero.feed({u"nothing", 0, 0});
+  zero.normalize(true);
+  zero.draw();
+  const Box pie = {0, 0, kWidth, layout.square(0).top};
+  EXPECT_EQ(Picture(zero).ink(pie), 0);
+  EXPECT_EQ(Picture(*drawn({})).ink({0, 0, kWidth, kHeight}), 0);
+}
+
+TEST(GPPieChart, SurvivesWhateverItIsGiven) {
+  const float great = std::numeric_limits<float>::max();
+  std::vector<std::vector<float>> lists = {{},
+                                           {0, 0},
+                                           {kNan},
+                                           {kNan, 1, kNan},
+                                           {-1, -2},
+                                           {-50, 150},
+                                           {1e-30F, 1},
+                                           {1e30F},
+                                           {great, great, -great},
+                                           {HUGE_VALF, 1},
+                                           {720, 400, 90},
+                                           {360, 360}};
+  lists.emplace_back(400, 0.25F);
+  const int sizes[][2] = {{kWidth, kHeight}, {0, 0},    {-5, 10},   {1, 1},
+                          {40, 40},          {41, 194}, {300, 193}, {300, 220},
+                          {80, 240},         {3, 2000}, {2000, 3},  {INT_MAX, INT_MAX}};
+  for (const auto& size : sizes) {
+    for (const auto& shares : lists) {
+      const auto chart = drawn(shares, size[0], size[1]);
+      EXPECT_TRUE(chart->normalize(true));
+      EXPECT_TRUE(chart->draw());
+    }
+  }
+  GPPieChart impossible(0, 0);
+  EXPECT_FALSE(impossible.writePng(u"never.png"));
+  EXPECT_FALSE(fs::exists("never.png"));
+}
+
+TEST(GPPieChart, LabelsSayNameCountAndTruncatedShare) {
+  const auto label = [](const scdata& item, int width) {
+    GPPieChart chart(kWidth, kHeight);
+    chart.total = 100;
+    chart.feed(item);
+    chart.draw();
+    Box box = Layout(1).label(0);
+    box.right = box.left + width;
+    return Picture(chart).pixels(box);
+  };
+  EXPECT_EQ(label({u"Rock", 12, 99.9F}, 200), label({u"Rock", 12, 99}, 200));
+  EXPECT_NE(label({u"Rock", 12, 99}, 200), label({u"Rock", 12, 98}, 200));
+  // The same text, here as the beginning of a name.
+  EXPECT_EQ(label({u"Rock", 12, 37.9F}, 60), label({u"Rock 12 (37%) and more", 1, 1}, 60));
+}
+
+// Scripts of which the fonts at hand have no letters would all show the same boxes.
+TEST(GPPieChart, LabelsComeInTheirOwnScripts) {
+  std::vector<std::vector<Rgb>> seen;
+  for (const char16_t* name : {u"LDZ", u"ΛΔΩ", u"ЖДЯ", u"ĽĎŽ"}) {
+    GPPieChart chart(kWidth, kHeight);
+    chart.feed({name, 1, 1});
+    chart.normalize(true);
+    chart.draw();
+    const Picture picture(chart);
+    EXPECT_GT(picture.ink(Layout(1).label(0)), 50);
+    seen.push_back(picture.pixels(Layout(1).label(0)));
+  }
+  for (std::size_t i = 0; i < seen.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j) EXPECT_NE(seen[i], seen[j]);
+}
+
+TEST(GPPieChart, LongLabelsEndInAnEllipsisAndTheLastOneGoesOn) {
+  std::u16string name;
+  for (int i = 0; i < 60; ++i) name += u"wide ";
+  GPPieChart chart(kWidth, kHeight);
+  for (int i = 0; i < 3; ++i) chart.feed({name + static_cast<char16_t>(u'a' + i), 1, 1});
+  chart.normalize(true);
+  chart.draw();
+  const Picture picture(chart);
+  const Layout layout(3);
+#ifndef _WIN32  // Wine's GDI+ does not trim
+  const Box first = layout.label(0);
+  int right = first.right;
+  while (right > first.left && picture.ink({right - 1, first.top, right, first.bottom}) == 0)
+    --right;
+  EXPECT_GT(right, first.right - 30) << "the label does not fill its column";
+  // Dots stand at the foot of the line: nothing above its middle.
+  EXPECT_EQ(picture.ink({right - 6, first.top, right, first.top + 7}), 0);
+  EXPECT_GT(picture.ink({right - 6, first.top + 7, right, first.bottom}), 0);
+#endif
+  const Box last = layout.label(2, true);
+  EXPECT_GT(picture.ink({last.left, last.top + 18, last.right, last.bottom}), 200);
+  EXPECT_EQ(picture.ink({last.right, last.top, kWidth, kHeight}), 0);
+}
+
+TEST(GPPieChart, SharesItsCanvasWithItsCopies) {
+  auto original = drawn(kPies[3]);
+  { const GPPieChart copy = *original; }
+  GPPieChart other(100, 300);
+  other = *original;
+  EXPECT_EQ(other.canvas, original->canvas);
+  EXPECT_EQ(other.pieWidth, original->pieWidth);
+  EXPECT_EQ(other.pieHeight, original->pieHeight);
+  other.items = {{u"all", 1, 100}};
+  other.draw();
+  EXPECT_EQ(Picture(*original).at(kWidth / 2, 60), kColors[0]);
+  original.reset();
+  other.draw();
+  EXPECT_EQ(Picture(other).width(), kWidth);
+}
+
+TEST(GPChart, WritesPngFilesWhereItCan) {
+  const Folder folder;
+  GPPieChart chart(300, 300);
+  chart.draw();
+  EXPECT_TRUE(chart.writePng(folder.file(u"Größe 音.png")));
+  EXPECT_TRUE(fs::exists(folder.file(u"Größe 音.png")));
+  EXPECT_EQ(chart.canvas->GetLastStatus(), Gdiplus::Ok);
+  EXPECT_FALSE(chart.writePng(folder.file(u"none/chart.png")));
+  EXPECT_NE(chart.canvas->GetLastStatus(), Gdiplus::Ok);
+  GPChart base;
+  EXPECT_FALSE(base.writePng(folder.file(u"base.png")));
+  EXPECT_TRUE(base.draw());
+  EXPECT_TRUE(base.feed());
+}
+
+TEST(GPChart, FindsEncodersByTheirExactType) {
+  GPChart chart;
+  CLSID png{};
+  CLSID untouched{};
+  EXPECT_GE(chart.GetEncoderClsid(u"image/png", &png), 0);
+  EXPECT_NE(png.Data1, 0U);
+  for (const char16_t* type : {u"IMAGE/PNG", u"image/pn", u"image/png ", u""})
+    EXPECT_EQ(chart.GetEncoderClsid(type, &untouched), -1);
+  EXPECT_EQ(untouched.Data1, 0U);
+}
+
+}  // namespace
