@@ -72,7 +72,7 @@ TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 
 /// Reads what is left of `file` from its position on. Memory grows with what is really read, not
 /// with what the file claims. False when a read failed; `out` then holds what came before.
-bool readToEnd(File& file, std::string& out);
+TESSARON_API bool readToEnd(File& file, std::string& out);
 
 /// Reads at the position until `buffer` is full or the file ends, and moves it. Returns how many
 /// bytes were read, nothing when a read failed.

@@ -17,5 +17,6 @@ void addDue(CLI::App& app, Context& context);
 void addExport(CLI::App& app, Context& context);
 void addRecover(CLI::App& app, Context& context);
 void addCart(CLI::App& app, Context& context);
+void addCache(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool
