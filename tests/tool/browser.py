@@ -108,9 +108,11 @@ class Browser:
             file.write(base64.b64decode(self._request("GET", self._session + "/screenshot")))
 
     def close(self):
-        if self._session:
-            self._request("DELETE", self._session)
-        self._driver.terminate()
-        self._driver.wait()
-        self._driver.stdout.close()
-        self._profile.cleanup()
+        try:
+            if self._session:
+                self._request("DELETE", self._session)
+        finally:
+            self._driver.terminate()  # and with it the browser
+            self._driver.wait()
+            self._driver.stdout.close()
+            self._profile.cleanup()

@@ -4,6 +4,7 @@ import os
 import pathlib
 import struct
 import threading
+import time
 import unittest
 import zlib
 
@@ -84,6 +85,13 @@ class Page(ToolTest):
         cards = self.each(".card", "[e.offsetHeight > 0, e.dataset.id]")
         return [asin for visible, asin in cards if visible]
 
+    def assert_soon(self, look, expected):
+        """For what the page does in its own time."""
+        end = time.monotonic() + 10
+        while look() != expected and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertEqual(look(), expected)
+
     def choose(self, name, value):
         self.run_script(
             "const [name, value] = arguments, select = document.getElementById(name);"
@@ -140,6 +148,8 @@ class Page(ToolTest):
 
     def test_filters(self):
         self.show_examples()
+        marks = self.each(".card", "[...e.querySelectorAll('.mark')].map(m => m.textContent)")
+        self.assertEqual(marks[:3], [["Lent", "due"], [], ["Lent"]])
         music = ["EXM0000005", "EXM0000006", "EXM0000007", "EXM0000022"]
         for group, status, query, expected in [
             ("=Music", "*", "", music),
@@ -159,8 +169,6 @@ class Page(ToolTest):
         self.assertEqual(self.each("option", "e.label"), [
             "All groups", "Book (5)", "DVD (3)", "Music (4)", "Software (1)", "Video Games (2)",
             "Any status", "Due or due soon (1)", "No status (12)", "Lent (2)", "Favorite (1)"])
-        marks = self.each(".card", "[...e.querySelectorAll('.mark')].map(m => m.textContent)")
-        self.assertEqual(marks[:3], [["Lent", "due"], [], ["Lent"]])
 
     def test_foreign_text_stays_text(self):
         evil = html.escape(EVIL)
@@ -199,6 +207,21 @@ class Page(ToolTest):
         self.choose("group", "=" + EVIL)
         self.assertEqual(self.shown(), [EVIL])
 
+    def test_long_collections_come_piece_by_piece(self):
+        evil = item("evil", html.escape(EVIL), f"<Notes>caf&amp;eacute; {html.escape(EVIL)}</Notes>")
+        self.write("long.xml", collection(*(item(f"A{i}", f"No. {i}") for i in range(1200)), evil))
+        self.browser.messages()
+        self.show("long.xml")
+        self.assertEqual((len(self.shown()), self.each("#count", "e.value")), (500, ["1201 items"]))
+        self.run_script("scrollTo(0, document.body.scrollHeight)")
+        self.assert_soon(lambda: len(self.shown()), 1000)
+        self.search("no. 1199")
+        self.assert_soon(self.shown, ["A1199"])
+        self.search("hit('X') eacute")
+        self.assert_soon(self.shown, ["evil"])
+        self.assertEqual(self.each("h2", "e.textContent"), [EVIL])
+        self.assertEqual((self.browser.dialog(), self.browser.messages()), (None, []))
+
     def test_covers(self):
         server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Covers)
         self.addCleanup(server.server_close)
@@ -217,12 +240,7 @@ class Page(ToolTest):
             cover("A4", Medium=here + "/dot.png"),
             cover("A5")))
         self.show("c.xml")
-        self.run_script("""
-            const pending = () => document.querySelector('.cover:not(.loaded) img');
-            return new Promise(done => {
-              const look = left => pending() && left ? setTimeout(look, 50, left - 1) : done();
-              look(100);
-            })""")
+        self.assert_soon(lambda: self.each(".cover:not(.loaded) img", "1"), [])
         drawn = self.each(".drawn", "getComputedStyle(e).visibility")
         self.assertEqual(drawn, ["hidden", "hidden", "visible", "visible", "visible"])
         self.assertEqual(self.each(".cover", "e.querySelectorAll('img').length"), [1, 1, 0, 0, 0])

@@ -150,9 +150,7 @@ class Page {
       if (dueStateAt(record, now_) != 0) ++due_;
     }
     head();
-    out_ += "<main>\n";
-    for (const CRecord& record : records_) card(record);
-    out_ += "</main>\n";
+    cards();
     foot();
     return std::move(out_);
   }
@@ -218,46 +216,67 @@ class Page {
     return name.empty() ? fmt::format("Status {}", status) : escapeHtml(name);
   }
 
+  /// A long collection is cut into blocks. Those behind the first are text to the browser until the
+  /// script turns it into cards.
+  void cards() {
+    constexpr std::size_t kBlock = 500;
+    out_ += "<main id=\"items\">\n";
+    std::string_view end = "</main>\n";
+    for (std::size_t i = 0; i < records_.size(); ++i) {
+      if (i > 0 && i % kBlock == 0) {
+        out_.append(end).append("<script type=\"text/plain\" class=\"later\">\n");
+        end = "</script>\n";
+      }
+      card(records_[i]);
+    }
+    out_ += end;
+    if (records_.size() > kBlock)
+      put("<noscript><p class=\"none\">Without scripts only the first {} items can be shown.</p>"
+          "</noscript>\n",
+          kBlock);
+  }
+
   void card(const CRecord& record) {
     const std::string group = escaped(record.ProductGroup);
     const std::string due = dueMark(record, now_);
-    put("<article class=\"card\" data-id=\"{}\" data-group=\"{}\"", escaped(record.ASIN), group);
-    if (record.hasStatus) put(" data-status=\"{}\"", record.status);
-    if (!due.empty()) out_ += " data-due";
-    out_ += ">\n";
+    put("<article class=\"card\" data-id=\"{}\" data-group=\"{}\" data-status=\"{}\" "
+        "data-due=\"{}\">",
+        escaped(record.ASIN), group,
+        record.hasStatus ? std::to_string(record.status) : std::string("none"),
+        due.empty() ? "" : "due");
     cover(record);
 
     const std::string title = escaped(record.Title);
     const std::string byline = people(record);
-    out_ += "<div class=\"body\">\n";
+    out_ += "<div class=\"body\">";
     marks(record, due);
-    put("<h2 dir=\"auto\" lang=\"{}\">{}</h2>\n", language(record.Title),
+    put("<h2 dir=\"auto\" lang=\"{}\">{}</h2>", language(record.Title),
         title.empty() ? escaped(record.ASIN) : title);
     if (!byline.empty())
-      put("<p class=\"by\" dir=\"auto\" lang=\"{}\">{}</p>\n", language(record.Title), byline);
+      put("<p class=\"by\" dir=\"auto\" lang=\"{}\">{}</p>", language(record.Title), byline);
     std::string kind = group;
     if (!record.Binding.empty() && record.Binding != record.ProductGroup)
       kind += (kind.empty() ? "" : " · ") + escaped(record.Binding);
-    if (!kind.empty()) put("<p class=\"kind\" dir=\"auto\">{}</p>\n", kind);
+    if (!kind.empty()) put("<p class=\"kind\" dir=\"auto\">{}</p>", kind);
     if (record.hasStatus)
-      put("<p class=\"state\" dir=\"auto\">{}</p>\n", escapeHtml(statusSentence(record)));
+      put("<p class=\"state\" dir=\"auto\">{}</p>", escapeHtml(statusSentence(record)));
     price(record);
-    out_ += "<details>\n<summary>Details</summary>\n<div class=\"more\">\n";
+    out_ += "<details><summary>Details</summary><div class=\"more\">";
     facts(record);
     texts(record);
-    out_ += "</div>\n</details>\n</div>\n</article>\n";
+    out_ += "</div></details></div></article>\n";
   }
 
   void cover(const CRecord& record) {
-    put("<div class=\"cover {} h{}\">\n<div class=\"drawn\" aria-hidden=\"true\" lang=\"{}\">"
-        "<b dir=\"auto\">{}</b><i dir=\"auto\">{}</i></div>\n",
+    put("<div class=\"cover {} h{}\"><div class=\"drawn\" aria-hidden=\"true\" lang=\"{}\">"
+        "<b dir=\"auto\">{}</b><i dir=\"auto\">{}</i></div>",
         coverShape(record), coverHue(record), language(record.Title), escaped(record.Title),
         people(record));
     if (const std::string address = coverAddress(record); !address.empty())
       put("<img src=\"{}\" alt=\"\" loading=\"lazy\" decoding=\"async\" "
-          "referrerpolicy=\"no-referrer\">\n",
+          "referrerpolicy=\"no-referrer\">",
           escapeHtml(address));
-    out_ += "</div>\n";
+    out_ += "</div>";
   }
 
   void marks(const CRecord& record, const std::string& due) {
@@ -266,7 +285,7 @@ class Page {
         statusLabel(record.status));
     if (!due.empty())
       put("<span class=\"mark {}\">{}</span>", due == "due soon" ? "soon" : "due", due);
-    out_ += "</div>\n";
+    out_ += "</div>";
   }
 
   void price(const CRecord& record) {
@@ -282,11 +301,11 @@ class Page {
       if (!record.TotalReviews.empty()) put(" ({})", escaped(record.TotalReviews));
       out_ += "</span>";
     }
-    out_ += "</div>\n";
+    out_ += "</div>";
   }
 
   void fact(std::string_view label, const std::string& value) {
-    if (!value.empty()) put("<dt>{}</dt><dd dir=\"auto\">{}</dd>\n", label, value);
+    if (!value.empty()) put("<dt>{}</dt><dd dir=\"auto\">{}</dd>", label, value);
   }
 
   static std::string offer(const std::u16string& price, const std::u16string& count) {
@@ -295,7 +314,7 @@ class Page {
   }
 
   void facts(const CRecord& record) {
-    out_ += "<dl>\n";
+    out_ += "<dl>";
     for (const auto& [label, member] : kFacts) {
       if (const auto* text = std::get_if<std::u16string CRecord::*>(&member))
         fact(label, escaped(record.**text));
@@ -315,17 +334,17 @@ class Page {
     fact("ASIN", escaped(record.ASIN));
     if (const std::string address = toUtf8(record.DetailPageURL); isWebAddress(address))
       put("<dt>On the web</dt><dd><a href=\"{}\" rel=\"noopener noreferrer\" target=\"_blank\">"
-          "Product page</a></dd>\n",
+          "Product page</a></dd>",
           escapeHtml(address));
-    out_ += "</dl>\n";
+    out_ += "</dl>";
   }
 
   void texts(const CRecord& record) {
     if (!record.Notes.empty())
-      put("<section><h3>Notes</h3><p class=\"note\" dir=\"auto\">{}</p></section>\n",
+      put("<section><h3>Notes</h3><p class=\"note\" dir=\"auto\">{}</p></section>",
           escaped(record.Notes));
     if (!record.description.empty())
-      put("<section><h3>Description</h3><div class=\"text\" dir=\"auto\">{}</div></section>\n",
+      put("<section><h3>Description</h3><div class=\"text\" dir=\"auto\">{}</div></section>",
           tidyHtml(toUtf8(record.description)));
     list("Features", record.features, "ul");
     for (std::size_t i = 0; i < record.discs.size(); ++i)
@@ -336,27 +355,28 @@ class Page {
 
   void list(std::string_view heading, const CRecord::Strings& items, std::string_view element) {
     if (items.empty()) return;
-    put("<section><h3>{}</h3><{}>\n", heading, element);
-    for (const std::u16string& item : items) put("<li dir=\"auto\">{}</li>\n", escaped(item));
-    put("</{}></section>\n", element);
+    put("<section><h3>{}</h3><{}>", heading, element);
+    for (const std::u16string& item : items) put("<li dir=\"auto\">{}</li>", escaped(item));
+    put("</{}></section>", element);
   }
 
   void reviews(const CRecord& record) {
     const std::size_t count = std::min(
         {record.reviewRatings.size(), record.reviewSummaries.size(), record.reviewContents.size()});
     if (count == 0) return;
-    out_ += "<section><h3>Reviews</h3>\n";
+    out_ += "<section><h3>Reviews</h3>";
     for (std::size_t i = 0; i < count; ++i)
       put("<div class=\"review\"><p dir=\"auto\"><span class=\"stars\">{}</span> <b>{}</b></p>"
-          "<div class=\"text plain\" dir=\"auto\">{}</div></div>\n",
+          "<div class=\"text plain\" dir=\"auto\">{}</div></div>",
           stars(record.reviewRatings[i]), escaped(record.reviewSummaries[i]),
           tidyHtml(toUtf8(record.reviewContents[i])));
-    out_ += "</section>\n";
+    out_ += "</section>";
   }
 
   void foot() {
     out_ +=
-        "<div id=\"none\" class=\"none\" hidden><p>Nothing here fits.</p>"
+        "<div id=\"end\" hidden></div>\n<div id=\"none\" class=\"none\" hidden><p>Nothing here "
+        "fits.</p>"
         "<button type=\"button\" id=\"clear\">Show everything</button></div>\n";
     if (records_.empty()) out_ += "<p class=\"none\">This collection is empty.</p>\n";
     put("<footer>Covers come from the addresses in the collection; all else is in this "

@@ -1,47 +1,76 @@
 'use strict';
 (() => {
+  const STEP = 500;  // cards that are put on the page at a time
   const byId = (id) => document.getElementById(id);
-  const [query, group, status, count] = ['query', 'group', 'status', 'count'].map(byId);
-  const cards = [...document.querySelectorAll('.card')];
-  const texts = new Array(cards.length);
+  const [query, group, status, count, main, end] =
+    ['query', 'group', 'status', 'count', 'items', 'end'].map(byId);
+
+  const area = document.createElement('textarea');
+  const decode = (text) => {
+    if (!text.includes('&')) return text;
+    area.innerHTML = text;  // takes character references for what they are, and all else as text
+    return area.value;
+  };
 
   // Case, accents, full-width forms and ligatures make no difference to a search.
   const LETTERS = {ß: 'ss', æ: 'ae', œ: 'oe', ø: 'o', đ: 'd', ð: 'd', þ: 'th', ł: 'l', ı: 'i', ς: 'σ'};
   const fold = (text) => text.normalize('NFKD').replace(/[\u0300-\u036f]/g, '').toLowerCase()
     .replace(/[ßæœøđðþłıς]/g, (letter) => LETTERS[letter]);
 
-  const textOf = (i) => texts[i] ??= fold(
-    [cards[i].dataset.id, ...Array.from(cards[i].querySelectorAll('h2, p, dd, li'),
-      (element) => element.textContent)].join('\n'));
+  const HEAD = /^<article class="card" data-id="[^"]*" data-group="([^"]*)" data-status="([^"]*)" data-due="([^"]*)"/;
+  class Card {
+    constructor(html, node) {
+      this.html = html;
+      this.made = node;
+      [, this.group, this.status, this.due] = HEAD.exec(html).map(decode);
+    }
+    get node() {
+      if (!this.made) {
+        const template = document.createElement('template');
+        template.innerHTML = this.html;
+        this.made = template.content.firstElementChild;
+      }
+      return this.made;
+    }
+    // What is searched: all that the card says, but for its labels.
+    get text() {
+      this.folded ??= fold(decode(
+        this.html.replace(/<(dt|h3|summary|a)\b.*?<\/\1>|<[^>]*>/gs, '\n')));
+      return this.folded;
+    }
+  }
 
-  const fits = (i, words) => {
-    const {group: itsGroup, status: itsStatus, due} = cards[i].dataset;
-    return (group.value === '*' || group.value.slice(1) === itsGroup) &&
-      (status.value === '*' || status.value === (itsStatus ?? 'none') ||
-        (status.value === 'due' && due !== undefined)) &&
-      words.every((word) => textOf(i).includes(word));
+  // The first cards are on the page from the start. The others are kept as text until they are to be
+  // seen: a hundred thousand of them would take the browser minutes, and all memory.
+  const cards = [...main.children].map((node) => new Card(node.outerHTML, node));
+  for (const block of document.querySelectorAll('.later')) {
+    for (const html of block.textContent.split(/^(?=<article )/m)) if (html.trim()) cards.push(new Card(html));
+    block.remove();
+  }
+
+  let shown = cards;
+  const more = () => {
+    const from = main.childElementCount;
+    main.append(...shown.slice(from, from + STEP).map((card) => card.node));
+    end.hidden = main.childElementCount === shown.length;
   };
 
-  // All reading comes before all writing, so that the page is laid out once.
   const apply = () => {
     const words = fold(query.value).split(/\s+/).filter(Boolean);
-    const turned = [];
-    let shown = 0;
-    cards.forEach((card, i) => {
-      const fit = fits(i, words);
-      if (fit) ++shown;
-      if (card.hidden === fit) turned.push(card);
-    });
-    for (const card of turned) card.hidden = !card.hidden;
+    shown = cards.filter((card) => (group.value === '*' || group.value.slice(1) === card.group) &&
+      (status.value === '*' || [card.status, card.due].includes(status.value)) &&
+      words.every((word) => card.text.includes(word)));
+    main.replaceChildren();
+    more();
     const all = `${cards.length} ${cards.length === 1 ? 'item' : 'items'}`;
-    count.value = shown === cards.length ? all : `${shown} of ${all}`;
-    byId('none').hidden = shown > 0 || cards.length === 0;
+    count.value = shown.length === cards.length ? all : `${shown.length} of ${all}`;
+    byId('none').hidden = shown.length > 0 || cards.length === 0;
   };
 
   let timer;
   query.addEventListener('input', () => {
     clearTimeout(timer);
-    timer = setTimeout(apply, cards.length > 2000 ? 150 : 0);
+    timer = setTimeout(apply, cards.length > STEP ? 150 : 0);
   });
   group.addEventListener('change', apply);
   status.addEventListener('change', apply);
@@ -74,11 +103,12 @@
   // Long collections get ready for the first search while nobody waits.
   let next = 0;
   const prepare = (deadline) => {
-    while (next < cards.length && deadline.timeRemaining() > 1) textOf(next++);
+    while (next < cards.length && deadline.timeRemaining() > 1) void cards[next++].text;
     if (next < cards.length) requestIdleCallback(prepare);
   };
   if (window.requestIdleCallback) requestIdleCallback(prepare);
 
   byId('tools').hidden = false;
   apply();
+  new IntersectionObserver(([entry]) => entry.isIntersecting && more(), {rootMargin: '2000px'}).observe(end);
 })();
