@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "records/record_set.h"
+#include "support/files.h"
+#include "temporary_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+CRecordSet setOf(std::size_t count, const std::u16string& title) {
+  CRecordSet set;
+  set.records.resize(count);
+  for (CRecord& record : set.records) record.Title = title;
+  return set;
+}
+
+std::string textOf(CRecordSet set) {
+  std::string text;
+  set.toString(text);
+  return text;
+}
+
+std::string content(const fs::path& path) {
+  std::string text;
+  ReadFileToString(path.u16string(), text);
+  return text;
+}
+
+TEST(CRecordSetSaving, ReplacesTheFileAndTellsTheTruth) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.path / u"Sammlung \u65E5\u672C.xml";
+  std::error_code error = std::make_error_code(std::errc::io_error);
+  EXPECT_TRUE(setOf(3, u"old").saveTo(path.u16string(), error));
+  EXPECT_FALSE(error);
+  EXPECT_EQ(content(path), textOf(setOf(3, u"old")));
+  EXPECT_FALSE(setOf(1, u"new").toFile(path.u16string())) << "also after success";
+  EXPECT_EQ(content(path), textOf(setOf(1, u"new")));
+  EXPECT_EQ(folder.entries(), 1u);
+}
+
+TEST(CRecordSetSaving, FailsWithoutATrace) {
+  const TemporaryFolder folder;
+  fs::create_directory(folder.path / "sub");
+  for (const fs::path& path : {folder.path / "sub", folder.path / "none" / "a.xml", fs::path()}) {
+    std::error_code error;
+    EXPECT_FALSE(setOf(1, u"x").saveTo(path.u16string(), error)) << path;
+    EXPECT_TRUE(error) << path;
+    EXPECT_FALSE(setOf(1, u"x").toFile(path.u16string()));
+  }
+  EXPECT_EQ(folder.entries(), 1u);
+  EXPECT_TRUE(fs::is_directory(folder.path / "sub"));
+}
+
+TEST(CRecordSetSaving, NeverShowsHalfAFile) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.path / "a.xml";
+  CRecordSet small = setOf(10, u"small"), large = setOf(40, u"large");
+  const std::string smallText = textOf(small), largeText = textOf(large);
+  ASSERT_FALSE(small.toFile(path.u16string()));
+  std::atomic<bool> stop = false;
+  std::thread writer([&] {
+    for (int i = 0; i < 60; ++i) (i % 2 ? small : large).toFile(path.u16string());
+    stop = true;
+  });
+  while (!stop) {
+    const std::string text = content(path);
+    // A reader may find the file held on Windows, and then gets nothing.
+    EXPECT_TRUE(text == smallText || text == largeText || text.empty()) << text.size();
+  }
+  writer.join();
+  EXPECT_EQ(folder.entries(), 1u);
+}
+
+}  // namespace
