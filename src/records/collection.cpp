@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "records/item_merge.h"
+#include "records/item_scanner.h"
 #include "records/record_set.h"
 #include "support/text.h"
 #include "support/xml_outline.h"
@@ -90,20 +91,8 @@ struct Collection::Layout {
 
 Collection::Layout Collection::scan(std::string_view text) {
   Layout layout;
-  XmlScanner scanner(text);
+  ItemScanner scanner(text);
   std::optional<Opening> opening;
-  bool inItems = false;
-  bool inItem = false;
-  std::size_t itemBegin = 0;
-  const auto isItem = [&](std::size_t parents) {
-    return inItems ? parents == 2 && scanner.name() == "Item"
-                   : parents == 1 && scanner.name() == "Details";
-  };
-  const auto endItem = [&] {
-    inItem = false;
-    layout.items.push_back({itemBegin, scanner.end()});
-    opening.reset();  // new items go behind all others
-  };
   const auto openTag = [&](std::string before, std::string behind) {
     const std::size_t slash = scanner.end() - 2;
     return Opening{blankBefore(text, slash).begin, scanner.end(), '>' + std::move(before),
@@ -117,44 +106,32 @@ Collection::Layout Collection::scan(std::string_view text) {
   for (;;) {
     const Piece piece = scanner.next();
     const std::size_t depth = scanner.depth();
-    switch (piece) {
-      case Piece::Start:
-        if (depth == 1) layout.root = scanner.name();
-        if (inItem) break;
-        inItem = isItem(depth - 1);
-        if (inItem) itemBegin = scanner.begin();
-        if (depth == 2 && scanner.name() == "Items") inItems = true;
-        break;
-      case Piece::Empty:
-        if (inItem) break;
-        if (isItem(depth)) {
-          itemBegin = scanner.begin();
-          endItem();
-        } else if (depth == 1 && scanner.name() == "Items") {
-          opening = openTag("", "</Items>");
-        } else if (depth == 0) {
-          opening = openTag("<Items>", "</Items></" + std::string(scanner.name()) + '>');
-        }
-        break;
-      case Piece::End:
-        if (inItem && depth == (inItems ? 2 : 1)) {
-          endItem();
-        } else if (inItems && depth == 1) {
-          inItems = false;
-          opening = openBeforeTag("", "");
-        } else if (depth == 0 && !opening) {
-          opening = openBeforeTag("<Items>", "</Items>");
-        }
-        break;
-      case Piece::Finished:
-        layout.opening = *std::move(opening);
-        return layout;
-      case Piece::Faulty:
-        layout.fault = scanner.fault();
-        locate(text, layout.fault);
-        return layout;
-      default:
-        break;
+    if (piece == Piece::Faulty) {
+      layout.fault = scanner.fault();
+      locate(text, layout.fault);
+      return layout;
+    }
+    if (piece == Piece::Finished) {
+      layout.opening = *std::move(opening);
+      return layout;
+    }
+    if (scanner.isItem()) {
+      layout.items.push_back({scanner.begin(), scanner.end()});
+      opening.reset();  // new items go behind all others
+    } else if (piece == Piece::Start) {
+      if (depth == 1) layout.root = scanner.name();
+    } else if (piece == Piece::Empty) {
+      if (depth == 1 && scanner.name() == "Items") {
+        opening = openTag("", "</Items>");
+      } else if (depth == 0) {
+        opening = openTag("<Items>", "</Items></" + std::string(scanner.name()) + '>');
+      }
+    } else if (piece == Piece::End) {
+      if (depth == 1 && scanner.name() == "Items") {
+        opening = openBeforeTag("", "");
+      } else if (depth == 0 && !opening) {
+        opening = openBeforeTag("<Items>", "</Items>");
+      }
     }
   }
 }

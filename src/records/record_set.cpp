@@ -1,10 +1,14 @@
 #include "records/record_set.h"
 
+#include <utility>
+
 #include "platform/file.h"
 #include "platform/system.h"
+#include "records/item_scanner.h"
 #include "records/item_walk.h"
 #include "support/files.h"
 #include "support/xml.h"
+#include "support/xml_outline.h"
 
 bool CRecordSet::fromFile(std::u16string path) {
   std::string text;
@@ -12,8 +16,41 @@ bool CRecordSet::fromFile(std::u16string path) {
 }
 
 bool CRecordSet::fromString(std::string text) {
+  using Piece = tessaron::XmlScanner::Piece;
+  if (text.empty()) return false;
+  tessaron::removeByteOrderMark(text);
+  struct Item {
+    tessaron::TextRange range;
+    int version;
+    bool needsRewriting;
+  };
+  std::vector<Item> items;
+  tessaron::ItemScanner scanner(text);
+  Piece piece{};
+  do {
+    piece = scanner.next();
+    if (!scanner.isItem()) continue;
+    items.push_back(
+        {{scanner.begin(), scanner.end()}, scanner.version(), scanner.needsRewriting()});
+  } while (piece != Piece::Finished && piece != Piece::Faulty);
+  if (scanner.fault().kind == tessaron::XmlFault::Kind::TooDeep) return false;
+
+  // One item at a time: a document of them all would be many times as large as the text.
+  if (records.empty()) records.reserve(items.size());
   TiXmlDocument document;
-  return tessaron::parseReadable(std::move(text), document) && fromXml(&document);
+  for (const auto& [range, version, needsRewriting] : items) {
+    if (needsRewriting) {
+      tessaron::parseXml(std::string(range.of(text)), document);
+    } else {
+      const char behind = std::exchange(text[range.end], '\0');
+      tessaron::parsePassed(text.data() + range.begin, document);
+      text[range.end] = behind;
+    }
+    if (!records.emplace_back().fromXmlNodeVersion(document.RootElement(), version)) {
+      records.pop_back();
+    }
+  }
+  return true;
 }
 
 bool CRecordSet::fromXml(TiXmlDocument* document) {
@@ -27,8 +64,24 @@ bool CRecordSet::fromXml(TiXmlDocument* document) {
 
 bool CRecordSet::toString(std::string& out) {
   TiXmlDocument document;
-  if (!toXml(&document)) return false;
-  tessaron::printXml(document, out);
+  CRecordSet().toXml(&document);
+  std::string frame;
+  tessaron::printXml(document, frame);
+  if (records.empty()) {
+    out += frame;
+    return true;
+  }
+
+  // One item at a time, as in reading. The text is that of the whole document.
+  constexpr std::string_view kEmpty = "<Items />";
+  const std::size_t items = frame.find(kEmpty);
+  out.append(frame, 0, items) += "<Items>";
+  for (CRecord& record : records) {
+    TiXmlElement item("Item");
+    record.composeItemNode(&item);
+    tessaron::printXml(item, out);
+  }
+  (out += "</Items>").append(frame, items + kEmpty.size());
   return true;
 }
 

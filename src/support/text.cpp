@@ -26,13 +26,16 @@ std::size_t sequenceLength(unsigned char lead) {
   return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
 }
 
-void appendUtf16(std::u16string& out, char32_t codePoint) {
+// Writes one or two units and returns where the next one goes. A character has at most as many
+// units in UTF-16 as it has bytes in UTF-8.
+char16_t* writeUtf16(char16_t* to, char32_t codePoint) {
   if (codePoint < 0x10000) {
-    out += static_cast<char16_t>(codePoint);
+    *to++ = static_cast<char16_t>(codePoint);
   } else {
-    out += static_cast<char16_t>(0xD7C0 + (codePoint >> 10));
-    out += static_cast<char16_t>(0xDC00 | (codePoint & 0x3FF));
+    *to++ = static_cast<char16_t>(0xD7C0 + (codePoint >> 10));
+    *to++ = static_cast<char16_t>(0xDC00 | (codePoint & 0x3FF));
   }
+  return to;
 }
 
 // The byte that `unit` is in Latin-1 or Windows-1252; -1 when it is in neither.
@@ -93,17 +96,20 @@ bool decodeOnceMore(std::u16string& text) {
   }
   if (!candidate) return false;
 
-  std::u16string decoded;
+  std::u16string decoded(bytes.size(), u'\0');
+  char16_t* to = decoded.data();
   bool proven = false;
   for (std::size_t at = 0; at < bytes.size();) {
     const std::size_t from = at;
     bool wellFormed = false;
-    appendUtf16(decoded, nextUtf8(bytes, at, &wellFormed));
+    to = writeUtf16(to, nextUtf8(bytes, at, &wellFormed));
     if (!wellFormed) return false;
     if (at - from > 1 && !readsAsRealText(text, from, at - from)) proven = true;
   }
-  if (proven) text = std::move(decoded);
-  return proven;
+  if (!proven) return false;
+  decoded.resize(static_cast<std::size_t>(to - decoded.data()));
+  text = std::move(decoded);
+  return true;
 }
 
 }  // namespace
@@ -154,17 +160,18 @@ void appendUtf8(std::string& out, char32_t codePoint) {
 }
 
 std::u16string fromUtf8(std::string_view text) {
-  std::u16string out;
-  out.reserve(text.size());
+  std::u16string out(text.size(), u'\0');
+  char16_t* to = out.data();
   for (std::size_t at = 0; at < text.size();) {
     const auto byte = static_cast<unsigned char>(text[at]);
     if (byte < 0x80) {
-      out += byte;
+      *to++ = byte;
       ++at;
     } else {
-      appendUtf16(out, nextUtf8(text, at));
+      to = writeUtf16(to, nextUtf8(text, at));
     }
   }
+  out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
 }
 

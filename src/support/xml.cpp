@@ -231,6 +231,16 @@ void removeByteOrderMark(std::string& text) {
   text = toUtf8(wide);
 }
 
+void parsePassed(const char* text, TiXmlDocument& document) {
+  document.Clear();
+  document.ClearError();
+  const KeepWhiteSpace keepWhiteSpace;
+  const int tabSize = document.TabSize();
+  document.SetTabSize(0);  // the library need not count lines: the scanner has
+  document.Parse(text, nullptr, TIXML_ENCODING_LEGACY);
+  document.SetTabSize(tabSize);
+}
+
 XmlFault parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
@@ -253,11 +263,7 @@ XmlFault parseXml(std::string text, TiXmlDocument& document) {
   }
   if (!rewrites.empty()) text = rewriteReferences(text, rewrites);
 
-  const KeepWhiteSpace keepWhiteSpace;
-  const int tabSize = document.TabSize();
-  document.SetTabSize(0);  // the library need not count lines: the scanner has
-  document.Parse(text.c_str(), nullptr, TIXML_ENCODING_LEGACY);
-  document.SetTabSize(tabSize);
+  parsePassed(text.c_str(), document);
   if (!fault && document.Error()) {
     fault.kind = XmlFault::Kind::BadTag;
     fault.message = document.ErrorDesc();

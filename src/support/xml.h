@@ -63,6 +63,10 @@ void removeByteOrderMark(std::string& text);
 /// after TooDeep. Safe to call from several threads at once.
 TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);
 
+/// The part of `parseXml` behind its XmlScanner, for a text that one has passed without a need to
+/// rewrite it.
+void parsePassed(const char* text, TiXmlDocument& document);
+
 /// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in
 /// a fault. False for an empty text and for one that is nested too deep.
 bool parseReadable(std::string text, TiXmlDocument& document);
