@@ -1,0 +1,322 @@
+#include "graphics/image_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "support/allocations.h"
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+namespace {
+
+constexpr std::size_t kHeader = 1026;
+constexpr std::size_t kSectionHeader = 108;
+
+std::string number(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
+  return bytes;
+}
+
+const std::string kEmptyFile = "CM" + std::string(1024, '\0');
+
+// A section as it stands on disk, written down apart from the library's own encoder.
+std::string section(char key, const std::string& data, std::uint32_t offset = 0,
+                    const std::u16string& tag = u"") {
+  std::string bytes = number(static_cast<std::uint32_t>(data.size())) + number(offset) +
+                      std::string(16, key) + std::string(16, '\0') + number(7);
+  for (const char16_t unit : tag) bytes += {static_cast<char>(unit), static_cast<char>(unit >> 8)};
+  bytes.resize(kSectionHeader, '\0');
+  return bytes + data;
+}
+
+const unsigned char* bytesOf(const std::string& text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+std::string key(char byte) { return std::string(16, byte); }
+
+bool save(CImageCacheMan& cache, char byte, const std::string& data) {
+  return cache.saveToCache(bytesOf(data), static_cast<std::uint32_t>(data.size()),
+                           bytesOf(key(byte)), nullptr, 7, u"");
+}
+
+// What a lookup gives, or "none".
+std::string find(CImageCacheMan& cache, char byte, const std::u16string& tag = u"") {
+  std::vector<unsigned char> bytes(3, 'x');
+  const bool found = cache.getFromCache(bytes, bytesOf(key(byte)), nullptr, 7, tag);
+  if (found) return {bytes.begin(), bytes.end()};
+  EXPECT_EQ(bytes, std::vector<unsigned char>(3, 'x'));
+  return "none";
+}
+
+class CImageCacheManTest : public testing::Test {
+ protected:
+  CImageCacheManTest() {
+    fs::create_directories(folder);
+    path = (folder / u"Bilder \u4E16.db").u16string();
+  }
+  ~CImageCacheManTest() override { fs::remove_all(folder); }
+
+  void write(const std::string& content) const {
+    fs::remove(path);  // emptying a file costs some file systems a flush
+    std::ofstream(fs::path(path), std::ios::binary) << content;
+  }
+  std::string read() const {
+    std::ifstream file(fs::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  fs::path workPath() const { return path + u",$~tmp~$"; }
+
+  // The same in a process that a test starts, another one in another build folder.
+  const fs::path folder = fs::temp_directory_path() /
+                          ("tessaron-cache-" + std::to_string(fs::hash_value(fs::current_path())) +
+                           testing::UnitTest::GetInstance()->current_test_info()->name());
+  std::u16string path;
+};
+
+}  // namespace
+
+TEST_F(CImageCacheManTest, WritesTheFrozenFormat) {
+  {
+    CImageCacheMan cache(path);
+    EXPECT_TRUE(cache.isOpen());
+    EXPECT_EQ(read(), "");
+  }
+  EXPECT_EQ(read(), kEmptyFile);
+
+  // Foreign header, a section without data, numbers in fields without meaning.
+  write("XY" + std::string(1024, '!') + section('a', "first", 0xDEADBEEF, u"T\u00E4g") +
+        section('b', "") + section('c', "third", 1));
+  {
+    CImageCacheMan cache(path);
+    EXPECT_EQ(cache.sections.size(), 2u);
+    EXPECT_EQ(find(cache, 'a', u"t\u00C4G"), "first");
+    EXPECT_TRUE(save(cache, 'd', "f\0urth"s));
+    EXPECT_EQ(find(cache, 'd'), "f\0urth"s);
+    EXPECT_EQ(read().substr(0, 2), "XY");
+  }
+  const std::string expected = kEmptyFile + section('a', "first", 0xDEADBEEF, u"T\u00E4g") +
+                               section('c', "third", 1) + section('d', "f\0urth"s);
+  EXPECT_EQ(read(), expected);
+  EXPECT_FALSE(fs::exists(workPath()));
+  CImageCacheMan again(path);
+  again.deinit();
+  EXPECT_EQ(read(), expected);
+  again.init();
+  EXPECT_EQ(find(again, 'c'), "third");
+}
+
+TEST_F(CImageCacheManTest, ComparesAllFourKeys) {
+  const std::string zero(16, '\0'), one(16, '\1');
+  const std::u16string tag31(31, u'\u00FC'), tag32(32, u'y');
+  struct Row {
+    const std::string* savedKey2;
+    std::uint32_t savedVariant;
+    std::u16string savedTag;
+    const std::string* key2;
+    std::uint32_t variant;
+    std::u16string tag;
+    bool found;
+  };
+  const Row rows[] = {
+      {nullptr, 1, u"", nullptr, 1, u"", true},
+      {nullptr, 1, u"", &zero, 1, u"", true},
+      {&zero, 1, u"", nullptr, 1, u"", true},
+      {&one, 1, u"", &one, 1, u"", true},
+      {&one, 1, u"", nullptr, 1, u"", false},
+      {nullptr, 1, u"", nullptr, 0x10001, u"", false},
+      {nullptr, 1, u"Cover", nullptr, 1, u"cOVER", true},
+      {nullptr, 1, u"Cover", nullptr, 1, u"Covers", false},
+      {nullptr, 1, u"Cover", nullptr, 1, u"Co-ver", false},
+      {nullptr, 1, u"a\0b"s, nullptr, 1, u"a\0c"s, true},
+      {nullptr, 1, tag31, nullptr, 1, std::u16string(31, u'\u00DC'), true},
+      {nullptr, 1, tag32, nullptr, 1, tag32, false},
+      {nullptr, 1, tag32, nullptr, 1, tag32.substr(1), true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    write("");
+    CImageCacheMan cache(path);
+    const auto pointer = [](const std::string* text) { return text ? bytesOf(*text) : nullptr; };
+    ASSERT_TRUE(cache.saveToCache(bytesOf(one), 1, bytesOf(one), pointer(row.savedKey2),
+                                  row.savedVariant, row.savedTag));
+    std::vector<unsigned char> bytes;
+    EXPECT_EQ(cache.getFromCache(bytes, bytesOf(one), pointer(row.key2), row.variant, row.tag),
+              row.found);
+    EXPECT_FALSE(cache.getFromCache(bytes, bytesOf(zero), pointer(row.key2), row.variant, row.tag));
+  }
+}
+
+TEST_F(CImageCacheManTest, RefusesWhatItCannotRead) {
+  CImageCacheMan cache(path);
+  const auto* const wild = reinterpret_cast<const unsigned char*>(16);
+  const std::string data = key('k');
+  std::vector<unsigned char> bytes;
+  for (const unsigned char* bad : {wild, static_cast<const unsigned char*>(nullptr)}) {
+    EXPECT_FALSE(cache.saveToCache(bytesOf(data), 16, bad, nullptr, 0, u""));
+    EXPECT_FALSE(cache.saveToCache(bad, 16, bytesOf(data), nullptr, 0, u""));
+    EXPECT_FALSE(cache.getFromCache(bytes, bad, nullptr, 0, u""));
+  }
+  EXPECT_FALSE(cache.saveToCache(bytesOf(data), 0, bytesOf(data), nullptr, 0, u""));
+  EXPECT_TRUE(cache.sections.empty());
+  EXPECT_TRUE(cache.saveToCache(bytesOf(data), 16, bytesOf(data), wild, 0, u""));
+  EXPECT_TRUE(cache.getFromCache(bytes, bytesOf(data), wild, 0, u""));
+}
+
+TEST_F(CImageCacheManTest, KeepsTheNewestTwoHundredAndFindsTheOldestOfDuplicates) {
+  std::string expected = kEmptyFile;
+  {
+    CImageCacheMan cache(path);
+    for (int i = 0; i < 203; ++i) {
+      const char name = static_cast<char>(i < 100 ? i : 100);
+      ASSERT_TRUE(save(cache, name, std::to_string(i)));
+      if (i > 2) expected += section(name, std::to_string(i));
+    }
+    EXPECT_EQ(find(cache, 0), "0");
+  }
+  EXPECT_EQ(read(), expected);
+  CImageCacheMan cache(path);
+  EXPECT_EQ(find(cache, 2), "none");
+  EXPECT_EQ(find(cache, 3), "3");
+  EXPECT_EQ(find(cache, 100), "100");
+}
+
+TEST_F(CImageCacheManTest, IsHeldByOneAndUntouchedByOthers) {
+  const std::string before = kEmptyFile + section('a', "data");
+  write(before);
+  CImageCacheMan first(path);
+  {
+    CImageCacheMan second(path);
+    EXPECT_FALSE(second.isOpen());
+    EXPECT_TRUE(save(second, 'b', "lost"));
+    EXPECT_EQ(find(second, 'b'), "none");
+  }
+  EXPECT_EQ(read(), before);
+  EXPECT_EQ(find(first, 'a'), "data");
+  first.deinit();
+  fs::create_directory(workPath());  // in the working file's place
+  {
+    CImageCacheMan third(path);
+    EXPECT_FALSE(third.isOpen());
+    save(third, 'b', "lost");
+  }
+  EXPECT_EQ(read(), before);
+}
+
+TEST_F(CImageCacheManTest, CopiesShareTheFilesOfTheirOriginal) {
+  auto original = std::make_unique<CImageCacheMan>(path);
+  save(*original, 'a', "one");
+  auto copy = std::make_unique<CImageCacheMan>(*original);
+  CImageCacheMan other((folder / "other").u16string());
+  save(other, 'o', "kept");
+  other = *copy;
+  EXPECT_GT(fs::file_size(folder / "other"), kHeader);
+  EXPECT_EQ(find(other, 'a'), "one");
+  EXPECT_TRUE(save(other, 'b', "two"));
+  copy.reset();
+  EXPECT_EQ(find(*original, 'a'), "one");
+  EXPECT_TRUE(save(*original, 'c', "three"));
+  EXPECT_EQ(read(), "");
+  original.reset();
+  EXPECT_FALSE(other.isOpen());
+  EXPECT_EQ(find(other, 'a'), "none");
+  CImageCacheMan again(path);
+  EXPECT_EQ(find(again, 'a'), "one");
+  EXPECT_EQ(find(again, 'c'), "three");
+}
+
+TEST_F(CImageCacheManTest, LosesOnlyWhatIsNewWhenItsProcessDies) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  const std::string before = kEmptyFile + section('a', "data");
+  write(before);
+  EXPECT_DEATH(
+      {
+        CImageCacheMan cache(path);
+        save(cache, 'b', std::string(300000, 'b'));
+        if (find(cache, 'b').size() == 300000) std::fputs("is open", stderr);
+        std::raise(9);  // a kill, where there are signals
+        std::_Exit(9);
+      },
+      "is open");
+  EXPECT_EQ(read(), before);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  CImageCacheMan cache(path);
+  EXPECT_EQ(find(cache, 'a'), "data");
+}
+
+TEST_F(CImageCacheManTest, TakesFilesCutAnywhere) {
+  const std::string whole =
+      kEmptyFile + section('a', "first") + section('b', "second") + section('c', "third");
+  const std::size_t ends[] = {kHeader + kSectionHeader + 5, kHeader + 2 * kSectionHeader + 11};
+  for (std::size_t size = kHeader - 2; size < whole.size(); ++size) {
+    SCOPED_TRACE(size);
+    write(whole.substr(0, size));
+    const bool hasKeys = size >= ends[1] + 41;
+    std::string third = "third";  // zeros stand for what is cut
+    for (std::size_t at = whole.size() - 5; at < whole.size(); ++at)
+      if (at >= size) third[at + 5 - whole.size()] = '\0';
+    for (int round = 0; round < 2; ++round) {  // as it was cut, and as it was written back
+      CImageCacheMan cache(path);
+      EXPECT_EQ(find(cache, 'a') == "first", size >= ends[0]);
+      EXPECT_EQ(find(cache, 'b') == "second", size >= ends[1]);
+      EXPECT_EQ(find(cache, 'c'), hasKeys ? third : "none");
+      EXPECT_TRUE(round == 1 || save(cache, 'n', "new"));
+      EXPECT_EQ(find(cache, 'n'), "new");
+    }
+  }
+}
+
+TEST_F(CImageCacheManTest, FindsTheSectionsThatAFlippedByteLeavesReachable) {
+  const std::string whole =
+      kEmptyFile + section('a', "first") + section('b', "second") + section('c', "third");
+  const std::size_t second = kHeader + kSectionHeader + 5;
+  // Whether a section of `size` bytes does not suffer from a flip `at` bytes behind its start: one
+  // that is elsewhere, in the offset, or in the tag behind its end.
+  const auto isSpared = [](std::size_t at, std::size_t size) {
+    return at >= kSectionHeader + size || (at >= 4 && at < 8) || (at >= 46 && at < kSectionHeader);
+  };
+  for (std::size_t i = 0; i < whole.size(); i += i < kHeader - 2 ? 97 : 1) {
+    for (const char mask : {'\1', '\x80'}) {
+      SCOPED_TRACE(i);
+      std::string damaged = whole;
+      damaged[i] = static_cast<char>(damaged[i] ^ mask);
+      write(damaged);
+      const std::size_t before = allocatedBytes();
+      CImageCacheMan cache(path);
+      EXPECT_EQ(find(cache, 'a') == "first", isSpared(i - kHeader, 5));
+      const bool isReachable = i < kHeader || i >= kHeader + 4;
+      EXPECT_EQ(find(cache, 'b') == "second", isReachable && isSpared(i - second, 6));
+      save(cache, 'n', "new");
+      cache.deinit();
+      EXPECT_LT(allocatedBytes() - before,
+                std::size_t{5} << 20);  // lookups of at most 1 MiB and a bit
+      cache.init();
+      EXPECT_EQ(find(cache, 'n'), "new");
+    }
+  }
+}
+
+TEST_F(CImageCacheManTest, NeedsLittleMemoryWhateverSizesAreClaimed) {
+  const std::string large(8 << 20, 'L');
+  std::string cut = section('c', "there");
+  for (const std::uint32_t claim : {0xFFFFFFFFu, 0x80000000u, 0x200000u}) {
+    write(kEmptyFile + section('a', large) + cut.replace(0, 4, number(claim)));
+    const std::size_t before = allocatedBytes();
+    CImageCacheMan cache(path);
+    EXPECT_EQ(cache.sections.back().dataSize, 5u + (1 << 20));
+    cache.deinit();
+    EXPECT_LT(allocatedBytes() - before, 100000u);
+    EXPECT_EQ(fs::file_size(path), kHeader + 2 * kSectionHeader + large.size() + 5 + (1 << 20));
+    cache.init();
+    EXPECT_EQ(find(cache, 'a'), large);
+    EXPECT_EQ(find(cache, 'c').substr(0, 6), "there\0"s);
+  }
+}

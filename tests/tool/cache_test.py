@@ -1,0 +1,158 @@
+import fcntl
+import os
+import random
+import resource
+import signal
+import struct
+import subprocess
+import time
+import unittest
+
+from support import TOOL, ToolTest
+
+HEADER = struct.Struct("<2s1024s")
+SECTION = struct.Struct("<II16s16sI64s")
+KEY = bytes(range(16))
+
+
+def write_cache(sections):
+    """The bytes of a cache file with sections (key, second key, variant, tag, data)."""
+    content = HEADER.pack(b"CM", b"")
+    for key, key2, variant, tag, data in sections:
+        tag = tag.encode("utf-16-le")
+        content += SECTION.pack(len(data), 0, key, key2, variant, tag) + data
+    return content
+
+
+def read_cache(content):
+    """What write_cache was given; fails on anything that is not exactly a cache file."""
+    signature, reserved = HEADER.unpack_from(content)
+    assert signature == b"CM" and not any(reserved)
+    at = HEADER.size
+    sections = []
+    while at < len(content):
+        size, _, key, key2, variant, tag = SECTION.unpack_from(content, at)
+        at += SECTION.size
+        assert 0 < size <= len(content) - at
+        text, _, rest = tag.decode("utf-16-le", "surrogatepass").partition("\0")
+        assert not rest.strip("\0")
+        sections.append((key, key2, variant, text, content[at : at + size]))
+        at += size
+    return sections
+
+
+def sample(count, seed=1):
+    rng = random.Random(seed)
+    return [
+        (rng.randbytes(16), rng.choice([bytes(16), rng.randbytes(16)]), rng.getrandbits(32),
+         rng.choice(["", "Cover", "Größe 日本 🎵", "x" * 31]), rng.randbytes(rng.randint(1, 3000)))
+        for _ in range(count)
+    ]
+
+
+class Cache(ToolTest):
+    def options(self, section):
+        key, key2, variant, tag, _ = section
+        second = ["--key2", key2.hex()] if any(key2) else []
+        return ["--key", key.hex().upper(), *second, "--variant", variant, "--tag", tag]
+
+    def put(self, section, **options):
+        self.write("image", section[4])
+        return self.tool("cache", "c.db", "put", *self.options(section), "image", **options)
+
+    def read(self):
+        return read_cache((self.folder / "c.db").read_bytes())
+
+    def test_reads_what_another_program_has_written(self):
+        sections = sample(20)
+        self.write("c.db", write_cache(sections))
+        listed = self.json("cache", "c.db", "list")
+        at = HEADER.size
+        for section, entry in zip(sections, listed, strict=True):
+            key, key2, variant, tag, data = section
+            at += SECTION.size
+            self.assertEqual(entry, {
+                "dataOffset": at, "dataSize": len(data), "primaryKey": key.hex(),
+                "secondaryKey": key2.hex() if any(key2) else None, "variant": variant, "tag": tag})
+            at += len(data)
+            self.tool("cache", "c.db", "get", *self.options(section), "-o", "out")
+            self.assertEqual((self.folder / "out").read_bytes(), data)
+        self.assertIn("Größe 日本 🎵", self.tool("cache", "c.db", "list").out)
+        self.assertEqual(self.read(), sections)
+
+    def test_writes_what_another_program_reads(self):
+        sections = sample(5)
+        for section in sections:
+            self.put(section)
+        self.assertEqual(self.read(), sections)
+        many = sample(199, seed=2)
+        self.write("c.db", write_cache(sections + many))
+        self.put(sections[0])
+        self.assertEqual(self.read(), (sections + many + sections[:1])[-200:])
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["c.db", "image"])
+
+    def test_failures_leave_the_file_alone(self):
+        first = (KEY, bytes(16), 0, "", b"data")
+        sound = write_cache([first, (KEY, KEY, 0, "", b"second")])
+        db = self.write("c.db", sound)
+        cut = self.write("cut.db", sound[:-1])
+        foreign = self.write("foreign.db", b"XM" + sound[2:])
+        self.write("empty", "")
+        key = ["--key", KEY.hex()]
+        self.assert_failures([
+            (1, "no such image", "cache", "c.db", "get", *key, "--variant", 1, "-o", "out"),
+            (2, "32 hexadecimal", "cache", "c.db", "get", "--key", "0g" * 16, "-o", "out"),
+            (2, "--key", "cache", "c.db", "put", "empty"),
+            (2, "variant", "cache", "c.db", "get", *key, "--variant", 1 << 32, "-o", "out"),
+            (65, "empty", "cache", "c.db", "put", *key, "empty"),
+            (65, "damaged", "cache", "cut.db", "list"),
+            (65, "damaged", "cache", "cut.db", "get", *key, "--key2", KEY.hex(), "-o", "out"),
+            (65, "damaged", "cache", "cut.db", "put", *key, "c.db"),
+            (65, "no image cache", "cache", "foreign.db", "list"),
+            (65, "no image cache", "cache", "foreign.db", "put", *key, "c.db"),
+            (66, "No such file", "cache", "missing.db", "list"),
+            (66, "No such file", "cache", "c.db", "put", *key, "missing.png"),
+            (73, "No such file", "cache", "missing/c.db", "put", *key, "c.db"),
+            (73, "No such file", "cache", "c.db", "get", *key, "-o", "missing/out"),
+        ], untouched=[db, cut, foreign])
+        self.assertEqual(self.tool("cache", "cut.db", "get", *key, "-o", "-").out, "data")
+        self.assertIn(KEY.hex(), self.tool("cache", "cut.db", "list", code=65).out)
+
+        with open(db, "rb") as holder:
+            fcntl.flock(holder, fcntl.LOCK_EX)
+            self.assert_failures([(73, "another process", "cache", "c.db", verb, *more)
+                                  for verb, *more in [("list",), ("get", *key, "-o", "out"),
+                                                      ("put", *key, "foreign.db")]],
+                                 untouched=[db])
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (len(sound) + 500, resource.RLIM_INFINITY))
+
+        self.put((KEY, KEY, 0, "", bytes(1000)), code=74, preexec_fn=limit)
+        self.assertEqual(db.read_bytes(), sound)
+
+    def test_tags_longer_than_can_be_found_are_told(self):
+        self.assertIn("31", self.put((KEY, bytes(16), 0, "t" * 32, b"data")).err)
+        self.tool("cache", "c.db", "get", "--key", KEY.hex(), "--tag", "t" * 32, "-o", "-", code=1)
+        self.tool("cache", "c.db", "get", "--key", KEY.hex(), "--tag", "T" * 31, "-o", "-")
+
+    def test_a_killed_or_a_simultaneous_put_loses_nothing_that_was_there(self):
+        old = [(KEY, KEY, 1, "", os.urandom(1 << 20))]
+        new = (KEY, KEY, 2, "", os.urandom(4 << 20))
+        db = self.write("c.db", write_cache(old))
+        self.write("image", new[4])
+        command = [TOOL, "cache", "c.db", "put", *map(str, self.options(new)), "image"]
+        for delay in range(12):
+            process = subprocess.Popen(command, cwd=self.folder)
+            time.sleep(delay * 0.005)
+            process.send_signal(signal.SIGKILL)
+            process.wait()
+            self.assertIn(read_cache(db.read_bytes()), (old, [*old, new]))
+            db.write_bytes(write_cache(old))
+        processes = [subprocess.Popen(command, cwd=self.folder) for _ in range(4)]
+        self.assertEqual([process.wait() for process in processes], [0] * 4)
+        self.assertEqual(self.read(), old + [new] * 4)
+
+
+if __name__ == "__main__":
+    unittest.main()
