@@ -1,0 +1,160 @@
+"""Statistics and charts: what is counted, what a table says, what becomes of a picture's file."""
+
+import struct
+import unittest
+import zlib
+
+from support import ToolTest, collection
+
+PIECES = "Rock\t12\t37.5\nPop\t3\t50\nRock\t1\t12.5\n"
+
+
+def thing(number, attributes="", price="", status=""):
+    listed = f"<ListPrice><FormattedPrice>{price}</FormattedPrice></ListPrice>" if price else ""
+    return (
+        f"<Item{status}><ASIN>A{number}</ASIN><ItemAttributes><Title>T</Title>{attributes}{listed}"
+        "</ItemAttributes></Item>"
+    )
+
+
+def group(name):
+    return f"<ProductGroup>{name}</ProductGroup>"
+
+
+class ChartTest(ToolTest):
+    def shares(self, *arguments, **options):
+        document = self.json(*arguments, **options)
+        return {item["name"]: (item["count"], item["value"]) for item in document["items"]}
+
+    def png_size(self, path):
+        """The size in a PNG file's header, having checked every piece of the file."""
+        data = path.read_bytes()
+        self.assertEqual(data[:8], b"\x89PNG\r\n\x1a\n")
+        at, kinds = 8, []
+        while at < len(data):
+            (length,) = struct.unpack_from(">I", data, at)
+            body = data[at + 4 : at + 8 + length]
+            self.assertEqual(struct.pack(">I", zlib.crc32(body)), data[at + 8 + length :][:4])
+            kinds.append(body[:4])
+            at += 12 + length
+        self.assertEqual((kinds[0], kinds[-1]), (b"IHDR", b"IEND"))
+        return struct.unpack_from(">II", data, 16)
+
+    def test_counts_by_every_property(self):
+        path = self.write("c.xml", collection(
+            thing(1, group("Book") + "<Binding>Hardcover</Binding><Publisher>P</Publisher>"
+                  "<Author>Ann</Author><Author>Bo</Author><Author>Ann</Author>"
+                  "<PublicationDate>2005-09-01</PublicationDate>"
+                  "<Languages><Language><Name>English</Name><Type>Original</Type></Language>"
+                  "<Language><Name>English</Name><Type>Published</Type></Language>"
+                  "<Language><Name>Deutsch</Name></Language></Languages>"),
+            thing(2, group("Music") + "<Artist>Käuze</Artist><ReleaseDate>May 2005</ReleaseDate>",
+                  status=' status="0"'),
+            thing(3, group("Book") + "<Author>Bo</Author><Studio>S</Studio>"),
+        ))
+        rows = {
+            "group": {"Book": 2, "Music": 1},
+            "binding": {"Hardcover": 1, "Book": 1, "Music": 1},
+            "publisher": {"P": 1},
+            "studio": {"S": 1},
+            "author": {"Bo": 2, "Ann": 1},
+            "artist": {"Käuze": 1},
+            "year": {"2005": 2},
+            "status": {"No status": 2, "Lent": 1},
+            "language": {"Deutsch": 1, "English": 1},
+        }
+        for name, expected in rows.items():
+            with self.subTest(by=name):
+                got = self.shares("stats", "-c", path, "--by", name)
+                self.assertEqual(got, {key: (n, n) for key, n in expected.items()})
+        done = self.tool("stats", "-c", path, "--by", "author", "--csv")
+        self.assertEqual(done.out, "Bo\t2\t66.67%\nAnn\t1\t33.33%\n")
+        self.assertEqual(done.err, "left out: 1 of 3 items without author\n")
+        done = self.tool("-q", "stats", "-c", path, "--by", "author")
+        self.assertEqual(done.out, "Author  Count    Share\nBo          2  66.67 %\nAnn         1  33.33 %\n")
+        self.assertEqual(done.err, "")
+
+    def test_adds_prices_of_one_currency(self):
+        prices = [
+            ("$12.99", 12.99), ("$ 1,980", 1980), ("USD 1,234.50", 1234.5), ("$1234.5", 1234.5),
+            ("$1.234,50", 1234.5), ("1 234,50 $", 1234.5), ("US$ 12,-", 12), ("$0.250", 0.25),
+            ("$1'234.50", 1234.5), ("$12,34,567.00", 1234567), ("$.99", 0.99), ("$٣٤", 34),
+            ("$1,234,567", 1234567), ("$5 - $8", None), ("-$5", None), ("Too low to show", None),
+            ("$1.5.2024", None), ("$1 23", None), ("€12,34", None), ("EUR 5.00", None),
+            ("¥1,980", None), ("CDN$ 7.00", None), ("9.99", None), ("", None),
+        ]
+        things = [thing(i, group(f"g{i}"), price) for i, (price, _) in enumerate(prices)]
+        path = self.write("c.xml", collection(*things))
+        got = self.shares("stats", "-c", path, "--by", "group", "--value", "price", "--no-group-rest")
+        expected = {f"g{i}": (1, p) for i, (_, p) in enumerate(prices) if p is not None}
+        self.assertEqual(got, expected)
+        done = self.tool("stats", "-c", path, "--by", "group", "--value", "price")
+        self.assertIn("6 of 24 items without a list price", done.err)
+        self.assertIn("5 of 24 items priced in other currencies than $", done.err)
+        euros = [thing(i, group("g"), p) for i, p in enumerate(("€12,34", "EUR 1.234,50", "$1"))]
+        path.write_text(collection(*euros))
+        document = self.json("stats", "-c", path, "--by", "group", "--value", "price")
+        self.assertEqual(document, {"by": "group", "value": "price", "currency": "€", "items": [
+            {"name": "g", "count": 2, "value": 1246.84, "percent": 100.0}]})
+
+    def test_charts_lines_of_any_items(self):
+        expected = "Pop\t3\t50.00%\nRock\t13\t50.00%\n"
+        for text in (PIECES, PIECES.replace("\n", "\r\n"), "\ufeff" + PIECES[:-1], PIECES + "\n\n"):
+            self.assertEqual(self.tool("chart", "-", "--csv", text=text).out, expected)
+        self.assertEqual(self.tool("chart", "-", "--csv", text=expected).out, expected)
+        self.assertEqual(self.tool("chart", self.write("a.tsv", PIECES)).out,
+                         "Name  Count  Value    Share\nPop       3  50.00  50.00 %\n"
+                         "Rock     13  50.00  50.00 %\n")
+        many = "".join(f"{name}\t1\t{50 - i}\n" for i, name in enumerate("ABCDEFGHIJKLMNO"))
+        self.assertEqual(len(self.shares("chart", "-", text=many)), 15)
+        grouped = self.shares("chart", "-", "--group-rest", text=many)
+        self.assertEqual(len(grouped), 12)
+        self.assertEqual(grouped["L, M, N, O"], (4, 39 + 38 + 37 + 36))
+
+    def test_writes_pictures(self):
+        items = self.write("a.tsv", PIECES)
+        picture = self.write("a.png", "an old picture")
+        link = self.folder / "link.png"
+        link.symlink_to("a.png")
+        self.tool("chart", items, "--png", link)
+        self.assertEqual(self.png_size(picture), (600, 400))
+        self.assertTrue(link.is_symlink())
+        with (self.folder / "out.png").open("wb") as out:
+            self.tool("chart", items, "--png", "-", "--size", "200x240", stdout=out)
+        self.assertEqual(self.png_size(self.folder / "out.png"), (200, 240))
+        things = self.write("c.xml", collection(thing(1, group("Book")), thing(2, group("音楽"))))
+        self.tool("stats", "-c", things, "--by", "group", "--png", "Gruppen ä.png")
+        self.assertEqual(self.png_size(self.folder / "Gruppen ä.png"), (600, 400))
+        names = {path.name for path in self.folder.iterdir()}
+        self.assertEqual(names, {"a.tsv", "a.png", "link.png", "out.png", "c.xml", "Gruppen ä.png"})
+
+    def test_tells_what_is_wrong(self):
+        items = self.write("a.tsv", PIECES)
+        picture = self.write("a.png", "an old picture")
+        things = self.write("c.xml", collection(thing(1, group("Book"))))
+        bad = ["Pop\t3", "Pop\t3\t4\t5", "Pop\t3.5\t1", "Pop\t99999999999\t1", "Pop\t1\t-1",
+               "Pop\t1\tnan", "Pop\t1\tinf", "Pop\t1\t1e99", "Pop\t1\t 1", "Pop\t\t1", "Pop"]
+        paths = [self.write(f"bad{i}.tsv", f"Rock\t1\t1\n\n{line}\n") for i, line in enumerate(bad)]
+        self.assert_failures(
+            [(65, rf"bad{i}\.tsv:3: not a name", "chart", path) for i, path in enumerate(paths)] + [
+                (66, "none.tsv", "chart", "none.tsv"),
+                (66, "none.xml", "stats", "-c", "none.xml", "--by", "group"),
+                (1, "add up to nothing", "chart", self.write("zero.tsv", "a\t1\t0\n"), "--png", "z.png"),
+                (1, "add up to nothing", "chart", self.write("empty.tsv", "")),
+                (1, "too great", "chart", self.write("great.tsv", "a\t1\t3e38\nb\t1\t3e38\n")),
+                (1, "1 of 1 items without author", "stats", "-c", things, "--by", "author"),
+                (73, "none/a.png", "chart", items, "--png", "none/a.png"),
+                (2, "size", "chart", items, "--png", picture, "--size", "600"),
+                (2, "size", "chart", items, "--png", picture, "--size", "199x400"),
+                (2, "size", "chart", items, "--png", picture, "--size", "600x9000"),
+                (2, "size", "chart", items, "--size", "600x400"),
+                (2, "usage", "chart", items, "--csv", "--json"),
+                (2, "by", "stats", "-c", things),
+                (2, "title", "stats", "-c", things, "--by", "title"),
+            ],
+            untouched=[picture, items, things],
+        )
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,212 @@
+#include "chart.h"
+
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "graphics/pie_chart.h"
+#include "support/text.h"
+#include "terminal.h"
+#include "verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
+/// "600x400" as numbers; zeros for anything else. What is smaller has no room for the legend.
+Size parseSize(const std::string& text) {
+  constexpr Size kLeast = {200, 240};
+  constexpr int kMost = 8192;
+  Size size;
+  const char* end = text.data() + text.size();
+  const auto width = std::from_chars(text.data(), end, size.width);
+  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return {};
+  const auto height = std::from_chars(width.ptr + 1, end, size.height);
+  const bool fits = height.ec == std::errc() && height.ptr == end && size.width >= kLeast.width &&
+                    size.height >= kLeast.height && size.width <= kMost && size.height <= kMost;
+  return fits ? size : Size{};
+}
+
+std::string csvOf(GPSimpleChart& chart) {
+  std::basic_ostringstream<char16_t> out;
+  chart.printcsv(out);
+  return toUtf8(out.view());
+}
+
+/// The digits that a 32-bit sum really has.
+double valueOf(const scdata& item, double sum) {
+  return std::stod(fmt::format("{:.7g}", item.value / 100.0 * sum));
+}
+
+ordered_json jsonOf(const GPSimpleChart& chart, double sum, ordered_json about) {
+  ordered_json& items = about["items"] = ordered_json::array();
+  for (const scdata& item : chart.items)
+    items.push_back({{"name", toUtf8(item.name)},
+                     {"count", item.count},
+                     {"value", valueOf(item, sum)},
+                     {"percent", std::stod(fmt::format("{:.7g}", item.value))}});
+  return about;
+}
+
+void printTable(const GPSimpleChart& chart, double sum, const std::string& heading,
+                const std::string& unit, const Context& context) {
+  std::vector<std::vector<std::string>> rows = {{heading, "Count", unit, "Share"}};
+  for (const scdata& item : chart.items)
+    rows.push_back({toUtf8(item.name), std::to_string(item.count),
+                    fmt::format("{:.2f}", valueOf(item, sum)),
+                    fmt::format("{:.2f} %", item.value)});
+  std::vector<std::size_t> widths(rows[0].size());
+  for (const auto& row : rows)
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns(row[i]));
+  for (auto& row : rows) {
+    for (std::size_t i = 1; i < row.size(); ++i)  // numbers stand to the right
+      row[i].insert(0, widths[i] - columns(row[i]), ' ');
+    if (unit.empty()) row.erase(row.begin() + 2);
+  }
+  Table table(rows[0]);
+  for (std::size_t i = 1; i < rows.size(); ++i) {
+    std::vector<Table::Cell> cells;
+    for (std::string& text : rows[i]) cells.push_back({std::move(text)});
+    table.add(std::move(cells));
+  }
+  table.print(context);
+}
+
+/// The picture's bytes. GDI+ writes files only; this one is nowhere but in memory.
+std::string pngOf(GPPieChart& chart) {
+  if (chart.canvas == nullptr) throw Failure{kFailed, {}, "libgdiplus, which draws, is not there"};
+  const int file = ::memfd_create("chart.png", MFD_CLOEXEC);
+  const std::string path = fmt::format("/proc/self/fd/{}", file);
+  std::string content;
+  const bool drawn = file >= 0 && chart.draw() && chart.writePng(fromUtf8(path));
+  if (drawn) content = readInput(path);
+  if (file >= 0) ::close(file);
+  if (content.empty()) throw Failure{kFailed, {}, "the chart cannot be drawn"};
+  return content;
+}
+
+void feedAll(GPSimpleChart& chart, const std::vector<scdata>& items, bool groupRest) {
+  for (const scdata& item : items) chart.feed(item);
+  chart.normalize(groupRest);
+}
+
+struct Options {
+  std::string items;
+  ChartForm form;
+};
+
+/// A line of name, count and value, separated by tabs. False when it is anything else.
+bool parseLine(std::string_view line, scdata& item) {
+  const std::size_t first = line.find('\t');
+  const std::size_t second = first == line.npos ? first : line.find('\t', first + 1);
+  if (second == line.npos) return false;
+  item.name = fromUtf8(line.substr(0, first));
+  const std::string_view count = line.substr(first + 1, second - first - 1);
+  std::string_view value = line.substr(second + 1);
+  if (value.ends_with('%')) value.remove_suffix(1);  // as --csv prints it
+  const auto counted = std::from_chars(count.begin(), count.end(), item.count);
+  const auto valued = std::from_chars(value.begin(), value.end(), item.value);
+  return counted.ec == std::errc() && counted.ptr == count.end() && valued.ec == std::errc() &&
+         valued.ptr == value.end() && std::isfinite(item.value) && item.value >= 0;
+}
+
+std::vector<scdata> readItems(const std::string& path) {
+  const std::string text = readInput(path);
+  std::vector<scdata> items;
+  std::size_t number = 0;
+  for (std::size_t at = text.starts_with("\uFEFF") ? 3 : 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    std::string_view line = std::string_view(text).substr(at, end - at);
+    at = end + 1;
+    ++number;
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (line.empty()) continue;
+    if (!parseLine(line, items.emplace_back()))
+      throw Failure{kBadData, fmt::format("{}:{}", displayName(path), number),
+                    "not a name, a whole number and a value from 0 on, separated by tabs"};
+  }
+  return items;
+}
+
+}  // namespace
+
+void addChartForm(CLI::App& verb, ChartForm& form) {
+  CLI::Option_group* forms = verb.add_option_group("Form", "One of these instead of a table");
+  forms->add_flag("--csv", form.csv, "The items with their shares, separated by tabs");
+  forms->add_flag("--json", form.json, "The items as a JSON document");
+  CLI::Option* png =
+      forms->add_option("--png", form.png, "A pie chart; - is standard output")->type_name("OUT");
+  forms->require_option(0, 1);
+  verb.add_option("--size", form.size, "The picture's size in pixels, from 200x240 to 8192x8192")
+      ->type_name("WxH")
+      ->capture_default_str()
+      ->needs(png)
+      ->check([](const std::string& text) {
+        return parseSize(text).width > 0 ? std::string() : "\"" + text + "\" is no such size";
+      });
+}
+
+void giveChart(const std::vector<scdata>& items, const std::string& heading,
+               const std::string& unit, ordered_json about, const ChartForm& form,
+               const Context& context) {
+  float sum = 0;  // as the chart adds them
+  for (const scdata& item : items) sum += item.value;
+  if (!(sum > 0)) throw Failure{kFailed, {}, "the values add up to nothing"};
+  if (!std::isfinite(sum)) throw Failure{kFailed, {}, "the values are too great"};
+
+  if (!form.png.empty()) {
+    const Size size = parseSize(form.size);
+    GPPieChart chart(size.width, size.height);
+    feedAll(chart, items, form.groupRest);
+    const std::string content = pngOf(chart);
+    if (form.png == "-") return print(content);
+    writeOutput(form.png, content);
+    constexpr std::size_t kLegend = 14;
+    note(context, fmt::format("{}: {} slices", form.png, chart.items.size()));
+    if (chart.items.size() > kLegend)
+      note(context, fmt::format("the legend has room for {}", kLegend));
+    return;
+  }
+  GPSimpleChart chart;
+  feedAll(chart, items, form.groupRest);
+  if (form.csv)
+    print(csvOf(chart));
+  else if (form.json)
+    printJson(jsonOf(chart, sum, std::move(about)));
+  else
+    printTable(chart, sum, heading, unit, context);
+}
+
+void addChart(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  options->form.groupRest = false;
+  CLI::App* verb = app.add_subcommand("chart", "Gives the shares of any items, or draws them");
+  verb->add_option("ITEMS", options->items,
+                   "Lines of a name, a count and a value, separated by tabs; - is standard input")
+      ->type_name("")
+      ->required();
+  verb->add_flag("--group-rest", options->form.groupRest, "Make one of all from the 12th item on");
+  addChartForm(*verb, options->form);
+  verb->callback([options, &context] {
+    context.run = [options, &context] {
+      giveChart(readItems(options->items), "Name", "Value", ordered_json::object(), options->form,
+                context);
+      return kDone;
+    };
+  });
+}
+
+}  // namespace tessaron::tool
