@@ -79,17 +79,6 @@ std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
   };
 }
 
-/// Prints an array of records, one by one: the whole of a long one would fill the memory.
-void printArray(const Rows& rows) {
-  std::string_view lead = "[\n";
-  for (const CRecord* record : rows) {
-    print(lead);
-    print(jsonText(recordJson(*record)));
-    lead = ",\n";
-  }
-  print(rows.empty() ? "[]\n" : "\n]\n");
-}
-
 void printCsv(const Rows& rows, const SYSTEMTIME& now) {
   print(csvRow({"ASIN", "Title", "ProductGroup", "DateAdded", "status", "target", "begin", "end",
                 "text", "due"}));
@@ -107,7 +96,7 @@ int run(const Options& options, const Context& context) {
   sortRows(rows, options.sort);
   const SYSTEMTIME now = utcNow();
   if (options.json) {
-    printArray(rows);
+    writeJsonArray(rows, print);
   } else if (options.csv) {
     printCsv(rows, now);
   } else if (!rows.empty()) {
@@ -131,6 +120,7 @@ int run(const Options& options, const Context& context) {
 void addList(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("list", "Lists the items with their status");
+  verb->footer("Exit code 1 when there is no such item.");
   addCollectionOption(*verb, options->collection, false);
   verb->add_option("--status", options->status,
                    "Only items with this status: none, all, " + statusChoices())
