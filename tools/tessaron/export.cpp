@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,17 +20,12 @@ namespace {
 using nlohmann::ordered_json;
 using Column = ordered_json::json_pointer;
 
-/// An array of records, made record by record: the whole of a long one would fill the memory.
 std::string jsonArray(const std::vector<CRecord>& records) {
-  std::string out = "[";
-  for (const CRecord& record : records) {
-    out += out.size() == 1 ? "\n  " : ",\n  ";
-    for (const char c : jsonText(recordJson(record))) {
-      out += c;
-      if (c == '\n') out += "  ";
-    }
-  }
-  return out + (records.empty() ? "]\n" : "\n]\n");
+  std::vector<const CRecord*> all;
+  for (const CRecord& record : records) all.push_back(&record);
+  std::string out;
+  writeJsonArray(all, [&out](std::string_view text) { out += text; });
+  return out;
 }
 
 /// What a spreadsheet has a column for: all but what only programs read. Objects take a column a

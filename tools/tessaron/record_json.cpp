@@ -6,6 +6,7 @@
 #include <utility>
 #include <variant>
 
+#include "cli.h"
 #include "platform/system.h"
 #include "status.h"
 #include "support/text.h"
@@ -181,6 +182,17 @@ ordered_json recordJson(const CRecord& record) {
   for (const Field& field : kFields)
     object.emplace_back(field.name, std::visit(Reader{record}, field.source));
   return object;
+}
+
+void writeJsonArray(const std::vector<const CRecord*>& records,
+                    const std::function<void(std::string_view)>& write) {
+  std::string_view lead = "[\n";
+  for (const CRecord* record : records) {
+    write(lead);
+    write(jsonText(recordJson(*record)));
+    lead = ",\n";
+  }
+  write(records.empty() ? "[]\n" : "\n]\n");
 }
 
 }  // namespace tessaron::tool

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
 
 #include "records/record.h"
 
@@ -14,5 +17,10 @@ namespace tessaron::tool {
 /// memory (the cover's pixels, the reserved words) is left out. docs/collection.schema.json
 /// describes it.
 nlohmann::ordered_json recordJson(const CRecord& record);
+
+/// Hands the text of an array of records to `write`, bit by bit: the whole of a long one would fill
+/// the memory.
+void writeJsonArray(const std::vector<const CRecord*>& records,
+                    const std::function<void(std::string_view)>& write);
 
 }  // namespace tessaron::tool
