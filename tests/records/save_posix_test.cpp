@@ -143,6 +143,7 @@ TEST(CRecordSetSaving, SurvivesBeingKilledAtAnySystemCall) {
   for (int stops = 0;; ++stops) {
     ASSERT_LT(stops, 500) << "the child never ends";
     ASSERT_FALSE(tessaron::replaceFile(path.u16string(), oldText));
+    ASSERT_EQ(folder.entries(), 1u) << "what was left behind after " << stops - 1 << " stops";
     const bool ended = saveAndKill(newText, path, stops);
     const std::string text = content(path);
     ASSERT_TRUE(text == oldText || text == newText) << "after " << stops << " stops";

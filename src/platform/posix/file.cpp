@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <random>
 #include <utility>
@@ -125,17 +124,39 @@ fs::path folderOf(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
+constexpr std::string_view kReplacementPrefix = ".tessaron-", kReplacementSuffix = ".tmp";
+
+// Deletes the replacements of processes that were killed before they could put them in place. One
+// that is still in use is locked.
+void removeLeftovers(const fs::path& folder) {
+  std::error_code error;
+  fs::directory_iterator entry(folder, error);
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (!name.starts_with(kReplacementPrefix) || !name.ends_with(kReplacementSuffix)) continue;
+    const int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    const Descriptor fd(open(entry->path().c_str(), flags));
+    if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0) unlink(entry->path().c_str());
+  }
+}
+
 // A file beside the target, to be filled and put in its place. As long as it has no name, nothing
 // of it stays whatever happens to the process.
 class Replacement {
  public:
   Replacement(const fs::path& target, mode_t mode) : target_(target) {
     const fs::path folder = folderOf(target);
+    removeLeftovers(folder);
     fd_ = Descriptor(open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
-    if (fd_) return;
-    chooseName();
-    fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode));
-    if (!fd_) name_.clear();
+    if (!fd_) {
+      chooseName();
+      fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode));
+    }
+    if (!fd_) {
+      name_.clear();
+    } else {
+      flock(fd_.get(), LOCK_EX | LOCK_NB);
+    }
   }
   ~Replacement() {
     if (!name_.empty()) unlink(name_.c_str());
@@ -166,9 +187,9 @@ class Replacement {
  private:
   void chooseName() {
     std::random_device random;
-    std::array<char, 40> name;
-    std::snprintf(name.data(), name.size(), ".tessaron-%08x%08x.tmp", random(), random());
-    name_ = folderOf(target_) / name.data();
+    std::string name(kReplacementPrefix);
+    name += std::to_string(random()) + '-' + std::to_string(random());
+    name_ = folderOf(target_) / name.append(kReplacementSuffix);
   }
 
   fs::path target_;
