@@ -34,21 +34,21 @@ unpack() {
 }
 
 # build NAME SOURCE-DIR CMAKE-ARGUMENT...: builds and installs one library for $triple, unless its
-# stamp says that this very source was built with this recipe and compiler on top of the same
-# libraries ($id, which goes on from library to library).
+# stamp says that this very source was built in the same way on top of the same libraries ($id, which
+# goes on from library to library).
 build() {
   local name=$1 source=$2 dir=$winlibs/build/$triple-$1 start=$SECONDS
   shift 2
-  id=$({ echo "$id" "$name" "$@"
+  set -- -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=OFF "$@"
+  id=$({ echo "$id" "$@"
          head -n1 "$source/debian/changelog" 2>/dev/null ||
-           find "$source" -type f -path "$scripts/*" -exec sha256sum {} + | sort
+           (cd "$source" && find . -type f -exec sha256sum {} + | sort)
        } | sha256sum)
   [ "$(cat "$prefix/$name.built" 2>/dev/null)" = "$id" ] && return
   rm -rf "$dir" "$prefix/$name.built"
   mkdir -p "$dir"
-  if ! { cmake -G Ninja -S "$source" -B "$dir" -DCMAKE_BUILD_TYPE=Release \
-           -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DMINGW_TRIPLE="$triple" -DWINLIBS="$winlibs" \
-           -DCMAKE_INSTALL_PREFIX="$prefix" -DBUILD_SHARED_LIBS=OFF "$@" &&
+  if ! { cmake -G Ninja -S "$source" -B "$dir" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+           -DMINGW_TRIPLE="$triple" -DWINLIBS="$winlibs" -DCMAKE_INSTALL_PREFIX="$prefix" "$@" &&
          cmake --build "$dir" && cmake --install "$dir"; } >"$dir.log" 2>&1; then
     tail -n 40 "$dir.log" >&2
     echo "winlibs: $name failed for $triple; all of it in $dir.log" >&2
@@ -66,7 +66,7 @@ ln -sfn ../../3rdparty/utf8-cpp "$src/taglib/taglib/toolkit/utf8"
 
 for triple; do
   prefix=$winlibs/$triple
-  id=$({ cat "$toolchain" "$0"; "$triple-g++-posix" --version; } | sha256sum)
+  id=$({ cat "$toolchain"; "$triple-g++-posix" --version; } | sha256sum)
   # zlib is there as a package; only its static half is copied, so that no DLL is linked.
   mkdir -p "$prefix"/{include,lib}
   cp -u "/usr/$triple"/include/{zlib,zconf}.h "$prefix/include"
