@@ -45,8 +45,8 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 /// The file's name as messages give it: "standard input" for "-".
 std::string displayName(const std::string& path);
 
-/// The path as the library takes it. Fails with kCannotCreate when it is not UTF-8: it would come out
-/// as another file's.
+/// The path as the library takes it. Fails with kCannotCreate when it is not UTF-8: it would come
+/// out as another file's.
 std::u16string widePath(const std::string& path);
 
 /// The bytes of a file, or of standard input for "-" (which can be read only once). Fails with

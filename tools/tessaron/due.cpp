@@ -107,7 +107,7 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
           std::string("END:VALARM"), std::string("END:VEVENT")})
       lines.push_back(std::move(line));
   }
-  lines.push_back("END:VCALENDAR");
+  lines.emplace_back("END:VCALENDAR");
   std::string text;
   for (const std::string& line : lines) text += foldedLine(line);
   return text;

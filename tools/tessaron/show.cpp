@@ -20,7 +20,8 @@ struct Options {
 
 /// Whether there is nothing in a value that a person would want to read.
 bool isEmpty(const ordered_json& value) {
-  if (!value.is_structured()) return value.is_null() || value == "";
+  if (!value.is_structured())
+    return value.is_null() || (value.is_string() && value.get_ref<const std::string&>().empty());
   return std::all_of(value.begin(), value.end(), isEmpty);
 }
 
