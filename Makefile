@@ -1,8 +1,9 @@
 # The front door. Everything works on a fresh Debian 12: what is missing is installed first.
 
 PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-windows bench format tidy install clean
+.PHONY: help demo test test-linux test-asan test-windows bench fuzz format tidy install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -27,6 +28,10 @@ bench:  ## run the benchmarks
 	@scripts/setup linux
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@for program in build/linux/bin/*_bench; do $$program || exit 1; done
+
+fuzz:  ## run every fuzz target for FUZZ_SECONDS (default 20)
+	@scripts/setup fuzz
+	@scripts/fuzz $(FUZZ_SECONDS)
 
 format:  ## format the sources
 	@scripts/setup lint

@@ -148,15 +148,7 @@ class Printer : public TiXmlVisitor {
     out_ += '<';
     out_ += element.ValueStr();
     for (; attribute; attribute = attribute->Next()) {
-      // The library chooses apostrophes when the value holds a quotation mark.
-      const std::string& value = attribute->ValueStr();
-      const char quote = value.find('"') == value.npos ? '"' : '\'';
-      out_ += ' ';
-      appendPrinted(out_, attribute->NameTStr(), true);
-      out_ += '=';
-      out_ += quote;
-      appendPrinted(out_, value, true);
-      out_ += quote;
+      print(attribute->NameTStr(), attribute->ValueStr());
     }
     out_ += element.FirstChild() ? ">" : " />";
     return true;
@@ -179,11 +171,28 @@ class Printer : public TiXmlVisitor {
   bool Visit(const TiXmlComment& comment) override { return wrapped("<!--", comment, "-->"); }
   bool Visit(const TiXmlUnknown& unknown) override { return wrapped("<", unknown, ">"); }
   bool Visit(const TiXmlDeclaration& declaration) override {
-    declaration.Print(nullptr, 0, &out_);
+    out_ += "<?xml";
+    const std::pair<const char*, const char*> parts[] = {{"version", declaration.Version()},
+                                                         {"encoding", declaration.Encoding()},
+                                                         {"standalone", declaration.Standalone()}};
+    for (const auto& [name, value] : parts) {
+      if (*value) print(name, value);
+    }
+    out_ += " ?>";
     return true;
   }
 
  private:
+  void print(std::string_view attribute, std::string_view value) {
+    // The library chooses apostrophes when the value holds a quotation mark.
+    const char quote = value.find('"') == value.npos ? '"' : '\'';
+    out_ += ' ';
+    out_ += attribute;
+    out_ += '=';
+    out_ += quote;
+    appendPrinted(out_, value, true);
+    out_ += quote;
+  }
   bool wrapped(std::string_view before, const TiXmlNode& node, std::string_view behind) {
     out_ += before;
     appendPrinted(out_, node.ValueStr(), false);

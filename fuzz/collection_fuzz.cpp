@@ -1,0 +1,83 @@
+#include "fuzz.h"
+#include "records/collection.h"
+
+using tessaron::Collection;
+using tessaron::ImportCounts;
+
+namespace {
+
+// The library's own text for a record, which holds all that makes two records equal.
+std::string written(const CRecord& record) {
+  CRecord copy = record;
+  copy.preProcess();
+  TiXmlElement item("Item");
+  copy.composeItemNode(&item);
+  std::string text;
+  tessaron::printXml(item, text);
+  return text;
+}
+
+// The text can be opened again and gives the same records.
+void checkText(const Collection& collection) {
+  Collection again;
+  CHECK(!again.parse(collection.text()));
+  CHECK(again.records().size() == collection.records().size());
+  for (std::size_t i = 0; i < again.records().size(); ++i) {
+    CHECK(written(again.records()[i]) == written(collection.records()[i]));
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size < 1) return 0;
+  const unsigned choice = data[size - 1];  // what is a line end in most texts
+  const std::string text = asText(data, size - 1);
+
+  const tessaron::Recovery recovery = tessaron::recover(text);
+  Collection collection;
+  CHECK(!collection.parse(recovery.text));
+  CHECK(collection.records().size() == recovery.items);
+  CHECK(recovery.fault || recovery.text == text);
+  CHECK(collection.text() == recovery.text);
+
+  for (std::size_t i = 0; i < collection.records().size(); ++i) {
+    CHECK(!collection.update(i, CRecord(collection.records()[i])));
+  }
+  CHECK(collection.text() == recovery.text);
+
+  CRecord record;
+  record.ASIN = u"B0";
+  record.hasNotes = record.hasStatus = true;
+  record.Notes = u" <n> ";
+  record.actors = {u"A", u"B"};
+  record.hasActors = true;
+  record.customFieldNames[choice % 7] = u"shelf";
+  if (!collection.records().empty()) {
+    const std::size_t index = choice % collection.records().size();
+    CRecord changed = collection.records()[index];
+    changed.Notes = record.Notes;
+    changed.hasNotes = true;
+    if (choice & 64) changed.actors = record.actors, changed.hasActors = true;
+    if (choice & 32) changed.Title.clear();
+    if (choice & 16) changed = record;
+    collection.update(index, changed);
+    CHECK(collection.records()[index].Notes == record.Notes);
+    checkText(collection);
+    if (choice & 128) collection.remove(index);
+    checkText(collection);
+  }
+  collection.add(record);
+  checkText(collection);
+
+  // What was imported once is there.
+  ImportCounts counts;
+  const bool good = !collection.import(text, 1, counts);
+  CHECK(counts.read == counts.added + counts.updated + counts.skipped + counts.rejected.size());
+  CHECK(good || counts.read == 0);
+  checkText(collection);
+  ImportCounts again;
+  collection.import(text, 1, again);
+  CHECK(again.read == counts.read && again.added == 0);
+  return 0;
+}
