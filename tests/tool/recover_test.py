@@ -4,7 +4,7 @@ import unittest
 
 from support import ToolTest, collection, item
 
-CART = "<CartCreateResponse><Cart><Id>1</Id><PurchaseURL>{}</PurchaseURL></Cart></CartCreateResponse>"
+CART = "<CartResponse><Cart><Id>1</Id><PurchaseURL>{}</PurchaseURL></Cart></CartResponse>"
 
 
 class Recover(ToolTest):
