@@ -211,12 +211,15 @@ TEST(PrintXml, WritesNothingThatDoesNotReadBack) {
 
 TEST(PrintXml, FiltersWhatOthersPutIntoADocument) {
   TiXmlDocument document;
+  document.LinkEndChild(new TiXmlDeclaration("&#\x04", "", ""));
   auto* root = new TiXmlElement("r");
   document.LinkEndChild(root);
   root->SetAttribute("a", "\x01\xE9");
   root->LinkEndChild(new TiXmlText("\x02 \xEF\xBF\xBE \xED\xA0\x80"));
   root->LinkEndChild(new TiXmlComment("\x03"));
-  EXPECT_EQ(print(document), "<r a=\"\uFFFDé\">\uFFFD \uFFFD í\u00A0€<!--\uFFFD--></r>");
+  EXPECT_EQ(print(document),
+            "<?xml version=\"&amp;#\uFFFD\" ?>"
+            "<r a=\"\uFFFDé\">\uFFFD \uFFFD í\u00A0€<!--\uFFFD--></r>");
 }
 
 TEST(TextNodes, MatchNamesExactly) {
