@@ -150,10 +150,10 @@ void GPPieChart::drawLegend(Graphics& graphics, int width, int height) const {
       const SolidBrush brush(kPalette[i].face());
       graphics.FillRectangle(&brush, x, y, kSquare, kSquare);
     }
+    const int labelWidth = (width - 2 * margin) / 2 - kRowHeight;
     const int labelHeight = i + 1 == items.size() ? height - y - margin + 4 : kSquare;
     const Gdiplus::RectF box(static_cast<float>(x + kRowHeight), static_cast<float>(y + 1),
-                             static_cast<float>((width - 2 * margin) / 2 - kRowHeight),
-                             static_cast<float>(labelHeight));
+                             static_cast<float>(labelWidth), static_cast<float>(labelHeight));
     // Nobody sees the end of a rest of a thousand names, but measuring it takes seconds.
     const std::size_t visible =
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height - y) / kGlyphArea;

@@ -77,8 +77,8 @@ const Flat& flat() {
   return functions;
 }
 
-/// Calls a flat function, if there is one. One thread at a time: the system's GDI+ lets every thread
-/// work with its own objects, but libgdiplus shares fonts among them, unguarded.
+/// Calls a flat function, if there is one. One thread at a time: the system's GDI+ lets every
+/// thread work with its own objects, but libgdiplus shares fonts among them, unguarded.
 template <typename... Parameters, typename... Arguments>
 Status call(Status (*Flat::*function)(Parameters...), Arguments... arguments) {
   if (!flat().ready) return GdiplusNotInitialized;
