@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <utility>
+#include <vector>
 
 #include "platform/win32/wide.h"
 
@@ -81,12 +82,44 @@ class Win32File : public File {
   Handle handle_;
 };
 
-// A name beside `path` that nobody else uses.
+// A name beside `path` that no other living process uses.
 std::u16string nameBeside(const std::u16string& path) {
   static std::atomic<unsigned> counter;
   const std::string suffix =
       '.' + std::to_string(GetCurrentProcessId()) + '-' + std::to_string(counter++) + ".tmp";
   return path + std::u16string(suffix.begin(), suffix.end());
+}
+
+// Gives one file what belongs to another: access list, attributes, creation time.
+bool copyIdentity(const std::u16string& from, const std::u16string& to) {
+  WIN32_FILE_ATTRIBUTE_DATA info{};
+  DWORD size = 0;
+  GetFileSecurityW(wide(from), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+  std::vector<std::byte> access(size);
+  if (!GetFileAttributesExW(wide(from), GetFileExInfoStandard, &info) ||
+      !GetFileSecurityW(wide(from), DACL_SECURITY_INFORMATION, access.data(), size, &size) ||
+      !SetFileSecurityW(wide(to), DACL_SECURITY_INFORMATION, access.data())) {
+    return false;
+  }
+  const Handle file(
+      CreateFileW(wide(to), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  return file && SetFileTime(file.get(), &info.ftCreationTime, nullptr, nullptr) &&
+         SetFileAttributesW(wide(to), info.dwFileAttributes);
+}
+
+// Renames a file over another in one step. Those who look through all files, to index them or for
+// viruses, hold a file for a moment: it is tried for a while.
+bool renameOver(const std::u16string& from, const std::u16string& to) {
+  constexpr int kTries = 20;
+  constexpr DWORD kMilliseconds = 10;
+  for (int i = 0; i < kTries; ++i) {
+    if (i > 0) Sleep(kMilliseconds);
+    if (MoveFileExW(wide(from), wide(to), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+      return true;
+    }
+    if (GetLastError() != ERROR_ACCESS_DENIED && GetLastError() != ERROR_SHARING_VIOLATION) break;
+  }
+  return false;
 }
 
 std::u16string fullPath(const std::u16string& path) {
@@ -132,7 +165,7 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
     }
   }
   const std::u16string beside = nameBeside(target);
-  Handle file(CreateFileW(wide(beside), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+  Handle file(CreateFileW(wide(beside), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                           FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return lastError();
   bool done =
@@ -140,12 +173,8 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   std::error_code error = done ? std::error_code{} : lastError();
   file.close();
   if (done) {
-    // ReplaceFile keeps what belongs to the old file: access list, attributes, creation time.
-    done = attributes != INVALID_FILE_ATTRIBUTES &&
-           ReplaceFileW(wide(target), wide(beside), nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
-                        nullptr);
-    done = done || MoveFileExW(wide(beside), wide(target),
-                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    done = (attributes == INVALID_FILE_ATTRIBUTES || copyIdentity(target, beside)) &&
+           renameOver(beside, target);
     if (!done) error = lastError();
   }
   if (!done) DeleteFileW(wide(beside));
