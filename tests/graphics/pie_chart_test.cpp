@@ -12,12 +12,14 @@
 #include <memory>
 #include <numbers>
 #include <numeric>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/picture.h"
 #include "support/text.h"
+#include "temporary_folder.h"
 
 namespace {
 
@@ -44,27 +46,15 @@ struct Box {
   bool holds(int x, int y) const { return x >= left && x < right && y >= top && y < bottom; }
 };
 
-/// A folder for a test's files, gone with the test.
-struct Folder {
-  fs::path path = fs::temp_directory_path() /
-                  ("charts-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)));
-  Folder() { fs::create_directories(path); }
-  ~Folder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  std::u16string file(const char16_t* name) const { return (path / name).u16string(); }
-};
-
 /// What a viewer shows of a chart's file; FreeImage reads it.
 class Picture {
  public:
   explicit Picture(GPChart& chart) {
-    const Folder folder;
-    EXPECT_TRUE(chart.writePng(folder.file(u"chart.png")));
-    const std::string file = (folder.path / "chart.png").string();
-    EXPECT_EQ(fipImage::identifyFIF(file.c_str()), FIF_PNG);
-    EXPECT_TRUE(image_.load(file.c_str()));
+    const TemporaryFolder folder;
+    const fs::path file = folder.path / "chart.png";
+    EXPECT_TRUE(chart.writePng(file.u16string()));
+    EXPECT_EQ(fipImage::identifyFIF(file.string().c_str()), FIF_PNG);
+    EXPECT_TRUE(image_.load(file.string().c_str()));
     EXPECT_EQ(image_.getBitsPerPixel(), 24U);
   }
   int width() const { return static_cast<int>(image_.getWidth()); }
@@ -114,16 +104,12 @@ struct Layout {
   }
 };
 
-std::u16string nameOf(std::size_t item) {
-  return tessaron::fromUtf8("Item " + std::to_string(item + 1));
-}
-
 /// A chart of these shares, drawn; 100 is the whole.
 std::unique_ptr<GPPieChart> drawn(const std::vector<float>& shares, int width = kWidth,
                                   int height = kHeight) {
   auto chart = std::make_unique<GPPieChart>(width, height);
   for (std::size_t i = 0; i < shares.size(); ++i)
-    chart->feed({nameOf(i), static_cast<int>(i), shares[i]});
+    chart->feed({tessaron::fromUtf8("Item " + std::to_string(i)), 1, shares[i]});
   chart->total = 100;
   EXPECT_TRUE(chart->draw());
   return chart;
@@ -161,7 +147,25 @@ TEST(GPPieChart, DrawsInSeveralThreadsAtOnce) {
   for (auto& chart : charts) EXPECT_EQ(Picture(*chart).pixels(all), expected);
 }
 
-TEST(GPPieChart, ShowsEverySliceItsRimAndItsPlaceInTheLegend) {
+/// The pixels that are not white although neither the body nor the legend is there.
+int strayInk(const Picture& picture, const Layout& layout, int items) {
+  int stray = 0;
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      // At most two pixels from the body: the face, and what lies up to 13 pixels below it.
+      const double u = (x + 0.5 - 20 - layout.a) / (layout.a + 2);
+      const double v = y + 0.5 - 20 - layout.b;
+      const double half = u * u < 1 ? (layout.b + 2) * std::sqrt(1 - u * u) : -1;
+      bool allowed = half >= 0 && v >= -half && v <= half + 13;
+      for (int i = 0; i < items && !allowed; ++i)
+        allowed = layout.square(i).holds(x, y) || layout.label(i, i + 1 == items).holds(x, y);
+      stray += !allowed && picture.at(x, y) != kWhite;
+    }
+  }
+  return stray;
+}
+
+TEST(GPPieChart, ShowsSlicesRimsAndLegendAndNothingElse) {
   for (const auto& shares : kPies) {
     SCOPED_TRACE(std::to_string(shares.size()) + " items");
     const auto items = static_cast<int>(shares.size());
@@ -191,35 +195,20 @@ TEST(GPPieChart, ShowsEverySliceItsRimAndItsPlaceInTheLegend) {
       for (const int offset : {1, 7, 13})
         EXPECT_EQ(picture.at(square.left + offset, square.top + offset), expected);
       const Box label = layout.label(i, i + 1 == items);
-      if (label.bottom - label.top >= 15) {
+      if (i < 14) {  // the one after has no room
         EXPECT_GT(picture.ink(label), 50) << "no label";
       }
     }
-  }
-}
-
-TEST(GPPieChart, LeavesEverythingElseWhite) {
-  for (const auto& shares : kPies) {
-    const auto items = static_cast<int>(shares.size());
-    if (items > 14) continue;  // the last label has no room
-    const auto chart = drawn(shares);
-    const Picture picture(*chart);
-    const Layout layout(items);
-    int stray = 0;
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < kWidth; ++x) {
-        // At most two pixels from the body: the face, and what lies up to 13 pixels below it.
-        const double u = (x + 0.5 - 20 - layout.a) / (layout.a + 2);
-        const double v = y + 0.5 - 20 - layout.b;
-        const double half = u * u < 1 ? (layout.b + 2) * std::sqrt(1 - u * u) : -1;
-        bool allowed = half >= 0 && v >= -half && v <= half + 13;
-        for (int i = 0; i < items && !allowed; ++i)
-          allowed = layout.square(i).holds(x, y) || layout.label(i, i + 1 == items).holds(x, y);
-        stray += !allowed && picture.at(x, y) != kWhite;
-      }
+    if (items <= 14) {
+      EXPECT_EQ(strayInk(picture, layout, items), 0);
     }
-    EXPECT_EQ(stray, 0) << items << " items";
   }
+#ifndef _WIN32  // Wine's edges may be off by a pixel
+  // The lowest layer is narrower than the others: it ends at 526.4 here, they would at 528.
+  const Picture single(*drawn({100}));
+  EXPECT_LT(distance(single.at(527, 196), kWhite), 30);
+  EXPECT_EQ(single.at(523, 196), shadeOf(kColors[0]));
+#endif
 }
 
 TEST(GPPieChart, GivesEverySliceItsShareOfTheArea) {
@@ -266,30 +255,25 @@ TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
               kColors[i]);
   EXPECT_GT(picture.ink(layout.label(1)), 50);
 
-  GPPieChart zero(kWidth, kHeight);
-  zero.feed({u"nothing", 0, 0});
-  zero.normalize(true);
-  zero.draw();
-  const Box pie = {0, 0, kWidth, layout.square(0).top};
-  EXPECT_EQ(Picture(zero).ink(pie), 0);
+  auto zero = drawn({0, 0});
+  zero->normalize(true);
+  zero->draw();
+  EXPECT_EQ(Picture(*zero).ink({0, 0, kWidth, layout.square(0).top}), 0);
   EXPECT_EQ(Picture(*drawn({})).ink({0, 0, kWidth, kHeight}), 0);
 }
 
 TEST(GPPieChart, SurvivesWhateverItIsGiven) {
   const float great = std::numeric_limits<float>::max();
-  std::vector<std::vector<float>> lists = {{},
-                                           {0, 0},
-                                           {kNan},
-                                           {kNan, 1, kNan},
-                                           {-1, -2},
-                                           {-50, 150},
-                                           {1e-30F, 1},
-                                           {1e30F},
-                                           {great, great, -great},
-                                           {HUGE_VALF, 1},
-                                           {720, 400, 90},
-                                           {360, 360}};
-  lists.emplace_back(400, 0.25F);
+  const std::vector<float> lists[] = {{},
+                                      {0, 0},
+                                      {kNan, 1, kNan},
+                                      {-1, -2},
+                                      {-50, 150},
+                                      {1e-30F, 1},
+                                      {great, great, -great},
+                                      {HUGE_VALF, 1},
+                                      {720, 400, 90},
+                                      std::vector<float>(400, 0.25F)};
   const int sizes[][2] = {{kWidth, kHeight}, {0, 0},    {-5, 10},   {1, 1},
                           {40, 40},          {41, 194}, {300, 193}, {300, 220},
                           {80, 240},         {3, 2000}, {2000, 3},  {INT_MAX, INT_MAX}};
@@ -305,8 +289,8 @@ TEST(GPPieChart, SurvivesWhateverItIsGiven) {
   EXPECT_FALSE(fs::exists("never.png"));
 }
 
-TEST(GPPieChart, LabelsSayNameCountAndTruncatedShare) {
-  const auto label = [](const scdata& item, int width) {
+TEST(GPPieChart, LabelsSayNameCountAndTruncatedShareInAnyScript) {
+  const auto label = [](const scdata& item, int width = 200) {
     GPPieChart chart(kWidth, kHeight);
     chart.total = 100;
     chart.feed(item);
@@ -315,26 +299,14 @@ TEST(GPPieChart, LabelsSayNameCountAndTruncatedShare) {
     box.right = box.left + width;
     return Picture(chart).pixels(box);
   };
-  EXPECT_EQ(label({u"Rock", 12, 99.9F}, 200), label({u"Rock", 12, 99}, 200));
-  EXPECT_NE(label({u"Rock", 12, 99}, 200), label({u"Rock", 12, 98}, 200));
+  EXPECT_EQ(label({u"Rock", 12, 99.9F}), label({u"Rock", 12, 99}));
+  EXPECT_NE(label({u"Rock", 12, 99}), label({u"Rock", 12, 98}));
   // The same text, here as the beginning of a name.
   EXPECT_EQ(label({u"Rock", 12, 37.9F}, 60), label({u"Rock 12 (37%) and more", 1, 1}, 60));
-}
-
-// Scripts of which the fonts at hand have no letters would all show the same boxes.
-TEST(GPPieChart, LabelsComeInTheirOwnScripts) {
-  std::vector<std::vector<Rgb>> seen;
-  for (const char16_t* name : {u"LDZ", u"ΛΔΩ", u"ЖДЯ", u"ĽĎŽ"}) {
-    GPPieChart chart(kWidth, kHeight);
-    chart.feed({name, 1, 1});
-    chart.normalize(true);
-    chart.draw();
-    const Picture picture(chart);
-    EXPECT_GT(picture.ink(Layout(1).label(0)), 50);
-    seen.push_back(picture.pixels(Layout(1).label(0)));
-  }
-  for (std::size_t i = 0; i < seen.size(); ++i)
-    for (std::size_t j = 0; j < i; ++j) EXPECT_NE(seen[i], seen[j]);
+  // Scripts of which the fonts at hand have no letters would all show the same boxes.
+  std::set<std::vector<Rgb>> seen;
+  for (const char16_t* name : {u"LDZ", u"ΛΔΩ", u"ЖДЯ", u"ĽĎŽ"}) seen.insert(label({name, 1, 1}));
+  EXPECT_EQ(seen.size(), 4U);
 }
 
 TEST(GPPieChart, LongLabelsEndInAnEllipsisAndTheLastOneGoesOn) {
@@ -366,9 +338,7 @@ TEST(GPPieChart, SharesItsCanvasWithItsCopies) {
   { const GPPieChart copy = *original; }
   GPPieChart other(100, 300);
   other = *original;
-  EXPECT_EQ(other.canvas, original->canvas);
   EXPECT_EQ(other.pieWidth, original->pieWidth);
-  EXPECT_EQ(other.pieHeight, original->pieHeight);
   other.items = {{u"all", 1, 100}};
   other.draw();
   EXPECT_EQ(Picture(*original).at(kWidth / 2, 60), kColors[0]);
@@ -378,16 +348,15 @@ TEST(GPPieChart, SharesItsCanvasWithItsCopies) {
 }
 
 TEST(GPChart, WritesPngFilesWhereItCan) {
-  const Folder folder;
+  const TemporaryFolder folder;
   GPPieChart chart(300, 300);
-  chart.draw();
-  EXPECT_TRUE(chart.writePng(folder.file(u"Größe 音.png")));
-  EXPECT_TRUE(fs::exists(folder.file(u"Größe 音.png")));
+  EXPECT_TRUE(chart.writePng((folder.path / u"Größe 音.png").u16string()));
+  EXPECT_TRUE(fs::exists(folder.path / u"Größe 音.png"));
   EXPECT_EQ(chart.canvas->GetLastStatus(), Gdiplus::Ok);
-  EXPECT_FALSE(chart.writePng(folder.file(u"none/chart.png")));
+  EXPECT_FALSE(chart.writePng((folder.path / "none/chart.png").u16string()));
   EXPECT_NE(chart.canvas->GetLastStatus(), Gdiplus::Ok);
   GPChart base;
-  EXPECT_FALSE(base.writePng(folder.file(u"base.png")));
+  EXPECT_FALSE(base.writePng((folder.path / "base.png").u16string()));
   EXPECT_TRUE(base.draw());
   EXPECT_TRUE(base.feed());
 }

@@ -64,32 +64,6 @@ TEST(GPSimpleChart, MergesSortsAndTurnsIntoPercentages) {
   }
 }
 
-TEST(GPSimpleChart, GroupsWhatComesAfterTheTwelfth) {
-  for (const int fed : {11, 12, 13, 15}) {
-    GPSimpleChart grouped;
-    for (int i = 0; i < fed; ++i)
-      grouped.feed(
-          {std::u16string(1, static_cast<char16_t>(u'A' + i)), i, static_cast<float>(40 - i)});
-    GPSimpleChart whole = grouped;
-    grouped.normalize(true);
-    whole.normalize(false);
-    EXPECT_EQ(whole.items.size(), static_cast<std::size_t>(fed));
-    if (fed <= 12) {
-      EXPECT_EQ(text(grouped.items), text(whole.items));
-      continue;
-    }
-    ASSERT_EQ(grouped.items.size(), 12U);
-    EXPECT_EQ(grouped.items[11].name, fed == 13 ? u"L, M" : u"L, M, N, O");
-    EXPECT_EQ(grouped.items[11].count, fed == 13 ? 11 + 12 : 11 + 12 + 13 + 14);
-    float share = 0;
-    for (auto i = whole.items.begin() + 11; i != whole.items.end(); ++i) share += i->value;
-    EXPECT_NEAR(grouped.items[11].value, share, 1e-4);
-    grouped.items.resize(11);
-    whole.items.resize(11);
-    EXPECT_EQ(text(grouped.items), text(whole.items));
-  }
-}
-
 // The merge and the rest as one would write them down, in quadratic time.
 void normalizeSlowly(std::vector<scdata>& items, bool groupRest) {
   float total = 0;
@@ -179,11 +153,8 @@ TEST(GPSimpleChart, PrintsATableWithTabs) {
       {{u"a\tb \"c\"", -3, -0.005F}, "a\tb \"c\"\t-3\t-0.00%\n"},
       {{u"Ωδ 音", 0, 99.999F}, "Ωδ 音\t0\t100.00%\n"},
       {{u"tie", 0, 0.125F}, "tie\t0\t0.12%\n"},
-      {{u"great", std::numeric_limits<int>::min(), 1e20F},
-       "great\t-2147483648\t100000002004087734272.00%\n"},
       {{u"", 0, std::numeric_limits<float>::lowest()},
        "\t0\t-340282346638528859811704183484516925440.00%\n"},
-      {{u"none", 0, kNan}, "none\t0\tnan%\n"},
       {{u"none", 0, -kNan}, "none\t0\tnan%\n"},
       {{u"all", 0, kInfinity}, "all\t0\tinf%\n"},
   };
@@ -222,24 +193,6 @@ TEST(GPSimpleChart, DividesByAZeroTotalAsFloatsDo) {
   chart = chartOf({{u"up", 1, 1}, {u"down", 1, -1}});
   chart.normalize(true);
   EXPECT_EQ(csv(chart), "up\t1\tinf%\ndown\t1\t-inf%\n");
-}
-
-// The operations stand in the virtual table in the order in which they are declared, nothing else.
-TEST(GPSimpleChart, CallsOverriddenOperationsThroughItsBase) {
-  struct Doubled : GPSimpleChart {
-    using GPSimpleChart::feed;
-    bool draw() override { return false; }
-    bool feed(const scdata& item) override {
-      return GPSimpleChart::feed(item) && GPSimpleChart::feed(item);
-    }
-  } doubled;
-  GPSimpleChart& chart = doubled;
-  EXPECT_TRUE(chart.feed({u"a", 1, 1}));
-  EXPECT_EQ(chart.items.size(), 2U);
-  EXPECT_TRUE(static_cast<GPChart&>(chart).feed());
-  EXPECT_EQ(chart.items.size(), 2U);
-  EXPECT_FALSE(static_cast<GPChart&>(chart).draw());
-  EXPECT_TRUE(GPSimpleChart().draw());
 }
 
 }  // namespace
