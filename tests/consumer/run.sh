@@ -49,8 +49,8 @@ expect "$work/by-pkg-config"
 # The installed tool finds the library that came with it.
 tool=$work/moved/bin/tessaron
 "$tool" --help >/dev/null
-if ! ldd "$tool" | grep -q "libTessaronBF.* => $work/moved/"; then
-  echo "the installed tool uses another library:" >&2
-  ldd "$tool" >&2
+libraries=$(ldd "$tool")
+if ! grep -q "libTessaronBF.* => $work/moved/" <<<"$libraries"; then
+  printf 'the installed tool uses another library:\n%s\n' "$libraries" >&2
   exit 1
 fi
