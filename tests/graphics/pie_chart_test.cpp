@@ -324,9 +324,10 @@ TEST(GPPieChart, LongLabelsEndInAnEllipsisAndTheLastOneGoesOn) {
   while (right > first.left && picture.ink({right - 1, first.top, right, first.bottom}) == 0)
     --right;
   EXPECT_GT(right, first.right - 30) << "the label does not fill its column";
-  // Dots stand at the foot of the line: nothing above it.
-  EXPECT_EQ(picture.ink({right - 6, first.top, right, first.top + 9}), 0);
-  EXPECT_GT(picture.ink({right - 6, first.top + 9, right, first.bottom}), 0);
+  int rows = 0;  // of the label's end: dots take few, letters more
+  for (int y = first.top; y < first.bottom; ++y)
+    rows += picture.ink({right - 6, y, right, y + 1}) > 0;
+  EXPECT_LE(rows, 3);
 #endif
   const Box last = layout.label(2, true);
   EXPECT_GT(picture.ink({last.left, last.top + 18, last.right, last.bottom}), 200);
