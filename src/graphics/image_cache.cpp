@@ -72,6 +72,20 @@ std::u16string_view cutTag(std::u16string_view tag, std::size_t most) {
   return tag.substr(0, std::min(tag.find(u'\0'), most));
 }
 
+std::uint64_t wholeSize(const CACHESECTIONHEADER& section) {
+  return kHeaderSize + std::uint64_t{section.dataSize};
+}
+
+// Lets zeros stand for what is missing of the last section in a working file that ends at `end`.
+bool completeCut(File& work, CACHESECTIONHEADER& section, std::uint64_t end) {
+  const std::uint64_t begin = section.dataOffset - kHeaderSize;
+  const std::uint64_t whole = std::min(begin + wholeSize(section), end + kMostMissing);
+  section.dataSize = static_cast<std::uint32_t>(whole - section.dataOffset);
+  const SectionHeaderBytes header = encode(section);
+  return work.seek(begin) && work.write(std::span(header).first(sizeof section.dataSize)) &&
+         work.seek(whole) && work.setEnd();
+}
+
 bool isKey(const unsigned char* key) { return tessaron::isReadable(key, kKeySize); }
 
 }  // namespace
@@ -81,16 +95,15 @@ namespace tessaron {
 CacheContents readCacheContents(File& file) {
   CacheContents contents;
   const std::optional<std::uint64_t> size = file.size();
-  if (!size || !file.seek(0)) return contents;
   FileHeaderBytes start{};
-  const std::optional<std::size_t> started = readFully(file, start);
-  if (!started) return contents;
+  const std::optional<std::size_t> started = readFully(file, 0, start);
+  if (!size || !started) return contents;
   contents.isCache = *size == 0 || (*started == start.size() &&
                                     ByteReader(start).u16le() == CACHEFILEHEADER{}.signature);
-  std::uint64_t at = *started;
+  std::uint64_t at = start.size();
   while (at < *size) {
     SectionHeaderBytes bytes{};
-    const std::size_t got = readFully(file, bytes).value_or(0);
+    const std::size_t got = readFully(file, at, bytes).value_or(0);
     at += kHeaderSize;
     if (got == 0 || at > kEndOfOffsets) return contents;
     CACHESECTIONHEADER section = decode(bytes);
@@ -99,7 +112,7 @@ CacheContents readCacheContents(File& file) {
       contents.sections.push_back(section);
       at += section.dataSize;
     }
-    if (at > *size || (section.dataSize > 0 && !file.seek(at))) return contents;
+    if (at > *size) return contents;
   }
   contents.isWhole = true;
   return contents;
@@ -162,22 +175,25 @@ void CImageCacheMan::init() {
 bool CImageCacheMan::load(File& cache, File& work) {
   sections = tessaron::readCacheContents(cache).sections;
   std::uint64_t end = 0;  // of the working file
-  for (std::size_t i = 0; i < sections.size(); ++i) {
-    CACHESECTIONHEADER& section = sections[i];
-    const std::uint64_t size = kHeaderSize + std::uint64_t{section.dataSize};
-    if (!cache.seek(section.dataOffset - kHeaderSize)) return false;
-    const std::optional<std::uint64_t> copied = tessaron::copyBytes(cache, work, size);
-    if (!copied) return false;
-    section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
-    if (*copied < size) {
-      const std::uint64_t whole = std::min(size, *copied + kMostMissing);
-      section.dataSize = static_cast<std::uint32_t>(whole - kHeaderSize);
-      const SectionHeaderBytes header = encode(section);
-      sections.resize(i + 1);
-      return work.seek(end) && work.write(std::span(header).first(sizeof section.dataSize)) &&
-             work.seek(end + whole) && work.setEnd();
+  for (std::size_t i = 0; i < sections.size();) {
+    // Sections that stand back to back are copied as one.
+    const std::uint64_t begin = sections[i].dataOffset - kHeaderSize;
+    std::uint64_t size = 0;
+    for (std::size_t k = i; k < sections.size(); ++k) {
+      if (sections[k].dataOffset - kHeaderSize != begin + size) break;
+      size += wholeSize(sections[k]);
     }
-    end += size;
+    const std::optional<std::uint64_t> copied = tessaron::copyBytes(cache, begin, work, end, size);
+    if (!copied) return false;
+    for (const std::uint64_t copiedTo = end + *copied, runTo = end + size; end < runTo; ++i) {
+      CACHESECTIONHEADER& section = sections[i];
+      section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
+      if (end + wholeSize(section) > copiedTo) {
+        sections.resize(i + 1);
+        return completeCut(work, section, copiedTo);
+      }
+      end += wholeSize(section);
+    }
   }
   return true;
 }
@@ -187,15 +203,14 @@ void CImageCacheMan::deinit() {
     if (sections.size() > maxEntries) {
       sections.erase(sections.begin(), sections.end() - static_cast<std::ptrdiff_t>(maxEntries));
     }
-    const bool empty = sections.empty();
     // QUIRK: the file is overwritten in its place, so that a failure midway loses sections. Files
     // are replaced in one step elsewhere. Kept: this is a cache, and whoever has it open for
     // reading goes on with the same file.
-    if ((empty || openedWork_->seek(sections.front().dataOffset - kHeaderSize)) &&
-        openedCache_->seek(0) && openedCache_->setEnd() &&
-        openedCache_->write(encode(CACHEFILEHEADER{})) && !empty) {
+    if (openedCache_->seek(0) && openedCache_->setEnd() &&
+        openedCache_->write(encode(CACHEFILEHEADER{})) && !sections.empty()) {
       // The sections stand in the working file as they are to stand in the cache file.
-      tessaron::copyBytes(*openedWork_, *openedCache_, std::numeric_limits<std::uint64_t>::max());
+      tessaron::copyBytes(*openedWork_, sections.front().dataOffset - kHeaderSize, *openedCache_,
+                          sizeof(CACHEFILEHEADER), std::numeric_limits<std::uint64_t>::max());
     }
   }
   openedCache_.reset();
@@ -223,10 +238,8 @@ bool CImageCacheMan::getFromCache(std::vector<unsigned char>& bytes,
   } catch (const std::exception&) {  // too long for a vector, or for the memory
     return false;
   }
-  std::size_t got = 0;
-  if (work->seek(found->dataOffset)) {
-    got = tessaron::readFully(*work, std::as_writable_bytes(std::span(bytes))).value_or(0);
-  }
+  const std::size_t got =
+      readFully(*work, found->dataOffset, std::as_writable_bytes(std::span(bytes))).value_or(0);
   std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(got), bytes.end(), std::uint8_t{0});
   return true;
 }

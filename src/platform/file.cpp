@@ -68,10 +68,11 @@ bool readToEnd(File& file, std::string& out) {
   }
 }
 
-std::optional<std::size_t> readFully(File& file, std::span<std::byte> buffer) {
+std::optional<std::size_t> readFully(File& file, std::uint64_t offset,
+                                     std::span<std::byte> buffer) {
   std::size_t done = 0;
   while (done < buffer.size()) {
-    const std::optional<std::size_t> count = file.read(buffer.subspan(done));
+    const std::optional<std::size_t> count = file.readAt(offset + done, buffer.subspan(done));
     if (!count) return std::nullopt;
     if (*count == 0) break;
     done += *count;
@@ -79,14 +80,17 @@ std::optional<std::size_t> readFully(File& file, std::span<std::byte> buffer) {
   return done;
 }
 
-std::optional<std::uint64_t> copyBytes(File& from, File& to, std::uint64_t count) {
+std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& to,
+                                       std::uint64_t target, std::uint64_t count) {
   std::array<std::byte, 128 << 10> buffer;
+  if (!to.seek(target)) return std::nullopt;
   std::uint64_t done = 0;
   while (done < count) {
-    const auto wanted =
-        static_cast<std::size_t>(std::min<std::uint64_t>(count - done, buffer.size()));
-    const auto part = std::span(buffer).first(wanted);
-    const std::size_t got = from.read(part).value_or(0);
+    // Writes end where blocks end; those that cut blocks in two cost half as much again.
+    const std::uint64_t most = buffer.size() - (target + done) % buffer.size();
+    const auto part = std::span(buffer).first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(count - done, most)));
+    const std::size_t got = from.readAt(source + done, part).value_or(0);
     if (got == 0) break;
     if (!to.write(part.first(got))) return std::nullopt;
     done += got;

@@ -33,6 +33,10 @@ class File {
   /// Reads up to `buffer.size()` bytes at the position and moves it. Returns how many were read,
   /// 0 at the end, nothing when the read failed.
   virtual std::optional<std::size_t> read(std::span<std::byte> buffer) = 0;
+  /// As `read`, from `offset` on. The position may be anywhere afterwards.
+  virtual std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) {
+    return seek(offset) ? read(buffer) : std::nullopt;
+  }
   /// Writes `bytes` at the position and moves it. False when not all of them were written.
   virtual bool write(std::span<const std::byte> bytes) = 0;
   /// Moves the position to `offset` bytes from the start. False, and unmoved, on failure.
@@ -74,14 +78,16 @@ TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 /// with what the file claims. False when a read failed; `out` then holds what came before.
 TESSARON_API bool readToEnd(File& file, std::string& out);
 
-/// Reads at the position until `buffer` is full or the file ends, and moves it. Returns how many
-/// bytes were read, nothing when a read failed.
-TESSARON_API std::optional<std::size_t> readFully(File& file, std::span<std::byte> buffer);
+/// Reads from `offset` on until `buffer` is full or the file ends. Returns how many bytes were
+/// read, nothing when a read failed. The position may be anywhere afterwards.
+TESSARON_API std::optional<std::size_t> readFully(File& file, std::uint64_t offset,
+                                                  std::span<std::byte> buffer);
 
-/// Copies up to `count` bytes from the position of `from` to that of `to` through a buffer of fixed
-/// size, and moves both. Returns how many were copied, fewer where `from` ends or cannot be read;
-/// nothing when `to` did not take them.
-std::optional<std::uint64_t> copyBytes(File& from, File& to, std::uint64_t count);
+/// Copies up to `count` bytes at `source` of `from` to `target` of `to` through a buffer of fixed
+/// size. Returns how many were copied, fewer where `from` ends or cannot be read; nothing when `to`
+/// did not take them. The positions may be anywhere afterwards.
+std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& to,
+                                       std::uint64_t target, std::uint64_t count);
 
 /// Replaces the file at `path`, or creates it: the content is written beside it, flushed to the
 /// disk and put in its place in one step, with the permissions of the file that was there. A

@@ -13,7 +13,7 @@ TESSARON_API SYSTEMTIME utcNow();
 /// The current date and time where the user is.
 TESSARON_API SYSTEMTIME localNow();
 
-/// Whether all `size` bytes from `address` on can be read. Costs one system call; never faults.
+/// Whether all `size` bytes from `address` on can be read. Costs a system call a page; never faults.
 /// A null pointer is not readable, not even zero bytes of it.
 bool isReadable(const void* address, std::size_t size);
 

@@ -99,8 +99,7 @@ void dropCut(CacheContents& contents, File& file) {
 
 std::string readData(const std::string& path, File& file, const CACHESECTIONHEADER& section) {
   std::string data(section.dataSize, '\0');
-  if (!file.seek(section.dataOffset) ||
-      readFully(file, std::as_writable_bytes(std::span(data))) != data.size())
+  if (readFully(file, section.dataOffset, std::as_writable_bytes(std::span(data))) != data.size())
     throw Failure{kNoInput, path, "an error while reading"};
   return data;
 }

@@ -75,6 +75,13 @@ class PosixFile : public File {
     if (count < 0) return std::nullopt;
     return static_cast<std::size_t>(count);
   }
+  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
+    const ssize_t count = retry([&] {
+      return ::pread(fd_.get(), buffer.data(), buffer.size(), static_cast<off_t>(offset));
+    });
+    if (count < 0) return std::nullopt;
+    return static_cast<std::size_t>(count);
+  }
   bool write(std::span<const std::byte> bytes) override { return writeAll(fd_.get(), bytes); }
   bool seek(std::uint64_t offset) override {
     return lseek(fd_.get(), static_cast<off_t>(offset), SEEK_SET) != -1;
@@ -249,7 +256,10 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
       return refuse(std::make_error_code(std::errc::resource_unavailable_try_again));
     }
   }
-  if (mode.disposition == Disposition::CreateAlways && ftruncate(fd.get(), 0) != 0) {
+  // Nothing is cut off an empty file: some file systems would write it to the disk when it is
+  // closed.
+  if (mode.disposition == Disposition::CreateAlways &&
+      (fstat(fd.get(), &info) != 0 || (info.st_size > 0 && ftruncate(fd.get(), 0) != 0))) {
     return refuse(lastError());
   }
   if (mode.deleteOnClose && unlink(name.c_str()) != 0) return refuse(lastError());
