@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "records/record_set.h"
+#include "report.h"
 #include "sample_collection.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -110,37 +111,7 @@ void printBuiltLibrary(benchmark::State& state) {
   });
 }
 
-// Prints every run as usual and keeps the best time of each benchmark and size.
-class Collector : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const std::string key = run.run_name.function_name + '/' + run.run_name.args;
-      const double seconds = run.real_accumulated_time / static_cast<double>(run.iterations);
-      const auto [place, isNew] = best_.emplace(key, seconds);
-      if (!isNew) place->second = std::min(place->second, seconds);
-    }
-  }
-
-  /// Seconds of the best run; 0 when there was none.
-  double best(const char* benchmark, std::int64_t items) const {
-    const auto found = best_.find(std::string(benchmark) + '/' + std::to_string(items));
-    return found == best_.end() ? 0 : found->second;
-  }
-
- private:
-  std::map<std::string, double> best_;
-};
-
-void printRatio(const char* what, double ratio, double limit) {
-  std::printf("%-58s %6.2f", what, ratio);
-  if (limit > 0) std::printf("   at most %.1f: %s", limit, ratio <= limit ? "kept" : "MISSED");
-  std::printf("\n");
-}
-
-void printTimes(const Collector& results) {
+void printTimes(const tessaron::Collector& results) {
   struct Comparison {
     const char* name;
     const char* ours;
@@ -158,15 +129,15 @@ void printTimes(const Collector& results) {
       const double alone = results.best(library, items);
       if (alone == 0) continue;
       const std::string what = std::string(name) + ", " + std::to_string(items);
-      printRatio(what.c_str(), results.best(ours, items) / alone, limit);
+      tessaron::printRatio(what.c_str(), results.best(ours, items) / alone, limit);
     }
     // How much more an item costs in the large collection, over how much more it costs the library.
     const auto growth = [&](const char* benchmark) {
       return results.best(benchmark, kLarge) / results.best(benchmark, kSmall);
     };
     if (results.best(library, kLarge) > 0 && results.best(library, kSmall) > 0) {
-      printRatio("  growth of the cost per item, beyond TinyXML's own",
-                 growth(ours) / growth(library), 1.5);
+      tessaron::printRatio("  growth of the cost per item, beyond TinyXML's own",
+                           growth(ours) / growth(library), 1.5);
     }
   }
 }
@@ -231,15 +202,8 @@ int main(int argc, char** argv) {
           ->Unit(benchmark::kMillisecond);
     }
   }
-  std::vector<char*> arguments(argv, argv + argc);
-  std::string interleave = "--benchmark_enable_random_interleaving=true";
-  arguments.insert(arguments.begin() + 1, interleave.data());
-  arguments.push_back(nullptr);
-  int count = argc + 1;
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
-  Collector results;
-  benchmark::RunSpecifiedBenchmarks(&results);
+  tessaron::Collector results;
+  if (!tessaron::runInterleaved(argc, argv, results)) return 2;
   std::printf("\n");
   printTimes(results);
   printPeaks(program.c_str());
