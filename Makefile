@@ -25,7 +25,7 @@ test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
 
 bench:  ## run the benchmarks
-	@scripts/setup linux
+	@scripts/setup bench
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@for program in build/linux/bin/*_bench; do $$program || exit 1; done
 
