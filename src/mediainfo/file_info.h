@@ -4,18 +4,13 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "mediainfo/property_map.h"
 #include "platform/picture.h"
 #include "platform/types.h"
 #include "tessaron_export.h"
-
-/// Label number (a string-table entry, such as 40101 "Format") to value, in ascending order.
-using PropertyMap = std::map<std::uint32_t, std::u16string>;
-/// One property map per audio or video stream, in the order found.
-using StreamList = std::vector<PropertyMap>;
 
 /// The description of one file.
 class TESSARON_API CFileInfo {

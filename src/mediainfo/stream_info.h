@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "mediainfo/codec_names.h"
+#include "mediainfo/property_map.h"
+#include "tessaron_export.h"
+
+/// Describes the streams of a media file of any format that the system knows: libavformat on Linux,
+/// DirectShow on Windows.
+class TESSARON_API CDSMediaStreamInfo {
+ public:
+  /// Describes each stream in a map of its own. The first audio (video) stream of the file is taken
+  /// for the first map that is in `audio` (`video`) already, and so on: such a map gets what it
+  /// lacks and keeps what it has; further maps are appended. False, with both lists as they were,
+  /// when the file cannot be read or is of no known format, or the system has no reader.
+  bool identifyByFileName(const std::u16string& path, StreamList& audio, StreamList& video);
+
+ private:
+  CAudioFormatTagInfo formatTags_;
+  CFourCCInfo fourCCs_;
+};
