@@ -1,0 +1,40 @@
+#pragma once
+
+#include <tinyxml.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tessaron_export.h"
+
+/// A kind of slot on a scheme's shelf: its picture, and where in that a cover is laid.
+struct TESSARON_API SchemeGroup {
+  std::u16string name;
+  std::u16string image;       ///< file name
+  std::int32_t olx = 0;       ///< pixels from the picture's left edge
+  std::int32_t oly = 0;       ///< pixels from its upper edge
+  std::int32_t olwidth = 0;   ///< pixels
+  std::int32_t olheight = 0;  ///< pixels
+};
+
+/// One way in which a theme shows items: the frames of two templates, and a shelf with its slots.
+/// File names are as the package has them; nothing says that they are harmless, or that the files
+/// are there.
+class TESSARON_API CThemeScheme {
+ public:
+  std::u16string name;
+  std::u16string screenshot;         ///< file name of a preview
+  std::u16string fullFrameTemplate;  ///< file name
+  std::u16string wideFrameTemplate;  ///< file name
+  std::u16string background;         ///< file name of the shelf's background
+  std::int32_t uwidth = 0;           ///< a shelf unit's width in pixels
+  std::int32_t uheight = 0;
+  std::int32_t uhspace = 0;  ///< pixels between two units side by side
+  std::int32_t uvspace = 0;
+  std::vector<SchemeGroup> groups;  ///< in document order
+
+  /// Reads a scheme from its element. What the element does not have stays empty or 0, as does
+  /// everything for an unreadable pointer.
+  explicit CThemeScheme(TiXmlElement* scheme);
+};
