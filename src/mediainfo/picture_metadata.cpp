@@ -1,0 +1,3 @@
+#include "mediainfo/picture_metadata.h"
+
+bool CGPImageMDParser::parseByFileName(const std::u16string&, PropertyMap&) { return false; }
