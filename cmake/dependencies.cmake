@@ -5,14 +5,16 @@
 add_library(tessaron_deps INTERFACE)
 
 if(WIN32)
-  find_package(winlibs CONFIG REQUIRED)
+  find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
   find_package(ZLIB REQUIRED)
   target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB gdiplus ole32 oleaut32 shlwapi)
+  target_link_libraries(tessaron_deps INTERFACE JPEG::JPEG)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
 else()
   find_package(ICU REQUIRED COMPONENTS i18n uc)
+  find_package(JPEG REQUIRED)
   find_package(ZLIB REQUIRED)
   find_path(TINYXML_INCLUDE_DIR tinyxml.h REQUIRED)
   find_library(TINYXML_LIBRARY tinyxml REQUIRED)
@@ -23,7 +25,8 @@ else()
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
                                                             ${FREEIMAGEPLUS_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
-                                                ${FREEIMAGE_LIBRARY} ICU::i18n ICU::uc ZLIB::ZLIB)
+                                                ${FREEIMAGE_LIBRARY} JPEG::JPEG ICU::i18n ICU::uc
+                                                ZLIB::ZLIB)
 endif()
 
 # What every piece of our own code is compiled with.

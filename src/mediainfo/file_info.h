@@ -12,7 +12,12 @@
 #include "platform/types.h"
 #include "tessaron_export.h"
 
-/// The description of one file.
+namespace tessaron {
+class File;
+}
+
+/// The description of one file. A record describes one file: a second `fromFile` replaces the single
+/// facts and adds to the maps, and to the stream lists.
 class TESSARON_API CFileInfo {
  public:
   std::u16string path;
@@ -35,7 +40,23 @@ class TESSARON_API CFileInfo {
   StreamList videoStreams;
   std::vector<fipWinImage> thumbnails;
 
+  /// Stores the categories that `fromFile` may detect; any number is taken.
+  void setDetectType(std::int32_t mask);
+
+  /// Describes the file at `filePath`: name, category, size, times, attributes, and for pictures,
+  /// audio and video what their readers find. False when the path has no separator ("\\", on Linux
+  /// also "/"), when the file cannot be opened, and for what is no plain file (on Linux a pipe or a
+  /// device is not even opened); what was found before that stays. True also where a reader failed.
+  virtual bool fromFile(const std::u16string& filePath);
+  /// Does nothing. Always false.
   virtual bool fromElem(TiXmlElement* elem);
   /// Appends the description's children to `elem`. Always false, also after success.
   virtual bool toElem(TiXmlElement* elem);
+
+ protected:
+  /// Reads what needs the open file: a picture's thumbnail and measures, the streams of a video.
+  /// Always false.
+  virtual bool fromFileHandle(tessaron::File& file);
+  /// Reads what its readers find by name: streams, tags, picture properties. Always true.
+  virtual bool fromFilePostProcess();
 };

@@ -17,6 +17,9 @@ class TESSARON_API CFolderInfo {
   std::u16string path;
   std::vector<CFileInfo> files;  ///< in the order of the directory enumeration
 
+  /// Describes the plain files directly in a folder; what cannot be read is left out. Always false,
+  /// also after success.
+  virtual bool fromFolder(const std::u16string& folderPath);
   /// Does nothing. Always true.
   virtual bool fromElem(TiXmlElement* elem);
   /// Sets the attributes "ID" and "ParentID" and appends one "File" element per file. Always true,

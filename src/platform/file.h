@@ -71,6 +71,10 @@ struct OpenMode {
 TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                             std::error_code& error);
 
+/// Whether the file at `path` is encrypted by the file system, numbered as Windows does: 0 it could
+/// be, 1 it is, 2 and above it cannot be. Linux gives 0 or 1. Nothing when it cannot be told.
+std::optional<std::uint32_t> encryptionStatus(std::u16string_view path);
+
 /// A file in memory, for tests and for parsing what is already there.
 TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 

@@ -267,6 +267,12 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   return std::make_unique<PosixFile>(std::move(fd), hidden);
 }
 
+std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
+  struct statx info;
+  if (statx(AT_FDCWD, nativePath(path).c_str(), 0, 0, &info) != 0) return std::nullopt;
+  return info.stx_attributes & STATX_ATTR_ENCRYPTED ? 1 : 0;
+}
+
 std::error_code replaceFile(std::u16string_view path, std::string_view content) {
   const fs::path target = followLinks(nativePath(path));
   const auto bytes = std::as_bytes(std::span(content));

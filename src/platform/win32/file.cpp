@@ -7,6 +7,9 @@
 
 #include "platform/win32/wide.h"
 
+// Exported since Windows XP, but not declared by mingw-w64.
+extern "C" __declspec(dllimport) BOOL WINAPI FileEncryptionStatusW(LPCWSTR path, LPDWORD status);
+
 namespace tessaron {
 namespace {
 
@@ -152,6 +155,12 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
     return nullptr;
   }
   return std::make_unique<Win32File>(std::move(handle));
+}
+
+std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
+  DWORD status = 0;
+  if (!FileEncryptionStatusW(wide(std::u16string(path)), &status)) return std::nullopt;
+  return status;
 }
 
 std::error_code replaceFile(std::u16string_view path, std::string_view content) {

@@ -1,0 +1,74 @@
+#include "platform/directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unicode/unistr.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+
+#include "platform/posix/native_path.h"
+
+namespace tessaron {
+namespace {
+
+struct Close {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+EntryKind kindOf(DIR* folder, const dirent& entry) {
+  mode_t mode = DTTOIF(entry.d_type);
+  struct stat info;
+  if (entry.d_type == DT_UNKNOWN &&  // not every file system tells
+      fstatat(dirfd(folder), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    mode = info.st_mode;
+  }
+  if (S_ISREG(mode)) return EntryKind::File;
+  if (S_ISDIR(mode)) return EntryKind::Folder;
+  return S_ISLNK(mode) ? EntryKind::Link : EntryKind::Other;
+}
+
+std::u16string wideName(const char* name) {
+  const icu::UnicodeString wide = icu::UnicodeString::fromUTF8(name);
+  return {wide.getBuffer(), static_cast<std::size_t>(wide.length())};
+}
+
+}  // namespace
+
+std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& error) {
+  error.clear();
+  std::vector<FolderEntry> entries;
+  const std::unique_ptr<DIR, Close> folder(opendir(nativePath(path).c_str()));
+  if (!folder) {
+    error = lastError();
+    return entries;
+  }
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(folder.get());
+    if (!entry) break;
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    entries.push_back({wideName(entry->d_name), kindOf(folder.get(), *entry)});
+  }
+  if (errno != 0) error = lastError();
+  return entries;
+}
+
+std::error_code createFolder(std::u16string_view path) {
+  std::error_code error;
+  std::filesystem::create_directories(nativePath(path), error);
+  return error;
+}
+
+std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
+  return std::u16string(folder).append(u"/").append(name);
+}
+
+std::size_t lastSeparator(std::u16string_view path) { return path.find_last_of(u"/\\"); }
+
+}  // namespace tessaron

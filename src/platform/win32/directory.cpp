@@ -1,0 +1,50 @@
+#include "platform/directory.h"
+
+#include <filesystem>
+
+#include "platform/win32/wide.h"
+
+namespace tessaron {
+namespace {
+
+EntryKind kindOf(const WIN32_FIND_DATAW& entry) {
+  if (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) return EntryKind::Link;
+  if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return EntryKind::Folder;
+  return entry.dwFileAttributes & FILE_ATTRIBUTE_DEVICE ? EntryKind::Other : EntryKind::File;
+}
+
+}  // namespace
+
+std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& error) {
+  error.clear();
+  std::vector<FolderEntry> entries;
+  WIN32_FIND_DATAW found;
+  const HANDLE search = FindFirstFileW(wide(joinPath(path, u"*")), &found);
+  DWORD reason = GetLastError();
+  if (search != INVALID_HANDLE_VALUE) {
+    do {
+      const std::u16string name = reinterpret_cast<const char16_t*>(found.cFileName);
+      if (name != u"." && name != u"..") entries.push_back({name, kindOf(found)});
+    } while (FindNextFileW(search, &found));
+    reason = GetLastError();
+    FindClose(search);
+  }
+  if (reason != ERROR_NO_MORE_FILES) {
+    error = {static_cast<int>(reason), std::system_category()};
+  }
+  return entries;
+}
+
+std::error_code createFolder(std::u16string_view path) {
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path), error);
+  return error;
+}
+
+std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
+  return std::u16string(folder).append(u"\\").append(name);
+}
+
+std::size_t lastSeparator(std::u16string_view path) { return path.rfind(u'\\'); }
+
+}  // namespace tessaron

@@ -1,0 +1,206 @@
+#include "support/jpeg_scale.h"
+
+// jpeglib.h needs these before it.
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include <cmath>
+#include <csetjmp>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <system_error>
+
+#include "platform/file.h"
+#include "support/picture_load.h"
+
+namespace {
+
+struct ErrorManager {
+  jpeg_error_mgr base;
+  std::jmp_buf giveUp;
+};
+
+[[noreturn]] void onError(j_common_ptr info) {
+  std::longjmp(reinterpret_cast<ErrorManager*>(info->err)->giveUp, 1);
+}
+
+void ignoreMessage(j_common_ptr, int) {}
+void ignoreOutput(j_common_ptr) {}
+
+struct SourceManager {
+  jpeg_source_mgr base;
+  tessaron::File* file;
+  std::uint64_t at;  ///< where the next read begins
+  std::byte buffer[32 << 10];
+};
+
+SourceManager& sourceOf(j_decompress_ptr info) {
+  return *reinterpret_cast<SourceManager*>(info->src);
+}
+
+boolean fillBuffer(j_decompress_ptr info) {
+  static constexpr JOCTET kEnd[] = {0xFF, JPEG_EOI};
+  SourceManager& source = sourceOf(info);
+  const std::size_t count = source.file->readAt(source.at, source.buffer).value_or(0);
+  source.at += count;
+  const bool isOver = count == 0;  // the decoder makes do with what it has seen
+  source.base.next_input_byte = isOver ? kEnd : reinterpret_cast<const JOCTET*>(source.buffer);
+  source.base.bytes_in_buffer = isOver ? sizeof kEnd : count;
+  return TRUE;
+}
+
+void skipInput(j_decompress_ptr info, long count) {
+  if (count <= 0) return;
+  SourceManager& source = sourceOf(info);
+  const auto wanted = static_cast<std::size_t>(count);
+  if (wanted <= source.base.bytes_in_buffer) {
+    source.base.next_input_byte += wanted;
+    source.base.bytes_in_buffer -= wanted;
+  } else {
+    source.at += wanted - source.base.bytes_in_buffer;
+    source.base.bytes_in_buffer = 0;
+  }
+}
+
+void ignoreSource(j_decompress_ptr) {}
+
+bool canHold(const jpeg_decompress_struct& info, std::uint64_t length) {
+  // Every block of 8 by 8 pixels takes a bit at least, unless they are coded arithmetically.
+  const std::uint64_t pixelsPerByte = info.arith_code ? 1 << 16 : 8 * 64;
+  return std::uint64_t{info.image_width} * info.image_height / pixelsPerByte <= length;
+}
+
+void chooseScale(jpeg_decompress_struct& info, unsigned maxWidth, unsigned maxHeight) {
+  for (unsigned denominator = 1; denominator <= 8; denominator *= 2) {
+    info.scale_num = 1;
+    info.scale_denom = denominator;
+    jpeg_calc_output_dimensions(&info);
+    if (info.output_width <= maxWidth && info.output_height <= maxHeight) break;
+  }
+  if (info.scale_denom > 8) info.scale_denom = 8;
+}
+
+bool chooseColors(jpeg_decompress_struct& info) {
+  switch (info.jpeg_color_space) {
+    case JCS_GRAYSCALE:
+      info.out_color_space = JCS_GRAYSCALE;
+      return true;
+    case JCS_YCbCr:
+    case JCS_RGB:
+      info.out_color_space = FI_RGBA_BLUE == 0 ? JCS_EXT_BGR : JCS_EXT_RGB;
+      return true;
+    case JCS_CMYK:
+    case JCS_YCCK:
+      info.out_color_space = JCS_CMYK;
+      return true;
+    default:
+      return false;
+  }
+}
+
+FIBITMAP* allocate(const jpeg_decompress_struct& info) {
+  const bool isGrey = info.out_color_space == JCS_GRAYSCALE;
+  FIBITMAP* bitmap =
+      FreeImage_Allocate(static_cast<int>(info.output_width), static_cast<int>(info.output_height),
+                         isGrey ? 8 : 24, FI_RGBA_RED_MASK, FI_RGBA_GREEN_MASK, FI_RGBA_BLUE_MASK);
+  if (!bitmap) return nullptr;
+  for (unsigned i = 0; isGrey && i < 256; ++i) {
+    const auto level = static_cast<BYTE>(i);
+    FreeImage_GetPalette(bitmap)[i] = {level, level, level, 0};
+  }
+  // Where none is declared, the bitmap's own default stays, as for the other formats.
+  const double perMetre = info.density_unit == 1 ? 100 / 2.54 : info.density_unit == 2 ? 100 : 0;
+  if (perMetre > 0) {
+    FreeImage_SetDotsPerMeterX(bitmap,
+                               static_cast<unsigned>(std::lround(info.X_density * perMetre)));
+    FreeImage_SetDotsPerMeterY(bitmap,
+                               static_cast<unsigned>(std::lround(info.Y_density * perMetre)));
+  }
+  return bitmap;
+}
+
+// Inks, written inverted by those programs that leave Adobe's marker, to light.
+void mixInks(const JSAMPLE* inks, unsigned width, bool inverted, BYTE* pixels) {
+  for (unsigned x = 0; x < width; ++x, inks += 4, pixels += 3) {
+    const auto light = [&](int ink) { return inverted ? inks[ink] : 255 - inks[ink]; };
+    const auto mix = [&](int ink) { return static_cast<BYTE>(light(ink) * light(3) / 255); };
+    pixels[FI_RGBA_RED] = mix(0);
+    pixels[FI_RGBA_GREEN] = mix(1);
+    pixels[FI_RGBA_BLUE] = mix(2);
+  }
+}
+
+void readRows(jpeg_decompress_struct& info, FIBITMAP* bitmap) {
+  const bool isInks = info.out_color_space == JCS_CMYK;
+  JSAMPARRAY inks = nullptr;
+  if (isInks) {
+    inks = info.mem->alloc_sarray(reinterpret_cast<j_common_ptr>(&info), JPOOL_IMAGE,
+                                  info.output_width * 4, 1);
+  }
+  while (info.output_scanline < info.output_height) {
+    const JDIMENSION row = info.output_height - 1 - info.output_scanline;  // stored bottom up
+    BYTE* pixels = FreeImage_GetScanLine(bitmap, static_cast<int>(row));
+    JSAMPROW target = isInks ? inks[0] : pixels;
+    jpeg_read_scanlines(&info, &target, 1);
+    if (isInks) mixInks(inks[0], info.output_width, info.saw_Adobe_marker != 0, pixels);
+  }
+}
+
+// Returns the denominator, or 0. An error of the decoder comes back to `setjmp` past all functions
+// between: none of them, and not this one, owns anything that has a destructor.
+unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, unsigned maxHeight,
+                FIBITMAP*& bitmap) {
+  jpeg_decompress_struct info;
+  ErrorManager errors;
+  info.err = jpeg_std_error(&errors.base);
+  errors.base.error_exit = onError;
+  errors.base.emit_message = ignoreMessage;
+  errors.base.output_message = ignoreOutput;
+  info.mem = nullptr;
+  if (setjmp(errors.giveUp) != 0) {
+    jpeg_destroy_decompress(&info);
+    return 0;
+  }
+  jpeg_create_decompress(&info);
+  info.mem->max_memory_to_use = static_cast<long>(tessaron::kMostPictureBytes);
+  info.src = &source.base;
+  jpeg_read_header(&info, TRUE);
+  if (!canHold(info, length) || !chooseColors(info)) std::longjmp(errors.giveUp, 1);
+  chooseScale(info, maxWidth, maxHeight);
+  info.dct_method = JDCT_IFAST;
+  info.do_fancy_upsampling = FALSE;
+  jpeg_start_decompress(&info);
+  bitmap = allocate(info);
+  if (!bitmap) std::longjmp(errors.giveUp, 1);
+  readRows(info, bitmap);
+  const unsigned denominator = info.scale_denom;
+  jpeg_destroy_decompress(&info);  // what may follow the last row is of no interest
+  return denominator;
+}
+
+}  // namespace
+
+int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth, int maxHeight) {
+  std::error_code error;
+  const std::unique_ptr<tessaron::File> file = tessaron::openFile(path, {}, error);
+  if (!file || maxWidth < 1 || maxHeight < 1) return 0;
+  SourceManager source;
+  source.base = {nullptr,     0, ignoreSource, fillBuffer, skipInput, jpeg_resync_to_restart,
+                 ignoreSource};
+  source.file = file.get();
+  source.at = 0;
+  FIBITMAP* bitmap = nullptr;
+  const unsigned denominator =
+      decode(source, file->size().value_or(0), static_cast<unsigned>(maxWidth),
+             static_cast<unsigned>(maxHeight), bitmap);
+  if (denominator == 0) {
+    if (bitmap) FreeImage_Unload(bitmap);
+    return 0;
+  }
+  image = bitmap;
+  return static_cast<int>(denominator);
+}
