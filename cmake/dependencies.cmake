@@ -8,7 +8,7 @@ if(WIN32)
   find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
   find_package(ZLIB REQUIRED)
-  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB gdiplus ole32 oleaut32 shlwapi)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB gdiplus ole32 oleaut32 shlwapi strmiids)
   target_link_libraries(tessaron_deps INTERFACE JPEG::JPEG)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
@@ -21,9 +21,11 @@ else()
   find_path(FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h REQUIRED)
   find_library(FREEIMAGE_LIBRARY freeimage REQUIRED)
   find_library(FREEIMAGEPLUS_LIBRARY freeimageplus REQUIRED)
+  find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on its first use
   target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
-                                                            ${FREEIMAGEPLUS_INCLUDE_DIR})
+                                                            ${FREEIMAGEPLUS_INCLUDE_DIR}
+                                                            ${AVFORMAT_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
                                                 ${FREEIMAGE_LIBRARY} JPEG::JPEG ICU::i18n ICU::uc
                                                 ZLIB::ZLIB)

@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <cstring>
+
+#include "mediainfo/mpeg_parser.h"
+#include "mediainfo/mpeg_scan_internal.h"
+
+namespace tessaron {
+namespace {
+
+constexpr std::uint32_t kSequence = 0x1B3, kProgramEnd = 0x1B9, kPack = 0x1BA, kFirstPacket = 0x1C0;
+
+bool isStartCode(std::uint32_t code) { return code >> 8 == 1; }
+
+}  // namespace
+
+std::size_t findStartCode(std::span<const std::byte> bytes) {
+  // A byte of 1 is rarer than one of 0, which fills whole packets.
+  for (std::size_t at = 2; at < bytes.size(); ++at) {
+    const void* one = std::memchr(bytes.data() + at, 1, bytes.size() - at);
+    if (one == nullptr) break;
+    at = static_cast<std::size_t>(static_cast<const std::byte*>(one) - bytes.data());
+    if (bytes[at - 1] == std::byte{} && bytes[at - 2] == std::byte{}) return at - 2;
+  }
+  return bytes.size();
+}
+
+void MpegScan::scanBlock(std::span<const std::byte> block) {
+  ByteReader in(block);
+  if (block.size() > 4) code_ = in.u32be();
+  while (in.remaining() > 0 && step(block, in)) {
+  }
+}
+
+// Does what the current code asks for and takes the next one. False when the block is to be left.
+bool MpegScan::step(std::span<const std::byte> block, ByteReader& in) {
+  if (!isStartCode(code_)) {
+    slide(block, in);
+    return true;
+  }
+  if (code_ == kProgramEnd) return false;
+  if (code_ == kPack) {
+    readPack(in);
+  } else if (code_ < kFirstPacket) {
+    in.skip(in.u16be());
+  } else if (!readPacket(in)) {
+    return false;
+  }
+  const std::uint32_t next = in.u32be();
+  if (in.ok()) code_ = next;
+  return in.ok();
+}
+
+// Shifts bytes into the code until it is a start code or the block ends.
+void MpegScan::slide(std::span<const std::byte> block, ByteReader& in) {
+  const auto shift = [&] { code_ = code_ << 8 | in.u8(); };
+  shift();
+  // In a block of more than four bytes the code is what stands before the position.
+  if (isStartCode(code_) || block.size() <= 4) return;
+  const std::size_t from = in.position() - 3;
+  const std::size_t found = from + findStartCode(block.subspan(from));
+  const std::size_t last = std::min(found + 3, block.size() - 1);  // of the new code's bytes
+  if (last < in.position()) return;
+  in.skip(std::max(in.position(), last - 3) - in.position());
+  while (in.position() <= last) shift();
+}
+
+void MpegScan::readPack(ByteReader& in) {
+  const std::uint8_t marker = in.u8();
+  if (marker >> 4 == 0b0010) isMpeg2 = false;
+  if (marker >> 6 == 0b01) isMpeg2 = true;
+  if (isMpeg2) {
+    in.skip(8);
+    // QUIRK: two bits of the stuffing length. It has three. Kept: the scan slides to the next code.
+    in.skip(in.u8() & 3);
+  } else {
+    // QUIRK: six bytes. Seven are left of the header. Kept: the scan slides to the next code.
+    in.skip(6);
+  }
+}
+
+bool MpegScan::readPacket(ByteReader& in) {
+  const std::uint32_t id = code_ & 0xFF;
+  const int length = in.u16be();
+  int header;
+  if (isMpeg2) {
+    in.skip(2);
+    const int rest = in.u8();
+    in.skip(static_cast<std::size_t>(rest));
+    header = rest + 3;
+  } else {
+    // QUIRK: nine bytes of time stamps are counted, whichever there are. A packet without them
+    // would be longer. Kept: where the scan goes on, and so what it finds, depends on it.
+    header = 9;
+    std::uint8_t flags;
+    do {
+      flags = in.u8();
+      ++header;
+    } while (flags == 0xFF);
+    if (flags >> 6 == 0b01) {
+      in.skip(1);
+      flags = in.u8();
+      header += 2;
+    }
+    if (flags & 0x20) in.skip(4);
+    if (flags & 0x10) in.skip(5);
+  }
+  const std::uint32_t payload = in.u32be();
+  if (!in.ok()) return false;
+
+  const bool isVideo = (id & 0x20) != 0;
+  if (!isVideo && !readAudio(payload)) return false;
+  if (isVideo) {
+    videoSeen = true;
+    if (payload == kSequence && !readSequence(in)) return false;
+  }
+  // QUIRK: the bytes of a sequence header are not taken off what is left of the packet. The scan
+  // misses a code that follows at once. Kept: as above.
+  if (length - header > 4) in.skip(static_cast<std::size_t>(length - header - 4));
+  return true;
+}
+
+bool MpegScan::readAudio(std::uint32_t payload) {
+  constexpr std::uint32_t kLastId = 19;
+  audioSeen = true;
+  const std::uint32_t slot = code_ & 0x1F;
+  if (slot > kLastId) return false;
+  // QUIRK: 19 is an audio stream as well, though it has no slot. Kept: it does not end the block.
+  if (slot >= kSlots || payload >> 20 != 0xFFF) return true;
+  Audio& to = audio[slot];
+  if (CMPEGFileParser().getMP3FrameData(payload, &to.bitRate, &to.sampleRate, &to.channels) != 0) {
+    to.present = true;
+    totalBitRate += to.bitRate;
+  }
+  return true;
+}
+
+bool MpegScan::readSequence(ByteReader& in) {
+  // QUIRK: the last place is judged by a full block, with some bytes to spare. Kept: a header there
+  // is not read.
+  constexpr std::size_t kLastPlace = 0x7FF4;
+  if (in.position() > kLastPlace) return false;
+  int b[7];
+  for (int& value : b) value = in.u8();
+  if (!in.ok()) return false;
+  Video& to = video[code_ & 0x0F];
+  to.present = true;
+  // QUIRK: the four low bits of the width, which stand in b[1], are left out. Kept: nothing
+  // reports it.
+  to.width = b[0] << 4;
+  to.height = (b[1] & 0x0F) * 256 + b[2];
+  to.aspectRatioCode = b[3] >> 4;
+  to.frameRateCode = b[3] & 0x0F;
+  // QUIRK: the two low bits of the rate are taken unshifted, so they count 64 times as much. Kept:
+  // data rates are compared with those in catalogues.
+  to.bitRate = ((b[4] * 256 + b[5]) * 4 + (b[6] & 0xC0)) * 400;
+  totalBitRate += to.bitRate;
+  return true;
+}
+
+}  // namespace tessaron
