@@ -20,11 +20,11 @@ constexpr std::uint32_t tag(const char (&name)[5]) {
   return code;
 }
 
-constexpr std::size_t kWindow = 16 << 10;
+constexpr std::size_t kWindow = 8 << 10;
 constexpr std::uint64_t kIndexBytes = 256 << 10;  // of an index: enough for a mean
 constexpr std::size_t kMostStreams = 100;         // chunk names have two digits for the number
 constexpr std::size_t kMostOfAKind = 19;
-constexpr int kMostChunks = 4096;
+constexpr int kMostChunks = 1000;
 constexpr int kDeepest = 8;
 
 /// A stream as its headers and the index describe it.

@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "mediainfo/mpeg_parser.h"
+#include "mediainfo/mpeg_scan_internal.h"
+#include "support/bytes.h"
+#include "support/properties.h"
+
+namespace {
+
+using tessaron::MpegScan;
+
+constexpr std::size_t kBlock = MpegScan::kBlockSize;
+const std::string kEnd = be32(0x1B9);
+const std::string kSystem = be32(0x1BB) + be16(6) + std::string(6, '\x80');
+const std::string kMpeg1Pack = be32(0x1BA) + bytes({0x21, 0, 1, 0, 1, 0x80, 0x27, 0x11});
+const std::string kAudioFrame = be32(0xFFFB9064);
+
+// `stuffing` bytes of 0xFF are told by the low three bits of the tenth byte.
+std::string mpeg2Pack(int stuffing = 0) {
+  return be32(0x1BA) + bytes({0x44, 0, 4, 0, 4, 1, 0, 0x9C, 0x43, 0xF8 | stuffing}) +
+         std::string(static_cast<std::size_t>(stuffing), '\xFF');
+}
+
+// A packet; `header` is what stands between the length and the payload.
+std::string packet(int id, const std::string& header, const std::string& payload) {
+  return be32(0x100u | static_cast<unsigned>(id)) +
+         be16(static_cast<unsigned>(header.size() + payload.size())) + header + payload;
+}
+const std::string kMpeg1Header = bytes({0x0F});
+const std::string kMpeg1Full =  // stuffing, buffer size, both time stamps
+    std::string(16, '\xFF') + bytes({0x60, 0x2E, 0x31, 0, 1, 0, 1, 0x11, 0, 1, 0, 1});
+const std::string kMpeg2Header = bytes({0x80, 0, 0});
+const std::string kMpeg2Stamp = bytes({0x80, 0x80, 5, 0x21, 0, 1, 0, 1});
+
+std::string sequence(int aspect, const std::string& rate = bytes({0x0B, 0x3A, 0xC0})) {
+  return be32(0x1B3) + bytes({0x2D, 0x02, 0x40, aspect << 4 | 3}) + rate + std::string(40, '\x55');
+}
+
+// What the parser is given: content, reads of which the first ones fail, and a count.
+class TestFile : public tessaron::File {
+ public:
+  explicit TestFile(std::string content, int failures = 0)
+      : content_(tessaron::memoryFile(std::move(content))), failures_(failures) {}
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    ++reads;
+    if (failures_-- > 0) return std::nullopt;
+    const auto count = content_->read(buffer);
+    total += count.value_or(0);
+    return count;
+  }
+  bool write(std::span<const std::byte>) override { return false; }
+  bool seek(std::uint64_t offset) override { return content_->seek(offset); }
+  std::optional<std::uint64_t> size() override { return content_->size(); }
+  bool setEnd() override { return false; }
+  std::optional<tessaron::FileStatus> status() override { return std::nullopt; }
+
+  int reads = 0;
+  std::size_t total = 0;
+
+ private:
+  std::unique_ptr<tessaron::File> content_;
+  int failures_;
+};
+
+std::string parse(tessaron::File& file) {
+  PropertyMap meta;
+  StreamList audio;
+  StreamList video;
+  EXPECT_TRUE(CMPEGFileParser().parseByHandle(file, meta, audio, video));
+  EXPECT_TRUE(meta.empty() && audio.empty());
+  return lines(video);
+}
+std::string parse(const std::string& content) {
+  TestFile file(content);
+  return parse(file);
+}
+
+std::string paddedTo(std::size_t size, std::string content) {
+  content.resize(size, '\xFF');
+  return content;
+}
+
+const std::string kVideo = "40101=MPEG-2 40102=4.68 Mbps 40108=16:9\n";
+const std::string kOldVideo = "40101=MPEG-1 40102=4.68 Mbps 40108=16:9\n";
+
+struct Row {
+  const char* name;
+  std::string stream;
+  std::string expected;
+};
+
+std::vector<Row> streams() {
+  const std::string video = packet(0xE0, kMpeg2Header, sequence(3));
+  const std::string audio = packet(0xC0, kMpeg2Header, kAudioFrame + std::string(20, '\0'));
+  const std::string tail(64, '\x55');
+  const auto audioBefore = [&](int id) {
+    return mpeg2Pack() + packet(id, kMpeg2Header, kAudioFrame + std::string(20, '\0')) + video +
+           tail;
+  };
+  return {
+      {"nothing", "", ""},
+      {"the program end alone", kEnd, ""},
+      {"audio alone", mpeg2Pack() + audio + audio, ""},
+      {"MPEG-2", mpeg2Pack() + kSystem + video + tail, kVideo},
+      {"MPEG-2, time stamp and stuffing",
+       mpeg2Pack(7) + packet(0xE3, kMpeg2Stamp, sequence(3)) + tail, kVideo},
+      {"MPEG-1", kMpeg1Pack + kSystem + packet(0xE0, kMpeg1Header, sequence(3)) + tail, kOldVideo},
+      {"MPEG-1, all in the header", kMpeg1Pack + packet(0xE0, kMpeg1Full, sequence(3)) + tail,
+       kOldVideo},
+      {"the last pack tells the generation", mpeg2Pack() + video + tail + kMpeg1Pack + tail,
+       kOldVideo},
+      {"square pixels", mpeg2Pack() + packet(0xE0, kMpeg2Header, sequence(1)) + tail,
+       "40101=MPEG-2 40102=4.68 Mbps\n"},
+      {"3:4", mpeg2Pack() + packet(0xE0, kMpeg2Header, sequence(2)) + tail,
+       "40101=MPEG-2 40102=4.68 Mbps 40108=3:4\n"},
+      {"a reserved ratio, a rate of nothing",
+       mpeg2Pack() + packet(0xE0, kMpeg2Header, sequence(4, bytes({0, 0, 0x3F}))) + tail,
+       "40101=MPEG-2 40102=0 bps\n"},
+      {"two videos, in the order of their slots",
+       mpeg2Pack() + packet(0xE1, kMpeg2Header, sequence(2)) + mpeg2Pack() + video + tail,
+       kVideo + "40101=MPEG-2 40102=4.68 Mbps 40108=3:4\n"},
+      {"a code right behind a sequence header's packet is missed",
+       mpeg2Pack() + packet(0xE1, kMpeg2Header, sequence(2)) + video + tail,
+       "40101=MPEG-2 40102=4.68 Mbps 40108=3:4\n"},
+      {"no sequence header", mpeg2Pack() + packet(0xE0, kMpeg2Header, tail) + tail, ""},
+      {"codes with a length are skipped",
+       mpeg2Pack() + be32(0x1BE) + be16(60) + std::string(4, '\0') + video.substr(0, 56) + video +
+           tail,
+       kVideo},
+      {"zeros before a code", mpeg2Pack() + std::string(5, '\0') + video + tail, kVideo},
+      {"a foreign beginning", "foreign" + mpeg2Pack() + video + tail, kVideo},
+      {"an audio stream without a slot", audioBefore(0xD3), kVideo},
+      {"an audio stream beyond ends the block", audioBefore(0xD4), ""},
+      {"the program end ends its block", mpeg2Pack() + kEnd + video + tail, ""},
+      {"the next block is scanned", paddedTo(kBlock, kEnd) + mpeg2Pack() + video + tail, kVideo},
+      {"the sixteenth block", paddedTo(15 * kBlock, "") + mpeg2Pack() + video + tail, kVideo},
+      {"the seventeenth block", paddedTo(16 * kBlock, "") + mpeg2Pack() + video + tail, ""},
+      {"the last place of a sequence header", paddedTo(0x7FF0 - 9, mpeg2Pack()) + video + tail,
+       kVideo},
+      {"one further", paddedTo(0x7FF1 - 9, mpeg2Pack()) + video + tail, ""},
+      {"nothing else is carried to the next block",
+       paddedTo(kBlock - 2, mpeg2Pack()) + video + tail, ""},
+      {"the current code is carried to a last block of few bytes",
+       paddedTo(kBlock - 4, kMpeg1Pack + packet(0xE0, kMpeg1Header, sequence(3))) + be32(0x1BA) +
+           "\x44",
+       kVideo},
+  };
+}
+
+}  // namespace
+
+TEST(CMPEGFileParser, DescribesVideoStreams) {
+  for (const Row& row : streams()) EXPECT_EQ(parse(row.stream), row.expected) << row.name;
+}
+
+TEST(CMPEGFileParser, SurvivesCutsAtEveryByte) {
+  for (const Row& row : streams()) {
+    const std::size_t step = row.stream.size() > 1000 ? 4099 : 1;
+    for (std::size_t size = 0; size < row.stream.size(); size += step) {
+      const std::string found = parse(row.stream.substr(0, size));
+      EXPECT_LE(found.size(), row.expected.size() + kVideo.size()) << row.name << ' ' << size;
+    }
+  }
+}
+
+TEST(CMPEGFileParser, ReadsAtMostHalfAMebibyte) {
+  TestFile endless(std::string(1 << 20, '\xFF'));
+  EXPECT_EQ(parse(endless), "");
+  EXPECT_EQ(endless.total, 512u << 10);
+
+  const std::string stream = mpeg2Pack() + packet(0xE0, kMpeg2Header, sequence(3)) + mpeg2Pack() +
+                             packet(0xC0, kMpeg2Header, kAudioFrame + std::string(20, '\0'));
+  TestFile both(paddedTo(4 * kBlock, stream));
+  EXPECT_EQ(parse(both), kVideo);
+  EXPECT_EQ(both.total, kBlock);
+}
+
+TEST(CMPEGFileParser, GivesUpAfterSixteenFailedReadsInARow) {
+  const std::string stream =
+      mpeg2Pack() + packet(0xE0, kMpeg2Header, sequence(3)) + std::string(8, '\x55');
+  TestFile patient(stream, 15);
+  EXPECT_EQ(parse(patient), kVideo);
+  TestFile broken(stream, 1000);
+  EXPECT_EQ(parse(broken), "");
+  EXPECT_EQ(broken.reads, 16);
+}
+
+TEST(CMPEGFileParser, DecodesAudioHeadersWithItsOwnTables) {
+  struct Header {
+    std::uint32_t header;
+    int length;
+    int bitRate;
+    int sampleRate;
+    int channels;
+  };
+  const Header headers[] = {
+      {0xFFFB9064, 413, 128000, 44100, 2}, {0xFFFB9264, 414, 128000, 44100, 2},
+      {0xFFFB90C4, 413, 128000, 44100, 1}, {0xFFFDE400, 1148, 384000, 48000, 2},
+      {0xFFFF1800, 140, 32000, 32000, 2},  {0xFFF3E800, 2876, 320000, 16000, 2},
+      {0xFFF37000, 361, 56000, 22050, 2},  {0xFFF5E400, 2492, 416000, 24000, 2},
+      {0xFFFB9C64, 0, -1, -1, -1},         {0xFFFBF064, 0, -1, -1, -1},
+      {0xFFFB0064, 0, -1, -1, -1},         {0xFFF99064, 0, -1, -1, -1},
+  };
+  for (const Header& row : headers) {
+    int bitRate = -1;
+    int sampleRate = -1;
+    int channels = -1;
+    EXPECT_EQ(CMPEGFileParser().getMP3FrameData(row.header, &bitRate, &sampleRate, &channels),
+              row.length)
+        << std::hex << row.header;
+    EXPECT_EQ(bitRate, row.bitRate);
+    EXPECT_EQ(sampleRate, row.sampleRate);
+    EXPECT_EQ(channels, row.channels);
+  }
+}
+
+TEST(MpegScan, FillsTheSlotsOfBothKinds) {
+  std::string stream = mpeg2Pack();
+  for (const int id : {0xC0, 0xD2, 0xD3}) {
+    stream += packet(id, kMpeg2Header, kAudioFrame + std::string(20, '\0'));
+  }
+  stream += packet(0xF2, kMpeg2Header, sequence(3)) + std::string(8, '\0');
+  MpegScan scan;
+  scan.scanBlock(std::as_bytes(std::span(stream)));
+  EXPECT_TRUE(scan.audioSeen && scan.videoSeen && scan.isMpeg2);
+  int present = 0;
+  for (const MpegScan::Audio& slot : scan.audio) present += slot.present;
+  EXPECT_EQ(present, 2);
+  EXPECT_EQ(scan.audio[18].sampleRate, 44100);
+  const MpegScan::Video& video = scan.video[2];
+  EXPECT_EQ(video.width, 0x2D0);
+  EXPECT_EQ(video.height, 576);
+  EXPECT_EQ(video.frameRateCode, 3);
+  EXPECT_EQ(scan.totalBitRate, 2 * 128000 + video.bitRate);
+}
