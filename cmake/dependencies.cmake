@@ -8,8 +8,8 @@ if(WIN32)
   find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
   find_package(ZLIB REQUIRED)
-  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB gdiplus ole32 oleaut32 shlwapi strmiids)
-  target_link_libraries(tessaron_deps INTERFACE JPEG::JPEG)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG comctl32 gdiplus ole32 oleaut32
+                                                shlwapi strmiids)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
 else()

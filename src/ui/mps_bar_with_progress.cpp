@@ -1,0 +1,37 @@
+#include "ui/mps_bar_with_progress.h"
+
+namespace {
+
+using Panes = tessaron::CMultiPaneStatusBarCtrlImpl<CMPSBarWithProgress>;
+using Progress = CProgressBarInPaneImpl<CMPSBarWithProgress>;
+
+}  // namespace
+
+CMPSBarWithProgress::CMPSBarWithProgress() = default;
+CMPSBarWithProgress::CMPSBarWithProgress(const CMPSBarWithProgress&) = default;
+CMPSBarWithProgress& CMPSBarWithProgress::operator=(const CMPSBarWithProgress&) = default;
+
+CMPSBarWithProgress::~CMPSBarWithProgress() { ProgDestroyWindow(); }
+
+tessaron::CWndClassInfo& CMPSBarWithProgress::GetWndClassInfo() {
+  return tessaron::superclassOf<CMPSBarWithProgress>(L"CMPSBarWithProgress", STATUSCLASSNAMEW);
+}
+
+BOOL CMPSBarWithProgress::UpdatePanesLayout() {
+  const BOOL done = Panes::UpdatePanesLayout();
+  Progress::UpdatePanesLayout();
+  return done;
+}
+
+BOOL CMPSBarWithProgress::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam,
+                                               LPARAM lParam, LRESULT& result, DWORD map) {
+  if (map != 0) return FALSE;
+  if (Progress::ProcessWindowMessage(window, message, wParam, lParam, result)) return TRUE;
+  if (message == SB_SIMPLE) {
+    result = DefWindowProc(message, wParam, lParam);
+    // In simple mode the panes have no places of their own: a resize may have moved it away.
+    Progress::UpdatePanesLayout();
+    return TRUE;
+  }
+  return Panes::ProcessWindowMessage(window, message, wParam, lParam, result);
+}

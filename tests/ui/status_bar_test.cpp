@@ -1,0 +1,298 @@
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "ui/mps_bar_with_progress.h"
+
+// Compared and shown by its four edges.
+bool operator==(const RECT& left, const RECT& right) { return ::EqualRect(&left, &right); }
+void PrintTo(const RECT& rect, std::ostream* out) {
+  *out << rect.left << ',' << rect.top << " - " << rect.right << ',' << rect.bottom;
+}
+
+namespace {
+
+constexpr int kProgressPane = 1, kClockPane = 201, kIconPane = 202;
+
+class StatusBar : public testing::Test {
+ protected:
+  void SetUp() override {
+    frame_ = ::CreateWindowExW(0, L"STATIC", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 640, 200,
+                               nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(frame_, nullptr);
+    bar_ = std::make_unique<CMPSBarWithProgress>();
+  }
+  void TearDown() override {
+    bar_.reset();
+    ::DestroyWindow(frame_);
+  }
+
+  // A stretching pane, then panes of 120, 60 and 24 pixels.
+  void createBar() {
+    ASSERT_NE(bar_->Create(frame_, nullptr, WS_CHILD | WS_VISIBLE), nullptr);
+    int panes[] = {tessaron::ID_DEFAULT_PANE, 200, kClockPane, kIconPane};
+    ASSERT_TRUE(bar_->SetPanes(panes, 4));
+    ASSERT_TRUE(bar_->SetPaneWidth(200, 120));
+    ASSERT_TRUE(bar_->SetPaneWidth(kClockPane, 60));
+    ASSERT_TRUE(bar_->SetPaneWidth(kIconPane, 24));
+  }
+  void resize(int width, int height) {
+    ::SetWindowPos(frame_, nullptr, 0, 0, width, height, SWP_NOMOVE | SWP_NOZORDER);
+    RECT client;
+    ::GetClientRect(frame_, &client);
+    ::SendMessageW(bar_->m_hWnd, WM_SIZE, SIZE_RESTORED, MAKELPARAM(client.right, client.bottom));
+  }
+  HWND progressWindow() const {
+    return ::FindWindowExW(bar_->m_hWnd, nullptr, PROGRESS_CLASSW, nullptr);
+  }
+  // Where the progress bar stands in the bar.
+  RECT progressRect() const {
+    RECT rect;
+    ::GetWindowRect(progressWindow(), &rect);
+    ::MapWindowPoints(nullptr, bar_->m_hWnd, reinterpret_cast<POINT*>(&rect), 2);
+    return rect;
+  }
+  RECT paneRect(int id) const {
+    RECT rect{};
+    EXPECT_TRUE(bar_->GetPaneRect(id, &rect));
+    return rect;
+  }
+  bool isProgressShown() const {
+    return (::GetWindowLongPtrW(progressWindow(), GWL_STYLE) & WS_VISIBLE) != 0;
+  }
+
+  HWND frame_ = nullptr;
+  std::unique_ptr<CMPSBarWithProgress> bar_;
+};
+
+TEST_F(StatusBar, IsASuperclassOfTheSystemsBar) {
+  using Window = tessaron::CWindowImpl<CMPSBarWithProgress, tessaron::CStatusBarCtrl>;
+  ASSERT_NE(bar_->Window::Create(frame_), nullptr);
+  wchar_t name[64];
+  ::GetClassNameW(bar_->m_hWnd, name, 64);
+  EXPECT_STREQ(name, L"CMPSBarWithProgress");
+  EXPECT_EQ(bar_->GetStyle() & 0xFF000000, 0x56000000u);
+  EXPECT_EQ(::GetWindowLongPtrW(bar_->m_hWnd, GWL_EXSTYLE), 0);
+  EXPECT_TRUE(bar_->SetText(0, L"Ready")) << "the original's messages work";
+  // A window procedure of the right calling convention and a pointer of full size: a message with
+  // all bits set comes through unharmed.
+  EXPECT_EQ(::SendMessageW(bar_->m_hWnd, WM_APP, ~WPARAM{}, ~LPARAM{}), 0);
+  EXPECT_EQ(bar_->Create(frame_), nullptr) << "one window an object";
+}
+
+TEST_F(StatusBar, PanesKeepTextIconTipAndWidth) {
+  createBar();
+  EXPECT_TRUE(bar_->SetPaneText(kClockPane, L"12:00", SBT_NOBORDERS));
+  wchar_t text[80] = {};
+  int length = 0, type = 0;
+  EXPECT_TRUE(bar_->GetPaneText(kClockPane, text, &length, &type));
+  EXPECT_STREQ(text, L"12:00");
+  EXPECT_EQ(length, 5);
+  EXPECT_EQ(type, SBT_NOBORDERS);
+  EXPECT_TRUE(bar_->GetPaneTextLength(kClockPane, &length));
+  EXPECT_EQ(length, 5);
+
+  const HICON icon = ::LoadIconW(nullptr, reinterpret_cast<const wchar_t*>(IDI_APPLICATION));
+  HICON got = nullptr;
+  EXPECT_TRUE(bar_->SetPaneIcon(kIconPane, icon));
+  EXPECT_TRUE(bar_->GetPaneIcon(kIconPane, got));
+  EXPECT_EQ(got, icon);
+
+  EXPECT_TRUE(bar_->SetPaneTipText(kIconPane, L"Connected"));
+  int width = 0;
+  EXPECT_TRUE(bar_->GetPaneWidth(kClockPane, width));
+  EXPECT_EQ(width, 60);
+
+  EXPECT_FALSE(bar_->SetPaneText(999, L"")) << "no such pane";
+  EXPECT_FALSE(bar_->SetPaneWidth(999, 10));
+  EXPECT_FALSE(bar_->SetPaneWidth(kClockPane, -1));
+  EXPECT_FALSE(bar_->SetPaneWidth(tessaron::ID_DEFAULT_PANE, 10)) << "it stretches";
+  EXPECT_FALSE(bar_->SetPanes(nullptr, 3));
+  EXPECT_EQ(bar_->m_nPanes, 4) << "a refused call changes nothing";
+}
+
+TEST_F(StatusBar, OnePaneTakesWhatTheOthersLeave) {
+  createBar();
+  for (const int width : {900, 500, 300}) {
+    resize(width, 200);
+    RECT client;
+    ::GetClientRect(bar_->m_hWnd, &client);
+    EXPECT_EQ(paneRect(200).right - paneRect(200).left, 120);
+    EXPECT_EQ(paneRect(kClockPane).right - paneRect(kClockPane).left, 60);
+    EXPECT_EQ(paneRect(kIconPane).right - paneRect(kIconPane).left, 24);
+    EXPECT_EQ(paneRect(kIconPane).right, client.right) << width;
+    EXPECT_GE(paneRect(200).left, paneRect(tessaron::ID_DEFAULT_PANE).right);
+    int stretched = 0;
+    EXPECT_TRUE(bar_->GetPaneWidth(tessaron::ID_DEFAULT_PANE, stretched));
+    EXPECT_GT(stretched, width - 120 - 60 - 24 - 40);
+    EXPECT_LT(stretched, width - 120 - 60 - 24);
+  }
+  resize(100, 200);
+  EXPECT_EQ(paneRect(200).right - paneRect(200).left, 120) << "too narrow: the others stay";
+}
+
+TEST_F(StatusBar, ProgressReturnsWhatWasBefore) {
+  createBar();
+  EXPECT_EQ(bar_->ProgGetPane(), -1);
+  EXPECT_EQ(bar_->ProgSetPos(5), 0) << "nothing there";
+  EXPECT_FALSE(bar_->ProgCreate(4, 0, 100)) << "no such pane";
+  EXPECT_FALSE(bar_->ProgCreate(-1, 0, 100));
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 100));
+  EXPECT_FALSE(bar_->ProgCreate(kProgressPane, 0, 100)) << "one at a time";
+  EXPECT_EQ(bar_->ProgGetPane(), kProgressPane);
+
+  EXPECT_EQ(bar_->ProgGetPos(), 0u);
+  EXPECT_EQ(bar_->ProgStepIt(), 0);
+  EXPECT_EQ(bar_->ProgGetPos(), 1u);
+  EXPECT_EQ(bar_->ProgOffsetPos(10), 1);
+  EXPECT_EQ(bar_->ProgSetStep(7), 1);
+  EXPECT_EQ(bar_->ProgStepIt(), 11);
+  EXPECT_EQ(bar_->ProgSetPos(50), 18);
+  EXPECT_EQ(bar_->ProgSetRange(20, 200), MAKELONG(0, 100));
+  PBRANGE range{};
+  bar_->ProgGetRange(&range);
+  EXPECT_EQ(range.iLow, 20);
+  EXPECT_EQ(range.iHigh, 200);
+  EXPECT_EQ(bar_->ProgGetRangeLimit(true), 20);
+  EXPECT_EQ(bar_->ProgGetRangeLimit(false), 200);
+  EXPECT_EQ(bar_->ProgSetRange32(-70000, 70000), static_cast<DWORD>(MAKELONG(20, 200)));
+  EXPECT_EQ(bar_->ProgGetRangeLimit(true), -70000);
+  EXPECT_EQ(bar_->ProgSetPos(40000), 50);
+  EXPECT_EQ(bar_->ProgSetPos(0), 40000 - 65536) << "16 bits, sign-extended";
+  bar_->ProgSetBarColor(0x0000FF);
+  EXPECT_EQ(bar_->ProgSetBarColor(0x00FF00), 0x0000FFu);
+  bar_->ProgSetBkColor(0x123456);
+  EXPECT_EQ(bar_->ProgSetBkColor(0x00FF00), 0x123456u);
+}
+
+TEST_F(StatusBar, ProgressStaysInItsPane) {
+  createBar();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 10, 90));
+  EXPECT_EQ(bar_->ProgGetPos(), 10u) << "begins at the lowest value";
+  EXPECT_EQ(progressRect(), paneRect(200));
+  for (int i = 0; i < 300; ++i) {
+    resize(150 + i * 7919 % 1200, 100 + i * 31 % 300);
+    ASSERT_EQ(progressRect(), paneRect(200)) << "after resize " << i;
+  }
+  bar_->SetPaneWidth(kClockPane, 200);
+  EXPECT_EQ(progressRect(), paneRect(200)) << "a pane beside it moved it";
+
+  const RECT before = progressRect();
+  ::SendMessageW(bar_->m_hWnd, WM_SIZE, SIZE_MINIMIZED, 0);
+  EXPECT_EQ(progressRect(), before) << "minimizing leaves it";
+}
+
+TEST_F(StatusBar, SimpleModeHidesTheProgress) {
+  createBar();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+  ASSERT_TRUE(isProgressShown());
+  bar_->SetSimple(TRUE);
+  EXPECT_TRUE(bar_->IsSimple()) << "the bar itself switches";
+  EXPECT_FALSE(isProgressShown());
+  resize(800, 300);
+  bar_->SetSimple(FALSE);
+  EXPECT_TRUE(isProgressShown());
+  EXPECT_EQ(progressRect(), paneRect(200));
+
+  bar_->ProgDestroyWindow();
+  bar_->SetSimple(TRUE);
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+  EXPECT_FALSE(isProgressShown()) << "made while the mode is simple";
+}
+
+TEST_F(StatusBar, LivesThroughAnyOrderOfDestruction) {
+  createBar();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+  bar_->ProgDestroyWindow();
+  EXPECT_EQ(bar_->ProgGetPane(), -1);
+  EXPECT_EQ(progressWindow(), nullptr);
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10)) << "another one";
+
+  // The window goes first: the object is as new.
+  const HWND progress = progressWindow();
+  bar_->DestroyWindow();
+  EXPECT_FALSE(::IsWindow(progress));
+  EXPECT_EQ(bar_->m_hWnd, nullptr);
+  EXPECT_FALSE(bar_->ProgCreate(0, 0, 10)) << "no panes any more";
+  createBar();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+
+  // A copy shares the windows and leaves them alone.
+  {
+    CMPSBarWithProgress copy(*bar_);
+    EXPECT_EQ(copy.ProgGetPane(), kProgressPane);
+    copy.ProgSetPos(4);
+    CMPSBarWithProgress assigned;
+    assigned = copy;
+  }
+  EXPECT_EQ(bar_->ProgGetPos(), 4u);
+  EXPECT_EQ(progressRect(), paneRect(200));
+  resize(500, 200);
+  EXPECT_EQ(progressRect(), paneRect(200)) << "still driven";
+
+  // The object goes first: its window lives on as the system's own.
+  const HWND window = bar_->m_hWnd;
+  bar_.reset();
+  EXPECT_TRUE(::IsWindow(window));
+  EXPECT_EQ(::FindWindowExW(window, nullptr, PROGRESS_CLASSW, nullptr), nullptr);
+  ::SendMessageW(window, WM_SIZE, SIZE_RESTORED, 0);
+  EXPECT_EQ(::SendMessageW(window, SB_GETPARTS, 0, 0), 4);
+  ::DestroyWindow(window);
+}
+
+BOOL CALLBACK countWindow(HWND, LPARAM counter) {
+  ++*reinterpret_cast<int*>(counter);
+  return TRUE;
+}
+BOOL CALLBACK countWithChildren(HWND window, LPARAM counter) {
+  ::EnumChildWindows(window, countWindow, counter);
+  return countWindow(window, counter);
+}
+
+struct Resources {
+  int windows = 0;  // of this thread
+  int handles = 0;  // of the kernel
+  int drawing = 0;  // GDI objects
+  bool operator==(const Resources&) const = default;
+};
+void PrintTo(const Resources& got, std::ostream* out) {
+  *out << got.windows << " windows, " << got.handles << " handles, " << got.drawing
+       << " GDI objects";
+}
+
+// Handles are counted by trying them all: Wine answers the system's own questions with 0.
+Resources resources() {
+  Resources found;
+  ::EnumThreadWindows(::GetCurrentThreadId(), countWithChildren,
+                      reinterpret_cast<LPARAM>(&found.windows));
+  for (UINT_PTR handle = 4; handle < 0x10000; handle += 4) {
+    DWORD flags;
+    found.handles += ::GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != 0;
+  }
+  found.drawing = static_cast<int>(::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS));
+  for (UINT_PTR handle = 1; handle < 0x10000; ++handle) {
+    found.drawing += ::GetObjectType(reinterpret_cast<HGDIOBJ>(handle)) != 0;
+  }
+  return found;
+}
+
+TEST_F(StatusBar, AThousandOfThemLeaveNothing) {
+  const auto cycle = [this] {
+    createBar();
+    ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+    resize(400, 200);
+    if (rand() % 2 == 0) bar_->ProgDestroyWindow();
+    bar_->DestroyWindow();
+  };
+  cycle();  // what the controls keep for all of their kind
+  const Resources before = resources();
+  EXPECT_GT(before.handles, 0);
+  EXPECT_GT(before.drawing, 0);
+  for (int i = 0; i < 1000; ++i) cycle();
+  EXPECT_EQ(resources(), before);
+}
+
+}  // namespace
