@@ -8,13 +8,14 @@ if(WIN32)
   find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
   find_package(ZLIB REQUIRED)
-  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG comctl32 gdiplus ole32 oleaut32
-                                                shlwapi strmiids)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF comctl32 gdiplus
+                                                ole32 oleaut32 shlwapi strmiids)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
 else()
   find_package(ICU REQUIRED COMPONENTS i18n uc)
   find_package(JPEG REQUIRED)
+  find_package(TIFF REQUIRED) # that of FreeImage, to hush it
   find_package(ZLIB REQUIRED)
   find_path(TINYXML_INCLUDE_DIR tinyxml.h REQUIRED)
   find_library(TINYXML_LIBRARY tinyxml REQUIRED)
@@ -27,8 +28,8 @@ else()
                                                             ${FREEIMAGEPLUS_INCLUDE_DIR}
                                                             ${AVFORMAT_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
-                                                ${FREEIMAGE_LIBRARY} JPEG::JPEG ICU::i18n ICU::uc
-                                                ZLIB::ZLIB)
+                                                ${FREEIMAGE_LIBRARY} JPEG::JPEG TIFF::TIFF
+                                                ICU::i18n ICU::uc ZLIB::ZLIB)
 endif()
 
 # What every piece of our own code is compiled with.

@@ -64,7 +64,7 @@ std::int32_t detectCategory(std::u16string_view extension, std::int32_t mask) {
   return kOther;
 }
 
-std::u16string measures(long width, long height) {
+std::u16string measures(std::uint64_t width, std::uint64_t height) {
   return fromUtf8(std::to_string(width) + " x " + std::to_string(height));
 }
 
@@ -72,15 +72,15 @@ std::u16string measures(long width, long height) {
 void describePicture(const fipImage& picture, int scale, PropertyMap& info) {
   // QUIRK: a scaled picture counts times its scale, so that up to 7 more are told than there are.
   // The true size is in the file. Kept: collections hold measures that were told like that.
-  info[label::kDimensions] =
-      measures(long{picture.getWidth()} * scale, long{picture.getHeight()} * scale);
+  const auto factor = static_cast<std::uint64_t>(scale);
+  info[label::kDimensions] = measures(picture.getWidth() * factor, picture.getHeight() * factor);
   info[label::kColor] = fromUtf8(std::to_string(picture.getBitsPerPixel()) + " bit");
   const double across = picture.getHorizontalResolution(), down = picture.getVerticalResolution();
   if (across <= 0 || down <= 0) return;
-  constexpr double kCentimetresPerInch = 2.54;
-  info[label::kResolution] =
-      measures(std::lround(across * kCentimetresPerInch), std::lround(down * kCentimetresPerInch)) +
-      u" dpi";
+  const auto perInch = [](double perCentimetre) {
+    return static_cast<std::uint64_t>(std::llround(perCentimetre * 2.54));
+  };
+  info[label::kResolution] = measures(perInch(across), perInch(down)) + u" dpi";
 }
 
 void writeNumber(TiXmlElement& parent, const char* name, std::uint32_t value) {

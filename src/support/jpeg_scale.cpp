@@ -201,6 +201,6 @@ int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth
     if (bitmap) FreeImage_Unload(bitmap);
     return 0;
   }
-  image = bitmap;
+  static_cast<fipImage&>(image) = bitmap;
   return static_cast<int>(denominator);
 }

@@ -1,0 +1,67 @@
+#include "support/picture_samples.h"
+
+#include <jpeglib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+std::string makeJpeg(const JpegSample& sample) {
+  using Colors = JpegSample::Colors;
+  const bool isInks = sample.colors == Colors::Cmyk || sample.colors == Colors::InvertedCmyk;
+  jpeg_compress_struct info;
+  jpeg_error_mgr errors;
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  unsigned char* memory = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &memory, &size);
+  info.image_width = sample.width;
+  info.image_height = sample.height;
+  info.input_components = sample.colors == Colors::Grey ? 1 : isInks ? 4 : 3;
+  info.in_color_space = sample.colors == Colors::Grey ? JCS_GRAYSCALE : isInks ? JCS_CMYK : JCS_RGB;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, 95, TRUE);
+  info.write_Adobe_marker = sample.colors == Colors::InvertedCmyk;
+  info.density_unit = static_cast<UINT8>(sample.densityUnit);
+  info.X_density = info.Y_density = static_cast<UINT16>(sample.density);
+  if (sample.progressive) jpeg_simple_progression(&info);
+  jpeg_start_compress(&info, TRUE);
+  std::vector<JSAMPLE> row;
+  for (unsigned x = 0; x < sample.width; ++x)
+    row.insert(row.end(), sample.value, sample.value + info.input_components);
+  for (JSAMPROW line = row.data(); info.next_scanline < info.image_height;)
+    jpeg_write_scanlines(&info, &line, 1);
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  const std::string file(reinterpret_cast<const char*>(memory), size);
+  std::free(memory);
+  return file;
+}
+
+std::string withMeasures(std::string jpeg, unsigned width, unsigned height) {
+  // A start of frame: FF C0 or FF C2, two bytes of length, one of precision, height, width.
+  for (std::size_t i = 0; i + 8 < jpeg.size(); ++i) {
+    if (jpeg[i] != '\xFF' || (jpeg[i + 1] != '\xC0' && jpeg[i + 1] != '\xC2')) continue;
+    jpeg[i + 5] = static_cast<char>(height >> 8);
+    jpeg[i + 6] = static_cast<char>(height);
+    jpeg[i + 7] = static_cast<char>(width >> 8);
+    jpeg[i + 8] = static_cast<char>(width);
+    break;
+  }
+  return jpeg;
+}
+
+std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
+                        double dotsPerCentimetre) {
+  fipImage picture(FIT_BITMAP, width, height, 24);
+  picture.setHorizontalResolution(dotsPerCentimetre);
+  picture.setVerticalResolution(dotsPerCentimetre);
+  if (format == FIF_GIF) picture.convertTo8Bits();
+  fipMemoryIO memory;
+  picture.saveToMemory(format, memory);
+  BYTE* bytes = nullptr;
+  DWORD size = 0;
+  memory.acquire(&bytes, &size);
+  return {reinterpret_cast<const char*>(bytes), size};
+}

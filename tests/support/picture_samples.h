@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "platform/picture.h"
+
+/// How a sample JPEG is written.
+struct JpegSample {
+  unsigned width = 0, height = 0;
+  enum class Colors { Grey, Rgb, Cmyk, InvertedCmyk } colors = Colors::Rgb;
+  unsigned char value[4] = {200, 30, 60, 20};  ///< of every pixel, as its components
+  int densityUnit = 0;                         ///< 1 per inch, 2 per centimetre
+  int density = 1;
+  bool progressive = false;
+};
+
+/// A JPEG file of one colour.
+std::string makeJpeg(const JpegSample& sample);
+
+/// `jpeg` with other measures in its header.
+std::string withMeasures(std::string jpeg, unsigned width, unsigned height);
+
+/// A picture of one colour in one of FreeImage's formats, 24 bits a pixel (8 in a GIF).
+std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
+                        double dotsPerCentimetre = 118.11);
+
+inline std::span<const std::byte> bytesOf(const std::string& text) {
+  return std::as_bytes(std::span(text));
+}
