@@ -20,5 +20,6 @@ void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);
 void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
+void addCodec(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool

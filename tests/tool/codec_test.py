@@ -1,0 +1,41 @@
+import unittest
+
+from support import ToolTest
+
+
+class Codec(ToolTest):
+    def test_names_tags_and_fourccs(self):
+        rows = [
+            ("0x55", "audio", 0x55, "MPEG-1 Layer 3"),
+            ("85", "audio", 85, "MPEG-1 Layer 3"),
+            ("48", "audio", 48, "\tDolby AC2"),
+            ("XVID", "video", 0x44495658, "XviD MPEG-4"),
+            ("divx", "video", 0x78766964, "DivX"),
+            ("0x58564944", "video", 0x58564944, "DivX 4 (OpenDivX)"),
+            ("IAN", "video", 0x004E4149, "Intel Indeo 4"),
+        ]
+        codes = [row[0] for row in rows]
+        expected = [dict(zip(("code", "kind", "value", "name"), row)) for row in rows]
+        self.assertEqual(self.json("codec", *codes), expected)
+        lines = self.tool("codec", *codes).out.splitlines()
+        self.assertEqual(lines[0].split(), ["Code", "Kind", "Name"])
+        self.assertEqual(lines[3], "48          audio   Dolby AC2")
+        self.assertEqual(len(lines), 8)
+
+    def test_unknown_codes(self):
+        done = self.tool("codec", "0x55", "QQQQ", "4", code=1)
+        self.assertIn("MPEG-1 Layer 3", done.out)
+        self.assertIn("'QQQQ', '4'", done.err)
+        self.assertEqual([c["name"] for c in self.json("codec", "xvid", "85", code=1)],
+                         ["", "MPEG-1 Layer 3"])
+        self.assert_failures([
+            (1, "'IAN '", "codec", "IAN "),
+            (2, "'XVIDX'", "codec", "XVIDX"),
+            (2, "'0xGGG'", "codec", "0xGGG"),
+            (2, "'4294967296'", "codec", "4294967296"),
+            (2, "CODE", "codec"),
+        ])
+
+
+if __name__ == "__main__":
+    unittest.main()
