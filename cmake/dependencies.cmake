@@ -15,6 +15,7 @@ if(WIN32)
 else()
   find_package(ICU REQUIRED COMPONENTS i18n uc)
   find_package(JPEG REQUIRED)
+  find_package(SQLite3 REQUIRED)
   find_package(TIFF REQUIRED) # that of FreeImage, to hush it
   find_package(ZLIB REQUIRED)
   find_path(TINYXML_INCLUDE_DIR tinyxml.h REQUIRED)
@@ -29,7 +30,7 @@ else()
                                                             ${AVFORMAT_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
                                                 ${FREEIMAGE_LIBRARY} JPEG::JPEG TIFF::TIFF
-                                                ICU::i18n ICU::uc ZLIB::ZLIB)
+                                                ICU::i18n ICU::uc SQLite::SQLite3 ZLIB::ZLIB)
 endif()
 
 # What every piece of our own code is compiled with.

@@ -15,4 +15,10 @@ inline std::string nativePath(std::u16string_view path) {
   return native;
 }
 
+/// A path of the system's as the library takes it. Bytes that are no UTF-8 become U+FFFD.
+inline std::u16string fromNativePath(const std::string& native) {
+  const icu::UnicodeString path = icu::UnicodeString::fromUTF8(native);
+  return {path.getBuffer(), static_cast<std::size_t>(path.length())};
+}
+
 }  // namespace tessaron
