@@ -6,7 +6,8 @@ add_library(tessaron_deps INTERFACE)
 
 if(WIN32)
   find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
-  target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus)
+  target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus
+                                                winlibs::tag)
   find_package(ZLIB REQUIRED)
   target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF comctl32 gdiplus
                                                 ole32 oleaut32 shlwapi strmiids)
@@ -24,12 +25,19 @@ else()
   find_library(FREEIMAGE_LIBRARY freeimage REQUIRED)
   find_library(FREEIMAGEPLUS_LIBRARY freeimageplus REQUIRED)
   find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on its first use
+  find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED)
+  find_library(EXIV2_LIBRARY exiv2 REQUIRED)
+  find_path(TAGLIB_INCLUDE_DIR tiostream.h PATH_SUFFIXES taglib REQUIRED)
+  find_library(TAGLIB_LIBRARY tag REQUIRED)
   target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
                                                             ${FREEIMAGEPLUS_INCLUDE_DIR}
-                                                            ${AVFORMAT_INCLUDE_DIR})
+                                                            ${AVFORMAT_INCLUDE_DIR}
+                                                            ${EXIV2_INCLUDE_DIR}
+                                                            ${TAGLIB_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
-                                                ${FREEIMAGE_LIBRARY} JPEG::JPEG TIFF::TIFF
+                                                ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY}
+                                                ${EXIV2_LIBRARY} JPEG::JPEG TIFF::TIFF
                                                 ICU::i18n ICU::uc SQLite::SQLite3 ZLIB::ZLIB)
 endif()
 

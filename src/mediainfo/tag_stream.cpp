@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "mediainfo/tag_stream_internal.h"
+#include "support/byte_reader.h"
+
+namespace tessaron {
+namespace {
+
+constexpr std::uint64_t kLongest = std::uint64_t{1} << 34;  // no tag stands behind it
+constexpr std::size_t kLongestId3 = std::size_t{4} << 20;
+constexpr std::size_t kLongestFrame = std::size_t{64} << 10;
+constexpr std::size_t kPadding = 32;  // more than a footer or a frame's header
+
+// Places in the header of a tag, and flags of it.
+constexpr std::size_t kId3Version = 3;
+constexpr std::size_t kId3Flags = 5;
+constexpr char kUnsynchronised = '\x80';
+constexpr char kExtended = 0x40;
+constexpr int kLastPlainVersion = 3;  // later ones avoid marks frame by frame
+
+std::span<const std::byte> bytesOf(const std::string& text) {
+  return std::as_bytes(std::span(text));
+}
+
+// Four bytes that carry seven bits each.
+std::uint32_t synchSafe(std::uint32_t number) {
+  return (number & 0x7F) | (number >> 1 & 0x3F80) | (number >> 2 & 0x1FC000) |
+         (number >> 3 & 0xFE00000);
+}
+
+// Takes out the zero that follows each 0xFF of a tag which avoids the bytes that players look for.
+void resynchronise(std::string& bytes) {
+  bool afterMark = false;
+  std::erase_if(bytes, [&](char byte) {
+    const bool drop = afterMark && byte == 0;
+    afterMark = byte == '\xFF';
+    return drop;
+  });
+}
+
+bool isFrameId(std::string_view id, int version) {
+  // Version 3 may hold frames of version 2, their shorter names filled up.
+  if (version == 3 && id[3] == 0) id.remove_suffix(1);
+  return std::ranges::all_of(
+      id, [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
+}
+
+// A frame of text, an address or a remark.
+bool isText(std::string_view id) {
+  return id[0] == 'T' || id[0] == 'W' || id.starts_with("COM") || id == "ULT" || id == "USLT" ||
+         id == "GRP1" || id == "MVNM" || id == "MVIN";
+}
+
+// The bits of a frame's flags that say that it is compressed or encrypted.
+std::uint16_t packedFlags(int version) { return version == 3 ? 0x00C0 : 0x000C; }
+
+// The frames of text of a tag, each with a sound header.
+std::string textFrames(const std::string& body, int version) {
+  const std::size_t idSize = version < 3 ? 3 : 4;
+  std::string frames;
+  ByteReader reader(bytesOf(body));
+  for (;;) {
+    const std::size_t at = reader.position();
+    reader.skip(idSize);
+    std::uint32_t size = 0;
+    if (version < 3) {
+      size = std::uint32_t{reader.u8()} << 16;
+      size |= reader.u16be();
+    } else {
+      size = reader.u32be();
+      // Sizes of version 4 that are no such number were written as in version 3.
+      if (version > 3 && (size & 0x80808080) == 0) size = synchSafe(size);
+    }
+    const std::uint16_t flags = version < 3 ? 0 : reader.u16be();
+    const std::size_t header = reader.position() - at;
+    reader.skip(size);
+    if (!reader.ok()) break;
+    const std::string_view id(&body[at], idSize);
+    if (!isFrameId(id, version)) break;
+    if (!isText(id) || size == 0 || size > kLongestFrame || (flags & packedFlags(version)) != 0) {
+      continue;
+    }
+    frames.append(body, at, header + size);
+  }
+  // Neither padding nor a footer is missed behind these, nor a size mistaken.
+  frames.append(kPadding, '\0');
+  return frames;
+}
+
+}  // namespace
+
+TagStream::TagStream(File& file)
+    : file_(file),
+      size_(std::min({file.size().value_or(0), kLongest,
+                      static_cast<std::uint64_t>(std::numeric_limits<long>::max())})) {}
+
+void TagStream::seek(long offset, Position from) {
+  const auto base = static_cast<std::int64_t>(from == Beginning ? 0
+                                              : from == Current ? at_
+                                                                : size_);
+  at_ = std::min<std::uint64_t>(
+      static_cast<std::uint64_t>(std::max<std::int64_t>(base + offset, 0)), size_);
+}
+
+TagLib::ByteVector TagStream::readBlock(unsigned long length) {
+  const std::uint64_t begin = at_;
+  const auto held = static_cast<std::size_t>(std::min<std::uint64_t>(length, size_ - at_));
+  at_ += held;
+  if (limits_.reads == 0) return {};
+  --limits_.reads;
+  const bool isId3Body = id3Length_ != 0 && begin == id3Begin_ && length == id3Length_;
+  id3Length_ = 0;
+  if (isId3Body) return readId3(begin, held);
+  TagLib::ByteVector block = readPlain(begin, held);
+  if (length == kId3Header && block.size() == kId3Header && block.startsWith("ID3")) {
+    expectId3(block);
+  }
+  return block;
+}
+
+TagLib::ByteVector TagStream::readPlain(std::uint64_t offset, std::size_t held) {
+  const std::size_t real = std::min(held, limits_.blockData);
+  const std::size_t length = limits_.zeros ? held : real;
+  if (length > limits_.bytes) return {};
+  limits_.bytes -= length;
+  TagLib::ByteVector block(static_cast<unsigned>(length), '\0');
+  if (length == 0) return block;
+  const auto target = std::as_writable_bytes(std::span(block.data(), real));
+  const std::size_t got = readFully(file_, offset, target).value_or(0);
+  if (got < real) block.resize(static_cast<unsigned>(got));
+  return block;
+}
+
+void TagStream::expectId3(TagLib::ByteVector& header) {
+  std::copy(header.begin(), header.end(), id3Header_.begin());
+  ByteReader reader(std::as_bytes(std::span(id3Header_)));
+  reader.skip(kId3Flags + 1);
+  id3Begin_ = at_;
+  id3Length_ = synchSafe(reader.u32be());
+  // What is passed on has neither.
+  header[kId3Flags] &= ~kExtended;
+  if (id3Header_[kId3Version] <= kLastPlainVersion) header[kId3Flags] &= ~kUnsynchronised;
+}
+
+TagLib::ByteVector TagStream::readId3(std::uint64_t offset, std::size_t held) {
+  const int version = id3Header_[kId3Version];
+  const char flags = id3Header_[kId3Flags];
+  if (version < 2 || version > 4) return {};
+  std::string body(std::min(held, kLongestId3), '\0');
+  body.resize(readFully(file_, offset, std::as_writable_bytes(std::span(body))).value_or(0));
+  if ((flags & kUnsynchronised) != 0 && version <= kLastPlainVersion) resynchronise(body);
+  if ((flags & kExtended) != 0 && version > 2) {
+    const std::uint32_t size = ByteReader(bytesOf(body)).u32be();
+    body.erase(0, version > 3 ? synchSafe(size) : std::size_t{size} + 4);
+  }
+  const std::string frames = textFrames(body, version);
+  return {frames.data(), static_cast<unsigned>(frames.size())};
+}
+
+}  // namespace tessaron

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <tiostream.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/file.h"
+
+namespace tessaron {
+
+/// What a reader of tags may take from a file before the file seems to have ended.
+struct TagLimits {
+  unsigned reads;
+  std::size_t bytes;      ///< in all
+  std::size_t blockData;  ///< of one block; what is longer ends here, or goes on as zeros
+  bool zeros;             ///< as `blockData` says
+};
+
+/// A file as TagLib reads it, which believes the sizes that stand in files. This one sees to it
+/// that memory and time are bounded nevertheless. Of an ID3v2 tag only frames of text are passed
+/// on, and none that is compressed: a few kilobytes inflate to gigabytes there.
+class TagStream : public TagLib::IOStream {
+ public:
+  /// `file` must outlive the stream.
+  explicit TagStream(File& file);
+  void limit(const TagLimits& limits) { limits_ = limits; }
+
+  TagLib::FileName name() const override { return ""; }
+  TagLib::ByteVector readBlock(unsigned long length) override;
+  void seek(long offset, Position from) override;
+  long tell() const override { return static_cast<long>(at_); }
+  long length() override { return static_cast<long>(size_); }
+  bool readOnly() const override { return true; }
+  bool isOpen() const override { return true; }
+  // Nothing is written.
+  void writeBlock(const TagLib::ByteVector&) override {}
+  void insert(const TagLib::ByteVector&, unsigned long, unsigned long) override {}
+  void removeBlock(unsigned long, unsigned long) override {}
+  void truncate(long) override {}
+
+ private:
+  static constexpr std::size_t kId3Header = 10;
+
+  TagLib::ByteVector readPlain(std::uint64_t offset, std::size_t held);
+  TagLib::ByteVector readId3(std::uint64_t offset, std::size_t held);
+  void expectId3(TagLib::ByteVector& header);
+
+  File& file_;
+  std::uint64_t size_;
+  std::uint64_t at_ = 0;
+  // The ID3v2 tag whose header was read last: where its body begins and how long it says that is, 0
+  // when something else was read since.
+  std::array<char, kId3Header> id3Header_{};
+  std::uint64_t id3Begin_ = 0;
+  unsigned long id3Length_ = 0;
+  TagLimits limits_{};
+};
+
+}  // namespace tessaron
