@@ -27,7 +27,7 @@ else()
   find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on its first use
   find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED)
   find_library(EXIV2_LIBRARY exiv2 REQUIRED)
-  find_path(TAGLIB_INCLUDE_DIR tiostream.h PATH_SUFFIXES taglib REQUIRED)
+  find_path(TAGLIB_INCLUDE_DIR taglib/tiostream.h REQUIRED)
   find_library(TAGLIB_LIBRARY tag REQUIRED)
   target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}

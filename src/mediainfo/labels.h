@@ -1,6 +1,6 @@
 #pragma once
 // Names for the numbers of the string table that label media properties, the keys of the property
-// maps, and for those whose texts are values. The labels of streams are in property_map.h.
+// maps, and for those whose texts are values.
 
 #include <cstdint>
 
@@ -9,6 +9,11 @@ namespace tessaron::label {
 // clang-format off
 /// Labels of pictures.
 enum Picture : std::uint32_t { kResolution = 40001, kColor, kDimensions };
+
+/// Labels of audio and video streams and of the files that hold them.
+enum Stream : std::uint32_t {
+  kFormat = 40101, kDataRate, kChannels, kSample, kMode, kRunTime, kFrameRate, kAspectRatio
+};
 
 /// Values: "Layer 3" is what follows "MPEG-1 " in a format, the others are modes.
 enum Mpeg : std::uint32_t {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tiostream.h>
+#include <taglib/tiostream.h>
 
 #include <array>
 #include <cstddef>

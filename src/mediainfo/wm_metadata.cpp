@@ -1,17 +1,17 @@
 #include "mediainfo/wm_metadata.h"
 
-#include <aifffile.h>
-#include <apefile.h>
-#include <asffile.h>
-#include <flacfile.h>
-#include <mp4file.h>
-#include <mpegfile.h>
-#include <oggflacfile.h>
-#include <opusfile.h>
-#include <speexfile.h>
-#include <tpropertymap.h>
-#include <vorbisfile.h>
-#include <wavfile.h>
+#include <taglib/aifffile.h>
+#include <taglib/apefile.h>
+#include <taglib/asffile.h>
+#include <taglib/flacfile.h>
+#include <taglib/mp4file.h>
+#include <taglib/mpegfile.h>
+#include <taglib/oggflacfile.h>
+#include <taglib/opusfile.h>
+#include <taglib/speexfile.h>
+#include <taglib/tpropertymap.h>
+#include <taglib/vorbisfile.h>
+#include <taglib/wavfile.h>
 
 #include <memory>
 
@@ -184,12 +184,12 @@ void addMpegFormat(const TagLib::MPEG::Properties& mpeg, PropertyMap& map) {
   const std::u16string generation = mpeg.version() == Header::Version1   ? u"MPEG-1 "
                                     : mpeg.version() == Header::Version2 ? u"MPEG-2 "
                                                                          : u"MPEG-2.5 ";
-  add(map, kFormat, generation + tableText(label::kLayer1 + layer - 1));
+  add(map, label::kFormat, generation + tableText(label::kLayer1 + layer - 1));
   const std::uint32_t mode = mpeg.channelMode() == Header::Stereo        ? label::kStereo
                              : mpeg.channelMode() == Header::JointStereo ? label::kJointStereo
                              : mpeg.channelMode() == Header::DualChannel ? label::kDualChannel
                                                                          : label::kMono;
-  add(map, kMode, tableText(mode));
+  add(map, label::kMode, tableText(mode));
 }
 
 void addSound(const TagLib::AudioProperties& sound, PropertyMap& map) {
@@ -197,11 +197,11 @@ void addSound(const TagLib::AudioProperties& sound, PropertyMap& map) {
     addMpegFormat(*mpeg, map);
   }
   constexpr double kThousand = 1000;
-  if (sound.bitrate() > 0) add(map, kDataRate, dataRateText(sound.bitrate() * kThousand));
-  if (sound.channels() > 0) add(map, kChannels, decimalText(sound.channels(), 0));
-  if (sound.sampleRate() > 0) add(map, kSample, decimalText(sound.sampleRate(), 0) + u" Hz");
+  if (sound.bitrate() > 0) add(map, label::kDataRate, dataRateText(sound.bitrate() * kThousand));
+  if (sound.channels() > 0) add(map, label::kChannels, decimalText(sound.channels(), 0));
+  if (sound.sampleRate() > 0) add(map, label::kSample, decimalText(sound.sampleRate(), 0) + u" Hz");
   const int milliseconds = sound.lengthInMilliseconds();
-  if (milliseconds > 0) add(map, kRunTime, runTimeText(milliseconds / kThousand));
+  if (milliseconds > 0) add(map, label::kRunTime, runTimeText(milliseconds / kThousand));
 }
 
 }  // namespace
