@@ -1,0 +1,84 @@
+// What only this system has: links, pipes, devices, dot files, permission bits.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <vector>
+
+#include "mediainfo/folder_info.h"
+#include "platform/directory.h"
+#include "temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(CFileInfo, TellsAttributesOfThisSystem) {
+  struct Row {
+    const char* name;
+    mode_t mode;
+    std::uint32_t attributes;
+  };
+  const Row rows[] = {{"plain", 0644, 0x20}, {".hidden", 0600, 0x22}, {"fixed", 0444, 0x21}};
+  TemporaryFolder folder;
+  for (const Row& row : rows) {
+    const fs::path path = folder.path / row.name;
+    std::ofstream(path) << "x";
+    chmod(path.c_str(), row.mode);
+    CFileInfo info;
+    EXPECT_TRUE(info.fromFile(path.u16string()));
+    EXPECT_EQ(info.attributes, row.attributes) << row.name;
+    EXPECT_EQ(info.encryptionStatus, 0u);
+  }
+}
+
+TEST(CFileInfo, TakesBothSeparatorsForOne) {
+  CFileInfo info;
+  EXPECT_FALSE(info.fromFile(u"C:\\dir\\archive.TAR.GZ"));
+  EXPECT_EQ(info.name, u"archive.TAR.GZ");
+  EXPECT_EQ(info.category, 2);
+}
+
+TEST(CFolderInfo, IsNotHeldUpByWhatIsNoFile) {
+  TemporaryFolder folder;
+  const auto in = [&](const char* name) { return (folder.path / name).string(); };
+  std::ofstream(in("file.txt")) << "x";
+  ASSERT_EQ(mkfifo(in("pipe.mpg").c_str(), 0600), 0);
+  fs::create_symlink("file.txt", in("link.txt"));
+  fs::create_symlink("nowhere", in("dead.jpg"));
+  fs::create_symlink("loop.avi", in("loop.avi"));
+  fs::create_symlink("/dev/zero", in("zero.jpg"));
+  fs::create_symlink(".", in("folder.avi"));
+  const int socketNumber = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  in("socket.mp3").copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(socketNumber, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+
+  CFolderInfo info;
+  info.fromFolder(folder.path.u16string());
+  std::vector<std::u16string> names;
+  for (const CFileInfo& file : info.files) names.push_back(file.name);
+  std::ranges::sort(names);
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"file.txt", u"link.txt"}));
+  close(socketNumber);
+
+  std::error_code error;
+  std::map<std::u16string, tessaron::EntryKind> kinds;
+  for (const auto& entry : tessaron::readFolder(folder.path.u16string(), error))
+    kinds[entry.name] = entry.kind;
+  using tessaron::EntryKind;
+  EXPECT_EQ(kinds[u"file.txt"], EntryKind::File);
+  EXPECT_EQ(kinds[u"pipe.mpg"], EntryKind::Other);
+  EXPECT_EQ(kinds[u"socket.mp3"], EntryKind::Other);
+  EXPECT_EQ(kinds[u"folder.avi"], EntryKind::Link);
+  EXPECT_EQ(kinds.size(), 8u);
+}
+
+}  // namespace

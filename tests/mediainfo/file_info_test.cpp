@@ -1,0 +1,267 @@
+#include "mediainfo/file_info.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+
+#include "mediainfo/folder_info.h"
+#include "mediainfo/labels.h"
+#include "platform/directory.h"
+#include "platform/file.h"
+#include "support/picture_samples.h"
+#include "temporary_folder.h"
+
+namespace fs = std::filesystem;
+namespace label = tessaron::label;
+
+namespace {
+
+std::u16string write(const fs::path& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+  return path.u16string();
+}
+
+std::uint64_t steps(const FILETIME& time) {
+  return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+class CFileInfoTest : public testing::Test {
+ protected:
+  std::u16string path(const char* name) const { return (folder_.path / name).u16string(); }
+  TemporaryFolder folder_;
+};
+
+TEST_F(CFileInfoTest, TakesThePathApart) {
+  struct Row {
+    const char16_t* name;
+    const char16_t* extension;
+    int category;
+  };
+  const Row rows[] = {
+      {u"archive.TAR.GZ", u"GZ", 2}, {u"a.z", u"z", 2},
+      {u"letter.Html", u"Html", 4},  {u"x.123", u"123", 4},
+      {u"f.ttc", u"ttc", 8},         {u"song.MP4", u"MP4", 16},
+      {u"song.wave", u"wave", 16},   {u"photo.jfif", u"jfif", 32},
+      {u"p.TIFF", u"TIFF", 32},      {u"film.dvr-ms", u"dvr-ms", 64},
+      {u"film.rmvb", u"rmvb", 64},   {u"README", u"", 1},
+      {u"picture.png", u"png", 1},   {u"dot.", u"", 1},
+      {u".mpg", u"mpg", 64},         {u"long.jpegs", u"jpegs", 1},
+  };
+  for (const Row& row : rows) {
+    CFileInfo info;
+    const std::u16string missing = path("missing") + fs::path("/").make_preferred().u16string();
+    EXPECT_FALSE(info.fromFile(missing + row.name));
+    EXPECT_EQ(info.name, row.name);
+    EXPECT_EQ(info.extension, row.extension);
+    EXPECT_EQ(info.category, row.category) << fs::path(row.name);
+  }
+}
+
+TEST_F(CFileInfoTest, KeepsTheOldExtensionWhenThereIsNone) {
+  CFileInfo info;
+  EXPECT_TRUE(info.fromFile(write(folder_.path / "a.zip", "x")));
+  EXPECT_TRUE(info.fromFile(write(folder_.path / "README", "x")));
+  EXPECT_EQ(info.name, u"README");
+  EXPECT_EQ(info.extension, u"zip");
+  EXPECT_EQ(info.category, 2);
+}
+
+TEST_F(CFileInfoTest, APathWithoutSeparatorIsOnlyStored) {
+  CFileInfo info;
+  EXPECT_FALSE(info.fromFile(u"file.mp3"));
+  EXPECT_EQ(info.path, u"file.mp3");
+  EXPECT_EQ(info.name + info.extension, u"");
+  EXPECT_EQ(info.category, 0);
+}
+
+TEST_F(CFileInfoTest, DetectsOnlyWhatTheMaskHas) {
+  const std::u16string photo = write(folder_.path / "photo.jpg", makeJpeg({20, 10}));
+  CFileInfo info;
+  info.setDetectType(16);
+  EXPECT_TRUE(info.fromFile(photo));
+  EXPECT_EQ(info.category, 1);
+  EXPECT_TRUE(info.info.empty());
+  EXPECT_TRUE(info.thumbnails.empty());
+  info.setDetectType(32);
+  EXPECT_TRUE(info.fromFile(photo));
+  EXPECT_EQ(info.category, 32);
+  EXPECT_EQ(info.thumbnails.size(), 1u);
+}
+
+TEST_F(CFileInfoTest, TellsSizeAndTimes) {
+  const std::u16string empty = write(folder_.path / "song.mp3", "");
+  const auto written = fs::file_time_type::clock::now() - std::chrono::hours(1000);
+  fs::last_write_time(empty, written);
+  CFileInfo info;
+  EXPECT_TRUE(info.fromFile(empty));
+  EXPECT_EQ(info.category, 16);
+  EXPECT_EQ(info.sizeLow | info.sizeHigh, 0u);
+  EXPECT_TRUE(info.metaInfo.empty() && info.audioStreams.empty());
+  EXPECT_EQ(info.attributes, 0x20u);
+  const std::uint64_t hour = 36'000'000'000;
+  const double ago = static_cast<double>(steps(info.creationTime) - steps(info.lastWriteTime));
+  EXPECT_NEAR(ago / static_cast<double>(hour), 1000, 0.1);
+  // 2025-01-01 and 2100-01-01
+  EXPECT_GT(steps(info.creationTime), 133'801'632'000'000'000u);
+  EXPECT_LT(steps(info.creationTime), 157'469'184'000'000'000u);
+}
+
+TEST_F(CFileInfoTest, TellsBothHalvesOfALargeSize) {
+  const std::u16string large = write(folder_.path / "large.zip", "");
+  fs::resize_file(large, (std::uint64_t{5} << 32) + 7);  // takes no room on the disk
+  CFileInfo info;
+  EXPECT_TRUE(info.fromFile(large));
+  EXPECT_EQ(info.sizeLow, 7u);
+  EXPECT_EQ(info.sizeHigh, 5u);
+}
+
+TEST_F(CFileInfoTest, DescribesPictures) {
+  struct Row {
+    std::string content;
+    const char16_t* dimensions;
+    const char16_t* color;
+    const char16_t* resolution;
+  };
+  const JpegSample photo{.width = 1001, .height = 600, .densityUnit = 1, .density = 300};
+  const Row rows[] = {
+      {makeJpeg(photo), u"1004 x 600", u"24 bit", u"300 x 300 dpi"},  // 251 * 4
+      {makeJpeg({.width = 30, .height = 20, .colors = JpegSample::Colors::Grey}), u"30 x 20",
+       u"8 bit", u"72 x 72 dpi"},
+      {makePicture(FIF_BMP, 700, 20), u"700 x 20", u"24 bit", u"300 x 300 dpi"},
+      {makePicture(FIF_TIFF, 30, 400, 59.055), u"30 x 400", u"24 bit", u"150 x 150 dpi"},
+      {makePicture(FIF_GIF, 30, 20), u"30 x 20", u"8 bit", u"72 x 72 dpi"},
+      {"no picture", u"0 x 0", u"0 bit", nullptr},
+      {withMeasures(makeJpeg({8, 8}), 65500, 65500), u"0 x 0", u"0 bit", nullptr},
+  };
+  for (const Row& row : rows) {
+    CFileInfo info;
+    ASSERT_TRUE(info.fromFile(write(folder_.path / "picture.jpg", row.content)));
+    PropertyMap expected{{label::kDimensions, row.dimensions}, {label::kColor, row.color}};
+    if (row.resolution) expected[label::kResolution] = row.resolution;
+    EXPECT_EQ(info.info, expected);
+    ASSERT_EQ(info.thumbnails.size(), 1u);
+    EXPECT_EQ(info.thumbnails[0].isValid() != FALSE, row.resolution != nullptr);
+  }
+  CFileInfo empty;
+  EXPECT_TRUE(empty.fromFile(write(folder_.path / "empty.gif", "")));
+  EXPECT_TRUE(empty.info.empty());
+  EXPECT_EQ(empty.thumbnails.size(), 1u);
+}
+
+TEST_F(CFileInfoTest, ACopyIsItsOwn) {
+  CFileInfo first;
+  first.fromFile(write(folder_.path / "p.bmp", makePicture(FIF_BMP, 5, 4)));
+  first.ownerText = u"mine";
+  first.checksum[15] = 9;
+  first.digest = u"digest";
+  CFileInfo second = first;
+  EXPECT_EQ(second.ownerText, u"mine");
+  EXPECT_EQ(second.checksum, first.checksum);
+  EXPECT_EQ(second.info, first.info);
+  EXPECT_EQ(second.lastWriteTime.dwLowDateTime, first.lastWriteTime.dwLowDateTime);
+  second.thumbnails[0].rescale(2, 2, FILTER_BOX);
+  EXPECT_EQ(first.thumbnails[0].getWidth(), 5u);
+}
+
+TEST_F(CFileInfoTest, CallsItsReadersInOrder) {
+  struct Probe : CFileInfo {
+    std::string calls;
+    bool fromFileHandle(tessaron::File& file) override {
+      calls += "handle " + std::to_string(file.size().value_or(0)) + ' ';
+      return false;
+    }
+    bool fromFilePostProcess() override {
+      calls += "name";
+      return false;
+    }
+  };
+  Probe probe;
+  EXPECT_FALSE(probe.fromFile(write(folder_.path / "a.txt", "four")));
+  EXPECT_EQ(probe.calls, "handle 4 name");
+}
+
+TEST_F(CFileInfoTest, WritesItsElement) {
+  CFileInfo info;
+  info.path = u"/a&b.jpg";
+  info.sizeLow = 4294967295u;
+  info.sizeHigh = 1;
+  info.creationTime = {1, 2};
+  info.lastWriteTime = {4294967295u, 3};
+  info.attributes = 33;
+  info.encryptionStatus = 6;
+  info.checksum[0] = 0xAB;
+  info.digest = u"d";
+  info.info = {{40003, u"3 x 4"}, {40001, u""}, {40002, u"24 bit"}};
+  info.audioStreams = {{{40101, u"MPEG-1 Layer 3"}}, {}};
+  info.videoStreams = {{{40107, u"25 fps"}}};
+  TiXmlElement element("File");
+  EXPECT_FALSE(info.toElem(&element));
+  EXPECT_FALSE(info.toElem(nullptr));
+  TiXmlPrinter printer;
+  printer.SetStreamPrinting();
+  element.Accept(&printer);
+  EXPECT_EQ(printer.Str(),
+            "<File><PathFileName>/a&amp;b.jpg</PathFileName><SizeLow>4294967295</SizeLow>"
+            "<SizeHigh>1</SizeHigh><Created>1 2</Created><Modified>4294967295 3</Modified>"
+            "<Attributes>33</Attributes><EncryptionStatus>6</EncryptionStatus>"
+            "<Checksum>ab000000000000000000000000000000</Checksum><Digest>d</Digest>"
+            "<Info><Node Name=\"40002\">24 bit</Node><Node Name=\"40003\">3 x 4</Node></Info>"
+            "<MetaInfo /><AudioStream><Node Name=\"40101\">MPEG-1 Layer 3</Node></AudioStream>"
+            "<AudioStream /><VideoStream><Node Name=\"40107\">25 fps</Node></VideoStream></File>");
+}
+
+TEST_F(CFileInfoTest, AFolderHasItsPlainFiles) {
+  write(folder_.path / "one.txt", "1");
+  write(folder_.path / ".two", "22");
+  fs::create_directory(folder_.path / "three");
+  write(folder_.path / "three" / "four.txt", "4");
+  CFolderInfo folder;
+  folder.files.resize(5);
+  const std::u16string path = folder_.path.u16string();
+  EXPECT_FALSE(folder.fromFolder(path));
+  std::error_code error;
+  std::vector<std::u16string> names, expected;
+  for (const CFileInfo& file : folder.files) {
+    names.push_back(file.name);
+    EXPECT_EQ(file.path, tessaron::joinPath(path, file.name));
+    EXPECT_EQ(file.sizeLow, file.name == u".two" ? 2u : 1u);
+  }
+  for (const auto& entry : tessaron::readFolder(path, error))
+    if (entry.kind == tessaron::EntryKind::File) expected.push_back(entry.name);
+  EXPECT_FALSE(error);
+  EXPECT_EQ(names, expected);
+  EXPECT_THAT(names, testing::UnorderedElementsAre(u"one.txt", u".two"));
+
+  TiXmlElement element("Folder");
+  EXPECT_TRUE(folder.toElem(&element));
+  EXPECT_STREQ(element.Attribute("ID"), "0");
+  EXPECT_STREQ(element.Attribute("ParentID"), "-1");
+  int files = 0;
+  for (const auto* file = element.FirstChildElement(); file; file = file->NextSiblingElement()) {
+    EXPECT_STREQ(file->Value(), "File");
+    ++files;
+  }
+  EXPECT_EQ(files, 2);
+
+  EXPECT_FALSE(folder.fromFolder(path + u"/missing"));
+  EXPECT_TRUE(folder.files.empty());
+}
+
+TEST_F(CFileInfoTest, FoldersAreCreatedAndRead) {
+  const fs::path deep = folder_.path / u"Größe" / "b";
+  EXPECT_FALSE(tessaron::createFolder(deep.u16string()));
+  EXPECT_FALSE(tessaron::createFolder(deep.u16string()));
+  std::error_code error;
+  const auto entries = tessaron::readFolder(folder_.path.u16string(), error);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].name, u"Größe");
+  EXPECT_EQ(entries[0].kind, tessaron::EntryKind::Folder);
+  tessaron::readFolder(deep.u16string() + u"/missing", error);
+  EXPECT_TRUE(error);
+  EXPECT_TRUE(tessaron::createFolder(write(folder_.path / "file", "") + u"/x"));
+}
+
+}  // namespace
