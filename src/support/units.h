@@ -18,7 +18,7 @@ namespace tessaron {
 std::u16string dataRateText(double bitsPerSecond);
 
 /// A run time in whole seconds, rounded: "1:02:33", "3:05", "0:07".
-std::u16string runTimeText(double seconds);
+TESSARON_API std::u16string runTimeText(double seconds);
 
 /// A number with up to `decimals` decimal places, without zeros at the end: "29.97", "25".
 std::u16string decimalText(double value, int decimals);

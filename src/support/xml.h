@@ -77,7 +77,7 @@ bool parseReadable(std::string text, TiXmlDocument& document);
 TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
 
 /// Appends an empty element to `parent`, which owns it, and returns it to be filled in its place.
-TiXmlElement* appendElement(TiXmlNode& parent, const char* name);
+TESSARON_API TiXmlElement* appendElement(TiXmlNode& parent, const char* name);
 
 /// As `composeTextNode`, without copies.
 void appendText(TiXmlNode& parent, const char* name, std::u16string_view value);
@@ -89,6 +89,6 @@ void setAttribute(TiXmlElement& element, const char* name, std::u16string_view v
 std::u16string elementText(const TiXmlElement& element);
 
 /// The declaration that stands at the head of every document: version 1.0, UTF-8, standalone.
-void appendDeclaration(TiXmlDocument& document);
+TESSARON_API void appendDeclaration(TiXmlDocument& document);
 
 }  // namespace tessaron

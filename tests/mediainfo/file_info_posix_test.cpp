@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -36,6 +38,27 @@ TEST(CFileInfo, TellsAttributesOfThisSystem) {
     EXPECT_EQ(info.attributes, row.attributes) << row.name;
     EXPECT_EQ(info.encryptionStatus, 0u);
   }
+}
+
+TEST(CFileInfo, TellsWhenAFileWasCreated) {
+  TemporaryFolder folder;
+  const fs::path path = folder.path / "file";
+  const auto now = [] {
+    timespec time;
+    clock_gettime(CLOCK_REALTIME_COARSE, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * 10'000'000 + 116'444'736'000'000'000 +
+           static_cast<std::uint64_t>(time.tv_nsec) / 100;
+  };
+  const std::uint64_t before = now();
+  std::ofstream(path) << "x";
+  const std::uint64_t after = now();
+  fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1000));
+  CFileInfo info;
+  EXPECT_TRUE(info.fromFile(path.u16string()));
+  const std::uint64_t created =
+      std::uint64_t{info.creationTime.dwHighDateTime} << 32 | info.creationTime.dwLowDateTime;
+  EXPECT_GE(created, before);
+  EXPECT_LE(created, after + 10'000'000);  // a file system without birth times gives the change
 }
 
 TEST(CFileInfo, TakesBothSeparatorsForOne) {

@@ -1,6 +1,7 @@
 #pragma once
 // What every verb of the tool shares: failures, reading, saving, and what is said to whom.
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <nlohmann/json_fwd.hpp>
@@ -108,11 +109,19 @@ class Progress {
 
   /// Shows that `done` of the total are done, and what comes next.
   void show(std::size_t done, std::string_view next);
+  /// As `show`, with a bar, the pace and the time that is left; for many short steps, of which it
+  /// shows some.
+  void showPace(std::size_t done, std::string_view next);
 
  private:
+  using Clock = std::chrono::steady_clock;
+  static void draw(const std::string& line);
+
   bool active_;
   std::string task_;
   std::size_t total_;
+  Clock::time_point begin_ = Clock::now();
+  Clock::time_point shown_{};
 };
 
 }  // namespace tessaron::tool

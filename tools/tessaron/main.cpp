@@ -46,7 +46,8 @@ int run(int argc, char** argv) {
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
   for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport,
-                         addRecover, addCart, addCache, addStats, addChart, addCodec})
+                         addRecover, addCart, addCache, addStats, addChart, addCodec,
+                         addScan})
     add(app, context);
 
   try {

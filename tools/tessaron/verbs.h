@@ -21,5 +21,6 @@ void addCache(CLI::App& app, Context& context);
 void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
 void addCodec(CLI::App& app, Context& context);
+void addScan(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool

@@ -1,0 +1,324 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "file_json.h"
+#include "mediainfo/folder_info.h"
+#include "mediainfo/labels.h"
+#include "platform/directory.h"
+#include "platform/file.h"
+#include "support/text.h"
+#include "support/units.h"
+#include "support/xml.h"
+#include "terminal.h"
+#include "thumbnails.h"
+#include "verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+  std::vector<std::string> paths;
+  std::vector<std::string> detect;
+  std::string xml;
+  std::string thumbnails;
+  bool recursive = false;
+  bool json = false;
+};
+
+struct CategoryName {
+  std::int32_t category;
+  const char* name;
+};
+constexpr CategoryName kCategories[] = {{2, "archive"}, {4, "document"}, {8, "font"},
+                                        {16, "audio"},  {32, "image"},   {64, "video"}};
+constexpr std::int32_t kOther = 1;
+
+const char* nameOf(std::int32_t category) {
+  for (const auto& [number, name] : kCategories)
+    if (number == category) return name;
+  return "other";
+}
+
+std::int32_t maskOf(const std::vector<std::string>& names) {
+  std::int32_t mask = kOther;
+  for (const auto& [category, name] : kCategories)
+    if (names.empty() || std::ranges::find(names, name) != names.end()) mask |= category;
+  return mask;
+}
+
+/// A file to be described, and what came of it.
+struct Job {
+  std::size_t folder = 0;
+  std::u16string path;
+  std::string thumbnailName;
+  CFileInfo info;
+  std::string thumbnail;  ///< the path of the one that was written
+  std::string failure;
+};
+
+/// All folders and files below what the command line names, in the order of the enumeration.
+class Inventory {
+ public:
+  explicit Inventory(bool recursive) : recursive_(recursive) {}
+
+  void add(const std::string& path) {
+    const std::u16string wide = fromUtf8(path);
+    if (toUtf8(wide) != path) {
+      refuse(path, "the file's name is not UTF-8");
+      return;
+    }
+    std::error_code error;
+    if (fs::is_directory(path, error)) {
+      const std::size_t end = wide.find_last_not_of(u'/');
+      addFolder(wide.substr(0, end == std::u16string::npos ? 1 : end + 1), -1);
+      return;
+    }
+    const std::size_t separator = lastSeparator(wide);
+    const bool bare = separator == std::u16string::npos;
+    const std::u16string parent = bare ? u"." : wide.substr(0, std::max<std::size_t>(separator, 1));
+    if (named_ == folders.size() || folders[named_].path != parent) {
+      named_ = folders.size();
+      addEmpty(parent, -1);
+    }
+    addJob(named_, bare ? joinPath(parent, wide) : wide);
+  }
+
+  std::vector<CFolderInfo> folders;
+  std::vector<Job> jobs;
+  std::vector<Failure> failures;
+
+ private:
+  void refuse(const std::string& path, const std::string& reason) {
+    failures.push_back({kFailed, path, reason});
+  }
+
+  void addJob(std::size_t folder, const std::u16string& path) {
+    Job& job = jobs.emplace_back();
+    job.folder = folder;
+    job.path = path;
+  }
+
+  std::int32_t addEmpty(const std::u16string& path, std::int32_t parent) {
+    CFolderInfo folder;
+    folder.id = static_cast<std::int32_t>(folders.size());
+    folder.parentId = parent;
+    folder.path = path;
+    folders.push_back(std::move(folder));
+    return folders.back().id;
+  }
+
+  void addFolder(const std::u16string& path, std::int32_t parent) {
+    const std::int32_t id = addEmpty(path, parent);
+    std::error_code error;
+    const std::vector<FolderEntry> entries = readFolder(path, error);
+    if (error) refuse(toUtf8(path), error.message());
+    std::vector<std::u16string> below;
+    for (const FolderEntry& entry : entries) {
+      const std::u16string whole = joinPath(path == u"/" ? u"" : path, entry.name);
+      // Links to folders are not followed: a loop of them has no end.
+      const bool isFile =
+          entry.kind == EntryKind::File ||
+          (entry.kind == EntryKind::Link && !fs::is_directory(toUtf8(whole), error));
+      if (isFile) addJob(static_cast<std::size_t>(id), whole);
+      if (entry.kind == EntryKind::Folder) below.push_back(whole);
+    }
+    if (!recursive_) return;
+    for (const std::u16string& folder : below) addFolder(folder, id);
+  }
+
+  bool recursive_;
+  std::size_t named_ = 0;  ///< the folder of the last file that was named by itself
+};
+
+std::string reasonFor(const std::u16string& path) {
+  std::error_code error;
+  const bool opened = openFile(path, {}, error) != nullptr;
+  return opened ? "it cannot be read" : error.message();
+}
+
+void describe(Job& job, std::int32_t mask, const std::string& thumbnails) {
+  job.info.setDetectType(mask);
+  if (!job.info.fromFile(job.path)) job.failure = reasonFor(job.path);
+  if (!thumbnails.empty()) {
+    const std::string path = thumbnails + '/' + job.thumbnailName;
+    if (writeThumbnail(job.info, path)) job.thumbnail = path;
+  }
+  job.info.thumbnails = {};  // those of a large folder would fill the memory
+}
+
+/// Describes all files on as many threads as the machine has.
+void describeAll(std::vector<Job>& jobs, const Options& options, const Context& context) {
+  const std::int32_t mask = maskOf(options.detect);
+  std::atomic<std::size_t> next = 0, done = 0;
+  std::atomic<bool> stop = false;
+  std::exception_ptr failure;
+  std::atomic_flag failed;
+  const auto work = [&] {
+    for (std::size_t i = next++; i < jobs.size() && !stop; i = next++, ++done) {
+      try {
+        describe(jobs[i], mask, options.thumbnails);
+      } catch (...) {
+        if (!failed.test_and_set()) failure = std::current_exception();
+        stop = true;
+      }
+    }
+  };
+  const std::size_t count =
+      std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), jobs.size());
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < count; ++i) threads.emplace_back(work);
+  {
+    Progress progress(context, "describing", jobs.size());
+    while (done < jobs.size() && !stop) {
+      const std::size_t at = std::min<std::size_t>(next, jobs.size() - 1);
+      progress.showPace(done, toUtf8(jobs[at].path));
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+  for (std::thread& thread : threads) thread.join();
+  if (failure) std::rethrow_exception(failure);
+}
+
+/// What a person wants to know about the content: "1920 x 1080 24 bit", "MPEG-2 720 x 576".
+std::string summaryOf(const CFileInfo& file) {
+  static constexpr std::uint32_t kWanted[] = {label::kFormat,    label::kDimensions, label::kColor,
+                                              label::kFrameRate, label::kSample,     label::kMode,
+                                              label::kRunTime};
+  std::vector<const PropertyMap*> maps{&file.info};
+  for (const PropertyMap& stream : file.videoStreams) maps.push_back(&stream);
+  for (const PropertyMap& stream : file.audioStreams) maps.push_back(&stream);
+  std::string summary;
+  const auto append = [&](const char* separator, const std::u16string& text) {
+    if (!summary.empty()) summary += separator;
+    summary += toUtf8(text);
+  };
+  for (const PropertyMap* map : maps) {
+    const char* separator = ", ";
+    for (const std::uint32_t wanted : kWanted) {
+      const auto found = map->find(wanted);
+      if (found == map->end() || found->second.empty()) continue;
+      append(separator, found->second);
+      separator = " ";
+    }
+  }
+  for (const std::uint32_t wanted : {label::kAuthor, label::kTitle}) {
+    const auto found = file.metaInfo.find(wanted);
+    if (found != file.metaInfo.end() && !found->second.empty()) append(", ", found->second);
+  }
+  return summary;
+}
+
+void printTable(const std::vector<Job>& jobs, const Context& context) {
+  Table table({"File", "Kind", "Size", "Modified", "Content"});
+  bool isEmpty = true;
+  for (const Job& job : jobs) {
+    if (!job.failure.empty()) continue;
+    isEmpty = false;
+    const CFileInfo& file = job.info;
+    table.add({{toUtf8(file.path)},
+               {nameOf(file.category)},
+               {toUtf8(hr_unitCalculator(static_cast<double>(sizeOf(file)), u"B", u"kmgtp", 1000))},
+               {isoTime(file.lastWriteTime)},
+               {summaryOf(file)}});
+  }
+  if (!isEmpty) table.print(context);
+}
+
+void printFoldersJson(const std::vector<CFolderInfo>& folders, const std::vector<Job>& jobs) {
+  auto array = nlohmann::ordered_json::array();
+  for (const CFolderInfo& folder : folders) {
+    array.push_back({{"id", folder.id},
+                     {"parentId", folder.parentId},
+                     {"path", toUtf8(folder.path)},
+                     {"files", nlohmann::ordered_json::array()}});
+  }
+  for (const Job& job : jobs) {
+    if (!job.failure.empty()) continue;
+    auto file = fileJson(job.info);
+    if (!job.thumbnail.empty()) file["thumbnails"].push_back(job.thumbnail);
+    array[job.folder]["files"].push_back(std::move(file));
+  }
+  printJson(array);
+}
+
+void writeXml(std::vector<CFolderInfo>& folders, std::vector<Job>& jobs, const std::string& path) {
+  for (Job& job : jobs)
+    if (job.failure.empty()) folders[job.folder].files.push_back(std::move(job.info));
+  TiXmlDocument document;
+  appendDeclaration(document);
+  TiXmlElement* root = appendElement(document, "Folders");
+  for (CFolderInfo& folder : folders) folder.toElem(appendElement(*root, "Folder"));
+  std::string text;
+  printXml(document, text);
+  if (path == "-") {
+    print(text);
+  } else {
+    writeOutput(path, text);
+  }
+}
+
+int scan(const Options& options, const Context& context) {
+  if (!options.thumbnails.empty()) {
+    if (const std::error_code error = createFolder(widePath(options.thumbnails)))
+      throw Failure{kCannotCreate, options.thumbnails, error.message()};
+  }
+  Inventory inventory(options.recursive);
+  for (const std::string& path : options.paths) inventory.add(path);
+  ThumbnailNames names;
+  if (!options.thumbnails.empty())
+    for (Job& job : inventory.jobs) job.thumbnailName = names.choose(toUtf8(job.path));
+  describeAll(inventory.jobs, options, context);
+
+  for (const Job& job : inventory.jobs)
+    if (!job.failure.empty())
+      inventory.failures.push_back({kFailed, toUtf8(job.path), job.failure});
+  for (const Failure& failure : inventory.failures) warn(failure.where + ": " + failure.reason);
+  const auto described =
+      std::ranges::count_if(inventory.jobs, [](const Job& job) { return job.failure.empty(); });
+  if (options.json) {
+    printFoldersJson(inventory.folders, inventory.jobs);
+  } else if (!options.xml.empty()) {
+    writeXml(inventory.folders, inventory.jobs, options.xml);
+    if (options.xml != "-") note(context, fmt::format("{}: {} files", options.xml, described));
+  } else {
+    printTable(inventory.jobs, context);
+  }
+  return inventory.failures.empty() ? kDone : kFailed;
+}
+
+}  // namespace
+
+void addScan(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("scan", "Describes files, and the files in folders");
+  verb->add_option("PATH", options->paths, "Files and folders")->required();
+  verb->add_flag("-r,--recursive", options->recursive, "Also what stands in folders further down");
+  CLI::Option* xml = verb->add_option("--xml", options->xml, "Write the description as XML");
+  xml->type_name("FILE");
+  verb->add_flag("--json", options->json, "Print the description as JSON")->excludes(xml);
+  std::vector<std::string> names;
+  for (const auto& row : kCategories) names.emplace_back(row.name);
+  verb->add_option("--detect", options->detect, "The kinds to be told; all others count as other")
+      ->type_name("KIND,...")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember(names));
+  verb->add_option("--thumbnails", options->thumbnails, "Write the pictures, reduced, as PNG files")
+      ->type_name("FOLDER");
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return scan(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool
