@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
 
 #include "mediainfo/mpeg_parser.h"
@@ -234,4 +235,23 @@ TEST(MpegScan, FillsTheSlotsOfBothKinds) {
   EXPECT_EQ(video.height, 576);
   EXPECT_EQ(video.frameRateCode, 3);
   EXPECT_EQ(scan.totalBitRate, 2 * 128000 + video.bitRate);
+}
+
+TEST(MpegScan, FindsCodesAtAnyPlace) {
+  // Nearly always other bytes, then mostly zeros and ones.
+  std::mt19937 random(7);
+  for (int round = 0; round < 20000; ++round) {
+    std::string text(random() % 500, 'x');
+    const unsigned alphabet = round % 2 == 0 ? 3 : 40;
+    for (char& c : text) c = static_cast<char>(random() % alphabet);
+    const std::size_t found = tessaron::findStartCode(std::as_bytes(std::span(text)));
+    ASSERT_EQ(found, std::min(text.find(std::string("\0\0\1", 3)), text.size()));
+  }
+  for (std::size_t place = 0; place < 400; ++place) {
+    std::string text(400, 'x');
+    text.replace(place, 3, std::string("\0\0\1", 3));
+    EXPECT_EQ(tessaron::findStartCode(std::as_bytes(std::span(text))), place);
+    text[place] = 'x';
+    EXPECT_EQ(tessaron::findStartCode(std::as_bytes(std::span(text))), text.size());
+  }
 }

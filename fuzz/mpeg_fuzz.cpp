@@ -1,0 +1,23 @@
+// Describes the input as a program stream, and searches it for start codes in the plainest way, too.
+
+#include <algorithm>
+#include <span>
+#include <string_view>
+
+#include "fuzz.h"
+#include "mediainfo/mpeg_parser.h"
+#include "mediainfo/mpeg_scan_internal.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text = asText(data, size);
+  const std::size_t found = text.find(std::string_view("\0\0\1", 3));
+  CHECK(tessaron::findStartCode(std::as_bytes(std::span(text))) == std::min(found, size));
+
+  PropertyMap meta;
+  StreamList audio;
+  StreamList video;
+  CHECK(CMPEGFileParser().parseByHandle(*tessaron::memoryFile(text), meta, audio, video));
+  CHECK(meta.empty() && audio.empty() && video.size() <= 16);
+  for (const PropertyMap& map : video) CHECK(map.size() == 2 || map.size() == 3);
+  return 0;
+}
