@@ -25,7 +25,7 @@ else()
   find_library(FREEIMAGE_LIBRARY freeimage REQUIRED)
   find_library(FREEIMAGEPLUS_LIBRARY freeimageplus REQUIRED)
   find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on its first use
-  find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED)
+  find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED) # in a module of its own
   find_library(EXIV2_LIBRARY exiv2 REQUIRED)
   find_path(TAGLIB_INCLUDE_DIR taglib/tiostream.h REQUIRED)
   find_library(TAGLIB_LIBRARY tag REQUIRED)
@@ -33,12 +33,11 @@ else()
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
                                                             ${FREEIMAGEPLUS_INCLUDE_DIR}
                                                             ${AVFORMAT_INCLUDE_DIR}
-                                                            ${EXIV2_INCLUDE_DIR}
                                                             ${TAGLIB_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
-                                                ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY}
-                                                ${EXIV2_LIBRARY} JPEG::JPEG TIFF::TIFF
-                                                ICU::i18n ICU::uc SQLite::SQLite3 ZLIB::ZLIB)
+                                                ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY} JPEG::JPEG
+                                                TIFF::TIFF ICU::i18n ICU::uc SQLite::SQLite3
+                                                ZLIB::ZLIB)
 endif()
 
 # What every piece of our own code is compiled with.

@@ -11,6 +11,9 @@ target_include_directories(TessaronBF INTERFACE
 target_compile_features(TessaronBF INTERFACE cxx_std_20)
 
 install(TARGETS TessaronBF EXPORT TessaronBF)
+if(NOT WIN32)
+  install(TARGETS tessaron_exif LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}) # beside the library
+endif()
 install(FILES ${PROJECT_BINARY_DIR}/generated/tessaron_export.h
         DESTINATION ${TESSARON_INCLUDE_DIR})
 foreach(folder IN ITEMS support platform mediainfo records settings themes graphics)

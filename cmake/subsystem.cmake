@@ -19,4 +19,7 @@ function(tessaron_use_objects target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src
                                                ${PROJECT_BINARY_DIR}/generated)
   target_link_libraries(${target} PRIVATE tessaron_deps tessaron_warnings)
+  if(TARGET tessaron_exif)
+    add_dependencies(${target} tessaron_exif)
+  endif()
 endfunction()

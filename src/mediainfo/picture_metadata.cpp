@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "mediainfo/labels.h"
+#include "mediainfo/picture_header_internal.h"
 #include "platform/file.h"
 #include "platform/picture_tags.h"
 #include "support/byte_reader.h"
@@ -357,23 +358,16 @@ constexpr auto kWanted = [] {
   return numbers;
 }();
 
-// The kinds of files that have such properties.
-bool isJpegOrTiff(const std::u16string& path) {
-  using namespace std::string_view_literals;
-  std::error_code error;
-  const auto file = openFile(path, {}, error);
-  std::array<std::byte, 4> head{};
-  if (!file || readFully(*file, 0, head) != head.size()) return false;
-  const std::string_view start = narrow(head);
-  return start.starts_with("\xFF\xD8\xFF"sv) || start == "II*\0"sv || start == "MM\0*"sv;
-}
-
 }  // namespace
 }  // namespace tessaron
 
 bool CGPImageMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaInfo) {
-  if (!tessaron::isJpegOrTiff(path)) return false;
-  const tessaron::Tags tags = tessaron::readPictureTags(path, tessaron::kWanted);
+  std::error_code error;
+  const auto file = tessaron::openFile(path, {}, error);
+  if (!file) return false;
+  const std::string header = tessaron::extractPictureHeader(*file, tessaron::kWanted);
+  if (header.empty()) return false;
+  const tessaron::Tags tags = tessaron::decodePictureTags(std::as_bytes(std::span(header)));
   bool found = false;
   for (const tessaron::Property& property : tessaron::kProperties) {
     const tessaron::PictureTag* const tag = tessaron::findTag(tags, property.number);

@@ -3,27 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <vector>
 
 namespace tessaron {
 
-/// An entry of a picture's header, as TIFF and Exif number and type them. GPS entries have the
-/// numbers below 32.
+/// An entry of a picture's header, as TIFF and Exif number and type them.
 struct PictureTag {
   std::uint16_t number;
   std::uint16_t type;  ///< 1 bytes, 2 text, 3 shorts, 4 longs, 5 rationals, 7 undefined, ...
-  /// The value; numbers in it are little-endian, whatever the file's order. The text of an Exif
-  /// user comment is as it stands in the file.
-  std::vector<std::byte> bytes;
+  std::vector<std::byte>
+      bytes;  ///< the value; numbers are little-endian, whatever the file's order
 };
 
-/// The longest value that is read.
-inline constexpr std::size_t kLongestPictureTag = std::size_t{64} << 10;
-
-/// Those of the entries `wanted` that the JPEG or TIFF picture at `path` has, through the system's
-/// picture library: GDI+ or Exiv2. Pixels are not decoded. Empty for a file that it cannot read.
-std::vector<PictureTag> readPictureTags(const std::u16string& path,
-                                        std::span<const std::uint16_t> wanted);
+/// The entries of a small TIFF file in memory, as the system's picture library decodes them: GDI+'s
+/// property items, or Exiv2, which is loaded when it is first needed. Empty when the library cannot
+/// read the file, or is not there.
+std::vector<PictureTag> decodePictureTags(std::span<const std::byte> tiff);
 
 }  // namespace tessaron

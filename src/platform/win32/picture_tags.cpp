@@ -1,30 +1,38 @@
 #include "platform/picture_tags.h"
 
-#include <cstring>
+#include <shlwapi.h>
+
 #include <memory>
 
 #include "platform/gdiplus.h"
 
 namespace tessaron {
+namespace {
 
-std::vector<PictureTag> readPictureTags(const std::u16string& path,
-                                        std::span<const std::uint16_t> wanted) {
+std::vector<PictureTag> readItems(IStream& stream) {
   std::vector<PictureTag> tags;
-  if (!startGdiplus()) return tags;
-  Gdiplus::Image image(gdiplusText(path.c_str()));
-  if (image.GetLastStatus() != Gdiplus::Ok) return tags;
-  for (const std::uint16_t number : wanted) {
-    const UINT size = image.GetPropertyItemSize(number);
-    if (size < sizeof(Gdiplus::PropertyItem) ||
-        size > kLongestPictureTag + sizeof(Gdiplus::PropertyItem)) {
-      continue;
-    }
-    const auto buffer = std::make_unique<std::byte[]>(size);
-    auto* const item = reinterpret_cast<Gdiplus::PropertyItem*>(buffer.get());
-    if (image.GetPropertyItem(number, size, item) != Gdiplus::Ok) continue;
-    const auto* const value = static_cast<const std::byte*>(item->value);
-    tags.push_back({number, item->type, {value, value + item->length}});
+  Gdiplus::Image image(&stream);
+  UINT size = 0, count = 0;
+  if (image.GetPropertySize(&size, &count) != Gdiplus::Ok || size == 0) return tags;
+  const auto buffer = std::make_unique<std::byte[]>(size);
+  auto* const items = reinterpret_cast<Gdiplus::PropertyItem*>(buffer.get());
+  if (image.GetAllPropertyItems(size, count, items) != Gdiplus::Ok) return tags;
+  for (const Gdiplus::PropertyItem& item : std::span(items, count)) {
+    const auto* const value = static_cast<const std::byte*>(item.value);
+    tags.push_back({static_cast<std::uint16_t>(item.id), item.type, {value, value + item.length}});
   }
+  return tags;
+}
+
+}  // namespace
+
+std::vector<PictureTag> decodePictureTags(std::span<const std::byte> tiff) {
+  if (!startGdiplus()) return {};
+  IStream* const stream =
+      SHCreateMemStream(reinterpret_cast<const BYTE*>(tiff.data()), static_cast<UINT>(tiff.size()));
+  if (!stream) return {};
+  std::vector<PictureTag> tags = readItems(*stream);
+  stream->Release();
   return tags;
 }
 

@@ -1,0 +1,19 @@
+#pragma once
+// What the module that holds Exiv2 gives. Exiv2 takes longer to load than most of the program's
+// uses last, so it is linked into this module alone, which is loaded when a picture is described.
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" {
+
+/// Calls `found` with each entry of the TIFF file at `tiff`: its number, its type and its value
+/// with little-endian numbers. Throws nothing but what `found` throws.
+using TessaronExifFound = void (*)(void* context, std::uint16_t number, std::uint16_t type,
+                                   const std::byte* value, std::size_t size);
+using TessaronReadExif = void (*)(const std::byte* tiff, std::size_t size, TessaronExifFound found,
+                                  void* context);
+}
+
+inline constexpr char kExifModule[] = "libTessaronBF-exif.so";
+inline constexpr char kReadExif[] = "tessaronReadExif";
