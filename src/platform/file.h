@@ -99,6 +99,28 @@ std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& t
 /// nothing else stays.
 TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_view content);
 
+/// A folder that files are written into by their names alone. No link leads out of it: neither the
+/// folder itself nor a file in it may be one, also if others put links there meanwhile.
+class TESSARON_API OutputFolder {
+ public:
+  /// Creates the folder `name` in the folder `parent`, which must be there, or takes the one that
+  /// stands there already. `error` tells why that cannot be: too_many_symbolic_link_levels for a
+  /// link. `parent` may be reached through links; `name` must be a name, not a path.
+  OutputFolder(std::u16string_view parent, std::u16string_view name, std::error_code& error);
+  ~OutputFolder();
+  OutputFolder(const OutputFolder&) = delete;
+  OutputFolder& operator=(const OutputFolder&) = delete;
+
+  /// Creates the file `name`, or empties the one that is there, for writing and for nobody else
+  /// meanwhile. On failure returns null and sets `error`: too_many_symbolic_link_levels for a link,
+  /// too_many_links for a file that has other names besides. `name` must be a name, not a path.
+  std::unique_ptr<File> createFile(std::u16string_view name, std::error_code& error) const;
+
+ private:
+  std::u16string path_;
+  std::intptr_t handle_;
+};
+
 /// Holds off every other FolderLock on the same folder, in this and in other processes, until it is
 /// destroyed; the system lets go of it when the process dies. It is advisory: it orders those who
 /// read, change and replace a file, and hinders nobody else.

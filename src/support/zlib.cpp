@@ -4,47 +4,71 @@
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <new>
+#include <utility>
+
+namespace tessaron {
+
+Inflater::Inflater() : stream_(std::make_unique<z_stream>()) {
+  if (inflateInit(stream_.get()) != Z_OK) state_ = State::Damaged;
+}
+
+Inflater::~Inflater() { inflateEnd(stream_.get()); }
+
+std::size_t Inflater::inflate(std::span<const std::byte>& in, std::span<std::byte> out) {
+  if (state_ != State::Open) return 0;
+  constexpr std::size_t kMost = std::numeric_limits<uInt>::max();
+  const std::size_t given = std::min(in.size(), kMost), room = std::min(out.size(), kMost);
+  // zlib does not write to its input.
+  stream_->next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(in.data()));
+  stream_->avail_in = static_cast<uInt>(given);
+  stream_->next_out = reinterpret_cast<Bytef*>(out.data());
+  stream_->avail_out = static_cast<uInt>(room);
+  const int result = ::inflate(stream_.get(), Z_NO_FLUSH);
+  in = in.subspan(given - stream_->avail_in);
+  if (result == Z_STREAM_END) {
+    state_ = State::Ended;
+  } else if (result != Z_OK && result != Z_BUF_ERROR) {  // the latter asks for input, or for room
+    state_ = State::Damaged;
+  }
+  return room - stream_->avail_out;
+}
+
+}  // namespace tessaron
 
 namespace {
 
-// Inflates piece by piece into a buffer that grows with what comes out.
+// Inflates into a buffer that grows with what comes out.
 template <typename Bytes>
-bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) {
-  z_stream stream{};
-  if (in.size() > std::numeric_limits<uInt>::max() || inflateInit(&stream) != Z_OK) return false;
-  const std::unique_ptr<z_stream, int (*)(z_stream*)> ender(&stream, inflateEnd);
-  stream.next_in = const_cast<Bytef*>(in.data());  // zlib does not write to it
-  stream.avail_in = static_cast<uInt>(in.size());
-
+bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) try {
+  using tessaron::Inflater;
+  Inflater inflater;
+  auto left = std::as_bytes(std::span(in));
   Bytes inflated;
-  int result = Z_OK;
-  while (result == Z_OK && inflated.size() <= CZDLLPlus::kLimit) {
+  bool more = true;
+  while (more && inflated.size() <= CZDLLPlus::kLimit) {
     const std::size_t done = inflated.size();
     const std::size_t step = std::clamp<std::size_t>(done, 16 << 10, 1 << 20);
     inflated.resize(done + step);
-    stream.next_out = reinterpret_cast<Bytef*>(inflated.data() + done);
-    stream.avail_out = static_cast<uInt>(step);
-    result = inflate(&stream, Z_NO_FLUSH);
-    inflated.resize(done + step - stream.avail_out);
+    const std::size_t count =
+        inflater.inflate(left, std::as_writable_bytes(std::span(inflated).subspan(done)));
+    inflated.resize(done + count);
+    more = inflater.state() == Inflater::State::Open && (count == step || !left.empty());
   }
-  if (result != Z_STREAM_END || inflated.size() > CZDLLPlus::kLimit) return false;
+  if (inflater.state() != Inflater::State::Ended || inflated.size() > CZDLLPlus::kLimit)
+    return false;
   out = std::move(inflated);
   return true;
-}
-
-}  // namespace
-
-bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in,
-                           std::vector<unsigned char>& out) try {
-  return inflateAll(in, out);
 } catch (const std::bad_alloc&) {
   return false;  // in a small address space the limit may be out of reach
 }
 
-bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::string& out) try {
+}  // namespace
+
+bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::vector<unsigned char>& out) {
   return inflateAll(in, out);
-} catch (const std::bad_alloc&) {
-  return false;
+}
+
+bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::string& out) {
+  return inflateAll(in, out);
 }

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "tessaron_export.h"
+
+struct z_stream_s;
 
 /// zlib decompression of whole buffers.
 class TESSARON_API CZDLLPlus {
@@ -18,3 +22,33 @@ class TESSARON_API CZDLLPlus {
   bool uncompress(const std::vector<unsigned char>& in, std::vector<unsigned char>& out);
   bool uncompress(const std::vector<unsigned char>& in, std::string& out);
 };
+
+namespace tessaron {
+
+/// Inflates one zlib stream piece by piece, in a fixed amount of memory.
+class TESSARON_API Inflater {
+ public:
+  enum class State {
+    Open,  ///< the stream goes on
+    Ended,
+    Damaged,  ///< or there is no memory to inflate it
+  };
+
+  Inflater();
+  ~Inflater();
+  Inflater(const Inflater&) = delete;
+  Inflater& operator=(const Inflater&) = delete;
+
+  /// Takes bytes from the front of `in`, as many as fit inflated into `out`, and returns how many
+  /// bytes of `out` are filled. While the stream is open and `out` was filled whole, more may come
+  /// without further input. Returns 0 once the stream is no longer open.
+  std::size_t inflate(std::span<const std::byte>& in, std::span<std::byte> out);
+
+  State state() const { return state_; }
+
+ private:
+  std::unique_ptr<z_stream_s> stream_;
+  State state_ = State::Open;
+};
+
+}  // namespace tessaron

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "support/xml.h"
+#include "themes/package_reader_internal.h"
 
 CPackage::CPackage() : index(new TiXmlDocument), mainDocument(new TiXmlDocument) {}
 
@@ -32,20 +33,53 @@ CPackage& CPackage::operator=(const CPackage& other) {
   return *this;
 }
 
-void CPackage::Initialize(std::u16string, bool) {
+void CPackage::Initialize(std::u16string destination, bool extractAll) {
+  const std::unique_ptr<tessaron::File> file = open();
+  if (file) tessaron::PackageReader(*this, *file).unpack(destination, extractAll);
+  finish();
+}
+
+void CPackage::Initialize(tessaron::File& file, std::u16string destination, bool extractAll) {
+  start();
+  tessaron::PackageReader(*this, file).unpack(destination, extractAll);
+  finish();
+}
+
+void CPackage::Inspect(bool readAll) {
+  const std::unique_ptr<tessaron::File> file = open();
+  if (file) tessaron::PackageReader(*this, *file).inspect(readAll);
+  finish();
+}
+
+void CPackage::Inspect(tessaron::File& file, bool readAll) {
+  start();
+  tessaron::PackageReader(*this, file).inspect(readAll);
+  finish();
+}
+
+void CPackage::start() {
+  report = {};
+  extractionFolder.clear();
+}
+
+std::unique_ptr<tessaron::File> CPackage::open() {
+  start();
+  return tessaron::openFile(path, {}, report.openError);
+}
+
+void CPackage::finish() {
   PreInitialize();
   PostInitialize();
 }
 
 void CPackage::PreInitialize() {
-  const TiXmlElement* root = mainDocument->RootElement();
+  TiXmlElement* root = mainDocument->RootElement();
   if (!root) return;
   for (auto info = root->FirstChildElement("info"); info; info = info->NextSiblingElement("info")) {
     for (auto child = info->FirstChildElement(); child; child = child->NextSiblingElement()) {
-      auto* element = const_cast<TiXmlElement*>(child);
-      parseTextNode(element, "author", author) || parseTextNode(element, "email", email) ||
-          parseTextNode(element, "url", url) || parseTextNode(element, "name", name) ||
-          parseTextNode(element, "description", description);
+      parseTextNode(child, "author", author) || parseTextNode(child, "email", email) ||
+          parseTextNode(child, "url", url) || parseTextNode(child, "name", name) ||
+          parseTextNode(child, "description", description);
     }
   }
 }

@@ -3,6 +3,7 @@
 #include <tinyxml.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -29,8 +30,8 @@ struct TESSARON_API PackageReport {
 
   std::error_code openError;      ///< why the file could not be opened, if it was that
   bool isPackage = false;         ///< it was opened, and begins as a package does
-  std::vector<Entry> entries;     ///< those with data, as far as they were read
-  std::vector<Problem> problems;  ///< in the order of the entries
+  std::vector<Entry> entries;     ///< those with data, as far as they were read; at most 65536
+  std::vector<Problem> problems;  ///< in the order of the entries; at most 1000
 };
 
 }  // namespace tessaron
@@ -70,9 +71,38 @@ class TESSARON_API CPackage {
   CPackage(const CPackage& other);
   CPackage& operator=(const CPackage& other);
 
-  /// Reads the file, then calls `PreInitialize` and `PostInitialize`, also when it cannot be read.
+  /// Reads the file at `path`, and unpacks it into a folder named after the identifier below
+  /// `destination`, which must be there; then calls `PreInitialize` and `PostInitialize`, also when
+  /// the file cannot be read. Without `extractAll` reading ends behind "main.xml". With an empty
+  /// `destination` only the index is read. Nothing is reported but through `report`.
+  ///
+  /// Nothing is written outside that folder: a name that would lead out of it, that some system
+  /// takes for something else, that differs from an earlier one only in case, or that stands there
+  /// as a link, is dropped. What an entry inflates to before its first fault is taken as it is;
+  /// where the file ends inside it, zeros stand for the missing data. A document of more than 4 MiB
+  /// is dropped, a file of more than 256 MiB stays empty, the seventeenth name of one entry and
+  /// those behind it are dropped.
   void Initialize(std::u16string destination, bool extractAll);
+  /// The same from an open file, from its position on.
+  void Initialize(tessaron::File& file, std::u16string destination, bool extractAll);
+
+  /// As `Initialize`, without writing anything: reads the index and "main.xml", and looks at the
+  /// names of all entries; without `readAll` not at those behind "main.xml".
+  void Inspect(bool readAll);
+  void Inspect(tessaron::File& file, bool readAll);
+
+  /// Takes author, e-mail, web address, name and description out of the main document. What that
+  /// does not have stays as it is.
   void PreInitialize();
+
+  /// The folder with the unpacked files; empty when nothing was unpacked.
   std::u16string GetPathExtracted() { return extractionFolder; }
+
+  /// Called when all else is read, for a derived package to take what is its own.
   virtual void PostInitialize() = 0;
+
+ private:
+  void start();
+  std::unique_ptr<tessaron::File> open();
+  void finish();
 };

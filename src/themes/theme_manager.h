@@ -37,8 +37,9 @@ class TESSARON_API CThemeMan {
   const CThemePackage& package() const { return *package_; }
   /// The scheme in use; null when there is none. Valid until the next successful `select`.
   const CThemeScheme* scheme() const;
-  /// The full path of a picture that the scheme in use names; empty when there is no scheme, or
-  /// when the name would lead out of the theme's folder. The file itself may be missing.
+  /// The full path of a file of the theme in use, such as a picture that the scheme names; whatever
+  /// its case there. Empty when the package has no such file, or none that may be unpacked. A file
+  /// that could not be unpacked is missing.
   std::u16string picturePath(std::u16string_view name) const;
 
   /// The image cache; it is closed when its file could not be opened.

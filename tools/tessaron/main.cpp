@@ -45,9 +45,9 @@ int run(int argc, char** argv) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport,
-                         addRecover, addCart, addCache, addStats, addChart, addCodec,
-                         addScan})
+  for (const auto add :
+       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart,
+        addCache, addStats, addChart, addCodec, addScan, addTheme})
     add(app, context);
 
   try {

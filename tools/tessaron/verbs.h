@@ -22,5 +22,6 @@ void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
 void addCodec(CLI::App& app, Context& context);
 void addScan(CLI::App& app, Context& context);
+void addTheme(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool

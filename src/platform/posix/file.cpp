@@ -296,6 +296,66 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   return {};
 }
 
+OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
+                           std::error_code& error)
+    : handle_(-1) {
+  error.clear();
+  const std::string folder = nativePath(name);
+  const Descriptor above(open(nativePath(parent).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!above || (mkdirat(above.get(), folder.c_str(), 0777) != 0 && errno != EEXIST)) {
+    error = lastError();
+    return;
+  }
+  const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  Descriptor fd(openat(above.get(), folder.c_str(), flags));
+  if (!fd) error = lastError();
+  struct stat info;
+  if (!fd && fstatat(above.get(), folder.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISLNK(info.st_mode)) {
+    error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  }
+  handle_ = fd.release();
+}
+
+OutputFolder::~OutputFolder() {
+  if (handle_ != -1) close(static_cast<int>(handle_));
+}
+
+std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
+                                               std::error_code& error) const {
+  error.clear();
+  const std::string file = nativePath(name);
+  const auto refuse = [&](std::error_code reason) {
+    error = reason;
+    return nullptr;
+  };
+  const auto faultOf = [](const struct stat& info) -> std::error_code {
+    if (S_ISLNK(info.st_mode)) {
+      return std::make_error_code(std::errc::too_many_symbolic_link_levels);
+    }
+    if (S_ISDIR(info.st_mode)) return std::make_error_code(std::errc::is_a_directory);
+    if (!S_ISREG(info.st_mode)) {
+      return std::make_error_code(std::errc::no_such_device_or_address);
+    }
+    return info.st_nlink > 1 ? std::make_error_code(std::errc::too_many_links) : std::error_code();
+  };
+  const int folder = static_cast<int>(handle_);
+  struct stat info;
+  // What is no file is not even opened: that alone could do something.
+  if (fstatat(folder, file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (const std::error_code fault = faultOf(info)) return refuse(fault);
+  }
+  const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  Descriptor fd(retry([&] { return openat(folder, file.c_str(), flags, 0666); }));
+  if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
+  if (const std::error_code fault = faultOf(info)) return refuse(fault);
+  if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0 ||
+      (info.st_size > 0 && ftruncate(fd.get(), 0) != 0)) {
+    return refuse(lastError());
+  }
+  return std::make_unique<PosixFile>(std::move(fd), file.starts_with('.'));
+}
+
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(-1) {
   error.clear();
   const fs::path folder = folderOf(followLinks(nativePath(path)));

@@ -23,6 +23,7 @@ class Handle {
   ~Handle() { close(); }
   explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE; }
   HANDLE get() const { return handle_; }
+  HANDLE release() { return std::exchange(handle_, INVALID_HANDLE_VALUE); }
   void close() {
     if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
   }
@@ -188,6 +189,58 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   }
   if (!done) DeleteFileW(wide(beside));
   return error;
+}
+
+// The folder is held so that nobody can put another in its place: what is then opened by a path
+// through it stands in it.
+OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
+                           std::error_code& error)
+    : path_(parent), handle_(-1) {
+  error.clear();
+  path_.append(u"\\").append(name);
+  if (!CreateDirectoryW(wide(path_), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
+    error = lastError();
+    return;
+  }
+  Handle folder(CreateFileW(wide(path_), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                            nullptr, OPEN_EXISTING,
+                            FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!folder || !GetFileInformationByHandle(folder.get(), &info)) {
+    error = lastError();
+  } else if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  } else if ((info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+    error = std::make_error_code(std::errc::not_a_directory);
+  } else {
+    handle_ = reinterpret_cast<std::intptr_t>(folder.release());
+  }
+}
+
+OutputFolder::~OutputFolder() {
+  if (handle_ != -1) CloseHandle(reinterpret_cast<HANDLE>(handle_));
+}
+
+std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
+                                               std::error_code& error) const {
+  error.clear();
+  std::u16string file = path_ + u"\\";
+  file.append(name);
+  Handle handle(CreateFileW(wide(file), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK ||
+      !GetFileInformationByHandle(handle.get(), &info)) {
+    error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
+  } else if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  } else if (info.nNumberOfLinks > 1) {
+    error = std::make_error_code(std::errc::too_many_links);
+  } else if (!SetEndOfFile(handle.get())) {
+    error = lastError();
+  }
+  if (error) return nullptr;
+  return std::make_unique<Win32File>(std::move(handle));
 }
 
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(0) {

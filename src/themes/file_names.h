@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// Why a name from a package is none that a file can be given in any folder of any system, without
+/// leading out of it or meaning something else there; null when it is fine. The reason is a line in
+/// English.
+TESSARON_API const char* faultOfFileName(std::u16string_view name);
+
+}  // namespace tessaron

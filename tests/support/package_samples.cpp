@@ -1,0 +1,96 @@
+#include "support/package_samples.h"
+
+#include <zlib.h>
+
+namespace samples {
+namespace {
+
+std::string number(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
+  return bytes;
+}
+
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '&') {
+      out += "&amp;";
+    } else if (c == '"') {
+      out += "&quot;";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string packageHeader() {
+  std::string header("TP\1\0", 4);
+  for (char byte = 0; byte < 16; ++byte) header += byte;
+  return header + std::string(1024, '\x55');
+}
+
+std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t size,
+                     const std::string& data) {
+  return number(id) + number(static_cast<std::uint32_t>(packedSize)) +
+         number(static_cast<std::uint32_t>(size)) + std::string(64, '\x55') + data;
+}
+
+std::string deflated(const std::string& content) {
+  uLongf size = compressBound(content.size());
+  std::string out(size, '\0');
+  compress(reinterpret_cast<Bytef*>(out.data()), &size,
+           reinterpret_cast<const Bytef*>(content.data()), content.size());
+  out.resize(size);
+  return out;
+}
+
+std::string inflated(const std::string& stream) {
+  std::string out(1 << 16, '\0');
+  z_stream state{};
+  state.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(stream.data()));
+  state.avail_in = static_cast<uInt>(stream.size());
+  state.next_out = reinterpret_cast<Bytef*>(out.data());
+  state.avail_out = static_cast<uInt>(out.size());
+  inflateInit(&state);
+  inflate(&state, Z_SYNC_FLUSH);
+  inflateEnd(&state);
+  out.resize(out.size() - state.avail_out);
+  return out;
+}
+
+std::string entry(std::uint32_t id, const std::string& content) {
+  const std::string data = deflated(content);
+  return rawEntry(id, static_cast<std::int32_t>(data.size()),
+                  static_cast<std::int32_t>(content.size()), data);
+}
+
+std::string indexXml(const std::vector<std::pair<std::uint32_t, std::string>>& files) {
+  std::string xml = "<index>";
+  for (const auto& [id, name] : files)
+    xml += "<f id=\"" + std::to_string(id) + "\" filename=\"" + escaped(name) + "\"/>";
+  return xml + "</index>";
+}
+
+std::string mainXml() {
+  return "<main><info><author>Ada \xC3\x84</author><email>a@example.org</email>"
+         "<url>http://example.org</url><name>Shelves</name><description>Two of them</description>"
+         "</info><theme name=\"Dark\" screenshot=\"back.png\"/><other name=\"No\"/>"
+         "<theme name=\"Light\"><virtualshelf background=\"back.png\"/></theme></main>";
+}
+
+std::string package(const std::vector<std::pair<std::string, std::string>>& files) {
+  std::vector<std::pair<std::uint32_t, std::string>> names = {{1, "main.xml"}};
+  std::string entries = entry(1, mainXml());
+  for (const auto& [name, content] : files) {
+    const auto id = static_cast<std::uint32_t>(names.size() + 1);
+    names.push_back({id, name});
+    entries += entry(id, content);
+  }
+  return packageHeader() + entry(0, indexXml(names)) + entries;
+}
+
+}  // namespace samples

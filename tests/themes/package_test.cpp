@@ -1,0 +1,535 @@
+#include "themes/package.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+
+#include "support/allocations.h"
+#include "support/package_samples.h"
+#include "support/text.h"
+#include "temporary_folder.h"
+#include "themes/file_names.h"
+
+namespace fs = std::filesystem;
+using namespace samples;
+using namespace std::string_literals;
+using tessaron::faultOfFileName;
+using tessaron::memoryFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+namespace {
+
+struct Package : CPackage {
+  void PostInitialize() override { ++finished; }
+  int finished = 0;
+};
+
+using Files = std::vector<std::pair<std::string, std::string>>;
+
+// A tree as paths and contents; links as what they lead to.
+std::map<std::string, std::string> treeOf(const fs::path& folder) {
+  std::map<std::string, std::string> tree;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    const fs::path place =
+        fs::relative(entry.path().parent_path(), folder) / entry.path().filename();
+    std::string& content = tree[tessaron::toUtf8(place.lexically_normal().generic_u16string())];
+    if (entry.is_directory()) {
+      content = "(folder)";
+    } else {
+      std::ifstream file(entry.path(), std::ios::binary);
+      content.assign(std::istreambuf_iterator<char>(file), {});
+    }
+  }
+  return tree;
+}
+
+// A destination with something around it, and the package's folder.
+class CPackageTest : public testing::Test {
+ protected:
+  CPackageTest() {
+    fs::create_directory(data);
+    std::ofstream(root.path / "outside.txt") << "outside";
+    std::ofstream(data / "beside.txt") << "beside";
+  }
+
+  void unpack(Package& package, const std::string& content, bool extractAll = true) const {
+    package.Initialize(*memoryFile(content), data.u16string(), extractAll);
+  }
+  // What the package's folder holds. Fails when anything changed around it.
+  Files unpacked() const {
+    Files files;
+    std::map<std::string, std::string> tree = treeOf(root.path);
+    EXPECT_EQ(tree["outside.txt"], "outside");
+    EXPECT_EQ(tree["data/beside.txt"], "beside");
+    for (const char* known : {"data", "outside.txt", "data/beside.txt"}) tree.erase(known);
+    const std::string own = "data/"s + kIdentifier;
+    tree.erase(own);
+    for (const auto& [path, content] : tree) {
+      EXPECT_TRUE(path.starts_with(own + '/')) << path;
+      files.push_back({path.substr(own.size() + 1), content});
+    }
+    return files;
+  }
+  Files unpackedFrom(const std::string& content, bool extractAll = true) const {
+    fs::remove_all(data / kIdentifier);
+    Package package;
+    unpack(package, content, extractAll);
+    EXPECT_EQ(package.finished, 1);
+    return unpacked();
+  }
+
+  TemporaryFolder root;
+  const fs::path data = root.path / "data";
+};
+
+std::string reasons(const CPackage& package) {
+  std::string all;
+  for (const auto& problem : package.report.problems) all += problem.reason + '\n';
+  return all;
+}
+
+}  // namespace
+
+TEST_F(CPackageTest, UnpacksFilesAndReadsTheDescription) {
+  const std::string big(3 << 20, 'b');
+  const std::string content =
+      package({{"back.png", "pixels\0\r\n"s}, {"\xE6\x98\x9F \xC3\xA4.jpg", big}});
+  const fs::path file = data / "Theme.tpk";
+  std::ofstream(file, std::ios::binary) << content;
+  Package package;
+  package.path = file.u16string();
+  package.Initialize(data.u16string(), true);
+  fs::remove(file);
+
+  EXPECT_EQ(package.author, u"Ada \u00C4");
+  EXPECT_EQ(package.email, u"a@example.org");
+  EXPECT_EQ(package.url, u"http://example.org");
+  EXPECT_EQ(package.name, u"Shelves");
+  EXPECT_EQ(package.description, u"Two of them");
+  EXPECT_EQ(tessaron::toUtf8(package.identifierText), kIdentifier);
+  EXPECT_EQ(package.identifierText[63], 0);
+  EXPECT_EQ(fs::path(package.GetPathExtracted()), data / kIdentifier);
+  EXPECT_EQ(package.finished, 1);
+  EXPECT_EQ(reasons(package), "");
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("back.png", "pixels\0\r\n"s),
+                                      Pair("\xE6\x98\x9F \xC3\xA4.jpg", big)));
+  unpack(package, content);  // over what is there
+  EXPECT_THAT(unpacked(), SizeIs(2));
+
+  Package copy(package);
+  package.mainDocument->Clear();
+  EXPECT_STREQ(copy.mainDocument->RootElement()->Value(), "main");
+  copy = package;
+  EXPECT_EQ(copy.mainDocument->RootElement(), nullptr);
+  EXPECT_EQ(copy.author, package.author);
+}
+
+TEST_F(CPackageTest, TellsWhatIsNoPackage) {
+  const std::string good = package({});
+  struct Row {
+    std::string content;
+    bool isPackage;
+  };
+  const Row rows[] = {
+      {"", false},
+      {"T", false},
+      {"XP" + good.substr(2), false},
+      {"TP\2\0"s + good.substr(4), false},
+      {"TP\1\1"s + good.substr(4), false},
+      {"TP\1\0"s, true},  // what is missing is zero
+      {good, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    Package package;
+    package.Initialize(*memoryFile(row.content), u"", true);
+    EXPECT_EQ(package.report.isPackage, row.isPackage);
+    EXPECT_EQ(package.finished, 1);
+    EXPECT_EQ(package.author, u"");
+    EXPECT_EQ(package.index->RootElement() != nullptr, row.content == good);
+    EXPECT_EQ(package.GetPathExtracted(), u"");
+  }
+  Package missing;
+  missing.path = (data / "missing.tpk").u16string();
+  missing.Initialize(data.u16string(), true);
+  EXPECT_EQ(missing.report.openError, std::errc::no_such_file_or_directory);
+  EXPECT_EQ(missing.finished, 1);
+  EXPECT_THAT(unpacked(), IsEmpty());
+}
+
+TEST_F(CPackageTest, FollowsTheIndex) {
+  struct Row {
+    const char* what;
+    std::string index;
+    Files files;
+  };
+  const auto f = [](const char* attributes) { return "<x "s + attributes + "/>"; };
+  const Row rows[] = {
+      {"no root", "", {}},
+      {"no child", "<i/>", {}},
+      {"any element names",
+       "<i><!-- --><a id='2' filename='a'/>t<b filename='b' id='3'/></i>",
+       {{"a", "two"}, {"b", "three"}}},
+      {"twice",
+       "<i>" + f("id='2' filename='a'") + f("id='2' filename='b'") + "</i>",
+       {{"a", "two"}, {"b", "two"}}},
+      {"twice the same",
+       "<i>" + f("id='2' filename='a'") + f("id='2' filename='a'") + "</i>",
+       {{"a", "two"}}},
+      {"no id, no integer, no name",
+       "<i>" + f("filename='a'") + f("id='x' filename='b'") + f("id='' filename='c'") +
+           f("id='2'") + f("id='99999999999999999999' filename='e'") + "</i>",
+       {}},
+      {"numbers as the XML library takes them",
+       "<i>" + f("id=' +2' filename='a'") + f("id='3x' filename='b'") +
+           f("id='4294967295' filename='c'") + "</i>",
+       {{"a", "two"}, {"b", "three"}, {"c", "last"}}},
+      {"not nested", "<i><a>" + f("id='2' filename='a'") + "</a></i>", {}},
+      {"one name for two entries",
+       "<i>" + f("id='2' filename='a'") + f("id='3' filename='a'") + "</i>",
+       {{"a", "three"}}},
+      {"up to its fault", "<i>" + f("id='2' filename='a'") + "<", {{"a", "two"}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    const std::string entries = entry(2, "two") + entry(3, "three") + entry(0xFFFFFFFF, "last");
+    EXPECT_EQ(unpackedFrom(packageHeader() + entry(0, row.index) + entries), row.files);
+  }
+  // Only what the index in front of it names; a later index takes the place of an earlier one.
+  const std::string named2 = entry(0, indexXml({{2, "a"}}));
+  EXPECT_THAT(unpackedFrom(packageHeader() + entry(2, "early") + named2), IsEmpty());
+  EXPECT_THAT(unpackedFrom(packageHeader() + named2 + entry(0, indexXml({{3, "b"}})) +
+                           entry(2, "two") + entry(3, "three")),
+              ElementsAre(Pair("b", "three")));
+}
+
+TEST_F(CPackageTest, ReadsMainXmlAsItAlwaysDid) {
+  const std::string index =
+      entry(0, indexXml({{2, "a"}, {1, "b"}, {1, "MAIN.Xml"}, {1, "c"}, {3, "d"}}));
+  const std::string content =
+      packageHeader() + index + entry(2, "two") + entry(1, mainXml()) + entry(3, "three");
+  const auto names = [](const Files& files) {
+    std::string all;
+    for (const auto& file : files) all += file.first;
+    return all;
+  };
+  EXPECT_EQ(names(unpackedFrom(content, true)), "abcd");
+  EXPECT_EQ(names(unpackedFrom(content, false)), "ab");
+
+  Package indexOnly;
+  indexOnly.Initialize(*memoryFile(content), u"", true);
+  EXPECT_NE(indexOnly.index->RootElement(), nullptr);
+  EXPECT_EQ(indexOnly.mainDocument->RootElement(), nullptr);
+  EXPECT_EQ(indexOnly.author, u"");
+  EXPECT_EQ(reasons(indexOnly), "");
+
+  fs::remove_all(data / kIdentifier);
+  Package inspected;
+  inspected.Inspect(*memoryFile(content), true);
+  EXPECT_EQ(inspected.name, u"Shelves");
+  EXPECT_EQ(inspected.report.entries.size(), 4u);
+  inspected.Inspect(*memoryFile(content), false);
+  EXPECT_EQ(inspected.report.entries.size(), 3u);
+  EXPECT_THAT(unpacked(), IsEmpty());
+  EXPECT_FALSE(fs::exists(data / kIdentifier));
+}
+
+TEST_F(CPackageTest, TakesTheDataOfEntriesWithoutASizeForHeaders) {
+  const std::string start = packageHeader() + entry(0, indexXml({{2, "a"}, {3, "b"}}));
+  const std::string hidden = entry(3, "hidden");
+  const auto size = static_cast<std::int32_t>(hidden.size());
+  const std::string tail = entry(2, "two");
+  for (const std::string& odd : {rawEntry(2, size, 0, hidden), rawEntry(2, 0, 5, hidden),
+                                 rawEntry(2, -size, 5, hidden), rawEntry(2, size, -1, hidden)}) {
+    EXPECT_THAT(unpackedFrom(start + odd + tail),
+                ElementsAre(Pair("a", "two"), Pair("b", "hidden")));
+  }
+  EXPECT_THAT(unpackedFrom(start + rawEntry(9, 0, 0, "") + tail), ElementsAre(Pair("a", "two")));
+}
+
+TEST(FaultOfFileName, KnowsWhatAnySystemCannotTake) {
+  const std::u16string bad[] = {u"",
+                                u".",
+                                u"..",
+                                u"../x",
+                                u"..\\x",
+                                u"/etc/x",
+                                u"\\\\server\\x",
+                                u"a/b",
+                                u"a\\b",
+                                u"C:x",
+                                u"C:\\x",
+                                u"x:stream",
+                                u"a\0b"s,
+                                u"a\nb",
+                                u"a\u007F",
+                                u"what?",
+                                u"a*",
+                                u"a|b",
+                                u"<a>",
+                                u"\"a\"",
+                                u"CON",
+                                u"con.png",
+                                u"Nul.tar.gz",
+                                u"aux .txt",
+                                u"PRN",
+                                u"com1",
+                                u"LPT9.x",
+                                u"COM\u00B9.x",
+                                u"CONIN$",
+                                u"dot.",
+                                u"blank ",
+                                u"...",
+                                std::u16string(256, u'x'),
+                                std::u16string(86, u'\u661F')};
+  for (const std::u16string& name : bad)
+    EXPECT_NE(faultOfFileName(name), nullptr) << tessaron::toUtf8(name);
+  const std::u16string good[] = {u"a",
+                                 u".hidden",
+                                 u"a.b.c",
+                                 u"..a",
+                                 u"a..b",
+                                 u"console",
+                                 u"com",
+                                 u"com10",
+                                 u"comx",
+                                 u"x.con",
+                                 u"a b",
+                                 u"\u661F",
+                                 u"~1",
+                                 std::u16string(255, u'x'),
+                                 std::u16string(85, u'\u661F')};
+  for (const std::u16string& name : good)
+    EXPECT_EQ(faultOfFileName(name), nullptr) << tessaron::toUtf8(name);
+}
+
+TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
+  const Files rows = {
+      {"../outside.txt", "another folder"},
+      {"..\\outside.txt", "another folder"},
+      {(root.path / "outside.txt").string(), ""},
+      {"../beside.txt", "another folder"},
+      {"..", "dot"},
+      {"sub/a", "another folder"},
+      {"C:a", "drive"},
+      {"Aux.png", "device"},
+      {"a.", "dot or a blank"},
+      {std::string(256, 'a'), "too long"},
+      {"GOOD.PNG", "case from good.png"},
+      {"\xC3\x84.png", "case from \xC3\xA4.png"},
+  };
+  Files files = {{"good.png", "good"}, {"\xC3\xA4.png", "good"}};
+  for (const auto& row : rows) files.push_back({row.first, "bad"});
+  files.push_back({"last.png", "good"});
+  const std::string content = package(files);
+  Package package;
+  unpack(package, content);
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("good.png", "good"), Pair("last.png", "good"),
+                                      Pair("\xC3\xA4.png", "good")));
+  ASSERT_EQ(package.report.problems.size(), rows.size()) << reasons(package);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    EXPECT_EQ(tessaron::toUtf8(package.report.problems[i].name), rows[i].first);
+    EXPECT_EQ(package.report.problems[i].entry, i + 4);
+    EXPECT_THAT(package.report.problems[i].reason, HasSubstr(rows[i].second));
+  }
+  Package inspected;
+  inspected.Inspect(*memoryFile(content), true);
+  EXPECT_EQ(reasons(inspected), reasons(package));
+
+  // A NUL cannot be named: XML turns it into another character.
+  EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, "<i><f id='2' filename='a&#0;b'/></i>") +
+                           entry(2, "two")),
+              ElementsAre(Pair("a\xEF\xBF\xBD"
+                               "b",
+                               "two")));
+}
+
+TEST_F(CPackageTest, KeepsToItsFolder) {
+  fs::create_directories(data / kIdentifier / "folder");
+  fs::create_hard_link(root.path / "outside.txt", data / kIdentifier / "link");
+  Package package;
+  unpack(package, samples::package({{"link", "bad"}, {"folder", "bad"}, {"good", "good"}}));
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("folder", "(folder)"), Pair("good", "good"),
+                                      Pair("link", "outside")));
+  ASSERT_EQ(package.report.problems.size(), 2u);
+  EXPECT_EQ(package.report.problems[0].reason, "a link stands there");
+
+  fs::remove_all(data / kIdentifier);
+  std::ofstream(data / kIdentifier) << "a file";
+  Package blocked;
+  unpack(blocked, samples::package({{"a", "bad"}}));
+  EXPECT_EQ(blocked.name, u"Shelves");
+  EXPECT_THAT(reasons(blocked), HasSubstr("the folder cannot be used"));
+  fs::remove(data / kIdentifier);
+  EXPECT_THAT(unpacked(), IsEmpty());
+
+  Package nowhere;
+  nowhere.Initialize(*memoryFile(samples::package({{"a", "bad"}})), (data / "missing").u16string(),
+                     true);
+  EXPECT_FALSE(fs::exists(data / "missing"));
+}
+
+TEST_F(CPackageTest, SurvivesEveryTruncation) {
+  std::string noise(300, '\0');
+  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i * 31 >> 3);
+  const std::string content = package({{"a.png", noise}, {"b.png", "second"}});
+  // What an entry at `begin` becomes when the file ends at `length`.
+  const auto expect = [&](const char* name, const std::string& packed, std::size_t begin,
+                          std::size_t length, Files& files) {
+    begin += kEntryHeader;
+    if (length <= begin) return;
+    const std::size_t given = std::min(length - begin, packed.size());
+    files.push_back(
+        {name, inflated(packed.substr(0, given) + std::string(packed.size() - given, '\0'))});
+  };
+  const std::string first = deflated(noise), second = deflated("second");
+  const std::size_t secondBegin = content.size() - kEntryHeader - second.size();
+  const std::size_t firstBegin = secondBegin - kEntryHeader - first.size();
+  for (std::size_t length = packageHeader().size(); length <= content.size(); ++length) {
+    SCOPED_TRACE(length);
+    Files files;
+    expect("a.png", first, firstBegin, length, files);
+    expect("b.png", second, secondBegin, length, files);
+    EXPECT_EQ(unpackedFrom(content.substr(0, length)), files);
+  }
+  // What inflates before the data ends is kept; its check value is all that is missing here.
+  const std::size_t cut = content.size() - 4;
+  Package package;
+  unpack(package, content.substr(0, cut));
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("a.png", noise), Pair("b.png", "second")));
+  EXPECT_THAT(reasons(package), HasSubstr("ends inside"));
+}
+
+TEST_F(CPackageTest, SurvivesFlippedBytes) {
+  const std::string content = package({{"a.png", "first"}, {"b.png", "second"}});
+  for (std::size_t at = packageHeader().size(); at < content.size(); ++at) {
+    for (const char flip : {'\x01', '\x80'}) {
+      std::string flipped = content;
+      flipped[at] = static_cast<char>(flipped[at] ^ flip);
+      unpackedFrom(flipped);  // whatever names come out of it
+    }
+  }
+}
+
+TEST_F(CPackageTest, NeedsNoMemoryForWhatIsClaimed) {
+  const std::string index = entry(0, indexXml({{1, "main.xml"}, {2, "a"}}));
+  const std::string packed = deflated("data");
+  const std::string claims = packageHeader() + index + rawEntry(2, 0x7FFFFFFF, 0x7FFFFFFF, packed);
+  const std::size_t before = allocatedBytes();
+  EXPECT_THAT(unpackedFrom(claims), ElementsAre(Pair("a", "data")));
+  EXPECT_LT(allocatedBytes() - before, 2u << 20);
+}
+
+// Bytes that compress a thousand times, twice over what one entry may have.
+TEST_F(CPackageTest, StopsBombs) {
+  const std::string block = deflated(std::string(std::size_t{257} << 20, '\0'));
+  const auto size = static_cast<std::int32_t>(block.size());
+  const std::string content =
+      packageHeader() + entry(0, indexXml({{1, "main.xml"}, {2, "bomb"}, {3, "after"}})) +
+      rawEntry(2, size, 1, block) + rawEntry(1, size, 1, block) + entry(3, "after");
+  Package package;
+  const std::size_t before = allocatedBytes();
+  unpack(package, content);
+  EXPECT_LT(allocatedBytes() - before, 24u << 20);
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("after", "after"), Pair("bomb", "")));
+  EXPECT_THAT(reasons(package), testing::AllOf(HasSubstr("256 MiB"), HasSubstr("4 MiB")));
+
+  std::vector<std::pair<std::uint32_t, std::string>> copies;
+  for (int i = 0; i < 20; ++i) copies.push_back({2, "copy" + std::to_string(i)});
+  EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, indexXml(copies)) + entry(2, "x")),
+              SizeIs(16));
+}
+
+TEST_F(CPackageTest, KeepsWhatInflatesBeforeDamage) {
+  std::string text;
+  for (int i = 0; i < 200000; ++i) text += std::to_string(i);
+  std::string packed = deflated(text);
+  packed[packed.size() / 2] = static_cast<char>(~packed[packed.size() / 2]);
+  packed.resize(packed.size() - 10);
+  Package package;
+  const auto size = static_cast<std::int32_t>(packed.size());
+  unpack(package, packageHeader() + entry(0, indexXml({{2, "a"}, {3, "b"}})) +
+                      rawEntry(2, size, 1, packed) + entry(3, "three"));
+  const Files files = unpacked();
+  ASSERT_THAT(files, SizeIs(2));
+  EXPECT_GT(files[0].second.size(), text.size() / 4);
+  EXPECT_EQ(files[0].second.substr(0, text.size() / 4), text.substr(0, text.size() / 4));
+  EXPECT_EQ(files[1].second, "three");
+  EXPECT_THAT(reasons(package), HasSubstr("damaged"));
+}
+
+namespace {
+
+// A file whose reads give at most `most` bytes, and fail where `fails` says so.
+struct UnreliableFile : tessaron::File {
+  explicit UnreliableFile(std::string content) : inner(memoryFile(std::move(content))) {}
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    if (fails(reads++)) return std::nullopt;
+    return inner->read(buffer.first(std::min(buffer.size(), most)));
+  }
+  bool write(std::span<const std::byte>) override { return false; }
+  bool seek(std::uint64_t) override { return false; }
+  std::optional<std::uint64_t> size() override { return std::nullopt; }
+  bool setEnd() override { return false; }
+  std::optional<tessaron::FileStatus> status() override { return std::nullopt; }
+
+  std::unique_ptr<File> inner;
+  std::size_t most = SIZE_MAX;
+  std::function<bool(int)> fails = [](int) { return false; };
+  int reads = 0;
+};
+
+}  // namespace
+
+TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
+  const std::string content = package({{"a.png", "first"}, {"b.png", "second"}});
+  const auto good = ElementsAre(Pair("a.png", "first"), Pair("b.png", "second"));
+  {
+    UnreliableFile slow(content);
+    slow.most = 1;
+    Package package;
+    package.Initialize(slow, data.u16string(), true);
+    EXPECT_THAT(unpacked(), good);
+    EXPECT_EQ(reasons(package), "");
+  }
+  // Whichever read fails for good, 16 of them are the last, or one that should have given data.
+  const int all = 10;  // header, four entries, end
+  for (int first = 0; first <= all; ++first) {
+    SCOPED_TRACE(first);
+    UnreliableFile broken(content);
+    broken.fails = [=](int read) { return read >= first; };
+    Package package;
+    package.Initialize(broken, data.u16string(), true);
+    EXPECT_EQ(package.finished, 1);
+    EXPECT_LE(broken.reads, first + 16);
+    EXPECT_EQ(package.report.problems.empty(), first == 0 || first == all) << reasons(package);
+  }
+  {
+    // Reads of headers that fail fifteen times, and then go on. The header of the first round is
+    // zero, and there is none in between.
+    UnreliableFile shaky(content);
+    shaky.fails = [](int read) { return read >= 1 && read <= 15; };
+    fs::remove_all(data / kIdentifier);
+    Package package;
+    package.Initialize(shaky, data.u16string(), true);
+    EXPECT_THAT(unpacked(), good);
+  }
+  {
+    // QUIRK's other side: with the header before in hand, a failed read takes its data once more.
+    UnreliableFile stale(packageHeader() + entry(0, indexXml({{2, "a"}})) + entry(2, "two") +
+                         deflated("new"));
+    stale.fails = [](int read) { return read == 5; };
+    fs::remove_all(data / kIdentifier);
+    Package package;
+    package.Initialize(stale, data.u16string(), true);
+    EXPECT_THAT(unpacked(), ElementsAre(Pair("a", "new")));
+  }
+}

@@ -1,0 +1,158 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "support/package_samples.h"
+#include "support/xml.h"
+#include "temporary_folder.h"
+#include "themes/theme_manager.h"
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+CThemeScheme schemeOf(const std::string& xml) {
+  TiXmlDocument document;
+  EXPECT_FALSE(tessaron::parseXml(xml, document)) << xml;
+  return CThemeScheme(document.RootElement());
+}
+
+void write(const fs::path& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace
+
+TEST(CThemeScheme, ReadsAllThatAnElementHas) {
+  const CThemeScheme scheme = schemeOf(
+      "<theme name='\xC3\x84' screenshot='s.png'>"
+      "<templates><a mode='fullframe' file='f1'/><b mode='wideframe' file='w'/>"
+      "<c mode='fullframe' file='f2'/><d mode='round' file='r'/><e mode='wideframe'/></templates>"
+      "<virtualshelf background='b.png' uwidth='1' uheight='-2' uhspace='3' uvspace='4'>"
+      "<group name='Book' image='i.png' olx='5' oly='6' olwidth='7' olheight='8'/><anything/>"
+      "</virtualshelf></theme>");
+  EXPECT_EQ(scheme.name, u"\u00C4");
+  EXPECT_EQ(scheme.screenshot, u"s.png");
+  EXPECT_EQ(scheme.fullFrameTemplate, u"f2");
+  EXPECT_EQ(scheme.wideFrameTemplate, u"w");
+  EXPECT_EQ(scheme.background, u"b.png");
+  EXPECT_EQ(scheme.uwidth, 1);
+  EXPECT_EQ(scheme.uheight, -2);
+  EXPECT_EQ(scheme.uhspace, 3);
+  EXPECT_EQ(scheme.uvspace, 4);
+  ASSERT_EQ(scheme.groups.size(), 2u);
+  EXPECT_EQ(scheme.groups[0].name, u"Book");
+  EXPECT_EQ(scheme.groups[0].image, u"i.png");
+  EXPECT_EQ(scheme.groups[0].olx, 5);
+  EXPECT_EQ(scheme.groups[0].oly, 6);
+  EXPECT_EQ(scheme.groups[0].olwidth, 7);
+  EXPECT_EQ(scheme.groups[0].olheight, 8);
+  EXPECT_EQ(scheme.groups[1].image, u"");
+  EXPECT_EQ(scheme.groups[1].olwidth, 0);
+}
+
+TEST(CThemeScheme, TakesWhatItKnows) {
+  struct Row {
+    const char* inner;
+    const char16_t* fullFrame;
+    const char16_t* background;
+    int uwidth;
+    std::size_t groups;
+  };
+  const Row rows[] = {
+      {"", u"", u"", 0, 0},
+      {"<templates><t mode='fullframe'/></templates>", u"", u"", 0, 0},
+      {"<templates><t mode='FullFrame' file='f'/></templates>", u"", u"", 0, 0},
+      {"<Templates><t mode='fullframe' file='f'/></Templates>", u"", u"", 0, 0},
+      {"<virtualshelf background='b' uwidth='wide'><g/></virtualshelf>", u"", u"b", 0, 1},
+      {"<VirtualShelf background='b' uwidth='4'><g/></VirtualShelf>", u"", u"", 0, 0},
+      {"<virtualshelf background='a' uwidth='4'><g/></virtualshelf>"
+       "<virtualshelf uheight='1'><g/><h/></virtualshelf>",
+       u"", u"a", 0, 3},
+      {"<virtualshelf background='a'/><virtualshelf background='b' uwidth='5'/>", u"", u"b", 5, 0},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.inner);
+    const CThemeScheme scheme = schemeOf("<theme>" + std::string(row.inner) + "</theme>");
+    EXPECT_EQ(scheme.fullFrameTemplate, row.fullFrame);
+    EXPECT_EQ(scheme.background, row.background);
+    EXPECT_EQ(scheme.uwidth, row.uwidth);
+    EXPECT_EQ(scheme.groups.size(), row.groups);
+  }
+  EXPECT_EQ(CThemeScheme(nullptr).name, u"");
+}
+
+TEST(CThemePackage, RebuildsItsSchemes) {
+  CThemePackage package;
+  package.Inspect(*tessaron::memoryFile(samples::package({})), true);
+  ASSERT_EQ(package.schemes.size(), 2u);
+  EXPECT_EQ(package.schemes[0]->name, u"Dark");
+  EXPECT_EQ(package.schemes[1]->name, u"Light");
+  const CThemePackage copy(package);
+  package.PostInitialize();
+  EXPECT_EQ(package.schemes.size(), 2u);
+  package.mainDocument->Clear();
+  package.PostInitialize();
+  EXPECT_THAT(package.schemes, IsEmpty());
+  ASSERT_EQ(copy.schemes.size(), 2u);
+  EXPECT_EQ(copy.schemes[1]->background, u"back.png");
+  package = copy;
+  EXPECT_NE(package.schemes.at(1), copy.schemes[1]);
+}
+
+TEST(CThemeMan, ListsAndSelectsPackages) {
+  const TemporaryFolder folder;
+  const fs::path data = folder.path;
+  const std::string good = samples::package({{"back.png", "b"}, {"../evil.png", "x"}});
+  write(data / "DefaultTheme.tpk", good);
+  write(data / "Other.TPK", samples::packageHeader());
+  write(data / "foreign.tpk", "no package");
+  write(data / "tpk", good);
+  fs::create_directory(data / "folder.tpk");
+
+  CThemeMan themes(data.u16string());
+  EXPECT_TRUE(themes.imageCache().isOpen());
+  EXPECT_TRUE(fs::exists(data / "ImageCache.db"));
+  EXPECT_THAT(themes.packages(), ElementsAre(u"DefaultTheme.tpk", u"Other.TPK", u"foreign.tpk"));
+
+  const std::size_t before = folder.entries();
+  struct Row {
+    std::u16string file;
+    std::int32_t scheme;
+  };
+  const Row refused[] = {{u"missing.tpk", 0},
+                         {u"foreign.tpk", 0},
+                         {u"folder.tpk", 0},
+                         {u"Other.TPK", 0},
+                         {u"", 0},
+                         {u"DefaultTheme.tpk", 2},
+                         {u"DefaultTheme.tpk", -1},
+                         {u"../" + data.filename().u16string() + u"/DefaultTheme.tpk", 0}};
+  for (const Row& row : refused) EXPECT_FALSE(themes.select(row.file, row.scheme));
+  EXPECT_EQ(themes.scheme(), nullptr);
+  EXPECT_EQ(themes.picturePath(u"back.png"), u"");
+  EXPECT_EQ(folder.entries(), before);
+
+  ASSERT_TRUE(themes.select(u"DefaultTheme.tpk", 1));
+  for (const Row& row : refused) EXPECT_FALSE(themes.select(row.file, row.scheme));
+  EXPECT_EQ(themes.selectedFile(), u"DefaultTheme.tpk");
+  ASSERT_NE(themes.scheme(), nullptr);
+  EXPECT_EQ(themes.scheme()->name, u"Light");
+  EXPECT_EQ(fs::path(themes.picturePath(themes.scheme()->background)),
+            data / samples::kIdentifier / "back.png");
+  EXPECT_TRUE(fs::is_regular_file(themes.picturePath(u"BACK.png")));
+  EXPECT_EQ(themes.picturePath(u"../evil.png"), u"");
+  EXPECT_EQ(themes.picturePath(u"none.png"), u"");
+}
+
+TEST(CThemeMan, NeedsNoDataFolder) {
+  const TemporaryFolder folder;
+  CThemeMan themes((folder.path / "missing").u16string());
+  EXPECT_THAT(themes.packages(), IsEmpty());
+  EXPECT_FALSE(themes.select(u"DefaultTheme.tpk", 0));
+  EXPECT_FALSE(themes.imageCache().isOpen());
+  EXPECT_EQ(folder.entries(), 0u);
+}

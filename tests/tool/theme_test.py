@@ -1,0 +1,154 @@
+import os
+import pathlib
+import re
+import struct
+import subprocess
+import unittest
+import zlib
+
+from support import TOOL, ToolTest
+
+SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
+IDENTIFIER = bytes(range(16))
+MAIN = """<p><info><author>Ada</author><name>Größe</name></info>
+<theme name="Day" screenshot="day.png"><templates><t mode="fullframe" file="f.png"/></templates>
+<virtualshelf background="day.png" uwidth="3"><g name="Book" image="b.png" olx="1"/></virtualshelf>
+</theme><theme name="Night"/></p>"""
+
+
+def entry(number, content):
+    data = zlib.compress(content)
+    return struct.pack("<III64x", number, len(data), len(content)) + data
+
+
+def package(files):
+    """A package written down apart from the tool; files by name, main.xml first."""
+    index = "".join(f'<x id="{i}" filename="{name}"/>' for i, name in enumerate(files, 1))
+    content = struct.pack("<2sH16s1024x", b"TP", 1, IDENTIFIER) + entry(0, f"<i>{index}</i>".encode())
+    return content + b"".join(entry(i, data) for i, data in enumerate(files.values(), 1))
+
+
+class Theme(ToolTest):
+    def test_tells_what_is_in_a_package(self):
+        self.write("t.tpk", package({"main.xml": MAIN.encode(), "day.png": b"x" * 999}))
+        info = self.json("theme", "info", "t.tpk")
+        self.assertEqual(info["identifier"], IDENTIFIER.hex().upper())
+        self.assertEqual((info["name"], info["author"]), ("Größe", "Ada"))
+        day, night = info["schemes"]
+        self.assertEqual(day["background"], "day.png")
+        self.assertEqual(day["fullFrameTemplate"], "f.png")
+        self.assertEqual(day["uwidth"], 3)
+        self.assertEqual(day["groups"], [{"name": "Book", "image": "b.png", "olx": 1, "oly": 0,
+                                          "olwidth": 0, "olheight": 0}])
+        self.assertEqual(night["name"], "Night")
+        self.assertEqual([(file["entry"], file["name"], file["size"]) for file in info["files"]],
+                         [(1, "main.xml", len(MAIN.encode())), (2, "day.png", 999)])
+        self.assertEqual(info["dropped"], [])
+        text = self.tool("theme", "info", "t.tpk").out
+        for expected in ("Größe", "Ada", "Scheme 1", "Night", "day.png"):
+            self.assertIn(expected, text)
+        with open(self.folder / "t.tpk", "rb") as file:
+            piped = subprocess.run([TOOL, "theme", "info", "-"], stdin=file, capture_output=True)
+        self.assertEqual(piped.stdout.decode(), text)
+
+    def test_unpacks_into_a_folder_of_its_own(self):
+        files = {"main.xml": MAIN.encode(), "day.png": os.urandom(100000)}
+        self.write("t.tpk", package(files))
+        done = self.json("theme", "unpack", "t.tpk", "new/out")
+        folder = self.folder / "new" / "out" / IDENTIFIER.hex().upper()
+        self.assertEqual(self.folder / done["folder"], folder)
+        self.assertEqual([path.name for path in folder.iterdir()], ["day.png"])
+        self.assertEqual((folder / "day.png").read_bytes(), files["day.png"])
+        self.assertEqual(self.tool("theme", "unpack", "t.tpk", "new/out").out,
+                         f"{done['folder']}\n")
+
+    def test_dropped_entries_are_told_and_fail(self):
+        bad = {"../evil": "another folder", "nul.png": "device", "DAY.png": "only in case"}
+        files = {"main.xml": MAIN.encode(), "day.png": b"day"} | {name: b"bad" for name in bad}
+        self.write("t.tpk", package(files))
+        for verb, *more in (("info",), ("unpack", "out")):
+            done = subprocess.run([TOOL, "theme", verb, "t.tpk", *more], cwd=self.folder,
+                                  capture_output=True, check=False)
+            self.assertEqual(done.returncode, 1)
+            lines = done.stderr.decode().splitlines()
+            self.assertEqual(len(lines), len(bad))
+            for line, (name, reason) in zip(lines, bad.items()):
+                self.assertRegex(line, rf'^tessaron: t\.tpk: entry \d+ "{re.escape(name)}": .*{reason}')
+        names = sorted(str(path.relative_to(self.folder)) for path in self.folder.rglob("*"))
+        folder = f"out/{IDENTIFIER.hex().upper()}"
+        self.assertEqual(names, ["out", folder, f"{folder}/day.png", "t.tpk"])
+
+    def test_packs_what_it_unpacks_again(self):
+        folder = self.folder / "theme"
+        folder.mkdir()
+        files = {"main.xml": MAIN.encode(), "day & night.png": os.urandom(5000), "ä'.png": b"\0"}
+        for name, content in files.items():
+            (folder / name).write_bytes(content)
+        self.tool("theme", "pack", "theme", "a.tpk")
+        os.utime(folder / "main.xml", (0, 0))
+        self.tool("theme", "pack", "theme/", "b.tpk")
+        subprocess.run([SOURCE / "scripts/pack-theme", folder, self.folder / "c.tpk"], check=True)
+        packed = (self.folder / "a.tpk").read_bytes()
+        for other in ("b.tpk", "c.tpk"):
+            self.assertEqual((self.folder / other).read_bytes(), packed)
+        out = self.folder / self.json("theme", "unpack", "a.tpk", "out")["folder"]
+        del files["main.xml"]
+        self.assertEqual({path.name: path.read_bytes() for path in out.iterdir()}, files)
+
+        (folder / "a.png").write_bytes(b"another")
+        self.tool("theme", "pack", "theme", "d.tpk")
+        self.assertNotEqual(self.json("theme", "info", "d.tpk")["identifier"], out.name)
+
+    def test_the_default_theme_has_all_that_it_names(self):
+        self.tool("theme", "pack", SOURCE / "examples/themes/default", "DefaultTheme.tpk")
+        info = self.json("theme", "info", "DefaultTheme.tpk")
+        self.assertEqual([scheme["name"] for scheme in info["schemes"]], ["Wood", "Night"])
+        out = self.folder / self.json("theme", "unpack", "DefaultTheme.tpk", ".")["folder"]
+        for scheme in info["schemes"]:
+            groups = scheme["groups"]
+            self.assertEqual(len(groups), 4)
+            for key in ("screenshot", "fullFrameTemplate", "wideFrameTemplate", "background"):
+                self.assertTrue((out / scheme[key]).is_file(), key)
+            for group in groups:
+                picture = (out / group["image"]).read_bytes()
+                width, height = struct.unpack_from(">II", picture, 16)  # of the PNG's header
+                self.assertLessEqual(group["olx"] + group["olwidth"], width)
+                self.assertLessEqual(group["oly"] + group["olheight"], height)
+
+    def test_failures(self):
+        good = self.write("good.tpk", package({"main.xml": MAIN.encode()}))
+        self.write("foreign", "no package")
+        self.write("version.tpk", b"TP\2\0" + good.read_bytes()[4:])
+        for name, files in {
+            "empty": {"main.xml": MAIN, "a": ""},
+            "none": {"a": "a"},
+            "device": {"main.xml": MAIN, "aux.png": "a"},
+            "case": {"main.xml": MAIN, "a": "a", "A": "a"},
+            "damaged": {"main.xml": "<p>"},
+        }.items():
+            (self.folder / name).mkdir()
+            for file, content in files.items():
+                (self.folder / name / file).write_text(content)
+        (self.folder / "link").mkdir()
+        (self.folder / "link" / "main.xml").symlink_to(good)
+        self.assert_failures([
+            (65, "no package", "theme", "info", "foreign"),
+            (65, "no package", "theme", "info", "version.tpk"),
+            (65, "no package", "theme", "unpack", "foreign", "out"),
+            (66, "No such file", "theme", "info", "missing"),
+            (66, "directory", "theme", "info", "none"),
+            (73, "foreign/out: Not a directory", "theme", "unpack", "good.tpk", "foreign/out"),
+            (73, "No such file", "theme", "pack", SOURCE / "examples/themes/default", "no/x.tpk"),
+            (66, "No such file", "theme", "pack", "missing", "x.tpk"),
+            (65, "empty", "theme", "pack", "empty", "x.tpk"),
+            (65, "no main.xml", "theme", "pack", "none", "x.tpk"),
+            (65, "device", "theme", "pack", "device", "x.tpk"),
+            (65, "only in case", "theme", "pack", "case", "x.tpk"),
+            (65, "line 1", "theme", "pack", "damaged", "x.tpk"),
+            (65, "only files", "theme", "pack", "link", "x.tpk"),
+            (2, "subcommand", "theme"),
+        ], untouched=[good])
+
+
+if __name__ == "__main__":
+    unittest.main()
