@@ -1,5 +1,6 @@
 #include "platform/system.h"
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -7,7 +8,12 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
+#include <string>
+
+#include "platform/posix/environment.h"
+#include "platform/posix/native_path.h"
 
 namespace tessaron {
 namespace {
@@ -36,6 +42,12 @@ bool isPageReadable(std::uintptr_t address) {
   return syscall(SYS_rt_sigprocmask, ~0, set, nullptr, kSetSize) == 0 || errno != EFAULT;
 }
 
+std::string hexadecimal(std::uint32_t number) {
+  char digits[9];
+  std::snprintf(digits, sizeof digits, "%X", number);
+  return digits;
+}
+
 }  // namespace
 
 SYSTEMTIME utcNow() { return now(gmtime_r); }
@@ -53,5 +65,67 @@ bool isReadable(const void* address, std::size_t size) {
   }
   return true;
 }
+
+std::u16string programFolder() {
+  std::string folder = environment("TESSARON_HOME");
+  if (folder.empty()) folder = baseFolder("XDG_DATA_HOME", ".local/share") + "/tessaron";
+  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return fromNativePath(folder);
+}
+
+std::u16string temporaryFolder() {
+  std::string folder = environment("TMPDIR");
+  if (folder.empty()) folder = "/tmp";
+  if (!folder.ends_with('/')) folder += '/';
+  return fromNativePath(folder);
+}
+
+std::u16string temporaryFileName(std::u16string_view folder, std::u16string_view prefix,
+                                 std::uint32_t number) {
+  std::string start = nativePath(folder);
+  if (!start.ends_with('/')) start += '/';
+  start += nativePath(prefix.substr(0, 3));
+  const auto name = [&](std::uint32_t unique) { return start + hexadecimal(unique) + ".tmp"; };
+  if ((number & 0xFFFF) != 0) return fromNativePath(name(number & 0xFFFF));
+
+  const auto first = static_cast<std::uint32_t>(
+      std::chrono::steady_clock::now().time_since_epoch() / std::chrono::microseconds(1));
+  for (std::uint32_t i = 0; i < 0xFFFF; ++i) {
+    const std::string path = name((first + i) % 0xFFFF + 1);
+    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+    if (file != -1) {
+      close(file);
+      return fromNativePath(path);
+    }
+    if (errno != EEXIST && errno != EINTR) break;
+  }
+  return {};
+}
+
+COLORREF systemColor(SystemColor part) {
+  constexpr COLORREF kBlack = 0, kWhite = 0xFFFFFF, kBlue = 0xD77800, kLight = 0xF0F0F0,
+                     kGrey = 0xA0A0A0;
+  switch (part) {
+    case SystemColor::Window:
+    case SystemColor::HighlightText:
+    case SystemColor::ButtonHighlight:
+      return kWhite;
+    case SystemColor::Highlight:
+    case SystemColor::MenuHighlight:
+      return kBlue;
+    case SystemColor::ButtonFace:
+      return kLight;
+    case SystemColor::ButtonShadow:
+      return kGrey;
+    case SystemColor::WindowText:
+    case SystemColor::MenuText:
+      break;
+  }
+  return kBlack;
+}
+
+int verticalScrollBarWidth() { return 16; }
+int screenBitsPerPixel() { return 32; }
+bool isThemeApplied() { return false; }
 
 }  // namespace tessaron

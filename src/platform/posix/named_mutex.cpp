@@ -1,0 +1,124 @@
+#include "platform/named_mutex.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <map>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "platform/file.h"
+#include "platform/posix/environment.h"
+#include "platform/posix/native_path.h"
+
+namespace tessaron {
+namespace {
+
+constexpr std::size_t kLongestFileName = 200;
+
+// The open mutexes by their handles, which are never used again: closing one twice does no harm.
+struct OpenMutexes {
+  std::map<std::uintptr_t, int> files;
+  std::uintptr_t last = 0;
+
+  void* add(int file) {
+    files.emplace(++last, file);
+    return reinterpret_cast<void*>(last);
+  }
+};
+
+OpenMutexes& openMutexes() {
+  static OpenMutexes mutexes;
+  return mutexes;
+}
+
+// A folder of the user's own; empty when there is none that can be trusted.
+std::string lockFolder() {
+  std::string folder = environment("XDG_RUNTIME_DIR");
+  if (folder.starts_with('/')) {
+    folder += "/tessaron";
+  } else {
+    folder = environment("TMPDIR");
+    folder = (folder.empty() ? "/tmp" : folder) + "/tessaron-" + std::to_string(geteuid());
+  }
+  mkdir(folder.c_str(), 0700);
+  struct stat info;
+  const bool isOurs = lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
+                      info.st_uid == geteuid() && (info.st_mode & 0022) == 0;
+  return isOurs ? folder : std::string();
+}
+
+// A file name for any text: letters, digits and a few signs stand for themselves, other bytes as
+// %XX. The end of a long one is replaced by a number made of the whole.
+std::string fileName(std::u16string_view name) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string file = "mutex-";
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char16_t unit : name) {
+    hash = (hash ^ unit) * 1099511628211u;
+    if (unit < 0x80 && (isalnum(unit) || unit == u'-' || unit == u'_')) {
+      file += static_cast<char>(unit);
+    } else {
+      file += '%';
+      for (int shift = 12; shift >= 0; shift -= 4) file += kDigits[unit >> shift & 0xF];
+    }
+  }
+  if (file.size() > kLongestFileName) {
+    file.resize(kLongestFileName);
+    file += '~' + std::to_string(hash);
+  }
+  return file;
+}
+
+// Holds the file's shared lock. Tells whether others hold it, too.
+std::uint32_t hold(int file) {
+  const bool isNew = flock(file, LOCK_EX | LOCK_NB) == 0;
+  while (flock(file, LOCK_SH) != 0) {
+    if (errno != EINTR) return ERROR_ACCESS_DENIED;
+  }
+  return isNew ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS;
+}
+
+}  // namespace
+
+void* openNamedMutex(const char16_t* name, std::uint32_t& code) {
+  std::u16string_view text = name ? name : std::u16string_view();
+  code = ERROR_SUCCESS;
+  if (text.empty()) return openMutexes().add(-1);
+  constexpr std::u16string_view kLocal = u"Local\\", kGlobal = u"Global\\";
+  if (text.starts_with(kLocal)) text.remove_prefix(kLocal.size());
+  if (text.find(u'\\', text.starts_with(kGlobal) ? kGlobal.size() : 0) != text.npos) {
+    code = ERROR_PATH_NOT_FOUND;
+    return nullptr;
+  }
+  code = ERROR_ACCESS_DENIED;
+  const std::string folder = lockFolder();
+  if (folder.empty()) return nullptr;
+  const std::string path = folder + '/' + fileName(text);
+  // One at a time: who finds itself alone lets go of the file for a moment.
+  std::error_code error;
+  const FolderLock lock(fromNativePath(path), error);
+  const int file = open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (error || file == -1) return nullptr;
+  code = hold(file);
+  if (code == ERROR_ACCESS_DENIED) {
+    close(file);
+    return nullptr;
+  }
+  return openMutexes().add(file);
+}
+
+void closeNamedMutex(void* mutex) {
+  auto& files = openMutexes().files;
+  const auto found = files.find(reinterpret_cast<std::uintptr_t>(mutex));
+  if (found == files.end()) return;
+  if (found->second != -1) close(found->second);
+  files.erase(found);
+}
+
+}  // namespace tessaron
