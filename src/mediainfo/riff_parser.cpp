@@ -269,6 +269,9 @@ void AviReader::finish() {
         stream.rate = 1000000;
       }
     }
+    // A recording that was broken off claims more than its file can hold: a frame takes at least
+    // the eight bytes of its chunk.
+    if (stream.length > size_ / (known.isVideo ? 8 : 1)) stream.length = 0;
     const double units = stream.unitsPerSecond();
     if (units > 0) known.seconds = static_cast<double>(stream.length) / units;
     if (known.isVideo) {

@@ -5,6 +5,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+
+#include "support/text.h"
 
 namespace tessaron {
 
@@ -29,16 +32,16 @@ std::u16string runTimeText(double seconds) {
   constexpr double kMost = 1e15;
   const auto whole = static_cast<std::int64_t>(
       std::isfinite(seconds) ? std::round(std::clamp(seconds, 0.0, kMost)) : 0);
-  const auto padded = [](std::int64_t part) {
-    return decimalText(static_cast<double>(part / 10), 0) +
-           decimalText(static_cast<double>(part % 10), 0);
-  };
-  const std::int64_t minutes = whole / 60 % 60;
-  const std::int64_t hours = whole / 3600;
-  std::u16string text;
-  if (hours > 0) text = decimalText(static_cast<double>(hours), 0) + u':';
-  text += hours > 0 ? padded(minutes) : decimalText(static_cast<double>(minutes), 0);
-  return text + u':' + padded(whole % 60);
+  const auto hours = static_cast<long long>(whole / 3600);
+  const int minutes = static_cast<int>(whole / 60 % 60);
+  const int rest = static_cast<int>(whole % 60);
+  std::array<char, 32> text;
+  if (hours > 0) {
+    std::snprintf(text.data(), text.size(), "%lld:%02d:%02d", hours, minutes, rest);
+  } else {
+    std::snprintf(text.data(), text.size(), "%d:%02d", minutes, rest);
+  }
+  return fromUtf8(text.data());
 }
 
 }  // namespace tessaron

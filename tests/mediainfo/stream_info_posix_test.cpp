@@ -190,3 +190,14 @@ TEST(CDSMediaStreamInfo, OpensNothingButTheFile) {
     EXPECT_FALSE(info.identifyByFileName((folder.path / name).u16string(), audio, video));
   }
 }
+
+TEST(CDSMediaStreamInfo, TellsNoRunTimeOfABrokenOffRecording) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path / "broken.avi";
+  const std::string command =
+      "ffmpeg -v error " + (kPicture + std::string("25")) + " -c:v mjpeg -f avi - | cat > '" + path;
+  ASSERT_EQ(std::system((command + '\'').c_str()), 0);
+  CFileInfo info;
+  ASSERT_TRUE(info.fromFile(tessaron::fromUtf8(path)));
+  EXPECT_EQ(lines(info.videoStreams), "40003=320 x 240 40101=Motion JPEG 40107=25 fps 40108=4:3\n");
+}

@@ -159,6 +159,9 @@ bool isListed(const AVStream& stream) {
 }
 
 double secondsOf(const AVStream& stream, const AVFormatContext& context) {
+  // A recording that was broken off claims more frames than its file has bytes.
+  const auto* source = static_cast<const Source*>(context.pb->opaque);
+  if (stream.nb_frames > static_cast<std::int64_t>(source->size)) return 0;
   if (stream.duration > 0) {
     return static_cast<double>(stream.duration) * stream.time_base.num / stream.time_base.den;
   }
@@ -251,6 +254,7 @@ std::optional<std::vector<MediaStream>> findMediaStreams(std::u16string_view pat
     std::ranges::stable_sort(found, {}, &AVStream::id);
   }
   std::vector<MediaStream> streams;
+  streams.reserve(found.size());
   for (const AVStream* stream : found) streams.push_back(describe(*stream, *input.get()));
   return streams;
 }
