@@ -38,7 +38,7 @@ class Collector : public benchmark::ConsoleReporter {
 /// Prints a line with a ratio and, unless it is 0, whether it keeps the limit.
 inline void printRatio(const char* what, double ratio, double limit) {
   std::printf("%-58s %6.2f", what, ratio);
-  if (limit > 0) std::printf("   at most %.1f: %s", limit, ratio <= limit ? "kept" : "MISSED");
+  if (limit > 0) std::printf("   at most %g: %s", limit, ratio <= limit ? "kept" : "MISSED");
   std::printf("\n");
 }
 
