@@ -1,3 +1,4 @@
+import json
 import os
 import pathlib
 import re
@@ -114,6 +115,41 @@ class Theme(ToolTest):
                 width, height = struct.unpack_from(">II", picture, 16)  # of the PNG's header
                 self.assertLessEqual(group["olx"] + group["olwidth"], width)
                 self.assertLessEqual(group["oly"] + group["olheight"], height)
+
+    def test_lists_and_selects_what_the_data_folder_has(self):
+        environment = os.environ | {"TESSARON_HOME": str(self.folder / "home"),
+                                    "TESSARON_SETTINGS": str(self.folder / "settings.db")}
+        run = lambda *arguments, **options: self.tool(  # noqa: E731
+            "theme", *arguments, env=environment, **options)
+        self.assertIn("no themes", run("list", code=1).err)
+        data = self.folder / "home" / "Data"
+        data.mkdir(parents=True)
+        (data / "DefaultTheme.tpk").write_bytes(package({"main.xml": MAIN.encode(), "a.png": b"a"}))
+        (data / "Foreign.TPK").write_text("none")
+        (data / "other.zip").write_text("none")
+        listed = [{"file": "DefaultTheme.tpk", "isPackage": True, "name": "Größe",
+                   "schemes": ["Day", "Night"], "selectedScheme": 0},
+                  {"file": "Foreign.TPK", "isPackage": False, "name": "", "schemes": [],
+                   "selectedScheme": None}]
+        self.assertEqual(json.loads(run("list", "--json").out), listed)
+
+        self.assertIn("Night selected", run("select", "DefaultTheme.tpk", 1).err)
+        listed[0]["selectedScheme"] = 1
+        self.assertEqual(json.loads(run("list", "--json").out), listed)
+        self.assertTrue((data / IDENTIFIER.hex().upper() / "a.png").is_file())
+        for code, message, *arguments in [
+            (1, "no scheme 2; it has 2", "DefaultTheme.tpk", 2), (2, "", "DefaultTheme.tpk", -1),
+            (65, "no package", "Foreign.TPK"), (66, "No such file", "Missing.tpk"),
+            (2, "another folder", "../Data/DefaultTheme.tpk"),
+        ]:
+            with self.subTest(arguments=arguments):
+                self.assertIn(message, run("select", *arguments, code=code).err)
+        self.assertEqual(json.loads(run("list", "--json").out), listed)
+        self.assertRegex(run("list").out, r"DefaultTheme\.tpk +Größe +Day, Night +Night")
+
+        (self.folder / "settings.db").unlink()
+        (self.folder / "settings.db").mkdir()
+        self.assertIn("settings", run("select", "DefaultTheme.tpk", code=74).err)
 
     def test_failures(self):
         good = self.write("good.tpk", package({"main.xml": MAIN.encode()}))

@@ -6,9 +6,12 @@
 #include "package_writer.h"
 #include "platform/directory.h"
 #include "platform/file.h"
+#include "platform/system.h"
+#include "settings/reg_key.h"
 #include "support/text.h"
 #include "terminal.h"
-#include "themes/theme_package.h"
+#include "themes/file_names.h"
+#include "themes/theme_manager.h"
 #include "verbs.h"
 
 namespace tessaron::tool {
@@ -150,6 +153,90 @@ int unpack(const Options& options, const Context&) {
   return tellProblems(options.file, package);
 }
 
+/// What the settings say, or their defaults.
+struct Choice {
+  std::u16string file = u"DefaultTheme.tpk";
+  int scheme = 0;
+};
+
+constexpr const char16_t* kOptionsKey = u"Software\\Tessaron\\Options";
+constexpr const char16_t *kFileValue = u"ThemeFile", *kSchemeValue = u"ThemeScheme";
+
+Choice readChoice() {
+  Choice choice;
+  CRegKeyEx key;
+  if (key.Open(HKEY_CURRENT_USER, kOptionsKey, KEY_READ) != 0) return choice;
+  key.QueryStringValueEx(kFileValue, choice.file);
+  key.QueryIntValueEx(kSchemeValue, choice.scheme);
+  return choice;
+}
+
+void storeChoice(Choice choice) {
+  CRegKeyEx key;
+  bool isStored = key.Create(HKEY_CURRENT_USER, kOptionsKey) == 0;
+  if (isStored) {
+    RegistryBatch batch(key);
+    isStored = key.SetStringValueEx(kFileValue, choice.file) == 0 &&
+               key.SetIntValueEx(kSchemeValue, choice.scheme) == 0 && batch.end() == 0;
+  }
+  if (!isStored) throw Failure{kCannotWrite, {}, "the settings cannot be written"};
+}
+
+std::u16string dataFolder() { return joinPath(programFolder(), u"Data"); }
+
+int list(const Options& options, const Context& context) {
+  const std::u16string folder = dataFolder();
+  const Choice choice = readChoice();
+  auto array = Json::array();
+  Table table({"File", "Name", "Schemes", "Selected"});
+  for (const std::u16string& file : themePackages(folder)) {
+    CThemePackage package;
+    package.path = joinPath(folder, file);
+    package.Inspect(false);
+    auto schemes = Json::array();
+    std::string names, selected;
+    for (const CThemeScheme* scheme : package.schemes) {
+      const std::string name = toUtf8(scheme->name);
+      if (file == choice.file && static_cast<int>(schemes.size()) == choice.scheme) selected = name;
+      names += (names.empty() ? "" : ", ") + name;
+      schemes.push_back(name);
+    }
+    const bool isPackage = package.report.isPackage;
+    table.add(
+        {{toUtf8(file)}, {isPackage ? toUtf8(package.name) : "(no package)"}, {names}, {selected}});
+    array.push_back({{"file", toUtf8(file)},
+                     {"isPackage", isPackage},
+                     {"name", toUtf8(package.name)},
+                     {"schemes", schemes},
+                     {"selectedScheme", file == choice.file ? Json(choice.scheme) : nullptr}});
+  }
+  if (options.json) {
+    printJson(array);
+  } else if (!array.empty()) {
+    table.print(context);
+  }
+  if (array.empty()) throw Failure{kFailed, toUtf8(folder), "no themes"};
+  return kDone;
+}
+
+int select(const Options& options, const Context& context) {
+  const std::u16string folder = dataFolder(), name = widePath(options.file);
+  const std::string path = toUtf8(joinPath(folder, name));
+  if (const char* fault = faultOfFileName(name))
+    throw Failure{kUsage, options.file,
+                  std::string(fault) + "; it is that of a file in " + toUtf8(folder)};
+  CThemePackage package;
+  inspect(path, *openPackage(path), false, package);
+  CThemeMan themes(folder);
+  if (!themes.select(name, options.scheme))
+    throw Failure{
+        kFailed, path,
+        fmt::format("there is no scheme {}; it has {}", options.scheme, package.schemes.size())};
+  storeChoice({name, options.scheme});
+  note(context, fmt::format("{}: {} selected", options.file, toUtf8(themes.scheme()->name)));
+  return tellProblems(path, themes.package());
+}
+
 int pack(const Options& options, const Context& context) {
   writeOutput(options.file, packFolder(options.folder));
   note(context, fmt::format("{} packed into {}", options.folder, options.file));
@@ -161,6 +248,8 @@ int pack(const Options& options, const Context& context) {
 void addTheme(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("theme", "Lists, chooses, unpacks and packs themes");
+  verb->footer(
+      "The data folder is \"Data\" in $TESSARON_HOME, or else in $XDG_DATA_HOME/tessaron.");
   verb->require_subcommand(1);
   const auto addVerb = [&](const char* name, const char* text, const auto& run) {
     CLI::App* added = verb->add_subcommand(name, text);
@@ -176,9 +265,16 @@ void addTheme(CLI::App& app, Context& context) {
     to->add_flag("--json", options->json, "Print the result as JSON");
   };
 
+  addJson(addVerb("list", "Lists the packages of the data folder", list));
+
   CLI::App* infoVerb = addVerb("info", "Tells what is in a package", info);
   addFile(infoVerb);
   addJson(infoVerb);
+
+  CLI::App* selectVerb = addVerb("select", "Chooses a package of the data folder", select);
+  selectVerb->add_option("FILE", options->file, "The package's name there")->required();
+  selectVerb->add_option("SCHEME", options->scheme, "Which of its schemes, counted from 0")
+      ->check(CLI::NonNegativeNumber);
 
   CLI::App* unpackVerb = addVerb(
       "unpack", "Unpacks a package into a folder named after its identifier; prints that", unpack);
