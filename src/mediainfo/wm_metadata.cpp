@@ -4,6 +4,7 @@
 #include <taglib/apefile.h>
 #include <taglib/asffile.h>
 #include <taglib/flacfile.h>
+#include <taglib/infotag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
 #include <taglib/oggflacfile.h>
@@ -173,6 +174,10 @@ void addTags(const TagLib::File& file, PropertyMap& map) {
     if (asf && name.attribute) add(map, name.label, attributeText(*asf, name.attribute));
   }
   if (asf) add(map, label::kRating, wideText(asf->rating()));
+  if (const auto* const wave = dynamic_cast<const TagLib::RIFF::WAV::File*>(&file)) {
+    add(map, label::kCopyright, wideText(wave->InfoTag()->fieldText("ICOP")));
+    add(map, label::kEncodingTool, wideText(wave->InfoTag()->fieldText("ISFT")));
+  }
 }
 
 std::u16string tableText(std::uint32_t number) { return std::u16string(stringAt(number)); }
