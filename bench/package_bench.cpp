@@ -164,15 +164,16 @@ void inflateAndWrite(benchmark::State& state) {
 int main(int argc, char** argv) {
   folder = fs::temp_directory_path() / ("package_bench." + std::to_string(getpid()));
   fs::create_directory(folder);
-  for (const auto& [name, function] :
-       {std::pair("unpackPackage", unpackPackage), std::pair("inflateAndWrite", inflateAndWrite)}) {
+  const auto add = [](const char* name, void (*function)(benchmark::State&)) {
     benchmark::RegisterBenchmark(name, function)
         ->Arg(kPackageSize)
         ->Iterations(1)
         ->Repetitions(11)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
-  }
+  };
+  add("unpackPackage", unpackPackage);
+  add("inflateAndWrite", inflateAndWrite);
   tessaron::Collector results;
   const bool hasRun = tessaron::runInterleaved(argc, argv, results);
   fs::remove_all(folder);
