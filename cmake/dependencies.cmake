@@ -10,7 +10,7 @@ if(WIN32)
                                                 winlibs::tag)
   find_package(ZLIB REQUIRED)
   target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF comctl32 gdiplus
-                                                ole32 oleaut32 shlwapi strmiids uxtheme)
+                                                gdi32 ole32 oleaut32 shlwapi strmiids uxtheme)
   # The product needs nothing beside it but Windows itself.
   target_link_options(tessaron_deps INTERFACE -static)
 else()

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/types.h"
+#include "tessaron_export.h"
 
 namespace tessaron {
 
@@ -16,6 +17,26 @@ std::string toCodePage(std::u16string_view text);
 
 /// Whether two texts are the same when each UTF-16 unit counts as its capital; no language's rules.
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right);
+
+/// The capital (or small letter) of a unit, whatever the language; the unit itself where there is
+/// none, and for surrogates.
+char16_t systemUpperCase(char16_t unit);
+char16_t systemLowerCase(char16_t unit);
+
+/// As these, without asking the system about ASCII.
+inline char16_t upperCase(char16_t unit) {
+  if (unit >= 0x80) return systemUpperCase(unit);
+  return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
+}
+inline char16_t lowerCase(char16_t unit) {
+  if (unit >= 0x80) return systemLowerCase(unit);
+  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit;
+}
+
+/// Compares two texts, each up to its NUL, by the rules of the user's language, without regard to
+/// case, and runs of digits by their value. Negative, zero or positive; a strict weak order for any
+/// texts. Null counts as empty.
+TESSARON_API int compareLogically(const char16_t* left, const char16_t* right);
 
 /// Formats the date part of `date` as the user's locale writes short dates, with the year in full.
 /// Empty when the date does not exist.

@@ -81,6 +81,10 @@ bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {
                     [](char16_t a, char16_t b) { return a == b || u_toupper(a) == u_toupper(b); });
 }
 
+char16_t systemUpperCase(char16_t unit) { return static_cast<char16_t>(u_toupper(unit)); }
+
+char16_t systemLowerCase(char16_t unit) { return static_cast<char16_t>(u_tolower(unit)); }
+
 std::u16string shortDate(const SYSTEMTIME& date) {
   namespace chrono = std::chrono;
   const chrono::year_month_day day = chrono::year{date.wYear} / date.wMonth / date.wDay;

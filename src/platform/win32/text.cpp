@@ -2,6 +2,8 @@
 
 #include "platform/win32/wide.h"
 
+#include <shlwapi.h>
+
 namespace tessaron {
 
 std::u16string fromCodePage(std::string_view bytes) {
@@ -27,6 +29,20 @@ std::string toCodePage(std::u16string_view text) {
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {
   return CompareStringOrdinal(wide(left.data()), static_cast<int>(left.size()), wide(right.data()),
                               static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
+char16_t systemUpperCase(char16_t unit) {
+  CharUpperBuffW(wide(&unit), 1);
+  return unit;
+}
+
+char16_t systemLowerCase(char16_t unit) {
+  CharLowerBuffW(wide(&unit), 1);
+  return unit;
+}
+
+int compareLogically(const char16_t* left, const char16_t* right) {
+  return StrCmpLogicalW(wide(left ? left : u""), wide(right ? right : u""));
 }
 
 std::u16string shortDate(const SYSTEMTIME& date) {

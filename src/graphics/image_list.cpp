@@ -1,0 +1,44 @@
+#include "graphics/image_list.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "platform/text.h"
+
+using tessaron::Transparency;
+
+namespace {
+
+bool alphaImagesOn = false;
+
+Transparency transparency() { return alphaImagesOn ? Transparency::Alpha : Transparency::Magenta; }
+
+std::u16string ending(const std::u16string& path) {
+  std::u16string text = path.substr(path.size() - std::min<std::size_t>(path.size(), 3));
+  std::transform(text.begin(), text.end(), text.begin(), tessaron::lowerCase);
+  return text;
+}
+
+bool decodeIcon(std::span<const std::byte>, int, int, tessaron::Pixels&) { return false; }
+
+}  // namespace
+
+void CImageListEx::setAlphaImages(bool on) { alphaImagesOn = on; }
+
+bool CImageListEx::alphaImages() { return alphaImagesOn; }
+
+void CImageListEx::Reload(ATL::_U_STRINGorID bitmap, const std::vector<std::u16string>& files) {
+  tessaron::removeAllImages(imageList);
+  tessaron::addBitmap(imageList, bitmap, transparency());
+  for (const std::u16string& path : files) {
+    const std::u16string kind = ending(path);
+    if (kind == u"ico") InsertIconEx(path, -1);
+    if (kind == u"bmp" || kind == u"png") InsertImageEx(path, -1);
+  }
+}
+
+void CImageListEx::InsertIconEx(const std::u16string& path, int /*index*/) {
+  tessaron::addIconFile(imageList, path, decodeIcon);
+}
+
+void CImageListEx::InsertImageEx(const std::u16string& /*path*/, int /*index*/) {}

@@ -1,0 +1,182 @@
+#include <unicode/locid.h>
+#include <unicode/ucol.h>
+#include <unicode/uset.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/text.h"
+
+namespace tessaron {
+namespace {
+
+bool isAsciiDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
+
+bool isAscii(std::u16string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
+}
+
+// The order of the user's language, and what of it can be told without ICU.
+class Order {
+ public:
+  Order() {
+    UErrorCode error = U_ZERO_ERROR;
+    // Without a language in the environment the default orders by character code.
+    const char* locale = icu::Locale::getDefault().getName();
+    collator_.reset(ucol_open(std::strcmp(locale, "en_US_POSIX") == 0 ? "" : locale, &error));
+    if (U_FAILURE(error)) collator_.reset();
+    if (!collator_) return;
+    ucol_setAttribute(collator_.get(), UCOL_NUMERIC_COLLATION, UCOL_ON, &error);
+    if (!hasAsciiContractions()) rankAscii();
+  }
+
+  int compare(std::u16string_view left, std::u16string_view right) const {
+    if (!collator_) return left.compare(right);
+    return ucol_strcoll(collator_.get(), left.data(), static_cast<std::int32_t>(left.size()),
+                        right.data(), static_cast<std::int32_t>(right.size()));
+  }
+
+  // The place of a unit among those of ASCII that sort by themselves, whatever stands beside them;
+  // 0 for all other units. All digits have the same.
+  int rank(char16_t unit) const { return unit < ranks_.size() ? ranks_[unit] : 0; }
+
+ private:
+  struct Closer {
+    void operator()(UCollator* collator) const { ucol_close(collator); }
+    void operator()(USet* set) const { uset_close(set); }
+  };
+
+  // Whether a piece of ASCII has another weight than its units, or a unit more than one.
+  bool hasAsciiContractions() const {
+    UErrorCode error = U_ZERO_ERROR;
+    const std::unique_ptr<USet, Closer> set(uset_openEmpty());
+    ucol_getContractionsAndExpansions(collator_.get(), set.get(), set.get(), true, &error);
+    for (std::int32_t i = 0; i < uset_getItemCount(set.get()); ++i) {
+      std::array<char16_t, 64> text{};
+      std::int32_t first = 0;
+      std::int32_t last = 0;
+      const std::int32_t length = uset_getItem(set.get(), i, &first, &last, text.data(),
+                                               static_cast<std::int32_t>(text.size()), &error);
+      const bool ascii =
+          length == 0 ? first < 0x80 : isAscii({text.data(), static_cast<std::size_t>(length)});
+      if (ascii) return true;
+    }
+    return U_FAILURE(error);
+  }
+
+  void rankAscii() {
+    std::vector<char16_t> units;
+    ucol_setStrength(collator_.get(), UCOL_PRIMARY);
+    for (char16_t unit = u' '; unit <= u'~'; ++unit)
+      if (compare({&unit, 1}, {}) != 0 && (unit == u'0' || !isAsciiDigit(unit)))
+        units.push_back(unit);
+    const auto less = [&](char16_t a, char16_t b) { return compare({&a, 1}, {&b, 1}) < 0; };
+    std::stable_sort(units.begin(), units.end(), less);
+    std::uint8_t rank = 0;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+      if (i == 0 || less(units[i - 1], units[i])) ++rank;
+      ranks_[units[i]] = rank;
+    }
+    // Where two differ by less than their places, what follows in the text would count first.
+    ucol_setStrength(collator_.get(), UCOL_SECONDARY);
+    std::vector<char16_t> close;
+    for (std::size_t i = 1; i < units.size(); ++i)
+      if (ranks_[units[i - 1]] == ranks_[units[i]] && less(units[i - 1], units[i]))
+        close.insert(close.end(), {units[i - 1], units[i]});
+    for (const char16_t unit : close) ranks_[unit] = 0;
+    for (char16_t unit = u'1'; unit <= u'9'; ++unit) ranks_[unit] = ranks_[u'0'];
+  }
+
+  std::unique_ptr<UCollator, Closer> collator_;
+  std::array<std::uint8_t, 0x80> ranks_{};
+};
+
+const Order& order() {
+  static const Order instance;
+  return instance;
+}
+
+// The end of the run of digits that begins at `at`.
+std::size_t endOfDigits(std::u16string_view text, std::size_t at) {
+  while (at < text.size() && isAsciiDigit(text[at])) ++at;
+  return at;
+}
+
+std::u16string_view significant(std::u16string_view digits) {
+  return digits.substr(std::min(digits.find_first_not_of(u'0'), digits.size()));
+}
+
+int compareNumbers(std::u16string_view left, std::u16string_view right) {
+  left = significant(left);
+  right = significant(right);
+  if (left.size() != right.size()) return left.size() < right.size() ? -1 : 1;
+  return left.compare(right);
+}
+
+// Compares by ranks. False when that does not do, as what stands beside a unit might count.
+bool compareRanks(std::u16string_view left, std::u16string_view right, int& result) {
+  std::size_t i = 0;
+  std::size_t j = 0;
+  for (;;) {
+    if (i == left.size() && j == right.size()) return result = 0, true;
+    int difference = 0;
+    if (i < left.size() && j < right.size() && isAsciiDigit(left[i]) && isAsciiDigit(right[j])) {
+      const std::size_t leftEnd = endOfDigits(left, i);
+      const std::size_t rightEnd = endOfDigits(right, j);
+      difference = compareNumbers(left.substr(i, leftEnd - i), right.substr(j, rightEnd - j));
+      i = leftEnd;
+      j = rightEnd;
+    } else {
+      const int leftRank = i < left.size() ? order().rank(left[i++]) : -1;
+      const int rightRank = j < right.size() ? order().rank(right[j++]) : -1;
+      if (leftRank == 0 || rightRank == 0) return false;
+      difference = leftRank - rightRank;
+    }
+    if (difference == 0) continue;
+    result = difference;
+    return (i == left.size() || order().rank(left[i]) != 0) &&
+           (j == right.size() || order().rank(right[j]) != 0);
+  }
+}
+
+// ICU takes the first 254 digits of a run for a number, and what follows for another one. A longer
+// run becomes a sign that sorts behind all numbers, how many digits there are, and these in pieces.
+std::u16string withoutLongNumbers(std::u16string_view text) {
+  constexpr std::size_t kLongest = 254;
+  constexpr char16_t kBehindNumbers = u'\u0BF2';
+  std::u16string out;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t end = endOfDigits(text, i);
+    const std::u16string_view digits = significant(text.substr(i, end - i));
+    if (digits.size() > kLongest) {
+      out += kBehindNumbers;
+      for (const char digit : std::to_string(digits.size())) out += static_cast<char16_t>(digit);
+      for (std::size_t at = 0; at < digits.size(); at += kLongest)
+        (out += kBehindNumbers) += digits.substr(at, kLongest);
+      i = end;
+    } else {
+      const std::size_t stop = std::max(end, i + 1);
+      out += text.substr(i, stop - i);
+      i = stop;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+int compareLogically(const char16_t* left, const char16_t* right) {
+  const std::u16string_view a(left ? left : u"");
+  const std::u16string_view b(right ? right : u"");
+  int result = 0;
+  if (compareRanks(a, b, result)) return result;
+  constexpr std::size_t kLong = 254;
+  if (a.size() <= kLong && b.size() <= kLong) return order().compare(a, b);
+  return order().compare(withoutLongNumbers(a), withoutLongNumbers(b));
+}
+
+}  // namespace tessaron

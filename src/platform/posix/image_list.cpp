@@ -1,0 +1,149 @@
+#include "platform/image_list.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "platform/file.h"
+#include "platform/picture.h"
+
+/// All images of a list, one after another.
+struct _IMAGELIST {
+  int width;
+  int height;
+  tessaron::Transparency transparency;
+  std::vector<std::uint32_t> argb;
+
+  std::size_t imageSize() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  }
+};
+
+namespace tessaron {
+namespace {
+
+constexpr std::uint32_t kOpaque = 0xFF000000;
+constexpr std::uint32_t kMagenta = 0xFF00FF;
+
+struct BitmapResource {
+  std::uintptr_t id;
+  std::span<const std::uint8_t> file;
+};
+
+#include "resources/bitmaps.inc"
+
+// A resource's number; 0 for a name that is none.
+std::uintptr_t numberOf(ATL::_U_STRINGorID resource) {
+  const auto number = reinterpret_cast<std::uintptr_t>(resource.m_lpstr);
+  if (number < 0x10000 || resource.m_lpstr[0] != u'#') return number < 0x10000 ? number : 0;
+  std::uintptr_t parsed = 0;
+  for (const char16_t* at = resource.m_lpstr + 1; *at >= u'0' && *at <= u'9'; ++at)
+    parsed = std::min<std::uintptr_t>(parsed * 10 + (*at - u'0'), 0x10000);
+  return parsed;
+}
+
+bool loadBitmap(ATL::_U_STRINGorID resource, Pixels& bitmap) {
+  const std::uintptr_t id = numberOf(resource);
+  const auto found = std::find_if(std::begin(kBitmaps), std::end(kBitmaps),
+                                  [&](const BitmapResource& known) { return known.id == id; });
+  if (found == std::end(kBitmaps)) return false;
+  fipMemoryIO memory(const_cast<BYTE*>(found->file.data()), static_cast<DWORD>(found->file.size()));
+  fipImage image;
+  if (!image.loadFromMemory(memory) || !image.convertTo32Bits()) return false;
+  bitmap.width = static_cast<int>(image.getWidth());
+  bitmap.height = static_cast<int>(image.getHeight());
+  for (unsigned row = image.getHeight(); row-- > 0;) {
+    const auto* pixels = reinterpret_cast<const std::uint32_t*>(image.getScanLine(row));
+    bitmap.argb.insert(bitmap.argb.end(), pixels, pixels + image.getWidth());
+  }
+  return true;
+}
+
+// Gives the image of which `pixels` are a copy its transparency.
+void makeTransparent(std::span<std::uint32_t> pixels, Transparency transparency) {
+  if (transparency == Transparency::Magenta) {
+    for (std::uint32_t& pixel : pixels)
+      pixel = (pixel & ~kOpaque) == kMagenta ? 0 : pixel | kOpaque;
+  } else if (std::none_of(pixels.begin(), pixels.end(), [](auto p) { return p & kOpaque; })) {
+    for (std::uint32_t& pixel : pixels) pixel |= kOpaque;
+  } else {
+    for (std::uint32_t& pixel : pixels)
+      if (!(pixel & kOpaque)) pixel = 0;
+  }
+}
+
+}  // namespace
+
+HIMAGELIST createImageList(int width, int height, Transparency transparency, int initial,
+                           int /*grow*/) {
+  if (width <= 0 || height <= 0 || initial < 0) return nullptr;
+  auto* list = new _IMAGELIST{width, height, transparency, {}};
+  list->argb.reserve(list->imageSize() * static_cast<std::size_t>(initial));
+  return list;
+}
+
+HIMAGELIST loadImageList(ATL::_U_STRINGorID bitmap, int width) {
+  Pixels strip;
+  if (width <= 0 || !loadBitmap(bitmap, strip)) return nullptr;
+  HIMAGELIST list = createImageList(width, strip.height, Transparency::Magenta, 0, 0);
+  addPixels(list, strip, Transparency::Magenta);
+  return list;
+}
+
+void destroyImageList(HIMAGELIST list) { delete list; }
+
+bool imageListSize(HIMAGELIST list, int& width, int& height) {
+  width = list ? list->width : 0;
+  height = list ? list->height : 0;
+  return list != nullptr;
+}
+
+int imageCount(HIMAGELIST list) {
+  return list ? static_cast<int>(list->argb.size() / list->imageSize()) : 0;
+}
+
+void removeAllImages(HIMAGELIST list) {
+  if (list) list->argb.clear();
+}
+
+bool addBitmap(HIMAGELIST list, ATL::_U_STRINGorID bitmap, Transparency transparency) {
+  Pixels strip;
+  return list && loadBitmap(bitmap, strip) && addPixels(list, strip, transparency);
+}
+
+bool addPixels(HIMAGELIST list, const Pixels& strip, Transparency transparency) {
+  if (!list) return false;
+  const auto stripWidth = static_cast<std::size_t>(strip.width);
+  const auto width = static_cast<std::size_t>(list->width);
+  const auto height = static_cast<std::size_t>(std::min(strip.height, list->height));
+  for (std::size_t left = 0; left + width <= stripWidth; left += width) {
+    const std::size_t begin = list->argb.size();
+    for (std::size_t row = 0; row < height; ++row) {
+      const auto from = strip.argb.begin() + static_cast<std::ptrdiff_t>(row * stripWidth + left);
+      list->argb.insert(list->argb.end(), from, from + list->width);
+    }
+    list->argb.resize(begin + list->imageSize());
+    makeTransparent(std::span(list->argb).subspan(begin), transparency);
+  }
+  return true;
+}
+
+bool addIconFile(HIMAGELIST list, std::u16string_view path, IconDecoder decode) {
+  std::error_code error;
+  const std::unique_ptr<File> file = list ? openFile(path, {}, error) : nullptr;
+  std::string bytes;
+  Pixels icon;
+  if (!file || !readToEnd(*file, bytes) ||
+      !decode(std::as_bytes(std::span(bytes)), list->width, list->height, icon))
+    return false;
+  return addPixels(list, icon, Transparency::Alpha);
+}
+
+Pixels imagePixels(HIMAGELIST list, int index) {
+  Pixels pixels{list->width, list->height, {}};
+  const auto begin = list->argb.begin() + index * static_cast<std::ptrdiff_t>(list->imageSize());
+  pixels.argb.assign(begin, begin + static_cast<std::ptrdiff_t>(list->imageSize()));
+  return pixels;
+}
+
+}  // namespace tessaron
