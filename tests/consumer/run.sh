@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 expect() {  # expect COMMAND...: prints what a whole consumer prints
   local got
   got=$("$@" | tr -d '\r')
-  if [ "$got" != "Größe 4x3 Größe" ]; then
+  if [ "$got" != "Größe 4x3 Größe A" ]; then
     echo "$1 printed: $got" >&2
     exit 1
   fi
