@@ -176,9 +176,10 @@ int main(int argc, char** argv) {
   add("inflateAndWrite", inflateAndWrite);
   tessaron::Collector results;
   const bool hasRun = tessaron::runInterleaved(argc, argv, results);
-  fs::remove_all(folder);
   if (!hasRun) return 2;
-  std::printf("\n");
+  std::printf("\n%zu files, %zu MiB when inflated\n", package().entries.size(),
+              package().unpacked >> 20);
+  fs::remove_all(folder);
   tessaron::printRatio(
       "unpack a package of 64 MiB / zlib inflates and writes its files",
       results.best("unpackPackage", kPackageSize) / results.best("inflateAndWrite", kPackageSize),

@@ -66,7 +66,6 @@ class TESSARON_API CPackage {
   tessaron::PackageReport report;    ///< of the last time the package was read
 
   CPackage();
-  ~CPackage();
   /// A copy has documents of its own.
   CPackage(const CPackage& other);
   CPackage& operator=(const CPackage& other);
@@ -74,7 +73,8 @@ class TESSARON_API CPackage {
   /// Reads the file at `path`, and unpacks it into a folder named after the identifier below
   /// `destination`, which must be there; then calls `PreInitialize` and `PostInitialize`, also when
   /// the file cannot be read. Without `extractAll` reading ends behind "main.xml". With an empty
-  /// `destination` only the index is read. Nothing is reported but through `report`.
+  /// `destination` only the index is read. Nothing is reported but through `report`. Of what an
+  /// object has read before, texts and documents stay where the new file has none.
   ///
   /// Nothing is written outside that folder: a name that would lead out of it, that some system
   /// takes for something else, that differs from an earlier one only in case, or that stands there
@@ -100,6 +100,9 @@ class TESSARON_API CPackage {
 
   /// Called when all else is read, for a derived package to take what is its own.
   virtual void PostInitialize() = 0;
+
+ protected:
+  ~CPackage();  // not virtual: PostInitialize is the whole virtual table
 
  private:
   void start();

@@ -34,22 +34,16 @@ TEST(CThemeScheme, ReadsAllThatAnElementHas) {
       "<virtualshelf background='b.png' uwidth='1' uheight='-2' uhspace='3' uvspace='4'>"
       "<group name='Book' image='i.png' olx='5' oly='6' olwidth='7' olheight='8'/><anything/>"
       "</virtualshelf></theme>");
-  EXPECT_EQ(scheme.name, u"\u00C4");
-  EXPECT_EQ(scheme.screenshot, u"s.png");
-  EXPECT_EQ(scheme.fullFrameTemplate, u"f2");
-  EXPECT_EQ(scheme.wideFrameTemplate, u"w");
-  EXPECT_EQ(scheme.background, u"b.png");
-  EXPECT_EQ(scheme.uwidth, 1);
-  EXPECT_EQ(scheme.uheight, -2);
-  EXPECT_EQ(scheme.uhspace, 3);
-  EXPECT_EQ(scheme.uvspace, 4);
+  EXPECT_THAT((std::vector{scheme.name, scheme.screenshot, scheme.fullFrameTemplate,
+                           scheme.wideFrameTemplate, scheme.background}),
+              ElementsAre(u"\u00C4", u"s.png", u"f2", u"w", u"b.png"));
+  EXPECT_THAT((std::vector{scheme.uwidth, scheme.uheight, scheme.uhspace, scheme.uvspace}),
+              ElementsAre(1, -2, 3, 4));
   ASSERT_EQ(scheme.groups.size(), 2u);
-  EXPECT_EQ(scheme.groups[0].name, u"Book");
-  EXPECT_EQ(scheme.groups[0].image, u"i.png");
-  EXPECT_EQ(scheme.groups[0].olx, 5);
-  EXPECT_EQ(scheme.groups[0].oly, 6);
-  EXPECT_EQ(scheme.groups[0].olwidth, 7);
-  EXPECT_EQ(scheme.groups[0].olheight, 8);
+  const SchemeGroup& group = scheme.groups[0];
+  EXPECT_EQ(group.name + u' ' + group.image, u"Book i.png");
+  EXPECT_THAT((std::vector{group.olx, group.oly, group.olwidth, group.olheight}),
+              ElementsAre(5, 6, 7, 8));
   EXPECT_EQ(scheme.groups[1].image, u"");
   EXPECT_EQ(scheme.groups[1].olwidth, 0);
 }
