@@ -47,14 +47,9 @@ bool isMainName(std::string_view name) {
   return std::ranges::equal(name, std::string_view("main.xml"), {}, lower);
 }
 
-// A key that all names have in common that differ only in case.
-std::u16string caseKey(std::u16string_view name) {
-  std::u16string key(name);
-  for (char16_t& unit : key) {
-    if (unit >= 0x80) unit = 0x80;
-    if (unit >= u'a' && unit <= u'z') unit = static_cast<char16_t>(unit - 0x20);
-  }
-  return key;
+std::u16string inCapitals(std::u16string name) {
+  std::ranges::transform(name, name.begin(), upperCase);
+  return name;
 }
 
 std::string describe(const std::error_code& error) {
@@ -213,15 +208,9 @@ bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {
     addProblem(entry, name, fault);
     return false;
   }
-  std::vector<std::u16string>& alike = taken_[caseKey(name)];
-  const auto isIt = [&](const auto& other) { return equalIgnoringCase(other, name); };
-  const auto first = std::ranges::find_if(alike, isIt);
-  if (first == alike.end()) {
-    alike.push_back(name);
-    return true;
-  }
-  if (*first == name) return true;
-  addProblem(entry, name, "the name differs only in case from " + toUtf8(*first));
+  const auto [first, isNew] = taken_.emplace(inCapitals(name), name);
+  if (isNew || first->second == name) return true;
+  addProblem(entry, name, "the name differs only in case from " + toUtf8(first->second));
   return false;
 }
 

@@ -70,7 +70,7 @@ class PackageReader {
   std::unique_ptr<OutputFolder> folder_;  // null when there is none to write to
   int failedReads_ = 0;                   // in a row
   std::unordered_map<std::uint32_t, std::vector<std::string>> names_;  // of the index, by id
-  std::map<std::u16string, std::vector<std::u16string>> taken_;        // names by their caseKey
+  std::map<std::u16string, std::u16string> taken_;  // names in capitals, and as they came first
   std::vector<std::byte> in_;
   std::vector<std::byte> out_;
 };
