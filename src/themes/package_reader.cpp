@@ -16,7 +16,6 @@ namespace tessaron {
 namespace {
 
 constexpr std::size_t kHeaderSize = 1044, kEntryHeaderSize = 76;
-constexpr std::size_t kEntryLimit = std::size_t{256} << 20;
 // A document in memory is forty times as large as the shortest text for it.
 constexpr std::size_t kDocumentLimit = std::size_t{4} << 20;
 constexpr int kMostFailedReads = 16;
@@ -60,8 +59,8 @@ std::string describe(const std::error_code& error) {
 
 }  // namespace
 
-PackageReader::PackageReader(CPackage& package, File& file)
-    : package_(package), file_(file), in_(64 << 10), out_(256 << 10) {}
+PackageReader::PackageReader(CPackage& package, File& file, std::size_t entryLimit)
+    : package_(package), file_(file), entryLimit_(entryLimit), in_(64 << 10), out_(256 << 10) {}
 
 void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
   if (!readHeader()) return;
@@ -262,20 +261,20 @@ void PackageReader::inflateData(const Entry& entry, std::size_t firstPiece, Sink
     std::ranges::fill(piece.subspan(got), std::byte{0});
     left -= piece.size();
     std::span<const std::byte> input = piece;
-    for (bool more = isWanted; more && total <= kEntryLimit;) {
+    for (bool more = isWanted; more && total <= entryLimit_;) {
       const std::size_t count = inflater.inflate(input, out_);
       total += count;
       give(entry, std::span(out_).first(count), sinks);
       more = inflater.state() == State::Open && (count == out_.size() || !input.empty());
     }
-    if (isCut && (!isWanted || inflater.state() != State::Open || total > kEntryLimit)) break;
+    if (isCut && (!isWanted || inflater.state() != State::Open || total > entryLimit_)) break;
   }
   if (isCut) addProblem(entry, u"", "the file ends inside its data");
   if (!isWanted) return;
-  if (total > kEntryLimit) {
+  if (total > entryLimit_) {
     for (Sinks::Target& target : sinks.files)
       if (target.file && target.file->seek(0)) target.file->setEnd();
-    addProblem(entry, u"", "it is larger than 256 MiB");
+    addProblem(entry, u"", "it is larger than " + std::to_string(entryLimit_ >> 20) + " MiB");
   } else if (inflater.state() != State::Ended && !isCut) {
     addProblem(entry, u"", "its data is damaged");
   }

@@ -19,7 +19,8 @@ namespace tessaron {
 /// Reads a package front to back, once, through buffers of fixed size, into a CPackage.
 class PackageReader {
  public:
-  PackageReader(CPackage& package, File& file);
+  /// `entryLimit` is what an entry may inflate to at most.
+  PackageReader(CPackage& package, File& file, std::size_t entryLimit = std::size_t{256} << 20);
 
   /// As CPackage::Initialize, without its last two calls.
   void unpack(const std::u16string& destination, bool extractAll);
@@ -66,6 +67,7 @@ class PackageReader {
 
   CPackage& package_;
   File& file_;
+  const std::size_t entryLimit_;
   Use use_ = Use::Index;
   std::unique_ptr<OutputFolder> folder_;  // null when there is none to write to
   int failedReads_ = 0;                   // in a row
