@@ -3,7 +3,7 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-windows bench fuzz format tidy install clean
+.PHONY: help demo test test-linux test-asan test-windows bench fuzz format tidy sdk install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -41,6 +41,12 @@ tidy:  ## run clang-tidy over the library and the tool
 	@scripts/setup lint
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@run-clang-tidy -quiet -p build/linux "$(CURDIR)/(src|tools)/"
+
+sdk:  ## pack what Windows applications need: build/windows-*/sdk/*.zip
+	@scripts/setup windows && scripts/winlibs.sh
+	@for target in windows-x64 windows-x86; do \
+	  cmake --preset $$target >/dev/null && cmake --build --preset $$target --target package || exit 1; \
+	done
 
 install:  ## build for Linux and install below PREFIX (default /usr/local)
 	@scripts/setup linux

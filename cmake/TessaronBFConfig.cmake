@@ -1,12 +1,15 @@
 # Gives TessaronBF::TessaronBF. Its headers show TinyXML elements and FreeImagePlus pictures, so
 # those libraries come with it.
-include(CMakeFindDependencyMacro)
 include(${CMAKE_CURRENT_LIST_DIR}/TessaronBFTargets.cmake)
 
 if(WIN32)
-  find_dependency(winlibs CONFIG)
-  target_link_libraries(TessaronBF::TessaronBF INTERFACE
-    winlibs::tinyxml winlibs::freeimageplus gdiplus)
+  # They stand in the same tree, and those that they need themselves, each before what it uses.
+  get_filename_component(tessaron_libraries ${CMAKE_CURRENT_LIST_DIR}/../.. ABSOLUTE)
+  target_compile_definitions(TessaronBF::TessaronBF INTERFACE FREEIMAGE_LIB TIXML_USE_STL)
+  foreach(library IN ITEMS tinyxml freeimageplus freeimage tiff png16 jpeg z)
+    target_link_libraries(TessaronBF::TessaronBF INTERFACE ${tessaron_libraries}/lib${library}.a)
+  endforeach()
+  target_link_libraries(TessaronBF::TessaronBF INTERFACE gdi32 gdiplus)
 else()
   find_path(TESSARON_TINYXML_INCLUDE_DIR tinyxml.h)
   find_path(TESSARON_FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h)

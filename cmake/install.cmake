@@ -24,6 +24,25 @@ endforeach()
 if(WIN32)
   file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/ui/*.h)
   install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/ui)
+
+  # Elements and pictures pass through the interface, so an application links the same libraries.
+  set(winlibs ${WINLIBS}/${MINGW_TRIPLE})
+  install(FILES ${winlibs}/include/tinyxml.h ${winlibs}/include/FreeImage.h
+                ${winlibs}/include/FreeImagePlus.h
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  foreach(library IN ITEMS tinyxml freeimageplus freeimage tiff png16 jpeg z)
+    install(FILES ${winlibs}/lib/lib${library}.a DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  endforeach()
+  install(DIRECTORY ${winlibs}/share/licenses/ DESTINATION licenses)
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/sdk.txt DESTINATION . RENAME README.txt)
+
+  string(REGEX REPLACE "^i.86$" "x86" arch ${CMAKE_SYSTEM_PROCESSOR})
+  string(REPLACE "x86_64" "x64" arch ${arch})
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME TessaronBF-${PROJECT_VERSION}-windows-${arch})
+  set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/sdk)
+  set(CPACK_STRIP_FILES ON)
+  include(CPack)
 endif()
 
 install(EXPORT TessaronBF NAMESPACE TessaronBF:: FILE TessaronBFTargets.cmake

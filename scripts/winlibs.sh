@@ -79,4 +79,12 @@ for triple; do
   build taglib "$src/taglib" -DBUILD_BINDINGS=OFF
   build own "$scripts/winlibs" -DTINYXML_DIR="$src/tinyxml" -DFREEIMAGE_DIR="$src/freeimage"
   build googletest /usr/src/googletest -Dgtest_disable_pthreads=ON
+
+  # What a product that links them has to carry along, the compiler's own runtime included.
+  for package in tinyxml libjpeg-turbo libpng1.6 tiff freeimage taglib; do
+    install -D -m 644 "$src/$package/debian/copyright" "$prefix/share/licenses/$package.txt"
+  done
+  for package in libz-mingw-w64-dev gcc-mingw-w64-base mingw-w64-common; do
+    install -D -m 644 "/usr/share/doc/$package/copyright" "$prefix/share/licenses/$package.txt"
+  done
 done

@@ -80,7 +80,7 @@ CWndClassInfo& superclassOf(const wchar_t* name, const wchar_t* originalName) {
 }
 
 /// The module that this library's code stands in.
-HINSTANCE libraryModule();
+TESSARON_API HINSTANCE libraryModule();
 
 /// A window of class `T::GetWndClassInfo()` that is driven by this object.
 ///
