@@ -7,6 +7,7 @@
 #include "mediainfo/mpeg_scan_internal.h"
 #include "support/bytes.h"
 #include "support/properties.h"
+#include "support/test_file.h"
 
 namespace {
 
@@ -38,32 +39,6 @@ const std::string kMpeg2Stamp = bytes({0x80, 0x80, 5, 0x21, 0, 1, 0, 1});
 std::string sequence(int aspect, const std::string& rate = bytes({0x0B, 0x3A, 0xC0})) {
   return be32(0x1B3) + bytes({0x2D, 0x02, 0x40, aspect << 4 | 3}) + rate + std::string(40, '\x55');
 }
-
-// What the parser is given: content, reads of which the first ones fail, and a count.
-class TestFile : public tessaron::File {
- public:
-  explicit TestFile(std::string content, int failures = 0)
-      : content_(tessaron::memoryFile(std::move(content))), failures_(failures) {}
-  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
-    ++reads;
-    if (failures_-- > 0) return std::nullopt;
-    const auto count = content_->read(buffer);
-    total += count.value_or(0);
-    return count;
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t offset) override { return content_->seek(offset); }
-  std::optional<std::uint64_t> size() override { return content_->size(); }
-  bool setEnd() override { return false; }
-  std::optional<tessaron::FileStatus> status() override { return std::nullopt; }
-
-  int reads = 0;
-  std::size_t total = 0;
-
- private:
-  std::unique_ptr<tessaron::File> content_;
-  int failures_;
-};
 
 std::string parse(tessaron::File& file) {
   PropertyMap meta;
@@ -167,7 +142,7 @@ TEST(CMPEGFileParser, SurvivesCutsAtEveryByte) {
 }
 
 TEST(CMPEGFileParser, ReadsAtMostHalfAMebibyte) {
-  TestFile endless(std::string(1 << 20, '\xFF'));
+  TestFile endless("", std::uint64_t{1} << 40);
   EXPECT_EQ(parse(endless), "");
   EXPECT_EQ(endless.total, 512u << 10);
 

@@ -5,6 +5,7 @@
 #include "mediainfo/riff_parser.h"
 #include "support/bytes.h"
 #include "support/properties.h"
+#include "support/test_file.h"
 
 namespace {
 
@@ -151,32 +152,6 @@ bool parse(tessaron::File& file, PropertyMap& meta, StreamList& audio, StreamLis
   return CRiffFileParser().parseByHandle(file, meta, audio, video);
 }
 
-/// A film of gigabytes that consists of little; what is read is counted.
-class LongFile : public tessaron::File {
- public:
-  LongFile(std::string begin, std::uint64_t size) : begin_(std::move(begin)), size_(size) {}
-  std::optional<std::size_t> read(std::span<std::byte>) override { return std::nullopt; }
-  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
-    total += buffer.size();
-    for (std::byte& byte : buffer) {
-      byte = static_cast<std::byte>(offset < begin_.size() ? begin_[offset] : 'i');
-      ++offset;
-    }
-    return buffer.size();
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t) override { return true; }
-  std::optional<std::uint64_t> size() override { return size_; }
-  bool setEnd() override { return false; }
-  std::optional<tessaron::FileStatus> status() override { return std::nullopt; }
-
-  std::size_t total = 0;
-
- private:
-  std::string begin_;
-  std::uint64_t size_;
-};
-
 }  // namespace
 
 TEST(CRiffFileParser, DescribesStreams) {
@@ -239,7 +214,7 @@ TEST(CRiffFileParser, ReadsLittleOfALongFile) {
       chunk("RIFF", headers + repeated(chunk("JUNK", std::string(2000, 'j')), 5000), ~0u),
   };
   for (const std::string& begin : claims) {
-    LongFile file(begin, 0x100000000);
+    TestFile file(begin, std::uint64_t{0x100000000});
     PropertyMap meta;
     StreamList audio;
     StreamList video;
