@@ -11,6 +11,7 @@ namespace tessaron {
 namespace {
 
 constexpr std::uint64_t kLongest = std::uint64_t{1} << 34;  // no tag stands behind it
+constexpr std::size_t kGuidSize = 16;
 constexpr std::size_t kLongestId3 = std::size_t{4} << 20;
 constexpr std::size_t kLongestFrame = std::size_t{64} << 10;
 constexpr std::size_t kPadding = 32;  // more than a footer or a frame's header
@@ -53,6 +54,18 @@ bool isFrameId(std::string_view id, int version) {
 bool isText(std::string_view id) {
   return id[0] == 'T' || id[0] == 'W' || id.starts_with("COM") || id == "ULT" || id == "USLT" ||
          id == "GRP1" || id == "MVNM" || id == "MVIN";
+}
+
+// The objects of a Windows Media file that hold as many attributes as they say.
+bool holdsAttributes(const TagLib::ByteVector& guid) {
+  using namespace std::string_view_literals;
+  constexpr std::string_view kObjects[] = {
+      "\x40\xA4\xD0\xD2\x07\xE3\xD2\x11\x97\xF0\x00\xA0\xC9\x5E\xA8\x50"sv,
+      "\xEA\xCB\xF8\xC5\xAF\x5B\x77\x48\x84\x67\xAA\x8C\x44\xFA\x4C\xCA"sv,
+      "\x94\x1C\x23\x44\x98\x94\xD1\x49\xA1\x41\x1D\x13\x4E\x45\x70\x54"sv,
+  };
+  return std::ranges::find(kObjects, std::string_view(guid.data(), guid.size())) !=
+         std::end(kObjects);
 }
 
 // The bits of a frame's flags that say that it is compressed or encrypted.
@@ -116,10 +129,21 @@ TagLib::ByteVector TagStream::readBlock(unsigned long length) {
   id3Length_ = 0;
   if (isId3Body) return readId3(begin, held);
   TagLib::ByteVector block = readPlain(begin, held);
+  if (block.size() == kGuidSize) {
+    attributeCountAt_ = holdsAttributes(block) ? at_ + sizeof(std::uint64_t) : 0;
+  }
+  if (block.size() == 2 && begin == attributeCountAt_) limitAttributes(block);
   if (length == kId3Header && block.size() == kId3Header && block.startsWith("ID3")) {
     expectId3(block);
   }
   return block;
+}
+
+void TagStream::limitAttributes(TagLib::ByteVector& count) {
+  const unsigned wanted = count.toUShort(false);
+  const unsigned granted = std::min(wanted, limits_.attributes);
+  limits_.attributes -= granted;
+  count = TagLib::ByteVector::fromShort(static_cast<short>(granted), false);
 }
 
 TagLib::ByteVector TagStream::readPlain(std::uint64_t offset, std::size_t held) {

@@ -16,6 +16,8 @@ struct TagLimits {
   std::size_t bytes;      ///< in all
   std::size_t blockData;  ///< of one block; what is longer ends here, or goes on as zeros
   bool zeros;             ///< as `blockData` says
+  unsigned attributes =
+      1024;  ///< of Windows Media; TagLib goes on counting where the file has ended
 };
 
 /// A file as TagLib reads it, which believes the sizes that stand in files. This one sees to it
@@ -46,6 +48,7 @@ class TagStream : public TagLib::IOStream {
   TagLib::ByteVector readPlain(std::uint64_t offset, std::size_t held);
   TagLib::ByteVector readId3(std::uint64_t offset, std::size_t held);
   void expectId3(TagLib::ByteVector& header);
+  void limitAttributes(TagLib::ByteVector& count);
 
   File& file_;
   std::uint64_t size_;
@@ -55,6 +58,7 @@ class TagStream : public TagLib::IOStream {
   std::array<char, kId3Header> id3Header_{};
   std::uint64_t id3Begin_ = 0;
   unsigned long id3Length_ = 0;
+  std::uint64_t attributeCountAt_ = 0;  // where a number of attributes is read next, or 0
   TagLimits limits_{};
 };
 

@@ -195,14 +195,18 @@ TEST_F(CWMMDParserTest, BelievesNoSize) {
   std::string boxes = mp4Box("ftyp", "M4A ");
   for (int i = 0; i < 100000; ++i) boxes += be32(0x7FFFFFF0) + "moov";
   std::string asf = asfFile({"a", "b", "c", "d", "e"}, {{"WM/Genre", "Jazz"}});
-  const std::string wide = asf;
+  // Objects that all claim 65,535 attributes.
+  const std::size_t object = asf.find("\x40\xA4\xD0\xD2");
+  std::string counts = asf.substr(0, object).replace(24, 4, le32(0xFFFF));
+  for (int i = 0; i < 2000; ++i) counts += asf.substr(object, 24) + le16(0xFFFF);
   for (const std::size_t at : {16, 24, 30 + 16}) asf.replace(at, 4, le32(0xFFFFFFF0));
   std::string wave = wavFile(riffChunk("LIST", "INFO" + riffChunk("INAM", "x")));
   wave.replace(wave.find("INAM") + 4, 4, le32(0xFFFFFFF0));
   std::string flac = flacFile({{"TITLE", "x"}}, 8);
   flac.replace(flac.find("TITLE") - 4, 4, le32(0xFFFFFFF0));
   for (const std::string& content :
-       {boxes, asf, wave, flac, id3Tag(3, id3Text(3, "TIT2", "x"), 0, 0x0FFFFFFF) + mpegFrames(65),
+       {boxes, asf, counts, wave, flac,
+        id3Tag(3, id3Text(3, "TIT2", "x"), 0, 0x0FFFFFFF) + mpegFrames(65),
         mpegFrames(65) + "APETAGEX" + le32(2000) + le32(0x7FFFFFF0) + le32(0x7FFFFFFF) + le32(0) +
             std::string(8, '\0')}) {
     SCOPED_TRACE(content.substr(0, 4));
