@@ -1,4 +1,5 @@
-// Describes the input as a program stream, and searches it for start codes in the plainest way, too.
+// Describes the input as a program stream, and searches it for start codes in the plainest way,
+// too.
 
 #include <algorithm>
 #include <span>

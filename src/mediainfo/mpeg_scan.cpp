@@ -44,8 +44,7 @@ std::size_t findStartCode(std::span<const std::byte> bytes) {
       at += kStride;
       continue;
     }
-    // All codes that begin in this stride, by their last byte. Of zeros without a 1 there is an
-    // end.
+    // Codes that begin in this stride are found by their last byte: zeros fill whole packets.
     std::size_t next = at;
     while (next < at + kStride + 2) {
       const void* one =
