@@ -60,7 +60,7 @@ std::string describe(const std::error_code& error) {
 }  // namespace
 
 PackageReader::PackageReader(CPackage& package, File& file, std::size_t entryLimit)
-    : package_(package), file_(file), entryLimit_(entryLimit), in_(64 << 10), out_(256 << 10) {}
+    : package_(package), file_(file), entryLimit_(entryLimit), in_(512 << 10), out_(512 << 10) {}
 
 void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
   if (!readHeader()) return;
