@@ -68,19 +68,18 @@ std::u16string measures(std::uint64_t width, std::uint64_t height) {
   return fromUtf8(std::to_string(width) + " x " + std::to_string(height));
 }
 
-// Gives the measures of `picture`, which was decoded at 1/`scale`.
-void describePicture(const fipImage& picture, int scale, PropertyMap& info) {
+// Writes down the measures of a picture that was decoded at 1/`scale`.
+void describePicture(const tessaron::PictureMeasures& picture, int scale, PropertyMap& info) {
   // QUIRK: a scaled picture counts times its scale, so that up to 7 more are told than there are.
   // The true size is in the file. Kept: collections hold measures that were told like that.
   const auto factor = static_cast<std::uint64_t>(scale);
-  info[label::kDimensions] = measures(picture.getWidth() * factor, picture.getHeight() * factor);
-  info[label::kColor] = fromUtf8(std::to_string(picture.getBitsPerPixel()) + " bit");
-  const double across = picture.getHorizontalResolution(), down = picture.getVerticalResolution();
-  if (across <= 0 || down <= 0) return;
+  info[label::kDimensions] = measures(picture.width * factor, picture.height * factor);
+  info[label::kColor] = fromUtf8(std::to_string(picture.bits) + " bit");
+  if (picture.across <= 0 || picture.down <= 0) return;
   const auto perInch = [](double perCentimetre) {
     return static_cast<std::uint64_t>(std::llround(perCentimetre * 2.54));
   };
-  info[label::kResolution] = measures(perInch(across), perInch(down)) + u" dpi";
+  info[label::kResolution] = measures(perInch(picture.across), perInch(picture.down)) + u" dpi";
 }
 
 void writeNumber(TiXmlElement& parent, const char* name, std::uint32_t value) {
@@ -142,13 +141,24 @@ bool CFileInfo::fromFileHandle(tessaron::File& file) {
       // owner scales it to what is asked for.
       tessaron::loadPicture(file, sizeLow, thumbnails[0]);
     }
-    describePicture(thumbnails[0], scale, info);
+    describePicture(tessaron::measuresOf(thumbnails[0]), scale, info);
   } else if (category == kVideo) {
     if (!CRiffFileParser().parseByHandle(file, metaInfo, audioStreams, videoStreams)) {
       CMPEGFileParser().parseByHandle(file, metaInfo, audioStreams, videoStreams);
     }
   }
   return false;
+}
+
+void CFileInfo::measurePicture(tessaron::File& file) {
+  if (category != kImage || sizeLow == 0) return;
+  tessaron::PictureMeasures found;
+  int scale = tessaron::measureJpeg(file, found, kThumbnailSize, kThumbnailSize);
+  if (scale < 1) {
+    scale = 1;
+    tessaron::measurePicture(file, sizeLow, found);
+  }
+  describePicture(found, scale, info);
 }
 
 bool CFileInfo::fromFilePostProcess() {

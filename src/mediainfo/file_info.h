@@ -16,8 +16,8 @@ namespace tessaron {
 class File;
 }
 
-/// The description of one file. A record describes one file: a second `fromFile` replaces the single
-/// facts and adds to the maps, and to the stream lists.
+/// The description of one file. A record describes one file: a second `fromFile` replaces the
+/// single facts and adds to the maps, and to the stream lists.
 class TESSARON_API CFileInfo {
  public:
   std::u16string path;
@@ -57,6 +57,10 @@ class TESSARON_API CFileInfo {
   /// Reads what needs the open file: a picture's thumbnail and measures, the streams of a video.
   /// Always false.
   virtual bool fromFileHandle(tessaron::File& file);
+  /// Tells of a picture what `fromFileHandle` tells, from its header alone and without a thumbnail:
+  /// for those who override that, and have no use for thumbnails. A fault behind the header is not
+  /// seen.
+  void measurePicture(tessaron::File& file);
   /// Reads what its readers find by name: streams, tags, picture properties. Always true.
   virtual bool fromFilePostProcess();
 };

@@ -102,6 +102,13 @@ bool chooseColors(jpeg_decompress_struct& info) {
   }
 }
 
+unsigned dotsPerMetre(const jpeg_decompress_struct& info, unsigned density) {
+  constexpr unsigned kUndeclared = 2835;  // what a picture of any other format gets
+  if (density == 0 || info.density_unit < 1 || info.density_unit > 2) return kUndeclared;
+  const double perMetre = info.density_unit == 1 ? 100 / 2.54 : 100;
+  return static_cast<unsigned>(std::lround(density * perMetre));
+}
+
 FIBITMAP* allocate(const jpeg_decompress_struct& info) {
   const bool isGrey = info.out_color_space == JCS_GRAYSCALE;
   FIBITMAP* bitmap =
@@ -112,14 +119,8 @@ FIBITMAP* allocate(const jpeg_decompress_struct& info) {
     const auto level = static_cast<BYTE>(i);
     FreeImage_GetPalette(bitmap)[i] = {level, level, level, 0};
   }
-  // Where none is declared, the bitmap's own default stays, as for the other formats.
-  const double perMetre = info.density_unit == 1 ? 100 / 2.54 : info.density_unit == 2 ? 100 : 0;
-  if (perMetre > 0) {
-    FreeImage_SetDotsPerMeterX(bitmap,
-                               static_cast<unsigned>(std::lround(info.X_density * perMetre)));
-    FreeImage_SetDotsPerMeterY(bitmap,
-                               static_cast<unsigned>(std::lround(info.Y_density * perMetre)));
-  }
+  FreeImage_SetDotsPerMeterX(bitmap, dotsPerMetre(info, info.X_density));
+  FreeImage_SetDotsPerMeterY(bitmap, dotsPerMetre(info, info.Y_density));
   return bitmap;
 }
 
@@ -150,10 +151,16 @@ void readRows(jpeg_decompress_struct& info, FIBITMAP* bitmap) {
   }
 }
 
+struct Result {
+  bool wantsPixels = false;
+  FIBITMAP* bitmap = nullptr;
+  tessaron::PictureMeasures measures;
+};
+
 // Returns the denominator, or 0. An error of the decoder comes back to `setjmp` past all functions
 // between: none of them, and not this one, owns anything that has a destructor.
 unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, unsigned maxHeight,
-                FIBITMAP*& bitmap) {
+                Result& result) {
   jpeg_decompress_struct info;
   ErrorManager errors;
   info.err = jpeg_std_error(&errors.base);
@@ -171,15 +178,31 @@ unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, 
   jpeg_read_header(&info, TRUE);
   if (!canHold(info, length) || !chooseColors(info)) std::longjmp(errors.giveUp, 1);
   chooseScale(info, maxWidth, maxHeight);
-  info.dct_method = JDCT_IFAST;
-  info.do_fancy_upsampling = FALSE;
-  jpeg_start_decompress(&info);
-  bitmap = allocate(info);
-  if (!bitmap) std::longjmp(errors.giveUp, 1);
-  readRows(info, bitmap);
   const unsigned denominator = info.scale_denom;
+  result.measures = {
+      info.output_width, info.output_height, info.out_color_space == JCS_GRAYSCALE ? 8u : 24u,
+      dotsPerMetre(info, info.X_density) / 100.0, dotsPerMetre(info, info.Y_density) / 100.0};
+  if (result.wantsPixels) {
+    info.dct_method = JDCT_IFAST;
+    info.do_fancy_upsampling = FALSE;
+    jpeg_start_decompress(&info);
+    result.bitmap = allocate(info);
+    if (!result.bitmap) std::longjmp(errors.giveUp, 1);
+    readRows(info, result.bitmap);
+  }
   jpeg_destroy_decompress(&info);  // what may follow the last row is of no interest
   return denominator;
+}
+
+unsigned decodeFile(tessaron::File& file, int maxWidth, int maxHeight, Result& result) {
+  if (maxWidth < 1 || maxHeight < 1) return 0;
+  SourceManager source;
+  source.base = {nullptr,     0, ignoreSource, fillBuffer, skipInput, jpeg_resync_to_restart,
+                 ignoreSource};
+  source.file = &file;
+  source.at = 0;
+  return decode(source, file.size().value_or(0), static_cast<unsigned>(maxWidth),
+                static_cast<unsigned>(maxHeight), result);
 }
 
 }  // namespace
@@ -187,20 +210,20 @@ unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, 
 int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth, int maxHeight) {
   std::error_code error;
   const std::unique_ptr<tessaron::File> file = tessaron::openFile(path, {}, error);
-  if (!file || maxWidth < 1 || maxHeight < 1) return 0;
-  SourceManager source;
-  source.base = {nullptr,     0, ignoreSource, fillBuffer, skipInput, jpeg_resync_to_restart,
-                 ignoreSource};
-  source.file = file.get();
-  source.at = 0;
-  FIBITMAP* bitmap = nullptr;
-  const unsigned denominator =
-      decode(source, file->size().value_or(0), static_cast<unsigned>(maxWidth),
-             static_cast<unsigned>(maxHeight), bitmap);
-  if (denominator == 0) {
-    if (bitmap) FreeImage_Unload(bitmap);
-    return 0;
+  if (!file) return 0;
+  Result result{.wantsPixels = true, .bitmap = nullptr, .measures = {}};
+  const unsigned denominator = decodeFile(*file, maxWidth, maxHeight, result);
+  if (denominator != 0) {
+    static_cast<fipImage&>(image) = result.bitmap;
+  } else if (result.bitmap) {
+    FreeImage_Unload(result.bitmap);
   }
-  static_cast<fipImage&>(image) = bitmap;
+  return static_cast<int>(denominator);
+}
+
+int tessaron::measureJpeg(File& file, PictureMeasures& measures, int maxWidth, int maxHeight) {
+  Result result;
+  const unsigned denominator = decodeFile(file, maxWidth, maxHeight, result);
+  if (denominator != 0) measures = result.measures;
   return static_cast<int>(denominator);
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/picture.h"
+#include "support/picture_load.h"
 #include "tessaron_export.h"
 
 /// Decodes a JPEG file straight to the largest of its full, half, quarter and eighth size that fits
@@ -14,3 +15,11 @@
 /// far as it goes.
 TESSARON_API int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth,
                                  int maxHeight);
+
+namespace tessaron {
+
+/// Tells, from the header alone, the measures of the picture that `jpegScaleDirect` would give, and
+/// what it would return.
+int measureJpeg(File& file, PictureMeasures& measures, int maxWidth, int maxHeight);
+
+}  // namespace tessaron

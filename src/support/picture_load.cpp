@@ -52,16 +52,21 @@ class QuietTiff {
 thread_local bool QuietTiff::quiet = false;
 TIFFErrorHandler QuietTiff::onError = nullptr, QuietTiff::onWarning = nullptr;
 
-// Bytes as FreeImage reads them. What it misses comes as zeros: its readers use their headers also
-// where a file ends inside them.
+// A file as FreeImage reads it: its first bytes are there, the rest is read where it is wanted.
+// What FreeImage misses comes as zeros: its readers use their headers also where a file ends inside
+// them.
 class Input {
  public:
-  explicit Input(std::span<const std::byte> bytes) : bytes_(bytes) {}
+  explicit Input(std::span<const std::byte> bytes) : head_(bytes), size_(bytes.size()) {}
+  Input(std::span<const std::byte> head, File& file, std::uint64_t size)
+      : head_(head), size_(size), file_(&file) {}
+
+  std::uint64_t size() const { return size_; }
+  std::span<const std::byte> head() const { return head_; }
 
   FREE_IMAGE_FORMAT format() {
-    const FREE_IMAGE_FORMAT format = FreeImage_GetFileTypeFromHandle(&io, this);
     at_ = 0;
-    return format;
+    return FreeImage_GetFileTypeFromHandle(&io, this);
   }
   Bitmap load(FREE_IMAGE_FORMAT format, int flags) {
     at_ = 0;
@@ -69,26 +74,35 @@ class Input {
   }
 
  private:
+  std::size_t readTo(std::span<std::byte> buffer) {
+    const std::uint64_t left = size_ - std::min(at_, size_);
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), left));
+    std::size_t given = 0;
+    if (wanted > 0 && at_ + wanted <= head_.size()) {
+      std::copy_n(head_.data() + at_, wanted, buffer.data());
+      given = wanted;
+    } else if (wanted > 0 && file_) {
+      given = readFully(*file_, at_, buffer.first(wanted)).value_or(0);
+    }
+    std::ranges::fill(buffer.subspan(given), std::byte{0});
+    at_ += given;
+    return given;
+  }
+
   static unsigned DLL_CALLCONV read(void* buffer, unsigned size, unsigned count, fi_handle handle) {
-    auto& input = *static_cast<Input*>(handle);
-    const std::size_t wanted = std::size_t{size} * count;
-    const auto left = input.bytes_.subspan(std::min(input.at_, input.bytes_.size()));
-    const std::size_t given = std::min(wanted, left.size());
-    auto* out = static_cast<std::byte*>(buffer);
-    std::copy_n(left.data(), given, out);
-    std::fill_n(out + given, wanted - given, std::byte{0});
-    input.at_ += given;
+    const std::span bytes(static_cast<std::byte*>(buffer), std::size_t{size} * count);
+    const std::size_t given = static_cast<Input*>(handle)->readTo(bytes);
     return size == 0 ? 0 : static_cast<unsigned>(given / size);
   }
   static unsigned DLL_CALLCONV write(void*, unsigned, unsigned, fi_handle) { return 0; }
   static int DLL_CALLCONV seek(fi_handle handle, long offset, int origin) {
     auto& input = *static_cast<Input*>(handle);
-    const std::size_t from = origin == SEEK_SET   ? 0
-                             : origin == SEEK_CUR ? input.at_
-                                                  : input.bytes_.size();
+    const std::uint64_t from = origin == SEEK_SET   ? 0
+                               : origin == SEEK_CUR ? input.at_
+                                                    : input.size_;
     const std::int64_t to = static_cast<std::int64_t>(from) + offset;
     if (to < 0) return -1;
-    input.at_ = static_cast<std::size_t>(to);
+    input.at_ = static_cast<std::uint64_t>(to);
     return 0;
   }
   static long DLL_CALLCONV tell(fi_handle handle) {
@@ -96,8 +110,10 @@ class Input {
   }
 
   static FreeImageIO io;
-  std::span<const std::byte> bytes_;
-  std::size_t at_ = 0;
+  std::span<const std::byte> head_;
+  std::uint64_t size_;
+  File* file_ = nullptr;
+  std::uint64_t at_ = 0;
 };
 FreeImageIO Input::io{read, write, seek, tell};
 
@@ -167,28 +183,48 @@ std::uint64_t densestCoding(FREE_IMAGE_FORMAT format) {
 }
 
 // How much memory the pixels take; nothing when that cannot be told without decoding them.
-std::optional<std::uint64_t> pixelBytes(FREE_IMAGE_FORMAT format, Input& input,
-                                        std::span<const std::byte> bytes) {
-  if (format == FIF_GIF) return gifPixels(bytes);
-  if (format == FIF_JPEG) return jpegBytes(bytes);
+std::optional<std::uint64_t> pixelBytes(FREE_IMAGE_FORMAT format, Input& input, Bitmap& header) {
+  if (format == FIF_GIF) return gifPixels(input.head());
+  if (format == FIF_JPEG) return jpegBytes(input.head());
   if (format == FIF_JNG || !FreeImage_FIFSupportsNoPixels(format)) return std::nullopt;
-  const Bitmap header = input.load(format, FIF_LOAD_NOPIXELS);
+  header = input.load(format, FIF_LOAD_NOPIXELS);
   if (!header) return std::nullopt;
   return std::uint64_t{FreeImage_GetWidth(header.get())} * FreeImage_GetHeight(header.get()) *
          FreeImage_GetBPP(header.get()) / 8;
 }
 
+// The format of a picture that may be decoded, FIF_UNKNOWN for all else. `header` becomes the
+// picture without its pixels, where FreeImage can tell it.
+FREE_IMAGE_FORMAT checkedFormat(Input& input, Bitmap& header) {
+  const FREE_IMAGE_FORMAT format = input.format();
+  if (format == FIF_UNKNOWN) return format;
+  const std::optional<std::uint64_t> taken = pixelBytes(format, input, header);
+  const bool isAllowed =
+      taken && *taken <= kMostPictureBytes && *taken / densestCoding(format) <= input.size();
+  return isAllowed ? format : FIF_UNKNOWN;
+}
+
+constexpr std::uint64_t kHead = 64 << 10;
+
+std::vector<std::byte> readHead(File& file, std::uint64_t size) {
+  std::vector<std::byte> bytes(static_cast<std::size_t>(std::min(size, kHead)));
+  bytes.resize(readFully(file, 0, bytes).value_or(0));
+  return bytes;
+}
+
 }  // namespace
+
+PictureMeasures measuresOf(const fipImage& picture) {
+  return {picture.getWidth(), picture.getHeight(), picture.getBitsPerPixel(),
+          picture.getHorizontalResolution(), picture.getVerticalResolution()};
+}
 
 bool loadPicture(std::span<const std::byte> bytes, fipImage& picture) {
   const QuietTiff quiet;
   Input input(bytes);
-  const FREE_IMAGE_FORMAT format = input.format();
+  Bitmap header;
+  const FREE_IMAGE_FORMAT format = checkedFormat(input, header);
   if (format == FIF_UNKNOWN) return false;
-  const std::optional<std::uint64_t> taken = pixelBytes(format, input, bytes);
-  if (!taken || *taken > kMostPictureBytes || *taken / densestCoding(format) > bytes.size()) {
-    return false;
-  }
   Bitmap bitmap = input.load(format, 0);
   if (!bitmap) return false;
   picture = bitmap.release();
@@ -196,12 +232,11 @@ bool loadPicture(std::span<const std::byte> bytes, fipImage& picture) {
 }
 
 bool loadPicture(File& file, std::uint64_t size, fipImage& picture) {
-  constexpr std::uint64_t kHead = 64 << 10;
   if (size > kMostPictureBytes) return false;
-  std::vector<std::byte> bytes(static_cast<std::size_t>(std::min(size, kHead)));
-  bytes.resize(readFully(file, 0, bytes).value_or(0));
+  std::vector<std::byte> bytes = readHead(file, size);
   if (size > kHead && bytes.size() == kHead) {
-    if (Input(bytes).format() == FIF_UNKNOWN) return false;
+    const QuietTiff quiet;
+    if (Input(bytes, file, size).format() == FIF_UNKNOWN) return false;
     bytes.resize(static_cast<std::size_t>(size));
     bytes.resize(kHead + readFully(file, kHead, std::span(bytes).subspan(kHead)).value_or(0));
   }
@@ -212,6 +247,23 @@ bool loadPicture(const std::u16string& path, fipImage& picture) {
   std::error_code error;
   const std::unique_ptr<File> file = openFile(path, {}, error);
   return file && loadPicture(*file, file->size().value_or(0), picture);
+}
+
+bool measurePicture(File& file, std::uint64_t size, PictureMeasures& measures) {
+  const QuietTiff quiet;
+  const std::vector<std::byte> head = readHead(file, size);
+  Input input(head, file, size);
+  const FREE_IMAGE_FORMAT format = input.format();
+  fipImage picture;
+  if (format == FIF_GIF || format == FIF_JPEG) {  // FreeImage has to decode them
+    if (!loadPicture(file, size, picture)) return false;
+  } else {
+    Bitmap header;
+    if (size > kMostPictureBytes || checkedFormat(input, header) == FIF_UNKNOWN) return false;
+    picture = header.release();
+  }
+  measures = measuresOf(picture);
+  return true;
 }
 
 }  // namespace tessaron

@@ -166,6 +166,36 @@ TEST(loadPicture, ReadsTheCommonFormats) {
   for (std::thread& thread : threads) thread.join();
 }
 
+TEST(measurePicture, TellsWhatDecodingWouldGive) {
+  const auto same = [](const tessaron::PictureMeasures& left, const fipImage& right) {
+    const tessaron::PictureMeasures other = tessaron::measuresOf(right);
+    EXPECT_EQ(left.width, other.width);
+    EXPECT_EQ(left.height, other.height);
+    EXPECT_EQ(left.bits, other.bits);
+    EXPECT_EQ(left.across, other.across);
+    EXPECT_EQ(left.down, other.down);
+  };
+  for (const auto format : {FIF_PNG, FIF_BMP, FIF_TIFF, FIF_GIF, FIF_ICO, FIF_JPEG}) {
+    SCOPED_TRACE(format);
+    const std::string content = makePicture(format, 256, 256);
+    fipImage picture;
+    tessaron::PictureMeasures measures;
+    ASSERT_TRUE(loadPicture(bytesOf(content), picture));
+    ASSERT_TRUE(tessaron::measurePicture(*tessaron::memoryFile(content), content.size(), measures));
+    same(measures, picture);
+  }
+  Scaler scale;
+  for (const Colors colors : {Colors::Grey, Colors::Rgb, Colors::Cmyk}) {
+    const std::string content =
+        makeJpeg({.width = 999, .height = 70, .colors = colors, .densityUnit = 1, .density = 200});
+    fipWinImage picture;
+    tessaron::PictureMeasures measures;
+    EXPECT_EQ(scale(content, picture), 4);
+    EXPECT_EQ(tessaron::measureJpeg(*tessaron::memoryFile(content), measures, 256, 256), 4);
+    same(measures, picture);
+  }
+}
+
 TEST(loadPicture, ReadsAFileToTheGivenSize) {
   const std::string content = makePicture(FIF_BMP, 200, 200);
   ASSERT_GT(content.size(), 100'000u);  // more than what is looked at first
@@ -222,6 +252,10 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
     EXPECT_FALSE(loadPicture(bytesOf(row.bytes), image));
     EXPECT_EQ(scale(row.bytes, image), 0);
     EXPECT_FALSE(image.isValid());
+    const auto file = tessaron::memoryFile(row.bytes);
+    tessaron::PictureMeasures measures;
+    EXPECT_EQ(tessaron::measureJpeg(*file, measures, 256, 256), 0);
+    EXPECT_FALSE(tessaron::measurePicture(*file, row.bytes.size(), measures));
   }
   // The densest that there is: one colour, as deflate, LZW and JPEG write it.
   fipImage image;

@@ -147,10 +147,24 @@ std::string reasonFor(const std::u16string& path) {
   return opened ? "it cannot be read" : error.message();
 }
 
+/// A file whose thumbnail nobody wants.
+struct Measured : CFileInfo {
+  bool fromFileHandle(File& file) override {
+    if (nameOf(category) != std::string_view("image")) return CFileInfo::fromFileHandle(file);
+    measurePicture(file);
+    return false;
+  }
+};
+
 void describe(Job& job, std::int32_t mask, const std::string& thumbnails) {
-  job.info.setDetectType(mask);
-  if (!job.info.fromFile(job.path)) job.failure = reasonFor(job.path);
-  if (!thumbnails.empty()) {
+  if (thumbnails.empty()) {
+    Measured file;
+    file.setDetectType(mask);
+    if (!file.fromFile(job.path)) job.failure = reasonFor(job.path);
+    job.info = std::move(file);
+  } else {
+    job.info.setDetectType(mask);
+    if (!job.info.fromFile(job.path)) job.failure = reasonFor(job.path);
     const std::string path = thumbnails + '/' + job.thumbnailName;
     if (writeThumbnail(job.info, path)) job.thumbnail = path;
   }

@@ -1,0 +1,35 @@
+// Measures, scales and loads the input as a picture.
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "fuzz.h"
+#include "support/jpeg_scale.h"
+#include "support/picture_load.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("picture_fuzz." + std::to_string(getpid()));
+  const std::string content = asText(data, size);
+  std::ofstream(path, std::ios::binary) << content;
+  const auto file = tessaron::memoryFile(content);
+
+  tessaron::PictureMeasures measures;
+  fipWinImage image;
+  const int measured = tessaron::measureJpeg(*file, measures, 256, 256);
+  const int scale = jpegScaleDirect(path.u16string(), image, 256, 256);
+  CHECK(scale == 0 || (scale == measured && image.getWidth() == measures.width &&
+                       image.getHeight() == measures.height));
+  CHECK((scale == 0) == !image.isValid());
+
+  fipImage picture;
+  if (tessaron::loadPicture(std::as_bytes(std::span(content)), picture)) {
+    const std::uint64_t bytes =
+        std::uint64_t{picture.getWidth()} * picture.getHeight() * picture.getBitsPerPixel() / 8;
+    CHECK(picture.isValid() && bytes <= (size << 16));
+    CHECK(tessaron::measurePicture(*file, size, measures));
+  }
+  return 0;
+}

@@ -1,0 +1,209 @@
+import datetime
+import fcntl
+import json
+import os
+import pty
+import resource
+import struct
+import subprocess
+import termios
+import unittest
+import xml.etree.ElementTree as ET
+
+from support import TOOL, ToolTest
+
+
+def ffmpeg(*arguments):
+    subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-y", *map(str, arguments)],
+                   check=True, timeout=60)
+
+
+def ffprobe(path):
+    done = subprocess.run(["ffprobe", "-v", "error", "-show_streams", "-of", "json", path],
+                          check=True, timeout=60, stdout=subprocess.PIPE)
+    return json.loads(done.stdout)["streams"]
+
+
+def bmp(width, height):
+    """A 24-bit picture whose pixels are left out where they would be many."""
+    pixels = bytes(min((width * 3 + 3) // 4 * 4 * height, 1 << 16))
+    return (b"BM" + struct.pack("<IHHI", 54 + len(pixels), 0, 0, 54)
+            + struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, 0, 11811, 11811, 0, 0)
+            + pixels)
+
+
+def value(properties, label):
+    return properties[str(label)]["value"]
+
+
+class ScanTest(ToolTest):
+    def files(self, *arguments, **options):
+        return {file["name"]: file for folder in self.json("scan", *arguments, **options)
+                for file in folder["files"]}
+
+    def tree(self):
+        (self.folder / "t/sub/deep").mkdir(parents=True)
+        self.write("t/a.bmp", bmp(30, 20))
+        self.write("t/sub/b.txt", "b")
+        self.write("t/sub/deep/c.zip", "c")
+        (self.folder / "t/sub/loop").symlink_to("..")
+
+    def test_agrees_with_ffprobe_on_real_files(self):
+        folder = self.folder / "media"
+        folder.mkdir()
+        picture, film = "testsrc2=size=1000x600", "testsrc2=size=352x288:rate=25:duration=2"
+        sound = "sine=frequency=440:duration=2:sample_rate=44100"
+        for name in ["p.jpg", "p.gif", "p.bmp", "p.tif"]:
+            ffmpeg("-f", "lavfi", "-i", picture, "-frames:v", 1, folder / name)
+        for name, *options in [("f.avi", "-c:v", "mpeg4"), ("f.mpg", "-f", "vob"), ("f.wmv",),
+                               ("f.mov",)]:
+            ffmpeg("-f", "lavfi", "-i", film, "-f", "lavfi", "-i", sound, *options, folder / name)
+        for name in ["s.wav", "s.mp3", "s.wma", "s.ogg"]:
+            ffmpeg("-f", "lavfi", "-i", sound, "-metadata", "title=Größe", folder / name)
+        files = self.files("media")
+        self.assertEqual(len(files), 12)
+        for name, file in files.items():
+            path = folder / name
+            with self.subTest(name=name):
+                self.assertEqual(file["size"], path.stat().st_size)
+                modified = datetime.datetime.fromtimestamp(int(path.stat().st_mtime),
+                                                           datetime.timezone.utc)
+                self.assertEqual(file["lastWriteTime"], modified.strftime("%Y-%m-%dT%H:%M:%SZ"))
+                streams = ffprobe(path)
+                kinds = [stream["codec_type"] for stream in streams]
+                if name.startswith("p."):
+                    self.assertEqual(file["category"], 32)
+                    self.assertEqual(value(file["info"], 40003), "1000 x 600")
+                    continue
+                self.assertEqual(file["category"], 64 if name.startswith("f.") else 16)
+                self.assertEqual(len(file["videoStreams"]), kinds.count("video"))
+                self.assertEqual(len(file["audioStreams"]), kinds.count("audio"))
+                for stream in file["videoStreams"]:
+                    self.assertEqual(value(stream, 40003), "352 x 288")
+                    self.assertEqual(stream["40003"]["label"], "Dimensions")
+                if name in ("s.mp3", "s.wma", "s.ogg"):
+                    self.assertEqual(value(file["metaInfo"], 40301), "Größe")
+        self.assertEqual(self.files("media", "--thumbnails", "th").keys(), files.keys())
+
+    def test_prints_table_json_and_xml(self):
+        self.tree()
+        table = self.tool("scan", "t").out.splitlines()
+        self.assertRegex(table[0], "^File +Kind +Size +Modified +Content$")
+        self.assertRegex(table[1], r"^t/a.bmp +image +1.89 kB +\S+Z +30 x 20 24 bit$")
+        self.assertEqual(len(table), 2)
+
+        folders = self.json("scan", "-r", "t/", "t/sub/b.txt")
+        self.assertEqual([(f["id"], f["parentId"], f["path"], [x["path"] for x in f["files"]])
+                          for f in folders],
+                         [(0, -1, "t", ["t/a.bmp"]), (1, 0, "t/sub", ["t/sub/b.txt"]),
+                          (2, 1, "t/sub/deep", ["t/sub/deep/c.zip"]),
+                          (3, -1, "t/sub", ["t/sub/b.txt"])])
+        self.assertEqual(list(folders[0]["files"][0]), [
+            "path", "name", "extension", "category", "size", "creationTime", "lastWriteTime",
+            "attributes", "encryptionStatus", "checksum", "digest", "info", "metaInfo",
+            "audioStreams", "videoStreams", "thumbnails"])
+        self.assertEqual(folders[0]["files"][0]["info"], {
+            "40001": {"label": "Resolution", "value": "300 x 300 dpi"},
+            "40002": {"label": "Color", "value": "24 bit"},
+            "40003": {"label": "Dimensions", "value": "30 x 20"}})
+
+        self.assertEqual(self.tool("scan", "-r", "--xml", "x.xml", "t").err, "x.xml: 3 files\n")
+        root = ET.parse(self.folder / "x.xml").getroot()
+        self.assertEqual([(f.get("ID"), f.get("ParentID"), [e.tag for e in f]) for f in root],
+                         [("0", "-1", ["File"]), ("1", "0", ["File"]), ("2", "1", ["File"])])
+        self.assertEqual(root.findtext("Folder/File/Info/Node[@Name='40003']"), "30 x 20")
+        self.assertEqual(root[2].findtext("File/PathFileName"), "t/sub/deep/c.zip")
+        self.assertEqual(self.tool("scan", "-r", "--xml", "-", "t").out.encode(),
+                         (self.folder / "x.xml").read_bytes())
+
+    def test_detects_what_is_asked_for(self):
+        self.tree()
+        rows = [("image,audio", 32, 1), ("archive", 1, 2), ("video,font", 1, 1)]
+        for kinds, picture, archive in rows:
+            files = self.files("-r", "--detect", kinds, "t")
+            self.assertEqual((files["a.bmp"]["category"], files["c.zip"]["category"]),
+                             (picture, archive))
+            self.assertEqual(bool(files["a.bmp"]["info"]), picture == 32)
+
+    def test_what_cannot_be_read_is_told_and_the_rest_goes_on(self):
+        self.tree()
+        (self.folder / "t/dead.jpg").symlink_to("nowhere")
+        (self.folder / "t/circle").symlink_to("circle")
+        os.mkfifo(self.folder / "t/pipe.mpg")
+        done = subprocess.run([TOOL, "scan", "--json", "missing.mp3", "t", "t/pipe.mpg"],
+                              cwd=self.folder, capture_output=True, timeout=20, check=False)
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(sorted(done.stderr.decode().splitlines()), [
+            "tessaron: ./missing.mp3: No such file or directory",
+            "tessaron: t/circle: Too many levels of symbolic links",
+            "tessaron: t/dead.jpg: No such file or directory",
+            "tessaron: t/pipe.mpg: No such device or address"])
+        names = [f["name"] for folder in json.loads(done.stdout) for f in folder["files"]]
+        self.assertEqual(names, ["a.bmp"])
+        self.assert_failures([
+            (2, "nothing not in", "scan", "--detect", "nothing", "t"),
+            (2, "excludes", "scan", "--json", "--xml", "x", "t"),
+            (73, "t/a.bmp: ", "scan", "t", "--thumbnails", "t/a.bmp"),
+            (73, "No such", "scan", "t/sub", "--xml", "missing/x"),
+        ])
+
+    def test_writes_thumbnails_that_never_collide(self):
+        for name in ["x/p.bmp", "y/p.bmp"]:
+            (self.folder / name).parent.mkdir()
+            self.write(name, bmp(600, 300) if name < "y" else bmp(20, 10))
+        self.write("x/broken.jpg", "no picture")
+        for _ in range(2):  # the second run gives the same names
+            files = self.json("scan", "x", "y", "--thumbnails", "deep/th")
+        shown = [f["thumbnails"] for folder in files for f in folder["files"]]
+        paths = [self.folder / path for paths in shown for path in paths]
+        self.assertEqual(sorted(paths), sorted((self.folder / "deep/th").iterdir()))
+        sizes = {struct.unpack(">II", path.read_bytes()[16:24]) for path in paths}
+        self.assertEqual(sizes, {(256, 128), (20, 10)})
+
+    def test_order_does_not_depend_on_the_threads(self):
+        folder = self.folder / "many"
+        folder.mkdir()
+        for i in range(300):
+            (folder / f"{i}.bmp").write_bytes(bmp(i + 1, 5))
+        first = self.tool("scan", "many").out
+        self.assertEqual(len(first.splitlines()), 301)
+        for _ in range(3):
+            self.assertEqual(self.tool("scan", "many").out, first)
+
+    def test_pictures_that_claim_too_much_take_no_memory(self):
+        jpeg = (b"\xff\xd8\xff\xc2\x00\x11\x08\xff\xdc\xff\xdc\x03\x01\x22\x00\x02\x11\x01\x03\x11\x01"
+                + b"\xff\xda\x00\x0c\x03\x01\x00\x02\x00\x03\x00\x00\x00\x00" + bytes(100))
+        self.write("a.jpg", jpeg)
+        self.write("b.bmp", bmp(65500, 65500))
+        self.write("c.gif", b"GIF89a" + struct.pack("<HHBBB", 65500, 65500, 0x80, 0, 0) + bytes(6)
+                   + b"," + struct.pack("<HHHHB", 0, 0, 65500, 65500, 0) + b"\x02\x02\x4c\x01\x00;")
+        for more in [], ["--thumbnails", "th"]:
+            files = self.files("a.jpg", "b.bmp", "c.gif", *more)
+            for file in files.values():
+                self.assertEqual(value(file["info"], 40003), "0 x 0")
+        most = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss  # KiB
+        self.assertLess(most, 200 << 10)
+
+    def test_shows_pace_on_a_terminal(self):
+        for i in range(60):
+            self.write(f"{i}.bmp", bmp(2000, 2000))
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
+        process = subprocess.Popen([TOOL, "scan", ".", "--thumbnails", "th"], cwd=self.folder,
+                                   stdout=subprocess.DEVNULL, stderr=theirs)
+        os.close(theirs)
+        received = b""
+        try:
+            while part := os.read(ours, 4096):
+                received += part
+        except OSError:
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(60), 0)
+        self.assertRegex(received.decode(),
+                         r"describing \[[#.]{20}\] \d+/60, \d+/s, (\?|\d+:\d\d) left, \./\d+\.bmp")
+        self.assertTrue(received.endswith(b"\r\x1b[K"))
+
+
+if __name__ == "__main__":
+    unittest.main()
