@@ -182,7 +182,7 @@ class ScanTest(ToolTest):
             for file in files.values():
                 self.assertEqual(value(file["info"], 40003), "0 x 0")
         most = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss  # KiB
-        self.assertLess(most, 200 << 10)
+        self.assertLess(most, 1 << 20)  # each claims 4 GiB and more
 
     def test_shows_pace_on_a_terminal(self):
         for i in range(60):
