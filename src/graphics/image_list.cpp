@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <string_view>
 
+#include "graphics/icon_file.h"
 #include "platform/text.h"
+#include "support/picture_load.h"
 
 using tessaron::Transparency;
 
@@ -18,8 +20,6 @@ std::u16string ending(const std::u16string& path) {
   std::transform(text.begin(), text.end(), text.begin(), tessaron::lowerCase);
   return text;
 }
-
-bool decodeIcon(std::span<const std::byte>, int, int, tessaron::Pixels&) { return false; }
 
 }  // namespace
 
@@ -38,7 +38,15 @@ void CImageListEx::Reload(ATL::_U_STRINGorID bitmap, const std::vector<std::u16s
 }
 
 void CImageListEx::InsertIconEx(const std::u16string& path, int /*index*/) {
-  tessaron::addIconFile(imageList, path, decodeIcon);
+  tessaron::addIconFile(imageList, path, tessaron::decodeIcon);
 }
 
-void CImageListEx::InsertImageEx(const std::u16string& /*path*/, int /*index*/) {}
+void CImageListEx::InsertImageEx(const std::u16string& path, int /*index*/) {
+  int width = 0;
+  int height = 0;
+  fipImage picture;
+  tessaron::Pixels pixels;
+  if (tessaron::imageListSize(imageList, width, height) && tessaron::loadPicture(path, picture) &&
+      tessaron::scaleTo(width, height, picture, pixels))
+    tessaron::addPixels(imageList, pixels, transparency());
+}

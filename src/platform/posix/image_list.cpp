@@ -1,11 +1,10 @@
 #include "platform/image_list.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <string>
 
 #include "platform/file.h"
-#include "platform/picture.h"
 
 /// All images of a list, one after another.
 struct _IMAGELIST {
@@ -47,19 +46,24 @@ bool loadBitmap(ATL::_U_STRINGorID resource, Pixels& bitmap) {
   const auto found = std::find_if(std::begin(kBitmaps), std::end(kBitmaps),
                                   [&](const BitmapResource& known) { return known.id == id; });
   if (found == std::end(kBitmaps)) return false;
-  fipMemoryIO memory(const_cast<BYTE*>(found->file.data()), static_cast<DWORD>(found->file.size()));
-  fipImage image;
-  if (!image.loadFromMemory(memory) || !image.convertTo32Bits()) return false;
-  bitmap.width = static_cast<int>(image.getWidth());
-  bitmap.height = static_cast<int>(image.getHeight());
-  for (unsigned row = image.getHeight(); row-- > 0;) {
-    const auto* pixels = reinterpret_cast<const std::uint32_t*>(image.getScanLine(row));
-    bitmap.argb.insert(bitmap.argb.end(), pixels, pixels + image.getWidth());
+  // The library's own: rows from bottom to top of whole words, 24 or 32 bits a pixel.
+  constexpr std::size_t kPixelsAt = 54;
+  bitmap.width = found->file[18] | found->file[19] << 8;
+  bitmap.height = found->file[22] | found->file[23] << 8;
+  const std::size_t step = found->file[28] / 8;
+  const auto width = static_cast<std::size_t>(bitmap.width);
+  for (auto row = static_cast<std::size_t>(bitmap.height); row-- > 0;) {
+    for (std::size_t i = 0; i < width; ++i) {
+      const std::uint8_t* pixel = &found->file[kPixelsAt + (row * width + i) * step];
+      const std::uint32_t alpha = step == 4 ? pixel[3] : 0;
+      bitmap.argb.push_back(alpha << 24 | static_cast<std::uint32_t>(pixel[2]) << 16 |
+                            static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0]);
+    }
   }
   return true;
 }
 
-// Gives the image of which `pixels` are a copy its transparency.
+// Gives an image the transparency that it is to have.
 void makeTransparent(std::span<std::uint32_t> pixels, Transparency transparency) {
   if (transparency == Transparency::Magenta) {
     for (std::uint32_t& pixel : pixels)

@@ -1,0 +1,291 @@
+#include "graphics/image_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "graphics/icon_file.h"
+#include "platform/picture.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using tessaron::Pixels;
+using tessaron::Transparency;
+using testing::Each;
+using testing::ElementsAre;
+
+constexpr std::uint32_t kRed = 0xFFFF0000;
+constexpr std::uint32_t kGreen = 0xFF00FF00;
+constexpr std::uint32_t kBlue = 0xFF0000FF;
+constexpr std::uint32_t kYellow = 0xFFFFFF00;
+constexpr std::uint32_t kMagenta = 0xFFFF00FF;
+
+/// A list, a filler for it, and a folder for what goes in.
+struct Filled {
+  explicit Filled(int size, bool alpha = true)
+      : filler(tessaron::createImageList(
+            size, size, alpha ? Transparency::Alpha : Transparency::Magenta, 16, 16)) {
+    CImageListEx::setAlphaImages(alpha);
+  }
+  ~Filled() {
+    tessaron::destroyImageList(filler.imageList);
+    CImageListEx::setAlphaImages(false);
+  }
+  std::u16string write(const std::u16string& name, const std::string& content) {
+    std::ofstream(folder.path / name, std::ios::binary) << content;
+    return (folder.path / name).u16string();
+  }
+  int count() const { return tessaron::imageCount(filler.imageList); }
+  std::vector<std::uint32_t> image(int index) const {
+    return tessaron::imagePixels(filler.imageList, index).argb;
+  }
+  TemporaryFolder folder;
+  CImageListEx filler;
+};
+
+std::string number(std::uint32_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
+  return text;
+}
+
+std::string encoded(FREE_IMAGE_FORMAT format, unsigned width, unsigned height, std::uint32_t argb) {
+  fipImage image(FIT_BITMAP, static_cast<WORD>(width), static_cast<WORD>(height), 32);
+  for (unsigned y = 0; y < height; ++y)
+    std::fill_n(reinterpret_cast<std::uint32_t*>(image.getScanLine(y)), width, argb);
+  fipMemoryIO memory;
+  EXPECT_TRUE(image.saveToMemory(format, memory));
+  BYTE* data = nullptr;
+  DWORD size = 0;
+  memory.acquire(&data, &size);
+  return {reinterpret_cast<const char*>(data), size};
+}
+
+struct Frame {
+  int size;
+  int bits;
+  std::string bytes;
+};
+
+/// One colour in a bitmap frame of any depth; the mask makes the left half transparent on demand.
+Frame bitmapFrame(int size, int bits, std::uint32_t argb, bool halfMasked = false) {
+  const auto n = static_cast<std::uint32_t>(size);
+  const std::size_t stride = (n * static_cast<std::uint32_t>(bits) + 31) / 32 * 4;
+  std::string text = number(40, 4) + number(n, 4) + number(2 * n, 4) + number(1, 2) +
+                     number(static_cast<std::uint32_t>(bits), 2) + std::string(24, '\0');
+  std::string row;
+  if (bits <= 8) {
+    text += number(argb & 0xFFFFFF, 4) + std::string((std::size_t{4} << bits) - 4, '\0');
+  } else {
+    for (int x = 0; x < size; ++x) row += number(argb, bits / 8);
+  }
+  row.resize(stride);
+  const std::size_t maskStride = (n + 31) / 32 * 4;
+  std::string mask(maskStride, '\0');
+  if (halfMasked) std::fill_n(mask.begin(), size / 16, '\xFF');
+  for (int y = 0; y < size; ++y) text += row;
+  for (int y = 0; y < size; ++y) text += mask;
+  return {size, bits, text};
+}
+
+std::string iconOf(const std::vector<Frame>& frames) {
+  std::string directory =
+      number(0, 2) + number(1, 2) + number(static_cast<std::uint32_t>(frames.size()), 2);
+  std::size_t offset = 6 + 16 * frames.size();
+  std::string data;
+  for (const Frame& frame : frames) {
+    const auto size = static_cast<std::uint32_t>(frame.size % 256);
+    directory += number(size, 1) + number(size, 1) + number(0, 2) + number(1, 2) +
+                 number(static_cast<std::uint32_t>(frame.bits), 2) +
+                 number(static_cast<std::uint32_t>(frame.bytes.size()), 4) +
+                 number(static_cast<std::uint32_t>(offset), 4);
+    data += frame.bytes;
+    offset += frame.bytes.size();
+  }
+  return directory + data;
+}
+
+const std::string& sampleIcon() {
+  static const std::string icon = iconOf({bitmapFrame(16, 4, kRed),
+                                          bitmapFrame(16, 32, kGreen),
+                                          bitmapFrame(32, 24, kBlue),
+                                          {48, 32, encoded(FIF_PNG, 48, 48, kYellow)}});
+  return icon;
+}
+
+TEST(CImageListEx, TakesTheStripsApart) {
+  const struct {
+    unsigned strip;
+    int size;
+    bool alpha;
+    int images;
+  } rows[] = {{102, 16, false, 8}, {103, 16, true, 11}, {104, 32, true, 11}, {104, 16, true, 22}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.strip);
+    Filled list(row.size, row.alpha);
+    list.filler.Reload(row.strip, {});
+    ASSERT_EQ(list.count(), row.images);
+    std::set<std::vector<std::uint32_t>> different;
+    bool softEdges = false;
+    for (int i = 0; i < row.images; ++i) {
+      const std::vector<std::uint32_t> image = list.image(i);
+      ASSERT_EQ(image.size(), static_cast<std::size_t>(row.size * row.size));
+      softEdges |= std::ranges::any_of(image, [](auto p) { return p >> 24 && p >> 24 != 255; });
+      EXPECT_EQ(std::ranges::count(image, kMagenta), 0);
+      different.insert(image);
+    }
+    if (row.size == 32 || row.strip != 104) {
+      EXPECT_EQ(different.size(), static_cast<std::size_t>(row.images));
+      EXPECT_EQ(list.image(0)[0], 0U) << "the background is transparent";
+    }
+    EXPECT_EQ(softEdges, row.alpha);
+  }
+  Filled list(16);
+  list.filler.Reload(102U, {});
+  EXPECT_EQ(list.image(0)[0], kMagenta) << "without a mask 24 bits are all opaque";
+  list.filler.Reload(u"#103", {});
+  EXPECT_EQ(list.count(), 11) << "the first set is gone";
+  for (const ATL::_U_STRINGorID unknown : {ATL::_U_STRINGorID(105U), {u"NONE"}, {u"#1x"}}) {
+    list.filler.Reload(unknown, {});
+    EXPECT_EQ(list.count(), 0);
+  }
+}
+
+TEST(CImageListEx, LoadsAStripWithMagentaAsItsMask) {
+  const HIMAGELIST list = tessaron::loadImageList(102U, 16);
+  ASSERT_EQ(tessaron::imageCount(list), 8);
+  EXPECT_EQ(tessaron::imagePixels(list, 7).argb[0], 0U);
+  EXPECT_EQ(tessaron::imagePixels(list, 7).argb[8 * 16 + 8] >> 24, 255U);
+  tessaron::destroyImageList(list);
+  EXPECT_EQ(tessaron::loadImageList(999U, 16), nullptr);
+}
+
+TEST(CImageListEx, TakesFilesByTheirEndings) {
+  Filled list(16);
+  const std::string png = encoded(FIF_PNG, 7, 3, kRed);
+  std::vector<std::u16string> files = {
+      list.write(u"a.ICO", sampleIcon()),
+      list.write(u"b.jpg", encoded(FIF_PNG, 7, 3, kBlue)),
+      list.write(u"c.Png", png),
+      list.write(u"d\u00E9\u97F3.bmp", encoded(FIF_BMP, 40, 40, kBlue)),
+      list.write(u"broken.png", png.substr(0, 30)),
+      list.write(u"broken.ico", "no icon"),
+      list.write(u"empty.bmp", ""),
+      u"",
+      u"o",
+      u"ng",
+      u"png",
+      u"missing.ico",
+      list.folder.path.u16string(),
+      list.write(u"e.icopng", png)};
+  list.filler.Reload(103U, files);
+  ASSERT_EQ(list.count(), 11 + 4);
+  EXPECT_THAT(list.image(11), Each(kGreen));
+  EXPECT_THAT(list.image(12), Each(kRed));
+  EXPECT_THAT(list.image(13), Each(kBlue));
+  EXPECT_THAT(list.image(14), Each(kRed));
+  list.filler.Reload(103U, {});
+  EXPECT_EQ(list.count(), 11);
+
+  CImageListEx none;
+  none.Reload(102U, files);
+  none.InsertIconEx(files[0], 0);
+  none.InsertImageEx(files[2], 0);
+}
+
+TEST(CImageListEx, MakesPicturesTransparentByAlphaOrMagenta) {
+  for (const bool alpha : {true, false}) {
+    Filled list(16, alpha);
+    list.filler.InsertImageEx(list.write(u"m.bmp", encoded(FIF_BMP, 16, 16, kMagenta)), -1);
+    list.filler.InsertImageEx(list.write(u"a.png", encoded(FIF_PNG, 16, 16, 0x80FF0000)), 5);
+    ASSERT_EQ(list.count(), 2);
+    EXPECT_THAT(list.image(0), Each(alpha ? kMagenta : 0));
+    EXPECT_THAT(list.image(1), Each(alpha ? 0x80FF0000 : kRed));
+  }
+}
+
+// As the system does, which reads the file itself on Windows.
+TEST(CImageListEx, ChoosesTheFrameOfAnIcon) {
+  const struct {
+    int size;
+    std::uint32_t expected;
+  } rows[] = {{16, kGreen}, {20, kGreen}, {32, kBlue}, {36, kBlue}, {48, kYellow}, {128, kYellow}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.size);
+    Filled list(row.size);
+    list.filler.InsertIconEx(list.write(u"i.ico", sampleIcon()), 0);
+    ASSERT_EQ(list.count(), 1);
+    EXPECT_THAT(list.image(0), Each(row.expected));
+  }
+}
+
+TEST(CImageListEx, ReadsIconsOfAnyDepth) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    SCOPED_TRACE(bits);
+    Filled list(16);
+    // The alpha channel goes before the mask.
+    const std::uint32_t colour = bits == 32 ? 0x400000FF : kBlue;
+    list.filler.InsertIconEx(list.write(u"i.ico", iconOf({bitmapFrame(16, bits, colour, true)})),
+                             0);
+    ASSERT_EQ(list.count(), 1);
+    const std::vector<std::uint32_t> image = list.image(0);
+    EXPECT_EQ(image[255], colour);
+    EXPECT_EQ(image[0], bits == 32 ? colour : 0);
+  }
+}
+
+std::span<const std::byte> bytesOf(const std::string& text) {
+  return std::as_bytes(std::span(text));
+}
+
+TEST(DecodeIcon, IgnoresWhatIsDamaged) {
+  const std::string whole = sampleIcon();
+  Pixels icon;
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    const std::string cut = whole.substr(0, size);
+    for (const int wanted : {16, 48}) {
+      if (!tessaron::decodeIcon(bytesOf(cut), wanted, wanted, icon)) continue;
+      ASSERT_EQ(icon.argb.size(), static_cast<std::size_t>(wanted * wanted));
+    }
+  }
+  const std::string cut = whole.substr(0, whole.size() - 1);
+  EXPECT_FALSE(tessaron::decodeIcon(bytesOf(cut), 48, 48, icon));
+  EXPECT_TRUE(tessaron::decodeIcon(bytesOf(cut), 32, 32, icon));
+  std::mt19937 random(5);
+  for (int round = 0; round < 20'000; ++round) {
+    std::string bent = whole;
+    for (auto flips = random() % 4 + 1; flips > 0; --flips)
+      bent[random() % 200] = static_cast<char>(random());
+    tessaron::decodeIcon(bytesOf(bent), 16, 16, icon);
+  }
+}
+
+TEST(CImageListEx, RefusesHugePictures) {
+  std::string png = encoded(FIF_PNG, 1, 1, kRed);
+  png.replace(16, 8, std::string("\0\0\xEA\x60\0\0\xEA\x60", 8));  // 60000 x 60000
+  Frame frame = bitmapFrame(16, 32, kGreen);
+  frame.bytes.replace(4, 8, number(4096, 4) + number(8192, 4));
+  Filled list(16);
+  list.filler.Reload(103U, {list.write(u"a.png", png), list.write(u"b.ico", iconOf({frame})),
+                            list.write(u"c.ico", iconOf({{16, 32, png}}))});
+  EXPECT_EQ(list.count(), 11);
+}
+
+TEST(ImageList, SplitsWhatFitsAndCutsTheRest) {
+  Filled list(4);
+  Pixels strip{10, 6, std::vector<std::uint32_t>(60, kRed)};
+  strip.argb[0] = kGreen;
+  EXPECT_TRUE(tessaron::addPixels(list.filler.imageList, strip, Transparency::Alpha));
+  ASSERT_EQ(list.count(), 2);
+  EXPECT_EQ(list.image(0)[0], kGreen);
+  EXPECT_THAT(list.image(1), Each(kRed));
+}
+
+}  // namespace
