@@ -247,7 +247,8 @@ void Collection::insertBehind(std::size_t index, const std::string& text) {
   opening_.end += text.size();
 }
 
-XmlFault Collection::import(std::string_view response, std::uint16_t today, ImportCounts& counts) {
+XmlFault Collection::import(std::string_view response, std::uint16_t today, ImportCounts& counts,
+                            const std::function<void(CRecord&)>& finish) {
   Collection incoming;
   if (XmlFault fault = incoming.parse(std::string(response))) return fault;
 
@@ -263,10 +264,14 @@ XmlFault Collection::import(std::string_view response, std::uint16_t today, Impo
     const auto [place, isNew] = places.emplace(record.ASIN, records_.size());
     if (isNew) {
       record.DateAdded = today;
+    } else {
+      keepAdditions(records_[place->second], record);
+    }
+    if (finish) finish(record);
+    if (isNew) {
       add(record);
       ++counts.added;
     } else {
-      keepAdditions(records_[place->second], record);
       ++(update(place->second, record) ? counts.updated : counts.skipped);
     }
   }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,8 +58,10 @@ class TESSARON_API Collection {
   /// Adds every item of a response in either dialect, or brings the product data of the item with
   /// the same ASIN up to date; what the user has added to it (status, person, dates, notes, icon,
   /// custom fields, date added) stays. New items are dated `today` (an MS-DOS date). An item
-  /// without an ASIN is rejected. On a fault in the response nothing changes. Adds to `counts`.
-  XmlFault import(std::string_view response, std::uint16_t today, ImportCounts& counts);
+  /// without an ASIN is rejected. `finish`, if any, has the last word on each record before it is
+  /// written. On a fault in the response nothing changes. Adds to `counts`.
+  XmlFault import(std::string_view response, std::uint16_t today, ImportCounts& counts,
+                  const std::function<void(CRecord&)>& finish = {});
 
   /// The whole text as it now stands.
   std::string text() const;

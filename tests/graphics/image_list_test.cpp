@@ -113,10 +113,9 @@ std::string iconOf(const std::vector<Frame>& frames) {
 }
 
 const std::string& sampleIcon() {
-  static const std::string icon = iconOf({bitmapFrame(16, 4, kRed),
-                                          bitmapFrame(16, 32, kGreen),
-                                          bitmapFrame(32, 24, kBlue),
-                                          {48, 32, encoded(FIF_PNG, 48, 48, kYellow)}});
+  static const std::string icon =
+      iconOf({bitmapFrame(16, 4, kRed), bitmapFrame(16, 32, kGreen), bitmapFrame(32, 24, kBlue),
+              bitmapFrame(48, 32, kYellow)});
   return icon;
 }
 
@@ -229,7 +228,7 @@ TEST(CImageListEx, ChoosesTheFrameOfAnIcon) {
 TEST(CImageListEx, ReadsIconsOfAnyDepth) {
   for (const int bits : {1, 4, 8, 24, 32}) {
     SCOPED_TRACE(bits);
-    Filled list(16);
+    Filled list(16, bits == 32);
     // The alpha channel goes before the mask.
     const std::uint32_t colour = bits == 32 ? 0x400000FF : kBlue;
     list.filler.InsertIconEx(list.write(u"i.ico", iconOf({bitmapFrame(16, bits, colour, true)})),
@@ -243,6 +242,16 @@ TEST(CImageListEx, ReadsIconsOfAnyDepth) {
 
 std::span<const std::byte> bytesOf(const std::string& text) {
   return std::as_bytes(std::span(text));
+}
+
+TEST(DecodeIcon, ReadsCompressedFrames) {
+  const std::string file =
+      iconOf({bitmapFrame(16, 32, kGreen), {256, 32, encoded(FIF_PNG, 256, 256, kYellow)}});
+  Pixels icon;
+  ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 200, 200, icon));
+  EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(200 * 200, kYellow));
+  ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 32, 32, icon));
+  EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(32 * 32, kGreen));
 }
 
 TEST(DecodeIcon, IgnoresWhatIsDamaged) {

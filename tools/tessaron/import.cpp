@@ -3,6 +3,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "settings/collation.h"
 #include "status.h"
 #include "support/text.h"
 #include "verbs.h"
@@ -59,7 +60,8 @@ std::size_t importAll(Collection& collection, std::vector<Response>& responses,
   for (std::size_t i = 0; i < responses.size(); ++i) {
     Response& response = responses[i];
     progress.show(i, displayName(response.path));
-    requireSound(response.path, collection.import(response.text, today, response.counts));
+    requireSound(response.path, collection.import(response.text, today, response.counts,
+                                                  CCollationSystem::ApplyToRecord));
     accepted += response.accepted();
   }
   return accepted;
@@ -121,7 +123,8 @@ void addImport(CLI::App& app, Context& context) {
       app.add_subcommand("import", "Takes over the items of the web service's responses");
   verb->footer(
       "Items that are there already get their product data anew and keep all that you added. A\n"
-      "damaged response changes nothing. Exit code 1 when no item of any response was accepted.");
+      "damaged response changes nothing. Names and titles become what they sort by (see sortform and\n"
+      "the setting CollationOption). Exit code 1 when no item of any response was accepted.");
   addCollectionOption(*verb, options->collection, true);
   verb->add_option("RESPONSE", options->responses, "The responses' files")->required();
   verb->add_flag("--json", options->json, "Print the counts as JSON");

@@ -1,14 +1,13 @@
 #include <fmt/format.h>
-#include <unicode/coll.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "csv.h"
 #include "platform/system.h"
 #include "record_json.h"
+#include "settings/collation.h"
 #include "status.h"
 #include "support/text.h"
 #include "terminal.h"
@@ -27,27 +26,10 @@ struct Options {
 
 using Rows = std::vector<const CRecord*>;
 
-/// Orders titles as the user's language does, without regard to case and with numbers by value.
-std::unique_ptr<icu::Collator> makeCollator() {
-  UErrorCode error = U_ZERO_ERROR;
-  // Without a language in the environment the default orders by character code.
-  const bool posix = std::strcmp(icu::Locale::getDefault().getName(), "en_US_POSIX") == 0;
-  std::unique_ptr<icu::Collator> collator(
-      posix ? icu::Collator::createInstance(icu::Locale::getRoot(), error)
-            : icu::Collator::createInstance(error));
-  if (U_FAILURE(error)) throw Failure{kFailed, {}, "no rules for sorting titles"};
-  collator->setStrength(icu::Collator::SECONDARY);
-  collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, error);
-  return collator;
-}
-
 void sortRows(Rows& rows, const std::string& order) {
   if (order.empty()) return;
-  const std::unique_ptr<icu::Collator> collator = makeCollator();
-  const auto compare = [&](const std::u16string& a, const std::u16string& b) {
-    UErrorCode error = U_ZERO_ERROR;
-    return collator->compare(a.data(), static_cast<int32_t>(a.size()), b.data(),
-                             static_cast<int32_t>(b.size()), error);
+  const auto compare = [](const std::u16string& a, const std::u16string& b) {
+    return CCollationSystem::CompareStringW(a.c_str(), b.c_str(), true);
   };
   const auto statusOf = [](const CRecord& record) {
     return record.hasStatus ? record.status : INT32_MAX;  // those without one come last

@@ -47,7 +47,7 @@ int run(int argc, char** argv) {
       "66 no such input; 73 or 74 cannot write.");
   for (const auto add :
        {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart,
-        addCache, addStats, addChart, addCodec, addScan, addTheme})
+        addCache, addStats, addChart, addSortForm, addSort, addCodec, addScan, addTheme})
     add(app, context);
 
   try {

@@ -20,6 +20,8 @@ void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);
 void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
+void addSortForm(CLI::App& app, Context& context);
+void addSort(CLI::App& app, Context& context);
 void addCodec(CLI::App& app, Context& context);
 void addScan(CLI::App& app, Context& context);
 void addTheme(CLI::App& app, Context& context);

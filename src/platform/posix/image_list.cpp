@@ -140,6 +140,8 @@ bool addIconFile(HIMAGELIST list, std::u16string_view path, IconDecoder decode) 
   if (!file || !readToEnd(*file, bytes) ||
       !decode(std::as_bytes(std::span(bytes)), list->width, list->height, icon))
     return false;
+  if (list->transparency == Transparency::Magenta)  // no part of a pixel can be transparent
+    for (std::uint32_t& pixel : icon.argb) pixel = pixel & kOpaque ? pixel | kOpaque : 0;
   return addPixels(list, icon, Transparency::Alpha);
 }
 

@@ -74,11 +74,14 @@ bool addBitmap(HIMAGELIST list, ATL::_U_STRINGorID bitmap, Transparency transpar
 
 bool addPixels(HIMAGELIST list, const Pixels& strip, Transparency transparency) {
   if (!list) return false;
+  std::vector<std::uint32_t> pixels = strip.argb;
+  if (transparency == Transparency::Magenta)  // which is not found with a byte above it
+    for (std::uint32_t& pixel : pixels) pixel &= ~kOpaque;
   const HWND window = GetActiveWindow();
   const HDC screen = GetDC(window);
   const BITMAPINFO info = headerOf(strip.width, strip.height);
   const HBITMAP bitmap =
-      CreateDIBitmap(screen, &info.bmiHeader, CBM_INIT, strip.argb.data(), &info, DIB_RGB_COLORS);
+      CreateDIBitmap(screen, &info.bmiHeader, CBM_INIT, pixels.data(), &info, DIB_RGB_COLORS);
   const bool added = addAndDelete(list, bitmap, transparency);
   ReleaseDC(window, screen);
   return added;

@@ -1,0 +1,179 @@
+#include "settings/collation.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/allocations.h"
+
+namespace {
+
+/// Opens what only derived classes may call.
+struct Collation : CCollationSystem {
+  using CCollationSystem::ConvertCases;
+  using CCollationSystem::IsSpaceChar;
+  using CCollationSystem::IsSpecialChar;
+};
+
+struct Option {
+  explicit Option(std::int32_t option) { CCollationSystem::m_nOption = option; }
+  ~Option() { CCollationSystem::m_nOption = -1; }
+};
+
+TEST(CCollationSystem, CapitalizesWords) {
+  const struct {
+    std::u16string text, expected;
+  } rows[] = {
+      {u"", u""},
+      {u"mcDONALD o'BRIEN", u"Mcdonald O'brien"},
+      {u"a  b", u"A  b"},  // the second space is the word's first unit
+      {u"a   b", u"A   B"},
+      {u" ab", u" ab"},
+      {u"ab ", u"Ab "},
+      {u"x\u00A0y\tz", u"X\u00A0Y\tz"},
+      {u"ÉMILE ørsted ıi ßA", u"Émile Ørsted Ii ßa"},
+      {u"\xD801\xDC28 \xD801", u"\xD801\xDC28 \xD801"},  // unit by unit: no pair is looked at
+  };
+  for (const auto& row : rows) {
+    std::u16string text = row.text;
+    EXPECT_EQ(Collation::ConvertCases(text), 0);
+    EXPECT_EQ(text, row.expected);
+  }
+}
+
+TEST(CCollationSystem, KnowsSpacesAndPunctuation) {
+  std::u16string spaces, special;
+  for (char32_t unit = 0; unit < 0x10000; ++unit) {
+    if (Collation::IsSpaceChar(static_cast<char16_t>(unit))) spaces += static_cast<char16_t>(unit);
+    if (Collation::IsSpecialChar(static_cast<char16_t>(unit)))
+      special += static_cast<char16_t>(unit);
+  }
+  EXPECT_EQ(spaces, u" \u00A0");
+  EXPECT_EQ(special, u"!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~");
+}
+
+TEST(CCollationSystem, PutsSurnamesFirst) {
+  const struct {
+    std::int32_t option;
+    std::u16string name, expected;
+    int result;
+  } rows[] = {
+      {0, u"john smith", u"Smith, John", 1},
+      {2, u"john smith", u"Smith, John", 1},
+      {1, u"john smith", u"John Smith", 0},
+      {3, u"john smith", u"john smith", 0},
+      {-1, u"john smith", u"john smith", 0},
+      {4, u"john smith", u"john smith", 0},
+      {0, u"JOHN RONALD REUEL tolkien", u"Tolkien, John Ronald Reuel", 1},
+      {0, u"john smith (editor)", u"Smith (editor), John", 1},
+      {0, u"smith, john", u"Smith, John", 0},
+      {0, u"john\u00A0smith", u"Smith, John", 1},
+      {0, u"SMITH", u"Smith", 0},
+      {2, u"x", u"X", 0},
+      {0, u"", u"", 0},
+      {0, u"john ", u"John ", 0},
+      {0, u" john", u" john", 0},
+      {0, u"a b", u"B, A", 1},
+      {0, u"a (b) [c]", u"A (b) [c]", 0},
+  };
+  for (const auto& row : rows) {
+    const Option option(row.option);
+    std::u16string name = row.name;
+    EXPECT_EQ(CCollationSystem::ConvertName(name), row.result);
+    EXPECT_EQ(name, row.expected);
+    if (row.result == 1) {
+      EXPECT_EQ(CCollationSystem::ConvertName(name), 0);
+    }
+    EXPECT_EQ(name, row.expected) << "a second time";
+  }
+  const Option option(0);
+  std::vector<std::u16string> names = {u"anna berg", u"cher"};
+  EXPECT_EQ(CCollationSystem::ConvertNames(names), 0);
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"Berg, Anna", u"Cher"}));
+}
+
+TEST(CCollationSystem, MovesArticlesToTheEnd) {
+  const struct {
+    std::int32_t option;
+    std::u16string title, expected;
+    int result;
+  } rows[] = {
+      {0, u"the matrix", u"Matrix, The", 1},
+      {3, u"THE matrix", u"Matrix, The", 1},
+      {1, u"the matrix", u"the matrix", 0},
+      {2, u"the matrix", u"the matrix", 0},
+      {-1, u"the matrix", u"the matrix", 0},
+      {0, u"a beautiful mind", u"Beautiful mind, A", 1},
+      {0, u"Theatre", u"Theatre", 0},
+      {0, u"The ", u"The ", 0},
+      {0, u"A", u"A", 0},
+      {3, u"A ", u"A ", 0},
+      {0, u"", u"", 0},
+      {0, u"The  End", u" End, The", 1},
+      {0, u"An Officer", u"An Officer", 0},
+      {0, u"A Place, The", u"A Place, The", 0},
+      {0, u"the élite", u"Élite, The", 1},
+      {0, u"The\u00A0End", u"The\u00A0End", 0},
+  };
+  for (const auto& row : rows) {
+    const Option option(row.option);
+    std::u16string title = row.title;
+    EXPECT_EQ(CCollationSystem::ConvertTitle(title), row.result);
+    EXPECT_EQ(title, row.expected);
+  }
+}
+
+TEST(CCollationSystem, ConvertsARecordsPeopleAndTitle) {
+  const Option after(-1);
+  CRecord record;
+  record.Title = record.OriginalTitle = u"The End";
+  record.actors = record.artists = record.authors = record.directors = record.translators =
+      record.formats = {u"jo doe"};
+  record.Publisher = u"jo doe";
+  CCollationSystem::ApplyToRecord(record);
+  EXPECT_EQ(CCollationSystem::m_nOption, 0) << "the setting's default";
+  const CRecord::Strings converted = {u"Doe, Jo"};
+  for (const auto list : {&CRecord::actors, &CRecord::artists, &CRecord::authors,
+                          &CRecord::directors, &CRecord::translators})
+    EXPECT_EQ(record.*list, converted);
+  EXPECT_EQ(record.Title, u"End, The");
+  EXPECT_EQ(record.OriginalTitle, u"The End");
+  EXPECT_EQ(record.formats, CRecord::Strings{u"jo doe"});
+  EXPECT_EQ(record.Publisher, u"jo doe");
+}
+
+TEST(CCollationSystem, ConvertsInPlace) {
+  const Option option(0);
+  std::u16string name = u"john ronald reuel tolkien of oxford";
+  name.reserve(name.size() + 1);
+  const std::size_t before = allocatedBytes();
+  CCollationSystem::ConvertName(name);
+  EXPECT_EQ(allocatedBytes(), before);
+  EXPECT_EQ(name, u"Oxford, John Ronald Reuel Tolkien Of");
+}
+
+int sign(int value) { return (value > 0) - (value < 0); }
+
+int compare(const std::u16string& a, const std::u16string& b) {
+  const int result = CCollationSystem::CompareStringW(a.c_str(), b.c_str(), 0);
+  EXPECT_EQ(sign(CCollationSystem::CompareStringW(a.c_str(), b.c_str(), 1)), sign(result));
+  return sign(result);
+}
+
+TEST(CCollationSystem, ComparesDigitsByValueWithoutRegardToCase) {
+  const struct {
+    std::u16string a, b;
+    int expected;
+  } rows[] = {
+      {u"", u"", 0},         {u"", u"a", -1},   {u"a", u"A", 0}, {u"Part 9", u"part 10", -1},
+      {u"a2b", u"a10a", -1}, {u"a", u"a1", -1}, {u"B", u"a", 1}, {u"abc", u"abd", -1},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(compare(row.a, row.b), row.expected);
+    EXPECT_EQ(compare(row.b, row.a), -row.expected);
+  }
+  EXPECT_EQ(CCollationSystem::CompareStringW(nullptr, u"", 0), 0);
+}
+
+}  // namespace
