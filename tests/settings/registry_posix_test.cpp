@@ -21,12 +21,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// All tests of the program keep their values in a store of their own.
+// All tests of the program have a store and a program's folder of their own.
 class OwnStore : public testing::Environment {
  public:
   void SetUp() override {
     folder_ = std::make_unique<TemporaryFolder>();
     setenv("TESSARON_SETTINGS", (folder_->path / "settings.db").c_str(), 1);
+    setenv("TESSARON_HOME", (folder_->path / "home").c_str(), 1);
   }
   void TearDown() override { folder_.reset(); }
 

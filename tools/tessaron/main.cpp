@@ -8,13 +8,24 @@
 #include <new>
 #include <sstream>
 
+#include "platform/registry.h"
+#include "support/text.h"
 #include "verbs.h"
 
 namespace {
 
 using namespace tessaron::tool;
 
+/// Says so when the settings were damaged, whichever verb it was that came upon it.
+void tellSetAside() {
+  const std::u16string aside = tessaron::takeSetAsideStore();
+  if (!aside.empty())
+    warn("settings: the file was damaged and is now " + tessaron::toUtf8(aside) +
+         "; the defaults hold");
+}
+
 int fail(const Failure& failure) {
+  tellSetAside();
   warn(failure.where.empty() ? failure.reason : failure.where + ": " + failure.reason);
   return failure.code;
 }
@@ -45,9 +56,9 @@ int run(int argc, char** argv) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add :
-       {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addRecover, addCart,
-        addCache, addStats, addChart, addSortForm, addSort, addCodec, addScan, addTheme})
+  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport,
+                         addRecover, addCart, addCache, addSettings, addStats, addChart,
+                         addSortForm, addSort, addCodec, addScan, addTheme})
     add(app, context);
 
   try {
@@ -64,6 +75,7 @@ int run(int argc, char** argv) {
   }
   const int code = context.run();
   flushOutput();
+  tellSetAside();
   return code;
 }
 

@@ -18,6 +18,7 @@ void addExport(CLI::App& app, Context& context);
 void addRecover(CLI::App& app, Context& context);
 void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);
+void addSettings(CLI::App& app, Context& context);
 void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
 void addSortForm(CLI::App& app, Context& context);

@@ -1,0 +1,207 @@
+#include "settings/config.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "platform/system.h"
+#include "settings/setting_table.h"
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+namespace {
+
+class ConfigTest : public testing::Test {
+ protected:
+  ConfigTest() {
+    clear();
+    for (const auto& [key, name] : keys()) EXPECT_EQ(key->Create(HKEY_CURRENT_USER, name), 0);
+    fs::create_directories(data);
+  }
+  ~ConfigTest() override {
+    clear();
+    fs::remove_all(data);
+    fs::remove_all(home / "Temp");
+  }
+
+  std::vector<std::pair<CRegKeyEx*, const char16_t*>> keys() {
+    return {{&options, tessaron::kOptionsKey},
+            {&general, tessaron::kGeneralListsKey},
+            {&custom, tessaron::kCustomListsKey}};
+  }
+  // The keys are those that the application uses, too.
+  void clear() {
+    for (const auto& [key, name] : keys()) {
+      key->Close();
+      CRegKeyEx root;
+      root.Open(HKEY_CURRENT_USER, u"Software");
+      root.DeleteSubKey(std::u16string_view(name).substr(9).data());  // behind "Software\"
+    }
+  }
+  static void set(CRegKeyEx& key, const char16_t* name, std::vector<std::u16string> strings) {
+    EXPECT_EQ(key.SetVectorStringValueEx(name, strings), 0);
+  }
+
+  CRegKeyEx options, general, custom;
+  const fs::path home = tessaron::programFolder();
+  const fs::path data = home / "Data";
+};
+
+}  // namespace
+
+TEST_F(ConfigTest, HasItsDefaultsWhereNothingOfTheRightKindIsStored) {
+  const std::uint32_t number = 99, two[2] = {99, 0};
+  options.SetValue(u"ImageSizePixels", REG_DWORD, &number, 2);
+  options.SetValue(u"ViewType", REG_DWORD, two, 8);
+  options.SetValue(u"TabPanePosition", REG_BINARY, &number, 4);
+  options.SetValue(u"AutoSaveCollection", REG_SZ, u"y", 4);
+  options.SetValue(u"AccountEmail", REG_SZ, u"me", 4);
+  options.SetValue(u"LVShowFields", REG_BINARY, "\0\0\0", 3);
+  options.SetValue(u"WindowRect", REG_BINARY, two, 8);
+  options.SetValue(u"CustomIcons", REG_SZ, u"a.ico\0", 14);
+
+  Config config;
+  config.WeekLastChecked = 7;
+  config.NewVersion = true;
+  config.SortType = 7;
+  config.Initialize();
+  EXPECT_EQ(config.ImageSizePixels, 85000);
+  EXPECT_EQ(config.ViewType, 2);
+  EXPECT_EQ(config.TabPanePosition, 70);
+  EXPECT_FALSE(config.AutoSaveCollection);
+  EXPECT_EQ(config.AccountEmail, u"");
+  EXPECT_EQ(config.LVShowFields, std::vector<bool>(4, true));
+  EXPECT_EQ(config.WindowRect, (CRect{-1, -1, 749, 549}));
+  EXPECT_TRUE(config.CustomIcons.empty());
+  EXPECT_EQ(config.SortType, 0);
+  EXPECT_EQ(config.WeekLastChecked, 7);
+  EXPECT_TRUE(config.NewVersion);
+}
+
+TEST_F(ConfigTest, ComesBackAsItWasWritten) {
+  Config first;
+  first.Initialize();
+  int count = 0;
+  for (const tessaron::Setting& setting : tessaron::settingTable()) {
+    ++count;
+    std::visit(
+        [&](const auto& it) {
+          auto& member = first.*it.member;
+          using Member = std::remove_reference_t<decltype(member)>;
+          if constexpr (std::is_same_v<Member, bool>) {
+            member = !member;
+          } else if constexpr (std::is_same_v<Member, int>) {
+            member = -count;
+          } else if constexpr (std::is_same_v<Member, std::u16string>) {
+            member = std::u16string(setting.name) + u" \u4E16";
+          } else if constexpr (std::is_same_v<Member, std::vector<bool>>) {
+            member[2] = false;
+          } else if constexpr (std::is_same_v<Member, std::vector<std::u16string>>) {
+            member = {u"one.ico", u"two.png"};
+          } else {
+            member = {1, 2, 3, 4};
+          }
+        },
+        setting.place);
+  }
+  first.generalStringLists[u"Studios"] = {u"Studio A"};
+  first.customStringLists[u"Shelf"] = {u"left", u"right"};
+  first.Uninitialize();
+
+  Config second;
+  second.Initialize();
+  EXPECT_EQ(second.ThemeFile, u"DefaultTheme.tpk") << "there is no package of the stored name";
+  EXPECT_EQ(second.ThemeScheme, 0);
+  second.ThemeFile = first.ThemeFile;
+  second.ThemeScheme = first.ThemeScheme;
+  for (const tessaron::Setting& setting : tessaron::settingTable()) {
+    std::visit(
+        [&](const auto& it) {
+          EXPECT_TRUE(first.*it.member == second.*it.member)
+              << &setting - tessaron::settingTable().data();
+        },
+        setting.place);
+  }
+  EXPECT_EQ(second.generalStringLists, first.generalStringLists);
+  EXPECT_EQ(second.customStringLists, first.customStringLists);
+}
+
+TEST_F(ConfigTest, AddsStoredListsToTheBuiltInOnes) {
+  set(general, u"MediaTypes", {u"Wax Cylinder", u"DVD"});
+  set(general, u"Groups", {u"b", u"a"});
+  set(general, u"Region", {u"0"});   // none of those that are read
+  set(general, u"Unknown", {u"x"});  // neither
+  set(custom, u"Colours", {u"red"});
+  set(custom, u"Shapes", {u"round"});
+  Config config;
+  config.Initialize();
+  StringSetMap& lists = config.generalStringLists;
+  EXPECT_THAT(lists[u"MediaTypes"], SizeIs(11));
+  EXPECT_THAT(lists[u"MediaTypes"], Contains(u"Wax Cylinder"));
+  EXPECT_THAT(lists[u"Groups"], ElementsAre(u"a", u"b"));
+  EXPECT_THAT(lists[u"Region"],
+              ElementsAre(u"1", u"2", u"3", u"4", u"5", u"6", u"7", u"8", u"All"));
+  EXPECT_THAT(lists[u"ESRBAgeRating"], ElementsAre(u"Adults Only", u"Early Childhood", u"Everyone",
+                                                   u"Mature", u"Rating Pending", u"Teen"));
+  EXPECT_EQ(lists.count(u"Unknown"), 0u);
+  EXPECT_EQ(config.customStringLists,
+            (StringSetMap{{u"Colours", {u"red"}}, {u"Shapes", {u"round"}}}));
+}
+
+TEST_F(ConfigTest, FindsItsFoldersAndResources) {
+  std::ofstream(data / "PriceTracker.xml")
+      << "<PriceTracker><Items><Item><ASIN>A1</ASIN></Item></Items></PriceTracker>";
+  Config config;
+  config.Initialize();
+  config.Initialize();  // nothing twice
+  ASSERT_EQ(config.priceTracker.records.size(), 1u);
+  EXPECT_EQ(config.priceTracker.records[0].ASIN, u"A1");
+  EXPECT_EQ(fs::path(config.GetWorkingDirectory()), home);
+  EXPECT_TRUE(fs::is_directory(home / "Temp"));
+  EXPECT_EQ(fs::path(config.temporaryFolder), home / "Temp");
+  EXPECT_EQ(fs::path(config.helpFilePath), home / "Help" / "Tessaron_Help.chm");
+  EXPECT_TRUE(config.themeManager->imageCache().isOpen());
+  EXPECT_TRUE(fs::exists(data / "ImageCache.db"));
+  int width = 0, height = 0;
+  EXPECT_TRUE(tessaron::imageListSize(config.smallImages.get(), width, height));
+  EXPECT_EQ(width * height, 16 * 16);
+  EXPECT_TRUE(tessaron::imageListSize(config.largeImages.get(), width, height));
+  EXPECT_EQ(width * height, 32 * 32);
+  fs::remove(data / "PriceTracker.xml");
+  config.Initialize();
+  EXPECT_TRUE(config.priceTracker.records.empty());
+}
+
+TEST_F(ConfigTest, NumbersItsTemporaryFileNames) {
+  Config config;
+  config.Initialize();
+  const fs::path made = config.GetTempFileNameW();
+  EXPECT_TRUE(fs::exists(made));
+  fs::remove(made);
+  fs::path name;
+  for (int i = 1; i <= 31; ++i) name = config.GetTempFileNameW();
+  std::string file = name.filename().string();
+  for (char& c : file) c = static_cast<char>(std::toupper(c));
+  EXPECT_EQ(file, "TRT1F.TMP");
+  EXPECT_EQ(name.parent_path(), made.parent_path());
+  EXPECT_EQ(name.parent_path(), fs::path(tessaron::temporaryFolder()).parent_path());
+}
+
+TEST_F(ConfigTest, HandsItsKeysToItsCopy) {
+  Config first;
+  first.Initialize();
+  first.SortType = 5;
+  Config second(first);
+  EXPECT_EQ(first.optionsKey.m_hKey, nullptr);
+  EXPECT_EQ(second.SortType, 5);
+  EXPECT_EQ(second.themeManager, first.themeManager);
+  second.Uninitialize();
+  int stored = 0;
+  EXPECT_EQ(options.QueryIntValueEx(u"SortType", stored), 0);
+  EXPECT_EQ(stored, 5);
+}

@@ -1,0 +1,178 @@
+import json
+import os
+import random
+import re
+import signal
+import sqlite3
+import subprocess
+import time
+import unittest
+
+from support import TOOL, ToolTest
+
+# Written down apart from the library's table: name, type, default.
+SETTINGS = """
+    LoadLastCollectionOnStart bool true
+    LastCollectionFileName string ""
+    AutoSaveCollection bool false
+    AutoSaveCollectionInterval int 5
+    ImageSizePixels int 85000
+    WebcamDevice int 0
+    WebcamStrictMode bool true
+    InterfaceMode int 1
+    RememberWindowPositionSize bool true
+    EnableSplashScreen bool true
+    CollationOption int 0
+    HideNonRelevantPages bool true
+    LVShowFields flags [true,true,true,true]
+    ItemListingStyle int 0
+    HighlightDueItems bool true
+    AmazonECSSite int 0
+    UpdatePriceTrackerOnStart bool true
+    FetchLowPriceOffer bool true
+    AccountEmail string ""
+    CustomIcons strings []
+    UseCaseInsensitiveSorting bool false
+    ShowHide flags [true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true]
+    CategoryPanePosition int 20
+    ListPanePosition int 50
+    TabPanePosition int 70
+    WindowRect rectangle [-1,-1,749,549]
+    WindowCmdShow int 10
+    SwapCategoryPane bool false
+    SwapListPane bool false
+    ViewType int 2
+    SortType int 0
+    ThemeFile string "DefaultTheme.tpk"
+    ThemeScheme int 0
+    WeekLastChecked int 0
+    NewVersion bool false
+    ViewToolbar bool true
+    ViewStatusBar bool true
+"""
+
+
+class Settings(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.store = self.folder / "own" / "settings.db"
+        environment = {"TESSARON_SETTINGS": str(self.store), "TESSARON_HOME": str(self.folder)}
+        before = {name: os.environ.get(name) for name in environment}
+        os.environ.update(environment)
+
+        def restore():
+            for name, value in before.items():
+                os.environ.pop(name)
+                if value is not None:
+                    os.environ[name] = value
+
+        self.addCleanup(restore)
+
+    def get(self, name):
+        return self.json("settings", "get", name)["value"]
+
+    def test_lists_the_defaults_and_makes_nothing(self):
+        listed = self.json("settings", "list")
+        expected = [line.split(None, 2) for line in SETTINGS.strip().splitlines()]
+        self.assertEqual(len(listed), len(expected))
+        for entry, (name, kind, text) in zip(listed, expected):
+            value = json.loads(text)
+            self.assertEqual(entry, {"name": name, "type": kind, "value": value, "default": value})
+        self.tool("settings", "reset")
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_sets_and_resets_values_of_every_type(self):
+        rows = [
+            ("swapLISTpane", ["on"], True, "true"),
+            ("AutoSaveCollectionInterval", ["-2147483648"], -(2**31), "-2147483648"),
+            ("AccountEmail", ["Zoë 世 <z@x>"], "Zoë 世 <z@x>", "Zoë 世 <z@x>"),
+            ("AccountEmail", [""], "", ""),
+            ("LVShowFields", ["1,0,yes,false"], [True, False, True, False], "1,0,1,0"),
+            ("CustomIcons", ["a b.ico", "ü.png"], ["a b.ico", "ü.png"], "a b.ico\nü.png"),
+            ("WindowRect", ["-5,0,7,2147483647"], [-5, 0, 7, 2**31 - 1], "-5,0,7,2147483647"),
+        ]
+        for name, values, value, text in rows:
+            with self.subTest(name=name, values=values):
+                self.tool("settings", "set", name, "--", *values)
+                self.assertEqual(self.get(name), value)
+                self.assertEqual(self.tool("settings", "get", name).out, text + "\n")
+        self.assertRegex(self.tool("settings", "list").out, r"SwapListPane +bool +true +false\n")
+        self.tool("settings", "reset", "LVShowFields")
+        self.assertEqual(self.get("LVShowFields"), [True] * 4)
+        self.assertEqual(self.get("SwapListPane"), True)
+        self.tool("settings", "reset")
+        self.assertTrue(all(entry["value"] == entry["default"]
+                            for entry in self.json("settings", "list")))
+
+    def test_failures_change_nothing(self):
+        self.tool("settings", "set", "ViewType", "7")
+        self.assert_failures([
+            (2, "'ViewTipe'.*nearest.* ViewType", "settings", "get", "ViewTipe"),
+            (2, "nearest.* ShowHide", "settings", "set", "show", "1"),
+            (2, "nearest.* CustomIcons", "settings", "reset", "icons"),
+            (2, "ViewType takes a whole number", "settings", "set", "ViewType", "1.5"),
+            (2, "ViewType takes a whole number", "settings", "set", "ViewType", "2147483648"),
+            (2, "ViewType takes one value", "settings", "set", "ViewType", "1", "2"),
+            (2, "SwapListPane takes true or false", "settings", "set", "SwapListPane", "maybe"),
+            (2, "LVShowFields takes 4 flags", "settings", "set", "LVShowFields", "1,1,1"),
+            (2, "ShowHide takes true or false", "settings", "set", "ShowHide", "1,,1"),
+            (2, "WindowRect takes four", "settings", "set", "WindowRect", "1,2,3,"),
+            (2, "WindowRect takes four", "settings", "set", "WindowRect", "1,2,3,x,4"),
+            (2, "not empty", "settings", "set", "CustomIcons", ""),
+            (2, "VALUE", "settings", "set", "ViewType"),
+            (2, "UTF-8", "settings", "set", "AccountEmail", os.fsdecode(b"\xff")),
+        ], untouched=[self.store])
+        self.assertEqual(self.get("ViewType"), 7)
+
+    def test_lists_what_stands_in_the_string_lists(self):
+        lists = self.json("settings", "lists")
+        self.assertEqual(lists["custom"], {})
+        self.assertEqual(lists["general"]["Region"], [*"12345678", "All"])
+        self.assertEqual(len(lists["general"]["MediaTypes"]), 10)
+        self.assertRegex(self.tool("settings", "lists").out,
+                         "general +ESRBAgeRating +Adults Only; Early Childhood;")
+
+    def test_a_damaged_file_is_set_aside_and_told_once(self):
+        self.tool("settings", "set", "ViewType", "7")
+        sound = self.store.read_bytes()
+        for number, damaged in enumerate([b"X" * 5000, sound[:5000], sound[:100]], 1):
+            self.store.write_bytes(damaged)
+            done = self.tool("settings", "get", "ViewType")
+            aside = f"{self.store}.damaged-{number}"
+            self.assertEqual(done.out, "2\n")
+            self.assertRegex(done.err, rf"\Atessaron: settings: [^\n]*{re.escape(aside)}[^\n]*\n\Z")
+            with open(aside, "rb") as file:
+                self.assertEqual(file.read(), damaged)
+            self.assertEqual(self.tool("settings", "get", "ViewType").err, "")
+            self.tool("settings", "set", "ViewType", "7")
+
+    def test_what_is_no_store_is_left_alone(self):
+        self.store.parent.mkdir()
+        with sqlite3.connect(self.store) as database:
+            database.execute("CREATE TABLE other(x)")
+        database.close()
+        self.assert_failures([
+            (65, "something else", "settings", "list"),
+            (65, "something else", "settings", "set", "ViewType", "1"),
+        ], untouched=[self.store])
+        os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"
+        self.tool("settings", "set", "ViewType", "1", code=73)
+
+    def test_killed_and_simultaneous_writers_lose_nothing(self):
+        self.tool("settings", "set", "AccountEmail", "old")
+        rng = random.Random(1)
+        for _ in range(15):
+            process = subprocess.Popen([TOOL, "settings", "set", "AccountEmail", "new" * 20000])
+            time.sleep(rng.random() * 0.05)
+            process.send_signal(signal.SIGKILL)
+            process.wait()
+            self.assertIn(self.get("AccountEmail"), ("old", "new" * 20000))
+            self.assertEqual(self.tool("settings", "set", "AccountEmail", "old").err, "")
+        names = [line.split()[0] for line in SETTINGS.strip().splitlines() if " int " in line]
+        processes = [subprocess.Popen([TOOL, "settings", "set", name, "42"]) for name in names]
+        self.assertEqual([process.wait() for process in processes], [0] * len(names))
+        self.assertEqual([self.get(name) for name in names], [42] * len(names))
+
+
+if __name__ == "__main__":
+    unittest.main()
