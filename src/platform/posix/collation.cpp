@@ -14,6 +14,8 @@
 namespace tessaron {
 namespace {
 
+constexpr std::size_t kLongestNumber = 254;  // digits that ICU takes for one number
+
 bool isAsciiDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
 
 bool isAscii(std::u16string_view text) {
@@ -41,7 +43,7 @@ class Order {
   }
 
   // The place of a unit among those of ASCII that sort by themselves, whatever stands beside them;
-  // 0 for all other units. All digits have the same.
+  // 0 for all other units, NUL among them. All digits have the same.
   int rank(char16_t unit) const { return unit < ranks_.size() ? ranks_[unit] : 0; }
 
  private:
@@ -110,53 +112,54 @@ std::u16string_view significant(std::u16string_view digits) {
   return digits.substr(std::min(digits.find_first_not_of(u'0'), digits.size()));
 }
 
-int compareNumbers(std::u16string_view left, std::u16string_view right) {
-  left = significant(left);
-  right = significant(right);
-  if (left.size() != right.size()) return left.size() < right.size() ? -1 : 1;
-  return left.compare(right);
+// Compares the numbers that begin at two places, and moves both behind them.
+int compareNumbers(const char16_t*& left, const char16_t*& right) {
+  while (*left == u'0') ++left;
+  while (*right == u'0') ++right;
+  int difference = 0;
+  for (; isAsciiDigit(*left) && isAsciiDigit(*right); ++left, ++right)
+    if (difference == 0) difference = *left - *right;
+  if (!isAsciiDigit(*left) && !isAsciiDigit(*right)) return difference;
+  difference = isAsciiDigit(*left) ? 1 : -1;  // the longer one is greater
+  while (isAsciiDigit(*left)) ++left;
+  while (isAsciiDigit(*right)) ++right;
+  return difference;
 }
 
 // Compares by ranks. False when that does not do, as what stands beside a unit might count.
-bool compareRanks(std::u16string_view left, std::u16string_view right, int& result) {
-  std::size_t i = 0;
-  std::size_t j = 0;
+bool compareRanks(const Order& ranked, const char16_t* left, const char16_t* right, int& result) {
   for (;;) {
-    if (i == left.size() && j == right.size()) return result = 0, true;
     int difference = 0;
-    if (i < left.size() && j < right.size() && isAsciiDigit(left[i]) && isAsciiDigit(right[j])) {
-      const std::size_t leftEnd = endOfDigits(left, i);
-      const std::size_t rightEnd = endOfDigits(right, j);
-      difference = compareNumbers(left.substr(i, leftEnd - i), right.substr(j, rightEnd - j));
-      i = leftEnd;
-      j = rightEnd;
+    if (isAsciiDigit(*left) && isAsciiDigit(*right)) {
+      difference = compareNumbers(left, right);
     } else {
-      const int leftRank = i < left.size() ? order().rank(left[i++]) : -1;
-      const int rightRank = j < right.size() ? order().rank(right[j++]) : -1;
-      if (leftRank == 0 || rightRank == 0) return false;
+      const int leftRank = ranked.rank(*left);
+      const int rightRank = ranked.rank(*right);
+      if ((leftRank == 0 && *left != 0) || (rightRank == 0 && *right != 0)) return false;
+      if (*left == 0 && *right == 0) return result = 0, true;
       difference = leftRank - rightRank;
+      if (*left != 0) ++left;
+      if (*right != 0) ++right;
     }
     if (difference == 0) continue;
     result = difference;
-    return (i == left.size() || order().rank(left[i]) != 0) &&
-           (j == right.size() || order().rank(right[j]) != 0);
+    return (*left == 0 || ranked.rank(*left) != 0) && (*right == 0 || ranked.rank(*right) != 0);
   }
 }
 
 // ICU takes the first 254 digits of a run for a number, and what follows for another one. A longer
 // run becomes a sign that sorts behind all numbers, how many digits there are, and these in pieces.
 std::u16string withoutLongNumbers(std::u16string_view text) {
-  constexpr std::size_t kLongest = 254;
   constexpr char16_t kBehindNumbers = u'\u0BF2';
   std::u16string out;
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t end = endOfDigits(text, i);
     const std::u16string_view digits = significant(text.substr(i, end - i));
-    if (digits.size() > kLongest) {
+    if (digits.size() > kLongestNumber) {
       out += kBehindNumbers;
       for (const char digit : std::to_string(digits.size())) out += static_cast<char16_t>(digit);
-      for (std::size_t at = 0; at < digits.size(); at += kLongest)
-        (out += kBehindNumbers) += digits.substr(at, kLongest);
+      for (std::size_t at = 0; at < digits.size(); at += kLongestNumber)
+        (out += kBehindNumbers) += digits.substr(at, kLongestNumber);
       i = end;
     } else {
       const std::size_t stop = std::max(end, i + 1);
@@ -170,13 +173,15 @@ std::u16string withoutLongNumbers(std::u16string_view text) {
 }  // namespace
 
 int compareLogically(const char16_t* left, const char16_t* right) {
-  const std::u16string_view a(left ? left : u"");
-  const std::u16string_view b(right ? right : u"");
+  if (!left) left = u"";
+  if (!right) right = u"";
+  const Order& rules = order();
   int result = 0;
-  if (compareRanks(a, b, result)) return result;
-  constexpr std::size_t kLong = 254;
-  if (a.size() <= kLong && b.size() <= kLong) return order().compare(a, b);
-  return order().compare(withoutLongNumbers(a), withoutLongNumbers(b));
+  if (compareRanks(rules, left, right, result)) return result;
+  const std::u16string_view a(left);
+  const std::u16string_view b(right);
+  if (a.size() <= kLongestNumber && b.size() <= kLongestNumber) return rules.compare(a, b);
+  return rules.compare(withoutLongNumbers(a), withoutLongNumbers(b));
 }
 
 }  // namespace tessaron
