@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/text.h"
+#include "settings/config.h"
 
 using tessaron::lowerCase;
 using tessaron::upperCase;
@@ -87,7 +88,7 @@ int CCollationSystem::CompareStringW(const char16_t* a, const char16_t* b, int /
 }
 
 void CCollationSystem::ApplyToRecord(CRecord& record) {
-  m_nOption = 0;
+  m_nOption = _Config.CollationOption;
   for (CRecord::Strings* names :
        {&record.actors, &record.artists, &record.authors, &record.directors, &record.translators})
     ConvertNames(*names);

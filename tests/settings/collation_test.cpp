@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "settings/config.h"
 #include "support/allocations.h"
 
 namespace {
@@ -132,7 +133,7 @@ TEST(CCollationSystem, ConvertsARecordsPeopleAndTitle) {
       record.formats = {u"jo doe"};
   record.Publisher = u"jo doe";
   CCollationSystem::ApplyToRecord(record);
-  EXPECT_EQ(CCollationSystem::m_nOption, 0) << "the setting's default";
+  EXPECT_EQ(CCollationSystem::m_nOption, 0);
   const CRecord::Strings converted = {u"Doe, Jo"};
   for (const auto list : {&CRecord::actors, &CRecord::artists, &CRecord::authors,
                           &CRecord::directors, &CRecord::translators})
@@ -141,6 +142,13 @@ TEST(CCollationSystem, ConvertsARecordsPeopleAndTitle) {
   EXPECT_EQ(record.OriginalTitle, u"The End");
   EXPECT_EQ(record.formats, CRecord::Strings{u"jo doe"});
   EXPECT_EQ(record.Publisher, u"jo doe");
+
+  _Config.CollationOption = 3;
+  record.actors = {u"jo doe"};
+  CCollationSystem::ApplyToRecord(record);
+  _Config.CollationOption = 0;
+  EXPECT_EQ(CCollationSystem::m_nOption, 3) << "the setting as it is now";
+  EXPECT_EQ(record.actors, CRecord::Strings{u"jo doe"});
 }
 
 TEST(CCollationSystem, ConvertsInPlace) {

@@ -4,6 +4,7 @@ import resource
 import signal
 import subprocess
 import unittest
+import unittest.mock
 
 from support import TOOL, ToolTest, collection, item, response
 
@@ -45,6 +46,29 @@ class Import(ToolTest):
         self.assertEqual((record["status"]["target"], record["Notes"], record["icon"]),
                          ("Åsa", "signed", 3))
         self.assertEqual(record["customFields"], [{"name": "Shelf", "value": "7"}])
+
+    def test_stores_what_items_sort_by_and_knows_them_again(self):
+        people = "".join(f"<{kind}>jo van der doe</{kind}>" for kind in ("Actor", "Author"))
+        def shop(title):
+            self.write("r.xml", response(item("A1", title).replace("<Title>", people + "<Title>")))
+        def stored():
+            record = self.json("show", "-c", "c.xml", "A1")
+            return record["Title"], record["actors"], record["authors"]
+        store = {"TESSARON_SETTINGS": str(self.folder / "settings.db")}
+        settings = unittest.mock.patch.dict(os.environ, store)
+        settings.start()
+        self.addCleanup(settings.stop)
+        shop("The Matrix")
+        self.assertEqual(self.counts("r.xml")[0], [1, 0, 0])
+        self.assertEqual(stored(), ("Matrix, The", ["Doe, Jo Van Der"], ["Doe, Jo Van Der"]))
+        self.assertEqual(self.counts("r.xml")[0], [0, 0, 1])
+        self.tool("set", "-c", "c.xml", "A1", "--status", "lent")
+        shop("The Matrix Reloaded")
+        self.assertEqual(self.counts("r.xml")[0], [0, 1, 0])
+        self.assertEqual(stored()[0], "Matrix Reloaded, The")
+        self.tool("settings", "set", "CollationOption", 3)
+        self.assertEqual(self.counts("r.xml")[0], [0, 1, 0])
+        self.assertEqual(stored(), ("Matrix Reloaded, The", ["jo van der doe"], ["jo van der doe"]))
 
     def test_reads_standard_input_and_pipes(self):
         self.assertEqual(self.counts("-", text=response(item("A1")))[0], [1, 0, 0])

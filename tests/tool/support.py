@@ -10,6 +10,7 @@ import unittest
 TOOL = os.environ["TESSARON"]
 os.environ["LC_ALL"] = "C.UTF-8"  # sorting and dates follow the user's language
 os.environ.pop("NO_COLOR", None)
+os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"  # not the user's: all have their defaults
 
 
 def item(asin, title="Title", inner="", attributes=""):

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "settings/collation.h"
+#include "settings/setting_table.h"
 #include "status.h"
 #include "support/text.h"
 #include "verbs.h"
@@ -49,6 +50,17 @@ void explainEmpty(const Response& response) {
   if (error.empty() && !canHoldItems(document))
     throw Failure{kBadData, name, "this is no response: it has no place for items"};
   warn(name + ": no item found" + (error.empty() ? "" : ": " + error));
+}
+
+/// Takes the one setting over that an import goes by, or its default.
+void loadCollationOption() {
+  CRegKeyEx key;
+  key.Open(HKEY_CURRENT_USER, kOptionsKey, KEY_READ);  // closed when there are no settings yet
+  for (const Setting& setting : settingTable()) {
+    if (setting.name != std::u16string_view(u"CollationOption")) continue;
+    resetSetting(setting, _Config);
+    readSetting(setting, key, _Config);
+  }
 }
 
 /// Takes the responses over into `collection` and returns how many of their items it accepted.
@@ -104,6 +116,7 @@ int run(const Options& options, const Context& context) {
   for (const std::string& path : options.responses)  // before the lock: input may be slow
     responses.push_back({path, readInput(path), {}});
 
+  loadCollationOption();
   std::size_t accepted = 0;
   // The report comes before the file is replaced: when it cannot be delivered, the import has
   // failed and must leave the collection as it was.
@@ -123,7 +136,8 @@ void addImport(CLI::App& app, Context& context) {
       app.add_subcommand("import", "Takes over the items of the web service's responses");
   verb->footer(
       "Items that are there already get their product data anew and keep all that you added. A\n"
-      "damaged response changes nothing. Names and titles become what they sort by (see sortform and\n"
+      "damaged response changes nothing. Names and titles become what they sort by (see sortform "
+      "and\n"
       "the setting CollationOption). Exit code 1 when no item of any response was accepted.");
   addCollectionOption(*verb, options->collection, true);
   verb->add_option("RESPONSE", options->responses, "The responses' files")->required();
