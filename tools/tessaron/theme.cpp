@@ -159,7 +159,6 @@ struct Choice {
   int scheme = 0;
 };
 
-constexpr const char16_t* kOptionsKey = u"Software\\Tessaron\\Options";
 constexpr const char16_t *kFileValue = u"ThemeFile", *kSchemeValue = u"ThemeScheme";
 
 Choice readChoice() {

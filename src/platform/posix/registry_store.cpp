@@ -1,6 +1,7 @@
 #include "platform/posix/registry_store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,9 +11,7 @@
 #include <new>
 #include <system_error>
 
-#include "platform/file.h"
 #include "platform/posix/environment.h"
-#include "platform/posix/native_path.h"
 
 namespace tessaron {
 namespace {
@@ -102,6 +101,35 @@ void makeFolder(const fs::path& folder) {
   mkdir(folder.c_str(), 0700);
 }
 
+// Holds off other processes that open the store or set it aside. One that still had the old file
+// open would take the journal of the new one for its own, and delete it.
+class OpeningLock {
+ public:
+  // Waits. A new file belongs to the user alone: there are addresses in it.
+  OpeningLock(const std::string& path, bool create)
+      : path_(path),
+        file_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0), 0600)) {
+    while (file_ != -1 && flock(file_, LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  ~OpeningLock() {
+    if (file_ != -1) close(file_);
+  }
+  OpeningLock(const OpeningLock&) = delete;
+  OpeningLock& operator=(const OpeningLock&) = delete;
+
+  // Whether the file was set aside while this waited.
+  bool isStale() const {
+    struct stat locked, named;
+    return file_ != -1 && fstat(file_, &locked) == 0 &&
+           (stat(path_.c_str(), &named) != 0 || named.st_ino != locked.st_ino);
+  }
+
+ private:
+  const std::string path_;
+  const int file_;
+};
+
 }  // namespace
 
 std::string& setAsideStore() {
@@ -115,15 +143,14 @@ std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& co
   std::shared_ptr<RegistryStore> store = current.lock();
   if (store && store->path_ == path) return store;
 
-  const auto load = [&] {
+  if (create) makeFolder(fs::path(path).parent_path());
+  constexpr int kMostTries = 16;
+  for (int i = 0; i < kMostTries; ++i) {
+    const OpeningLock lock(path, create);
+    code = ERROR_BUSY;
+    if (lock.isStale()) continue;
     store.reset(new RegistryStore);
-    return store->load(path, create, code);
-  };
-  if (load() == State::Damaged) {
-    // Another process may just be setting it aside, too.
-    std::error_code error;
-    const FolderLock lock(fromNativePath(path), error);
-    if (load() == State::Damaged && setAside(path)) load();
+    if (store->load(path, create, code) != State::Damaged || !setAside(path)) break;
   }
   if (code != ERROR_SUCCESS) return nullptr;
   current = store;
@@ -138,15 +165,10 @@ RegistryStore::~RegistryStore() {
 RegistryStore::State RegistryStore::load(const std::string& path, bool create, std::int32_t& code) {
   path_ = path;
   std::error_code error;
-  if (create) {
-    makeFolder(fs::path(path).parent_path());
-  } else if (!fs::exists(path, error)) {
+  if (!create && !fs::exists(path, error)) {
     code = error ? ERROR_CANTOPEN : ERROR_FILE_NOT_FOUND;
     return State::Failed;
   }
-  // A new file belongs to the user alone: there are addresses in it.
-  const int created = create ? ::open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600) : -1;
-  if (created != -1) close(created);
   int result = sqlite3_open_v2(path.c_str(), &database_,
                                SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE, nullptr);
   if (result == SQLITE_OK) {
