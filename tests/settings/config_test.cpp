@@ -172,6 +172,9 @@ TEST_F(ConfigTest, FindsItsFoldersAndResources) {
   EXPECT_EQ(width * height, 16 * 16);
   EXPECT_TRUE(tessaron::imageListSize(config.largeImages.get(), width, height));
   EXPECT_EQ(width * height, 32 * 32);
+  EXPECT_EQ(tessaron::imageCount(config.smallImages.get()), 11);
+  EXPECT_EQ(tessaron::imageCount(config.largeImages.get()), 11);
+  EXPECT_EQ(tessaron::imageCount(config.statusImages.get()), 8);
   fs::remove(data / "PriceTracker.xml");
   config.Initialize();
   EXPECT_TRUE(config.priceTracker.records.empty());

@@ -8,6 +8,7 @@
 #include "platform/file.h"
 #include "platform/system.h"
 #include "settings/reg_key.h"
+#include "settings/setting_table.h"
 #include "support/text.h"
 #include "terminal.h"
 #include "themes/file_names.h"
