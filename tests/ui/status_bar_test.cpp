@@ -166,6 +166,10 @@ TEST_F(StatusBar, ProgressReturnsWhatWasBefore) {
   EXPECT_EQ(bar_->ProgSetBarColor(0x00FF00), 0x0000FFu);
   bar_->ProgSetBkColor(0x123456);
   EXPECT_EQ(bar_->ProgSetBkColor(0x00FF00), 0x123456u);
+
+  bar_->ProgDestroyWindow();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 100, WS_CHILD | WS_VISIBLE | PBS_MARQUEE));
+  EXPECT_TRUE(bar_->ProgSetMarquee(TRUE, 30));
 }
 
 TEST_F(StatusBar, ProgressStaysInItsPane) {

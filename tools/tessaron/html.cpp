@@ -20,11 +20,14 @@ namespace {
 
 std::string escaped(const std::u16string& text) { return escapeHtml(toUtf8(text)); }
 
+/// With semicolons where an item has a comma itself, as the sort forms of names do.
 std::string joined(const CRecord::Strings& list) {
+  const bool hasCommas = std::ranges::any_of(
+      list, [](const std::u16string& item) { return item.find(u',') != item.npos; });
   std::string out;
   for (const std::u16string& item : list) {
     if (item.empty()) continue;
-    if (!out.empty()) out += ", ";
+    if (!out.empty()) out += hasCommas ? "; " : ", ";
     out += escaped(item);
   }
   return out;
