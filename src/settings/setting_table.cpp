@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "support/overloaded.h"
+
 namespace tessaron {
 namespace {
 
@@ -60,11 +62,6 @@ static_assert(std::size(kTable) == kSettings);
 constexpr const char16_t* kGeneralLists[] = {
     u"MediaTypes", u"Publishers",    u"SearchKeywords", u"Groups",       u"Studios",      u"Rating",
     u"Label",      u"PictureFormat", u"AspectRatio",    u"StatusTarget", u"ESRBAgeRating"};
-
-template <typename... Functions>
-struct Overloaded : Functions... {
-  using Functions::operator()...;
-};
 
 // Stricter than the key's own reads: a number that is not 4 bytes long counts as none.
 bool readNumber(const CRegKeyEx& key, const char16_t* name, std::uint32_t& number) {

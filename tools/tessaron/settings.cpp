@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "settings/setting_table.h"
+#include "support/overloaded.h"
 #include "support/text.h"
 #include "terminal.h"
 #include "verbs.h"
@@ -101,11 +102,6 @@ const Setting& findSetting(const std::string& name) {
         fmt::format("there is no setting '{}'; the nearest one is {}", name, nameOf(*nearest))};
   return *nearest;
 }
-
-template <typename... Functions>
-struct Overloaded : Functions... {
-  using Functions::operator()...;
-};
 
 const char* typeOf(const Setting& setting) {
   return std::visit(Overloaded{
