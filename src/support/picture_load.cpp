@@ -193,6 +193,26 @@ std::optional<std::uint64_t> pixelBytes(FREE_IMAGE_FORMAT format, Input& input, 
          FreeImage_GetBPP(header.get()) / 8;
 }
 
+// Whether a TARGA file's compressed rows are too few for FreeImage: it reads them in pieces as long
+// as what is left of the file by the picture's height, and uses what it has freed where that is
+// nothing.
+bool isBrokenTarga(FREE_IMAGE_FORMAT format, std::span<const std::byte> bytes) {
+  if (format != FIF_TARGA) return false;
+  ByteReader reader(bytes);
+  std::size_t offset = 18;
+  offset += reader.u8();
+  const bool hasPalette = reader.u8() != 0;
+  const bool isCompressed = reader.u8() >= 9;
+  reader.skip(2);
+  const std::size_t colors = reader.u16le();
+  const std::size_t colorBytes = (reader.u8() + std::size_t{7}) / 8;
+  if (hasPalette) offset += colors * colorBytes;
+  reader.skip(6);
+  const std::size_t height = reader.u16le();
+  constexpr std::size_t kLeast = 8;
+  return isCompressed && (height == 0 || bytes.size() < offset + height * kLeast);
+}
+
 // The format of a picture that may be decoded, FIF_UNKNOWN for all else. `header` becomes the
 // picture without its pixels, where FreeImage can tell it.
 FREE_IMAGE_FORMAT checkedFormat(Input& input, Bitmap& header) {
@@ -224,7 +244,7 @@ bool loadPicture(std::span<const std::byte> bytes, fipImage& picture) {
   Input input(bytes);
   Bitmap header;
   const FREE_IMAGE_FORMAT format = checkedFormat(input, header);
-  if (format == FIF_UNKNOWN) return false;
+  if (format == FIF_UNKNOWN || isBrokenTarga(format, bytes)) return false;
   Bitmap bitmap = input.load(format, 0);
   if (!bitmap) return false;
   picture = bitmap.release();

@@ -245,6 +245,12 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
       {"BMP", patched(bmp, 18, "\0\0\1\0\0\0\1\0"s)},
       {"TGA", patched(makePicture(FIF_TARGA, 8, 8), 12, large)},
   };
+  // Compressed rows that would begin behind the end of the file.
+  std::string targa(61, '\6');
+  targa.replace(0, 18, "\xFD\0\xA\0\0\0\0\0\0\0\0\0\x10\0\x10\0\x18 "s);
+  fipImage broken;
+  EXPECT_FALSE(loadPicture(bytesOf(targa), broken));
+
   Scaler scale;
   for (const Row& row : bombs) {
     SCOPED_TRACE(row.what);
