@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "platform/file.h"
 #include "support/text.h"
@@ -71,6 +74,41 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
   });
 }
 
+void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {
+  struct Flag {
+    const char* name;
+    const char* help;
+  };
+  static constexpr Flag kFlags[] = {
+      {nullptr, nullptr},
+      {"--json", "Give the result as JSON"},
+      {"--csv", "Give it as CSV (RFC 4180); no spreadsheet takes a text for a formula"},
+      {"--tsv",
+       "Give it tab-separated, a line a row: tabs, line ends and backslashes as \\t, "
+       "\\n, \\r, \\\\"},
+      {"--html", "Give it as a page for web browsers"},
+      {"--ics", "Give it as a calendar (iCalendar)"},
+      {"--xml", "Give it as XML"},
+      {"--png", "Give it as a picture (PNG)"},
+  };
+  std::vector<CLI::Option*> flags;
+  for (const Form each : offered) {
+    const Flag& flag = kFlags[static_cast<std::size_t>(each)];
+    CLI::Option* added = verb.add_flag_callback(
+        flag.name, [&form, each] { form = each; }, flag.help);
+    for (CLI::Option* other : flags) added->excludes(other);
+    flags.push_back(added);
+  }
+}
+
+void addOutputOption(CLI::App& verb, std::string& path) {
+  verb.add_option("-o,--output", path, "Where to write the result, if not to standard output (-)")
+      ->type_name("FILE")
+      ->check([](const std::string& value) {
+        return value.empty() ? std::string("the file's name is empty") : std::string();
+      });
+}
+
 std::string displayName(const std::string& path) { return path == "-" ? "standard input" : path; }
 
 std::u16string widePath(const std::string& path) {
@@ -120,6 +158,38 @@ bool canHoldItems(const TiXmlDocument& document) {
 void writeOutput(const std::string& path, std::string_view content) {
   if (const std::error_code error = replaceFile(widePath(path), content))
     throwWriteFailure(path, error);
+}
+
+void requireOtherFile(const std::string& output, const std::string& input) {
+  if (output.empty() || output == "-" || input == "-") return;
+  std::error_code error;  // an output that does not exist yet is another file
+  if (std::filesystem::equivalent(input, output, error))
+    throw Failure{kUsage, output, "the output would replace the input"};
+}
+
+Output::Output(std::string path) : path_(std::move(path)) {}
+
+bool Output::isFile() const { return !path_.empty() && path_ != "-"; }
+
+void Output::write(std::string_view text) {
+  if (isFile())
+    content_ += text;
+  else
+    print(text);
+}
+
+void Output::finish() {
+  if (isFile())
+    writeOutput(path_, content_);
+  else
+    flushOutput();
+}
+
+void writeResult(const std::string& path, std::string_view text) {
+  Output output(path);
+  if (output.isFile()) return writeOutput(path, text);
+  output.write(text);
+  output.finish();
 }
 
 void editCollection(const std::string& path, EditMode mode,

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -43,6 +44,16 @@ struct Context {
 /// Adds the required option -c,--collection FILE. With `editable` "-" is refused.
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
+/// The forms in which verbs give their results: a table for people, or one for programs.
+enum class Form { Table, Json, Csv, Tsv, Html, Ics, Xml, Png };
+
+/// Adds the flags (--json, --csv, ...) of the forms that the verb offers; at most one of them can
+/// be given. `form` keeps its value without one.
+void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered);
+
+/// Adds -o,--output FILE; `path` keeps its value ("-" or empty: standard output) without it.
+void addOutputOption(CLI::App& verb, std::string& path);
+
 /// The file's name as messages give it: "standard input" for "-".
 std::string displayName(const std::string& path);
 
@@ -68,6 +79,28 @@ bool canHoldItems(const TiXmlDocument& document);
 /// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file
 /// is then as it was.
 void writeOutput(const std::string& path, std::string_view content);
+
+/// Fails with kUsage when `output` is the file `input`, by whatever name.
+void requireOtherFile(const std::string& output, const std::string& input);
+
+/// Where a result goes: to standard output as it comes ("-" or an empty path), or into a file,
+/// which `finish` replaces in one step.
+class Output {
+ public:
+  explicit Output(std::string path);
+  bool isFile() const;
+  /// Fails with kCannotWrite.
+  void write(std::string_view text);
+  /// Ends the result; without it no file is written. Fails as `writeOutput` and `print` do.
+  void finish();
+
+ private:
+  std::string path_;
+  std::string content_;
+};
+
+/// Hands a complete result to standard output or into a file, as `Output` does.
+void writeResult(const std::string& path, std::string_view text);
 
 enum class EditMode {
   Existing,  ///< a missing file is a failure: kNoInput

@@ -27,27 +27,32 @@ bool looksLikeFormula(std::string_view text) {
   return false;
 }
 
-}  // namespace
-
-std::string csvField(std::string_view text) {
-  std::string field = looksLikeFormula(text) ? "'" : "";
-  bool quote = !text.empty() && (text.front() == ' ' || text.back() == ' ');
+/// The text without control characters but tabs and line ends, as no formula.
+std::string harmless(std::string_view text) {
+  std::string out = looksLikeFormula(text) ? "'" : "";
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
     const bool layout = byte == '\t' || byte == '\r' || byte == '\n';
-    if ((byte < 0x20 && !layout) || byte == 0x7F) {
-      field += "\uFFFD";
-    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
-      field += "\uFFFD";
-      ++i;
-    } else {
-      if (byte == '"') field += '"';
-      field += text[i];
-      quote = quote || layout || byte == '"' || byte == ',';
-    }
+    const bool c1 = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+    if ((byte < 0x20 && !layout) || byte == 0x7F || c1)
+      out += "\uFFFD";
+    else
+      out += text[i];
+    if (c1) ++i;
   }
-  return quote ? '"' + field + '"' : field;
+  return out;
+}
+
+}  // namespace
+
+std::string csvField(std::string_view text) {
+  const std::string field = harmless(text);
+  const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
+  if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) return field;
+  std::string quoted = "\"";
+  for (const char c : field) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + '"';
 }
 
 std::string csvRow(const std::vector<std::string>& fields) {
@@ -57,6 +62,24 @@ std::string csvRow(const std::vector<std::string>& fields) {
     row += csvField(fields[i]);
   }
   return row + "\r\n";
+}
+
+std::string tsvRow(const std::vector<std::string>& fields) {
+  std::string row;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i > 0) row += '\t';
+    for (const char c : harmless(fields[i])) {
+      constexpr std::string_view kEscaped = "\t\n\r\\";
+      const std::size_t at = kEscaped.find(c);
+      if (at != kEscaped.npos) row += '\\';
+      row += at != kEscaped.npos ? "tnr\\"[at] : c;
+    }
+  }
+  return row + '\n';
+}
+
+std::string separatedRow(Form form, const std::vector<std::string>& fields) {
+  return form == Form::Tsv ? tsvRow(fields) : csvRow(fields);
 }
 
 }  // namespace tessaron::tool

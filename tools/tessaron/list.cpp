@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 
-#include "csv.h"
 #include "platform/system.h"
 #include "record_json.h"
 #include "settings/collation.h"
@@ -20,9 +18,14 @@ struct Options {
   std::string collection;
   std::string status = "all";
   std::string sort;
-  bool json = false;
-  bool csv = false;
+  std::string output;
+  Form form = Form::Table;
 };
+
+/// What a list for programs tells of an item: these columns of an export.
+const std::vector<std::string> kColumns = {
+    "ASIN",          "Title",        "ProductGroup", "DateAdded",   "status.name",
+    "status.target", "status.begin", "status.end",   "status.text", "status.due"};
 
 using Rows = std::vector<const CRecord*>;
 
@@ -61,26 +64,16 @@ std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
   };
 }
 
-void printCsv(const Rows& rows, const SYSTEMTIME& now) {
-  print(csvRow({"ASIN", "Title", "ProductGroup", "DateAdded", "status", "target", "begin", "end",
-                "text", "due"}));
-  for (const CRecord* record : rows)
-    print(csvRow({toUtf8(record->ASIN), toUtf8(record->Title), toUtf8(record->ProductGroup),
-                  isoDate(record->DateAdded), record->hasStatus ? statusName(record->status) : "",
-                  toUtf8(record->StatusTarget), isoDate(record->StatusBeginDate),
-                  isoDate(record->StatusEndDate), statusSentence(*record), dueMark(*record, now)}));
-}
-
 int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
   const auto wanted = statusFilter(options.status);
   const Collection collection = loadCollection(options.collection);
   Rows rows = selectRows(collection, wanted);
   sortRows(rows, options.sort);
   const SYSTEMTIME now = utcNow();
-  if (options.json) {
-    writeJsonArray(rows, print);
-  } else if (options.csv) {
-    printCsv(rows, now);
+  Output output(options.output);
+  if (options.form != Form::Table) {
+    writeRecords(rows, options.form, kColumns, output);
   } else if (!rows.empty()) {
     Table table({"ASIN", "Title", "Group", "Status", "Due"});
     for (const CRecord* record : rows)
@@ -89,8 +82,9 @@ int run(const Options& options, const Context& context) {
                  {toUtf8(record->ProductGroup)},
                  {statusSentence(*record)},
                  dueCell(dueMark(*record, now))});
-    table.print(context);
+    table.print(context, output);
   }
+  output.finish();
   if (!rows.empty()) return kDone;
   throw Failure{kFailed, displayName(options.collection),
                 collection.records().empty() ? "the collection is empty"
@@ -111,8 +105,8 @@ void addList(CLI::App& app, Context& context) {
   verb->add_option("--sort", options->sort, "The order, instead of the file's")
       ->check(CLI::IsMember({"title", "added", "group", "status"}))
       ->type_name("title|added|group|status");
-  CLI::Option* json = verb->add_flag("--json", options->json, "Print the records as JSON");
-  verb->add_flag("--csv", options->csv, "Print the table as CSV")->excludes(json);
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv});
+  addOutputOption(*verb, options->output);
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

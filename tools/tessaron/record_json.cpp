@@ -6,7 +6,7 @@
 #include <utility>
 #include <variant>
 
-#include "cli.h"
+#include "csv.h"
 #include "platform/system.h"
 #include "status.h"
 #include "support/text.h"
@@ -163,6 +163,21 @@ constexpr Field kFields[] = {
     {"folders", &CRecord::folders},
 };
 
+/// One cell: the parts of a list are put together with semicolons, lists of a list with line ends.
+std::string cellText(const ordered_json& value) {
+  if (value.is_null()) return {};
+  if (value.is_string()) return value.get<std::string>();
+  if (!value.is_structured()) return value.dump();
+  std::string out;
+  bool first = true;
+  for (const ordered_json& part : value) {
+    if (!std::exchange(first, false))
+      out += value.is_object() ? ": " : part.is_array() ? "\n" : "; ";
+    out += cellText(part);
+  }
+  return out;
+}
+
 struct Reader {
   const CRecord& record;
 
@@ -184,15 +199,45 @@ ordered_json recordJson(const CRecord& record) {
   return object;
 }
 
-void writeJsonArray(const std::vector<const CRecord*>& records,
-                    const std::function<void(std::string_view)>& write) {
-  std::string_view lead = "[\n";
-  for (const CRecord* record : records) {
-    write(lead);
-    write(jsonText(recordJson(*record)));
-    lead = ",\n";
+std::vector<std::string> recordColumns() {
+  CRecord sample;
+  sample.hasStatus = true;
+  std::vector<std::string> columns;
+  const ordered_json record = recordJson(sample);
+  for (const auto& [key, value] : record.items()) {
+    if (key == "offers" || key == "folders") continue;
+    if (!value.is_object()) columns.push_back(key);
+    if (value.is_object())
+      for (const auto& [member, ignored] : value.items()) columns.push_back(key + '.' + member);
   }
-  write(records.empty() ? "[]\n" : "\n]\n");
+  return columns;
+}
+
+void writeRecords(const std::vector<const CRecord*>& records, Form form,
+                  const std::vector<std::string>& columns, Output& output) {
+  if (form == Form::Json) {
+    std::string_view lead = "[\n";
+    for (const CRecord* record : records) {
+      output.write(lead);
+      output.write(jsonText(recordJson(*record)));
+      lead = ",\n";
+    }
+    output.write(records.empty() ? "[]\n" : "\n]\n");
+    return;
+  }
+  output.write(separatedRow(form, columns));
+  std::vector<ordered_json::json_pointer> pointers;
+  for (std::string path : columns) {
+    std::replace(path.begin(), path.end(), '.', '/');
+    pointers.emplace_back('/' + path);
+  }
+  std::vector<std::string> row(columns.size());
+  for (const CRecord* record : records) {
+    const ordered_json json = recordJson(*record);
+    for (std::size_t i = 0; i < row.size(); ++i)
+      row[i] = json.contains(pointers[i]) ? cellText(json.at(pointers[i])) : std::string();
+    output.write(separatedRow(form, row));
+  }
 }
 
 }  // namespace tessaron::tool

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <nlohmann/json.hpp>
-#include <string_view>
+#include <string>
 #include <vector>
 
+#include "cli.h"
 #include "records/record.h"
 
 namespace tessaron::tool {
@@ -18,9 +18,14 @@ namespace tessaron::tool {
 /// describes it.
 nlohmann::ordered_json recordJson(const CRecord& record);
 
-/// Hands the text of an array of records to `write`, bit by bit: the whole of a long one would fill
-/// the memory.
-void writeJsonArray(const std::vector<const CRecord*>& records,
-                    const std::function<void(std::string_view)>& write);
+/// The columns that a record has in a table for programs, in order: the keys of its JSON object,
+/// except for those that only programs can read (`offers`, `folders`); a member of an object as
+/// "status.name".
+std::vector<std::string> recordColumns();
+
+/// Writes the records as an array of JSON objects, or as CSV or TSV: a heading, then a row with
+/// these columns for each. Only one of them is in memory at a time.
+void writeRecords(const std::vector<const CRecord*>& records, Form form,
+                  const std::vector<std::string>& columns, Output& output);
 
 }  // namespace tessaron::tool

@@ -110,13 +110,18 @@ void Table::add(std::vector<Cell> row) {
 }
 
 void Table::print(const Context& context) const {
+  Output output("-");
+  print(context, output);
+}
+
+void Table::print(const Context& context, Output& output) const {
   constexpr std::size_t kGap = 2;
   std::vector<std::size_t> widths(rows_[0].size(), 0);
   for (const auto& row : rows_)
     for (std::size_t i = 0; i < row.size(); ++i)
       widths[i] = std::max(widths[i], columns(row[i].text));
 
-  if (const auto available = terminalWidth(STDOUT_FILENO)) {
+  if (const auto available = terminalWidth(STDOUT_FILENO); available && !output.isFile()) {
     std::size_t total = kGap * (widths.size() - 1);
     for (const std::size_t width : widths) total += width;
     for (; total > *available; --total) {  // the widest column gives way, as often as it takes
@@ -126,7 +131,7 @@ void Table::print(const Context& context) const {
     }
   }
 
-  const bool color = useColor(context);
+  const bool color = output.isFile() ? context.color == "always" : useColor(context);
   for (const auto& row : rows_) {
     std::string line;
     std::size_t missing = 0;  // blanks owed before the next text; none at the end of a line
@@ -138,7 +143,7 @@ void Table::print(const Context& context) const {
       }
       missing += widths[i] - columns(text) + kGap;
     }
-    tool::print(line + '\n');
+    output.write(line + '\n');
   }
 }
 

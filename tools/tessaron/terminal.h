@@ -46,6 +46,7 @@ class Table {
   explicit Table(std::vector<std::string> heading);
   void add(std::vector<Cell> row);  ///< as many cells as the heading has
   void print(const Context& context) const;
+  void print(const Context& context, Output& output) const;
 
  private:
   std::vector<std::vector<Cell>> rows_;
