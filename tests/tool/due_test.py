@@ -42,7 +42,7 @@ class Due(ToolTest):
         self.write("c.xml", collection(loan("A1", 30)))
         self.assert_failures([
             (1, "c.xml: nothing", "due", "-c", "c.xml"),
-            (2, "--within", "due", "-c", "c.xml", "--within", "-1"),
+            (2, '"-1" is no number of days from 0 to 99999 ', "due", "-c", "c.xml", "--within", "-1"),
             (2, "excludes", "due", "-c", "c.xml", "--json", "--ics"),
             (66, "no.xml", "due", "-c", "no.xml"),
         ])

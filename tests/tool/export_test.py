@@ -37,7 +37,7 @@ class Export(ToolTest):
         self.write("tricky.xml", TRICKY)
 
     def export(self, file, form):
-        return self.tool("export", "-c", file, "--" + form, "-").out
+        return self.tool("export", "-c", file, "--" + form).out
 
     def test_json_holds_what_the_responses_say(self):
         records = {r["ASIN"]: r for r in json.loads(self.export("c.xml", "json"))}
@@ -100,16 +100,35 @@ class Export(ToolTest):
             with self.subTest(asin=asin, name=name):
                 self.assertEqual(rows[asin][name], expected)
 
+    def test_verbs_agree_on_columns_and_forms(self):
+        self.tool("set", "-c", "tricky.xml", "A1", "--status", "lent", "--until", "today")
+        whole = list(csv.DictReader(io.StringIO(self.export("tricky.xml", "csv"), newline="")))
+        for verb, own in [("list", set()), ("due", {"state", "daysLeft"})]:
+            done = self.tool(verb, "-c", "tricky.xml", "--csv", "-o", "rows.csv")
+            self.assertEqual(done.out, "")
+            with open(self.folder / "rows.csv", newline="", encoding="utf-8") as file:
+                rows = list(csv.DictReader(file, strict=True))
+            self.assertEqual(set(rows[0]) - set(whole[0]), own)
+            self.assertEqual([{name: row[name] for name in row if name not in own} for row in rows],
+                             [{name: row[name] for name in rows[0] if name not in own}
+                              for row in whole[:len(rows)]])
+            lines = self.tool(verb, "-c", "tricky.xml", "--tsv").out.splitlines()
+            self.assertEqual([line.split("\t") for line in lines],
+                             [list(rows[0]), *(list(row.values()) for row in rows)])
+        self.write("t.xml", collection(item("T", "a;\t\\\r\n=b")))
+        self.assertIn(r"a;\t\\\r\n=b", self.tool("list", "-c", "t.xml", "--tsv").out)
+        self.assertIn('T,"a;\t', self.tool("list", "-c", "t.xml", "--csv").out)
+
     def test_targets(self):
         old = self.write("out.json", "old")
         old.chmod(0o640)
-        done = self.tool("export", "-c", "c.xml", "--json", "out.json")
+        done = self.tool("export", "-c", "c.xml", "--json", "-o", "out.json")
         self.assertEqual((done.out, done.err), ("", "out.json: 15 items\n"))
         self.assertEqual(old.read_text(), self.export("c.xml", "json"))
         self.assertEqual(old.stat().st_mode & 0o777, 0o640)
-        self.assertEqual(self.tool("--quiet", "export", "-c", "c.xml", "--csv", "o.csv").err, "")
+        self.assertEqual(self.tool("--quiet", "export", "-c", "c.xml", "--csv", "-o", "o.csv").err, "")
         text = (self.folder / "c.xml").read_text()
-        piped = self.tool("export", "-c", "-", "--html", "-", text=text).out
+        piped = self.tool("export", "-c", "-", "--html", text=text).out
         self.assertIn("<h1 dir=\"auto\">Collection</h1>", piped)
 
     def test_failures_leave_every_file_alone(self):
@@ -119,17 +138,17 @@ class Export(ToolTest):
         os.link(file, self.folder / "same.xml")
         export = ("export", "-c", "c.xml")
         self.assert_failures([
-            (2, "Exactly 1 option", *export),
-            (2, "Exactly 1 option", *export, "--json", "a.json", "--csv", "b.csv"),
-            (2, "c.xml: the collection", *export, "--csv", "c.xml"),
-            (2, "same.xml: the collection", *export, "--html", "same.xml"),
-            (65, r"broken.xml:\d+:\d+: ", "export", "-c", "broken.xml", "--html", "out.html"),
-            (66, "no.xml: ", "export", "-c", "no.xml", "--html", "out.html"),
-            (73, "no/out.html: ", *export, "--html", "no/out.html"),
-            (73, ": ", *export, "--json", ""),
+            (2, "one of --json", *export),
+            (2, "--csv excludes --html", *export, "--csv", "--html", "-o", "b.csv"),
+            (2, "c.xml: the output", *export, "--csv", "-o", "c.xml"),
+            (2, "same.xml: the output", *export, "--html", "-o", "same.xml"),
+            (65, r"broken.xml:\d+:\d+: ", "export", "-c", "broken.xml", "--html", "-o", "out.html"),
+            (66, "no.xml: ", "export", "-c", "no.xml", "--html", "-o", "out.html"),
+            (73, "no/out.html: ", *export, "--html", "-o", "no/out.html"),
+            (2, "empty", *export, "--json", "-o", ""),
         ], untouched=[file, out, broken])
         with open("/dev/full", "wb") as full:
-            self.tool(*export, "--html", "-", code=74, stdout=full)
+            self.tool(*export, "--html", code=74, stdout=full)
 
 
 if __name__ == "__main__":

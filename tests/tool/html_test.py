@@ -61,7 +61,7 @@ class Page(ToolTest):
         self.browser.resize(1280, 900)
 
     def show(self, file):
-        self.tool("export", "-c", file, "--html", "page.html")
+        self.tool("export", "-c", file, "--html", "-o", "page.html")
         self.browser.open((self.folder / "page.html").as_uri())
 
     def show_examples(self):

@@ -6,6 +6,7 @@ import io
 import os
 import pty
 import re
+import signal
 import struct
 import subprocess
 import termios
@@ -74,11 +75,31 @@ class List(ToolTest):
             (2, "--sort", "list", "-c", "c.xml", "--sort", "price"),
             (2, "excludes", "list", "-c", "c.xml", "--json", "--csv"),
             (2, "--collection", "list"),
-            (2, "subcommand", ),
+            (2, "a verb is required, one of import"),
+            (2, '"lst" is no verb; did you mean list\\?', "lst", "-c", "c.xml"),
+            (2, '"xyzzy" is no verb; there are import', "xyzzy"),
+            (2, 'settings: "sett" is no verb; did you mean set\\?', "settings", "sett"),
+            (2, "--jsn.*did you mean --json", "list", "-c", "c.xml", "--jsn"),
             (2, "nonsense", "list", "-c", "c.xml", "nonsense"),
+            (2, "name is empty", "list", "-c", ""),
+            (66, "name is empty", "cart", ""),
             (66, "no.xml: No such file", "list", "-c", "no.xml"),
         ])
         self.assertEqual(self.tool("list", "-c", "none.xml", "--json", code=1).out, "[]\n")
+
+    def test_a_reader_may_go_away(self):
+        for arguments in (["list"], ["list", "-o", "/dev/stdout"]):
+            for handler, code, told in [(signal.SIG_DFL, -signal.SIGPIPE, 0),
+                                        (signal.SIG_IGN, 74, 1)]:
+                read, write = os.pipe()
+                os.close(read)
+                done = subprocess.run(
+                    [TOOL, *arguments, "-c", "c.xml"], stdout=write, stderr=subprocess.PIPE,
+                    cwd=self.folder, check=False, timeout=60, restore_signals=False,
+                    preexec_fn=lambda handler=handler: signal.signal(signal.SIGPIPE, handler))
+                os.close(write)
+                with self.subTest(arguments=arguments, handler=handler):
+                    self.assertEqual((done.returncode, done.stderr.count(b"\n")), (code, told))
 
     def test_csv_keeps_texts_apart_and_formulas_harmless(self):
         titles = ['a,"b"', "=1+1", "+x", "-5", "-5+2", "@x", "two\nlines", "＝1"]

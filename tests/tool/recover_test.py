@@ -53,6 +53,8 @@ class Cart(ToolTest):
             with self.subTest(address=address, arguments=arguments):
                 out = self.tool("cart", "-", *arguments, text=CART.format(address)).out
                 self.assertEqual(out, expected + "\n")
+        self.write("cart.xml", CART.format("https://x/"))
+        self.assertEqual(self.json("cart", "cart.xml"), {"PurchaseURL": "https://x/"})
         self.write("none.xml", CART.format(""))
         self.write("other.xml", collection(item("A1")))
         self.write("cut.xml", CART.format("u")[:-3])

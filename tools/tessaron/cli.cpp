@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -46,9 +47,36 @@ bool fileExists(const std::string& path) {
 }
 
 [[noreturn]] void throwWriteFailure(const std::string& path, const std::error_code& error) {
+  if (error == std::errc::broken_pipe) throw BrokenPipe{};
   const bool midway = error == std::errc::io_error || error == std::errc::no_space_on_device ||
                       error == std::errc::file_too_large || error.value() == EDQUOT;
   throw Failure{midway ? kCannotWrite : kCannotCreate, path, error.message()};
+}
+
+[[noreturn]] void throwPrintFailure() {
+  if (errno == EPIPE) throw BrokenPipe{};
+  throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+}
+
+/// How many characters have to be added, left out, replaced or swapped with the next one to turn
+/// one word into the other, whatever their case.
+std::size_t editDistance(std::string_view a, std::string_view b) {
+  const auto same = [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) ==
+           std::tolower(static_cast<unsigned char>(y));
+  };
+  std::vector<std::vector<std::size_t>> rows(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+  for (std::size_t i = 0; i <= a.size(); ++i) {
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+      std::size_t& cost = rows[i][j] = i + j;  // right where either word is empty
+      if (i == 0 || j == 0) continue;
+      cost = std::min({rows[i - 1][j] + 1, rows[i][j - 1] + 1,
+                       rows[i - 1][j - 1] + (same(a[i - 1], b[j - 1]) ? 0 : 1)});
+      if (i > 1 && j > 1 && same(a[i - 1], b[j - 2]) && same(a[i - 2], b[j - 1]))
+        cost = std::min(cost, rows[i - 2][j - 2] + 1);
+    }
+  }
+  return rows[a.size()][b.size()];
 }
 
 Collection parseCollection(const std::string& path, const std::string& text) {
@@ -65,13 +93,13 @@ Collection parseCollection(const std::string& path, const std::string& text) {
 }  // namespace
 
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
-  CLI::Option* option = verb.add_option("-c,--collection", path, "The collection's file")
-                            ->type_name("FILE")
-                            ->required();
-  if (!editable) return;
-  option->check([](const std::string& value) {
-    return value == "-" ? std::string("standard input cannot be changed") : std::string();
-  });
+  verb.add_option("-c,--collection", path, "The collection's file")
+      ->type_name("FILE")
+      ->required()
+      ->check([editable](const std::string& value) -> std::string {
+        if (value.empty()) return "the file's name is empty";
+        return editable && value == "-" ? "standard input cannot be changed" : "";
+      });
 }
 
 void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {
@@ -109,17 +137,32 @@ void addOutputOption(CLI::App& verb, std::string& path) {
       });
 }
 
+std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates) {
+  std::string_view best;
+  std::size_t least = (word.size() + 2) / 4 + 1;  // a near one has fewer typing errors than that
+  if (word.size() > 64) return best;              // not typed, and slow to compare
+  for (const std::string& candidate : candidates) {
+    const std::size_t distance = editDistance(word, candidate);
+    if (distance >= least) continue;
+    least = distance;
+    best = candidate;
+  }
+  return best;
+}
+
 std::string displayName(const std::string& path) { return path == "-" ? "standard input" : path; }
 
-std::u16string widePath(const std::string& path) {
+std::u16string widePath(const std::string& path, ExitCode code) {
+  if (path.empty()) throw Failure{code, {}, "the file's name is empty"};
   std::u16string wide = fromUtf8(path);
-  if (toUtf8(wide) != path) throw Failure{kCannotCreate, path, "the file's name is not UTF-8"};
+  if (toUtf8(wide) != path) throw Failure{code, path, "the file's name is not UTF-8"};
   return wide;
 }
 
 std::string readInput(const std::string& path) {
   static bool standardInputTaken = false;
   const bool standard = path == "-";
+  if (path.empty()) throw Failure{kNoInput, {}, "the file's name is empty"};
   if (standard && standardInputTaken)
     throw Failure{kNoInput, displayName(path), "it can be read only once"};
   standardInputTaken = standardInputTaken || standard;
@@ -213,8 +256,7 @@ void editCollection(const std::string& path, EditMode mode,
 }
 
 void print(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
-    throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) throwPrintFailure();
 }
 
 std::string jsonText(const nlohmann::ordered_json& document) {
@@ -240,7 +282,7 @@ std::string jsonText(const nlohmann::ordered_json& document) {
 void printJson(const nlohmann::ordered_json& document) { print(jsonText(document) + '\n'); }
 
 void flushOutput() {
-  if (std::fflush(stdout) != 0) throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+  if (std::fflush(stdout) != 0) throwPrintFailure();
 }
 
 void warn(std::string_view line) { say(fmt::format("tessaron: {}\n", printable(line))); }

@@ -8,6 +8,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "records/collection.h"
 
@@ -34,6 +35,10 @@ struct Failure {
   std::string reason;
 };
 
+/// Ends a verb silently: nobody reads what it writes any more. `main` ends the process as SIGPIPE
+/// does.
+struct BrokenPipe {};
+
 /// The options that all verbs have in common, and what the chosen verb does.
 struct Context {
   bool quiet = false;
@@ -54,12 +59,16 @@ void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offere
 /// Adds -o,--output FILE; `path` keeps its value ("-" or empty: standard output) without it.
 void addOutputOption(CLI::App& verb, std::string& path);
 
+/// The candidate that `word` is most likely a misspelling of, whatever its case; empty when none is
+/// near.
+std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates);
+
 /// The file's name as messages give it: "standard input" for "-".
 std::string displayName(const std::string& path);
 
-/// The path as the library takes it. Fails with kCannotCreate when it is not UTF-8: it would come
-/// out as another file's.
-std::u16string widePath(const std::string& path);
+/// The path as the library takes it. Fails with `code` when it is empty, or not UTF-8: it would
+/// come out as another file's.
+std::u16string widePath(const std::string& path, ExitCode code = kCannotCreate);
 
 /// The bytes of a file, or of standard input for "-" (which can be read only once). Fails with
 /// kNoInput. Pipes are fine.
@@ -77,7 +86,7 @@ Collection loadCollection(const std::string& path);
 bool canHoldItems(const TiXmlDocument& document);
 
 /// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file
-/// is then as it was.
+/// is then as it was. BrokenPipe when it is a pipe that nobody reads.
 void writeOutput(const std::string& path, std::string_view content);
 
 /// Fails with kUsage when `output` is the file `input`, by whatever name.
@@ -89,7 +98,7 @@ class Output {
  public:
   explicit Output(std::string path);
   bool isFile() const;
-  /// Fails with kCannotWrite.
+  /// Fails as `print` does.
   void write(std::string_view text);
   /// Ends the result; without it no file is written. Fails as `writeOutput` and `print` do.
   void finish();
@@ -113,7 +122,7 @@ enum class EditMode {
 void editCollection(const std::string& path, EditMode mode,
                     const std::function<void(Collection&)>& change);
 
-/// Writes to standard output. Fails with kCannotWrite.
+/// Writes to standard output. Fails with kCannotWrite, or BrokenPipe.
 void print(std::string_view text);
 
 /// One JSON document, indented, with every control character escaped.
@@ -122,7 +131,7 @@ std::string jsonText(const nlohmann::ordered_json& document);
 /// Writes one JSON document and a line end to standard output.
 void printJson(const nlohmann::ordered_json& document);
 
-/// Hands over all that was printed so far. Fails with kCannotWrite.
+/// Hands over all that was printed so far. Fails as `print` does.
 void flushOutput();
 
 /// One line on standard error, with the program's name in front: about something that went wrong.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "csv.h"
 #include "platform/system.h"
 #include "record_json.h"
 #include "status.h"
@@ -18,9 +19,14 @@ namespace {
 struct Options {
   std::string collection;
   std::optional<int> within;
-  bool json = false;
-  bool ics = false;
+  std::string output;
+  Form form = Form::Table;
 };
+
+/// What a list for programs tells of a loan: columns of an export, then its own.
+const std::vector<std::string> kColumns = {
+    "ASIN",       "Title",       "ProductGroup", "status.name", "status.target", "status.begin",
+    "status.end", "status.text", "status.due",   "state",       "daysLeft"};
 
 /// An item that somebody has to bring back.
 struct Loan {
@@ -113,7 +119,7 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
   return text;
 }
 
-void printLoans(const std::vector<Loan>& loans) {
+std::string textFor(const std::vector<Loan>& loans, Form form) {
   auto array = nlohmann::ordered_json::array();
   for (const Loan& loan : loans) {
     const nlohmann::ordered_json record = recordJson(*loan.record);
@@ -124,17 +130,23 @@ void printLoans(const std::vector<Loan>& loans) {
                      {"state", markOf(loan)},
                      {"daysLeft", loan.daysLeft}});
   }
-  printJson(array);
+  if (form == Form::Json) return jsonText(array) + '\n';
+  std::string rows = separatedRow(form, kColumns);
+  for (const nlohmann::ordered_json& loan : array)
+    rows += separatedRow(form, jsonCells(loan, kColumns));
+  return rows;
 }
 
 int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
   const Collection collection = loadCollection(options.collection);
   const SYSTEMTIME now = utcNow();
   const std::vector<Loan> loans = findLoans(collection, options.within, now);
-  if (options.json) {
-    printLoans(loans);
-  } else if (options.ics) {
-    print(calendar(loans, now));
+  Output output(options.output);
+  if (options.form == Form::Ics) {
+    output.write(calendar(loans, now));
+  } else if (options.form != Form::Table) {
+    output.write(textFor(loans, options.form));
   } else if (!loans.empty()) {
     Table table({"Title", "Status", "End", "Due", "Days"});
     for (const Loan& loan : loans)
@@ -143,8 +155,9 @@ int run(const Options& options, const Context& context) {
                  {isoDate(loan.record->StatusEndDate)},
                  dueCell(markOf(loan)),
                  {std::to_string(loan.daysLeft)}});
-    table.print(context);
+    table.print(context, output);
   }
+  output.finish();
   if (!loans.empty()) return kDone;
   throw Failure{kFailed, displayName(options.collection), "nothing is due"};
 }
@@ -159,9 +172,14 @@ void addDue(CLI::App& app, Context& context) {
   verb->add_option("--within", options->within,
                    "All that ends within so many days, instead of what is due or due soon")
       ->type_name("DAYS")
-      ->check(CLI::NonNegativeNumber);
-  CLI::Option* json = verb->add_flag("--json", options->json, "Print the items as JSON");
-  verb->add_flag("--ics", options->ics, "Print a calendar (iCalendar)")->excludes(json);
+      ->check([](const std::string& text) {
+        constexpr std::size_t kDigits = 5;  // more than lie between 1980 and 2107
+        const bool days = !text.empty() && text.size() <= kDigits &&
+                          text.find_first_not_of("0123456789") == text.npos;
+        return days ? std::string() : '"' + text + "\" is no number of days from 0 to 99999";
+      });
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv, Form::Ics});
+  addOutputOption(*verb, options->output);
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

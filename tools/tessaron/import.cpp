@@ -84,7 +84,6 @@ void report(const std::vector<Response>& responses, const Options& options) {
   auto rejected = nlohmann::ordered_json::array();
   for (const Response& response : responses) {
     const std::string name = displayName(response.path);
-    if (response.counts.read == 0) explainEmpty(response);
     for (const ImportCounts::Rejection& item : response.counts.rejected) {
       const std::string title = toUtf8(item.title);
       warn(fmt::format("{}: item {} \"{}\" rejected: {}", name, item.item, title, item.reason));
@@ -118,13 +117,18 @@ int run(const Options& options, const Context& context) {
 
   loadCollationOption();
   std::size_t accepted = 0;
-  // The report comes before the file is replaced: when it cannot be delivered, the import has
-  // failed and must leave the collection as it was.
   const auto import = [&](Collection& collection) {
     accepted = importAll(collection, responses, context);
-    report(responses, options);
+    for (const Response& response : responses)
+      if (response.counts.read == 0) explainEmpty(response);
   };
   editCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Create, import);
+  try {
+    report(responses, options);  // not before the file has what it tells of
+  } catch (Failure& failure) {
+    failure.reason += options.dryRun ? "" : "; the collection is saved";
+    throw;
+  }
   return accepted > 0 ? kDone : kFailed;
 }
 

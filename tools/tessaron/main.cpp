@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <new>
@@ -40,6 +41,55 @@ void occupyStandardStreams() {
   }
 }
 
+std::vector<std::string> namesOf(const std::vector<const CLI::App*>& verbs) {
+  std::vector<std::string> names;
+  for (const CLI::App* verb : verbs) names.push_back(verb->get_name());
+  return names;
+}
+
+std::string inQuotes(std::string_view word) { return '"' + std::string(word) + '"'; }
+
+std::string guess(const std::string& word, const std::vector<std::string>& candidates) {
+  const std::string_view meant = nearest(word, candidates);
+  return meant.empty() ? "" : "; did you mean " + std::string(meant) + '?';
+}
+
+/// What is wrong with the command line: the parser's words, unless a verb or an option is not one
+/// of ours.
+std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
+  const CLI::App* chosen = &app;
+  std::vector<std::string> options;
+  for (;;) {
+    for (const CLI::Option* option : chosen->get_options())
+      for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
+    const auto deeper = chosen->get_subcommands();
+    if (deeper.empty()) break;
+    chosen = deeper.front();
+  }
+  const auto every = [](const CLI::App*) { return true; };
+  const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(every));
+  const bool needsVerb =
+      dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !verbs.empty();
+  if (!needsVerb && dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return error.what();
+
+  const std::vector<std::string> unknown = app.remaining(true);
+  const auto isOption = [](const std::string& word) { return word.starts_with('-'); };
+  const auto word = std::find_if_not(unknown.begin(), unknown.end(), isOption);
+  const std::string of = chosen == &app ? "" : chosen->get_name() + ": ";
+  const std::string all = CLI::detail::join(verbs, ", ");
+  if (needsVerb && word != unknown.end()) {
+    const std::string meant = guess(*word, verbs);
+    return of + inQuotes(*word) + " is no verb" + (meant.empty() ? "; there are " + all : meant);
+  }
+  const auto option = std::find_if(unknown.begin(), unknown.end(), isOption);
+  if (option != unknown.end()) {
+    const std::string name = option->substr(0, option->find('='));
+    return of + inQuotes(name) + " is no option" + guess(name, options);
+  }
+  if (!needsVerb) return of + inQuotes(unknown.empty() ? "" : unknown.front()) + " is not expected";
+  return of + "a verb is required, one of " + all;
+}
+
 int run(int argc, char** argv) {
   Context context;
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
@@ -65,7 +115,7 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0)
-      return fail({kUsage, {}, std::string(error.what()) + " (--help tells the usage)"});
+      return fail({kUsage, {}, usageFault(app, error) + " (--help tells the usage)"});
     std::ostringstream text;  // what --help and --version ask for
     app.exit(error, text, text);
     print(text.str());
@@ -83,13 +133,20 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   occupyStandardStreams();
-  // A reader that went away and a limit on file sizes are write errors like any other.
-  std::signal(SIGPIPE, SIG_IGN);
+  // A reader that went away and a limit on file sizes are write errors like any other, so that
+  // locks are released and no temporary file stays.
+  const auto pipeHandler = std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {
     return run(argc, argv);
   } catch (const Failure& failure) {
     return fail(failure);
+  } catch (const BrokenPipe&) {
+    // A caller who ignores the signal wants to be told.
+    if (pipeHandler == SIG_IGN) return fail({kCannotWrite, "standard output", "Broken pipe"});
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+    return kCannotWrite;  // the signal is blocked
   } catch (const std::bad_alloc&) {
     return fail({kFailed, {}, "out of memory"});
   } catch (const std::exception& error) {

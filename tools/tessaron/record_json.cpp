@@ -213,6 +213,23 @@ std::vector<std::string> recordColumns() {
   return columns;
 }
 
+std::vector<std::string> jsonCells(const ordered_json& object,
+                                   const std::vector<std::string>& columns) {
+  std::vector<std::string> cells;
+  for (const std::string& column : columns) {
+    const std::size_t dot = std::min(column.find('.'), column.size());
+    auto value = object.find(column.substr(0, dot));
+    if (value != object.end() && dot < column.size()) {
+      const ordered_json& parent = *value;
+      value = parent.find(column.substr(dot + 1));
+      cells.push_back(value == parent.end() ? std::string() : cellText(*value));
+    } else {
+      cells.push_back(value == object.end() ? std::string() : cellText(*value));
+    }
+  }
+  return cells;
+}
+
 void writeRecords(const std::vector<const CRecord*>& records, Form form,
                   const std::vector<std::string>& columns, Output& output) {
   if (form == Form::Json) {
@@ -226,18 +243,8 @@ void writeRecords(const std::vector<const CRecord*>& records, Form form,
     return;
   }
   output.write(separatedRow(form, columns));
-  std::vector<ordered_json::json_pointer> pointers;
-  for (std::string path : columns) {
-    std::replace(path.begin(), path.end(), '.', '/');
-    pointers.emplace_back('/' + path);
-  }
-  std::vector<std::string> row(columns.size());
-  for (const CRecord* record : records) {
-    const ordered_json json = recordJson(*record);
-    for (std::size_t i = 0; i < row.size(); ++i)
-      row[i] = json.contains(pointers[i]) ? cellText(json.at(pointers[i])) : std::string();
-    output.write(separatedRow(form, row));
-  }
+  for (const CRecord* record : records)
+    output.write(separatedRow(form, jsonCells(recordJson(*record), columns)));
 }
 
 }  // namespace tessaron::tool

@@ -23,6 +23,11 @@ nlohmann::ordered_json recordJson(const CRecord& record);
 /// "status.name".
 std::vector<std::string> recordColumns();
 
+/// The values of an object's members as cells: the parts of a list are put together with
+/// semicolons, lists of a list with line ends. Empty where there is no such member.
+std::vector<std::string> jsonCells(const nlohmann::ordered_json& object,
+                                   const std::vector<std::string>& columns);
+
 /// Writes the records as an array of JSON objects, or as CSV or TSV: a heading, then a row with
 /// these columns for each. Only one of them is in memory at a time.
 void writeRecords(const std::vector<const CRecord*>& records, Form form,

@@ -15,7 +15,8 @@ using nlohmann::ordered_json;
 struct Options {
   std::string collection;
   std::string asin;
-  bool json = false;
+  std::string output;
+  Form form = Form::Table;
 };
 
 /// Whether there is nothing in a value that a person would want to read.
@@ -25,10 +26,10 @@ bool isEmpty(const ordered_json& value) {
   return std::all_of(value.begin(), value.end(), isEmpty);
 }
 
-/// Prints "name: value" lines: parts of an object or a list below their name, two columns further
+/// Writes "name: value" lines: parts of an object or a list below their name, two columns further
 /// in. What is empty is left out.
-void printValue(const std::string& name, const ordered_json& value, std::size_t indent,
-                bool color) {
+void writeValue(const std::string& name, const ordered_json& value, std::size_t indent, bool color,
+                Output& output) {
   if (isEmpty(value)) return;
   const std::string lead = std::string(indent, ' ') + styled(name, Style::Bold, color);
   if (!value.is_structured()) {
@@ -37,26 +38,29 @@ void printValue(const std::string& name, const ordered_json& value, std::size_t 
     const std::string nextLine = '\n' + std::string(indent + 2, ' ');
     for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += nextLine.size())
       text.replace(at, 1, nextLine);
-    print(lead + ' ' + text + '\n');
+    output.write(lead + ' ' + text + '\n');
     return;
   }
-  print(lead + '\n');
+  output.write(lead + '\n');
   for (const auto& [key, part] : value.items())
-    printValue(value.is_array() ? "-" : key + ':', part, indent + 2, color);
+    writeValue(value.is_array() ? "-" : key + ':', part, indent + 2, color, output);
 }
 
 int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
   const Collection collection = loadCollection(options.collection);
   const std::size_t index = collection.find(fromUtf8(options.asin));
   if (index == Collection::npos)
     throw Failure{kFailed, displayName(options.collection), "no item " + options.asin};
   const ordered_json record = recordJson(collection.records()[index]);
-  if (options.json) {
-    printJson(record);
+  Output output(options.output);
+  if (options.form == Form::Json) {
+    output.write(jsonText(record) + '\n');
   } else {
-    for (const auto& [key, value] : record.items())
-      printValue(key + ':', value, 0, useColor(context));
+    const bool color = useColor(context, output);
+    for (const auto& [key, value] : record.items()) writeValue(key + ':', value, 0, color, output);
   }
+  output.finish();
   return kDone;
 }
 
@@ -67,7 +71,8 @@ void addShow(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("show", "Prints everything about one item");
   addCollectionOption(*verb, options->collection, false);
   verb->add_option("ASIN", options->asin, "The item")->required();
-  verb->add_flag("--json", options->json, "Print the record as JSON");
+  addFormFlags(*verb, options->form, {Form::Json});
+  addOutputOption(*verb, options->output);
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

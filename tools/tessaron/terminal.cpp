@@ -93,6 +93,10 @@ bool useColor(const Context& context) {
   return ::isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
 }
 
+bool useColor(const Context& context, const Output& output) {
+  return output.isFile() ? context.color == "always" : useColor(context);
+}
+
 std::string styled(std::string_view text, Style style, bool color) {
   static constexpr int kCodes[] = {0, 1, 33, 31};
   if (!color || style == Style::Plain || text.empty()) return std::string(text);
@@ -131,7 +135,7 @@ void Table::print(const Context& context, Output& output) const {
     }
   }
 
-  const bool color = output.isFile() ? context.color == "always" : useColor(context);
+  const bool color = useColor(context, output);
   for (const auto& row : rows_) {
     std::string line;
     std::size_t missing = 0;  // blanks owed before the next text; none at the end of a line

@@ -25,9 +25,12 @@ std::size_t columns(std::string_view text);
 /// The text cut to at most `width` columns, with an ellipsis where something is missing.
 std::string cutToWidth(std::string_view text, std::size_t width);
 
-/// Whether standard output gets colours: as --color says; by itself on a terminal, unless NO_COLOR
+/// Whether standard output gets colors: as --color says; by itself on a terminal, unless NO_COLOR
 /// is set.
 bool useColor(const Context& context);
+
+/// The same for an output, which may be a file.
+bool useColor(const Context& context, const Output& output);
 
 enum class Style { Plain, Bold, Yellow, Red };
 

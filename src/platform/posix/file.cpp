@@ -274,14 +274,17 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
 }
 
 std::error_code replaceFile(std::u16string_view path, std::string_view content) {
-  const fs::path target = followLinks(nativePath(path));
+  const std::string name = nativePath(path);
+  const fs::path target = followLinks(name);
   const auto bytes = std::as_bytes(std::span(content));
   struct stat old;
-  const bool exists = stat(target.c_str(), &old) == 0;
+  const bool exists = stat(name.c_str(), &old) == 0;
   if (!exists && errno != ENOENT) return lastError();
   if (exists && S_ISDIR(old.st_mode)) return std::make_error_code(std::errc::is_a_directory);
-  if (exists && !S_ISREG(old.st_mode)) {  // a device or a pipe is there to be written to
-    const Descriptor fd(open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  // A device or a pipe is there to be written to. The target of a link such as /dev/stdout may have
+  // no name.
+  if (exists && !S_ISREG(old.st_mode)) {
+    const Descriptor fd(open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
     return fd && writeAll(fd.get(), bytes) ? std::error_code{} : lastError();
   }
   // The folder may let us replace what the file itself does not let us write.
