@@ -35,7 +35,7 @@ class Due(ToolTest):
                                  marks[:count])
         self.assertEqual([i["status"]["due"] for i in found], [1, 1, 1])
         lines = self.tool("due", "-c", "c.xml").out.splitlines()
-        self.assertRegex(lines[1], r"^Title +This item is Rented\. +\d{4}-\d\d-\d\d +overdue +-400$")
+        self.assertRegex(lines[1], r"^LONG +Title +Rented +\d{4}-\d\d-\d\d +overdue +-400$")
         self.assertEqual(len(lines), 6)
 
     def test_nothing_due(self):

@@ -124,16 +124,20 @@ class List(ToolTest):
         self.assertNotRegex(self.tool("show", "-c", "h.xml", "\x1b[2J", code=1).err, "\x1b")
 
     def test_tables_fit_the_terminal_and_are_whole_elsewhere(self):
-        long = "星を編む猫の手帖 " * 3 + "e\u0301" * 30 + "🚂" * 9
-        self.write("w.xml", collection(item("B000000001", long, attributes=' status="7"')))
-        for width in (20, 21, 33, 80):
+        long = "星を編む猫の手帖 " * 6 + "e\u0301" * 120 + "🚂" * 9
+        key, who = "B" * 19, "αβγδεζηθικλμνξοπρστυφχψω"
+        self.write("w.xml", collection(item(key, long), item("B2", "Short")))
+        self.tool("set", "-c", "w.xml", key, "--status", "lent", "--target", who, "--until",
+                  "2024-02-29", "--from", "2024-02-28")
+        for width in (20, 40, 80, 120):
             with self.subTest(width=width):
                 out = self.on_terminal("list", "-c", "w.xml", "--color", "never", width=width)
                 lines = out.splitlines()
-                self.assertEqual(len(lines), 2)
-                self.assertIn("…", lines[1])
                 self.assertLessEqual(max(map(columns, lines)), width)
-                self.assertGreaterEqual(columns(lines[1]), width - 8)
+                for whole in (key, "2024-02-29", "overdue", "Lent", "…", "🚂"):
+                    self.assertIn(whole, out)
+                self.assertEqual(out.count("…"), 1, "only the title may lose something")
+                self.assertEqual("".join(c for c in out if c in who), who)
         lines = self.tool("list", "-c", "w.xml").out.splitlines()
         self.assertIn(long, lines[1])
         self.assertEqual(columns(lines[0].split("Group")[0]), columns(lines[1].split("Book")[0]))

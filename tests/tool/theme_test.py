@@ -182,7 +182,7 @@ class Theme(ToolTest):
             (65, "only in case", "theme", "pack", "case", "x.tpk"),
             (65, "line 1", "theme", "pack", "damaged", "x.tpk"),
             (65, "only files", "theme", "pack", "link", "x.tpk"),
-            (2, "subcommand", "theme"),
+            (2, "verb", "theme"),
         ], untouched=[good])
 
 

@@ -76,7 +76,7 @@ void printTable(const GPSimpleChart& chart, double sum, const std::string& headi
       row[i].insert(0, widths[i] - columns(row[i]), ' ');
     if (unit.empty()) row.erase(row.begin() + 2);
   }
-  Table table(rows[0]);
+  Table table(rows[0], {Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
   for (std::size_t i = 1; i < rows.size(); ++i) {
     std::vector<Table::Cell> cells;
     for (std::string& text : rows[i]) cells.push_back({std::move(text)});

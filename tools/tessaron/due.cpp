@@ -148,13 +148,18 @@ int run(const Options& options, const Context& context) {
   } else if (options.form != Form::Table) {
     output.write(textFor(loans, options.form));
   } else if (!loans.empty()) {
-    Table table({"Title", "Status", "End", "Due", "Days"});
-    for (const Loan& loan : loans)
-      table.add({{toUtf8(loan.record->Title)},
-                 {statusSentence(*loan.record)},
-                 {isoDate(loan.record->StatusEndDate)},
+    Table table({"ASIN", "Title", "Status", "Who", "Until", "Due", "Days"},
+                {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
+    for (const Loan& loan : loans) {
+      auto [what, who, until] = statusCells(*loan.record);
+      table.add({{toUtf8(loan.record->ASIN)},
+                 {toUtf8(loan.record->Title)},
+                 std::move(what),
+                 std::move(who),
+                 std::move(until),
                  dueCell(markOf(loan)),
                  {std::to_string(loan.daysLeft)}});
+    }
     table.print(context, output);
   }
   output.finish();

@@ -75,13 +75,18 @@ int run(const Options& options, const Context& context) {
   if (options.form != Form::Table) {
     writeRecords(rows, options.form, kColumns, output);
   } else if (!rows.empty()) {
-    Table table({"ASIN", "Title", "Group", "Status", "Due"});
-    for (const CRecord* record : rows)
+    Table table({"ASIN", "Title", "Group", "Status", "Who", "Until", "Due"},
+                {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole});
+    for (const CRecord* record : rows) {
+      auto [what, who, until] = statusCells(*record);
       table.add({{toUtf8(record->ASIN)},
                  {toUtf8(record->Title)},
                  {toUtf8(record->ProductGroup)},
-                 {statusSentence(*record)},
+                 std::move(what),
+                 std::move(who),
+                 std::move(until),
                  dueCell(dueMark(*record, now))});
+    }
     table.print(context, output);
   }
   output.finish();

@@ -63,11 +63,12 @@ std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
     for (const CLI::Option* option : chosen->get_options())
       for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
     const auto deeper = chosen->get_subcommands();
-    if (deeper.empty()) break;
+    if (deeper.empty() || deeper.front()->get_name().empty()) break;
     chosen = deeper.front();
   }
-  const auto every = [](const CLI::App*) { return true; };
-  const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(every));
+  // Groups of options count as subcommands without a name.
+  const auto isVerb = [](const CLI::App* each) { return !each->get_name().empty(); };
+  const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(isVerb));
   const bool needsVerb =
       dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !verbs.empty();
   if (!needsVerb && dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return error.what();

@@ -125,6 +125,14 @@ std::string dueMark(const CRecord& record, const SYSTEMTIME& now) {
   return daysLeft(record, now).value_or(0) < 0 ? "overdue" : "due";
 }
 
+std::array<Table::Cell, 3> statusCells(const CRecord& record) {
+  if (!record.hasStatus) return {};
+  const std::string name = statusName(record.status);
+  return {{{name.empty() ? std::to_string(record.status) : name},
+           {toUtf8(record.StatusTarget)},
+           {isoDate(record.StatusEndDate)}}};
+}
+
 Table::Cell dueCell(std::string mark) {
   const Style style = mark == "due soon" ? Style::Yellow : Style::Red;
   return {std::move(mark), style};

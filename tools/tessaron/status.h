@@ -1,6 +1,7 @@
 #pragma once
 // Dates and statuses as the command line takes and gives them.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -46,6 +47,10 @@ std::optional<int> daysLeft(const CRecord& record, const SYSTEMTIME& now);
 
 /// "overdue", "due" or "due soon" by the library's test at the UTC time `now`; else empty.
 std::string dueMark(const CRecord& record, const SYSTEMTIME& now);
+
+/// What the status is (a number when it has no name), whom it concerns and until when, as the
+/// columns "Status", "Who" and "Until" of a table; empty without a status.
+std::array<Table::Cell, 3> statusCells(const CRecord& record);
 
 /// The mark as a table shows it.
 Table::Cell dueCell(std::string mark);

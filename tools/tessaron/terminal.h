@@ -37,8 +37,24 @@ enum class Style { Plain, Bold, Yellow, Red };
 /// A text in a style; as it stands without `color`.
 std::string styled(std::string_view text, Style style, bool color);
 
-/// A table of texts with a heading. On a terminal it is no wider than that; elsewhere nothing is
-/// cut.
+/// The text in lines of at most `width` columns (at least 2), broken where its language breaks
+/// lines, and within a word only where that is too long.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width);
+
+/// The text in at most `width` columns: what is too much is replaced by an ellipsis in its middle.
+std::string shortened(std::string_view text, std::size_t width);
+
+/// How a column gives way where its table is too wide for the terminal.
+enum class Fit {
+  Whole,  ///< not at all: a person may have to type what it holds
+  Wrap,   ///< in as many lines as it takes
+  Title,  ///< in up to three lines; longer texts lose their middle
+};
+
+/// A table of texts with a heading. Where a terminal is too narrow for it, columns without any text
+/// are left out, then columns give way as they may; where that is not enough, each row becomes a
+/// block of lines under the text of its first column. Elsewhere every row is one line, with all
+/// that it holds.
 class Table {
  public:
   struct Cell {
@@ -46,13 +62,25 @@ class Table {
     Style style = Style::Plain;
   };
 
-  explicit Table(std::vector<std::string> heading);
+  /// The columns without a `fit` are Wrap, but for the first one, the key: it is Whole.
+  explicit Table(std::vector<std::string> heading, std::vector<Fit> fits = {});
   void add(std::vector<Cell> row);  ///< as many cells as the heading has
   void print(const Context& context) const;
   void print(const Context& context, Output& output) const;
 
  private:
-  std::vector<std::vector<Cell>> rows_;
+  using Row = std::vector<Cell>;
+  struct Column {
+    std::size_t index;
+    std::size_t width;
+  };
+  std::vector<Column> naturalColumns() const;
+  bool fit(std::vector<Column>& columns, std::size_t available) const;
+  std::vector<std::string> linesOf(const Row& row, std::size_t index, std::size_t width) const;
+  void printBlocks(std::size_t available, bool color, Output& output) const;
+
+  std::vector<Fit> fits_;
+  std::vector<Row> rows_;
 };
 
 }  // namespace tessaron::tool
