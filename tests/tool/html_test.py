@@ -85,6 +85,13 @@ class Page(ToolTest):
         cards = self.each(".card", "[e.offsetHeight > 0, e.dataset.id]")
         return [asin for visible, asin in cards if visible]
 
+    def printed(self):
+        """How many cards are on the page when the browser prints it."""
+        self.run_script("addEventListener('beforeprint', () => "
+                        "window.printed = document.querySelectorAll('.card').length)")
+        self.browser.command("Page.printToPDF")
+        return self.run_script("return window.printed")
+
     def assert_soon(self, look, expected):
         """For what the page does in its own time."""
         end = time.monotonic() + 10
@@ -215,8 +222,11 @@ class Page(ToolTest):
         self.assertEqual((len(self.shown()), self.each("#count", "e.value")), (500, ["1201 items"]))
         self.run_script("scrollTo(0, document.body.scrollHeight)")
         self.assert_soon(lambda: len(self.shown()), 1000)
+        self.assertEqual(self.printed(), 1201)
+        self.assertEqual(len(self.shown()), 1000)
         self.search("no. 1199")
         self.assert_soon(self.shown, ["A1199"])
+        self.assertEqual(self.printed(), 1)
         self.search("hit('X') eacute")
         self.assert_soon(self.shown, ["evil"])
         self.assertEqual(self.each("h2", "e.textContent"), [EVIL])

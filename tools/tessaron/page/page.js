@@ -100,6 +100,17 @@
     document.addEventListener(kind, ({target}) => target.matches?.('.cover img') && settle(target), true);
   for (const image of document.querySelectorAll('.cover img')) if (image.naturalWidth) settle(image);
 
+  // Paper does not scroll: all that is shown is printed, and what was added for that goes again.
+  let onPage;
+  addEventListener('beforeprint', () => {
+    onPage = main.childElementCount;
+    while (main.childElementCount < shown.length) more();
+  });
+  addEventListener('afterprint', () => {
+    while (main.childElementCount > onPage) main.lastElementChild.remove();
+    end.hidden = main.childElementCount === shown.length;
+  });
+
   // Long collections get ready for the first search while nobody waits.
   let next = 0;
   const prepare = (deadline) => {
