@@ -80,6 +80,7 @@ class List(ToolTest):
             (2, '"xyzzy" is no verb; there are import', "xyzzy"),
             (2, 'settings: "sett" is no verb; did you mean set\\?', "settings", "sett"),
             (2, "--jsn.*did you mean --json", "list", "-c", "c.xml", "--jsn"),
+            (2, '"-c" must come after the verb', "-c", "c.xml", "list"),
             (2, "nonsense", "list", "-c", "c.xml", "nonsense"),
             (2, "name is empty", "list", "-c", ""),
             (66, "name is empty", "cart", ""),

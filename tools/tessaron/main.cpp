@@ -69,11 +69,12 @@ std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
   // Groups of options count as subcommands without a name.
   const auto isVerb = [](const CLI::App* each) { return !each->get_name().empty(); };
   const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(isVerb));
-  const bool needsVerb =
-      dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !verbs.empty();
-  if (!needsVerb && dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return error.what();
-
   const std::vector<std::string> unknown = app.remaining(true);
+  const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  const bool needsVerb = missing && !verbs.empty();
+  const bool extra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+  if (!extra && !missing) return error.what();
+
   const auto isOption = [](const std::string& word) { return word.starts_with('-'); };
   const auto word = std::find_if_not(unknown.begin(), unknown.end(), isOption);
   const std::string of = chosen == &app ? "" : chosen->get_name() + ": ";
@@ -85,10 +86,13 @@ std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
   const auto option = std::find_if(unknown.begin(), unknown.end(), isOption);
   if (option != unknown.end()) {
     const std::string name = option->substr(0, option->find('='));
+    if (!needsVerb && chosen->get_option_no_throw(name) != nullptr)
+      return of + inQuotes(name) + " must come after the verb";
     return of + inQuotes(name) + " is no option" + guess(name, options);
   }
-  if (!needsVerb) return of + inQuotes(unknown.empty() ? "" : unknown.front()) + " is not expected";
-  return of + "a verb is required, one of " + all;
+  if (needsVerb) return of + "a verb is required, one of " + all;
+  if (extra && word != unknown.end()) return of + inQuotes(*word) + " is not expected";
+  return error.what();
 }
 
 int run(int argc, char** argv) {
