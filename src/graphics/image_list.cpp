@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "graphics/icon_file.h"
+#include "graphics/image_list_internal.h"
 #include "platform/text.h"
 #include "support/picture_load.h"
 
@@ -11,9 +12,11 @@ using tessaron::Transparency;
 
 namespace {
 
-bool alphaImagesOn = false;
+constinit const bool* alphaFlag = nullptr;
 
-Transparency transparency() { return alphaImagesOn ? Transparency::Alpha : Transparency::Magenta; }
+Transparency transparency() {
+  return alphaFlag && *alphaFlag ? Transparency::Alpha : Transparency::Magenta;
+}
 
 std::u16string ending(const std::u16string& path) {
   std::u16string text = path.substr(path.size() - std::min<std::size_t>(path.size(), 3));
@@ -23,9 +26,7 @@ std::u16string ending(const std::u16string& path) {
 
 }  // namespace
 
-void CImageListEx::setAlphaImages(bool on) { alphaImagesOn = on; }
-
-bool CImageListEx::alphaImages() { return alphaImagesOn; }
+void tessaron::followAlphaFlag(const bool* flag) { alphaFlag = flag; }
 
 void CImageListEx::Reload(ATL::_U_STRINGorID bitmap, const std::vector<std::u16string>& files) {
   tessaron::removeAllImages(imageList);

@@ -11,6 +11,9 @@
 ///
 /// The list stays its maker's: nothing here creates or destroys it, and a copy fills the same one.
 /// What cannot be read adds nothing. For one thread at a time.
+///
+/// While the flag `has32BitDisplay` of the application's settings (`_Config`) is on, pictures and
+/// strips keep their alpha channel; otherwise their magenta pixels become transparent.
 class TESSARON_API CImageListEx {
  public:
   HIMAGELIST imageList;  ///< not owned
@@ -28,10 +31,4 @@ class TESSARON_API CImageListEx {
   /// Appends a picture in any format that FreeImage reads, stretched to the list's image size.
   /// `index` is not looked at.
   void InsertImageEx(const std::u16string& path, int index);
-
-  /// Tells all lists whether the display shows alpha channels: if so, pictures and strips bring
-  /// their transparency along, otherwise what is magenta in them becomes transparent. The settings
-  /// hand this down when they are initialized; before that it is off.
-  static void setAlphaImages(bool on);
-  static bool alphaImages();
 };

@@ -1,6 +1,7 @@
 #include "settings/config.h"
 
 #include "graphics/image_list.h"
+#include "graphics/image_list_internal.h"
 #include "platform/directory.h"
 #include "platform/system.h"
 #include "settings/setting_table.h"
@@ -15,6 +16,9 @@ using tessaron::Transparency;
 Config _Config;
 
 namespace {
+
+[[maybe_unused]] const bool isFollowed =
+    (tessaron::followAlphaFlag(&_Config.has32BitDisplay), true);
 
 // Numbers in the string table: the first and the last of a list's built-in entries.
 constexpr std::uint32_t kFirstRegion = 4501, kLastRegion = 4509;
@@ -84,7 +88,6 @@ void Config::loadTheme() {
 }
 
 void Config::loadImages() {
-  CImageListEx::setAlphaImages(has32BitDisplay);
   const auto kind = has32BitDisplay ? Transparency::Alpha : Transparency::Magenta;
   const auto create = [&](int size) {
     return share(tessaron::createImageList(size, size, kind, kImages, kImages));

@@ -12,6 +12,7 @@
 
 #include "graphics/icon_file.h"
 #include "platform/picture.h"
+#include "settings/config.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -32,11 +33,11 @@ struct Filled {
   explicit Filled(int size, bool alpha = true)
       : filler(tessaron::createImageList(
             size, size, alpha ? Transparency::Alpha : Transparency::Magenta, 16, 16)) {
-    CImageListEx::setAlphaImages(alpha);
+    _Config.has32BitDisplay = alpha;
   }
   ~Filled() {
     tessaron::destroyImageList(filler.imageList);
-    CImageListEx::setAlphaImages(false);
+    _Config.has32BitDisplay = false;
   }
   std::u16string write(const std::u16string& name, const std::string& content) {
     std::ofstream(folder.path / name, std::ios::binary) << content;

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "graphics/image_list.h"
 #include "platform/system.h"
 #include "settings/setting_table.h"
 
@@ -178,6 +179,19 @@ TEST_F(ConfigTest, FindsItsFoldersAndResources) {
   fs::remove(data / "PriceTracker.xml");
   config.Initialize();
   EXPECT_TRUE(config.priceTracker.records.empty());
+}
+
+TEST_F(ConfigTest, LeavesImageListsToTheApplicationsObject) {
+  for (const bool alpha : {true, false}) {
+    _Config.has32BitDisplay = alpha;
+    Config other;
+    other.Initialize();
+    const auto kind = alpha ? tessaron::Transparency::Alpha : tessaron::Transparency::Magenta;
+    const SharedImageList list(tessaron::createImageList(16, 16, kind, 8, 8),
+                               tessaron::destroyImageList);
+    CImageListEx(list.get()).Reload(102U, {});
+    EXPECT_EQ(tessaron::imagePixels(list.get(), 0).argb.at(0), alpha ? 0xFFFF00FF : 0);
+  }
 }
 
 TEST_F(ConfigTest, NumbersItsTemporaryFileNames) {
