@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cerrno>
 #include <map>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -22,14 +23,27 @@ namespace {
 constexpr std::size_t kLongestFileName = 200;
 
 // The open mutexes by their handles, which are never used again: closing one twice does no harm.
-struct OpenMutexes {
-  std::map<std::uintptr_t, int> files;
-  std::uintptr_t last = 0;
-
+class OpenMutexes {
+ public:
   void* add(int file) {
-    files.emplace(++last, file);
-    return reinterpret_cast<void*>(last);
+    const std::lock_guard lock(mutex_);
+    files_.emplace(++last_, file);
+    return reinterpret_cast<void*>(last_);
   }
+  // The file of a handle, which is no longer one; -1 when there is none.
+  int remove(void* handle) {
+    const std::lock_guard lock(mutex_);
+    const auto found = files_.find(reinterpret_cast<std::uintptr_t>(handle));
+    if (found == files_.end()) return -1;
+    const int file = found->second;
+    files_.erase(found);
+    return file;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::uintptr_t, int> files_;
+  std::uintptr_t last_ = 0;
 };
 
 OpenMutexes& openMutexes() {
@@ -100,7 +114,7 @@ void* openNamedMutex(const char16_t* name, std::uint32_t& code) {
   const std::string folder = lockFolder();
   if (folder.empty()) return nullptr;
   const std::string path = folder + '/' + fileName(text);
-  // One at a time: who finds itself alone lets go of the file for a moment.
+  // Serialized: hold() releases the exclusive lock before it takes the shared one.
   std::error_code error;
   const FolderLock lock(fromNativePath(path), error);
   const int file = open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0600);
@@ -114,11 +128,8 @@ void* openNamedMutex(const char16_t* name, std::uint32_t& code) {
 }
 
 void closeNamedMutex(void* mutex) {
-  auto& files = openMutexes().files;
-  const auto found = files.find(reinterpret_cast<std::uintptr_t>(mutex));
-  if (found == files.end()) return;
-  if (found->second != -1) close(found->second);
-  files.erase(found);
+  const int file = openMutexes().remove(mutex);
+  if (file != -1) close(file);
 }
 
 }  // namespace tessaron
