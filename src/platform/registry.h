@@ -33,8 +33,15 @@ inline constexpr std::uint32_t KEY_WRITE = 0x20006;
 /// failure what is to be filled stays as it was, unless told otherwise.
 ///
 /// The values of a key are numbered from 0 in a fixed order (elsewhere than on Windows: that of
-/// their first writing); deleting one moves the later ones down. Several processes may use a key at
-/// once; one that waits longer than ten seconds for others gives up with ERROR_BUSY.
+/// their first writing); deleting one moves the later ones down.
+///
+/// Several processes and threads may use the store at once, each thread with objects of its own. An
+/// operation that waits longer than ten seconds for others gives up with ERROR_BUSY.
+///
+/// Elsewhere than on Windows an empty file counts as a missing one. Other codes tell that the file
+/// is damaged (ERROR_BADDB), something else than a store (ERROR_NOT_REGISTRY_FILE) or written by a
+/// newer version (ERROR_REVISION_MISMATCH); such a file is neither changed nor renamed, but Create
+/// quarantines a damaged one and makes a new store.
 class TESSARON_API CRegKey {
  public:
   mutable HKEY m_hKey = nullptr;  ///< null when closed
@@ -84,25 +91,47 @@ class TESSARON_API CRegKey {
 
 namespace tessaron {
 
-/// Collects what is written through all keys until it ends: the store then takes all of it in one
-/// step, or nothing. Others wait meanwhile. On Windows every value is written at once, and this
-/// does nothing; so it does inside another batch and for a closed key.
+/// Bounds a sequence of operations: as long as it exists, all operations of this thread together
+/// wait at most as long as one of them otherwise would, ten seconds. Later ones then fail at once
+/// with ERROR_BUSY where they would have to wait. Nested ones change nothing; on Windows none do.
+class TESSARON_API RegistryDeadline {
+ public:
+  RegistryDeadline();
+  ~RegistryDeadline();
+  RegistryDeadline(const RegistryDeadline&) = delete;
+  RegistryDeadline& operator=(const RegistryDeadline&) = delete;
+};
+
+/// A transaction over all keys of the store: everything that this thread writes until `end` is
+/// written in one step, or not at all when it is destroyed without. Meanwhile other threads and
+/// processes wait to write. Must be destroyed by the thread that made it. Inside another batch and
+/// for a closed key it does nothing. On Windows every value is written at once.
 class TESSARON_API RegistryBatch {
  public:
-  explicit RegistryBatch(const CRegKey& key);
+  enum class Mode {
+    Write,
+    Read,  ///< a consistent view of the store, in which nothing has to wait; not to be written to
+  };
+  explicit RegistryBatch(const CRegKey& key, Mode mode = Mode::Write);
   ~RegistryBatch();
   RegistryBatch(const RegistryBatch&) = delete;
   RegistryBatch& operator=(const RegistryBatch&) = delete;
 
-  /// Ends the batch. An error code: not 0 when nothing was written.
+  /// An error code: not 0 when the transaction could not begin.
+  std::int32_t code() const { return code_; }
+  /// Commits. An error code: not 0 when nothing was written.
   std::int32_t end();
 
  private:
-  std::shared_ptr<void> store_;
+  std::shared_ptr<void> transaction_;
+  std::int32_t code_ = ERROR_SUCCESS;
 };
 
-/// Where the store had to set aside a damaged file since this was last asked; empty for nowhere,
-/// and always on Windows. The defaults hold then.
-TESSARON_API std::u16string takeSetAsideStore();
+/// Where the settings are stored, for messages: the file's path, on Windows the registry's root.
+TESSARON_API std::u16string storeName();
+
+/// The new path of a damaged file that Create has quarantined since the last call; empty for none,
+/// and always on Windows.
+TESSARON_API std::u16string takeQuarantinedStore();
 
 }  // namespace tessaron

@@ -57,6 +57,8 @@ inline constexpr std::int32_t ERROR_NO_MORE_ITEMS = 259;
 inline constexpr std::int32_t ERROR_BADDB = 1009;
 inline constexpr std::int32_t ERROR_CANTOPEN = 1011;
 inline constexpr std::int32_t ERROR_REGISTRY_IO_FAILED = 1016;
+inline constexpr std::int32_t ERROR_NOT_REGISTRY_FILE = 1017;
+inline constexpr std::int32_t ERROR_REVISION_MISMATCH = 1306;
 #endif
 
 /// A rectangle with the layout of the system's own.

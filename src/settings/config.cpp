@@ -1,5 +1,8 @@
 #include "settings/config.h"
 
+#include <initializer_list>
+#include <utility>
+
 #include "graphics/image_list.h"
 #include "graphics/image_list_internal.h"
 #include "platform/directory.h"
@@ -31,9 +34,10 @@ constexpr const char16_t* kMediaTypes[] = {
 constexpr unsigned kStatusStrip = 102, kSmallCommandStrip = 103, kLargeCommandStrip = 104;
 constexpr int kSmallImage = 16, kLargeImage = 32, kImages = 16;  // sizes in pixels; room for images
 
-void openOrCreate(CRegKeyEx& key, const char16_t* name) {
-  key.Close();
-  if (key.Open(HKEY_CURRENT_USER, name) != ERROR_SUCCESS) key.Create(HKEY_CURRENT_USER, name);
+std::int32_t openOrCreate(CRegKeyEx& key, const char16_t* name) {
+  const std::int32_t code = key.Open(HKEY_CURRENT_USER, name);
+  if (code == ERROR_SUCCESS || code == ERROR_BUSY) return code;
+  return key.Create(HKEY_CURRENT_USER, name);
 }
 
 SharedImageList share(HIMAGELIST list) { return {list, tessaron::destroyImageList}; }
@@ -45,8 +49,7 @@ Config::~Config() = default;
 Config::Config(const Config& other) = default;
 Config& Config::operator=(const Config& other) = default;
 
-void Config::Initialize() {
-  openKeys();
+std::int32_t Config::Initialize() {
   systemTemporaryPath = tessaron::temporaryFolder();
   temporaryFileNameNumber = 0;
   has32BitDisplay = tessaron::screenBitsPerPixel() == 32;
@@ -60,8 +63,7 @@ void Config::Initialize() {
     if (setting.isReset) resetSetting(setting, *this);
   }
   ResetGeneralStringList();
-  for (const Setting& setting : tessaron::settingTable()) readSetting(setting, optionsKey, *this);
-  tessaron::readStringLists(generalStringListKey, customStringListKey, *this);
+  const std::int32_t code = readSettings();
 
   dataFolder = joinPath(workingDirectory, u"Data");
   loadTheme();
@@ -69,13 +71,38 @@ void Config::Initialize() {
   priceTracker.clear();
   priceTracker.fromFile(joinPath(dataFolder, u"PriceTracker.xml"));
   helpFilePath = joinPath(joinPath(workingDirectory, u"Help"), u"Tessaron_Help.chm");
+  return code;
 }
 
-void Config::openKeys() {
-  openOrCreate(optionsKey, tessaron::kOptionsKey);
-  openOrCreate(generalStringListKey, tessaron::kGeneralListsKey);
-  openOrCreate(customStringListKey, tessaron::kCustomListsKey);
-  openOrCreate(dataKey, tessaron::kDataKey);
+// The first error. When others hold the store for too long, no further key is tried.
+std::int32_t Config::openKeys() {
+  for (CRegKeyEx* key : {&optionsKey, &generalStringListKey, &customStringListKey, &dataKey})
+    key->Close();
+  std::int32_t first = ERROR_SUCCESS;
+  for (const auto& [key, name] : {std::pair(&optionsKey, tessaron::kOptionsKey),
+                                  {&generalStringListKey, tessaron::kGeneralListsKey},
+                                  {&customStringListKey, tessaron::kCustomListsKey},
+                                  {&dataKey, tessaron::kDataKey}}) {
+    const std::int32_t code = openOrCreate(*key, name);
+    if (first == ERROR_SUCCESS) first = code;
+    if (code == ERROR_BUSY) break;
+  }
+  return first;
+}
+
+std::int32_t Config::readSettings() {
+  const tessaron::RegistryDeadline deadline;
+  const std::int32_t opened = openKeys();
+  const tessaron::RegistryBatch batch(optionsKey, tessaron::RegistryBatch::Mode::Read);
+  std::int32_t code = batch.code();
+  for (const Setting& setting : tessaron::settingTable()) {
+    if (code == ERROR_SUCCESS) code = readSetting(setting, optionsKey, *this);
+  }
+  if (code == ERROR_SUCCESS)
+    code = tessaron::readStringLists(generalStringListKey, customStringListKey, *this);
+  if (code == ERROR_SUCCESS) return opened;
+  for (CRegKeyEx* key : {&optionsKey, &generalStringListKey, &customStringListKey}) key->Close();
+  return code;
 }
 
 void Config::loadTheme() {
@@ -99,11 +126,21 @@ void Config::loadImages() {
   CImageListEx(largeImages.get()).Reload(kLargeCommandStrip, CustomIcons);
 }
 
-void Config::Uninitialize() {
-  const tessaron::RegistryBatch batch(optionsKey);
-  for (const Setting& setting : tessaron::settingTable()) writeSetting(setting, optionsKey, *this);
+std::int32_t Config::Uninitialize() {
+  const tessaron::RegistryDeadline deadline;
+  tessaron::RegistryBatch batch(optionsKey);
+  if (batch.code() != ERROR_SUCCESS) return batch.code();
+  std::int32_t first = ERROR_SUCCESS;
+  const auto keep = [&](std::int32_t code) {
+    if (first == ERROR_SUCCESS) first = code;
+  };
+  for (const Setting& setting : tessaron::settingTable())
+    keep(writeSetting(setting, optionsKey, *this));
+  for (CRegKeyEx* key : {&generalStringListKey, &customStringListKey})
+    keep(key->m_hKey ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
   generalStringListKey.SetMapStringValueEx(generalStringLists);
   customStringListKey.SetMapStringValueEx(customStringLists);
+  return first == ERROR_SUCCESS ? batch.end() : first;
 }
 
 void Config::ResetGeneralStringList() {

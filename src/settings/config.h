@@ -93,13 +93,18 @@ class TESSARON_API Config {
   /// Opens or creates the four keys below "Software\Tessaron" and reads all settings: a default
   /// stands wherever there is no such value, or none of its type. Derives the folders and creates
   /// the temporary one, selects the theme (and "DefaultTheme.tpk", scheme 0, where that fails),
-  /// fills the image lists, and loads the price tracker. Failures are not told: keys stay closed
-  /// and sets empty.
-  void Initialize();
+  /// fills the image lists, and loads the price tracker.
+  ///
+  /// 0, or the system's error code when settings could not be read; what can be done without them
+  /// is done. Keys that could not be opened or read are then closed, so that the defaults never
+  /// replace settings that are still stored. Waits at most ten seconds for other processes.
+  std::int32_t Initialize();
 
   /// Writes all settings and both maps of lists back, in one step where the store can do that. A
-  /// list that is empty leaves an older one in the store. Failures are not told.
-  void Uninitialize();
+  /// list that is empty leaves an older one in the store. 0, or the system's error code when
+  /// settings were not written, ERROR_INVALID_HANDLE for closed keys among them. Waits at most ten
+  /// seconds for other processes.
+  std::int32_t Uninitialize();
 
   /// Adds the built-in entries of "Region", "ESRBAgeRating" and "MediaTypes" to the general lists.
   void ResetGeneralStringList();
@@ -125,10 +130,11 @@ class TESSARON_API Config {
   int GetVScrollWidth() const;
 
  private:
-  void openKeys();
+  std::int32_t openKeys();
+  std::int32_t readSettings();
   void loadTheme();
   void loadImages();
 };
 
-/// The application's one settings object.
+/// The application's one settings object. All image lists follow its `has32BitDisplay`.
 extern TESSARON_API Config _Config;

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kSettings = 37;
 
 using Flag = SettingOf<bool>;
-using Number = SettingOf<int>;
+using Number = NumberSetting;
 using Text = TextSetting;
 using Flags = FlagsSetting;
 using Strings = StringsSetting;
@@ -20,14 +20,14 @@ constexpr Setting kTable[] = {
     {u"LoadLastCollectionOnStart", Flag{&Config::LoadLastCollectionOnStart, true}},
     {u"LastCollectionFileName", Text{&Config::LastCollectionFileName, u""}},
     {u"AutoSaveCollection", Flag{&Config::AutoSaveCollection, false}},
-    {u"AutoSaveCollectionInterval", Number{&Config::AutoSaveCollectionInterval, 5}},
-    {u"ImageSizePixels", Number{&Config::ImageSizePixels, 85000}},
+    {u"AutoSaveCollectionInterval", Number{&Config::AutoSaveCollectionInterval, 5, 1}},
+    {u"ImageSizePixels", Number{&Config::ImageSizePixels, 85000, 1}},
     {u"WebcamDevice", Number{&Config::WebcamDevice, 0}},
     {u"WebcamStrictMode", Flag{&Config::WebcamStrictMode, true}},
     {u"InterfaceMode", Number{&Config::InterfaceMode, 1}},
     {u"RememberWindowPositionSize", Flag{&Config::RememberWindowPositionSize, true}},
     {u"EnableSplashScreen", Flag{&Config::EnableSplashScreen, true}},
-    {u"CollationOption", Number{&Config::CollationOption, 0}},
+    {u"CollationOption", Number{&Config::CollationOption, 0, 0, 3}},
     {u"HideNonRelevantPages", Flag{&Config::HideNonRelevantPages, true}},
     {u"LVShowFields", Flags{&Config::LVShowFields, 4}},
     {u"ItemListingStyle", Number{&Config::ItemListingStyle, 0}},
@@ -43,7 +43,7 @@ constexpr Setting kTable[] = {
     {u"ListPanePosition", Number{&Config::ListPanePosition, 50}},
     {u"TabPanePosition", Number{&Config::TabPanePosition, 70}},
     {u"WindowRect", Rect{&Config::WindowRect, {-1, -1, 749, 549}}},
-    {u"WindowCmdShow", Number{&Config::WindowCmdShow, 10}},
+    {u"WindowCmdShow", Number{&Config::WindowCmdShow, 10, 0, 11}},
     {u"SwapCategoryPane", Flag{&Config::SwapCategoryPane, false}},
     {u"SwapListPane", Flag{&Config::SwapListPane, false}},
     {u"ViewType", Number{&Config::ViewType, 2}},
@@ -64,14 +64,20 @@ constexpr const char16_t* kGeneralLists[] = {
     u"Label",      u"PictureFormat", u"AspectRatio",    u"StatusTarget", u"ESRBAgeRating"};
 
 // Stricter than the key's own reads: a number that is not 4 bytes long counts as none.
-bool readNumber(const CRegKeyEx& key, const char16_t* name, std::uint32_t& number) {
+std::int32_t readNumber(const CRegKeyEx& key, const char16_t* name, std::uint32_t& number) {
   std::uint32_t read = 0, type = 0, bytes = sizeof read;
-  if (key.QueryValue(name, &type, &read, &bytes) != ERROR_SUCCESS || type != REG_DWORD ||
-      bytes != sizeof read) {
-    return false;
-  }
+  const std::int32_t code = key.QueryValue(name, &type, &read, &bytes);
+  if (code != ERROR_SUCCESS) return code;
+  if (type != REG_DWORD || bytes != sizeof read) return ERROR_INVALID_DATA;
   number = read;
-  return true;
+  return code;
+}
+
+// The code of a read, unless it only tells that there is no such value.
+std::int32_t failureOf(std::int32_t code) {
+  const bool isAbsent = code == ERROR_FILE_NOT_FOUND || code == ERROR_INVALID_DATA ||
+                        code == ERROR_MORE_DATA || code == ERROR_INVALID_HANDLE;
+  return isAbsent ? ERROR_SUCCESS : code;
 }
 
 }  // namespace
@@ -80,29 +86,33 @@ std::span<const Setting> settingTable() { return kTable; }
 
 void resetSetting(const Setting& setting, Config& config) {
   std::visit(Overloaded{
-                 [&](const Flags& it) { (config.*it.member).assign(it.standard, true); },
+                 [&](const Flags& it) { (config.*it.member).assign(it.defaultValue, true); },
                  [&](const Strings& it) { (config.*it.member).clear(); },
-                 [&](const auto& it) { config.*it.member = it.standard; },
+                 [&](const auto& it) { config.*it.member = it.defaultValue; },
              },
              setting.place);
 }
 
-void readSetting(const Setting& setting, CRegKeyEx& key, Config& config) {
+std::int32_t readSetting(const Setting& setting, CRegKeyEx& key, Config& config) {
   const char16_t* const name = setting.name;
   std::uint32_t number = 0;
   const auto read = Overloaded{
       [&](const Flag& it) {
-        if (readNumber(key, name, number)) config.*it.member = number != 0;
+        const std::int32_t code = readNumber(key, name, number);
+        if (code == ERROR_SUCCESS) config.*it.member = number != 0;
+        return code;
       },
       [&](const Number& it) {
-        if (readNumber(key, name, number)) config.*it.member = static_cast<int>(number);
+        const std::int32_t code = readNumber(key, name, number);
+        if (code == ERROR_SUCCESS) config.*it.member = static_cast<int>(number);
+        return code;
       },
-      [&](const Text& it) { key.QueryStringValueEx(name, config.*it.member); },
-      [&](const Flags& it) { key.QueryVectorBoolValueEx(name, config.*it.member); },
-      [&](const Strings& it) { key.QueryVectorStringValueEx(name, config.*it.member); },
-      [&](const Rect& it) { key.QueryWTLCRectValueEx(name, config.*it.member); },
+      [&](const Text& it) { return key.QueryStringValueEx(name, config.*it.member); },
+      [&](const Flags& it) { return key.QueryVectorBoolValueEx(name, config.*it.member); },
+      [&](const Strings& it) { return key.QueryVectorStringValueEx(name, config.*it.member); },
+      [&](const Rect& it) { return key.QueryWTLCRectValueEx(name, config.*it.member); },
   };
-  std::visit(read, setting.place);
+  return failureOf(std::visit(read, setting.place));
 }
 
 std::int32_t writeSetting(const Setting& setting, CRegKeyEx& key, Config& config) {
@@ -118,11 +128,13 @@ std::int32_t writeSetting(const Setting& setting, CRegKeyEx& key, Config& config
   return std::visit(write, setting.place);
 }
 
-void readStringLists(CRegKeyEx& general, CRegKeyEx& custom, Config& config) {
+std::int32_t readStringLists(CRegKeyEx& general, CRegKeyEx& custom, Config& config) {
   for (const char16_t* name : kGeneralLists) {
-    general.QueryMapStringValueEx(config.generalStringLists, name);
+    const std::int32_t code =
+        failureOf(general.QueryMapStringValueEx(config.generalStringLists, name));
+    if (code != ERROR_SUCCESS) return code;
   }
-  custom.QueryMapStringValueEx(config.customStringLists);
+  return failureOf(custom.QueryMapStringValueEx(config.customStringLists));
 }
 
 }  // namespace tessaron

@@ -217,7 +217,7 @@ TEST_F(ConfigTest, HandsItsKeysToItsCopy) {
   EXPECT_EQ(first.optionsKey.m_hKey, nullptr);
   EXPECT_EQ(second.SortType, 5);
   EXPECT_EQ(second.themeManager, first.themeManager);
-  second.Uninitialize();
+  EXPECT_EQ(second.Uninitialize(), 0);
   int stored = 0;
   EXPECT_EQ(options.QueryIntValueEx(u"SortType", stored), 0);
   EXPECT_EQ(stored, 5);

@@ -1,11 +1,14 @@
 // The store in a file: what happens to it when processes meet, are killed, or leave it damaged.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -13,8 +16,10 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <thread>
 
-#include "settings/reg_key.h"
+#include "platform/posix/registry_store.h"
+#include "settings/config.h"
 #include "temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -147,15 +152,22 @@ TEST_F(StoreTest, TakesABatchWholeOrNotAtAll) {
   EXPECT_EQ(get(u"\u4E01"), 100);
 }
 
-TEST_F(StoreTest, SetsADamagedFileAside) {
+TEST_F(StoreTest, QuarantinesADamagedFileWhenItIsWrittenTo) {
   make();
   const std::string sound = content();
-  std::string foreign = "no database at all", cut = sound.substr(0, sound.size() / 2), odd = sound;
+  std::string odd = sound, header = sound, tables = sound;
   odd.replace(odd.size() - 4096, 200, 200, '\xFF');
-  std::string name = path.string() + ".damaged-1";
-  for (const std::string& damaged : {foreign, cut, odd}) {
+  header[3] ^= 1;
+  tables.replace(tables.find("TABLE value"), 5, "VALUE");
+  fs::rename(path, folder.path / "elsewhere.db");
+  fs::create_symlink(folder.path / "elsewhere.db", path);
+  std::string name = (folder.path / "elsewhere.db.damaged-1").string();
+  for (const std::string& damaged : {sound.substr(0, sound.size() / 2), odd, header, tables}) {
     write(damaged);
-    // Several find it so at once; what one of them writes is not set aside by another.
+    CRegKeyEx reader;
+    EXPECT_EQ(reader.Open(HKEY_CURRENT_USER, kKey), ERROR_BADDB);
+    EXPECT_EQ(content(), damaged);
+    // Several find it so at once; what one of them writes is not quarantined by another.
     std::vector<pid_t> processes;
     for (int process = 0; process < 4; ++process) {
       processes.push_back(start([process] {
@@ -167,28 +179,134 @@ TEST_F(StoreTest, SetsADamagedFileAside) {
     for (const pid_t process : processes) EXPECT_EQ(finish(process), 0);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(get(std::u16string(1, char16_t(u'a' + i))), i);
     EXPECT_EQ(get(u"\u4E01"), -1);
+    EXPECT_TRUE(fs::is_symlink(path));
     std::ifstream aside(name, std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), damaged);
     ++name.back();
   }
   EXPECT_FALSE(fs::exists(name));
-  write(foreign);
-  EXPECT_EQ(get(u"a"), -1);
-  EXPECT_EQ(tessaron::takeSetAsideStore(), fs::path(name).u16string());
-  EXPECT_EQ(tessaron::takeSetAsideStore(), u"");
+  write(odd);
+  CRegKeyEx key;
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), 0);
+  EXPECT_EQ(tessaron::takeQuarantinedStore(), fs::path(name).u16string());
+  EXPECT_EQ(tessaron::takeQuarantinedStore(), u"");
 }
 
-TEST_F(StoreTest, LeavesOtherDatabasesAlone) {
+TEST_F(StoreTest, LeavesOtherFilesAlone) {
   fs::create_directory(path.parent_path());
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(database, "CREATE TABLE t(x)", nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(database);
-  const std::string before = content();
+  const auto execute = [&](const char* sql) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
+  };
+  const auto refuses = [&](int code) {
+    const std::string before = content();
+    CRegKeyEx key;
+    EXPECT_EQ(key.Open(HKEY_CURRENT_USER, kKey), code);
+    EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), code);
+    EXPECT_EQ(content(), before);
+    EXPECT_EQ(std::distance(fs::directory_iterator(path.parent_path()), {}), 1);
+  };
+  write("my notes");
+  refuses(ERROR_NOT_REGISTRY_FILE);
+  write("");
+  execute("CREATE TABLE t(x)");
+  refuses(ERROR_NOT_REGISTRY_FILE);
+  write("");
   CRegKeyEx key;
-  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), ERROR_REGISTRY_IO_FAILED);
-  EXPECT_EQ(content(), before);
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, kKey), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(content(), "");
+  make();
+  execute("PRAGMA user_version = 2");
+  refuses(ERROR_REVISION_MISMATCH);
   fs::remove(path);
   fs::create_directory(path);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), ERROR_CANTOPEN);
+}
+
+// $TESSARON_FLIPS sets how many bits are flipped, each in a store of its own.
+TEST_F(StoreTest, StandsSingleFlippedBits) {
+  make();
+  const std::string sound = content();
+  const char* const wanted = std::getenv("TESSARON_FLIPS");
+  const std::size_t flips = wanted ? std::stoul(wanted) : 600, bits = sound.size() * 8;
+  const auto refusal =
+      testing::AnyOf(ERROR_BADDB, ERROR_NOT_REGISTRY_FILE, ERROR_REVISION_MISMATCH);
+  int refused = 0;
+  for (std::size_t i = 0; i < flips; ++i) {
+    const std::size_t bit = i * (bits - 8) / flips + i % 8;  // every position in a byte
+    std::string flipped = sound;
+    flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ 1 << bit % 8);
+    write(flipped);
+    CRegKeyEx key;
+    const std::int32_t code = key.Open(HKEY_CURRENT_USER, kKey, KEY_READ);
+    for (char16_t unit = u'\u4E00'; code == 0 && unit < u'\u4E00' + 40; ++unit) {
+      // A flip within a value cannot be told from another value.
+      int value = 0;
+      const std::int32_t read = key.QueryIntValueEx(std::u16string(1, unit).c_str(), value);
+      EXPECT_THAT(read, testing::AnyOf(0, ERROR_INVALID_DATA, ERROR_MORE_DATA)) << bit;
+    }
+    if (code == 0) continue;
+    EXPECT_THAT(code, refusal) << bit;
+    EXPECT_EQ(content(), flipped) << bit;
+    if (++refused % 8 != 0) continue;
+    EXPECT_THAT(key.Create(HKEY_CURRENT_USER, kKey), testing::AnyOf(0, refusal)) << bit;
+    key.Close();
+    for (const auto& entry : fs::directory_iterator(path.parent_path())) fs::remove(entry);
+  }
+  EXPECT_GT(refused, 0);
+}
+
+TEST_F(StoreTest, WaitsForOthersWithinOneDeadline) {
+  make();
+  const auto second = std::chrono::seconds(1);
+  tessaron::RegistryStore::setWait(second / 4);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+  const int file = open(path.c_str(), O_RDONLY);
+  const std::pair<std::function<void()>, std::function<void()>> locks[] = {
+      {[&] { flock(file, LOCK_EX); }, [&] { flock(file, LOCK_UN); }},
+      {[&] { sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr); },
+       [&] { sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr); }}};
+  for (const auto& [hold, release] : locks) {
+    Config config;
+    hold();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(config.Initialize(), ERROR_BUSY);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, second);
+    release();
+    EXPECT_EQ(config.Uninitialize(), ERROR_INVALID_HANDLE) << "its defaults replace nothing";
+    EXPECT_EQ(config.Initialize(), 0);
+    hold();
+    if (&hold != &locks[0].first) {
+      EXPECT_EQ(config.Uninitialize(), ERROR_BUSY);
+    }
+    release();
+    EXPECT_EQ(config.Uninitialize(), 0);
+  }
+  close(file);
+  sqlite3_close(database);
+  tessaron::RegistryStore::setWait(10 * second);
+}
+
+TEST_F(StoreTest, LosesNothingWhenThreadsWriteAtOnce) {
+  constexpr int kValues = 100;
+  const auto writeAll = [](char16_t first) {
+    for (int i = 0; i < kValues; ++i) {
+      CRegKeyEx key;
+      EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), 0);
+      tessaron::RegistryBatch batch(key);
+      set(key, {first, char16_t(u'\u4E00' + i)}, i);
+      const std::int32_t code = i % 2 == 0 ? batch.end() : batch.code();
+      EXPECT_EQ(code, 0);
+    }
+  };
+  std::thread other(writeAll, u'a');
+  writeAll(u'b');
+  other.join();
+  for (int i = 0; i < kValues; ++i) {
+    for (const char16_t first : {u'a', u'b'})
+      EXPECT_EQ(get({first, char16_t(u'\u4E00' + i)}), i % 2 == 0 ? i : -1);
+  }
 }

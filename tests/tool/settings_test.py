@@ -3,11 +3,11 @@ import os
 import random
 import re
 import signal
-import sqlite3
 import subprocess
 import time
 import unittest
 
+import support
 from support import TOOL, ToolTest
 
 # Written down apart from the library's table: name, type, default.
@@ -84,7 +84,7 @@ class Settings(ToolTest):
     def test_sets_and_resets_values_of_every_type(self):
         rows = [
             ("swapLISTpane", ["on"], True, "true"),
-            ("AutoSaveCollectionInterval", ["-2147483648"], -(2**31), "-2147483648"),
+            ("AutoSaveCollectionInterval", ["2147483647"], 2**31 - 1, "2147483647"),
             ("AccountEmail", ["Zoë 世 <z@x>"], "Zoë 世 <z@x>", "Zoë 世 <z@x>"),
             ("AccountEmail", [""], "", ""),
             ("LVShowFields", ["1,0,yes,false"], [True, False, True, False], "1,0,1,0"),
@@ -110,7 +110,10 @@ class Settings(ToolTest):
             (2, "'ViewTipe'.*nearest.* ViewType", "settings", "get", "ViewTipe"),
             (2, "nearest.* ShowHide", "settings", "set", "show", "1"),
             (2, "nearest.* CustomIcons", "settings", "reset", "icons"),
+            (2, r"'Nope'; \"settings list\"", "settings", "set", "Nope", "1"),
+            (2, "takes a whole number from 0 to 3", "settings", "set", "CollationOption", "4"),
             (2, "ViewType takes a whole number", "settings", "set", "ViewType", "1.5"),
+            (2, "ViewType takes a whole number", "settings", "set", "ViewType", "--", "-1"),
             (2, "ViewType takes a whole number", "settings", "set", "ViewType", "2147483648"),
             (2, "ViewType takes one value", "settings", "set", "ViewType", "1", "2"),
             (2, "SwapListPane takes true or false", "settings", "set", "SwapListPane", "maybe"),
@@ -132,28 +135,31 @@ class Settings(ToolTest):
         self.assertRegex(self.tool("settings", "lists").out,
                          "general +ESRBAgeRating +Adults Only; Early Childhood;")
 
-    def test_a_damaged_file_is_set_aside_and_told_once(self):
+    def test_a_damaged_file_is_refused_until_a_change_sets_it_aside(self):
         self.tool("settings", "set", "ViewType", "7")
         sound = self.store.read_bytes()
-        for number, damaged in enumerate([b"X" * 5000, sound[:5000], sound[:100]], 1):
-            self.store.write_bytes(damaged)
-            done = self.tool("settings", "get", "ViewType")
+        response = self.write("response.xml", support.response(support.item("A1")))
+        readers = [("settings", "list"), ("settings", "lists"), ("theme", "list"),
+                   ("import", "-c", "shelf.xml", response)]
+        changes = [("set", "ViewType", "3"), ("reset",), ("reset", "ViewType")]
+        for number, change in enumerate(changes, 1):
+            self.store.write_bytes(sound[:5000])
+            self.assert_failures([(65, "settings.db: .*damaged", *reader) for reader in readers],
+                                 untouched=[self.store])
             aside = f"{self.store}.damaged-{number}"
-            self.assertEqual(done.out, "2\n")
-            self.assertRegex(done.err, rf"\Atessaron: settings: [^\n]*{re.escape(aside)}[^\n]*\n\Z")
+            self.assertRegex(self.tool("settings", *change).err,
+                             rf"\Atessaron: settings: [^\n]*{re.escape(aside)}[^\n]*\n\Z")
             with open(aside, "rb") as file:
-                self.assertEqual(file.read(), damaged)
-            self.assertEqual(self.tool("settings", "get", "ViewType").err, "")
-            self.tool("settings", "set", "ViewType", "7")
+                self.assertEqual(file.read(), sound[:5000])
+        self.assertEqual(self.tool("settings", "get", "ViewType").err, "")
 
     def test_what_is_no_store_is_left_alone(self):
         self.store.parent.mkdir()
-        with sqlite3.connect(self.store) as database:
-            database.execute("CREATE TABLE other(x)")
-        database.close()
+        self.store.write_text("my notes")
         self.assert_failures([
-            (65, "something else", "settings", "list"),
+            (65, "settings.db: .*something else", "settings", "list"),
             (65, "something else", "settings", "set", "ViewType", "1"),
+            (65, "something else", "settings", "reset"),
         ], untouched=[self.store])
         os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"
         self.tool("settings", "set", "ViewType", "1", code=73)
@@ -169,9 +175,9 @@ class Settings(ToolTest):
             self.assertIn(self.get("AccountEmail"), ("old", "new" * 20000))
             self.assertEqual(self.tool("settings", "set", "AccountEmail", "old").err, "")
         names = [line.split()[0] for line in SETTINGS.strip().splitlines() if " int " in line]
-        processes = [subprocess.Popen([TOOL, "settings", "set", name, "42"]) for name in names]
+        processes = [subprocess.Popen([TOOL, "settings", "set", name, "3"]) for name in names]
         self.assertEqual([process.wait() for process in processes], [0] * len(names))
-        self.assertEqual([self.get(name) for name in names], [42] * len(names))
+        self.assertEqual([self.get(name) for name in names], [3] * len(names))
 
 
 if __name__ == "__main__":

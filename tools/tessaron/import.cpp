@@ -5,6 +5,7 @@
 
 #include "settings/collation.h"
 #include "settings/setting_table.h"
+#include "settings_key.h"
 #include "status.h"
 #include "support/text.h"
 #include "verbs.h"
@@ -52,14 +53,15 @@ void explainEmpty(const Response& response) {
   warn(name + ": no item found" + (error.empty() ? "" : ": " + error));
 }
 
-/// Takes the one setting over that an import goes by, or its default.
+/// Reads the one setting that an import goes by, or takes its default.
 void loadCollationOption() {
+  const RegistryDeadline deadline;
   CRegKeyEx key;
-  key.Open(HKEY_CURRENT_USER, kOptionsKey, KEY_READ);  // closed when there are no settings yet
+  openSettings(key, kOptionsKey, SettingsAccess::Read);
   for (const Setting& setting : settingTable()) {
     if (setting.name != std::u16string_view(u"CollationOption")) continue;
     resetSetting(setting, _Config);
-    readSetting(setting, key, _Config);
+    requireSettings(readSetting(setting, key, _Config), SettingsAccess::Read);
   }
 }
 

@@ -17,16 +17,16 @@ namespace {
 
 using namespace tessaron::tool;
 
-/// Says so when the settings were damaged, whichever verb it was that came upon it.
-void tellSetAside() {
-  const std::u16string aside = tessaron::takeSetAsideStore();
-  if (!aside.empty())
-    warn("settings: the file was damaged and is now " + tessaron::toUtf8(aside) +
-         "; the defaults hold");
+/// Says so when damaged settings were quarantined, by whichever verb.
+void tellQuarantined() {
+  const std::u16string path = tessaron::takeQuarantinedStore();
+  if (!path.empty())
+    warn("settings: the file was damaged and is now " + tessaron::toUtf8(path) +
+         "; all others have their defaults");
 }
 
 int fail(const Failure& failure) {
-  tellSetAside();
+  tellQuarantined();
   warn(failure.where.empty() ? failure.reason : failure.where + ": " + failure.reason);
   return failure.code;
 }
@@ -130,7 +130,7 @@ int run(int argc, char** argv) {
   }
   const int code = context.run();
   flushOutput();
-  tellSetAside();
+  tellQuarantined();
   return code;
 }
 

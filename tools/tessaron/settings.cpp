@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -7,7 +8,9 @@
 #include <numeric>
 #include <optional>
 
+#include "csv.h"
 #include "settings/setting_table.h"
+#include "settings_key.h"
 #include "support/overloaded.h"
 #include "support/text.h"
 #include "terminal.h"
@@ -21,50 +24,50 @@ using nlohmann::ordered_json;
 struct Options {
   std::string name;
   std::vector<std::string> values;
-  bool json = false;
+  Form form = Form::Table;
+  std::string output;
 };
 
-constexpr const char* kStore = "settings";
+using Access = SettingsAccess;
 
-Failure storeFailure(std::int32_t code) {
+Failure storeFailure(std::int32_t code, Access access) {
+  const bool reading = access == Access::Read;
+  const std::string file = toUtf8(storeName());
   switch (code) {
     case ERROR_BUSY:
-      return {kCannotWrite, kStore, "other processes are using them for too long"};
+      return {reading ? kNoInput : kCannotWrite, file,
+              "other programs are using the settings for too long"};
     case ERROR_ACCESS_DENIED:
-      return {kCannotCreate, kStore, "permission denied"};
+      return {reading ? kNoInput : kCannotCreate, file, "permission denied"};
     case ERROR_DISK_FULL:
-      return {kCannotWrite, kStore, "no space left on the disk"};
+      return {kCannotWrite, file, "no space left on the disk"};
     case ERROR_CANTOPEN:
-      return {kCannotCreate, kStore, "the file cannot be opened or made"};
+      return {reading ? kNoInput : kCannotCreate, file, "the file cannot be opened or made"};
     case ERROR_BADDB:
+      return {kBadData, file,
+              "the settings are damaged; \"settings reset\" sets the file aside and starts anew"};
+    case ERROR_NOT_REGISTRY_FILE:
+      return {kBadData, file, "the file is something else than settings"};
+    case ERROR_REVISION_MISMATCH:
+      return {kBadData, file, "the settings were written by a newer version of this program"};
     case ERROR_REGISTRY_IO_FAILED:
-      return {kBadData, kStore, "the file cannot be read, or is something else"};
+      return {reading ? kNoInput : kCannotWrite, file, "reading or writing the file failed"};
     default:
-      return {kFailed, kStore, fmt::format("error {}", code)};
+      return {kFailed, file, fmt::format("error {}", code)};
   }
 }
 
-void require(std::int32_t code) {
-  if (code != ERROR_SUCCESS) throw storeFailure(code);
-}
-
-enum class Access { Read, Change, Create };
-
-/// Opens a key. One that is missing stays closed, unless it is to be made.
-void openKey(CRegKeyEx& key, const char16_t* name, Access access) {
-  const std::int32_t code =
-      access == Access::Create ? key.Create(HKEY_CURRENT_USER, name)
-                               : key.Open(HKEY_CURRENT_USER, name,
-                                          access == Access::Read ? KEY_READ : KEY_READ | KEY_WRITE);
-  if (access == Access::Create || code != ERROR_FILE_NOT_FOUND) require(code);
-}
-
 /// The settings as they are stored, with the defaults of those that are not.
-std::unique_ptr<Config> loadSettings(CRegKeyEx& key) {
+std::unique_ptr<Config> loadSettings() {
+  const RegistryDeadline deadline;
+  CRegKeyEx key;
+  openSettings(key, kOptionsKey, Access::Read);
+  const RegistryBatch batch(key, RegistryBatch::Mode::Read);
+  requireSettings(batch.code(), Access::Read);
   auto config = std::make_unique<Config>();
   for (const Setting& setting : settingTable()) {
     resetSetting(setting, *config);
-    readSetting(setting, key, *config);
+    requireSettings(readSetting(setting, key, *config), Access::Read);
   }
   return config;
 }
@@ -90,23 +93,36 @@ std::size_t distance(std::u16string_view from, std::u16string_view to) {
   return row.back();
 }
 
-/// The setting of that name, whatever its case. Fails with kUsage, and names the nearest one.
+/// Whether somebody who typed `wanted` may have meant `name`: one letter in three differs at most,
+/// or it is a part of the name.
+bool isNear(std::u16string_view wanted, std::u16string_view name) {
+  constexpr std::size_t kMinPart = 3;
+  const auto part = std::ranges::search(name, wanted, {}, smallLetter, smallLetter);
+  return distance(wanted, name) <= wanted.size() / 3 ||
+         (wanted.size() >= kMinPart && !part.empty());
+}
+
+/// The setting of that name, whatever its case. Fails with kUsage, and names the nearest one if any
+/// is near.
 const Setting& findSetting(const std::string& name) {
   const std::u16string wanted = fromUtf8(name);
-  const auto nearest = std::ranges::min_element(
-      settingTable(), {}, [&](const Setting& setting) { return distance(wanted, setting.name); });
-  if (distance(wanted, nearest->name) != 0)
-    throw Failure{
-        kUsage,
-        {},
-        fmt::format("there is no setting '{}'; the nearest one is {}", name, nameOf(*nearest))};
-  return *nearest;
+  const auto far = [&](const Setting& setting) {
+    return std::pair(!isNear(wanted, setting.name), distance(wanted, setting.name));
+  };
+  const auto nearest = std::ranges::min_element(settingTable(), {}, far);
+  const auto [isFar, letters] = far(*nearest);
+  if (letters == 0) return *nearest;
+  throw Failure{
+      kUsage,
+      {},
+      fmt::format("there is no setting '{}'; ", name) +
+          (isFar ? "\"settings list\" lists them all" : "the nearest one is " + nameOf(*nearest))};
 }
 
 const char* typeOf(const Setting& setting) {
   return std::visit(Overloaded{
                         [](const SettingOf<bool>&) { return "bool"; },
-                        [](const SettingOf<int>&) { return "int"; },
+                        [](const NumberSetting&) { return "int"; },
                         [](const TextSetting&) { return "string"; },
                         [](const FlagsSetting&) { return "flags"; },
                         [](const StringsSetting&) { return "strings"; },
@@ -196,7 +212,7 @@ CRect parseRect(const Setting& setting, const std::string& text) {
 }
 
 /// Puts what the command line gives into the configuration. Fails with kUsage when it is no value
-/// of the setting's type.
+/// of the setting's type and range.
 void assign(const Setting& setting, const std::vector<std::string>& values, Config& config) {
   const auto one = [&]() -> const std::string& {
     if (values.size() != 1) throw wrongValue(setting, "one value");
@@ -204,9 +220,10 @@ void assign(const Setting& setting, const std::vector<std::string>& values, Conf
   };
   const auto parse = Overloaded{
       [&](const SettingOf<bool>& it) { config.*it.member = parseFlag(setting, one()); },
-      [&](const SettingOf<int>& it) {
+      [&](const NumberSetting& it) {
         const std::optional<int> number = parseNumber(one());
-        if (!number) throw wrongValue(setting, "a whole number from -2147483648 to 2147483647");
+        if (!number || *number < it.min || *number > it.max)
+          throw wrongValue(setting, fmt::format("a whole number from {} to {}", it.min, it.max));
         config.*it.member = *number;
       },
       [&](const TextSetting& it) { config.*it.member = parseText(setting, one()); },
@@ -214,8 +231,8 @@ void assign(const Setting& setting, const std::vector<std::string>& values, Conf
         std::vector<bool> flags;
         for (const std::string& part : splitAtCommas(one()))
           flags.push_back(parseFlag(setting, part));
-        if (flags.size() != it.standard)
-          throw wrongValue(setting, fmt::format("{} flags with commas between", it.standard));
+        if (flags.size() != it.defaultValue)
+          throw wrongValue(setting, fmt::format("{} flags with commas between", it.defaultValue));
         config.*it.member = flags;
       },
       [&](const StringsSetting& it) {
@@ -230,108 +247,132 @@ void assign(const Setting& setting, const std::vector<std::string>& values, Conf
   std::visit(parse, setting.place);
 }
 
-ordered_json settingJson(const Setting& setting, const Config& config, const Config& standard) {
+ordered_json settingJson(const Setting& setting, const Config& config, const Config& defaults) {
   return {{"name", nameOf(setting)},
           {"type", typeOf(setting)},
           {"value", jsonValue(setting, config)},
-          {"default", jsonValue(setting, standard)}};
+          {"default", jsonValue(setting, defaults)}};
 }
 
-Config standardSettings() {
-  Config standard;
-  for (const Setting& setting : settingTable()) resetSetting(setting, standard);
-  return standard;
+Config defaultSettings() {
+  Config defaults;
+  for (const Setting& setting : settingTable()) resetSetting(setting, defaults);
+  return defaults;
+}
+
+/// Hands out a result that was collected in all its forms.
+void write(const Options& options, const Context& context, const ordered_json& json,
+           const Table& table, const std::vector<std::vector<std::string>>& rows) {
+  Output output(options.output);
+  if (options.form == Form::Json) {
+    output.write(jsonText(json));
+  } else if (options.form == Form::Table) {
+    table.print(context, output);
+  } else {
+    for (const auto& row : rows) output.write(separatedRow(options.form, row));
+  }
+  output.finish();
 }
 
 int list(const Options& options, const Context& context) {
-  CRegKeyEx key;
-  openKey(key, kOptionsKey, Access::Read);
-  const auto config = loadSettings(key);
-  const Config standard = standardSettings();
+  const auto config = loadSettings();
+  const Config defaults = defaultSettings();
   auto array = ordered_json::array();
   Table table({"Name", "Type", "Value", "Default"});
+  std::vector<std::vector<std::string>> rows = {{"name", "type", "value", "default"}};
   for (const Setting& setting : settingTable()) {
-    const ordered_json json = settingJson(setting, *config, standard);
+    const ordered_json json = settingJson(setting, *config, defaults);
     const bool changed = json["value"] != json["default"];
-    table.add({{nameOf(setting)},
-               {typeOf(setting)},
-               {valueText(json["value"], "; "), changed ? Style::Bold : Style::Plain},
-               {valueText(json["default"], "; ")}});
+    rows.push_back({nameOf(setting), typeOf(setting), valueText(json["value"], "; "),
+                    valueText(json["default"], "; ")});
+    const std::vector<std::string>& row = rows.back();
+    table.add({{row[0]}, {row[1]}, {row[2], changed ? Style::Bold : Style::Plain}, {row[3]}});
     array.push_back(json);
   }
-  if (options.json) {
-    printJson(array);
-  } else {
-    table.print(context);
-  }
+  write(options, context, array, table, rows);
   return kDone;
 }
 
-int get(const Options& options) {
+int get(const Options& options, const Context&) {
   const Setting& setting = findSetting(options.name);
-  CRegKeyEx key;
-  openKey(key, kOptionsKey, Access::Read);
-  const auto config = loadSettings(key);
-  if (options.json) {
-    printJson(settingJson(setting, *config, standardSettings()));
-  } else {
-    print(valueText(jsonValue(setting, *config), "\n") + '\n');
+  const auto config = loadSettings();
+  if (options.form == Form::Json) {
+    printJson(settingJson(setting, *config, defaultSettings()));
+    return kDone;
   }
+  const std::string text = valueText(jsonValue(setting, *config), "\n") + '\n';
+  print(terminalWidth(STDOUT_FILENO) ? printable(text, true) : text);
   return kDone;
 }
 
-int set(const Options& options) {
+int set(const Options& options, const Context&) {
   const Setting& setting = findSetting(options.name);
+  const RegistryDeadline deadline;
   Config config;
   assign(setting, options.values, config);
   CRegKeyEx key;
-  openKey(key, kOptionsKey, Access::Create);
-  require(writeSetting(setting, key, config));
+  openSettings(key, kOptionsKey, Access::Create);
+  requireSettings(writeSetting(setting, key, config), Access::Create);
   return kDone;
 }
 
-int reset(const Options& options) {
+int reset(const Options& options, const Context&) {
   const Setting* only = options.name.empty() ? nullptr : &findSetting(options.name);
+  const RegistryDeadline deadline;
   CRegKeyEx key;
-  openKey(key, kOptionsKey, Access::Change);
+  openSettings(key, kOptionsKey, Access::Change);
   if (!key.m_hKey) return kDone;
   RegistryBatch batch(key);
+  requireSettings(batch.code(), Access::Change);
   for (const Setting& setting : settingTable()) {
     if (only && only != &setting) continue;
     const std::int32_t code = key.DeleteValue(setting.name);
-    if (code != ERROR_FILE_NOT_FOUND) require(code);
+    if (code != ERROR_FILE_NOT_FOUND) requireSettings(code, Access::Change);
   }
-  require(batch.end());
+  requireSettings(batch.end(), Access::Change);
   return kDone;
 }
 
 int lists(const Options& options, const Context& context) {
   Config config;
-  CRegKeyEx general, custom;
-  openKey(general, kGeneralListsKey, Access::Read);
-  openKey(custom, kCustomListsKey, Access::Read);
-  config.ResetGeneralStringList();
-  readStringLists(general, custom, config);
+  {
+    const RegistryDeadline deadline;
+    CRegKeyEx general, custom;
+    openSettings(general, kGeneralListsKey, Access::Read);
+    openSettings(custom, kCustomListsKey, Access::Read);
+    config.ResetGeneralStringList();
+    requireSettings(readStringLists(general, custom, config), Access::Read);
+  }
   ordered_json document;
   Table table({"Kind", "Name", "Entries"});
+  std::vector<std::vector<std::string>> rows = {{"kind", "name", "entries"}};
   for (const auto& [kind, map] :
        {std::pair("general", &config.generalStringLists), {"custom", &config.customStringLists}}) {
     document[kind] = ordered_json::object();
     for (const auto& [name, strings] : *map) {
       const ordered_json entries = texts(strings);
-      table.add({{kind}, {toUtf8(name)}, {valueText(entries, "; ")}});
+      rows.push_back({kind, toUtf8(name), valueText(entries, "; ")});
+      table.add({{kind}, {rows.back()[1]}, {rows.back()[2]}});
       document[kind][toUtf8(name)] = entries;
     }
   }
-  if (options.json) {
-    printJson(document);
-  } else {
-    table.print(context);
-  }
+  write(options, context, document, table, rows);
   return kDone;
 }
 
 }  // namespace
+
+void openSettings(CRegKeyEx& key, const char16_t* name, Access access) {
+  const std::uint32_t rights = access == Access::Read ? KEY_READ : KEY_READ | KEY_WRITE;
+  std::int32_t code = access == Access::Create ? key.Create(HKEY_CURRENT_USER, name)
+                                               : key.Open(HKEY_CURRENT_USER, name, rights);
+  if (access == Access::Change && code == ERROR_BADDB) code = key.Create(HKEY_CURRENT_USER, name);
+  if (access == Access::Create || code != ERROR_FILE_NOT_FOUND) requireSettings(code, access);
+}
+
+void requireSettings(std::int32_t code, Access access) {
+  if (code != ERROR_SUCCESS) throw storeFailure(code, access);
+}
 
 void addSettings(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
@@ -347,25 +388,23 @@ void addSettings(CLI::App& app, Context& context) {
   const auto withName = [&](CLI::App* child) {
     return child->add_option("NAME", options->name, "The setting's name, whatever its case");
   };
-  const auto withJson = [&](CLI::App* child) {
-    child->add_flag("--json", options->json, "Print JSON");
+  const auto withForms = [&](CLI::App* child) {
+    addFormFlags(*child, options->form, {Form::Json, Form::Csv, Form::Tsv});
+    addOutputOption(*child, options->output);
   };
-  withJson(add("list", "Lists all settings with their defaults", list));
-  CLI::App* getVerb =
-      add("get", "Prints a setting", [](const Options& o, const Context&) { return get(o); });
+  withForms(add("list", "Lists all settings with their defaults", list));
+  CLI::App* getVerb = add("get", "Prints a setting", get);
   withName(getVerb)->required();
-  withJson(getVerb);
-  CLI::App* setVerb =
-      add("set", "Changes a setting", [](const Options& o, const Context&) { return set(o); });
+  addFormFlags(*getVerb, options->form, {Form::Json});
+  CLI::App* setVerb = add("set", "Changes a setting", set);
   withName(setVerb)->required();
   setVerb
       ->add_option("VALUE", options->values,
                    "true or false, a number, a text; flags and rectangles with commas between; "
                    "several texts for a list")
       ->required();
-  withName(add("reset", "Gives one setting its default, or all of them",
-               [](const Options& o, const Context&) { return reset(o); }));
-  withJson(add("lists", "Lists the general and the custom string lists", lists));
+  withName(add("reset", "Gives one setting its default, or all of them", reset));
+  withForms(add("lists", "Lists the general and the custom string lists", lists));
 }
 
 }  // namespace tessaron::tool

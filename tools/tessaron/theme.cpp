@@ -9,6 +9,7 @@
 #include "platform/system.h"
 #include "settings/reg_key.h"
 #include "settings/setting_table.h"
+#include "settings_key.h"
 #include "support/text.h"
 #include "terminal.h"
 #include "themes/file_names.h"
@@ -165,21 +166,22 @@ constexpr const char16_t *kFileValue = u"ThemeFile", *kSchemeValue = u"ThemeSche
 Choice readChoice() {
   Choice choice;
   CRegKeyEx key;
-  if (key.Open(HKEY_CURRENT_USER, kOptionsKey, KEY_READ) != 0) return choice;
+  openSettings(key, kOptionsKey, SettingsAccess::Read);
   key.QueryStringValueEx(kFileValue, choice.file);
   key.QueryIntValueEx(kSchemeValue, choice.scheme);
   return choice;
 }
 
 void storeChoice(Choice choice) {
+  const auto require = [](std::int32_t code) { requireSettings(code, SettingsAccess::Create); };
+  const RegistryDeadline deadline;
   CRegKeyEx key;
-  bool isStored = key.Create(HKEY_CURRENT_USER, kOptionsKey) == 0;
-  if (isStored) {
-    RegistryBatch batch(key);
-    isStored = key.SetStringValueEx(kFileValue, choice.file) == 0 &&
-               key.SetIntValueEx(kSchemeValue, choice.scheme) == 0 && batch.end() == 0;
-  }
-  if (!isStored) throw Failure{kCannotWrite, {}, "the settings cannot be written"};
+  openSettings(key, kOptionsKey, SettingsAccess::Create);
+  RegistryBatch batch(key);
+  require(batch.code());
+  require(key.SetStringValueEx(kFileValue, choice.file));
+  require(key.SetIntValueEx(kSchemeValue, choice.scheme));
+  require(batch.end());
 }
 
 std::u16string dataFolder() { return joinPath(programFolder(), u"Data"); }

@@ -99,6 +99,7 @@ std::int32_t openKey(HKEY parent, const char16_t* path, std::uint32_t access, bo
 
 std::int32_t CRegKey::Open(HKEY parent, const char16_t* name, std::uint32_t access) {
   HKEY opened = nullptr;
+  const tessaron::RegistryDeadline deadline;
   const std::int32_t code = openKey(parent, name, access, false, opened);
   if (code != ERROR_SUCCESS) return code;
   Close();
@@ -108,6 +109,7 @@ std::int32_t CRegKey::Open(HKEY parent, const char16_t* name, std::uint32_t acce
 
 std::int32_t CRegKey::Create(HKEY parent, const char16_t* name, std::uint32_t access) {
   HKEY opened = nullptr;
+  const tessaron::RegistryDeadline deadline;
   const std::int32_t code = openKey(parent, name, access, true, opened);
   if (code != ERROR_SUCCESS) return code;
   Close();
@@ -122,6 +124,7 @@ std::int32_t CRegKey::Close() {
 }
 
 std::int32_t CRegKey::DeleteSubKey(const char16_t* name) {
+  const tessaron::RegistryDeadline deadline;
   if (const std::int32_t code = permit(m_hKey, 0)) return code;
   RegistryStore& store = *m_hKey->store;
   std::int64_t number = 0;
@@ -131,6 +134,7 @@ std::int32_t CRegKey::DeleteSubKey(const char16_t* name) {
     if (children.bind(number).next() || number == m_hKey->number) return ERROR_ACCESS_DENIED;
   }
   tessaron::RegistryBatch batch(*this);
+  if (batch.code() != ERROR_SUCCESS) return batch.code();
   if (const std::int32_t code = Query(store, RegistryStore::DeleteKeyValues).bind(number).run()) {
     return code;
   }
@@ -205,26 +209,50 @@ std::int32_t CRegKey::EnumValue(std::uint32_t index, char16_t* name, std::uint32
 }
 
 namespace tessaron {
+namespace {
 
-RegistryBatch::RegistryBatch(const CRegKey& key) {
+struct Transaction {
+  std::shared_ptr<RegistryStore> store;
+  RegistryStore::Lock lock;
+};
+
+}  // namespace
+
+RegistryBatch::RegistryBatch(const CRegKey& key, Mode mode) {
   if (permit(key.m_hKey, 0) != ERROR_SUCCESS) return;
-  RegistryStore& store = *key.m_hKey->store;
-  // A store that cannot be had takes every value by itself, or refuses it.
-  if (!store.isInTransaction() && store.execute("BEGIN IMMEDIATE") == ERROR_SUCCESS) {
-    store_ = key.m_hKey->store;
+  const std::shared_ptr<RegistryStore>& store = key.m_hKey->store;
+  RegistryStore::Lock lock = store->lock();
+  if (!lock) {
+    code_ = ERROR_BUSY;
+    return;
+  }
+  if (store->isInTransaction()) return;
+  // Reading anything makes others wait with their writing.
+  code_ = store->execute(mode == Mode::Write ? "BEGIN IMMEDIATE"
+                                             : "BEGIN; SELECT 1 FROM sqlite_schema LIMIT 1");
+  if (code_ == ERROR_SUCCESS) {
+    transaction_.reset(new Transaction{store, std::move(lock)});
+  } else if (store->isInTransaction()) {
+    store->rollBack();
   }
 }
 
-RegistryBatch::~RegistryBatch() { end(); }
+RegistryBatch::~RegistryBatch() {
+  const auto transaction = std::static_pointer_cast<Transaction>(transaction_);
+  if (transaction && transaction->store->isInTransaction()) transaction->store->rollBack();
+}
 
 std::int32_t RegistryBatch::end() {
-  const auto store = std::static_pointer_cast<RegistryStore>(std::exchange(store_, nullptr));
-  if (!store) return ERROR_SUCCESS;
-  const std::int32_t code = store->execute("COMMIT");
-  if (code != ERROR_SUCCESS && store->isInTransaction()) store->execute("ROLLBACK");
+  const auto transaction = std::static_pointer_cast<Transaction>(std::exchange(transaction_, {}));
+  if (!transaction) return code_;
+  RegistryStore& store = *transaction->store;
+  const std::int32_t code = store.execute("COMMIT");
+  if (code != ERROR_SUCCESS && store.isInTransaction()) store.rollBack();
   return code;
 }
 
-std::u16string takeSetAsideStore() { return fromNativePath(std::exchange(setAsideStore(), {})); }
+std::u16string storeName() { return fromNativePath(storePath()); }
+
+std::u16string takeQuarantinedStore() { return fromNativePath(takeQuarantinedPath()); }
 
 }  // namespace tessaron

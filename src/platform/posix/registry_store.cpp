@@ -5,11 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <new>
 #include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/posix/environment.h"
 
@@ -17,19 +23,52 @@ namespace tessaron {
 namespace {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-constexpr int kWaitMilliseconds = 10000;
-constexpr const char* kApplication = "1414746707";  // marks the file as ours
+// Waiting means to try again after this time. Longer pauses let a busy writer starve the others.
+constexpr milliseconds kPause{1};
+std::atomic<milliseconds> waitLimit{milliseconds(10'000)};
+
+thread_local int deadlines = 0;  // how many RegistryDeadline there are
+thread_local Clock::time_point deadline;
+
+// Pauses. False, without a pause, when the deadline has passed.
+bool pause() {
+  if (Clock::now() >= deadline) return false;
+  std::this_thread::sleep_for(kPause);
+  return true;
+}
+
+constexpr std::string_view kMagic("SQLite format 3", 16);
+constexpr std::string_view kApplicationBytes = "TSRS";  // the number below, at kApplicationOffset
+constexpr const char* kApplication = "1414746707";
+constexpr std::size_t kWriteVersionOffset = 18, kApplicationOffset = 68, kHeaderSize = 100;
+
+// Increased when the tables change. 0 is that of the first stores, which have the same tables.
+constexpr int kFormat = 1;
 
 // Names are UTF-16 in the machine's order, as bytes: they come back as they were, whatever is in
 // them. A value keeps its number as long as it is there, and so its place.
 constexpr const char* kTables =
     "PRAGMA application_id = 1414746707;"
+    "PRAGMA user_version = 1;"
     "CREATE TABLE key(id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, folded BLOB NOT NULL,"
     " name BLOB NOT NULL, UNIQUE(parent, folded));"
     "CREATE TABLE value(id INTEGER PRIMARY KEY, key INTEGER NOT NULL, folded BLOB NOT NULL,"
     " name BLOB NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"
     "CREATE INDEX value_order ON value(key);";
+
+// Everything that is declared on our tables, as one text.
+constexpr const char* kSchema =
+    "SELECT group_concat(type || name || coalesce(sql, ''), ';')"
+    " FROM (SELECT * FROM sqlite_schema WHERE tbl_name IN ('key', 'value') ORDER BY name)";
+
+// Values of a type that nothing here writes.
+constexpr const char* kStrayTypes =
+    "SELECT (SELECT count(*) FROM key WHERE typeof(parent) || typeof(folded) || typeof(name)"
+    " <> 'integerblobblob') + (SELECT count(*) FROM value WHERE typeof(key) || typeof(folded) ||"
+    " typeof(name) || typeof(type) || typeof(data) <> 'integerblobblobintegerblob')";
 
 constexpr std::array<const char*, RegistryStore::kSqlCount> kStatements = {
     "SELECT id FROM key WHERE parent = ? AND folded = ?",
@@ -72,9 +111,46 @@ std::int32_t errorCode(int result) {
   }
 }
 
-// Gives a file, and what was being written to it, other names. The journal goes first: a new file
-// must never find it.
-bool setAside(const std::string& path) {
+// Reads the whole file. False on an error of the disk, which must not pass for damage.
+bool isReadable(int file) {
+  std::vector<char> buffer(1 << 16);
+  off_t at = 0;
+  for (;;) {
+    const ssize_t got = pread(file, buffer.data(), buffer.size(), at);
+    if (got == 0) return true;
+    if (got < 0 && errno != EINTR) return false;
+    at += std::max<ssize_t>(got, 0);
+  }
+}
+
+// What a file is by its header: ERROR_SUCCESS for a database, ERROR_FILE_NOT_FOUND for an empty
+// file.
+std::int32_t identify(int file) {
+  struct stat status;
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return ERROR_CANTOPEN;
+  char header[kHeaderSize] = {};
+  const ssize_t got = pread(file, header, sizeof header, 0);
+  if (got < 0) return ERROR_REGISTRY_IO_FAILED;
+  if (got == 0) return ERROR_FILE_NOT_FOUND;
+  const std::string_view bytes(header, sizeof header);
+  const bool isMarked = bytes.substr(kApplicationOffset).starts_with(kApplicationBytes);
+  if (!isMarked && !bytes.starts_with(kMagic)) return ERROR_NOT_REGISTRY_FILE;
+  // SQLite would take an unknown one for a file that must not be written to.
+  return isMarked && bytes[kWriteVersionOffset] > 2 ? ERROR_BADDB : ERROR_SUCCESS;
+}
+
+struct Quarantined {
+  std::mutex mutex;
+  std::string path;
+};
+
+Quarantined& quarantined() {
+  static Quarantined last;
+  return last;
+}
+
+// Renames a file and its journal. The journal goes first: a new file must never find it.
+std::int32_t quarantine(const std::string& path) {
   std::string to;
   for (int number = 1;; ++number) {
     to = path + ".damaged-" + std::to_string(number);
@@ -82,15 +158,13 @@ bool setAside(const std::string& path) {
     if (!fs::exists(to, error)) break;
   }
   const std::string journal = path + "-journal";
-  if (rename(journal.c_str(), (to + "-journal").c_str()) != 0 && errno != ENOENT) return false;
-  if (rename(path.c_str(), to.c_str()) != 0) return false;
-  setAsideStore() = to;
-  return true;
-}
-
-std::string storePath() {
-  const std::string path = environment("TESSARON_SETTINGS");
-  return path.empty() ? baseFolder("XDG_CONFIG_HOME", ".config") + "/tessaron/settings.db" : path;
+  if ((rename(journal.c_str(), (to + "-journal").c_str()) != 0 && errno != ENOENT) ||
+      rename(path.c_str(), to.c_str()) != 0) {
+    return ERROR_ACCESS_DENIED;
+  }
+  const std::lock_guard lock(quarantined().mutex);
+  quarantined().path = to;
+  return ERROR_SUCCESS;
 }
 
 // Makes the folder of the store; nobody else is let in where a new one is made.
@@ -101,60 +175,145 @@ void makeFolder(const fs::path& folder) {
   mkdir(folder.c_str(), 0700);
 }
 
-// Holds off other processes that open the store or set it aside. One that still had the old file
-// open would take the journal of the new one for its own, and delete it.
-class OpeningLock {
+// The store's file while it is opened. Processes that open it share the lock; who quarantines it
+// holds it alone. A process that still had the old file open would take the journal of the new one
+// for its own, and delete it.
+class OpenedFile {
  public:
-  // Waits. A new file belongs to the user alone: there are addresses in it.
-  OpeningLock(const std::string& path, bool create)
+  // A new file belongs to the user alone: there are addresses in it.
+  OpenedFile(const std::string& path, bool create)
       : path_(path),
-        file_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0), 0600)) {
-    while (file_ != -1 && flock(file_, LOCK_EX) != 0 && errno == EINTR) {
-    }
-  }
-  ~OpeningLock() {
+        file_(
+            ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0), 0600)),
+        error_(errno) {}
+  ~OpenedFile() {
     if (file_ != -1) close(file_);
   }
-  OpeningLock(const OpeningLock&) = delete;
-  OpeningLock& operator=(const OpeningLock&) = delete;
+  OpenedFile(const OpenedFile&) = delete;
+  OpenedFile& operator=(const OpenedFile&) = delete;
 
-  // Whether the file was set aside while this waited.
+  int get() const { return file_; }
+
+  // Why there is no file. One in a folder that must not be looked into is a missing one.
+  std::int32_t code() const {
+    if (error_ == ENOENT || error_ == ENOTDIR) return ERROR_FILE_NOT_FOUND;
+    if (error_ != EACCES) return ERROR_CANTOPEN;
+    const std::string folder = fs::path(path_).parent_path().string();
+    return access(folder.empty() ? "." : folder.c_str(), X_OK) == 0 ? ERROR_ACCESS_DENIED
+                                                                    : ERROR_FILE_NOT_FOUND;
+  }
+
+  // Waits. False when the deadline has passed. File systems without locks do without.
+  bool lock(int operation) const {
+    while (flock(file_, operation | LOCK_NB) != 0) {
+      if (errno == EINTR) continue;
+      if (errno != EWOULDBLOCK) return true;
+      if (!pause()) return false;
+    }
+    return true;
+  }
+
+  // Whether another file has taken its place.
   bool isStale() const {
-    struct stat locked, named;
-    return file_ != -1 && fstat(file_, &locked) == 0 &&
-           (stat(path_.c_str(), &named) != 0 || named.st_ino != locked.st_ino);
+    struct stat opened, named;
+    return fstat(file_, &opened) != 0 || stat(path_.c_str(), &named) != 0 ||
+           named.st_ino != opened.st_ino || named.st_dev != opened.st_dev;
+  }
+
+  // Its path without symbolic links.
+  std::string realPath() const {
+    char* const resolved = realpath(path_.c_str(), nullptr);
+    std::string path = resolved ? resolved : path_;
+    std::free(resolved);
+    return path;
   }
 
  private:
   const std::string path_;
   const int file_;
+  const int error_;
 };
+
+std::vector<std::weak_ptr<RegistryStore>>& openStores() {
+  static std::vector<std::weak_ptr<RegistryStore>> stores;
+  return stores;
+}
 
 }  // namespace
 
-std::string& setAsideStore() {
-  static std::string path;
-  return path;
+RegistryDeadline::RegistryDeadline() {
+  if (deadlines++ == 0) deadline = Clock::now() + waitLimit.load();
+}
+
+RegistryDeadline::~RegistryDeadline() { --deadlines; }
+
+std::string storePath() {
+  const std::string path = environment("TESSARON_SETTINGS");
+  return path.empty() ? baseFolder("XDG_CONFIG_HOME", ".config") + "/tessaron/settings.db" : path;
+}
+
+std::string takeQuarantinedPath() {
+  const std::lock_guard lock(quarantined().mutex);
+  return std::exchange(quarantined().path, {});
+}
+
+void RegistryStore::setWait(milliseconds wait) { waitLimit = wait; }
+
+// A file must have one connection only: closing any descriptor of it drops the locks of all.
+std::shared_ptr<RegistryStore> RegistryStore::findOpen(const std::string& path) {
+  std::erase_if(openStores(), [](const auto& store) { return store.expired(); });
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return nullptr;
+  for (const std::weak_ptr<RegistryStore>& open : openStores()) {
+    std::shared_ptr<RegistryStore> store = open.lock();
+    if (store && store->inode_ == status.st_ino && store->device_ == status.st_dev) return store;
+  }
+  return nullptr;
 }
 
 std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& code) {
-  static std::weak_ptr<RegistryStore> current;
-  const std::string path = storePath();
-  std::shared_ptr<RegistryStore> store = current.lock();
-  if (store && store->path_ == path) return store;
+  const RegistryDeadline bounded;
+  static std::timed_mutex opening;
+  const std::unique_lock alone(opening, deadline);
+  code = ERROR_BUSY;
+  if (!alone) return nullptr;
 
+  const std::string path = storePath();
   if (create) makeFolder(fs::path(path).parent_path());
-  constexpr int kMostTries = 16;
-  for (int i = 0; i < kMostTries; ++i) {
-    const OpeningLock lock(path, create);
+  bool isDamaged = false;  // already seen so
+  do {
+    std::shared_ptr<RegistryStore> store = findOpen(path);
+    code = ERROR_SUCCESS;
+    if (store) return store;
+    const OpenedFile file(path, create);
+    if (file.get() == -1) {
+      code = create && file.code() == ERROR_FILE_NOT_FOUND ? ERROR_CANTOPEN : file.code();
+      return nullptr;
+    }
     code = ERROR_BUSY;
-    if (lock.isStale()) continue;
-    store.reset(new RegistryStore);
-    if (store->load(path, create, code) != State::Damaged || !setAside(path)) break;
-  }
-  if (code != ERROR_SUCCESS) return nullptr;
-  current = store;
-  return store;
+    if (!file.lock(isDamaged ? LOCK_EX : LOCK_SH)) return nullptr;
+    if (file.isStale()) continue;
+
+    code = identify(file.get());
+    if (code == ERROR_SUCCESS || (create && code == ERROR_FILE_NOT_FOUND)) {
+      store.reset(new RegistryStore);
+      code = store->load(file.realPath());
+      if (code == ERROR_SUCCESS) code = store->check(create);
+    }
+    if (code == ERROR_SUCCESS) {
+      openStores().push_back(store);
+      return store;
+    }
+    store.reset();  // before the file is renamed
+    if (code != ERROR_BADDB) return nullptr;
+    if (!isReadable(file.get())) code = ERROR_REGISTRY_IO_FAILED;
+    if (!create || code != ERROR_BADDB) return nullptr;
+    // What was seen twice, the second time with nobody else at the file, is so.
+    if (std::exchange(isDamaged, !isDamaged)) code = quarantine(file.realPath());
+    if (code != ERROR_SUCCESS && code != ERROR_BADDB) return nullptr;
+  } while (pause());
+  code = ERROR_BUSY;
+  return nullptr;
 }
 
 RegistryStore::~RegistryStore() {
@@ -162,66 +321,100 @@ RegistryStore::~RegistryStore() {
   sqlite3_close(database_);
 }
 
-RegistryStore::State RegistryStore::load(const std::string& path, bool create, std::int32_t& code) {
-  path_ = path;
-  std::error_code error;
-  if (!create && !fs::exists(path, error)) {
-    code = error ? ERROR_CANTOPEN : ERROR_FILE_NOT_FOUND;
-    return State::Failed;
-  }
-  int result = sqlite3_open_v2(path.c_str(), &database_,
-                               SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE, nullptr);
-  if (result == SQLITE_OK) {
-    sqlite3_busy_timeout(database_, kWaitMilliseconds);
-    result = prepareFile();
-  }
-  code = errorCode(result);
-  const int reason = result & 0xFF;
-  return reason == SQLITE_OK                                   ? State::Ready
-         : reason == SQLITE_CORRUPT || reason == SQLITE_NOTADB ? State::Damaged
-                                                               : State::Failed;
+std::int32_t RegistryStore::load(const std::string& path) {
+  const int result = sqlite3_open_v2(path.c_str(), &database_,
+                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE, nullptr);
+  if (result != SQLITE_OK) return errorCode(result);
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return ERROR_CANTOPEN;
+  device_ = status.st_dev;
+  inode_ = status.st_ino;
+  sqlite3_busy_handler(
+      database_, [](void*, int) { return pause() ? 1 : 0; }, nullptr);
+  return execute("PRAGMA synchronous = FULL");
 }
 
-// Looks through the whole file, which is small, and makes the tables of an empty one. A result of
-// SQLite's.
-int RegistryStore::prepareFile() {
+// Tells whether this is a store of ours; makes one of an empty file with `create`.
+std::int32_t RegistryStore::check(bool create) {
   std::string answer;
-  int result = sqlite3_exec(database_, "PRAGMA synchronous = FULL", nullptr, nullptr, nullptr);
-  if (result == SQLITE_OK) result = pragma("PRAGMA integrity_check(1)", answer);
-  if (result == SQLITE_OK && answer != "ok") return SQLITE_CORRUPT;
-  if (result == SQLITE_OK) result = pragma("PRAGMA application_id", answer);
-  if (result != SQLITE_OK || answer == kApplication) return result;
-
-  result = sqlite3_exec(database_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-  if (result != SQLITE_OK) return result;
-  // Another process may have been faster. Tables of somebody else are left alone.
-  result = pragma("PRAGMA application_id", answer);
-  if (result == SQLITE_OK && answer != kApplication) {
-    result = pragma("SELECT count(*) FROM sqlite_schema", answer);
-    if (result == SQLITE_OK && answer != "0") result = SQLITE_MISMATCH;
-    if (result == SQLITE_OK) result = sqlite3_exec(database_, kTables, nullptr, nullptr, nullptr);
+  std::int32_t code = ask("PRAGMA application_id", answer);
+  if (code == ERROR_SUCCESS && answer != kApplication) {
+    if (create) {
+      code = execute("BEGIN IMMEDIATE");
+      if (code != ERROR_SUCCESS) return code;
+      code = createTables();
+      if (code == ERROR_SUCCESS) code = execute("COMMIT");
+      if (isInTransaction()) rollBack();
+    } else {
+      code = ask("SELECT count(*) FROM sqlite_schema", answer);
+      if (code == ERROR_SUCCESS)
+        code = answer == "0" ? ERROR_FILE_NOT_FOUND : ERROR_NOT_REGISTRY_FILE;
+    }
   }
-  const int ended = sqlite3_exec(database_, result == SQLITE_OK ? "COMMIT" : "ROLLBACK", nullptr,
-                                 nullptr, nullptr);
-  return result == SQLITE_OK ? ended : result;
+  return code == ERROR_SUCCESS ? checkContent() : code;
 }
 
-// Executes a statement and keeps the first column of its first row.
-int RegistryStore::pragma(const char* sql, std::string& first) {
+// Makes the tables unless another process was faster. Those of somebody else are left alone.
+std::int32_t RegistryStore::createTables() {
+  std::string answer;
+  std::int32_t code = ask("PRAGMA application_id", answer);
+  if (code != ERROR_SUCCESS || answer == kApplication) return code;
+  code = ask("SELECT count(*) FROM sqlite_schema", answer);
+  if (code != ERROR_SUCCESS) return code;
+  return answer == "0" ? execute(kTables) : ERROR_NOT_REGISTRY_FILE;
+}
+
+// Looks through the whole file, which is small.
+std::int32_t RegistryStore::checkContent() {
+  std::string answer, expected;
+  std::int32_t code = ask("PRAGMA user_version", answer);
+  if (code != ERROR_SUCCESS) return code;
+  const int format = std::atoi(answer.c_str());
+  if (format > kFormat) return ERROR_REVISION_MISMATCH;
+  if (format < 0) return ERROR_BADDB;
+  code = ask("PRAGMA integrity_check(1)", answer);
+  if (code == ERROR_SUCCESS && answer != "ok") return ERROR_BADDB;
+  if (code == ERROR_SUCCESS) code = ask(kSchema, answer);
+  if (code != ERROR_SUCCESS) return code;
+
+  RegistryStore model;
+  code = errorCode(sqlite3_open(":memory:", &model.database_));
+  if (code == ERROR_SUCCESS) code = model.execute(kTables);
+  if (code == ERROR_SUCCESS) code = model.ask(kSchema, expected);
+  if (code != ERROR_SUCCESS) return code;
+  if (answer != expected) return ERROR_BADDB;
+  code = ask(kStrayTypes, answer);
+  return code == ERROR_SUCCESS && answer != "0" ? ERROR_BADDB : code;
+}
+
+// Executes a statement and keeps the first column of its first row. A statement that cannot be
+// executed on this file, for a reason that has no code of its own, tells of damage.
+std::int32_t RegistryStore::ask(const char* sql, std::string& first) {
   first.clear();
   const auto keep = [](void* out, int count, char** columns, char**) {
     std::string& text = *static_cast<std::string*>(out);
     if (text.empty() && count > 0 && columns[0]) text = columns[0];
     return 0;
   };
-  return sqlite3_exec(database_, sql, keep, &first, nullptr);
+  const int result = sqlite3_exec(database_, sql, keep, &first, nullptr);
+  return result == SQLITE_ERROR ? ERROR_BADDB : errorCode(result);
 }
 
 std::int32_t RegistryStore::execute(const char* sql) {
+  const RegistryDeadline bounded;
   return errorCode(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr));
 }
 
-RegistryStore::Query::Query(RegistryStore& store, Sql sql) {
+RegistryStore::Lock RegistryStore::lock() {
+  const RegistryDeadline bounded;
+  return Lock(mutex_, deadline);
+}
+
+RegistryStore::Query::Query(RegistryStore& store, Sql sql) : lock_(store.lock()) {
+  if (!lock_) {
+    code_ = ERROR_BUSY;
+    return;
+  }
   sqlite3_stmt*& prepared = store.prepared_[sql];
   if (!prepared) {
     code_ = errorCode(sqlite3_prepare_v3(store.database_, kStatements[sql], -1,
@@ -231,19 +424,23 @@ RegistryStore::Query::Query(RegistryStore& store, Sql sql) {
 }
 
 RegistryStore::Query::~Query() {
+  if (!statement_) return;
   sqlite3_reset(statement_);
   sqlite3_clear_bindings(statement_);
 }
 
 RegistryStore::Query& RegistryStore::Query::bind(std::int64_t value) {
-  sqlite3_bind_int64(statement_, ++bound_, value);
+  if (statement_) sqlite3_bind_int64(statement_, ++bound_, value);
   return *this;
 }
 
 RegistryStore::Query& RegistryStore::Query::bind(std::string_view bytes) {
-  // A null pointer would be no bytes but NULL. Too many are refused here, and then as NULL.
-  sqlite3_bind_blob64(statement_, ++bound_, bytes.empty() ? "" : bytes.data(), bytes.size(),
-                      SQLITE_STATIC);
+  // A null pointer would bind NULL, not an empty blob. Binding an oversized blob fails; NOT NULL
+  // then rejects the row.
+  if (statement_) {
+    sqlite3_bind_blob64(statement_, ++bound_, bytes.empty() ? "" : bytes.data(), bytes.size(),
+                        SQLITE_STATIC);
+  }
   return *this;
 }
 

@@ -95,10 +95,14 @@ std::int32_t CRegKey::EnumValue(std::uint32_t index, char16_t* name, std::uint32
 
 namespace tessaron {
 
-RegistryBatch::RegistryBatch(const CRegKey&) {}
-RegistryBatch::~RegistryBatch() = default;
-std::int32_t RegistryBatch::end() { return ERROR_SUCCESS; }
+RegistryDeadline::RegistryDeadline() = default;
+RegistryDeadline::~RegistryDeadline() = default;
 
-std::u16string takeSetAsideStore() { return {}; }
+RegistryBatch::RegistryBatch(const CRegKey&, Mode) {}
+RegistryBatch::~RegistryBatch() = default;
+std::int32_t RegistryBatch::end() { return code_; }
+
+std::u16string storeName() { return u"HKEY_CURRENT_USER"; }
+std::u16string takeQuarantinedStore() { return {}; }
 
 }  // namespace tessaron
