@@ -208,17 +208,3 @@ TEST_F(ConfigTest, NumbersItsTemporaryFileNames) {
   EXPECT_EQ(name.parent_path(), made.parent_path());
   EXPECT_EQ(name.parent_path(), fs::path(tessaron::temporaryFolder()).parent_path());
 }
-
-TEST_F(ConfigTest, HandsItsKeysToItsCopy) {
-  Config first;
-  first.Initialize();
-  first.SortType = 5;
-  Config second(first);
-  EXPECT_EQ(first.optionsKey.m_hKey, nullptr);
-  EXPECT_EQ(second.SortType, 5);
-  EXPECT_EQ(second.themeManager, first.themeManager);
-  EXPECT_EQ(second.Uninitialize(), 0);
-  int stored = 0;
-  EXPECT_EQ(options.QueryIntValueEx(u"SortType", stored), 0);
-  EXPECT_EQ(stored, 5);
-}
