@@ -149,7 +149,7 @@ class Theme(ToolTest):
 
         (self.folder / "settings.db").unlink()
         (self.folder / "settings.db").mkdir()
-        self.assertIn("settings", run("select", "DefaultTheme.tpk", code=74).err)
+        self.assertIn("settings", run("select", "DefaultTheme.tpk", code=73).err)
 
     def test_failures(self):
         good = self.write("good.tpk", package({"main.xml": MAIN.encode()}))
