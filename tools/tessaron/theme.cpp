@@ -3,7 +3,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "package_writer.h"
 #include "platform/directory.h"
 #include "platform/file.h"
 #include "platform/system.h"
@@ -13,6 +12,7 @@
 #include "support/text.h"
 #include "terminal.h"
 #include "themes/file_names.h"
+#include "themes/package_writer.h"
 #include "themes/theme_manager.h"
 #include "verbs.h"
 
@@ -240,7 +240,10 @@ int select(const Options& options, const Context& context) {
 }
 
 int pack(const Options& options, const Context& context) {
-  writeOutput(options.file, packFolder(options.folder));
+  std::string package;
+  if (const PackFault fault = packFolder(widePath(options.folder), package))
+    throw Failure{fault.isUnreadable ? kNoInput : kBadData, toUtf8(fault.path), fault.reason};
+  writeOutput(options.file, package);
   note(context, fmt::format("{} packed into {}", options.folder, options.file));
   return kDone;
 }
