@@ -115,10 +115,22 @@ class TESSARON_API OutputFolder {
   /// meanwhile. On failure returns null and sets `error`: too_many_symbolic_link_levels for a link,
   /// too_many_links for a file that has other names besides. `name` must be a name, not a path.
   std::unique_ptr<File> createFile(std::u16string_view name, std::error_code& error) const;
+  /// Opens the file `name` for reading. Fails as `createFile` does, and when it is not there.
+  std::unique_ptr<File> openFile(std::u16string_view name, std::error_code& error) const;
+  /// Puts the closed file `from` in the place of `to`, in one step. On failure both stay.
+  std::error_code replaceFile(std::u16string_view from, std::u16string_view to) const;
+  /// Deletes the closed file `name`. No error when it is not there.
+  std::error_code removeFile(std::u16string_view name) const;
+  /// Bytes that the user may still write to the folder's disk; nothing when that cannot be told.
+  std::optional<std::uint64_t> freeSpace() const;
+  /// Deletes the folder at the end of this object's life if this object created it and it is empty.
+  void discard() { isDiscarded_ = true; }
 
  private:
   std::u16string path_;
   std::intptr_t handle_;
+  bool isNew_ = false;
+  bool isDiscarded_ = false;
 };
 
 /// Holds off every other FolderLock on the same folder, in this and in other processes, until it is

@@ -28,10 +28,21 @@ struct TESSARON_API PackageReport {
     std::vector<std::u16string> names;  ///< those that the index gives it
   };
 
+  /// Why a package was not unpacked.
+  enum class Failure {
+    None,
+    TooLarge,      ///< it exceeds a limit of what a package may hold
+    CannotCreate,  ///< its folder or a file there cannot be made
+    CannotWrite,   ///< a file cannot be written, or the disk is nearly full
+  };
+
   std::error_code openError;      ///< why the file could not be opened, if it was that
   bool isPackage = false;         ///< it was opened, and begins as a package does
   std::vector<Entry> entries;     ///< those with data, as far as they were read; at most 65536
-  std::vector<Problem> problems;  ///< in the order of the entries; at most 1000
+  std::vector<Problem> problems;  ///< in the order in which they were found; at most 1000
+  /// Unless it is None, unpacking left all files as they were before.
+  Failure failure = Failure::None;
+  std::string failureReason;  ///< one line in English; empty without a failure
 };
 
 }  // namespace tessaron
@@ -75,6 +86,12 @@ class TESSARON_API CPackage {
   /// the file cannot be read. Without `extractAll` reading ends behind "main.xml". With an empty
   /// `destination` only the index is read. Nothing is reported but through `report`. Of what an
   /// object has read before, texts and documents stay where the new file has none.
+  ///
+  /// The files are written beside those that are there, and put in their places when all are
+  /// written; one that is there with the same content is left alone. When that fails, what the call
+  /// has written is removed again, and `report.failure` tells why. A package is given up that
+  /// unpacks to more than 1 GiB, has more than 65536 entries or more than 4096 names for them, or
+  /// would leave less than 16 MiB free on the disk.
   ///
   /// Nothing is written outside that folder: a name that would lead out of it, that some system
   /// takes for something else, that differs from an earlier one only in case, or that stands there

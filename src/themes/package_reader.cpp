@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 #include <utility>
 
 #include "platform/directory.h"
@@ -17,10 +18,16 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 1044, kEntryHeaderSize = 76;
 // A document in memory is forty times as large as the shortest text for it.
-constexpr std::size_t kDocumentLimit = std::size_t{4} << 20;
-constexpr int kMostFailedReads = 16;
-// What hostile packages could otherwise multiply.
-constexpr std::size_t kMostCopies = 16, kMostEntries = 1 << 16, kMostProblems = 1000;
+constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
+constexpr std::size_t kMaxDocumentBytes = 4 * kMaxDocumentSize;  // of all documents together
+constexpr int kMaxFailedReads = 16;
+// What hostile packages could otherwise multiply, beside the PackageLimits.
+constexpr std::size_t kMaxHeaders = 1 << 20;  // entries without data included
+constexpr std::size_t kMaxNames = 16;         // of one entry
+constexpr std::size_t kMaxNameSize = 1024;    // bytes; such a name is refused anyhow
+constexpr std::size_t kMaxProblems = 1000;
+// The files that are being written, in the folder in which they will stand.
+constexpr std::u16string_view kStagedPrefix = u".tessaron-", kStagedSuffix = u".tmp";
 
 void writeHex(std::span<const std::uint8_t> bytes, char16_t* out) {
   for (const std::uint8_t byte : bytes) {
@@ -57,10 +64,21 @@ std::string describe(const std::error_code& error) {
   return error.message();
 }
 
+bool isStagedName(std::u16string_view name) {
+  return name.starts_with(kStagedPrefix) && name.ends_with(kStagedSuffix);
+}
+
+std::string mebibytes(std::uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
+
 }  // namespace
 
-PackageReader::PackageReader(CPackage& package, File& file, std::size_t entryLimit)
-    : package_(package), file_(file), entryLimit_(entryLimit), in_(512 << 10), out_(512 << 10) {}
+PackageReader::PackageReader(CPackage& package, File& file, const PackageLimits& limits)
+    : package_(package),
+      file_(file),
+      limits_(limits),
+      in_(512 << 10),
+      out_(512 << 10),
+      old_(512 << 10) {}
 
 void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
   if (!readHeader()) return;
@@ -69,6 +87,8 @@ void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
     openFolder(destination);
   }
   readEntries(extractAll);
+  if (folder_) commit();
+  if (package_.report.failure != Failure::None) package_.extractionFolder.clear();
 }
 
 void PackageReader::inspect(bool readAll) {
@@ -96,9 +116,15 @@ void PackageReader::openFolder(const std::u16string& destination) {
   package_.extractionFolder = joinPath(destination, package_.identifierText);
   std::error_code error;
   folder_ = std::make_unique<OutputFolder>(destination, package_.identifierText, error);
-  if (!error) return;
-  folder_.reset();
-  addProblem({}, package_.identifierText, "the folder cannot be used: " + describe(error));
+  if (error) {
+    folder_.reset();
+    return fail(Failure::CannotCreate, "its folder \"" + toUtf8(package_.extractionFolder) +
+                                           "\" cannot be used: " + describe(error));
+  }
+  // Others who unpack the same package would write the same files. Where the file system knows no
+  // locks, each file is still locked while it is written.
+  lock_.emplace(joinPath(package_.extractionFolder, kStagedSuffix), error);
+  removeStaged();
 }
 
 void PackageReader::readEntries(bool all) {
@@ -108,8 +134,11 @@ void PackageReader::readEntries(bool all) {
     // It is no entry. Kept: a device that fails now and then is read on.
     const std::optional<std::size_t> count = fill(header);
     if (count == 0u) return;
-    if (failedReads_ == kMostFailedReads)
+    if (failedReads_ == kMaxFailedReads)
       return addProblem({}, u"", "the file cannot be read any further");
+    if (++headers_ > kMaxHeaders)
+      return giveUp(Failure::TooLarge,
+                    "it has more than " + std::to_string(kMaxHeaders) + " entries");
     ByteReader reader(header);
     Entry entry;
     entry.id = reader.u32le();
@@ -122,6 +151,9 @@ void PackageReader::readEntries(bool all) {
         addProblem(entry, u"", "it has no size; what follows is taken for an entry");
       continue;
     }
+    if (++entries_ > limits_.entries)
+      return giveUp(Failure::TooLarge,
+                    "it has more than " + std::to_string(limits_.entries) + " entries");
     if (!readEntry(std::move(entry), all)) return;
   }
 }
@@ -146,7 +178,8 @@ bool PackageReader::readEntry(Entry entry, bool all) {
     sinks.isDocument = plan.isMain;
     createFiles(entry, plan.names, sinks);
   }
-  inflateData(entry, firstPiece, sinks);
+  if (!isGivenUp_) inflateData(entry, firstPiece, sinks);
+  if (isGivenUp_) return false;
   if (entry.id == 0) {
     parse(entry, sinks, *package_.index);
     readIndex();
@@ -155,8 +188,7 @@ bool PackageReader::readEntry(Entry entry, bool all) {
     plan.names.push_back(u"main.xml");
   }
   entry.names = std::move(plan.names);
-  auto& entries = package_.report.entries;
-  if (entries.size() < kMostEntries) entries.push_back(std::move(entry));
+  package_.report.entries.push_back(std::move(entry));
   return !plan.isLast;
 }
 
@@ -188,13 +220,25 @@ void PackageReader::readIndex() {
   for (auto child = root->FirstChildElement(); child; child = child->NextSiblingElement()) {
     const std::optional<std::uint32_t> id = entryId(*child);
     const std::string* name = child->Attribute(std::string("filename"));
-    if (id && name) names_[*id].push_back(*name);
+    if (!id || !name) continue;
+    // A name that is given twice would be written twice with the same bytes. Of too many, one stays
+    // to be told, and main.xml.
+    std::vector<std::string>& names = names_[*id];
+    const bool isMain = isMainName(*name);
+    const std::string kept = name->substr(0, kMaxNameSize);
+    if (isMain
+            ? std::ranges::any_of(names, isMainName)
+            : std::ranges::find(names, kept) != names.end() ||
+                  std::ranges::count_if(names, std::not_fn(isMainName)) > std::ptrdiff_t{kMaxNames})
+      continue;
+    names.push_back(kept);
   }
 }
 
 void PackageReader::parse(const Entry& entry, Sinks& sinks, TiXmlDocument& document) {
   const std::u16string_view name = entry.id == 0 ? u"" : u"main.xml";
-  if (sinks.documentTooLong) return addProblem(entry, name, "the document is larger than 4 MiB");
+  if (sinks.documentTooLong)
+    return addProblem(entry, name, "the document is larger than " + mebibytes(kMaxDocumentSize));
   const XmlFault fault = parseXml(std::move(sinks.document), document);
   if (!fault) return;
   addProblem(entry, name,
@@ -203,7 +247,9 @@ void PackageReader::parse(const Entry& entry, Sinks& sinks, TiXmlDocument& docum
 }
 
 bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {
-  if (const char* fault = faultOfFileName(name)) {
+  const char* fault = faultOfFileName(name);
+  if (!fault && isStagedName(name)) fault = "the name is one that unpacking uses itself";
+  if (fault) {
     addProblem(entry, name, fault);
     return false;
   }
@@ -215,19 +261,20 @@ bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {
 
 void PackageReader::createFiles(const Entry& entry, const std::vector<std::u16string>& names,
                                 Sinks& sinks) {
-  std::vector<std::u16string_view> done;
-  for (const std::u16string& name : names) {
-    if (std::ranges::find(done, name) != done.end()) continue;
-    if (done.size() == kMostCopies)
-      return addProblem(entry, name, "the index lists the entry too often");
-    done.push_back(name);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::u16string& name = names[i];
+    if (i == kMaxNames) return addProblem(entry, name, "the index lists the entry too often");
+    if (++nameCount_ > limits_.names)
+      return giveUp(Failure::TooLarge,
+                    "its entries have more than " + std::to_string(limits_.names) + " names");
     if (!accepts(entry, name) || !folder_) continue;
+    Target target{name, nullptr, nullptr};
     std::error_code error;
-    std::unique_ptr<File> file = folder_->createFile(name, error);
-    if (file) {
-      sinks.files.push_back({name, std::move(file)});
-    } else {
+    if (!staged_.contains(name)) target.old = folder_->openFile(name, error);
+    if (error && error != std::errc::no_such_file_or_directory) {
       addProblem(entry, name, describe(error));
+    } else {
+      sinks.files.push_back(std::move(target));
     }
   }
 }
@@ -251,8 +298,9 @@ void PackageReader::inflateData(const Entry& entry, std::size_t firstPiece, Sink
   using State = Inflater::State;
   const bool isWanted = sinks.isDocument || !sinks.files.empty();
   Inflater inflater;
-  std::size_t left = static_cast<std::size_t>(entry.packedSize), total = 0, got = firstPiece;
-  bool isCut = false;
+  std::size_t left = static_cast<std::size_t>(entry.packedSize), got = firstPiece;
+  std::uint64_t total = 0;
+  bool isCut = false, isOpen = isWanted;
   while (left > 0) {
     const auto piece = std::span(in_).first(std::min(in_.size(), left));
     if (left != static_cast<std::size_t>(entry.packedSize))
@@ -261,42 +309,142 @@ void PackageReader::inflateData(const Entry& entry, std::size_t firstPiece, Sink
     std::ranges::fill(piece.subspan(got), std::byte{0});
     left -= piece.size();
     std::span<const std::byte> input = piece;
-    for (bool more = isWanted; more && total <= entryLimit_;) {
+    while (isOpen) {
       const std::size_t count = inflater.inflate(input, out_);
       total += count;
       give(entry, std::span(out_).first(count), sinks);
-      more = inflater.state() == State::Open && (count == out_.size() || !input.empty());
+      if (isGivenUp_) return;
+      isOpen = inflater.state() == State::Open && total <= limits_.fileSize &&
+               !(sinks.documentTooLong && sinks.files.empty());
+      if (count < out_.size() && input.empty()) break;
     }
-    if (isCut && (!isWanted || inflater.state() != State::Open || total > entryLimit_)) break;
+    if (isCut && !isOpen) break;
   }
   if (isCut) addProblem(entry, u"", "the file ends inside its data");
   if (!isWanted) return;
-  if (total > entryLimit_) {
-    for (Sinks::Target& target : sinks.files)
-      if (target.file && target.file->seek(0)) target.file->setEnd();
-    addProblem(entry, u"", "it is larger than " + std::to_string(entryLimit_ >> 20) + " MiB");
-  } else if (inflater.state() != State::Ended && !isCut) {
-    addProblem(entry, u"", "its data is damaged");
+  if (total > limits_.fileSize) {
+    for (Target& target : sinks.files) {
+      target.size = 0;
+      target.staged.reset();
+    }
+    addProblem(entry, u"", "it is larger than " + mebibytes(limits_.fileSize));
+  } else if (inflater.state() == State::Damaged || isOpen) {
+    if (!isCut) addProblem(entry, u"", "its data is damaged");
   }
+  finishFiles(entry, sinks);
 }
 
 void PackageReader::give(const Entry& entry, std::span<const std::byte> bytes, Sinks& sinks) {
   if (sinks.isDocument && !sinks.documentTooLong) {
-    sinks.documentTooLong = bytes.size() > kDocumentLimit - sinks.document.size();
+    documentBytes_ += bytes.size();
+    if (documentBytes_ > kMaxDocumentBytes)
+      return giveUp(Failure::TooLarge,
+                    "its documents are larger than " + mebibytes(kMaxDocumentBytes));
+    sinks.documentTooLong = bytes.size() > kMaxDocumentSize - sinks.document.size();
     if (!sinks.documentTooLong)
       sinks.document.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   }
-  for (Sinks::Target& target : sinks.files) {
-    if (!target.file || target.file->write(bytes)) continue;
-    target.file.reset();
-    addProblem(entry, target.name, "an error while writing");
+  for (Target& target : sinks.files) {
+    fileBytes_ += bytes.size();
+    if (fileBytes_ > limits_.total)
+      return giveUp(Failure::TooLarge, "it unpacks to more than " + mebibytes(limits_.total));
+    if (!matchesOld(target, bytes)) {
+      if (!target.staged && !stage(entry, target)) return;
+      if (!hasSpace(bytes.size()))
+        return giveUp(Failure::CannotWrite, "the disk has no space left for it");
+      if (!target.staged->write(bytes))
+        return giveUp(Failure::CannotWrite,
+                      "\"" + toUtf8(target.name) + "\" cannot be written to its folder");
+    }
+    target.size += bytes.size();
   }
+}
+
+// Whether the bytes are what the file that is there goes on with.
+bool PackageReader::matchesOld(Target& target, std::span<const std::byte> bytes) {
+  if (!target.old) return false;
+  const auto own = std::span(old_).first(bytes.size());
+  return readFully(*target.old, target.size, own) == bytes.size() && std::ranges::equal(own, bytes);
+}
+
+// Begins a new file with what the old one has in common with it.
+bool PackageReader::stage(const Entry& entry, Target& target) {
+  const auto [place, isNew] = staged_.try_emplace(target.name);
+  Staged& staged = place->second;
+  staged.entry = entry.id;
+  if (isNew) {
+    staged.file = kStagedPrefix;
+    staged.file.append(fromUtf8(std::to_string(staged_.size()))).append(kStagedSuffix);
+  } else {
+    folder_->removeFile(staged.file);  // some file systems flush one that was emptied
+  }
+  const auto refuse = [&](Failure failure, const std::string& reason) {
+    giveUp(failure, "\"" + toUtf8(target.name) + "\": " + reason);
+    return false;
+  };
+  std::error_code error;
+  target.staged = folder_->createFile(staged.file, error);
+  if (!target.staged) {
+    const bool isFull = error == std::errc::no_space_on_device;
+    return refuse(isFull ? Failure::CannotWrite : Failure::CannotCreate, describe(error));
+  }
+  if (target.old && target.size > 0 &&
+      (!hasSpace(target.size) ||
+       copyBytes(*target.old, 0, *target.staged, 0, target.size) != target.size ||
+       !target.staged->seek(target.size)))
+    return refuse(Failure::CannotWrite, "it cannot be written beside the one that is there");
+  target.old.reset();
+  return true;
+}
+
+void PackageReader::finishFiles(const Entry& entry, Sinks& sinks) {
+  for (Target& target : sinks.files) {
+    const bool isSame = target.old && target.old->size() == target.size;
+    if (!isSame && !target.staged && !stage(entry, target)) return;
+  }
+}
+
+bool PackageReader::hasSpace(std::uint64_t bytes) const {
+  const std::optional<std::uint64_t> free = folder_->freeSpace();
+  return !free || (*free >= bytes && *free - bytes >= limits_.spareSpace);
+}
+
+// Puts all files in their places, or removes them when the package was given up.
+void PackageReader::commit() {
+  for (const auto& [name, staged] : staged_) {
+    std::error_code error;
+    if (!isGivenUp_) error = folder_->replaceFile(staged.file, name);
+    if (!isGivenUp_ && !error) continue;
+    folder_->removeFile(staged.file);
+    if (error) addProblem({staged.entry, 0, 0, {}}, name, describe(error));
+  }
+  if (isGivenUp_) folder_->discard();
+}
+
+// What a process that was killed has left.
+void PackageReader::removeStaged() {
+  std::error_code error;
+  for (const FolderEntry& entry : readFolder(package_.extractionFolder, error))
+    if (isStagedName(entry.name)) folder_->removeFile(entry.name);
 }
 
 void PackageReader::addProblem(const Entry& entry, std::u16string_view name, std::string reason) {
   auto& problems = package_.report.problems;
-  if (problems.size() == kMostProblems) return;
+  if (problems.size() == kMaxProblems) return;
   problems.push_back({entry.id, std::u16string(name), std::move(reason)});
+}
+
+void PackageReader::fail(Failure failure, std::string reason) {
+  PackageReport& report = package_.report;
+  if (report.failure != Failure::None) return;
+  report.failure = failure;
+  report.failureReason = std::move(reason);
+}
+
+// The package is not read on.
+void PackageReader::giveUp(Failure failure, std::string reason) {
+  fail(failure, std::move(reason));
+  isGivenUp_ = true;
 }
 
 }  // namespace tessaron

@@ -20,16 +20,20 @@ std::vector<std::u16string> CThemeMan::packages() const {
 }
 
 bool CThemeMan::select(const std::u16string& fileName, std::int32_t scheme) {
+  lastReport_ = {};
   if (scheme < 0 || tessaron::faultOfFileName(fileName)) return false;
   const auto number = static_cast<std::size_t>(scheme);
   CThemePackage described;
   described.path = tessaron::joinPath(dataFolder_, fileName);
   described.Inspect(false);
+  lastReport_ = described.report;
   if (number >= described.schemes.size()) return false;
 
   auto package = std::make_unique<CThemePackage>();
   package->path = described.path;
   package->Initialize(dataFolder_, true);
+  lastReport_ = package->report;
+  if (lastReport_.failure != tessaron::PackageReport::Failure::None) return false;
   if (number >= package->schemes.size()) return false;  // it has become another one meanwhile
   package_ = std::move(package);
   selectedFile_ = fileName;

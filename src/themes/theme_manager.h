@@ -27,14 +27,17 @@ class TESSARON_API CThemeMan {
   /// Takes a theme into use: unpacks the package `fileName` of the data folder, into a folder below
   /// it that is named after the package's identifier. `scheme` counts from 0. False, and the theme
   /// in use stays, when the name is none of a file in the data folder, the package cannot be
-  /// opened, is no package, or has no such scheme; nothing is unpacked then. Single files that
-  /// cannot be unpacked are no failure: `package().report` tells of them.
+  /// opened, is no package, or has no such scheme, and nothing is unpacked then; also when it
+  /// cannot be unpacked, which `lastReport` tells. Single files that are dropped are no failure:
+  /// `package().report` tells of them.
   bool select(const std::u16string& fileName, std::int32_t scheme);
 
   /// File name of the package in use; empty when there is none.
   const std::u16string& selectedFile() const { return selectedFile_; }
   /// The package in use, as it was read; empty when there is none.
   const CThemePackage& package() const { return *package_; }
+  /// What the last `select` found in its package, also when it failed.
+  const tessaron::PackageReport& lastReport() const { return lastReport_; }
   /// The scheme in use; null when there is none. Valid until the next successful `select`.
   const CThemeScheme* scheme() const;
   /// The full path of a file of the theme in use, such as a picture that the scheme names; whatever
@@ -50,6 +53,7 @@ class TESSARON_API CThemeMan {
   std::unique_ptr<CImageCacheMan> imageCache_;
   std::u16string selectedFile_;
   std::unique_ptr<CThemePackage> package_;
+  tessaron::PackageReport lastReport_;
   std::size_t scheme_ = 0;
 };
 

@@ -23,7 +23,7 @@ std::string problemsOf(const fs::path& destination, const std::string& content) 
   package.Initialize(*tessaron::memoryFile(content), destination.u16string(), true);
   std::string all;
   for (const auto& problem : package.report.problems) all += problem.reason + '\n';
-  return all;
+  return all + package.report.failureReason;
 }
 
 }  // namespace
@@ -51,8 +51,7 @@ TEST(CPackagePosix, FollowsNoLink) {
   // The folder itself: refused as a link. The destination is the caller's choice.
   fs::remove_all(folder);
   fs::create_symlink(root.path / "elsewhere", folder);
-  EXPECT_EQ(problemsOf(root.path / "data", content),
-            "the folder cannot be used: a link stands there\n");
+  EXPECT_TRUE(problemsOf(root.path / "data", content).ends_with("a link stands there"));
   EXPECT_TRUE(fs::is_empty(root.path / "elsewhere"));
   fs::create_symlink(root.path / "elsewhere", root.path / "destination");
   EXPECT_EQ(problemsOf(root.path / "destination", content), "");

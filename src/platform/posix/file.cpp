@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -218,6 +219,33 @@ bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
          fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
 }
 
+// Opens a regular file in a folder. What is no file is not even opened: that alone could do
+// something.
+Descriptor openInFolder(std::intptr_t handle, const std::string& name, int flags, struct stat& info,
+                        std::error_code& error) {
+  error.clear();
+  const int folder = static_cast<int>(handle);
+  const auto isFile = [&] {
+    const mode_t mode = info.st_mode;
+    if (S_ISREG(mode) && info.st_nlink <= 1) return true;
+    error = std::make_error_code(S_ISREG(mode)   ? std::errc::too_many_links
+                                 : S_ISLNK(mode) ? std::errc::too_many_symbolic_link_levels
+                                 : S_ISDIR(mode) ? std::errc::is_a_directory
+                                                 : std::errc::no_such_device_or_address);
+    return false;
+  };
+  if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && !isFile())
+    return Descriptor();
+  flags |= O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  Descriptor fd(retry([&] { return openat(folder, name.c_str(), flags, 0666); }));
+  if (!fd || fstat(fd.get(), &info) != 0) {
+    error = lastError();
+  } else if (isFile()) {
+    return fd;
+  }
+  return Descriptor();
+}
+
 }  // namespace
 
 std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
@@ -301,11 +329,13 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
 
 OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
                            std::error_code& error)
-    : handle_(-1) {
+    : path_(parent), handle_(-1) {
   error.clear();
+  path_.append(u"/").append(name);
   const std::string folder = nativePath(name);
   const Descriptor above(open(nativePath(parent).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!above || (mkdirat(above.get(), folder.c_str(), 0777) != 0 && errno != EEXIST)) {
+  if (above) isNew_ = mkdirat(above.get(), folder.c_str(), 0777) == 0;
+  if (!above || (!isNew_ && errno != EEXIST)) {
     error = lastError();
     return;
   }
@@ -322,41 +352,47 @@ OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
 
 OutputFolder::~OutputFolder() {
   if (handle_ != -1) close(static_cast<int>(handle_));
+  if (isNew_ && isDiscarded_) rmdir(nativePath(path_).c_str());
 }
 
 std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
                                                std::error_code& error) const {
-  error.clear();
   const std::string file = nativePath(name);
-  const auto refuse = [&](std::error_code reason) {
-    error = reason;
-    return nullptr;
-  };
-  const auto faultOf = [](const struct stat& info) -> std::error_code {
-    if (S_ISLNK(info.st_mode)) {
-      return std::make_error_code(std::errc::too_many_symbolic_link_levels);
-    }
-    if (S_ISDIR(info.st_mode)) return std::make_error_code(std::errc::is_a_directory);
-    if (!S_ISREG(info.st_mode)) {
-      return std::make_error_code(std::errc::no_such_device_or_address);
-    }
-    return info.st_nlink > 1 ? std::make_error_code(std::errc::too_many_links) : std::error_code();
-  };
-  const int folder = static_cast<int>(handle_);
   struct stat info;
-  // What is no file is not even opened: that alone could do something.
-  if (fstatat(folder, file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
-    if (const std::error_code fault = faultOf(info)) return refuse(fault);
-  }
-  const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  Descriptor fd(retry([&] { return openat(folder, file.c_str(), flags, 0666); }));
-  if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
-  if (const std::error_code fault = faultOf(info)) return refuse(fault);
+  Descriptor fd = openInFolder(handle_, file, O_WRONLY | O_CREAT, info, error);
+  if (!fd) return nullptr;
   if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0 ||
       (info.st_size > 0 && ftruncate(fd.get(), 0) != 0)) {
-    return refuse(lastError());
+    error = lastError();
+    return nullptr;
   }
   return std::make_unique<PosixFile>(std::move(fd), file.starts_with('.'));
+}
+
+std::unique_ptr<File> OutputFolder::openFile(std::u16string_view name,
+                                             std::error_code& error) const {
+  const std::string file = nativePath(name);
+  struct stat info;
+  Descriptor fd = openInFolder(handle_, file, O_RDONLY, info, error);
+  if (!fd) return nullptr;
+  return std::make_unique<PosixFile>(std::move(fd), file.starts_with('.'));
+}
+
+std::error_code OutputFolder::replaceFile(std::u16string_view from, std::u16string_view to) const {
+  const int folder = static_cast<int>(handle_);
+  const bool done = renameat(folder, nativePath(from).c_str(), folder, nativePath(to).c_str()) == 0;
+  return done ? std::error_code() : lastError();
+}
+
+std::error_code OutputFolder::removeFile(std::u16string_view name) const {
+  const bool done = unlinkat(static_cast<int>(handle_), nativePath(name).c_str(), 0) == 0;
+  return done || errno == ENOENT ? std::error_code() : lastError();
+}
+
+std::optional<std::uint64_t> OutputFolder::freeSpace() const {
+  struct statvfs info;
+  if (fstatvfs(static_cast<int>(handle_), &info) != 0) return std::nullopt;
+  return std::uint64_t{info.f_bavail} * info.f_frsize;
 }
 
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(-1) {

@@ -133,6 +133,24 @@ std::u16string fullPath(const std::u16string& path) {
   return full;
 }
 
+// Opens a regular file that is no link.
+Handle openPlainFile(const std::u16string& path, DWORD access, DWORD share, DWORD disposition,
+                     std::error_code& error) {
+  error.clear();
+  Handle handle(CreateFileW(wide(path), access, share, nullptr, disposition,
+                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK ||
+      !GetFileInformationByHandle(handle.get(), &info)) {
+    error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
+  } else if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  } else if (info.nNumberOfLinks > 1) {
+    error = std::make_error_code(std::errc::too_many_links);
+  }
+  return handle;
+}
+
 }  // namespace
 
 std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
@@ -198,7 +216,8 @@ OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
     : path_(parent), handle_(-1) {
   error.clear();
   path_.append(u"\\").append(name);
-  if (!CreateDirectoryW(wide(path_), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
+  isNew_ = CreateDirectoryW(wide(path_), nullptr);
+  if (!isNew_ && GetLastError() != ERROR_ALREADY_EXISTS) {
     error = lastError();
     return;
   }
@@ -219,28 +238,41 @@ OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
 
 OutputFolder::~OutputFolder() {
   if (handle_ != -1) CloseHandle(reinterpret_cast<HANDLE>(handle_));
+  if (isNew_ && isDiscarded_) RemoveDirectoryW(wide(path_));
 }
 
 std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
                                                std::error_code& error) const {
-  error.clear();
-  std::u16string file = path_ + u"\\";
-  file.append(name);
-  Handle handle(CreateFileW(wide(file), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-  BY_HANDLE_FILE_INFORMATION info{};
-  if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK ||
-      !GetFileInformationByHandle(handle.get(), &info)) {
-    error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
-  } else if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-    error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
-  } else if (info.nNumberOfLinks > 1) {
-    error = std::make_error_code(std::errc::too_many_links);
-  } else if (!SetEndOfFile(handle.get())) {
-    error = lastError();
-  }
+  Handle handle = openPlainFile(std::u16string(path_).append(u"\\").append(name), GENERIC_WRITE, 0,
+                                OPEN_ALWAYS, error);
+  if (!error && !SetEndOfFile(handle.get())) error = lastError();
   if (error) return nullptr;
   return std::make_unique<Win32File>(std::move(handle));
+}
+
+std::unique_ptr<File> OutputFolder::openFile(std::u16string_view name,
+                                             std::error_code& error) const {
+  Handle handle = openPlainFile(std::u16string(path_).append(u"\\").append(name), GENERIC_READ,
+                                FILE_SHARE_READ, OPEN_EXISTING, error);
+  if (error) return nullptr;
+  return std::make_unique<Win32File>(std::move(handle));
+}
+
+std::error_code OutputFolder::replaceFile(std::u16string_view from, std::u16string_view to) const {
+  const bool done = renameOver(std::u16string(path_).append(u"\\").append(from),
+                               std::u16string(path_).append(u"\\").append(to));
+  return done ? std::error_code() : lastError();
+}
+
+std::error_code OutputFolder::removeFile(std::u16string_view name) const {
+  const bool done = DeleteFileW(wide(std::u16string(path_).append(u"\\").append(name)));
+  return done || GetLastError() == ERROR_FILE_NOT_FOUND ? std::error_code() : lastError();
+}
+
+std::optional<std::uint64_t> OutputFolder::freeSpace() const {
+  ULARGE_INTEGER free;
+  if (!GetDiskFreeSpaceExW(wide(path_), &free, nullptr, nullptr)) return std::nullopt;
+  return free.QuadPart;
 }
 
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(0) {
