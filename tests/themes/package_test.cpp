@@ -276,6 +276,7 @@ TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
       {"C:a", "drive"},
       {"Aux.png", "device"},
       {"a.", "dot or a blank"},
+      {".tessaron-1.tmp", "uses itself"},
       {std::string(256, 'a'), "too long"},
       {"GOOD.PNG", "case from good.png"},
       {"\xC3\x84.png", "case from \xC3\xA4.png"},
@@ -382,9 +383,80 @@ TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
   EXPECT_LT(allocatedBytes() - beforeClaim, 2u << 20);
 
   std::vector<std::pair<std::uint32_t, std::string>> copies;
-  for (int i = 0; i < 20; ++i) copies.push_back({2, "copy" + std::to_string(i)});
-  EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, indexXml(copies)) + entry(2, "x")),
-              SizeIs(16));
+  for (int i = 0; i < 200; ++i) copies.push_back({2, "copy" + std::to_string(i % 20)});
+  fs::remove_all(data / kIdentifier);
+  Package copied;
+  unpack(copied, packageHeader() + entry(0, indexXml(copies)) + entry(2, "x"));
+  EXPECT_THAT(unpacked(), SizeIs(16));
+  EXPECT_THAT(copied.report.entries.back().names, SizeIs(17)) << "and no work with the others";
+}
+
+TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
+  using enum tessaron::PackageReport::Failure;
+  std::vector<std::pair<std::uint32_t, std::string>> names;
+  for (std::uint32_t id = 2; id < 5; ++id)
+    for (int i = 0; i < 16; ++i) names.push_back({id, std::to_string(16 * id + i)});
+  const std::string index = entry(0, indexXml(names));
+  const std::string copies = packageHeader() + index + entry(2, std::string(1000, 'x')) +
+                             entry(3, std::string(1000, 'y')) + entry(4, "z");
+  std::string sameName = packageHeader() + entry(0, indexXml({{2, "32"}}));
+  for (int i = 0; i < 20; ++i) sameName += entry(2, std::to_string(i));
+  std::string documents = packageHeader() + index + entry(2, "x");
+  for (int i = 0; i < 5; ++i) documents += entry(0, "<i/>" + std::string(4000000, ' '));
+  struct Row {
+    const char* reason;
+    tessaron::PackageReport::Failure failure;
+    const std::string& content;
+    tessaron::PackageLimits limits;
+  };
+  const Row rows[] = {
+      {"unpacks to more than", TooLarge, copies, {.total = 31999}},
+      {"more than 47 names", TooLarge, copies, {.names = 47}},
+      {"more than 19 names", TooLarge, sameName, {.names = 19}},
+      {"more than 20 entries", TooLarge, sameName, {.entries = 20}},
+      {"no space left", CannotWrite, copies, {.spareSpace = UINT64_MAX >> 1}},
+      {"documents are larger", TooLarge, documents, {}},
+  };
+  for (const bool isOver : {false, true}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.reason);
+      fs::remove_all(data / kIdentifier);
+      if (isOver) {
+        fs::create_directory(data / kIdentifier);
+        std::ofstream(data / kIdentifier / "32") << "old";
+        std::ofstream(data / kIdentifier / ".tessaron-9.tmp") << "of a process that was killed";
+      }
+      Package package;
+      tessaron::PackageReader(package, *memoryFile(row.content), row.limits)
+          .unpack(data.u16string(), true);
+      EXPECT_EQ(package.report.failure, row.failure);
+      EXPECT_THAT(package.report.failureReason, HasSubstr(row.reason));
+      EXPECT_EQ(package.GetPathExtracted(), u"");
+      EXPECT_EQ(fs::exists(data / kIdentifier), isOver);
+      EXPECT_EQ(unpacked(), isOver ? (Files{{"32", "old"}}) : Files());
+    }
+  }
+  Package package;
+  tessaron::PackageReader(package, *memoryFile(copies), {.total = 32016, .names = 48})
+      .unpack(data.u16string(), true);
+  EXPECT_EQ(package.report.failureReason, "");
+  EXPECT_THAT(unpacked(), SizeIs(48));
+}
+
+TEST_F(CPackageTest, WritesOnlyWhatDiffersFromWhatIsThere) {
+  const std::string big(1300000, 'b');
+  const std::string half = big.substr(0, 600000);
+  for (const std::string& old : {big, half + 'x' + half, half, big + 'x', ""s, "x"s}) {
+    SCOPED_TRACE(old.size());
+    unpackedFrom(package({{"a.png", old}}));
+    Package again;  // needs no space when nothing differs
+    tessaron::PackageReader(again, *memoryFile(package({{"a.png", big}})),
+                            {.spareSpace = UINT64_MAX >> 1})
+        .unpack(data.u16string(), true);
+    EXPECT_EQ(again.report.failureReason.empty(), old == big);
+    unpack(again, package({{"a.png", big}}));
+    EXPECT_TRUE(unpacked() == (Files{{"a.png", big}}));
+  }
 }
 
 TEST_F(CPackageTest, KeepsWhatInflatesBeforeDamage) {
