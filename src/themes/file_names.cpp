@@ -46,4 +46,9 @@ const char* faultOfFileName(std::u16string_view name) {
   return nullptr;
 }
 
+std::u16string inCapitals(std::u16string name) {
+  std::ranges::transform(name, name.begin(), upperCase);
+  return name;
+}
+
 }  // namespace tessaron

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "tessaron_export.h"
@@ -10,5 +11,8 @@ namespace tessaron {
 /// leading out of it or meaning something else there; null when it is fine. The reason is a line in
 /// English.
 TESSARON_API const char* faultOfFileName(std::u16string_view name);
+
+/// The same for all names that a system may take for one, which differ in case alone.
+std::u16string inCapitals(std::u16string name);
 
 }  // namespace tessaron

@@ -53,11 +53,6 @@ bool isMainName(std::string_view name) {
   return std::ranges::equal(name, std::string_view("main.xml"), {}, lower);
 }
 
-std::u16string inCapitals(std::u16string name) {
-  std::ranges::transform(name, name.begin(), upperCase);
-  return name;
-}
-
 std::string describe(const std::error_code& error) {
   if (error == std::errc::too_many_symbolic_link_levels || error == std::errc::too_many_links)
     return "a link stands there";

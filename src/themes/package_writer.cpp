@@ -7,18 +7,16 @@
 #include <cstdint>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "platform/directory.h"
 #include "platform/file.h"
 #include "support/text.h"
-#include "themes/theme_package.h"
+#include "themes/package_reader_internal.h"
 
 namespace tessaron {
 namespace {
 
 constexpr const char* kMain = "main.xml";
-constexpr std::size_t kMaxFileSize = std::size_t{256} << 20;
 
 struct PackedFile {
   std::string name;
@@ -29,19 +27,29 @@ PackFault readContent(const std::u16string& path, std::string& content) {
   std::error_code error;
   const std::unique_ptr<File> file = openFile(path, {}, error);
   if (!file) return {true, path, error.message()};
-  if (file->size().value_or(0) > kMaxFileSize) return {false, path, "it is larger than 256 MiB"};
+  const std::uint64_t limit = PackageLimits().fileSize;
+  const PackFault tooLarge{false, path,
+                           "it is larger than " + std::to_string(limit >> 20) + " MiB"};
+  if (file->size().value_or(0) > limit) return tooLarge;
   if (!readToEnd(*file, content)) return {true, path, "an error while reading"};
+  if (content.size() > limit) return tooLarge;
   if (content.empty()) return {false, path, "an empty file cannot be packed"};
   return {};
 }
 
 PackFault readFiles(const std::u16string& folder, std::vector<PackedFile>& files) {
   std::error_code error;
+  std::uint64_t total = 0;
+  const std::uint64_t limit = PackageLimits().total;
   for (const FolderEntry& entry : readFolder(folder, error)) {
     const std::u16string path = joinPath(folder, entry.name);
     if (entry.kind != EntryKind::File) return {false, path, "only files can be packed"};
     files.push_back({toUtf8(entry.name), {}});
-    if (const PackFault fault = readContent(path, files.back().content)) return fault;
+    if (PackFault fault = readContent(path, files.back().content)) return fault;
+    total += files.back().content.size();
+    if (total > limit)
+      return {false, folder,
+              "its files are larger than " + std::to_string(limit >> 20) + " MiB together"};
   }
   if (error) return {true, folder, error.message()};
   const auto order = [](const PackedFile& file) {
@@ -102,7 +110,8 @@ std::string indexOf(const std::vector<PackedFile>& files) {
 
 }  // namespace
 
-PackFault packFolder(std::u16string_view folder, std::string& package) {
+PackFault packFolder(std::u16string_view folder, std::string& package,
+                     std::vector<ThemeWarning>& warnings) {
   const std::u16string path(folder);
   std::vector<PackedFile> files;
   if (PackFault fault = readFiles(path, files)) return fault;
@@ -113,10 +122,13 @@ PackFault packFolder(std::u16string_view folder, std::string& package) {
 
   CThemePackage check;
   check.Inspect(*memoryFile(packed), true);
+  if (check.report.failure != PackageReport::Failure::None)
+    return {false, path, check.report.failureReason};
   if (!check.report.problems.empty()) {
     const PackageReport::Problem& problem = check.report.problems.front();
     return {false, joinPath(path, problem.name), problem.reason};
   }
+  warnings = checkTheme(check);
   package = std::move(packed);
   return {};
 }

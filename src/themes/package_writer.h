@@ -2,8 +2,10 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tessaron_export.h"
+#include "themes/theme_check.h"
 
 namespace tessaron {
 
@@ -18,9 +20,11 @@ struct PackFault {
 
 /// Puts the package of all files in `folder` into `package`: "main.xml" first, then the others by
 /// name. The same files always give the same bytes; the identifier comes from their names and
-/// contents. On a fault `package` is untouched: something cannot be read, there is no "main.xml",
-/// or something could not be unpacked again, which is a folder, a link, an empty file, one of more
-/// than 256 MiB, or a name that some system does not take.
-TESSARON_API PackFault packFolder(std::u16string_view folder, std::string& package);
+/// contents. `warnings` gets what checkTheme finds in it. On a fault both are untouched: something
+/// cannot be read, there is no "main.xml", or something could not be unpacked again, which is a
+/// folder, a link, an empty file, one of more than 256 MiB, more than 1 GiB or 4096 files in all,
+/// or a name that some system does not take.
+TESSARON_API PackFault packFolder(std::u16string_view folder, std::string& package,
+                                  std::vector<ThemeWarning>& warnings);
 
 }  // namespace tessaron

@@ -4,6 +4,7 @@
 
 #include "platform/system.h"
 #include "support/text.h"
+#include "themes/theme_scheme_internal.h"
 
 namespace {
 
@@ -35,19 +36,15 @@ SchemeGroup readGroup(const TiXmlElement& element) {
   SchemeGroup group;
   readText(element, "name", group.name);
   readText(element, "image", group.image);
-  group.olx = readNumber(element, "olx");
-  group.oly = readNumber(element, "oly");
-  group.olwidth = readNumber(element, "olwidth");
-  group.olheight = readNumber(element, "olheight");
+  for (const auto& [attribute, member] : tessaron::kGroupNumbers)
+    group.*member = readNumber(element, attribute);
   return group;
 }
 
 void readShelf(const TiXmlElement& shelf, CThemeScheme& scheme) {
   readText(shelf, "background", scheme.background);
-  scheme.uwidth = readNumber(shelf, "uwidth");
-  scheme.uheight = readNumber(shelf, "uheight");
-  scheme.uhspace = readNumber(shelf, "uhspace");
-  scheme.uvspace = readNumber(shelf, "uvspace");
+  for (const auto& [attribute, member] : tessaron::kShelfNumbers)
+    scheme.*member = readNumber(shelf, attribute);
   for (auto child = firstChild(shelf); child; child = child->NextSiblingElement())
     scheme.groups.push_back(readGroup(*child));
 }

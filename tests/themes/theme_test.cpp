@@ -4,8 +4,10 @@
 #include <fstream>
 
 #include "support/package_samples.h"
+#include "support/text.h"
 #include "support/xml.h"
 #include "temporary_folder.h"
+#include "themes/package_writer.h"
 #include "themes/theme_manager.h"
 
 namespace fs = std::filesystem;
@@ -140,6 +142,50 @@ TEST(CThemeMan, ListsAndSelectsPackages) {
   EXPECT_TRUE(fs::is_regular_file(themes.picturePath(u"BACK.png")));
   EXPECT_EQ(themes.picturePath(u"../evil.png"), u"");
   EXPECT_EQ(themes.picturePath(u"none.png"), u"");
+
+  fs::remove_all(data / samples::kIdentifier);
+  write(data / samples::kIdentifier, "in the way");
+  EXPECT_FALSE(themes.select(u"DefaultTheme.tpk", 0));
+  EXPECT_EQ(themes.lastReport().failure, tessaron::PackageReport::Failure::CannotCreate);
+  EXPECT_EQ(themes.scheme()->name, u"Light");
+}
+
+TEST(CheckTheme, WarnsOfWhatIsNotMeant) {
+  struct Row {
+    const char* description;
+    const char* warnings;  // without what follows a comma
+  };
+  const Row rows[] = {
+      {"<theme screenshot='A.PNG'><x other='b.png'/></theme>", ""},
+      {"",
+       "main.xml it describes no theme; a.png nothing in main.xml names this picture; "
+       "b.png nothing in main.xml names this picture; "},
+      {"<theme screenshot='a.png'/><theme screenshot='s.png'><templates>"
+       "<t mode='fullframe' file='nul.png'/><t mode='wideframe' file='b.png'/></templates>"
+       "<virtualshelf background=''><g image='g.png'/></virtualshelf></theme>",
+       "1 s.png the package lacks this file; 1 nul.png the package lacks this file; "
+       "1 g.png the package lacks this file; "},
+      {"<theme screenshot='a.png'><virtualshelf background='b.png' uwidth='-1' uheight=' +2' "
+       "uhspace='' uvspace='99999999999'><g olx='1O' oly='2.5' olwidth='2147483647'/>"
+       "</virtualshelf></theme>",
+       "0 uhspace \"\" is no whole number; 0 uvspace \"99999999999\" is no whole number; "
+       "0 olx \"1O\" is no whole number; 0 oly \"2.5\" is no whole number; "},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.description);
+    const TemporaryFolder folder;
+    write(folder.path / "main.xml", "<p>" + std::string(row.description) + "</p>");
+    for (const char* file : {"a.png", "b.png", "LICENSE"}) write(folder.path / file, "x");
+    std::string package, text;
+    std::vector<tessaron::ThemeWarning> warnings;
+    EXPECT_FALSE(tessaron::packFolder(folder.path.u16string(), package, warnings));
+    for (const auto& warning : warnings) {
+      if (warning.scheme) text += std::to_string(*warning.scheme) + ' ';
+      text += tessaron::toUtf8(warning.name) + ' ' +
+              warning.reason.substr(0, warning.reason.find(',')) + "; ";
+    }
+    EXPECT_EQ(text, row.warnings);
+  }
 }
 
 TEST(CThemeMan, NeedsNoDataFolder) {

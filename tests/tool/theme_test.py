@@ -2,6 +2,8 @@ import json
 import os
 import pathlib
 import re
+import resource
+import shutil
 import struct
 import subprocess
 import unittest
@@ -63,6 +65,19 @@ class Theme(ToolTest):
         self.assertEqual(self.tool("theme", "unpack", "t.tpk", "new/out").out,
                          f"{done['folder']}\n")
 
+        # Another version of it that cannot be written: the files stay, and no new folder does.
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (50000, resource.RLIM_INFINITY))
+
+        self.write("t.tpk", package({"main.xml": MAIN.encode(), "a.png": b"a", "day.png": bytes(60000)}))
+        for place in ("new/out", "newer/out\x1b[31m"):
+            failed = self.tool("theme", "unpack", "t.tpk", place, code=74, preexec_fn=limit)
+            self.assertIn("day.png", failed.err)
+        self.assertEqual([path.name for path in folder.iterdir()], ["day.png"])
+        self.assertEqual((folder / "day.png").read_bytes(), files["day.png"])
+        self.assertFalse((self.folder / "newer").exists())
+        self.assertNotIn("\x1b", self.tool("theme", "unpack", "t.tpk", "newer/out\x1b[31m").out)
+
     def test_dropped_entries_are_told_and_fail(self):
         bad = {"../evil": "another folder", "nul.png": "device", "DAY.png": "only in case"}
         files = {"main.xml": MAIN.encode(), "day.png": b"day"} | {name: b"bad" for name in bad}
@@ -85,10 +100,23 @@ class Theme(ToolTest):
         files = {"main.xml": MAIN.encode(), "day & night.png": os.urandom(5000), "ä'.png": b"\0"}
         for name, content in files.items():
             (folder / name).write_bytes(content)
-        self.tool("theme", "pack", "theme", "a.tpk")
+        warned = self.tool("theme", "pack", "a.tpk", "theme").err.splitlines()
+        self.assertEqual(warned[:2], [  # of six, and what was done
+            'tessaron: theme: scheme 0: "day.png": the package lacks this file, the screenshot',
+            'tessaron: theme: scheme 0: "f.png": the package lacks this file, the frame for pictures '
+            'that stand upright'])
+        self.assertEqual(len(warned), 7)
         os.utime(folder / "main.xml", (0, 0))
-        self.tool("theme", "pack", "theme/", "b.tpk")
-        subprocess.run([SOURCE / "scripts/pack-theme", folder, self.folder / "c.tpk"], check=True)
+        with open(self.folder / "b.tpk", "wb") as piped:
+            self.tool("theme", "pack", "-", "theme/", stdout=piped)
+        subprocess.run([SOURCE / "scripts/pack-theme", self.folder / "c.tpk", folder], check=True)
+        for checked in ("theme", "c.tpk"):
+            done = subprocess.run([TOOL, "theme", "check", checked, "--json", "-o", "warnings"],
+                                  cwd=self.folder, capture_output=True, check=False)
+            self.assertEqual((done.returncode, done.stdout), (1, b""))
+            self.assertEqual([warning["name"] for warning in
+                              json.loads((self.folder / "warnings").read_text())],
+                             ["day.png", "f.png", "day.png", "b.png", "day & night.png", "ä'.png"])
         packed = (self.folder / "a.tpk").read_bytes()
         for other in ("b.tpk", "c.tpk"):
             self.assertEqual((self.folder / other).read_bytes(), packed)
@@ -97,21 +125,19 @@ class Theme(ToolTest):
         self.assertEqual({path.name: path.read_bytes() for path in out.iterdir()}, files)
 
         (folder / "a.png").write_bytes(b"another")
-        self.tool("theme", "pack", "theme", "d.tpk")
+        self.tool("theme", "pack", "d.tpk", "theme")
         self.assertNotEqual(self.json("theme", "info", "d.tpk")["identifier"], out.name)
 
-    def test_the_default_theme_has_all_that_it_names(self):
-        self.tool("theme", "pack", SOURCE / "examples/themes/default", "DefaultTheme.tpk")
+    def test_the_default_theme_is_sound(self):
+        folder = SOURCE / "examples/themes/default"
+        self.assertEqual(self.tool("theme", "check", folder).out, "")
+        self.tool("theme", "pack", "DefaultTheme.tpk", folder)
         info = self.json("theme", "info", "DefaultTheme.tpk")
         self.assertEqual([scheme["name"] for scheme in info["schemes"]], ["Wood", "Night"])
-        out = self.folder / self.json("theme", "unpack", "DefaultTheme.tpk", ".")["folder"]
         for scheme in info["schemes"]:
-            groups = scheme["groups"]
-            self.assertEqual(len(groups), 4)
-            for key in ("screenshot", "fullFrameTemplate", "wideFrameTemplate", "background"):
-                self.assertTrue((out / scheme[key]).is_file(), key)
-            for group in groups:
-                picture = (out / group["image"]).read_bytes()
+            self.assertEqual(len(scheme["groups"]), 4)
+            for group in scheme["groups"]:
+                picture = (folder / group["image"]).read_bytes()
                 width, height = struct.unpack_from(">II", picture, 16)  # of the PNG's header
                 self.assertLessEqual(group["olx"] + group["olwidth"], width)
                 self.assertLessEqual(group["oly"] + group["olheight"], height)
@@ -127,26 +153,43 @@ class Theme(ToolTest):
         (data / "DefaultTheme.tpk").write_bytes(package({"main.xml": MAIN.encode(), "a.png": b"a"}))
         (data / "Foreign.TPK").write_text("none")
         (data / "other.zip").write_text("none")
-        listed = [{"file": "DefaultTheme.tpk", "isPackage": True, "name": "Größe",
-                   "schemes": ["Day", "Night"], "selectedScheme": 0},
-                  {"file": "Foreign.TPK", "isPackage": False, "name": "", "schemes": [],
-                   "selectedScheme": None}]
+        chosen = {"file": "DefaultTheme.tpk", "scheme": 0}
+        listed = {"selected": chosen | {"fault": None}, "inForce": chosen, "packages": [
+            {"file": "DefaultTheme.tpk", "isPackage": True, "name": "Größe", "schemes": ["Day", "Night"]},
+            {"file": "Foreign.TPK", "isPackage": False, "name": "", "schemes": []}]}
         self.assertEqual(json.loads(run("list", "--json").out), listed)
+        for name, scheme, fault, line in [
+            ("Gone.tpk", 0, "cannot be read: No such file", '"DefaultTheme.tpk" is in force'),
+            ("Foreign.TPK", 0, "is no package", ""), ("DefaultTheme.tpk", 7, "has no scheme 7", ""),
+            ("../Data/DefaultTheme.tpk", 0, "is no file of the data folder", ""),
+        ]:
+            for setting, value in (("ThemeFile", name), ("ThemeScheme", scheme)):
+                self.tool("settings", "set", setting, value, env=environment)
+            found = json.loads(run("list", "--json").out)
+            self.assertIn(fault, found["selected"]["fault"])
+            self.assertEqual(found["inForce"], chosen)
+            self.assertIn(line, run("list").err)
 
         self.assertIn("Night selected", run("select", "DefaultTheme.tpk", 1).err)
-        listed[0]["selectedScheme"] = 1
+        listed["selected"]["scheme"] = chosen["scheme"] = 1
         self.assertEqual(json.loads(run("list", "--json").out), listed)
         self.assertTrue((data / IDENTIFIER.hex().upper() / "a.png").is_file())
         for code, message, *arguments in [
-            (1, "no scheme 2; it has 2", "DefaultTheme.tpk", 2), (2, "", "DefaultTheme.tpk", -1),
+            (1, "no scheme 2; it has 2", "DefaultTheme.tpk", 2),
+            (2, r"0 to 2147483647 \(", "DefaultTheme.tpk", -1),
             (65, "no package", "Foreign.TPK"), (66, "No such file", "Missing.tpk"),
             (2, "another folder", "../Data/DefaultTheme.tpk"),
         ]:
             with self.subTest(arguments=arguments):
-                self.assertIn(message, run("select", *arguments, code=code).err)
+                self.assertRegex(run("select", *arguments, code=code).err, message)
+        unpacked = data / IDENTIFIER.hex().upper()
+        shutil.rmtree(unpacked)
+        unpacked.write_text("in the way")
+        self.assertIn("cannot be used", run("select", "DefaultTheme.tpk", 0, code=73).err)
         self.assertEqual(json.loads(run("list", "--json").out), listed)
         self.assertRegex(run("list").out, r"DefaultTheme\.tpk +Größe +Day, Night +Night")
 
+        unpacked.unlink()
         (self.folder / "settings.db").unlink()
         (self.folder / "settings.db").mkdir()
         self.assertIn("settings", run("select", "DefaultTheme.tpk", code=73).err)
@@ -174,14 +217,14 @@ class Theme(ToolTest):
             (66, "No such file", "theme", "info", "missing"),
             (66, "directory", "theme", "info", "none"),
             (73, "foreign/out: Not a directory", "theme", "unpack", "good.tpk", "foreign/out"),
-            (73, "No such file", "theme", "pack", SOURCE / "examples/themes/default", "no/x.tpk"),
-            (66, "No such file", "theme", "pack", "missing", "x.tpk"),
-            (65, "empty", "theme", "pack", "empty", "x.tpk"),
-            (65, "no main.xml", "theme", "pack", "none", "x.tpk"),
-            (65, "device", "theme", "pack", "device", "x.tpk"),
-            (65, "only in case", "theme", "pack", "case", "x.tpk"),
-            (65, "line 1", "theme", "pack", "damaged", "x.tpk"),
-            (65, "only files", "theme", "pack", "link", "x.tpk"),
+            (73, "No such file", "theme", "pack", "no/x.tpk", SOURCE / "examples/themes/default"),
+            (66, "No such file", "theme", "pack", "x.tpk", "missing"),
+            (65, "empty", "theme", "pack", "x.tpk", "empty"),
+            (65, "no main.xml", "theme", "pack", "x.tpk", "none"),
+            (65, "device", "theme", "pack", "x.tpk", "device"),
+            (65, "only in case", "theme", "pack", "x.tpk", "case"),
+            (65, "line 1", "theme", "pack", "x.tpk", "damaged"),
+            (65, "only files", "theme", "pack", "x.tpk", "link"),
             (2, "verb", "theme"),
         ], untouched=[good])
 
