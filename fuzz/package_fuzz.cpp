@@ -49,7 +49,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(package.report.isPackage);
   CThemePackage inspected;
   inspected.Inspect(*tessaron::memoryFile(content), true);
-  CHECK(inspected.schemes.size() == package.schemes.size());
+  const bool isUnpacked = package.report.failure == tessaron::PackageReport::Failure::None;
+  CHECK(isUnpacked != package.GetPathExtracted().empty());
+  if (isUnpacked) CHECK(inspected.schemes.size() == package.schemes.size());
 
   // One folder was made, with files of plain names that the package has.
   std::size_t files = 0;
