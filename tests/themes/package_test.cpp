@@ -383,7 +383,7 @@ TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
   EXPECT_LT(allocatedBytes() - beforeClaim, 2u << 20);
 
   std::vector<std::pair<std::uint32_t, std::string>> copies;
-  for (int i = 0; i < 200; ++i) copies.push_back({2, "copy" + std::to_string(i % 20)});
+  for (int i = 0; i < 200; ++i) copies.push_back({2, "copy" + std::to_string(i / 10)});
   fs::remove_all(data / kIdentifier);
   Package copied;
   unpack(copied, packageHeader() + entry(0, indexXml(copies)) + entry(2, "x"));
