@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/system.h"
 #include "support/text.h"
 #include "support/xml_scanner.h"
 
@@ -322,14 +323,14 @@ void appendDeclaration(TiXmlDocument& document) {
 }  // namespace tessaron
 
 bool composeTextNode(TiXmlElement* parent, std::string name, std::u16string value) {
-  if (!parent) return false;
+  if (!tessaron::isReadable(parent)) return false;
   tessaron::appendText(*parent, name.c_str(), value);
   return true;
 }
 
 bool composeTextAttributeNode(TiXmlElement* parent, std::string name, std::string attribute,
                               std::u16string value, std::u16string text) {
-  if (!parent) return false;
+  if (!tessaron::isReadable(parent)) return false;
   TiXmlElement* element = tessaron::appendElement(*parent, name.c_str());
   tessaron::setAttribute(*element, attribute.c_str(), value);
   if (!text.empty()) tessaron::setText(*element, text);
@@ -337,7 +338,7 @@ bool composeTextAttributeNode(TiXmlElement* parent, std::string name, std::strin
 }
 
 bool parseTextNode(TiXmlElement* element, const std::string& name, std::u16string& out) {
-  if (!element || element->ValueStr() != name) return false;
+  if (!tessaron::isReadable(element) || element->ValueStr() != name) return false;
   out = tessaron::elementText(*element);
   return true;
 }

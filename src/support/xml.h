@@ -9,17 +9,18 @@
 #include "tessaron_export.h"
 
 /// Appends to `parent` an element `name` whose only child is a text node holding `value` in UTF-8.
-/// Characters that XML 1.0 does not allow become U+FFFD. False when `parent` is null.
+/// Characters that XML 1.0 does not allow become U+FFFD. False when `parent` cannot be read.
 TESSARON_API bool composeTextNode(TiXmlElement* parent, std::string name, std::u16string value);
 
 /// Appends to `parent` an element `name` that carries `value` as its attribute `attribute`, with
-/// `text` as its text unless that is empty. False when `parent` is null.
+/// `text` as its text unless that is empty. False when `parent` cannot be read.
 TESSARON_API bool composeTextAttributeNode(TiXmlElement* parent, std::string name,
                                            std::string attribute, std::u16string value,
                                            std::u16string text);
 
 /// When `element` is named exactly `name`, fills `out` with the element's text (all its text and
-/// CDATA children; empty when it has none) and returns true. Otherwise false, `out` untouched.
+/// CDATA children; empty when it has none) and returns true. Otherwise false, `out` untouched; also
+/// when `element` cannot be read.
 TESSARON_API bool parseTextNode(TiXmlElement* element, const std::string& name,
                                 std::u16string& out);
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -228,10 +229,13 @@ TEST(TextNodes, MatchNamesExactly) {
   std::u16string out = u"before";
   EXPECT_FALSE(parseTextNode(document.RootElement(), "title", out));
   EXPECT_FALSE(parseTextNode(document.RootElement(), "Titl", out));
-  EXPECT_FALSE(parseTextNode(nullptr, "Title", out));
+  for (const std::uintptr_t address : {std::uintptr_t{0}, std::uintptr_t{16}, ~std::uintptr_t{0}}) {
+    auto* unreadable = reinterpret_cast<TiXmlElement*>(address);
+    EXPECT_FALSE(parseTextNode(unreadable, "Title", out));
+    EXPECT_FALSE(composeTextNode(unreadable, "a", u"x"));
+    EXPECT_FALSE(composeTextAttributeNode(unreadable, "a", "b", u"x", u""));
+  }
   EXPECT_EQ(out, u"before");
-  EXPECT_FALSE(composeTextNode(nullptr, "a", u"x"));
-  EXPECT_FALSE(composeTextAttributeNode(nullptr, "a", "b", u"x", u""));
 }
 
 }  // namespace
