@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include "settings/collation.h"
-#include "settings/setting_table.h"
 #include "settings_key.h"
 #include "status.h"
 #include "support/text.h"
@@ -51,18 +50,6 @@ void explainEmpty(const Response& response) {
   if (error.empty() && !canHoldItems(document))
     throw Failure{kBadData, name, "this is no response: it has no place for items"};
   warn(name + ": no item found" + (error.empty() ? "" : ": " + error));
-}
-
-/// Reads the one setting that an import goes by, or takes its default.
-void loadCollationOption() {
-  const RegistryDeadline deadline;
-  CRegKeyEx key;
-  openSettings(key, kOptionsKey, SettingsAccess::Read);
-  for (const Setting& setting : settingTable()) {
-    if (setting.name != std::u16string_view(u"CollationOption")) continue;
-    resetSetting(setting, _Config);
-    requireSettings(readSetting(setting, key, _Config), SettingsAccess::Read);
-  }
 }
 
 /// Takes the responses over into `collection` and returns how many of their items it accepted.
@@ -117,7 +104,7 @@ int run(const Options& options, const Context& context) {
   for (const std::string& path : options.responses)  // before the lock: input may be slow
     responses.push_back({path, readInput(path), {}});
 
-  loadCollationOption();
+  loadSetting(u"CollationOption", _Config);
   std::size_t accepted = 0;
   const auto import = [&](Collection& collection) {
     accepted = importAll(collection, responses, context);

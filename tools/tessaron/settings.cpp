@@ -374,6 +374,17 @@ void requireSettings(std::int32_t code, Access access) {
   if (code != ERROR_SUCCESS) throw storeFailure(code, access);
 }
 
+void loadSetting(std::u16string_view name, Config& config) {
+  const RegistryDeadline deadline;
+  CRegKeyEx key;
+  openSettings(key, kOptionsKey, Access::Read);
+  for (const Setting& setting : settingTable()) {
+    if (setting.name != name) continue;
+    resetSetting(setting, config);
+    requireSettings(readSetting(setting, key, config), Access::Read);
+  }
+}
+
 void addSettings(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("settings", "Shows and changes the settings");

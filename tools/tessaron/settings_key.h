@@ -1,6 +1,9 @@
 #pragma once
 // How the verbs open the settings, and what they say when they cannot.
 
+#include <string_view>
+
+#include "settings/config.h"
 #include "settings/reg_key.h"
 
 namespace tessaron::tool {
@@ -18,5 +21,8 @@ void openSettings(CRegKeyEx& key, const char16_t* name, SettingsAccess access);
 
 /// Fails in the same way unless the system's error code is 0.
 void requireSettings(std::int32_t code, SettingsAccess access);
+
+/// Gives `config` the stored value of a setting, or its default. Fails in the same way.
+void loadSetting(std::u16string_view name, Config& config);
 
 }  // namespace tessaron::tool
