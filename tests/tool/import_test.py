@@ -69,6 +69,13 @@ class Import(ToolTest):
         self.tool("settings", "set", "CollationOption", 3)
         self.assertEqual(self.counts("r.xml")[0], [0, 1, 0])
         self.assertEqual(stored(), ("Matrix Reloaded, The", ["jo van der doe"], ["jo van der doe"]))
+        self.assertEqual(self.tool("sortform", text="jo doe").out, "jo doe\n")
+        os.environ["TESSARON_SETTINGS"] = str(self.folder)  # which cannot be read as a file
+        self.assert_failures([
+            (66, "settings: ", "import", "-c", "c.xml", "r.xml"),
+            (66, "settings: ", "sortform", "r.xml"),
+            (66, "settings: ", "theme", "list"),
+        ], untouched=[self.folder / "c.xml"])
 
     def test_reads_standard_input_and_pipes(self):
         self.assertEqual(self.counts("-", text=response(item("A1")))[0], [1, 0, 0])

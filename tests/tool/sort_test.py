@@ -10,7 +10,7 @@ SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
 
 class Sort(ToolTest):
     def test_gives_the_sort_form_of_each_line(self):
-        lines = "john smith\n\nThe End\nsmith, john"
+        lines = "\ufeffjohn smith\r\n\r\nThe End\nsmith, john"
         for arguments, expected in [
             ((), "Smith, John\n\nEnd, The\nSmith, John\n"),
             (("--names", "--option", 1), "John Smith\n\nThe End\nSmith, John\n"),
@@ -27,7 +27,7 @@ class Sort(ToolTest):
         ])
 
     def test_sorts_lines_and_keeps_their_bytes(self):
-        self.write("lines", b"b\nPart 10\n\xff\npart 9\na\nPART 9\n\n\xc3\xa9\nf")
+        self.write("lines", b"\xef\xbb\xbfb\nPart 10\n\xff\npart 9\na\nPART 9\n\n\xc3\xa9\nf")
         expected = b"\na\nb\n\xc3\xa9\nf\npart 9\nPART 9\nPart 10\n\xff\n"
         for arguments in ((), ("--no-case",)):
             with open(self.folder / "sorted", "wb") as out:  # no text: it is no UTF-8

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "settings/collation.h"
+#include "settings_key.h"
 #include "support/text.h"
 #include "verbs.h"
 
@@ -12,11 +14,16 @@ struct Options {
   std::string input = "-";
   bool names = false;
   bool titles = false;
-  int option = 0;
+  std::optional<int> option;
   bool noCase = false;
 };
 
-std::vector<std::string> linesOf(std::string_view text) {
+/// The lines of a file, without the byte-order mark of the first one.
+std::vector<std::string> readLines(const std::string& path) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  const std::string content = readInput(path);
+  std::string_view text = content;
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
@@ -26,10 +33,17 @@ std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
+/// The text of a line, without the carriage return that may end it.
+std::u16string textOf(std::string_view line) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return fromUtf8(line);
+}
+
 int sortForms(const Options& options) {
-  CCollationSystem::m_nOption = options.option;
-  for (const std::string& line : linesOf(readInput(options.input))) {
-    std::u16string text = fromUtf8(line);
+  if (!options.option) loadSetting(u"CollationOption", _Config);
+  CCollationSystem::m_nOption = options.option.value_or(_Config.CollationOption);
+  for (const std::string& line : readLines(options.input)) {
+    std::u16string text = textOf(line);
     if (options.titles) {
       CCollationSystem::ConvertTitle(text);
     } else {
@@ -46,8 +60,8 @@ int sort(const Options& options) {
     std::string bytes;
   };
   std::vector<Line> lines;
-  for (std::string& bytes : linesOf(readInput(options.input)))
-    lines.push_back({fromUtf8(bytes), std::move(bytes)});
+  for (std::string& bytes : readLines(options.input))
+    lines.push_back({textOf(bytes), std::move(bytes)});
   std::ranges::stable_sort(lines, [&](const Line& a, const Line& b) {
     return CCollationSystem::CompareStringW(a.text.c_str(), b.text.c_str(), options.noCase) < 0;
   });
@@ -62,16 +76,14 @@ void addSortForm(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("sortform", "Turns names or titles into what they sort by");
   verb->footer(
       "A line in, a line out: \"john smith\" becomes \"Smith, John\", and \"The Matrix\" becomes\n"
-      "\"Matrix, The\". The options are those of the setting CollationOption: 0 converts names "
-      "and\n"
-      "titles, 1 only the case of names, 2 only names, 3 only titles.");
+      "\"Matrix, The\". What is converted is up to the setting CollationOption, as in import, or\n"
+      "else to --option: 0 names and titles, 1 the case of names, 2 names, 3 titles.");
   CLI::Option* names =
       verb->add_flag("--names", options->names, "The lines are names (the default)");
   verb->add_flag("--titles", options->titles, "The lines are titles")->excludes(names);
-  verb->add_option("--option", options->option, "What is converted")
+  verb->add_option("--option", options->option, "What is converted, whatever the settings say")
       ->type_name("0..3")
-      ->check(CLI::Range(0, 3))
-      ->capture_default_str();
+      ->check(CLI::Range(0, 3));
   verb->add_option("FILE", options->input, "The lines, if not from standard input");
   verb->callback([&context, options] { context.run = [options] { return sortForms(*options); }; });
 }
