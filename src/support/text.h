@@ -19,10 +19,12 @@ TESSARON_API std::string wchar2utf8(std::u16string text);
 TESSARON_API std::u16string utf82wchar(std::string text);
 
 /// Repairs text that was decoded from UTF-8 once too often (or several times), through Latin-1 or
-/// Windows-1252: "GrÃ¶ÃŸe" becomes "Größe". Text that is not provably such stays as it is: every
-/// character must stand for a byte, the bytes must be well-formed UTF-8, and at least one sequence
-/// must be none that real text shows, such as a capital before a closing quotation mark.
-/// Idempotent. Returns true when it changed something.
+/// Windows-1252: "GrÃ¶ÃŸe" becomes "Größe". In doubt the text stays as it is: every unit must stand
+/// for a byte, the bytes must be well-formed UTF-8, and at least one sequence must be proof. That
+/// is one that does not read as the end of a word with closing marks ("CAFÉ…", "là »") and decodes
+/// into a common sign, or into a letter of the script around it. Wrongly decoded text that reads as
+/// real text throughout ("PERÃ’" for "PERÒ") stays. Idempotent. Returns true when it changed
+/// something.
 TESSARON_API bool fixunicode(std::u16string& text);
 
 namespace tessaron {
