@@ -1,7 +1,5 @@
 #include "mediainfo/mpeg_parser.h"
 
-#include <vector>
-
 #include "mediainfo/labels.h"
 #include "mediainfo/mpeg_scan_internal.h"
 #include "support/text.h"
@@ -70,23 +68,7 @@ int CMPEGFileParser::getMP3FrameData(std::uint32_t header, int* bitRate, int* sa
 
 bool CMPEGFileParser::parseByHandle(tessaron::File& file, PropertyMap&, StreamList&,
                                     StreamList& videoStreams) {
-  constexpr int kBlocks = 16;
-  constexpr int kFailures = 16;  // in a row
-  std::vector<std::byte> buffer(MpegScan::kBlockSize);
-  MpegScan scan;
-  file.seek(0);
-  int failures = 0;
-  for (int blocks = 0; blocks < kBlocks && !(scan.audioSeen && scan.videoSeen);) {
-    const std::optional<std::size_t> count = file.read(buffer);
-    if (!count) {
-      if (++failures == kFailures) break;
-      continue;
-    }
-    if (*count == 0) break;
-    failures = 0;
-    ++blocks;
-    scan.scanBlock(std::span(buffer).first(*count));
-  }
+  const MpegScan scan = tessaron::scanBeginning(file);
   for (const MpegScan::Video& video : scan.video) {
     if (video.present) videoStreams.push_back(describe(video, scan.isMpeg2));
   }

@@ -2,6 +2,8 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <optional>
+#include <vector>
 
 #include "mediainfo/mpeg_parser.h"
 #include "mediainfo/mpeg_scan_internal.h"
@@ -191,6 +193,27 @@ bool MpegScan::readSequence(ByteReader& in) {
   to.bitRate = ((b[4] * 256 + b[5]) * 4 + (b[6] & 0xC0)) * 400;
   totalBitRate += to.bitRate;
   return true;
+}
+
+MpegScan scanBeginning(File& file) {
+  constexpr int kBlocks = 16;
+  constexpr int kFailures = 16;  // in a row
+  std::vector<std::byte> buffer(MpegScan::kBlockSize);
+  MpegScan scan;
+  file.seek(0);
+  int failures = 0;
+  for (int blocks = 0; blocks < kBlocks && !(scan.audioSeen && scan.videoSeen);) {
+    const std::optional<std::size_t> count = file.read(buffer);
+    if (!count) {
+      if (++failures == kFailures) break;
+      continue;
+    }
+    if (*count == 0) break;
+    failures = 0;
+    ++blocks;
+    scan.scanBlock(std::span(buffer).first(*count));
+  }
+  return scan;
 }
 
 }  // namespace tessaron

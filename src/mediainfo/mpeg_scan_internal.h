@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "platform/file.h"
 #include "support/byte_reader.h"
 
 namespace tessaron {
@@ -52,6 +53,10 @@ class MpegScan {
 
   std::uint32_t code_ = 0x1B9;
 };
+
+/// Scans the beginning of a file: 16 blocks at most, up to that in which an audio and a video
+/// stream have been seen.
+MpegScan scanBeginning(File& file);
 
 /// The offset of the first bytes 00 00 01 in `bytes`; its size when there are none.
 std::size_t findStartCode(std::span<const std::byte> bytes);

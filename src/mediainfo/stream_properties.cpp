@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 
 #include "mediainfo/labels.h"
@@ -27,6 +28,10 @@ std::u16string fourCCText(std::uint32_t code) {
   return text;
 }
 
+std::u16string codeText(std::uint32_t code, bool isVideo) {
+  return isVideo ? fourCCText(code) : hexadecimal(code, 4);
+}
+
 std::u16string formatName(const MediaStream& stream, CAudioFormatTagInfo& formatTags,
                           CFourCCInfo& fourCCs) {
   std::u16string name;
@@ -39,8 +44,7 @@ std::u16string formatName(const MediaStream& stream, CAudioFormatTagInfo& format
   }
   if (!stream.codecName.empty()) return fromUtf8(stream.codecName);
   const std::uint32_t code = stream.codes[0];
-  if (code == 0) return {};
-  return stream.isVideo ? fourCCText(code) : hexadecimal(code, 4);
+  return code == 0 ? std::u16string() : codeText(code, stream.isVideo);
 }
 
 }  // namespace
@@ -48,6 +52,9 @@ std::u16string formatName(const MediaStream& stream, CAudioFormatTagInfo& format
 PropertyMap streamProperties(const MediaStream& stream, CAudioFormatTagInfo& formatTags,
                              CFourCCInfo& fourCCs) {
   PropertyMap map;
+  const auto isTime = [](const auto& entry) {
+    return entry.first == label::kRunTime || entry.first == label::kFrameRate;
+  };
   const auto add = [&map](std::uint32_t key, std::u16string text) {
     if (!text.empty()) map.emplace(key, std::move(text));
   };
@@ -63,11 +70,20 @@ PropertyMap streamProperties(const MediaStream& stream, CAudioFormatTagInfo& for
   if (stream.width > 0 && stream.height > 0) {
     add(label::kDimensions, number(stream.width) + u" x " + number(stream.height));
   }
-  if (stream.frameRate > 0) add(label::kFrameRate, decimalText(stream.frameRate, 3) + u" fps");
+  if (stream.frameRate > 0 && stream.frameRate <= kMaxFrameRate) {
+    add(label::kFrameRate, decimalText(stream.frameRate, 3) + u" fps");
+  }
   if (stream.aspectX > 0 && stream.aspectY > 0) {
     add(label::kAspectRatio, number(stream.aspectX) + u':' + number(stream.aspectY));
   }
+  if (std::ranges::all_of(map, isTime)) map.clear();
   return map;
+}
+
+bool isBareCode(const std::u16string& format, const MediaStream& stream) {
+  return std::ranges::any_of(stream.codes, [&](std::uint32_t code) {
+    return code != 0 && format == codeText(code, stream.isVideo);
+  });
 }
 
 }  // namespace tessaron

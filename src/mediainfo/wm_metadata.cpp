@@ -14,11 +14,17 @@
 #include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 
+#include <chrono>
+#include <cstdio>
 #include <memory>
+#include <optional>
+#include <string_view>
 
 #include "mediainfo/labels.h"
+#include "mediainfo/mp4_sound_internal.h"
 #include "mediainfo/tag_stream_internal.h"
 #include "support/string_table.h"
+#include "support/text.h"
 #include "support/units.h"
 
 namespace tessaron {
@@ -87,6 +93,8 @@ struct TagName {
                           // where it may be a number
 };
 
+constexpr std::string_view kEncodingTime = "WM/EncodingTime";
+
 constexpr TagName kNames[] = {
     {label::kTitle, "TITLE", nullptr},
     {label::kAuthor, "ARTIST", nullptr},
@@ -131,7 +139,7 @@ constexpr TagName kNames[] = {
     {label::kUserWebPage, "URL", "WM/UserWebURL"},
     {label::kEncodedBy, "ENCODEDBY", nullptr},
     {label::kEncodingSettings, nullptr, "WM/EncodingSettings"},
-    {label::kEncodingTime, "ENCODINGTIME", nullptr},
+    {label::kEncodingTime, "ENCODINGTIME", kEncodingTime.data()},
     {label::kEncodingTool, "ENCODING", "WM/ToolName"},
     {label::kEncodingTool, "ENCODER", nullptr},
     {label::kDistributor, nullptr, "WM/ContentDistributor"},
@@ -148,8 +156,28 @@ void add(PropertyMap& map, std::uint32_t label, const std::u16string& value) {
   if (!value.empty()) map.emplace(label, value);
 }
 
-std::u16string attributeText(const TagLib::ASF::Tag& tag, const char* name) {
-  const TagLib::ASF::AttributeList values = tag.attribute(name);
+// A FILETIME as "2004-05-06 07:08:09 UTC"; empty when it is 0 or behind the year 9999.
+std::u16string fileTimeText(std::uint64_t steps) {
+  using namespace std::chrono;
+  constexpr std::uint64_t kStepsPerSecond = 10'000'000;
+  constexpr sys_days kEpoch = year(1601) / January / 1;
+  constexpr sys_days kEnd = year(10000) / January / 1;
+  const sys_seconds time = kEpoch + seconds(steps / kStepsPerSecond);
+  if (steps == 0 || time >= kEnd) return {};
+  const auto day = floor<days>(time);
+  const year_month_day date(day);
+  const hh_mm_ss clock(time - day);
+  char text[32];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d UTC",
+                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
+                static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return fromUtf8(text);
+}
+
+std::u16string attributeText(const TagLib::ASF::Tag& tag, std::string_view name) {
+  const TagLib::ASF::AttributeList values = tag.attribute(name.data());
   if (values.isEmpty()) return {};
   const TagLib::ASF::Attribute& value = values.front();
   switch (value.type()) {
@@ -159,6 +187,8 @@ std::u16string attributeText(const TagLib::ASF::Tag& tag, const char* name) {
       return decimalText(value.toUShort(), 0);
     case TagLib::ASF::Attribute::DWordType:
       return decimalText(value.toUInt(), 0);
+    case TagLib::ASF::Attribute::QWordType:
+      return name == kEncodingTime ? fileTimeText(value.toULongLong()) : std::u16string();
     default:
       return {};
   }
@@ -197,13 +227,16 @@ void addMpegFormat(const TagLib::MPEG::Properties& mpeg, PropertyMap& map) {
   add(map, label::kMode, tableText(mode));
 }
 
-void addSound(const TagLib::AudioProperties& sound, PropertyMap& map) {
+void addSound(const TagLib::AudioProperties& sound, File& file, PropertyMap& map) {
   if (const auto* mpeg = dynamic_cast<const TagLib::MPEG::Properties*>(&sound)) {
     addMpegFormat(*mpeg, map);
   }
   constexpr double kThousand = 1000;
   if (sound.bitrate() > 0) add(map, label::kDataRate, dataRateText(sound.bitrate() * kThousand));
-  if (sound.channels() > 0) add(map, label::kChannels, decimalText(sound.channels(), 0));
+  const bool isMp4 = dynamic_cast<const TagLib::MP4::Properties*>(&sound) != nullptr;
+  const std::optional<std::uint32_t> configured = isMp4 ? mp4Channels(file) : std::nullopt;
+  const double channels = configured ? *configured : sound.channels();
+  if (channels > 0) add(map, label::kChannels, decimalText(channels, 0));
   if (sound.sampleRate() > 0) add(map, label::kSample, decimalText(sound.sampleRate(), 0) + u" Hz");
   const int milliseconds = sound.lengthInMilliseconds();
   if (milliseconds > 0) add(map, label::kRunTime, runTimeText(milliseconds / kThousand));
@@ -222,7 +255,7 @@ bool CWMMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaI
   if (!tags) return false;
   tessaron::addTags(*tags, metaInfo);
   if (!isVideo && tags->audioProperties()) {
-    tessaron::addSound(*tags->audioProperties(), metaInfo);
+    tessaron::addSound(*tags->audioProperties(), *file, metaInfo);
   }
   return true;
 }

@@ -12,6 +12,8 @@ namespace tessaron {
 /// An audio or video stream of a media file, as far as it is known: 0 stands for unknown.
 struct MediaStream {
   bool isVideo = false;
+  /// The low byte of the start code of an MPEG program stream's packets; 0 when there is none.
+  std::uint8_t packetId = 0;
   /// Wave format tags, or FourCCs with their first character in the lowest byte: first the one in
   /// the file, then what else the codec goes by.
   std::array<std::uint32_t, 2> codes{};

@@ -103,27 +103,28 @@ TEST_F(CWMMDParserTest, ReadsTheOldTagsAtTheEnd) {
 }
 
 TEST_F(CWMMDParserTest, ReadsWindowsMediaAttributes) {
-  const std::string file = asfFile({"Lied", "M\xFCller", "\xA9 me", "fine", "5"},
-                                   {{"WM/AlbumTitle", "Alb"},
-                                    {"WM/Year", "2004"},
-                                    {"WM/Genre", "Jazz"},
-                                    {"WM/Composer", "Bach"},
-                                    {"WM/Composer", "Abel"},
-                                    {"WM/Director", "Dan"},
-                                    {"WM/InitialKey", "Am"},
-                                    {"WM/ParentalRating", "none"},
-                                    {"WM/OriginalArtist", "Ann"},
-                                    {"WM/RadioStationName", "FM"},
-                                    {"WM/PromotionURL", "http://example.org/p"},
-                                    {"WM/EncodingSettings", "q9"},
-                                    {"WM/UniqueFileIdentifier", "id"},
-                                    {"WM/Unheard", "of"}},
-                                   {{"WM/TrackNumber", 7}, {"WM/BeatsPerMinute", 120}});
+  const std::string file = asfFile(
+      {"Lied", "M\xFCller", "\xA9 me", "fine", "5"},
+      {{"WM/AlbumTitle", "Alb"},
+       {"WM/Year", "2004"},
+       {"WM/Genre", "Jazz"},
+       {"WM/Composer", "Bach"},
+       {"WM/Composer", "Abel"},
+       {"WM/Director", "Dan"},
+       {"WM/InitialKey", "Am"},
+       {"WM/ParentalRating", "none"},
+       {"WM/OriginalArtist", "Ann"},
+       {"WM/RadioStationName", "FM"},
+       {"WM/PromotionURL", "http://example.org/p"},
+       {"WM/EncodingSettings", "q9"},
+       {"WM/UniqueFileIdentifier", "id"},
+       {"WM/Unheard", "of"}},
+      {{"WM/TrackNumber", 7}, {"WM/BeatsPerMinute", 120}, {"WM/EncodingTime", 127282793291230000}});
   const std::string tags =
       "40301=Lied 40302=Müller 40303=Alb 40304=2004 40305=7 40306=Jazz 40307=© me 40308=fine "
       "40309=5 "
       "40311=Bach; Abel 40313=Dan 40323=Am 40324=120 40327=none 40329=Ann 40333=FM "
-      "40338=http://example.org/p 40341=q9 40346=id";
+      "40338=http://example.org/p 40341=q9 40342=2004-05-06 01:08:49 UTC 40346=id";
   EXPECT_EQ(read(file), "40102=128 kbps 40103=2 40104=44100 Hz 40106=1:30 " + tags);
   // Of a film the sound is described elsewhere.
   EXPECT_EQ(read(file, kVideo), tags);

@@ -65,7 +65,7 @@ std::string wavFile(const std::string& chunks) {
 }
 
 std::string asfFile(const std::vector<std::string>& fields, const TagTexts& attributes,
-                    const std::vector<std::pair<std::string, std::uint32_t>>& numbers) {
+                    const std::vector<std::pair<std::string, std::uint64_t>>& numbers) {
   const std::string id(16, '\0');
   const std::string properties = id + le64(0) + le64(0) + le64(0) + le64(90 * 10'000'000ULL) +
                                  le64(0) + le64(0) + le32(0) + le32(0) + le32(0) + le32(128000);
@@ -83,7 +83,10 @@ std::string asfFile(const std::vector<std::string>& fields, const TagTexts& attr
         le16(sizeOf(wide(name))) + wide(name) + le16(0) + le16(sizeOf(wide(text))) + wide(text);
   }
   for (const auto& [name, value] : numbers) {
-    extended += le16(sizeOf(wide(name))) + wide(name) + le16(3) + le16(4) + le32(value);
+    const bool isLong = value >> 32 != 0;
+    extended += le16(sizeOf(wide(name))) + wide(name) +
+                (isLong ? le16(4) + le16(8) + le64(value)
+                        : le16(3) + le16(4) + le32(static_cast<std::uint32_t>(value)));
   }
   const std::string objects =
       asfObject(0x8CABDCA1, "\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65"s, properties) +

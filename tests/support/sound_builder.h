@@ -24,9 +24,9 @@ std::string riffChunk(const std::string& name, const std::string& content);
 std::string wavFile(const std::string& chunks);
 
 /// A Windows Media file with 90 s of sound, 2 channels, 44,100 Hz, 128 kbit/s. `fields` are title,
-/// author, copyright, comment and rating.
+/// author, copyright, comment and rating. Numbers beyond 32 bits are stored in 64.
 std::string asfFile(const std::vector<std::string>& fields, const TagTexts& attributes,
-                    const std::vector<std::pair<std::string, std::uint32_t>>& numbers = {});
+                    const std::vector<std::pair<std::string, std::uint64_t>>& numbers = {});
 
 /// A FLAC file of 44,100 Hz with Vorbis comments and a picture of `pictureSize` bytes.
 std::string flacFile(const TagTexts& comments, std::uint32_t pictureSize);

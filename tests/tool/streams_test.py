@@ -19,14 +19,17 @@ FILES = [
     ("xvid.avi", f"{FILM} -c:v mpeg4 -vtag XVID -c:a libmp3lame -b:a 128k", ["XviD MPEG-4 4:3"],
      ["MPEG-1 Layer 3"]),
     ("jpeg.avi", f"{NTSC} -c:v mjpeg -c:a pcm_s16le", ["Motion JPEG 4:3"], ["Microsoft Wave PCM"]),
-    ("ffv1.avi", f"{FILM} -map 0 -map 1 -map 1 -c:v ffv1 -c:a adpcm_ms", ["FFV1 4:3"],
+    ("ffv1.avi", f"{FILM} -map 0 -map 1 -map 1 -c:v ffv1 -c:a adpcm_ms", ["FFmpeg video codec #1 4:3"],
      ["Microsoft Wave ADPCM"] * 2),
+    ("codes.avi", f"{FILM} -c:v mpeg4 -c:a aac", ["MPEG-4 part 2 4:3"],
+     ["AAC (Advanced Audio Coding)"]),
     ("film.wmv", f"{FILM} -c:v wmv2 -c:a wmav2", ["Microsoft Windows Media Video 8 4:3"],
      ["Microsoft Windows Media Audio"]),
     ("film.mov", f"{FILM} -c:v mpeg4 -c:a aac", ["MPEG-4 part 2 4:3"],
      ["AAC (Advanced Audio Coding)"]),
     ("sound.wav", SOUND, [], ["Microsoft Wave PCM"]),
     ("sound.mp3", f"{SOUND} -b:a 128k", [], ["MPEG-1 Layer 3"]),
+    ("mono.mp4", f"{SOUND} -c:a aac", [], ["AAC (Advanced Audio Coding)"]),
     ("sound.ogg", f"{SOUND} -c:a libvorbis", [], ["Vorbis"]),
     ("sound.wma", f"{SOUND} -c:a wmav2 -b:a 64k", [], ["Microsoft Windows Media Audio"]),
 ]
@@ -76,6 +79,30 @@ class Streams(ToolTest):
                 self.assertEqual([f"{s['Format']} {s['Aspect Ratio']}" for s in ours["video"]],
                                  pictures)
                 self.assertEqual([s["Format"] for s in ours["audio"]], sounds)
+                if channels := file["metaInfo"].get("40103"):
+                    self.assertEqual(channels["value"], ours["audio"][0]["Channels"])
+
+    def video(self, name, arguments, blank=b""):
+        path = self.folder / name
+        subprocess.run(["ffmpeg", "-v", "quiet", *arguments.split(), path], check=True)
+        path.write_bytes(path.read_bytes().replace(blank, bytes(len(blank)), 1 if blank else 0))
+        [folder] = self.json("scan", path)
+        return [{entry["label"]: entry["value"] for entry in stream.values()}
+                for stream in folder["files"][0]["videoStreams"]]
+
+    def test_takes_no_tick_for_a_frame_rate(self):
+        [stream] = self.video("still.wmv", f"{FILM} -map 0 -frames:v 1")
+        self.assertNotIn("Frame Rate", stream)
+        self.assertEqual(stream["Dimensions"], "320 x 240")
+
+    def test_tells_streams_apart_by_their_ids(self):
+        small = FILM.replace("320x240", "160x120")
+        streams = self.video(  # as if recorded from within a group of pictures of the wide stream
+            "two.mpg", f"{FILM} {small} -map 0 -map 2 -map 1 -f vob -g 5 "
+            "-aspect:v:0 16:9 -aspect:v:1 4:3",
+            b"\0\0\1\xb3\x14\x00\xf0")
+        self.assertEqual({s["Dimensions"]: s["Aspect Ratio"] for s in streams},
+                         {"320 x 240": "16:9", "160 x 120": "3:4"})
 
 
 if __name__ == "__main__":

@@ -158,6 +158,10 @@ bool isListed(const AVStream& stream) {
   return type == AVMEDIA_TYPE_AUDIO || (type == AVMEDIA_TYPE_VIDEO && !isCover);
 }
 
+bool isProgramStream(const AVFormatContext& context) {
+  return context.iformat->name == std::string_view("mpeg");
+}
+
 double secondsOf(const AVStream& stream, const AVFormatContext& context) {
   // A recording that was broken off claims more frames than its file has bytes.
   const auto* source = static_cast<const Source*>(context.pb->opaque);
@@ -203,6 +207,7 @@ MediaStream describe(const AVStream& from, const AVFormatContext& context) {
   const AVCodecParameters& codec = *from.codecpar;
   MediaStream to;
   to.isVideo = codec.codec_type == AVMEDIA_TYPE_VIDEO;
+  if (isProgramStream(context)) to.packetId = static_cast<std::uint8_t>(from.id);
   to.codes = codesOf(codec);
   const AVCodecDescriptor* const descriptor = av().avcodec_descriptor_get(codec.codec_id);
   if (descriptor != nullptr && codec.codec_id != AV_CODEC_ID_NONE) {
@@ -250,7 +255,7 @@ std::optional<std::vector<MediaStream>> findMediaStreams(std::u16string_view pat
   std::ranges::copy_if(input.streams(), std::back_inserter(found),
                        [](const AVStream* stream) { return isListed(*stream); });
   // A program stream's come in the order of their first packets.
-  if (input->iformat->name == std::string_view("mpeg")) {
+  if (isProgramStream(*input.get())) {
     std::ranges::stable_sort(found, {}, &AVStream::id);
   }
   std::vector<MediaStream> streams;
