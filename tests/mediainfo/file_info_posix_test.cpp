@@ -15,6 +15,7 @@
 
 #include "mediainfo/folder_info.h"
 #include "platform/directory.h"
+#include "platform/posix/native_path.h"
 #include "temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -66,6 +67,25 @@ TEST(CFileInfo, TakesBothSeparatorsForOne) {
   EXPECT_FALSE(info.fromFile(u"C:\\dir\\archive.TAR.GZ"));
   EXPECT_EQ(info.name, u"archive.TAR.GZ");
   EXPECT_EQ(info.category, 2);
+}
+
+TEST(CFolderInfo, DescribesNoOtherFileThanTheOneThatHasTheName) {
+  TemporaryFolder folder;
+  const fs::path odd = folder.path / "caf\xE9";
+  fs::create_directory(odd);
+  std::map<std::uint32_t, std::string> expected;
+  for (const char* name : {"\xFF.txt", "\uFFFD.txt", "\xE2\x82 \xED\xA0\x80.txt", "\U0001F3B5"}) {
+    std::ofstream(odd / name) << std::string(expected.size() + 1, 'x');
+    expected[static_cast<std::uint32_t>(expected.size() + 1)] = name;
+  }
+  std::error_code error;
+  const auto entries = tessaron::readFolder(folder.path.u16string(), error);
+  ASSERT_EQ(entries.size(), 1u);
+  CFolderInfo info;
+  info.fromFolder(tessaron::joinPath(folder.path.u16string(), entries[0].name));
+  ASSERT_EQ(info.files.size(), expected.size());
+  for (const CFileInfo& file : info.files)
+    EXPECT_EQ(tessaron::fromNativePath(expected[file.sizeLow]), file.name);
 }
 
 TEST(CFolderInfo, IsNotHeldUpByWhatIsNoFile) {

@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unicode/unistr.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -32,11 +31,6 @@ EntryKind kindOf(DIR* folder, const dirent& entry) {
   return S_ISLNK(mode) ? EntryKind::Link : EntryKind::Other;
 }
 
-std::u16string wideName(const char* name) {
-  const icu::UnicodeString wide = icu::UnicodeString::fromUTF8(name);
-  return {wide.getBuffer(), static_cast<std::size_t>(wide.length())};
-}
-
 }  // namespace
 
 std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& error) {
@@ -53,7 +47,7 @@ std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& e
     if (!entry) break;
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    entries.push_back({wideName(entry->d_name), kindOf(folder.get(), *entry)});
+    entries.push_back({fromNativePath(name), kindOf(folder.get(), *entry)});
   }
   if (errno != 0) error = lastError();
   return entries;
