@@ -3,14 +3,18 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "support/bitmap_file.h"
 #include "support/byte_reader.h"
 
 namespace tessaron {
@@ -52,9 +56,45 @@ class QuietTiff {
 thread_local bool QuietTiff::quiet = false;
 TIFFErrorHandler QuietTiff::onError = nullptr, QuietTiff::onWarning = nullptr;
 
+// The kinds of pictures that are decoded, told by their first bytes. FreeImage would try all that
+// it has on a file whose name says nothing: layered ones, raw ones of cameras, and their libraries.
+FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
+  using namespace std::string_view_literals;
+  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+  struct Mark {
+    std::string_view bytes;
+    FREE_IMAGE_FORMAT format;
+  };
+  constexpr Mark kMarks[] = {
+      {"\xFF\xD8\xFF"sv, FIF_JPEG},
+      {"\x89PNG\r\n\x1A\n"sv, FIF_PNG},
+      {"GIF87a"sv, FIF_GIF},
+      {"GIF89a"sv, FIF_GIF},
+      {"BM"sv, FIF_BMP},
+      {"II*\0"sv, FIF_TIFF},
+      {"MM\0*"sv, FIF_TIFF},
+      {"\0\0\1\0"sv, FIF_ICO},
+  };
+  for (const auto& [bytes, format] : kMarks)
+    if (text.starts_with(bytes)) return format;
+  if (text.starts_with("RIFF"sv) &&
+      text.substr(std::min<std::size_t>(8, text.size()), 4) == "WEBP"sv)
+    return FIF_WEBP;
+  // TARGA has no mark, only numbers of which few are possible.
+  ByteReader reader(head);
+  reader.skip(1);
+  const std::uint8_t palette = reader.u8();
+  const std::uint8_t coding = reader.u8();
+  reader.skip(9);
+  const std::uint16_t width = reader.u16le();
+  const std::uint16_t height = reader.u16le();
+  const std::uint8_t bits = reader.u8();
+  const bool isTarga = palette <= 1 && (coding & ~8) >= 1 && (coding & ~8) <= 3 && width > 0 &&
+                       height > 0 && bits >= 8 && bits <= 32 && (bits % 8 == 0 || bits == 15);
+  return reader.ok() && isTarga ? FIF_TARGA : FIF_UNKNOWN;
+}
+
 // A file as FreeImage reads it: its first bytes are there, the rest is read where it is wanted.
-// What FreeImage misses comes as zeros: its readers use their headers also where a file ends inside
-// them.
 class Input {
  public:
   explicit Input(std::span<const std::byte> bytes) : head_(bytes), size_(bytes.size()) {}
@@ -64,9 +104,12 @@ class Input {
   std::uint64_t size() const { return size_; }
   std::span<const std::byte> head() const { return head_; }
 
-  FREE_IMAGE_FORMAT format() {
-    at_ = 0;
-    return FreeImage_GetFileTypeFromHandle(&io, this);
+  FREE_IMAGE_FORMAT format() const { return formatOf(head_); }
+  /// From now on the byte at `offset` reads as `value`.
+  void patch(std::uint64_t offset, std::byte value) { patches_.push_back({offset, value}); }
+  std::size_t readAt(std::uint64_t offset, std::span<std::byte> buffer) {
+    at_ = offset;
+    return readTo(buffer);
   }
   Bitmap load(FREE_IMAGE_FORMAT format, int flags) {
     at_ = 0;
@@ -84,7 +127,12 @@ class Input {
     } else if (wanted > 0 && file_) {
       given = readFully(*file_, at_, buffer.first(wanted)).value_or(0);
     }
-    std::ranges::fill(buffer.subspan(given), std::byte{0});
+    for (const auto& [offset, value] : patches_)
+      if (offset >= at_ && offset - at_ < given)
+        buffer[static_cast<std::size_t>(offset - at_)] = value;
+    // FreeImage's readers use their headers also where a file ends inside them.
+    constexpr std::size_t kLongestHeader = 1024;
+    if (buffer.size() <= kLongestHeader) std::ranges::fill(buffer.subspan(given), std::byte{0});
     at_ += given;
     return given;
   }
@@ -109,7 +157,13 @@ class Input {
     return static_cast<long>(static_cast<Input*>(handle)->at_);
   }
 
+  struct Patch {
+    std::uint64_t offset;
+    std::byte value;
+  };
+
   static FreeImageIO io;
+  std::vector<Patch> patches_;
   std::span<const std::byte> head_;
   std::uint64_t size_;
   File* file_ = nullptr;
@@ -168,6 +222,99 @@ std::optional<std::uint64_t> jpegBytes(std::span<const std::byte> bytes) {
   return std::nullopt;
 }
 
+// Walks the directories of a TIFF file.
+class TiffScan {
+ public:
+  explicit TiffScan(Input& input) : input_(input) {
+    std::array<std::byte, 8> head{};
+    if (input.readAt(0, head) < head.size()) return;
+    isBigEndian_ = head[0] == std::byte{'M'};
+    const std::uint32_t first = u32(std::span(head).subspan(4));
+    for (pending_.push_back(first); !pending_.empty() && seen_.size() < kMaxDirectories;) {
+      const std::uint32_t offset = pending_.back();
+      pending_.pop_back();
+      if (offset != 0 && seen_.insert(offset).second) readDirectory(offset, offset == first);
+    }
+  }
+
+  // FreeImage swaps the bytes of an IPTC block beyond its end: the entry gets a number that nobody
+  // reads.
+  void hideIptc() {
+    for (const std::uint64_t entry : iptc_) input_.patch(entry + 1, std::byte{0xBA});
+  }
+  // Whether the file has the bytes of the first picture, if that is not compressed.
+  bool holdsPixels() const {
+    constexpr std::uint32_t kPlain = 1, kReducedColor = 6;
+    const bool isPlain = compression_ <= kPlain && photometric_ != kReducedColor;
+    if (!isPlain || width_ == 0 || height_ == 0) return true;
+    constexpr std::uint64_t kMaxSamples = 0xFFFF, kMaxBits = 64;
+    const std::uint64_t pixel =
+        std::min(std::uint64_t{samples_}, kMaxSamples) * std::min(std::uint64_t{bits_}, kMaxBits);
+    const std::uint64_t row = (width_ * pixel + 7) / 8;
+    return row <= input_.size() / height_;
+  }
+
+ private:
+  static constexpr std::size_t kMaxDirectories = 1000;
+  static constexpr std::size_t kMaxBelow = 100;  // of a directory
+
+  std::uint16_t u16(std::span<const std::byte> bytes) const {
+    ByteReader reader(bytes);
+    return isBigEndian_ ? reader.u16be() : reader.u16le();
+  }
+  std::uint32_t u32(std::span<const std::byte> bytes) const {
+    ByteReader reader(bytes);
+    return isBigEndian_ ? reader.u32be() : reader.u32le();
+  }
+  std::vector<std::byte> read(std::uint64_t offset, std::size_t size) {
+    std::vector<std::byte> bytes(size);
+    bytes.resize(input_.readAt(offset, bytes));
+    return bytes;
+  }
+
+  void readDirectory(std::uint32_t offset, bool isFirst) {
+    constexpr std::size_t kEntry = 12;
+    const std::size_t count = u16(read(offset, 2));
+    const std::vector<std::byte> table = read(offset + std::uint64_t{2}, count * kEntry + 4);
+    std::span<const std::byte> rest(table);
+    for (std::size_t i = 0; i < count && rest.size() >= kEntry; ++i, rest = rest.subspan(kEntry)) {
+      readEntry(rest.first(kEntry), offset + 2 + std::uint64_t{kEntry} * i, isFirst);
+    }
+    if (rest.size() >= 4) pending_.push_back(u32(rest));
+  }
+
+  void readEntry(std::span<const std::byte> entry, std::uint64_t at, bool isFirst) {
+    constexpr std::uint16_t kShort = 3, kBelow = 330, kIptc = 33723;
+    const std::uint16_t number = u16(entry);
+    const bool isShort = u16(entry.subspan(2)) == kShort;
+    const std::uint32_t count = u32(entry.subspan(4));
+    const auto place = entry.subspan(8);
+    const std::uint32_t value = isShort ? u16(place) : u32(place);
+    if (number == kIptc && isBigEndian_) iptc_.push_back(at);
+    if (number == kBelow && count == 1) pending_.push_back(value);
+    if (number == kBelow && count > 1) {
+      const auto offsets = read(value, 4 * std::min<std::size_t>(count, kMaxBelow));
+      for (std::size_t i = 0; i + 4 <= offsets.size(); i += 4)
+        pending_.push_back(u32(std::span(offsets).subspan(i)));
+    }
+    if (!isFirst) return;
+    if (number == 256) width_ = value;
+    if (number == 257) height_ = value;
+    if (number == 258) bits_ = isShort && count > 2 ? u16(read(u32(place), 2)) : value;
+    if (number == 259) compression_ = value;
+    if (number == 262) photometric_ = value;
+    if (number == 277) samples_ = value;
+  }
+
+  Input& input_;
+  bool isBigEndian_ = false;
+  std::vector<std::uint32_t> pending_;
+  std::set<std::uint32_t> seen_;
+  std::vector<std::uint64_t> iptc_;
+  std::uint32_t width_ = 0, height_ = 0, bits_ = 1, compression_ = 1, photometric_ = 0,
+                samples_ = 1;
+};
+
 // How many bytes of pixels a byte of the file stands for at most.
 std::uint64_t densestCoding(FREE_IMAGE_FORMAT format) {
   switch (format) {
@@ -175,8 +322,9 @@ std::uint64_t densestCoding(FREE_IMAGE_FORMAT format) {
       return 3 * 512;  // a bit for every block of 8 by 8 pixels
     case FIF_PNG:
       return 1032;  // deflate
-    case FIF_TIFF:
-      return 1 << 16;  // facsimile: a bit for every white line
+    case FIF_TIFF:  // facsimile: a bit for every white line
+    case FIF_WEBP:  // one color takes some bytes in all
+      return 1 << 16;
     default:
       return 4096;  // LZW: 12 bits for up to 4096 bytes; nothing else comes near
   }
@@ -193,12 +341,11 @@ std::optional<std::uint64_t> pixelBytes(FREE_IMAGE_FORMAT format, Input& input, 
          FreeImage_GetBPP(header.get()) / 8;
 }
 
-// Whether a TARGA file's compressed rows are too few for FreeImage: it reads them in pieces as long
-// as what is left of the file by the picture's height, and uses what it has freed where that is
-// nothing.
-bool isBrokenTarga(FREE_IMAGE_FORMAT format, std::span<const std::byte> bytes) {
-  if (format != FIF_TARGA) return false;
-  ByteReader reader(bytes);
+// Whether a TARGA file lacks pixels. Of compressed rows FreeImage needs some bytes each: it reads
+// them in pieces as long as what is left of the file by the picture's height, and uses what it has
+// freed where that is nothing.
+bool isBrokenTarga(std::span<const std::byte> head, std::uint64_t size) {
+  ByteReader reader(head);
   std::size_t offset = 18;
   offset += reader.u8();
   const bool hasPalette = reader.u8() != 0;
@@ -207,17 +354,29 @@ bool isBrokenTarga(FREE_IMAGE_FORMAT format, std::span<const std::byte> bytes) {
   const std::size_t colors = reader.u16le();
   const std::size_t colorBytes = (reader.u8() + std::size_t{7}) / 8;
   if (hasPalette) offset += colors * colorBytes;
-  reader.skip(6);
-  const std::size_t height = reader.u16le();
-  constexpr std::size_t kLeast = 8;
-  return isCompressed && (height == 0 || bytes.size() < offset + height * kLeast);
+  reader.skip(4);
+  const std::uint64_t width = reader.u16le();
+  const std::uint64_t height = reader.u16le();
+  const std::uint64_t pixel = (reader.u8() + std::uint64_t{7}) / 8;
+  constexpr std::uint64_t kLeast = 8;
+  return height == 0 || size < offset + height * (isCompressed ? kLeast : width * pixel);
+}
+
+// Whether the file lacks bytes that its header claims for sure. Hides from FreeImage what it cannot
+// read safely.
+bool isBroken(FREE_IMAGE_FORMAT format, Input& input) {
+  if (format == FIF_TARGA) return isBrokenTarga(input.head(), input.size());
+  if (format != FIF_TIFF) return false;
+  TiffScan scan(input);
+  scan.hideIptc();
+  return !scan.holdsPixels();
 }
 
 // The format of a picture that may be decoded, FIF_UNKNOWN for all else. `header` becomes the
 // picture without its pixels, where FreeImage can tell it.
 FREE_IMAGE_FORMAT checkedFormat(Input& input, Bitmap& header) {
   const FREE_IMAGE_FORMAT format = input.format();
-  if (format == FIF_UNKNOWN) return format;
+  if (format == FIF_UNKNOWN || isBroken(format, input)) return FIF_UNKNOWN;
   const std::optional<std::uint64_t> taken = pixelBytes(format, input, header);
   const bool isAllowed =
       taken && *taken <= kMostPictureBytes && *taken / densestCoding(format) <= input.size();
@@ -232,6 +391,20 @@ std::vector<std::byte> readHead(File& file, std::uint64_t size) {
   return bytes;
 }
 
+bool mayBeLoaded(const BitmapHeader& header, std::uint64_t size) {
+  return header.fits(size) && header.pixelBytes() <= kMostPictureBytes;
+}
+
+bool loadFrom(Input input, fipImage& picture) {
+  Bitmap header;
+  const FREE_IMAGE_FORMAT format = checkedFormat(input, header);
+  if (format == FIF_UNKNOWN) return false;
+  Bitmap bitmap = input.load(format, 0);
+  if (!bitmap) return false;
+  picture = bitmap.release();
+  return true;
+}
+
 }  // namespace
 
 PictureMeasures measuresOf(const fipImage& picture) {
@@ -241,22 +414,18 @@ PictureMeasures measuresOf(const fipImage& picture) {
 
 bool loadPicture(std::span<const std::byte> bytes, fipImage& picture) {
   const QuietTiff quiet;
-  Input input(bytes);
-  Bitmap header;
-  const FREE_IMAGE_FORMAT format = checkedFormat(input, header);
-  if (format == FIF_UNKNOWN || isBrokenTarga(format, bytes)) return false;
-  Bitmap bitmap = input.load(format, 0);
-  if (!bitmap) return false;
-  picture = bitmap.release();
-  return true;
+  if (formatOf(bytes) != FIF_BMP) return loadFrom(Input(bytes), picture);
+  const std::optional<BitmapHeader> header = readBitmapHeader(bytes);
+  if (!header || !mayBeLoaded(*header, bytes.size())) return false;
+  if (header->isCommon(bytes.size())) return loadFrom(Input(bytes), picture);
+  return loadFrom(Input(plainBitmap(*header, bytes)), picture);
 }
 
 bool loadPicture(File& file, std::uint64_t size, fipImage& picture) {
   if (size > kMostPictureBytes) return false;
   std::vector<std::byte> bytes = readHead(file, size);
   if (size > kHead && bytes.size() == kHead) {
-    const QuietTiff quiet;
-    if (Input(bytes, file, size).format() == FIF_UNKNOWN) return false;
+    if (formatOf(bytes) == FIF_UNKNOWN) return false;
     bytes.resize(static_cast<std::size_t>(size));
     bytes.resize(kHead + readFully(file, kHead, std::span(bytes).subspan(kHead)).value_or(0));
   }
@@ -277,6 +446,13 @@ bool measurePicture(File& file, std::uint64_t size, PictureMeasures& measures) {
   fipImage picture;
   if (format == FIF_GIF || format == FIF_JPEG) {  // FreeImage has to decode them
     if (!loadPicture(file, size, picture)) return false;
+  } else if (format == FIF_BMP) {
+    const std::optional<BitmapHeader> header = readBitmapHeader(head);
+    if (size > kMostPictureBytes || !header || !mayBeLoaded(*header, size)) return false;
+    const std::vector<std::byte> plain = plainBitmapHead(*header, head);
+    Bitmap bitmap = Input(plain).load(format, FIF_LOAD_NOPIXELS);
+    if (!bitmap) return false;
+    picture = bitmap.release();
   } else {
     Bitmap header;
     if (size > kMostPictureBytes || checkedFormat(input, header) == FIF_UNKNOWN) return false;

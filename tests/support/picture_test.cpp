@@ -1,14 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 #include <vector>
 
+#include "support/bytes.h"
 #include "support/jpeg_scale.h"
 #include "support/picture_load.h"
 #include "support/picture_samples.h"
+#include "support/tiff_builder.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -166,6 +169,43 @@ TEST(loadPicture, ReadsTheCommonFormats) {
   for (std::thread& thread : threads) thread.join();
 }
 
+TEST(loadPicture, ReadsBitmapsOfEveryVersion) {
+  const std::string common = makePicture(FIF_BMP, 8, 8);
+  for (const std::uint32_t size : {52u, 56u, 64u, 108u, 124u}) {
+    SCOPED_TRACE(size);
+    std::string bitmap = common;
+    bitmap.insert(54, size - 40, '\0').replace(10, 4, le32(14 + size)).replace(14, 4, le32(size));
+    fipImage picture, expected;
+    tessaron::PictureMeasures measures;
+    ASSERT_TRUE(loadPicture(bytesOf(bitmap), picture));
+    ASSERT_TRUE(tessaron::measurePicture(*tessaron::memoryFile(bitmap), bitmap.size(), measures));
+    EXPECT_EQ(measures.width, 8u);
+    EXPECT_EQ(measures.bits, 24u);
+    ASSERT_TRUE(loadPicture(bytesOf(common), expected));
+    EXPECT_EQ(std::memcmp(picture.accessPixels(), expected.accessPixels(), 8 * 24), 0);
+    EXPECT_FALSE(loadPicture(bytesOf(bitmap.substr(0, bitmap.size() - 1)), picture));
+  }
+  // Three equal pixels, the end of the row, one left out, three unlike, the end.
+  const std::string packed = "BM" + le32(0) + le32(0) + le32(62) + le32(40) + le32(4) + le32(2) +
+                             le16(1) + le16(8) + le32(1) + std::string(12, '\0') + le32(2) +
+                             le32(0) + bytes({0, 0, 0, 0, 255, 255, 255, 0}) +
+                             bytes({3, 1, 0, 0, 0, 2, 1, 0, 0, 3, 1, 0, 1, 0, 0, 1});
+  fipImage picture;
+  ASSERT_TRUE(loadPicture(bytesOf(packed), picture));
+  EXPECT_EQ(std::memcmp(picture.getScanLine(0), "\1\1\1\0", 4), 0);
+  EXPECT_EQ(std::memcmp(picture.getScanLine(1), "\0\1\0\1", 4), 0);
+}
+
+// FreeImage turns the bytes of such a block round, and four times as many.
+TEST(loadPicture, LeavesIptcBlocksAlone) {
+  const std::string tiff =
+      TiffBuilder(true).putBytes(33723, 1, std::string(100'000, '\x1C')).build();
+  fipImage picture;
+  tessaron::PictureMeasures measures;
+  EXPECT_TRUE(loadPicture(bytesOf(tiff), picture));
+  EXPECT_TRUE(tessaron::measurePicture(*tessaron::memoryFile(tiff), tiff.size(), measures));
+}
+
 TEST(measurePicture, TellsWhatDecodingWouldGive) {
   const auto same = [](const tessaron::PictureMeasures& left, const fipImage& right) {
     const tessaron::PictureMeasures other = tessaron::measuresOf(right);
@@ -231,6 +271,7 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
   const std::string large = "\xDC\xFF\xDC\xFF"s;  // 65500 twice, little-endian
   const std::string gif = makePicture(FIF_GIF, 8, 8), bmp = makePicture(FIF_BMP, 8, 8);
   const std::string jpeg = makeJpeg({.width = 8, .height = 8});
+  const std::string tiff = TiffBuilder(true).build();
   const std::string progressive = makeJpeg({.width = 8, .height = 8, .progressive = true});
   struct Row {
     const char* what;
@@ -243,8 +284,12 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
       {"PNG", patched(makePicture(FIF_PNG, 8, 8), 16, "\0\1\0\0\0\1\0\0"s)},
       {"GIF", patched(gif, gif.rfind("\x8\0\x8\0"s), large)},
       {"BMP", patched(bmp, 18, "\0\0\1\0\0\0\1\0"s)},
+      {"TIFF", patched(tiff, 18, "\4"s)},  // a width of 1025
       {"TGA", patched(makePicture(FIF_TARGA, 8, 8), 12, large)},
   };
+  // What is none of the kinds that are wanted, whatever its name says, gets nowhere near a reader.
+  fipImage psd;
+  EXPECT_FALSE(loadPicture(bytesOf(makePicture(FIF_PSD, 8, 8)), psd));
   // Compressed rows that would begin behind the end of the file.
   std::string targa(61, '\6');
   targa.replace(0, 18, "\xFD\0\xA\0\0\0\0\0\0\0\0\0\x10\0\x10\0\x18 "s);
