@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "mediainfo/labels.h"
+#include "mediainfo/orientation.h"
 #include "mediainfo/picture_header_internal.h"
 #include "platform/file.h"
 #include "platform/picture_tags.h"
@@ -227,21 +228,8 @@ std::u16string lightSource(double value) {
 }
 
 std::u16string orientation(double value) {
-  constexpr std::array<std::uint32_t, 4> kTurns = {label::kNormal, label::kRotated180,
-                                                   label::kRotated90Counterclockwise,
-                                                   label::kRotated90Clockwise};
-  struct Row {
-    bool mirrored;
-    int turn;
-  };
-  // As it is to be shown: mirrored left to right first, then turned.
-  constexpr Row kRows[] = {{false, 0}, {true, 0},  {false, 1}, {true, 1},
-                           {true, 2},  {false, 3}, {true, 3},  {false, 2}};
-  if (!(value >= 1 && value <= 8)) return {};
-  const Row row = kRows[static_cast<int>(value) - 1];
-  const std::u16string turn = tableText(kTurns[static_cast<std::size_t>(row.turn)]);
-  if (!row.mirrored) return turn;
-  return tableText(label::kMirrored) + (row.turn == 0 ? u"" : u", " + turn);
+  if (!(value >= 1 && value <= kOrientations.size())) return {};
+  return orientationText(kOrientations[static_cast<std::size_t>(value) - 1]);
 }
 
 std::u16string flash(double value) {

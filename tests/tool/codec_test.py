@@ -21,6 +21,8 @@ class Codec(ToolTest):
         self.assertEqual(lines[0].split(), ["Code", "Kind", "Name"])
         self.assertEqual(lines[3], "48          audio   Dolby AC2")
         self.assertEqual(len(lines), 8)
+        self.assertEqual(self.tool("codec", "85", "--tsv").out,
+                         "code\tkind\tvalue\tname\n85\taudio\t85\tMPEG-1 Layer 3\n")
 
     def test_unknown_codes(self):
         done = self.tool("codec", "0x55", "QQQQ", "4", code=1)

@@ -1,5 +1,7 @@
+import csv
 import datetime
 import fcntl
+import io
 import json
 import os
 import pty
@@ -9,6 +11,7 @@ import subprocess
 import termios
 import unittest
 import xml.etree.ElementTree as ET
+import zlib
 
 from support import TOOL, ToolTest
 
@@ -26,7 +29,7 @@ def ffprobe(path):
 
 def bmp(width, height):
     """A 24-bit picture whose pixels are left out where they would be many."""
-    pixels = bytes(min((width * 3 + 3) // 4 * 4 * height, 1 << 16))
+    pixels = bytes(min((width * 3 + 3) // 4 * 4 * height, 1 << 20))
     return (b"BM" + struct.pack("<IHHI", 54 + len(pixels), 0, 0, 54)
             + struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, 0, 11811, 11811, 0, 0)
             + pixels)
@@ -107,14 +110,19 @@ class ScanTest(ToolTest):
             "40002": {"label": "Color", "value": "24 bit"},
             "40003": {"label": "Dimensions", "value": "30 x 20"}})
 
-        self.assertEqual(self.tool("scan", "-r", "--xml", "x.xml", "t").err, "x.xml: 3 files\n")
+        self.assertEqual(self.tool("scan", "-r", "--xml", "-o", "x.xml", "t").err,
+                         "x.xml: 3 files\n")
         root = ET.parse(self.folder / "x.xml").getroot()
         self.assertEqual([(f.get("ID"), f.get("ParentID"), [e.tag for e in f]) for f in root],
                          [("0", "-1", ["File"]), ("1", "0", ["File"]), ("2", "1", ["File"])])
         self.assertEqual(root.findtext("Folder/File/Info/Node[@Name='40003']"), "30 x 20")
         self.assertEqual(root[2].findtext("File/PathFileName"), "t/sub/deep/c.zip")
-        self.assertEqual(self.tool("scan", "-r", "--xml", "-", "t").out.encode(),
+        self.assertEqual(self.tool("scan", "-r", "--xml", "t").out.encode(),
                          (self.folder / "x.xml").read_bytes())
+        rows = list(csv.DictReader(io.StringIO(self.tool("scan", "-r", "--csv", "t").out)))
+        self.assertEqual([(row["path"], row["kind"], row["size"], row["content"]) for row in rows], [
+            ("t/a.bmp", "image", "1894", "30 x 20 24 bit"), ("t/sub/b.txt", "other", "1", ""),
+            ("t/sub/deep/c.zip", "archive", "1", "")])
 
     def test_detects_what_is_asked_for(self):
         self.tree()
@@ -130,22 +138,29 @@ class ScanTest(ToolTest):
         (self.folder / "t/dead.jpg").symlink_to("nowhere")
         (self.folder / "t/circle").symlink_to("circle")
         os.mkfifo(self.folder / "t/pipe.mpg")
+        for name, content in [(b"caf\xe9.txt", "this"), ("caf\ufffd.txt".encode(), "the other one")]:
+            self.write(os.path.join("t", os.fsdecode(name)), content)
         done = subprocess.run([TOOL, "scan", "--json", "missing.mp3", "t", "t/pipe.mpg"],
                               cwd=self.folder, capture_output=True, timeout=20, check=False)
-        self.assertEqual(done.returncode, 1)
+        self.assertEqual(done.returncode, 66)
         self.assertEqual(sorted(done.stderr.decode().splitlines()), [
             "tessaron: ./missing.mp3: No such file or directory",
+            r"tessaron: t/caf\xE9.txt: the name is not UTF-8",
             "tessaron: t/circle: Too many levels of symbolic links",
             "tessaron: t/dead.jpg: No such file or directory",
             "tessaron: t/pipe.mpg: No such device or address"])
-        names = [f["name"] for folder in json.loads(done.stdout) for f in folder["files"]]
-        self.assertEqual(names, ["a.bmp"])
+        sizes = {f["name"]: f["size"] for folder in json.loads(done.stdout) for f in folder["files"]}
+        self.assertEqual(sizes, {"a.bmp": 1894, "caf\ufffd.txt": 13})
+        kept = self.write("kept.xml", "<Folders />")
         self.assert_failures([
             (2, "nothing not in", "scan", "--detect", "nothing", "t"),
-            (2, "excludes", "scan", "--json", "--xml", "x", "t"),
+            (2, "excludes", "scan", "--json", "--xml", "t"),
+            (2, "empty", "scan", ""),
+            (2, "replace the input", "scan", "--xml", "-o", "kept.xml", "kept.xml"),
+            (66, "No such", "scan", "--xml", "-o", "kept.xml", "gone"),
             (73, "t/a.bmp: ", "scan", "t", "--thumbnails", "t/a.bmp"),
-            (73, "No such", "scan", "t/sub", "--xml", "missing/x"),
-        ])
+            (73, "No such", "scan", "t/sub", "--xml", "-o", "missing/x"),
+        ], untouched=[kept])
 
     def test_writes_thumbnails_that_never_collide(self):
         for name in ["x/p.bmp", "y/p.bmp"]:
@@ -161,14 +176,60 @@ class ScanTest(ToolTest):
         self.assertEqual(sizes, {(256, 128), (20, 10)})
 
     def test_order_does_not_depend_on_the_threads(self):
-        folder = self.folder / "many"
-        folder.mkdir()
+        (self.folder / "many").mkdir()
         for i in range(300):
-            (folder / f"{i}.bmp").write_bytes(bmp(i + 1, 5))
-        first = self.tool("scan", "many").out
-        self.assertEqual(len(first.splitlines()), 301)
-        for _ in range(3):
-            self.assertEqual(self.tool("scan", "many").out, first)
+            self.write(f"many/{i}.bmp", bmp(i + 1, 5))
+
+        def no_threads():  # no stack is small enough
+            resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+            resource.setrlimit(resource.RLIMIT_STACK, (8 << 30, resource.RLIM_INFINITY))
+
+        for options in {}, {"preexec_fn": no_threads}:
+            rows = self.tool("scan", "many", **options).out.splitlines()[1:]
+            self.assertEqual([row.split()[0] for row in rows],
+                             [f"many/{i}.bmp" for i in range(300)])
+
+    def test_measures_are_the_same_with_thumbnails(self):
+        header = struct.pack(">IIBBBBB", 640, 480, 8, 2, 0, 0, 0)
+        png = b"\x89PNG\r\n\x1a\n" + b"".join(
+            struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+            for name, data in [(b"IHDR", header), (b"IDAT", bytes(1000))])
+        self.write("broken.jpg", png)
+        broken = bytearray(bmp(640, 480))
+        broken[20] ^= 1  # 64 Ki pixels more
+        self.write("flipped.bmp", bytes(broken))
+        plain = self.files("broken.jpg", "flipped.bmp")
+        self.assertEqual([value(file["info"], 40003) for file in plain.values()],
+                         ["640 x 480", "0 x 0"])
+        done = self.tool("scan", "--json", "--thumbnails", "th", "broken.jpg", "flipped.bmp")
+        self.assertEqual([f["info"] for f in json.loads(done.out)[0]["files"]],
+                         [file["info"] for file in plain.values()])
+        self.assertEqual(done.err, "tessaron: ./broken.jpg: the picture cannot be decoded; "
+                         "its measures are those in its header\n")
+
+    def test_thumbnails_are_turned_as_pictures_are_to_be_shown(self):
+        # Exif's number, and which corners of the file are shown above, from left to right.
+        rows = [(1, "rg"), (2, "gr"), (3, "wb"), (4, "bw"), (5, "rb"), (6, "br"), (7, "wg"), (8, "gw")]
+        quarters = ["red", "green", "blue", "white"]
+        sources = [word for color in quarters for word in ("-f", "lavfi", "-i", f"color={color}:s=40x20")]
+        for number, _ in rows:
+            path = self.folder / f"{number}.jpg"
+            ffmpeg(*sources, "-filter_complex", "xstack=inputs=4:layout=0_0|w0_0|0_h0|w0_h0",
+                   "-frames:v", 1, "-update", 1, path)
+            subprocess.run(["exiftool", "-q", "-overwrite_original", f"-Orientation#={number}", path],
+                           check=True)
+        files = self.files(*(f"{number}.jpg" for number, _ in rows), "--thumbnails", "th")
+        for number, above in rows:
+            [path] = files[f"{number}.jpg"]["thumbnails"]
+            size = (80, 40) if number < 5 else (40, 80)
+            self.assertEqual(struct.unpack(">II", (self.folder / path).read_bytes()[16:24]), size)
+            pixels = subprocess.check_output(["ffmpeg", "-v", "error", "-i", self.folder / path, "-f",
+                                              "rawvideo", "-pix_fmt", "rgb24", "-"])
+            seen = ""
+            for at in (5 * size[0] + 5, 6 * size[0] - 6):
+                red, green, blue = pixels[3 * at:3 * at + 3]
+                seen += "w" if red > 99 and blue > 99 else "r" if red > 99 else "b" if blue > 99 else "g"
+            self.assertEqual(seen, above, number)
 
     def test_pictures_that_claim_too_much_take_no_memory(self):
         jpeg = (b"\xff\xd8\xff\xc2\x00\x11\x08\xff\xdc\xff\xdc\x03\x01\x22\x00\x02\x11\x01\x03\x11\x01"
@@ -186,7 +247,7 @@ class ScanTest(ToolTest):
 
     def test_shows_pace_on_a_terminal(self):
         for i in range(60):
-            self.write(f"{i}.bmp", bmp(2000, 2000))
+            self.write(f"{i}.bmp", bmp(500, 500))
         ours, theirs = pty.openpty()
         fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
         process = subprocess.Popen([TOOL, "scan", ".", "--thumbnails", "th"], cwd=self.folder,

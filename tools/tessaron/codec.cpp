@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "csv.h"
 #include "mediainfo/codec_names.h"
 #include "support/text.h"
 #include "terminal.h"
@@ -14,7 +15,8 @@ namespace {
 
 struct Options {
   std::vector<std::string> codes;
-  bool json = false;
+  std::string output;
+  Form form = Form::Table;
 };
 
 struct Codec {
@@ -59,14 +61,19 @@ Codec lookUp(const std::string& text) {
 }
 
 int run(const Options& options, const Context& context) {
+  const bool isSeparated = options.form == Form::Csv || options.form == Form::Tsv;
   auto array = nlohmann::ordered_json::array();
   Table table({"Code", "Kind", "Name"});
+  std::string rows;
+  if (isSeparated) rows = separatedRow(options.form, {"code", "kind", "value", "name"});
   std::size_t known = 0;
   std::string unknown;
   for (const std::string& text : options.codes) {
     const Codec codec = lookUp(text);
     const char* const kind = codec.isVideo ? "video" : "audio";
     array.push_back({{"code", text}, {"kind", kind}, {"value", codec.code}, {"name", codec.name}});
+    if (isSeparated)
+      rows += separatedRow(options.form, {text, kind, std::to_string(codec.code), codec.name});
     if (codec.name.empty()) {
       unknown += (unknown.empty() ? "'" : ", '") + text + "'";
     } else {
@@ -74,11 +81,15 @@ int run(const Options& options, const Context& context) {
       table.add({{text}, {kind}, {codec.name}});
     }
   }
-  if (options.json) {
-    printJson(array);
+  Output output(options.output);
+  if (options.form == Form::Json) {
+    output.write(jsonText(array) + '\n');
+  } else if (isSeparated) {
+    output.write(rows);
   } else if (known > 0) {
-    table.print(context);
+    table.print(context, output);
   }
+  output.finish();
   if (!unknown.empty()) throw Failure{kFailed, {}, "no name is known for " + unknown};
   return kDone;
 }
@@ -91,7 +102,8 @@ void addCodec(CLI::App& app, Context& context) {
   verb->add_option("CODE", options->codes,
                    "Wave format tags (85, 0x55) and FourCCs, in which case matters (XVID)")
       ->required();
-  verb->add_flag("--json", options->json, "Print the codecs as JSON");
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv});
+  addOutputOption(*verb, options->output);
   verb->footer("Exit code 1 when one of them has no name.");
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };

@@ -6,15 +6,17 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
+#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "csv.h"
 #include "file_json.h"
 #include "mediainfo/folder_info.h"
 #include "mediainfo/labels.h"
 #include "platform/directory.h"
 #include "platform/file.h"
+#include "platform/text.h"
 #include "support/text.h"
 #include "support/units.h"
 #include "support/xml.h"
@@ -30,10 +32,10 @@ namespace fs = std::filesystem;
 struct Options {
   std::vector<std::string> paths;
   std::vector<std::string> detect;
-  std::string xml;
+  std::string output;
   std::string thumbnails;
   bool recursive = false;
-  bool json = false;
+  Form form = Form::Table;
 };
 
 struct CategoryName {
@@ -65,9 +67,29 @@ struct Job {
   CFileInfo info;
   std::string thumbnail;  ///< the path of the one that was written
   std::string failure;
+  bool isUndecodable = false;  ///< a picture of which only the header could be read
 };
 
-/// All folders and files below what the command line names, in the order of the enumeration.
+/// Whether a name can be told to people and programs. One that is not UTF-8 would come out as that
+/// of another file.
+bool isText(std::u16string_view name) { return fromUtf8(toUtf8(name)) == name; }
+
+/// Such a name as messages give it, its odd bytes as \xE9.
+std::string escaped(std::u16string_view name) {
+  constexpr char16_t kFirst = 0xDC80, kLast = 0xDCFF;
+  std::string text;
+  for (std::size_t at = 0; at < name.size();) {
+    const bool isPair = (name[at] & 0xFC00) == 0xD800 && at + 1 < name.size();
+    const bool isByte = name[at] >= kFirst && name[at] <= kLast;
+    const std::size_t count = isPair ? 2 : 1;
+    text += isByte ? fmt::format("\\x{:02X}", name[at] & 0xFF) : toUtf8(name.substr(at, count));
+    at += count;
+  }
+  return text;
+}
+
+/// All folders and files below what the command line names, in its order; in folders the files come
+/// first, then the folders, sorted by name as the user's language does, with numbers by value.
 class Inventory {
  public:
   explicit Inventory(bool recursive) : recursive_(recursive) {}
@@ -100,7 +122,7 @@ class Inventory {
 
  private:
   void refuse(const std::string& path, const std::string& reason) {
-    failures.push_back({kFailed, path, reason});
+    failures.push_back({kNoInput, path, reason});
   }
 
   void addJob(std::size_t folder, const std::u16string& path) {
@@ -121,10 +143,19 @@ class Inventory {
   void addFolder(const std::u16string& path, std::int32_t parent) {
     const std::int32_t id = addEmpty(path, parent);
     std::error_code error;
-    const std::vector<FolderEntry> entries = readFolder(path, error);
+    std::vector<FolderEntry> entries = readFolder(path, error);
     if (error) refuse(toUtf8(path), error.message());
+    std::ranges::sort(entries, [](const FolderEntry& left, const FolderEntry& right) {
+      const int order = compareLogically(left.name.c_str(), right.name.c_str());
+      return order != 0 ? order < 0 : left.name < right.name;
+    });
     std::vector<std::u16string> below;
     for (const FolderEntry& entry : entries) {
+      if (!isText(entry.name)) {
+        if (entry.kind != EntryKind::Folder || recursive_)
+          refuse(toUtf8(path) + '/' + escaped(entry.name), "the name is not UTF-8");
+        continue;
+      }
       const std::u16string whole = joinPath(path == u"/" ? u"" : path, entry.name);
       // Links to folders are not followed: a loop of them has no end.
       const bool isFile =
@@ -147,31 +178,52 @@ std::string reasonFor(const std::u16string& path) {
   return opened ? "it cannot be read" : error.message();
 }
 
-/// A file whose thumbnail nobody wants.
-struct Measured : CFileInfo {
+/// A file as it is described here: a picture whose pixels cannot be decoded, or need not be, keeps
+/// the measures that its header tells.
+class Described : public CFileInfo {
+ public:
+  explicit Described(bool wantsThumbnail) : wantsThumbnail_(wantsThumbnail) {}
+  bool isUnreadable() const { return isUnreadable_; }
+  bool isUndecodable() const { return isUndecodable_; }
+
+ private:
   bool fromFileHandle(File& file) override {
-    if (nameOf(category) != std::string_view("image")) return CFileInfo::fromFileHandle(file);
+    const std::string_view kind = nameOf(category);
+    const bool isPicture = kind == "image";
+    std::byte first{};
+    const bool isRead = isPicture || kind == "audio" || kind == "video";
+    isUnreadable_ = isRead && !file.readAt(0, {&first, 1});
+    if (isUnreadable_) return false;
+    if (!isPicture || wantsThumbnail_) CFileInfo::fromFileHandle(file);
+    if (!isPicture || (!thumbnails.empty() && thumbnails[0].isValid())) return false;
     measurePicture(file);
+    const auto measures = info.find(label::kDimensions);
+    isUndecodable_ = wantsThumbnail_ && measures != info.end() && measures->second != u"0 x 0";
     return false;
   }
+
+  bool wantsThumbnail_;
+  bool isUnreadable_ = false;
+  bool isUndecodable_ = false;
 };
 
 void describe(Job& job, std::int32_t mask, const std::string& thumbnails) {
-  if (thumbnails.empty()) {
-    Measured file;
-    file.setDetectType(mask);
-    if (!file.fromFile(job.path)) job.failure = reasonFor(job.path);
-    job.info = std::move(file);
-  } else {
-    job.info.setDetectType(mask);
-    if (!job.info.fromFile(job.path)) job.failure = reasonFor(job.path);
+  Described file(!thumbnails.empty());
+  file.setDetectType(mask);
+  if (!file.fromFile(job.path)) {
+    job.failure = reasonFor(job.path);
+  } else if (file.isUnreadable()) {
+    job.failure = "its content cannot be read";
+  } else if (!thumbnails.empty()) {
     const std::string path = thumbnails + '/' + job.thumbnailName;
-    if (writeThumbnail(job.info, path)) job.thumbnail = path;
+    if (writeThumbnail(file, path)) job.thumbnail = path;
+    job.isUndecodable = file.isUndecodable();
   }
-  job.info.thumbnails = {};  // those of a large folder would fill the memory
+  file.thumbnails = {};  // those of a large folder would fill the memory
+  job.info = std::move(file);
 }
 
-/// Describes all files on as many threads as the machine has.
+/// Describes all files on as many threads as the machine has, or as can be started.
 void describeAll(std::vector<Job>& jobs, const Options& options, const Context& context) {
   const std::int32_t mask = maskOf(options.detect);
   std::atomic<std::size_t> next = 0, done = 0;
@@ -191,8 +243,13 @@ void describeAll(std::vector<Job>& jobs, const Options& options, const Context& 
   const std::size_t count =
       std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), jobs.size());
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < count; ++i) threads.emplace_back(work);
-  {
+  threads.reserve(count);
+  try {
+    while (threads.size() < count) threads.emplace_back(work);
+  } catch (const std::system_error&) {
+    if (threads.empty()) work();
+  }
+  if (!threads.empty()) {
     Progress progress(context, "describing", jobs.size());
     while (done < jobs.size() && !stop) {
       const std::size_t at = std::min<std::size_t>(next, jobs.size() - 1);
@@ -233,7 +290,7 @@ std::string summaryOf(const CFileInfo& file) {
   return summary;
 }
 
-void printTable(const std::vector<Job>& jobs, const Context& context) {
+void writeTable(const std::vector<Job>& jobs, const Context& context, Output& output) {
   Table table({"File", "Kind", "Size", "Modified", "Content"});
   bool isEmpty = true;
   for (const Job& job : jobs) {
@@ -246,10 +303,23 @@ void printTable(const std::vector<Job>& jobs, const Context& context) {
                {isoTime(file.lastWriteTime)},
                {summaryOf(file)}});
   }
-  if (!isEmpty) table.print(context);
+  if (!isEmpty) table.print(context, output);
 }
 
-void printFoldersJson(const std::vector<CFolderInfo>& folders, const std::vector<Job>& jobs) {
+void writeRows(const std::vector<Job>& jobs, Form form, Output& output) {
+  output.write(separatedRow(
+      form, {"path", "kind", "size", "creationTime", "lastWriteTime", "content", "thumbnail"}));
+  for (const Job& job : jobs) {
+    if (!job.failure.empty()) continue;
+    const CFileInfo& file = job.info;
+    output.write(separatedRow(form, {toUtf8(file.path), nameOf(file.category),
+                                     std::to_string(sizeOf(file)), isoTime(file.creationTime),
+                                     isoTime(file.lastWriteTime), summaryOf(file), job.thumbnail}));
+  }
+}
+
+void writeJson(const std::vector<CFolderInfo>& folders, const std::vector<Job>& jobs,
+               Output& output) {
   auto array = nlohmann::ordered_json::array();
   for (const CFolderInfo& folder : folders) {
     array.push_back({{"id", folder.id},
@@ -263,10 +333,10 @@ void printFoldersJson(const std::vector<CFolderInfo>& folders, const std::vector
     if (!job.thumbnail.empty()) file["thumbnails"].push_back(job.thumbnail);
     array[job.folder]["files"].push_back(std::move(file));
   }
-  printJson(array);
+  output.write(jsonText(array) + '\n');
 }
 
-void writeXml(std::vector<CFolderInfo>& folders, std::vector<Job>& jobs, const std::string& path) {
+void writeXml(std::vector<CFolderInfo>& folders, std::vector<Job>& jobs, Output& output) {
   for (Job& job : jobs)
     if (job.failure.empty()) folders[job.folder].files.push_back(std::move(job.info));
   TiXmlDocument document;
@@ -275,14 +345,30 @@ void writeXml(std::vector<CFolderInfo>& folders, std::vector<Job>& jobs, const s
   for (CFolderInfo& folder : folders) folder.toElem(appendElement(*root, "Folder"));
   std::string text;
   printXml(document, text);
-  if (path == "-") {
-    print(text);
-  } else {
-    writeOutput(path, text);
+  output.write(text);
+}
+
+void writeDescription(Inventory& inventory, const Options& options, const Context& context) {
+  Output output(options.output);
+  switch (options.form) {
+    case Form::Json:
+      writeJson(inventory.folders, inventory.jobs, output);
+      break;
+    case Form::Xml:
+      writeXml(inventory.folders, inventory.jobs, output);
+      break;
+    case Form::Csv:
+    case Form::Tsv:
+      writeRows(inventory.jobs, options.form, output);
+      break;
+    default:
+      writeTable(inventory.jobs, context, output);
   }
+  output.finish();
 }
 
 int scan(const Options& options, const Context& context) {
+  for (const std::string& path : options.paths) requireOtherFile(options.output, path);
   if (!options.thumbnails.empty()) {
     if (const std::error_code error = createFolder(widePath(options.thumbnails)))
       throw Failure{kCannotCreate, options.thumbnails, error.message()};
@@ -294,21 +380,25 @@ int scan(const Options& options, const Context& context) {
     for (Job& job : inventory.jobs) job.thumbnailName = names.choose(toUtf8(job.path));
   describeAll(inventory.jobs, options, context);
 
-  for (const Job& job : inventory.jobs)
-    if (!job.failure.empty())
-      inventory.failures.push_back({kFailed, toUtf8(job.path), job.failure});
-  for (const Failure& failure : inventory.failures) warn(failure.where + ": " + failure.reason);
-  const auto described =
-      std::ranges::count_if(inventory.jobs, [](const Job& job) { return job.failure.empty(); });
-  if (options.json) {
-    printFoldersJson(inventory.folders, inventory.jobs);
-  } else if (!options.xml.empty()) {
-    writeXml(inventory.folders, inventory.jobs, options.xml);
-    if (options.xml != "-") note(context, fmt::format("{}: {} files", options.xml, described));
-  } else {
-    printTable(inventory.jobs, context);
+  std::size_t described = 0;
+  for (const Job& job : inventory.jobs) {
+    const std::string path = toUtf8(job.path);
+    if (job.failure.empty()) {
+      ++described;
+    } else {
+      inventory.failures.push_back({kNoInput, path, job.failure});
+    }
+    if (job.isUndecodable)
+      warn(path + ": the picture cannot be decoded; its measures are those in its header");
   }
-  return inventory.failures.empty() ? kDone : kFailed;
+  for (const Failure& failure : inventory.failures) warn(failure.where + ": " + failure.reason);
+  // An earlier description is worth more than one of nothing.
+  if (described == 0 && !inventory.failures.empty()) return kNoInput;
+  writeDescription(inventory, options, context);
+  if (!options.output.empty() && options.output != "-")
+    note(context,
+         fmt::format("{}: {} {}", options.output, described, described == 1 ? "file" : "files"));
+  return inventory.failures.empty() ? kDone : kNoInput;
 }
 
 }  // namespace
@@ -316,11 +406,14 @@ int scan(const Options& options, const Context& context) {
 void addScan(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("scan", "Describes files, and the files in folders");
-  verb->add_option("PATH", options->paths, "Files and folders")->required();
+  verb->add_option("PATH", options->paths, "Files and folders")
+      ->required()
+      ->check([](const std::string& path) {
+        return path.empty() ? std::string("a path is empty") : std::string();
+      });
   verb->add_flag("-r,--recursive", options->recursive, "Also what stands in folders further down");
-  CLI::Option* xml = verb->add_option("--xml", options->xml, "Write the description as XML");
-  xml->type_name("FILE");
-  verb->add_flag("--json", options->json, "Print the description as JSON")->excludes(xml);
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv, Form::Xml});
+  addOutputOption(*verb, options->output);
   std::vector<std::string> names;
   for (const auto& row : kCategories) names.emplace_back(row.name);
   verb->add_option("--detect", options->detect, "The kinds to be told; all others count as other")
@@ -330,6 +423,10 @@ void addScan(CLI::App& app, Context& context) {
       ->check(CLI::IsMember(names));
   verb->add_option("--thumbnails", options->thumbnails, "Write the pictures, reduced, as PNG files")
       ->type_name("FOLDER");
+  verb->footer(
+      "In folders files come first, sorted by name as your language does, with numbers by value.\n"
+      "What cannot be read is told on standard error, the rest goes on, and the exit code is 66;\n"
+      "when nothing can be read, nothing is written.");
   verb->callback([&context, options] {
     context.run = [&context, options] { return scan(*options, context); };
   });

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cli.h"
+#include "mediainfo/orientation.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -24,6 +25,21 @@ std::string beginningOf(const std::string& name) {
   for (std::size_t at = 0; at < name.size() && at < kMost; ++at)
     if ((static_cast<unsigned char>(name[at]) & 0xC0) != 0x80) end = at;
   return name.size() <= kMost ? name : name.substr(0, end);
+}
+
+/// Shows the picture as its camera was held. False when there is no memory for it.
+bool turn(fipImage& picture, const PropertyMap& properties) {
+  const auto found = properties.find(label::kOrientation);
+  if (found == properties.end()) return true;
+  for (const Orientation& orientation : kOrientations) {
+    if (found->second != orientationText(orientation)) continue;
+    constexpr double kDegrees[] = {0, 180, 90, -90};  // counterclockwise
+    const double degrees = kDegrees[static_cast<std::size_t>(orientation.turn)];
+    if (orientation.isMirrored && !picture.flipHorizontal()) return false;
+    return degrees == 0 || picture.rotate(degrees) ||
+           (picture.convertTo24Bits() && picture.rotate(degrees));
+  }
+  return true;
 }
 
 }  // namespace
@@ -46,6 +62,7 @@ bool writeThumbnail(CFileInfo& file, const std::string& path) {
   if ((picture.getWidth() > kSize || picture.getHeight() > kSize) &&
       picture.makeThumbnail(kSize) == FALSE)
     return false;
+  if (!turn(picture, file.metaInfo)) return false;
   const auto save = [&](fipMemoryIO& memory) { return picture.saveToMemory(FIF_PNG, memory); };
   fipMemoryIO memory;
   if (!save(memory) && !(picture.convertTo32Bits() && save(memory))) return false;

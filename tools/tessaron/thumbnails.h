@@ -19,7 +19,8 @@ class ThumbnailNames {
   std::set<std::string> used_;
 };
 
-/// Reduces the file's picture to 256 by 256 pixels at most and writes it as a PNG file. False when
+/// Reduces the file's picture to 256 by 256 pixels at most, turns it as its properties say that it
+/// is to be shown (`metaInfo`, of JPEG and TIFF files) and writes it as a PNG file. False when
 /// there is no picture. Fails with kCannotCreate or kCannotWrite.
 bool writeThumbnail(CFileInfo& file, const std::string& path);
 

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "mediainfo/labels.h"
+#include "support/string_table.h"
+
+namespace tessaron {
+
+/// How a picture is to be shown: mirrored left to right first, then turned.
+struct Orientation {
+  bool isMirrored;
+  enum class Turn : std::uint8_t { None, Half, Left, Right } turn;
+};
+
+/// By the number that Exif gives them, less 1.
+constexpr std::array<Orientation, 8> kOrientations = {{{false, Orientation::Turn::None},
+                                                       {true, Orientation::Turn::None},
+                                                       {false, Orientation::Turn::Half},
+                                                       {true, Orientation::Turn::Half},
+                                                       {true, Orientation::Turn::Left},
+                                                       {false, Orientation::Turn::Right},
+                                                       {true, Orientation::Turn::Right},
+                                                       {false, Orientation::Turn::Left}}};
+
+/// The text that property maps hold for it.
+inline std::u16string orientationText(const Orientation& orientation) {
+  constexpr std::array<std::uint32_t, 4> kTurns = {label::kNormal, label::kRotated180,
+                                                   label::kRotated90Counterclockwise,
+                                                   label::kRotated90Clockwise};
+  const std::u16string turn(stringAt(kTurns[static_cast<std::size_t>(orientation.turn)]));
+  if (!orientation.isMirrored) return turn;
+  const bool isTurned = orientation.turn != Orientation::Turn::None;
+  return std::u16string(stringAt(label::kMirrored)) + (isTurned ? u", " + turn : u"");
+}
+
+}  // namespace tessaron
