@@ -191,21 +191,6 @@ TEST(CRiffFileParser, LeavesOtherFilesToOthers) {
   }
 }
 
-TEST(CRiffFileParser, SurvivesCutsAtEveryByte) {
-  for (const Row& row : files()) {
-    const std::size_t step = row.file.size() > 3000 ? 97 : 1;
-    for (std::size_t size = 0; size < row.file.size(); size += step) {
-      PropertyMap meta;
-      StreamList audio;
-      StreamList video;
-      EXPECT_EQ(parse(*tessaron::memoryFile(row.file.substr(0, size)), meta, audio, video),
-                size >= 12)
-          << row.name;
-      EXPECT_LE(audio.size() + video.size(), 38u);
-    }
-  }
-}
-
 TEST(CRiffFileParser, ReadsLittleOfALongFile) {
   const std::string headers = "AVI " + list("hdrl", kMainHeader + videoStream("XVID"));
   const std::string claims[] = {

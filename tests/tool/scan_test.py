@@ -21,12 +21,6 @@ def ffmpeg(*arguments):
                    check=True, timeout=60)
 
 
-def ffprobe(path):
-    done = subprocess.run(["ffprobe", "-v", "error", "-show_streams", "-of", "json", path],
-                          check=True, timeout=60, stdout=subprocess.PIPE)
-    return json.loads(done.stdout)["streams"]
-
-
 def bmp(width, height):
     """A 24-bit picture whose pixels are left out where they would be many."""
     pixels = bytes(min((width * 3 + 3) // 4 * 4 * height, 1 << 20))
@@ -51,42 +45,20 @@ class ScanTest(ToolTest):
         self.write("t/sub/deep/c.zip", "c")
         (self.folder / "t/sub/loop").symlink_to("..")
 
-    def test_agrees_with_ffprobe_on_real_files(self):
-        folder = self.folder / "media"
-        folder.mkdir()
-        picture, film = "testsrc2=size=1000x600", "testsrc2=size=352x288:rate=25:duration=2"
-        sound = "sine=frequency=440:duration=2:sample_rate=44100"
-        for name in ["p.jpg", "p.gif", "p.bmp", "p.tif"]:
-            ffmpeg("-f", "lavfi", "-i", picture, "-frames:v", 1, folder / name)
-        for name, *options in [("f.avi", "-c:v", "mpeg4"), ("f.mpg", "-f", "vob"), ("f.wmv",),
-                               ("f.mov",)]:
-            ffmpeg("-f", "lavfi", "-i", film, "-f", "lavfi", "-i", sound, *options, folder / name)
-        for name in ["s.wav", "s.mp3", "s.wma", "s.ogg"]:
-            ffmpeg("-f", "lavfi", "-i", sound, "-metadata", "title=Größe", folder / name)
-        files = self.files("media")
-        self.assertEqual(len(files), 12)
+    def test_describes_pictures_of_other_programs(self):
+        names = ["p.jpg", "p.gif", "p.bmp", "p.tif"]
+        for name in names:
+            ffmpeg("-f", "lavfi", "-i", "testsrc2=size=1000x600", "-frames:v", 1, self.folder / name)
+        files = self.files(*names)
         for name, file in files.items():
-            path = folder / name
-            with self.subTest(name=name):
-                self.assertEqual(file["size"], path.stat().st_size)
-                modified = datetime.datetime.fromtimestamp(int(path.stat().st_mtime),
-                                                           datetime.timezone.utc)
-                self.assertEqual(file["lastWriteTime"], modified.strftime("%Y-%m-%dT%H:%M:%SZ"))
-                streams = ffprobe(path)
-                kinds = [stream["codec_type"] for stream in streams]
-                if name.startswith("p."):
-                    self.assertEqual(file["category"], 32)
-                    self.assertEqual(value(file["info"], 40003), "1000 x 600")
-                    continue
-                self.assertEqual(file["category"], 64 if name.startswith("f.") else 16)
-                self.assertEqual(len(file["videoStreams"]), kinds.count("video"))
-                self.assertEqual(len(file["audioStreams"]), kinds.count("audio"))
-                for stream in file["videoStreams"]:
-                    self.assertEqual(value(stream, 40003), "352 x 288")
-                    self.assertEqual(stream["40003"]["label"], "Dimensions")
-                if name in ("s.mp3", "s.wma", "s.ogg"):
-                    self.assertEqual(value(file["metaInfo"], 40301), "Größe")
-        self.assertEqual(self.files("media", "--thumbnails", "th").keys(), files.keys())
+            status = (self.folder / name).stat()
+            modified = datetime.datetime.fromtimestamp(int(status.st_mtime), datetime.timezone.utc)
+            self.assertEqual(file["size"], status.st_size)
+            self.assertEqual(file["lastWriteTime"], modified.strftime("%Y-%m-%dT%H:%M:%SZ"))
+            self.assertEqual((file["category"], value(file["info"], 40003)), (32, "1000 x 600"))
+        thumbnails = self.files(*names, "--thumbnails", "th")
+        self.assertEqual([thumbnails[name]["info"] for name in names],
+                         [files[name]["info"] for name in names])
 
     def test_prints_table_json_and_xml(self):
         self.tree()
