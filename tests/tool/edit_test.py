@@ -77,9 +77,9 @@ class Edit(ToolTest):
         self.assertEqual((record["Notes"], record["icon"]), ("-a <b>\n\"c\"", -1))
         self.assertEqual(record["customFields"],
                          [{"name": "Shelf", "value": "a=b"}, {"name": "Ä", "value": "ö"}])
-        self.set("--notes", "", "--field", "Shelf=", "--field", "Unknown=", "--field", "New=1")
+        self.set("--notes", "", "--no-icon", "--field", "Shelf=", "--field", "Unknown=", "--field", "New=1")
         record = self.record()
-        self.assertEqual(record["Notes"], "")
+        self.assertEqual((record["Notes"], record["icon"]), ("", None))
         self.assertCountEqual(record["customFields"],
                               [{"name": "New", "value": "1"}, {"name": "Ä", "value": "ö"}])
 

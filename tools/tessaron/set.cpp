@@ -21,6 +21,7 @@ struct Options {
   bool noStatus = false;
   std::optional<std::string> notes;
   std::optional<std::int32_t> icon;
+  bool noIcon = false;
   std::vector<std::string> fields;
 };
 
@@ -33,6 +34,7 @@ struct Change {
   std::optional<std::uint16_t> end;
   std::optional<std::u16string> notes;
   std::optional<std::int32_t> icon;
+  bool noIcon = false;
   std::vector<std::pair<std::u16string, std::u16string>> fields;  // name, value
 };
 
@@ -49,6 +51,7 @@ Change makeChange(const Options& options) {
   if (options.until) change.end = date(*options.until);
   if (options.notes) change.notes = fromUtf8(*options.notes);
   change.icon = options.icon;
+  change.noIcon = options.noIcon;
   for (const std::string& field : options.fields) {
     const std::size_t sign = field.find('=');
     if (sign == std::string::npos || sign == 0)
@@ -56,7 +59,8 @@ Change makeChange(const Options& options) {
     change.fields.emplace_back(fromUtf8(field.substr(0, sign)), fromUtf8(field.substr(sign + 1)));
   }
   const bool any = change.status || change.noStatus || change.target || change.begin ||
-                   change.end || change.notes || change.icon || !change.fields.empty();
+                   change.end || change.notes || change.icon || change.noIcon ||
+                   !change.fields.empty();
   if (!any) throw Failure{kUsage, {}, "set needs at least one thing to set"};
   return change;
 }
@@ -122,9 +126,9 @@ int run(const Options& options, const Context& context) {
       record.Notes = *change.notes;
       record.hasNotes = !change.notes->empty();
     }
-    if (change.icon) {
-      record.icon = *change.icon;
-      record.hasIcon = true;
+    if (change.icon || change.noIcon) {
+      record.icon = change.icon.value_or(0);
+      record.hasIcon = change.icon.has_value();
     }
     for (const auto& [name, value] : change.fields) setField(record, name, value, where);
     collection.update(index, record);
@@ -156,7 +160,9 @@ void addSet(CLI::App& app, Context& context) {
                                      "Remove the status with its person and dates");
   for (CLI::Option* option : {status, target, from, until}) none->excludes(option);
   verb->add_option("--notes", options->notes, "Your notes; '' removes them")->type_name("TEXT");
-  verb->add_option("--icon", options->icon, "The number of the item's icon")->type_name("N");
+  CLI::Option* icon =
+      verb->add_option("--icon", options->icon, "The number of the item's icon")->type_name("N");
+  verb->add_flag("--no-icon", options->noIcon, "Remove the icon")->excludes(icon);
   verb->add_option("--field", options->fields,
                    "A field of your own; again for more; without a value it is removed")
       ->type_name("NAME=VALUE")
