@@ -107,6 +107,8 @@ class Input {
   FREE_IMAGE_FORMAT format() const { return formatOf(head_); }
   /// From now on the byte at `offset` reads as `value`.
   void patch(std::uint64_t offset, std::byte value) { patches_.push_back({offset, value}); }
+  /// From now on the file goes on with `tail` behind its end.
+  void append(std::vector<std::byte> tail) { tail_ = std::move(tail); }
   std::size_t readAt(std::uint64_t offset, std::span<std::byte> buffer) {
     at_ = offset;
     return readTo(buffer);
@@ -126,6 +128,10 @@ class Input {
       given = wanted;
     } else if (wanted > 0 && file_) {
       given = readFully(*file_, at_, buffer.first(wanted)).value_or(0);
+    } else if (wanted == 0 && at_ - size_ < tail_.size()) {
+      const auto rest = std::span(tail_).subspan(static_cast<std::size_t>(at_ - size_));
+      given = std::min(rest.size(), buffer.size());
+      std::ranges::copy(rest.first(given), buffer.begin());
     }
     for (const auto& [offset, value] : patches_)
       if (offset >= at_ && offset - at_ < given)
@@ -147,7 +153,7 @@ class Input {
     auto& input = *static_cast<Input*>(handle);
     const std::uint64_t from = origin == SEEK_SET   ? 0
                                : origin == SEEK_CUR ? input.at_
-                                                    : input.size_;
+                                                    : input.size_ + input.tail_.size();
     const std::int64_t to = static_cast<std::int64_t>(from) + offset;
     if (to < 0) return -1;
     input.at_ = static_cast<std::uint64_t>(to);
@@ -164,6 +170,7 @@ class Input {
 
   static FreeImageIO io;
   std::vector<Patch> patches_;
+  std::vector<std::byte> tail_;
   std::span<const std::byte> head_;
   std::uint64_t size_;
   File* file_ = nullptr;
@@ -237,10 +244,10 @@ class TiffScan {
     }
   }
 
-  // FreeImage swaps the bytes of an IPTC block beyond its end: the entry gets a number that nobody
-  // reads.
+  // FreeImage reads behind the end of an IPTC block that is damaged, and swaps bytes there in a
+  // big-endian file: the entry gets a number that nobody reads.
   void hideIptc() {
-    for (const std::uint64_t entry : iptc_) input_.patch(entry + 1, std::byte{0xBA});
+    for (const std::uint64_t place : iptc_) input_.patch(place, std::byte{0xBA});
   }
   // Whether the file has the bytes of the first picture, if that is not compressed.
   bool holdsPixels() const {
@@ -257,6 +264,7 @@ class TiffScan {
  private:
   static constexpr std::size_t kMaxDirectories = 1000;
   static constexpr std::size_t kMaxBelow = 100;  // of a directory
+  static constexpr std::uint16_t kSamples = 277, kShort = 3;
 
   std::uint16_t u16(std::span<const std::byte> bytes) const {
     ByteReader reader(bytes);
@@ -281,16 +289,59 @@ class TiffScan {
       readEntry(rest.first(kEntry), offset + 2 + std::uint64_t{kEntry} * i, isFirst);
     }
     if (rest.size() >= 4) pending_.push_back(u32(rest));
+    if (isFirst && samples_ == 0) {
+      samples_ = 1;
+      addSamples(std::span(table).first(table.size() - rest.size()), rest);
+    }
+  }
+
+  // Puts a directory into the place of the first one that has what that lacks: the number of
+  // samples a pixel. FreeImage takes its absence for 65535 and reads behind the end of its pixels.
+  void addSamples(std::span<const std::byte> entries, std::span<const std::byte> next) {
+    constexpr std::size_t kEntry = 12;
+    const std::uint64_t at = input_.size() + input_.size() % 2;
+    if (at > 0xFFFFFFFF) return;
+    std::vector<std::byte> directory(static_cast<std::size_t>(at - input_.size()));
+    const auto copy = [&](std::span<const std::byte> from) {
+      directory.insert(directory.end(), from.begin(), from.end());
+    };
+    put16(directory, static_cast<std::uint16_t>(entries.size() / kEntry + 1));
+    std::size_t before = 0;
+    while (before < entries.size() && u16(entries.subspan(before)) < kSamples) before += kEntry;
+    copy(entries.first(before));
+    for (const std::uint16_t part : {kSamples, kShort}) put16(directory, part);
+    put32(directory, 1);
+    for (const std::uint16_t part : {std::uint16_t{1}, std::uint16_t{0}}) put16(directory, part);
+    copy(entries.subspan(before));
+    copy(next);
+    input_.append(std::move(directory));
+    std::vector<std::byte> place;
+    put32(place, static_cast<std::uint32_t>(at));
+    for (std::size_t i = 0; i < place.size(); ++i) input_.patch(4 + i, place[i]);
+    pending_.push_back(static_cast<std::uint32_t>(at));  // its IPTC block is to be hidden, too
+  }
+
+  void put16(std::vector<std::byte>& to, std::uint16_t value) const {
+    const auto high = static_cast<std::byte>(value >> 8);
+    const auto low = static_cast<std::byte>(value & 0xFF);
+    to.push_back(isBigEndian_ ? high : low);
+    to.push_back(isBigEndian_ ? low : high);
+  }
+  void put32(std::vector<std::byte>& to, std::uint32_t value) const {
+    const auto high = static_cast<std::uint16_t>(value >> 16);
+    const auto low = static_cast<std::uint16_t>(value & 0xFFFF);
+    put16(to, isBigEndian_ ? high : low);
+    put16(to, isBigEndian_ ? low : high);
   }
 
   void readEntry(std::span<const std::byte> entry, std::uint64_t at, bool isFirst) {
-    constexpr std::uint16_t kShort = 3, kBelow = 330, kIptc = 33723;
+    constexpr std::uint16_t kBelow = 330, kIptc = 33723;
     const std::uint16_t number = u16(entry);
     const bool isShort = u16(entry.subspan(2)) == kShort;
     const std::uint32_t count = u32(entry.subspan(4));
     const auto place = entry.subspan(8);
     const std::uint32_t value = isShort ? u16(place) : u32(place);
-    if (number == kIptc && isBigEndian_) iptc_.push_back(at);
+    if (number == kIptc) iptc_.push_back(at + (isBigEndian_ ? 1 : 0));
     if (number == kBelow && count == 1) pending_.push_back(value);
     if (number == kBelow && count > 1) {
       const auto offsets = read(value, 4 * std::min<std::size_t>(count, kMaxBelow));
@@ -303,16 +354,16 @@ class TiffScan {
     if (number == 258) bits_ = isShort && count > 2 ? u16(read(u32(place), 2)) : value;
     if (number == 259) compression_ = value;
     if (number == 262) photometric_ = value;
-    if (number == 277) samples_ = value;
+    if (number == kSamples) samples_ = value;
   }
 
   Input& input_;
   bool isBigEndian_ = false;
   std::vector<std::uint32_t> pending_;
   std::set<std::uint32_t> seen_;
-  std::vector<std::uint64_t> iptc_;
+  std::vector<std::uint64_t> iptc_;  // the low bytes of the entries' numbers
   std::uint32_t width_ = 0, height_ = 0, bits_ = 1, compression_ = 1, photometric_ = 0,
-                samples_ = 1;
+                samples_ = 0;
 };
 
 // How many bytes of pixels a byte of the file stands for at most.
