@@ -174,6 +174,10 @@ class Merger {
       if (!content.empty()) edits_.open(item, content);
       return;
     }
+    if (item.children.empty() && !item.hasOthers) {
+      edits_.replace(item.content, content);  // with its indentation
+      return;
+    }
     for (const TextRange& text : item.texts) edits_.replace(text, {});
     for (const Element& child : item.children) {
       if (isReviewPart(item, child)) edits_.cut(child);

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/system.h"
+#include "records/field_text.h"
 #include "records/item_walk.h"
 #include "records/record.h"
 #include "records/record_tables.h"
@@ -13,6 +14,8 @@ namespace {
 
 using tessaron::elementText;
 using tessaron::isReadable;
+using tessaron::prose;
+using tessaron::value;
 using Strings = CRecord::Strings;
 
 // Calls `visit` with every child element and its name.
@@ -44,7 +47,7 @@ std::uint16_t parseDate(std::u16string_view text) {
 
 bool readPrice(const TiXmlElement& element, std::u16string& out) {
   const TiXmlElement* price = element.FirstChildElement("FormattedPrice");
-  if (price) out = elementText(*price);
+  if (price) out = value(*price);
   return price != nullptr;
 }
 
@@ -55,7 +58,9 @@ bool readMember(const std::array<tessaron::NamedMember<tessaron::TextMember>, N>
                 const TiXmlElement& element, CRecord& record) {
   const std::size_t index = names.find(name);
   if (index == N) return false;
-  if (table[index].member) record.*table[index].member = elementText(element);
+  if (table[index].member) {
+    record.*table[index].member = fieldText(element, table[index].rule);
+  }
   return true;
 }
 
@@ -63,9 +68,9 @@ void readOfferListing(const TiXmlElement& offer, COfferListing& listing) {
   const TiXmlElement* element = offer.FirstChildElement("OfferListing");
   if (!element) return;
   forEachChild(*element, [&](const TiXmlElement& child, std::string_view name) {
-    if (name == "OfferListingId") listing.OfferListingId = elementText(child);
+    if (name == "OfferListingId") listing.OfferListingId = value(child);
     if (name == "Price") readPrice(child, listing.Price);
-    if (name == "Availability") listing.Availability = elementText(child);
+    if (name == "Availability") listing.Availability = prose(child);
   });
 }
 
@@ -74,16 +79,16 @@ COffer readOffer(const TiXmlElement& element) {
   forEachChild(element, [&](const TiXmlElement& part, std::string_view partName) {
     if (partName == "Seller") {
       forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
-        if (name == "SellerId") offer.SellerId = elementText(child);
-        if (name == "Nickname") offer.Nickname = elementText(child);
+        if (name == "SellerId") offer.SellerId = value(child);
+        if (name == "Nickname") offer.Nickname = prose(child);
         if (name != "Location") return;
-        forEachChild(child, "State", [&](const auto& e) { offer.State = elementText(e); });
-        forEachChild(child, "Country", [&](const auto& e) { offer.Country = elementText(e); });
+        forEachChild(child, "State", [&](const auto& e) { offer.State = prose(e); });
+        forEachChild(child, "Country", [&](const auto& e) { offer.Country = prose(e); });
       });
     } else if (partName == "OfferAttributes") {
       forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
-        if (name == "Condition") offer.Condition = elementText(child);
-        if (name == "ConditionNote") offer.ConditionNote = elementText(child);
+        if (name == "Condition") offer.Condition = prose(child);
+        if (name == "ConditionNote") offer.ConditionNote = prose(child);
       });
     }
   });
@@ -114,7 +119,7 @@ class ItemReader {
   void read(TiXmlElement& item) {
     readShared(item);
     if (const std::string* url = item.Attribute(std::string("url"))) {
-      record_.DetailPageURL = fromUtf8(*url);
+      record_.DetailPageURL = trimmed(fromUtf8(*url));
     }
     forEachChild(item, [this](const TiXmlElement& child, std::string_view name) {
       version_ == 3 ? readDetailsChild(child, name) : readItemChild(child, name);
@@ -131,14 +136,14 @@ class ItemReader {
   static bool readSingle(const TiXmlElement& element, std::size_t count, std::u16string* fields) {
     const std::size_t index = kSingleAttributeNames.find(element.ValueStr());
     if (index >= std::min(count, kSingleAttributes.size())) return false;
-    fields[index] = elementText(element);
+    fields[index] = fieldText(element, kSingleAttributes[index].rule);
     return true;
   }
 
   static bool readMulti(const TiXmlElement& element, std::size_t count, Strings* lists) {
     const std::size_t index = kListAttributeNames.find(element.ValueStr());
     if (index >= std::min(count, kListAttributes.size())) return false;
-    lists[index].push_back(elementText(element));
+    lists[index].push_back(prose(element));
     return true;
   }
 
@@ -151,8 +156,8 @@ class ItemReader {
         return;
       }
       forEachChild(review, [&](const TiXmlElement& part, std::string_view name) {
-        if (name == "Source") description += u"<p><b>" + elementText(part) + u" </b>";
-        if (name == "Content") description += elementText(part) + u"</p>\n";
+        if (name == "Source") description += u"<p><b>" + prose(part) + u" </b>";
+        if (name == "Content") description += prose(part) + u"</p>\n";
       });
     });
   }
@@ -160,7 +165,7 @@ class ItemReader {
   void readTracks(const TiXmlElement& element) {
     forEachChild(element, "Disc", [&](const TiXmlElement& disc) {
       Strings& titles = record_.discs.emplace_back();
-      forEachChild(disc, "Track", [&](const auto& track) { titles.push_back(elementText(track)); });
+      forEachChild(disc, "Track", [&](const auto& track) { titles.push_back(prose(track)); });
     });
   }
 
@@ -168,8 +173,8 @@ class ItemReader {
     forEachChild(element, [this](const TiXmlElement& child, std::string_view name) {
       if (name == "LowestNewPrice") readPrice(child, record_.LowestNewPrice);
       if (name == "LowestUsedPrice") readPrice(child, record_.LowestUsedPrice);
-      if (name == "TotalNew") record_.TotalNew = elementText(child);
-      if (name == "TotalUsed") record_.TotalUsed = elementText(child);
+      if (name == "TotalNew") record_.TotalNew = value(child);
+      if (name == "TotalUsed") record_.TotalUsed = value(child);
     });
   }
 
@@ -207,9 +212,9 @@ class ItemReader {
     forEachChild(element, "Language", [this](const TiXmlElement& language) {
       std::u16string text, type, audioFormat;
       forEachChild(language, [&](const TiXmlElement& part, std::string_view name) {
-        if (name == "Name") text = elementText(part);
-        if (name == "Type") type = elementText(part);
-        if (name == "AudioFormat") audioFormat = elementText(part);
+        if (name == "Name") text = prose(part);
+        if (name == "Type") type = prose(part);
+        if (name == "AudioFormat") audioFormat = prose(part);
       });
       if (type.empty()) type = std::move(audioFormat);
       if (!type.empty()) text += u" (" + type + u")";
@@ -220,16 +225,16 @@ class ItemReader {
   void readCustomerReviews(const TiXmlElement& element) {
     const ReviewNames& names = reviewNames();
     forEachChild(element, [&](const TiXmlElement& child, std::string_view childName) {
-      if (childName == names.average) record_.AverageRating = elementText(child);
-      if (childName == names.total) record_.TotalReviews = elementText(child);
+      if (childName == names.average) record_.AverageRating = value(child);
+      if (childName == names.total) record_.TotalReviews = value(child);
       if (childName != names.review) return;
       std::u16string& rating = record_.reviewRatings.emplace_back();
       std::u16string& summary = record_.reviewSummaries.emplace_back();
       std::u16string& content = record_.reviewContents.emplace_back();
       forEachChild(child, [&](const TiXmlElement& part, std::string_view name) {
-        if (name == "Rating") rating = elementText(part);
-        if (name == "Summary") summary = elementText(part);
-        if (name == names.content) content = elementText(part);
+        if (name == "Rating") rating = value(part);
+        if (name == "Summary") summary = prose(part);
+        if (name == names.content) content = prose(part);
       });
     });
   }
@@ -275,7 +280,7 @@ class ItemReader {
     const std::size_t list = kDetailsListNames.find(name);
     if (list < kDetailsLists.size()) {
       forEachChild(child, [&](const TiXmlElement& entry, std::string_view) {
-        detailsLists_[list].push_back(elementText(entry));
+        detailsLists_[list].push_back(prose(entry));
       });
     } else if (record_.fullDetail) {
       readCommonDetail(child, name);
@@ -299,7 +304,7 @@ class ItemReader {
   bool readDate(const TiXmlElement& child, std::string_view name) {
     const std::size_t index = kItemDateNames.find(name);
     if (index == kItemDates.size()) return false;
-    const std::u16string text = elementText(child);
+    const std::u16string text = value(child);
     if (!text.empty()) record_.*kItemDates[index].member = parseDate(text);
     return true;
   }
@@ -308,7 +313,7 @@ class ItemReader {
     const std::size_t index = kImageNames.find(name);
     if (index == kImages.size()) return false;
     if (const TiXmlElement* url = child.FirstChildElement("URL")) {
-      record_.*kImages[index].member = elementText(*url);
+      record_.*kImages[index].member = value(*url);
     }
     return true;
   }

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "records/field_text.h"
 #include "records/record.h"
 #include "support/name_table.h"
 
@@ -20,6 +21,7 @@ template <typename Member>
 struct NamedMember {
   std::string_view name;
   Member member;  ///< null for a name whose text is read and not kept in a member of its own
+  TextRule rule = TextRule::Prose;
 };
 
 /// The names of a table of members, as a hash.
@@ -32,8 +34,8 @@ constexpr NameTable<N> namesOf(const std::array<NamedMember<Member>, N>& table) 
 
 /// Texts and dates directly below an item, in file order.
 inline constexpr auto kItemTexts = std::to_array<NamedMember<TextMember>>({
-    {"ASIN", &CRecord::ASIN},
-    {"DetailPageURL", &CRecord::DetailPageURL},
+    {"ASIN", &CRecord::ASIN, TextRule::Value},
+    {"DetailPageURL", &CRecord::DetailPageURL, TextRule::Value},
     {"Notes", &CRecord::Notes},
     {"StatusTarget", &CRecord::StatusTarget},
 });
@@ -45,9 +47,9 @@ inline constexpr auto kItemDates = std::to_array<NamedMember<DateMember>>({
 
 /// Elements that hold an address in a child "URL".
 inline constexpr auto kImages = std::to_array<NamedMember<TextMember>>({
-    {"SmallImage", &CRecord::SmallImage},
-    {"MediumImage", &CRecord::MediumImage},
-    {"LargeImage", &CRecord::LargeImage},
+    {"SmallImage", &CRecord::SmallImage, TextRule::Value},
+    {"MediumImage", &CRecord::MediumImage, TextRule::Value},
+    {"LargeImage", &CRecord::LargeImage, TextRule::Value},
 });
 
 /// Single-valued attributes. Where both stand in a file, "NumberOfDiscs" goes before
@@ -56,26 +58,26 @@ inline constexpr auto kSingleAttributes = std::to_array<NamedMember<TextMember>>
     {"AspectRatio", &CRecord::AspectRatio},
     {"AudienceRating", &CRecord::AudienceRating},
     {"Binding", &CRecord::Binding},
-    {"DVDLayers", &CRecord::DVDLayers},
-    {"DVDSides", &CRecord::DVDSides},
-    {"EAN", &CRecord::EAN},
-    {"ISBN", &CRecord::ISBN},
+    {"DVDLayers", &CRecord::DVDLayers, TextRule::Value},
+    {"DVDSides", &CRecord::DVDSides, TextRule::Value},
+    {"EAN", &CRecord::EAN, TextRule::Value},
+    {"ISBN", &CRecord::ISBN, TextRule::Value},
     {"Label", &CRecord::Label},
-    {"NumberOfDiscs", &CRecord::NumberOfDiscs},
-    {"NumberOfItems", nullptr},
-    {"NumberOfPages", &CRecord::NumberOfPages},
-    {"NumberOfTracks", &CRecord::NumberOfTracks},
+    {"NumberOfDiscs", &CRecord::NumberOfDiscs, TextRule::Value},
+    {"NumberOfItems", nullptr, TextRule::Value},
+    {"NumberOfPages", &CRecord::NumberOfPages, TextRule::Value},
+    {"NumberOfTracks", &CRecord::NumberOfTracks, TextRule::Value},
     {"PictureFormat", &CRecord::PictureFormat},
     {"ProductGroup", &CRecord::ProductGroup},
-    {"PublicationDate", &CRecord::PublicationDate},
+    {"PublicationDate", &CRecord::PublicationDate, TextRule::Value},
     {"Publisher", &CRecord::Publisher},
-    {"RegionCode", &CRecord::RegionCode},
-    {"ReleaseDate", &CRecord::ReleaseDate},
-    {"RunningTime", &CRecord::RunningTime},
+    {"RegionCode", &CRecord::RegionCode, TextRule::Value},
+    {"ReleaseDate", &CRecord::ReleaseDate, TextRule::Value},
+    {"RunningTime", &CRecord::RunningTime, TextRule::Value},
     {"Studio", &CRecord::Studio},
-    {"TheatricalReleaseDate", &CRecord::TheatricalReleaseDate},
+    {"TheatricalReleaseDate", &CRecord::TheatricalReleaseDate, TextRule::Value},
     {"Title", &CRecord::Title},
-    {"UPC", &CRecord::UPC},
+    {"UPC", &CRecord::UPC, TextRule::Value},
     {"OriginalTitle", &CRecord::OriginalTitle},
     {"ESRBAgeRating", &CRecord::ESRBAgeRating},
 });
@@ -101,22 +103,22 @@ static_assert(kListAttributes.size() == 8);
 /// Texts directly below a "Details" of the older dialect.
 inline constexpr auto kDetailsTexts = std::to_array<NamedMember<TextMember>>({
     {"ProductName", &CRecord::Title},
-    {"Asin", &CRecord::ASIN},
+    {"Asin", &CRecord::ASIN, TextRule::Value},
     {"Media", &CRecord::Binding},
-    {"NumMedia", &CRecord::NumberOfDiscs},
-    {"ReleaseDate", &CRecord::ReleaseDate},
+    {"NumMedia", &CRecord::NumberOfDiscs, TextRule::Value},
+    {"ReleaseDate", &CRecord::ReleaseDate, TextRule::Value},
     {"Manufacturer", &CRecord::Publisher},
-    {"TheatricalReleaseDate", &CRecord::TheatricalReleaseDate},
-    {"ImageUrlLarge", &CRecord::LargeImage},
-    {"ListPrice", &CRecord::ListPrice},
+    {"TheatricalReleaseDate", &CRecord::TheatricalReleaseDate, TextRule::Value},
+    {"ImageUrlLarge", &CRecord::LargeImage, TextRule::Value},
+    {"ListPrice", &CRecord::ListPrice, TextRule::Value},
     {"Catalog", &CRecord::ProductGroup},
-    {"Isbn", &CRecord::ISBN},
+    {"Isbn", &CRecord::ISBN, TextRule::Value},
     {"MpaaRating", &CRecord::AudienceRating},
     {"ProductDescription", &CRecord::description},
     {"Notes", &CRecord::Notes},
-    {"Upc", &CRecord::UPC},
-    {"OurPrice", nullptr},
-    {"UsedPrice", &CRecord::LowestUsedPrice},
+    {"Upc", &CRecord::UPC, TextRule::Value},
+    {"OurPrice", nullptr, TextRule::Value},
+    {"UsedPrice", &CRecord::LowestUsedPrice, TextRule::Value},
     {"Availability", nullptr},
 });
 

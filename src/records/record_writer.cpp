@@ -2,6 +2,7 @@
 #include <string>
 
 #include "platform/system.h"
+#include "records/field_text.h"
 #include "records/record.h"
 #include "records/record_tables.h"
 #include "support/xml.h"
@@ -9,17 +10,22 @@
 namespace {
 
 using tessaron::appendElement;
+using tessaron::TextRule;
 
 // The names in our tables are literals, and so end with a NUL.
 const char* literal(std::string_view name) { return name.data(); }
 
 // An empty text is not written at all.
-void writeText(TiXmlElement& parent, std::string_view name, std::u16string_view value) {
-  if (!value.empty()) tessaron::appendText(parent, literal(name), value);
+void writeText(TiXmlElement& parent, std::string_view name, std::u16string_view text,
+               TextRule rule = TextRule::Prose) {
+  if (!text.empty()) tessaron::appendField(parent, literal(name), text, rule);
+}
+void writeValue(TiXmlElement& parent, std::string_view name, std::u16string_view value) {
+  writeText(parent, name, value, TextRule::Value);
 }
 
 void writePrice(TiXmlElement& parent, const char* name, std::u16string_view value) {
-  writeText(*appendElement(parent, name), "FormattedPrice", value);
+  writeValue(*appendElement(parent, name), "FormattedPrice", value);
 }
 
 void writeOffer(TiXmlElement& parent, const COffer& offer) {
@@ -28,13 +34,13 @@ void writeOffer(TiXmlElement& parent, const COffer& offer) {
   TiXmlElement& location = *appendElement(seller, "Location");
   writeText(location, "State", offer.State);
   writeText(location, "Country", offer.Country);
-  writeText(seller, "SellerId", offer.SellerId);
+  writeValue(seller, "SellerId", offer.SellerId);
   writeText(seller, "Nickname", offer.Nickname);
   TiXmlElement& attributes = *appendElement(element, "OfferAttributes");
   writeText(attributes, "Condition", offer.Condition);
   writeText(attributes, "ConditionNote", offer.ConditionNote);
   TiXmlElement& listing = *appendElement(element, "OfferListing");
-  writeText(listing, "OfferListingId", offer.OfferListingId);
+  writeValue(listing, "OfferListingId", offer.OfferListingId);
   writePrice(listing, "Price", offer.Price);
   writeText(listing, "Availability", offer.Availability);
 }
@@ -45,12 +51,12 @@ void writeAttributes(TiXmlElement& item, const CRecord& record) {
     // QUIRK: the number of discs is written as "NumberOfItems". It is read from "NumberOfDiscs"
     // first. Kept: the service names it so for most products, and readers take either.
     if (i == tessaron::kNumberOfDiscs) continue;
-    const auto& [name, member] = tessaron::kSingleAttributes[i];
+    const auto& [name, member, rule] = tessaron::kSingleAttributes[i];
     writeText(attributes, name,
-              record.*(i == tessaron::kNumberOfItems ? &CRecord::NumberOfDiscs : member));
+              record.*(i == tessaron::kNumberOfItems ? &CRecord::NumberOfDiscs : member), rule);
   }
-  for (const auto& [name, member] : tessaron::kListAttributes) {
-    for (const std::u16string& entry : record.*member) writeText(attributes, name, entry);
+  for (const auto& [name, member, rule] : tessaron::kListAttributes) {
+    for (const std::u16string& entry : record.*member) writeText(attributes, name, entry, rule);
   }
   writePrice(attributes, "ListPrice", record.ListPrice);
   TiXmlElement& languages = *appendElement(attributes, "Languages");
@@ -63,12 +69,12 @@ void writeOffers(TiXmlElement& item, const CRecord& record) {
   TiXmlElement& summary = *appendElement(item, "OfferSummary");
   writePrice(summary, "LowestNewPrice", record.LowestNewPrice);
   writePrice(summary, "LowestUsedPrice", record.LowestUsedPrice);
-  writeText(summary, "TotalNew", record.TotalNew);
-  writeText(summary, "TotalUsed", record.TotalUsed);
+  writeValue(summary, "TotalNew", record.TotalNew);
+  writeValue(summary, "TotalUsed", record.TotalUsed);
 
   TiXmlElement& offers = *appendElement(item, "Offers");
   TiXmlElement& listing = *appendElement(*appendElement(offers, "Offer"), "OfferListing");
-  writeText(listing, "OfferListingId", record.offerListing.OfferListingId);
+  writeValue(listing, "OfferListingId", record.offerListing.OfferListingId);
   writeText(listing, "Availability", record.offerListing.Availability);
   writePrice(listing, "Price", record.offerListing.Price);
   for (const COffer& offer : record.offers) writeOffer(offers, offer);
@@ -76,13 +82,13 @@ void writeOffers(TiXmlElement& item, const CRecord& record) {
 
 void writeReviews(TiXmlElement& item, const CRecord& record) {
   TiXmlElement& reviews = *appendElement(item, "CustomerReviews");
-  writeText(reviews, "AverageRating", record.AverageRating);
-  writeText(reviews, "TotalReviews", record.TotalReviews);
+  writeValue(reviews, "AverageRating", record.AverageRating);
+  writeValue(reviews, "TotalReviews", record.TotalReviews);
   const std::size_t count = std::min(
       {record.reviewRatings.size(), record.reviewSummaries.size(), record.reviewContents.size()});
   for (std::size_t i = 0; i < count; ++i) {
     TiXmlElement& review = *appendElement(reviews, "Review");
-    writeText(review, "Rating", record.reviewRatings[i]);
+    writeValue(review, "Rating", record.reviewRatings[i]);
     writeText(review, "Summary", record.reviewSummaries[i]);
     writeText(review, "Content", record.reviewContents[i]);
   }
@@ -118,18 +124,21 @@ void CRecord::composeSharedInfo(TiXmlElement* item) {
 void CRecord::composeItemNode(TiXmlElement* item) {
   if (!tessaron::isReadable(item)) return;
   composeSharedInfo(item);
-  for (const auto& [name, member] : tessaron::kItemTexts) writeText(*item, name, this->*member);
-  for (const auto& [name, member] : tessaron::kItemDates) {
+  for (const auto& [name, member, rule] : tessaron::kItemTexts) {
+    writeText(*item, name, this->*member, rule);
+  }
+  for (const auto& [name, member, rule] : tessaron::kItemDates) {
     if (const std::uint16_t date = this->*member) {
       item->LinkEndChild(new TiXmlElement(literal(name)))
           ->LinkEndChild(new TiXmlText(std::to_string(date)));
     }
   }
-  for (const auto& [name, member] : tessaron::kImages) {
-    writeText(*appendElement(*item, literal(name)), "URL", this->*member);
+  for (const auto& [name, member, rule] : tessaron::kImages) {
+    writeValue(*appendElement(*item, literal(name)), "URL", this->*member);
   }
   writeAttributes(*item, *this);
-  writeText(*appendElement(*item, "EditorialReviews"), "EditorialReview", description);
+  TiXmlElement& reviews = *appendElement(*item, "EditorialReviews");
+  if (!description.empty()) tessaron::appendText(reviews, "EditorialReview", description);
   writeOffers(*item, *this);
   writeReviews(*item, *this);
   writeTracks(*item, *this);

@@ -1,7 +1,7 @@
 #include "records/shopping_cart.h"
 
 #include "platform/system.h"
-#include "support/xml.h"
+#include "records/field_text.h"
 
 bool CShoppingCart::fromXml(TiXmlDocument* document) {
   if (!tessaron::isReadable(document)) return false;
@@ -9,7 +9,7 @@ bool CShoppingCart::fromXml(TiXmlDocument* document) {
   const TiXmlElement* cart = root ? root->FirstChildElement("Cart") : nullptr;
   while (cart && !cart->FirstChildElement()) cart = cart->NextSiblingElement("Cart");
   const TiXmlElement* url = cart ? cart->FirstChildElement("PurchaseURL") : nullptr;
-  if (url) PurchaseURL = tessaron::elementText(*url);
+  if (url) PurchaseURL = tessaron::value(*url);
   return url != nullptr;
 }
 

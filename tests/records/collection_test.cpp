@@ -148,6 +148,10 @@ TEST(Collection, EditsOnlyWhatChangedInAnItem) {
        "</Availability><Price /></OfferListing></Offer>}<Offer><OfferListing><Availability>1"
        "</Availability></OfferListing></Offer></Offers>",
        [](CRecord& r) { r.actors = {u"B"}, r.offerListing.Availability = u"2"; }},
+      {"leaves indented values alone, unless they change",
+       ">\n<ASIN>\n 1\n</ASIN>\n<Notes>{\n n\n|m}</Notes>\n<ItemAttributes>\n<Title>\n T\n</Title>"
+       "\n</ItemAttributes>\n",
+       [](CRecord& r) { r.Notes = u"m"; }},
       {"sets and removes attributes among others", "{ icon='1'| status=\"3\"} x = \"y\" z=0>",
        [](CRecord& r) { r.hasIcon = false, r.hasStatus = true, r.status = 3; }},
       {"keeps attributes apart", " {icon=\"1\"|}status=\"2\">",

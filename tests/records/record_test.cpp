@@ -147,6 +147,42 @@ TEST(CRecordReader, ReadsSharedAttributesAndDates) {
   EXPECT_EQ(readItem("<DateAdded>none</DateAdded>").DateAdded, 0);
 }
 
+TEST(CRecordReader, SkipsIndentation) {
+  // "~" stands for white space without a line break, "|" for an indent.
+  const auto spelt = [](std::string text) {
+    for (std::size_t at = 0; (at = text.find_first_of("~|", at)) != text.npos;) {
+      text.replace(at, 1, text[at] == '~' ? " \t" : "\r\n  ");
+    }
+    return text;
+  };
+  const char* values =
+      "<ASIN>|A1~</ASIN><DetailPageURL><![CDATA[|http://u|]]></DetailPageURL>"
+      "<StatusEndDate>|13089|</StatusEndDate><LargeImage><URL>|i|</URL></LargeImage>"
+      "<ItemAttributes><EAN>~E~</EAN><ListPrice><FormattedPrice>|$1|</FormattedPrice></ListPrice>"
+      "</ItemAttributes><OfferSummary><TotalNew>|3~</TotalNew></OfferSummary>"
+      "<CustomerReviews><AverageRating>|4.5|</AverageRating></CustomerReviews>";
+  const CRecord record = readItem(spelt(values));
+  EXPECT_EQ(record.ASIN + u',' + record.DetailPageURL + u',' + record.LargeImage + u',' +
+                record.EAN + u',' + record.ListPrice + u',' + record.TotalNew + u',' +
+                record.AverageRating,
+            u"A1,http://u,i,E,$1,3,4.5");
+  EXPECT_EQ(record.StatusEndDate, 13089);
+  EXPECT_EQ(readDetails(spelt("<Asin>|A1|</Asin>")).ASIN, u"A1");
+
+  const std::pair<const char*, const char*> texts[] = {
+      {"|a|b|", "a|b"},
+      {"~a~|", "~a"},
+      {"~a b~", "~a b~"},
+      {"|~<![CDATA[|a]]><!--c-->~|", "a"},
+      {"<![CDATA[|]]>|a<![CDATA[~|]]>", "||a~|"},
+  };
+  for (const auto& [xml, text] : texts) {
+    EXPECT_EQ(readItem(spelt("<Notes>" + std::string(xml) + "</Notes>")).Notes,
+              utf82wchar(spelt(text)))
+        << xml;
+  }
+}
+
 TEST(CRecordReader, KeepsFieldsThatAnItemDoesNotGive) {
   CRecord record = readItem(
       "<ASIN>1</ASIN><DateAdded>5</DateAdded><ItemAttributes><Title>T</Title>"
@@ -539,6 +575,7 @@ TEST(CShoppingCart, TakesTheFirstAddress) {
   } rows[] = {
       {"<R><Q/><Cart/><Cart><X/><PurchaseURL>a&amp;b</PurchaseURL></Cart></R>", true, u"a&b"},
       {"<R><Cart><X/></Cart><Cart><PurchaseURL>b</PurchaseURL></Cart></R>", false, u"old"},
+      {"<R><Cart><PurchaseURL>\n  a b\n</PurchaseURL></Cart></R>", true, u"a b"},
       {"<R><PurchaseURL>a</PurchaseURL></R>", false, u"old"},
       {"", false, u"old"},
   };
