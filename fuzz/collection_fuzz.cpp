@@ -1,5 +1,6 @@
 #include "fuzz.h"
 #include "records/collection.h"
+#include "records/recovery.h"
 
 using tessaron::Collection;
 using tessaron::ImportCounts;
@@ -38,7 +39,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Collection collection;
   CHECK(!collection.parse(recovery.text));
   CHECK(collection.records().size() == recovery.items);
-  CHECK(recovery.fault || recovery.text == text);
+  CHECK(!recovery.faults.empty() || recovery.text == text);
   CHECK(collection.text() == recovery.text);
 
   for (std::size_t i = 0; i < collection.records().size(); ++i) {

@@ -1,5 +1,6 @@
 #include "fuzz.h"
 #include "support/xml.h"
+#include "support/xml_encoding.h"
 #include "support/xml_scanner.h"
 
 using tessaron::XmlFault;
@@ -10,7 +11,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   TiXmlDocument document;
   const XmlFault fault = tessaron::parseXml(text, document);
 
-  tessaron::removeByteOrderMark(text);
+  const tessaron::DecodedXml decoded = tessaron::decodeXml(std::move(text));
+  CHECK(!decoded.fault || decoded.fault.offset <= decoded.text.size());
+  if (decoded.fault) {
+    CHECK(fault);
+    return 0;
+  }
+  text = decoded.text;
   XmlScanner scanner(text);
   XmlScanner::Piece piece{};
   for (std::size_t at = 0; piece != XmlScanner::Piece::Faulty;) {

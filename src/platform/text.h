@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,10 @@ std::u16string fromCodePage(std::string_view bytes);
 
 /// Narrows `text` into the system's ANSI code page. Characters that it lacks become '?'.
 std::string toCodePage(std::u16string_view text);
+
+/// Decodes `bytes` from the character set with the IANA name `name`, whatever its case. Bytes
+/// without a meaning become U+FFFD. Nothing when the system does not know the name.
+std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes);
 
 /// Whether two texts are the same when each UTF-16 unit counts as its capital; no language's rules.
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right);

@@ -9,6 +9,7 @@
 #include "records/item_scanner.h"
 #include "records/record_set.h"
 #include "support/text.h"
+#include "support/xml_encoding.h"
 #include "support/xml_outline.h"
 #include "support/xml_scanner.h"
 
@@ -16,6 +17,8 @@ namespace tessaron {
 namespace {
 
 using Piece = XmlScanner::Piece;
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 bool isDetails(std::string_view item) { return item.starts_with("<Details"); }
 
@@ -37,31 +40,8 @@ CRecord readItem(std::string_view item) {
   return record;
 }
 
-// A text in UTF-8 and the byte-order mark that stood in front of it.
-struct Decoded {
-  std::string mark;
-  std::string text;
-  bool converted = false;  // from UTF-16
-};
-
-Decoded decode(std::string text) {
-  constexpr std::string_view kMark = "\xEF\xBB\xBF";
-  Decoded decoded;
-  if (text.starts_with(kMark)) decoded.mark = kMark;
-  decoded.converted = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
-  removeByteOrderMark(text);
-  decoded.text = std::move(text);
-  if (!decoded.converted || !decoded.text.starts_with("<?xml")) return decoded;
-
-  const std::size_t name = decoded.text.find("encoding");
-  const std::size_t value = decoded.text.find_first_of("\"'>", name) + 1;
-  const std::size_t end = decoded.text.find_first_of("\"'>", value);
-  if (end < decoded.text.find('>')) decoded.text.replace(value, end - value, "UTF-8");
-  return decoded;
-}
-
 // Gives `fresh`, an item of a response, what the user has added to `known`.
-void keepAdditions(const CRecord& known, CRecord& fresh) {
+void copyUserFields(const CRecord& known, CRecord& fresh) {
   fresh.hasIcon = known.hasIcon;
   fresh.icon = known.icon;
   fresh.hasStatus = known.hasStatus;
@@ -143,13 +123,13 @@ Collection::Collection() {
 }
 
 XmlFault Collection::parse(std::string text) {
-  std::string original;
-  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) original = text;
-  const auto [mark, decoded, converted] = decode(std::move(text));
+  DecodedXml document = decodeXml(text);
+  if (document.fault) return document.fault;
+  const std::string& decoded = document.text;
   Layout layout = scan(decoded);
   if (layout.fault) return layout.fault;
 
-  original_ = std::move(original);
+  original_ = document.reencoded ? std::move(text) : std::string();
   slots_.clear();
   slots_.reserve(layout.items.size());
   records_.clear();
@@ -164,10 +144,15 @@ XmlFault Collection::parse(std::string text) {
   opening_ = std::move(layout.opening);
   opening_.begin -= at;
   opening_.end -= at;
+  std::string& head = slots_.empty() ? tail_ : slots_.front().before;
+  std::size_t growth = declareUtf8(document, head);
+  if (document.marked) {
+    head.insert(0, kUtf8Mark);
+    growth += kUtf8Mark.size();
+  }
   if (slots_.empty()) {
-    insertBehind(0, mark);
-  } else {
-    slots_.front().before.insert(0, mark);
+    opening_.begin += growth;
+    opening_.end += growth;
   }
   return {};
 }
@@ -265,7 +250,7 @@ XmlFault Collection::import(std::string_view response, std::uint16_t today, Impo
     if (isNew) {
       record.DateAdded = today;
     } else {
-      keepAdditions(records_[place->second], record);
+      copyUserFields(records_[place->second], record);
     }
     if (finish) finish(record);
     if (isNew) {
@@ -286,25 +271,6 @@ std::string Collection::text() const {
   text.reserve(size);
   for (const Slot& slot : slots_) (text += slot.before) += slot.item;
   return text += tail_;
-}
-
-Recovery recover(std::string_view damaged) {
-  const Decoded decoded = decode(std::string(damaged));
-  const Collection::Layout layout = Collection::scan(decoded.text);
-  Recovery recovery;
-  recovery.fault = layout.fault;
-  recovery.items = layout.items.size();
-  if (!layout.fault) {
-    recovery.text = damaged;
-  } else if (layout.items.empty()) {
-    recovery.text = Collection().text();
-  } else {
-    const TextRange last = layout.items.back();
-    recovery.text = decoded.mark + decoded.text.substr(0, last.end);
-    if (!isDetails(last.of(decoded.text))) recovery.text += "</Items>";
-    recovery.text += "</" + std::string(layout.root) + '>';
-  }
-  return recovery;
 }
 
 }  // namespace tessaron

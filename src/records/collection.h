@@ -81,25 +81,14 @@ class TESSARON_API Collection {
   };
   struct Layout;
   static Layout scan(std::string_view text);
-  friend struct Recovery recover(std::string_view damaged);
 
   void insertBehind(std::size_t index, const std::string& text);
 
-  std::string original_;  // a text in UTF-16 as it came, until something is changed
+  std::string original_;  // a text that is not in UTF-8 as it came, until something is changed
   std::vector<Slot> slots_;
   std::string tail_;  // the text behind the last item
   Opening opening_;
   std::vector<CRecord> records_;
 };
-
-/// What could be saved of a damaged collection.
-struct Recovery {
-  std::string text;       ///< a collection with all items that were complete before the fault
-  std::size_t items = 0;  ///< how many
-  XmlFault fault;         ///< none when the text was whole
-};
-
-/// Saves all complete items before the first fault of `damaged`.
-TESSARON_API Recovery recover(std::string_view damaged);
 
 }  // namespace tessaron

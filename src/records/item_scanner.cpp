@@ -4,6 +4,11 @@ namespace tessaron {
 
 using Piece = XmlScanner::Piece;
 
+void ItemScanner::resume(std::size_t at, const std::vector<std::string_view>& open) {
+  scanner_.resume(at, open);
+  inItems_ = open.size() == 2 && open.back() == "Items";
+}
+
 Piece ItemScanner::next() {
   Piece piece = scanner_.next();
   begin_ = scanner_.begin();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 #include "support/xml_scanner.h"
 
@@ -12,7 +13,10 @@ class ItemScanner {
  public:
   explicit ItemScanner(std::string_view text) : scanner_(text) {}
 
-  /// Moves to the next item or piece.
+  /// See XmlScanner::resume. Where the root's "Items" is open, an "Item" is an item.
+  void resume(std::size_t at, const std::vector<std::string_view>& open);
+
+  /// Moves to the next item or token.
   XmlScanner::Piece next();
 
   /// Whether an item was taken. It may have ended in a fault.
@@ -25,6 +29,7 @@ class ItemScanner {
   std::string_view name() const { return scanner_.name(); }
   std::size_t depth() const { return scanner_.depth(); }
   const XmlFault& fault() const { return scanner_.fault(); }
+  std::size_t faultyToken() const { return scanner_.faultyToken(); }
 
  private:
   XmlScanner scanner_;

@@ -8,6 +8,7 @@
 #include "records/item_walk.h"
 #include "support/files.h"
 #include "support/xml.h"
+#include "support/xml_encoding.h"
 #include "support/xml_outline.h"
 
 bool CRecordSet::fromFile(std::u16string path) {
@@ -18,7 +19,9 @@ bool CRecordSet::fromFile(std::u16string path) {
 bool CRecordSet::fromString(std::string text) {
   using Piece = tessaron::XmlScanner::Piece;
   if (text.empty()) return false;
-  tessaron::removeByteOrderMark(text);
+  tessaron::DecodedXml decoded = tessaron::decodeXml(std::move(text));
+  if (decoded.fault.kind == tessaron::XmlFault::Kind::UnknownEncoding) return false;
+  text = std::move(decoded.text);
   struct Item {
     tessaron::TextRange range;
     int version;
@@ -33,7 +36,6 @@ bool CRecordSet::fromString(std::string text) {
     items.push_back(
         {{scanner.begin(), scanner.end()}, scanner.version(), scanner.needsRewriting()});
   } while (piece != Piece::Finished && piece != Piece::Faulty);
-  if (scanner.fault().kind == tessaron::XmlFault::Kind::TooDeep) return false;
 
   // One item at a time: a document of them all would be many times as large as the text.
   if (records.empty()) records.reserve(items.size());
@@ -43,7 +45,7 @@ bool CRecordSet::fromString(std::string text) {
       tessaron::parseXml(std::string(range.of(text)), document);
     } else {
       const char behind = std::exchange(text[range.end], '\0');
-      tessaron::parsePassed(text.data() + range.begin, document);
+      tessaron::parseValidated(text.data() + range.begin, document);
       text[range.end] = behind;
     }
     if (!records.emplace_back().fromXmlNodeVersion(document.RootElement(), version)) {

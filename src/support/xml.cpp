@@ -8,6 +8,7 @@
 
 #include "platform/system.h"
 #include "support/text.h"
+#include "support/xml_encoding.h"
 #include "support/xml_scanner.h"
 
 namespace tessaron {
@@ -224,24 +225,7 @@ void setText(TiXmlElement& element, std::u16string_view value) {
 
 }  // namespace
 
-void removeByteOrderMark(std::string& text) {
-  if (text.starts_with("\xEF\xBB\xBF")) {
-    text.erase(0, 3);
-    return;
-  }
-  const bool little = text.starts_with("\xFF\xFE");
-  if (!little && !text.starts_with("\xFE\xFF")) return;
-  std::u16string wide;
-  wide.reserve(text.size() / 2);
-  for (std::size_t i = 2; i + 1 < text.size(); i += 2) {
-    const auto first = static_cast<unsigned char>(text[i]);
-    const auto second = static_cast<unsigned char>(text[i + 1]);
-    wide += static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
-  }
-  text = toUtf8(wide);
-}
-
-void parsePassed(const char* text, TiXmlDocument& document) {
+void parseValidated(const char* text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
   const KeepWhiteSpace keepWhiteSpace;
@@ -254,7 +238,9 @@ void parsePassed(const char* text, TiXmlDocument& document) {
 XmlFault parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
-  removeByteOrderMark(text);
+  DecodedXml decoded = decodeXml(std::move(text));
+  if (decoded.fault.kind == XmlFault::Kind::UnknownEncoding) return decoded.fault;
+  text = std::move(decoded.text);
 
   XmlScanner scanner(text);
   std::vector<Range> rewrites;
@@ -267,23 +253,25 @@ XmlFault parseXml(std::string text, TiXmlDocument& document) {
   XmlFault fault = scanner.fault();
   if (fault) {
     locate(text, fault);
-    if (fault.kind == XmlFault::Kind::TooDeep) return fault;
-    // The recursive parser sees nothing that the scanner has not passed.
+    // The recursive parser sees nothing that the scanner has not accepted.
     text.resize(fault.offset);
   }
   if (!rewrites.empty()) text = rewriteReferences(text, rewrites);
+  declareUtf8(decoded, text);
 
-  parsePassed(text.c_str(), document);
+  parseValidated(text.c_str(), document);
   if (!fault && document.Error()) {
     fault.kind = XmlFault::Kind::BadTag;
     fault.message = document.ErrorDesc();
     locate(text, fault);
   }
+  if (decoded.fault && (!fault || decoded.fault.offset < fault.offset)) return decoded.fault;
   return fault;
 }
 
 bool parseReadable(std::string text, TiXmlDocument& document) {
-  return !text.empty() && parseXml(std::move(text), document).kind != XmlFault::Kind::TooDeep;
+  return !text.empty() &&
+         parseXml(std::move(text), document).kind != XmlFault::Kind::UnknownEncoding;
 }
 
 void printXml(const TiXmlNode& node, std::string& out) {

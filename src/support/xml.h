@@ -31,14 +31,15 @@ struct TESSARON_API XmlFault {
   enum class Kind {
     None,
     Empty,         ///< no root element
-    BadCharacter,  ///< a NUL, or bytes outside the root element
+    BadCharacter,  ///< a NUL, bytes outside the root element, or none of the declared encoding
     BadTag,        ///< a tag that is no tag, or an attribute without a value
     DuplicateAttribute,
-    MismatchedEnd,  ///< an end tag that closes another element than the open one
-    UnexpectedEnd,  ///< the text ends inside a tag, a comment, or an open element
-    BadReference,   ///< a numeric character reference that is none
-    Unsupported,    ///< a document type with a subset, or a processing instruction with '>'
-    TooDeep,        ///< elements nested deeper than kXmlDepthLimit
+    MismatchedEnd,    ///< an end tag that closes another element than the open one
+    UnexpectedEnd,    ///< the text ends inside a tag, a comment, or an open element
+    BadReference,     ///< a numeric character reference that is none
+    Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
+    TooDeep,          ///< elements nested deeper than kXmlDepthLimit
+    UnknownEncoding,  ///< the declaration names an encoding that cannot be read
   };
   Kind kind = Kind::None;
   std::size_t offset = 0;  ///< bytes from the start of the text
@@ -52,24 +53,20 @@ struct TESSARON_API XmlFault {
 /// Elements nested deeper than this are refused: the parser is recursive.
 inline constexpr std::size_t kXmlDepthLimit = 256;
 
-/// Turns a text with a byte-order mark into UTF-8 without one.
-void removeByteOrderMark(std::string& text);
-
-/// The one way in which XML text becomes a document. Clears `document` and parses `text` in the
-/// library's legacy encoding mode (bytes stay as they are), with these amends: a UTF-8 byte-order
-/// mark is skipped, a UTF-16 text with its mark is converted; numeric references above 127 become
-/// the UTF-8 bytes of the characters that they name; an ampersand that begins no reference stays
-/// one; white space inside text stays as it stands, except between two pieces of markup. Returns
-/// the first fault, if any. The document then holds what was built before it, but nothing at all
-/// after TooDeep. Safe to call from several threads at once.
+/// The one way in which XML text becomes a document. Clears `document`, decodes `text` (see
+/// `decodeXml`) and parses it as UTF-8 in TinyXML's legacy encoding mode (bytes stay as they are),
+/// with these amends: numeric references above 127 become the UTF-8 bytes of the characters that
+/// they name; an ampersand that begins no reference stays one; white space inside text stays as it
+/// stands, except between two tokens of markup. Returns the first fault, if any. The document then
+/// holds what was built before it (for bytes that are no characters: all, with U+FFFD in their
+/// place), but nothing at all after UnknownEncoding. Safe to call from several threads at once.
 TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);
 
-/// The part of `parseXml` behind its XmlScanner, for a text that one has passed without a need to
-/// rewrite it.
-void parsePassed(const char* text, TiXmlDocument& document);
+/// Parses text that XmlScanner has accepted and that needs no rewriting; NUL-terminated.
+void parseValidated(const char* text, TiXmlDocument& document);
 
 /// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in
-/// a fault. False for an empty text and for one that is nested too deep.
+/// a fault. False for an empty text and for one in an unknown encoding.
 bool parseReadable(std::string text, TiXmlDocument& document);
 
 /// Prints a document or a part of it, and appends that to `out`. Byte for byte what the XML

@@ -115,9 +115,18 @@ Piece XmlScanner::fail(Kind kind, std::size_t offset, std::string_view message) 
   fault_.kind = kind;
   fault_.offset = offset;
   fault_.message = message;
+  faultyToken_ = begin_;
   begin_ = end_ = offset;
   stopped_ = true;
   return Piece::Faulty;
+}
+
+void XmlScanner::resume(std::size_t at, const std::vector<std::string_view>& open) {
+  begin_ = end_ = at;
+  open_ = open;
+  rootSeen_ = !open.empty();
+  needsRewriting_ = stopped_ = false;
+  fault_ = {};
 }
 
 Piece XmlScanner::next() {
@@ -142,27 +151,27 @@ Piece XmlScanner::next() {
       if (stray < end_) return fail(Kind::BadCharacter, stray, "text outside of the root element");
       return Piece::Text;
     }
-    const std::size_t nul = text_.substr(begin_, end_ - begin_).find('\0');
-    if (nul != text_.npos) return fail(Kind::BadCharacter, begin_ + nul, {});
+    std::size_t nul = 0;
+    if (isNulBefore(begin_, end_, nul)) return fail(Kind::BadCharacter, nul, {});
     return references(begin_, end_) ? Piece::Text : Piece::Faulty;
   }
   if (startsWith(text_, begin_, "</")) return endTag();
   if (begin_ + 1 < text_.size() && isNameStart(text_[begin_ + 1])) return startTag();
-  if (startsWith(text_, begin_, "<!--")) return until("-->", 4, Piece::Comment);
+  if (startsWith(text_, begin_, "<!--")) return until("-->", commentEnd_, 4, Piece::Comment);
   if (startsWith(text_, begin_, "<![CDATA[")) {
     if (open_.empty()) return fail(Kind::BadCharacter, begin_, "text outside of the root element");
-    return until("]]>", 9, Piece::CData);
+    return until("]]>", cdataEnd_, 9, Piece::CData);
   }
   if (startsWithAnyCase(text_, begin_, "<?xml")) return declaration();
   if (startsWith(text_, begin_, "<?")) {
-    const Piece piece = until(">", 2, Piece::Other);
+    const Piece piece = until(">", tagEnd_, 2, Piece::Other);
     if (piece == Piece::Other && text_[end_ - 2] != '?') {
       return fail(Kind::Unsupported, begin_, "a processing instruction with a '>' in it");
     }
     return piece;
   }
   if (startsWith(text_, begin_, "<!DOCTYPE") && open_.empty() && !rootSeen_) {
-    const Piece piece = until(">", 9, Piece::Other);
+    const Piece piece = until(">", tagEnd_, 9, Piece::Other);
     const std::string_view content = text_.substr(begin_, end_ - begin_);
     const auto balanced = [&](char quote) {
       return std::count(content.begin(), content.end(), quote) % 2 == 0;
@@ -176,11 +185,16 @@ Piece XmlScanner::next() {
   return fail(Kind::BadTag, begin_, "a '<' that begins no tag");
 }
 
-Piece XmlScanner::until(std::string_view closing, std::size_t from, Piece piece) {
-  const std::size_t at = text_.find(closing, begin_ + from);
-  const std::string_view content = text_.substr(begin_, at - begin_);
-  const std::size_t nul = content.find('\0');
-  if (nul != content.npos) return fail(Kind::BadCharacter, begin_ + nul, {});
+bool XmlScanner::isNulBefore(std::size_t from, std::size_t to, std::size_t& at) {
+  at = nul_.find(text_, std::string_view("\0", 1), from);
+  return at < std::min(to, text_.size());
+}
+
+Piece XmlScanner::until(std::string_view closing, TokenSearch& search, std::size_t from,
+                        Piece piece) {
+  const std::size_t at = search.find(text_, closing, begin_ + from);
+  std::size_t nul = 0;
+  if (isNulBefore(begin_, at, nul)) return fail(Kind::BadCharacter, nul, {});
   if (at == text_.npos) {
     return fail(Kind::UnexpectedEnd, text_.size(), "the text ends inside a piece of markup");
   }
@@ -238,10 +252,10 @@ bool XmlScanner::attribute(std::size_t& at, std::string_view& name) {
 
   const char quote = text_[value];
   if (quote == '"' || quote == '\'') {
-    at = text_.find(quote, value + 1);
-    const std::size_t nul = text_.substr(value, at - value).find('\0');
-    if (nul != text_.npos) {
-      fail(Kind::BadCharacter, value + nul, {});
+    at = (quote == '"' ? quote_ : apostrophe_).find(text_, {&quote, 1}, value + 1);
+    std::size_t nul = 0;
+    if (isNulBefore(value, at, nul)) {
+      fail(Kind::BadCharacter, nul, {});
       return false;
     }
     if (at == text_.npos) {

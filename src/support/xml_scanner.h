@@ -8,6 +8,22 @@
 
 namespace tessaron {
 
+/// Finds a token from positions that mostly ascend, and searches no stretch of the text twice.
+class TokenSearch {
+ public:
+  std::size_t find(std::string_view text, std::string_view token, std::size_t from) {
+    if (from < from_ || from > at_) {
+      from_ = from;
+      at_ = text.find(token, from);
+    }
+    return at_;
+  }
+
+ private:
+  std::size_t from_ = 1;  // none begins from here to before `at_`
+  std::size_t at_ = 0;
+};
+
 /// Walks over XML text piece by piece without building anything, and stops at the first fault.
 /// It takes and refuses what the XML library takes and refuses, so that what it has passed can be
 /// given to the library's recursive parser. The text must outlive it; no byte-order mark, no
@@ -29,6 +45,9 @@ class XmlScanner {
 
   explicit XmlScanner(std::string_view text) : text_(text) {}
 
+  /// Goes on at `at`, the start of a token, as if the elements `open` were open there.
+  void resume(std::size_t at, const std::vector<std::string_view>& open);
+
   /// Moves to the next piece. After Finished or Faulty it stays there.
   Piece next();
 
@@ -41,12 +60,15 @@ class XmlScanner {
   bool needsRewriting() const { return needsRewriting_; }
   /// Kind, offset and message; line and column are left to `locate`.
   const XmlFault& fault() const { return fault_; }
+  /// Where the token begins in which the fault is; nothing before it is at fault.
+  std::size_t faultyToken() const { return faultyToken_; }
 
  private:
   Piece fail(XmlFault::Kind kind, std::size_t offset, std::string_view message);
   Piece startTag();
   Piece endTag();
-  Piece until(std::string_view closing, std::size_t from, Piece piece);
+  Piece until(std::string_view closing, TokenSearch& search, std::size_t from, Piece piece);
+  bool isNulBefore(std::size_t from, std::size_t to, std::size_t& at);
   Piece declaration();
   bool attribute(std::size_t& at, std::string_view& name);
   bool references(std::size_t from, std::size_t to);
@@ -61,6 +83,8 @@ class XmlScanner {
   bool needsRewriting_ = false;
   bool stopped_ = false;
   XmlFault fault_;
+  std::size_t faultyToken_ = 0;
+  TokenSearch nul_, commentEnd_, cdataEnd_, tagEnd_, quote_, apostrophe_;
 };
 
 /// Fills line and column of `fault` from its offset in `text`.

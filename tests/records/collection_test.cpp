@@ -11,6 +11,7 @@
 
 #include "records/record_set.h"
 #include "records/record_tables.h"
+#include "records/recovery.h"
 #include "support/text.h"
 
 using namespace std::string_literals;
@@ -476,8 +477,8 @@ TEST(Recover, SavesTheItemsBeforeAnyCut) {
     const Recovery recovery = tessaron::recover(damaged);
     EXPECT_EQ(recovery.items, items);
     EXPECT_EQ(parsed(recovery.text).records().size(), items);
-    EXPECT_EQ(static_cast<bool>(recovery.fault), cut < whole.size() - 1);
-    if (!recovery.fault) {
+    EXPECT_EQ(recovery.faults.size(), cut < whole.size() - 1 ? 1u : 0u);
+    if (recovery.faults.empty()) {
       EXPECT_EQ(recovery.text, damaged);
     } else if (items == 0) {
       EXPECT_EQ(recovery.text, Collection().text());

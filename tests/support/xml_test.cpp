@@ -137,7 +137,7 @@ TEST(ParseXml, RefusesDeepNestingOnly) {
   TiXmlDocument document;
   EXPECT_FALSE(parseXml(nested(256, true), document));
   EXPECT_EQ(parseXml(nested(257, true), document).kind, Kind::TooDeep);
-  EXPECT_TRUE(document.NoChildren());
+  EXPECT_STREQ(document.RootElement()->Value(), "a");
   EXPECT_EQ(parseXml(nested(1000000, false), document).kind, Kind::TooDeep);
   EXPECT_EQ(parseXml("<r/>" + nested(1000000, false), document).kind, Kind::BadTag);
 }

@@ -7,10 +7,12 @@
 #include <unicode/smpdtfmt.h>
 #include <unicode/uchar.h>
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <memory>
 
 namespace tessaron {
@@ -38,6 +40,15 @@ Converter openCodePage() {
   }
   if (converter) ucnv_setSubstChars(converter.get(), "?", 1, &error);
   return converter;
+}
+
+// Writes U+FFFD for bytes without a meaning. ICU's own substitute is a control character in some
+// character sets.
+void writeReplacement(const void*, UConverterToUnicodeArgs* args, const char*, std::int32_t,
+                      UConverterCallbackReason reason, UErrorCode* error) {
+  if (reason > UCNV_IRREGULAR) return;
+  *error = U_ZERO_ERROR;
+  ucnv_cbToUWriteUChars(args, u"\uFFFD", 1, 0, error);
 }
 
 // The short date of the user's locale, with the year in full; null when ICU has no data for it.
@@ -74,6 +85,28 @@ std::string toCodePage(std::u16string_view text) {
       wide.extract(out.data(), static_cast<std::int32_t>(out.size()), converter.get(), error);
   out.resize(static_cast<std::size_t>(std::max(length, 0)));
   return out;
+}
+
+std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes) {
+  // ICU takes options behind a comma.
+  if (name.empty() || name.find(',') != name.npos) return std::nullopt;
+  UErrorCode error = U_ZERO_ERROR;
+  const Converter converter(ucnv_open(std::string(name).c_str(), &error));
+  ucnv_setToUCallBack(converter.get(), writeReplacement, nullptr, nullptr, nullptr, &error);
+  if (U_FAILURE(error)) return std::nullopt;
+
+  std::u16string text;
+  char16_t buffer[4096];
+  const char* from = bytes.data();
+  const char* const end = from + bytes.size();
+  do {  // in parts: ICU counts in 32 bits
+    error = U_ZERO_ERROR;
+    char16_t* to = buffer;
+    ucnv_toUnicode(converter.get(), &to, std::end(buffer), &from, end, nullptr, true, &error);
+    text.append(buffer, to);
+  } while (error == U_BUFFER_OVERFLOW_ERROR);
+  if (U_FAILURE(error)) return std::nullopt;
+  return text;
 }
 
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {

@@ -1,10 +1,86 @@
 #include "platform/text.h"
 
-#include "platform/win32/wide.h"
-
 #include <shlwapi.h>
 
+#include <algorithm>
+#include <iterator>
+
+#include "platform/win32/wide.h"
+
 namespace tessaron {
+namespace {
+
+struct Charset {
+  std::string_view name;  // in small letters
+  UINT codePage;
+};
+constexpr Charset kCharsets[] = {
+    {"big5", 950},          {"cp1250", 1250},       {"cp1251", 1251},
+    {"cp1252", 1252},       {"cp437", 437},         {"cp850", 850},
+    {"cp866", 866},         {"cp932", 932},         {"euc-jp", 20932},
+    {"euc-kr", 949},        {"gb18030", 54936},     {"gb2312", 936},
+    {"gbk", 936},           {"ibm437", 437},        {"ibm850", 850},
+    {"ibm852", 852},        {"ibm866", 866},        {"iso-8859-10", 28600},
+    {"iso-8859-13", 28603}, {"iso-8859-14", 28604}, {"iso-8859-15", 28605},
+    {"iso-8859-16", 28606}, {"iso-8859-2", 28592},  {"iso-8859-3", 28593},
+    {"iso-8859-4", 28594},  {"iso-8859-5", 28595},  {"iso-8859-6", 28596},
+    {"iso-8859-7", 28597},  {"iso-8859-8", 28598},  {"iso-8859-9", 28599},
+    {"koi8-r", 20866},      {"koi8-u", 21866},      {"ks_c_5601-1987", 949},
+    {"latin-9", 28605},     {"latin2", 28592},      {"macintosh", 10000},
+    {"shift-jis", 932},     {"shift_jis", 932},     {"sjis", 932},
+    {"tis-620", 874},       {"windows-1250", 1250}, {"windows-1251", 1251},
+    {"windows-1252", 1252}, {"windows-1253", 1253}, {"windows-1254", 1254},
+    {"windows-1255", 1255}, {"windows-1256", 1256}, {"windows-1257", 1257},
+    {"windows-1258", 1258}, {"windows-31j", 932},   {"windows-874", 874},
+    {"windows-949", 949},   {"x-sjis", 932},
+};
+
+// Appends what `bytes` are in a code page. False, and nothing appended, when some are nothing.
+bool appendDecoded(UINT codePage, std::string_view bytes, std::u16string& out) {
+  if (bytes.empty()) return true;
+  const int size = static_cast<int>(bytes.size());
+  const int length =
+      MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
+  if (length <= 0) return false;
+  const std::size_t done = out.size();
+  out.resize(done + static_cast<std::size_t>(length));
+  MultiByteToWideChar(codePage, 0, bytes.data(), size, wide(out.data() + done), length);
+  return true;
+}
+
+}  // namespace
+
+std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes) {
+  std::string lower(name);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  const auto found = std::find_if(std::begin(kCharsets), std::end(kCharsets),
+                                  [&](const Charset& known) { return known.name == lower; });
+  if (found == std::end(kCharsets) || !IsValidCodePage(found->codePage)) return std::nullopt;
+
+  // One line at a time: sizes are 32 bits wide, and only a faulty line is taken to pieces. No
+  // character of these sets has a line feed among its bytes.
+  std::u16string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    constexpr std::size_t kLongestCall = std::size_t{1} << 30;
+    const std::string_view line = bytes.substr(0, bytes.find('\n') + 1);  // npos + 1 is 0
+    std::string_view part = (line.empty() ? bytes : line).substr(0, kLongestCall);
+    bytes.remove_prefix(part.size());
+    if (appendDecoded(found->codePage, part, text)) continue;
+    while (!part.empty()) {
+      std::size_t size = IsDBCSLeadByteEx(found->codePage, static_cast<BYTE>(part[0])) ? 2 : 1;
+      size = std::min(size, part.size());
+      if (!appendDecoded(found->codePage, part.substr(0, size), text)) {
+        text += u'\uFFFD';
+        size = 1;
+      }
+      part.remove_prefix(size);
+    }
+  }
+  return text;
+}
 
 std::u16string fromCodePage(std::string_view bytes) {
   if (bytes.empty()) return {};

@@ -1,0 +1,321 @@
+#include "records/recovery.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "records/collection.h"
+#include "records/item_scanner.h"
+#include "support/text.h"
+#include "support/xml_encoding.h"
+#include "support/xml_outline.h"
+#include "support/xml_scanner.h"
+
+namespace tessaron {
+namespace {
+
+using Token = XmlScanner::Piece;
+
+constexpr std::size_t npos = std::string_view::npos;
+
+struct Section {
+  std::string_view opening;
+  std::string_view closing;
+};
+constexpr std::array kSections = {Section{"<!--", "-->"}, Section{"<![CDATA[", "]]>"}};
+
+// Whether the start tag of an item could stand at `at`.
+bool isItemTag(std::string_view text, std::size_t at) {
+  const std::string_view rest = text.substr(at);
+  for (const std::string_view tag : {"<Item", "<Details"}) {
+    if (!rest.starts_with(tag) || rest.size() == tag.size()) continue;
+    if (std::string_view(" \t\r\n/>").find(rest[tag.size()]) != npos) return true;
+  }
+  return false;
+}
+
+// The first comment or CDATA section in a part without a fault that swallows an item, because its
+// own end is damaged and that of another one is taken for it; npos when there is none.
+std::size_t findSwallower(std::string_view text, TextRange part) {
+  const std::string_view content = part.of(text);
+  for (const auto& [opening, closing] : kSections) {
+    std::size_t begin = 0;
+    while ((begin = content.find(opening, begin)) != npos) {
+      const std::size_t end = std::min(content.find(closing, begin), content.size());
+      const std::string_view section = content.substr(begin, end - begin);
+      if (section.find(opening, 1) != npos) {
+        for (std::size_t at = 1; (at = section.find('<', at)) != npos; ++at) {
+          if (isItemTag(section, at)) return part.begin + begin;
+        }
+      }
+      begin = end;
+    }
+  }
+  return npos;
+}
+
+bool isUtf8(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    bool wellFormed = false;
+    nextUtf8(text, at, &wellFormed);
+    if (!wellFormed) return false;
+  }
+  return true;
+}
+
+// Finds the whole items of a text and puts them together anew.
+class Salvager {
+ public:
+  explicit Salvager(std::string_view text) : text_(text), scanner_(text), probe_(text) {}
+
+  void run() {
+    for (;;) {
+      const Token token = scanner_.next();
+      if (token == Token::Finished) break;
+      if (token == Token::Start && scanner_.depth() == 1 && rootTagEnd_ == 0) {
+        root_ = scanner_.name();
+        rootTagEnd_ = scanner_.end();
+      }
+      const TextRange range{scanner_.begin(), scanner_.end()};
+      XmlFault fault = scanner_.fault();
+      std::size_t sound = scanner_.faultyToken();  // up to here there is no fault
+      if (token != Token::Faulty) {
+        const bool section = token == Token::Comment || token == Token::CData;
+        sound = section || scanner_.isItem() ? findSwallower(text_, range) : npos;
+        if (sound == npos) {
+          if (scanner_.isItem()) take(range);
+          continue;
+        }
+        fault.kind = XmlFault::Kind::UnexpectedEnd;
+        fault.offset = sound;
+        fault.message = "a comment or CDATA section that runs on into another one";
+      }
+      faults_.push_back({std::move(fault), sound});
+      const std::size_t next = nextCandidate(range.begin, sound);
+      if (next == npos) break;
+      resumeAt(next);
+    }
+  }
+
+  std::size_t items() const { return items_.size(); }
+
+  // The faults, with line and column, in the order of the text.
+  std::vector<Recovery::Fault> faults() const {
+    std::vector<Recovery::Fault> out;
+    for (const Pending& pending : faults_) out.push_back({pending.fault, 0});
+    const auto offset = [](const Recovery::Fault& fault) { return fault.fault.offset; };
+    std::stable_sort(out.begin(), out.end(),
+                     [&](const auto& a, const auto& b) { return offset(a) < offset(b); });
+    out.erase(std::unique(out.begin(), out.end(),
+                          [&](const auto& a, const auto& b) { return offset(a) == offset(b); }),
+              out.end());
+    // One pass: a text of one long line may have many faults.
+    std::size_t line = 1, column = 1, at = 0;
+    for (auto& [fault, itemsBehind] : out) {
+      while (at < fault.offset) {
+        const bool lineEnd = text_[at] == '\n';
+        nextUtf8(text_, at);
+        line += lineEnd ? 1 : 0;
+        column = lineEnd ? 1 : column + 1;
+      }
+      fault.line = line;
+      fault.column = column;
+      itemsBehind = static_cast<std::size_t>(
+          items_.end() - std::lower_bound(items_.begin(), items_.end(), fault.offset));
+    }
+    return out;
+  }
+
+  // Whether `text` begins as the damaged text does.
+  bool keepsHead() const { return rootTagEnd_ != 0; }
+
+  // The items with all that stands between them without a fault.
+  std::string text() const {
+    std::string out;
+    std::string_view root = root_;
+    bool inItems = false;
+    std::size_t i = 0;
+    if (!runs_.empty() && runs_.front().head) {
+      out = runs_.front().text.of(text_);
+      inItems = runs_.front().endsInItems;
+      i = 1;
+    } else if (keepsHead()) {
+      out = text_.substr(0, rootTagEnd_);
+    } else {
+      const std::string frame = Collection().text();
+      out = frame.substr(0, frame.find("<Items"));
+      root = "PriceTracker";
+    }
+    for (; i < runs_.size(); ++i) {
+      const Run& run = runs_[i];
+      out += '\n';
+      if (run.startsInItems != inItems) out += inItems ? "</Items>" : "<Items>";
+      out += run.text.of(text_);
+      inItems = run.endsInItems;
+    }
+    if (inItems) out += "</Items>";
+    return out.append("</").append(root) += '>';
+  }
+
+ private:
+  struct Pending {
+    XmlFault fault;
+    std::size_t token;  // where the token with the fault begins
+  };
+  // Text without a fault, from its first item (or the head of the text) to the end of its last one.
+  struct Run {
+    TextRange text;
+    bool head;
+    bool startsInItems;
+    bool endsInItems;
+  };
+
+  void take(TextRange item) {
+    const bool inItems = scanner_.version() == 4;
+    if (!hasItem_) runs_.push_back({{begin_, item.end}, isHead_, inItems, inItems});
+    hasItem_ = true;
+    runs_.back().text.end = item.end;
+    runs_.back().endsInItems = inItems;
+    items_.push_back(item.begin);
+    judged_ = item.end;
+    // A fault that shows only behind a whole item has its place in front of that.
+    for (; settled_ < faults_.size(); ++settled_) {
+      auto& [fault, token] = faults_[settled_];
+      if (fault.offset <= item.begin) continue;
+      fault.offset = std::min(token, item.begin);
+      fault.message = token < item.begin ? "markup that does not end before the next item begins"
+                                         : "the item in front of this one does not end";
+    }
+  }
+
+  // Reads on at the start tag of an item, as if everything around it were in order.
+  void resumeAt(std::size_t item) {
+    open_ = {root_};
+    if (nameAt(item) == "Item") open_.push_back("Items");
+    scanner_.resume(item, open_);
+    isHead_ = hasItem_ = false;
+    begin_ = judged_ = item;
+  }
+
+  // Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
+  // item, when the fault is in one.
+  std::size_t nextCandidate(std::size_t begin, std::size_t sound) {
+    const std::optional<std::size_t> found = scanner_.isItem()
+                                                 ? candidateBefore(sound, begin + 1, nameAt(begin))
+                                                 : candidateBefore(sound, judged_, {});
+    return found ? *found : nextItemTag(std::max(sound, isHead_ ? 0 : begin_ + 1));
+  }
+
+  // In the text without a fault from `begin_` to `end`: the first item behind `from` whose parent
+  // is not closed there. An element that was closed has been judged as a whole, but one that stays
+  // open has lost its end, and what follows it only seems to stand in it. `item` is the name of the
+  // faulty item.
+  std::optional<std::size_t> candidateBefore(std::size_t end, std::size_t from,
+                                             std::string_view item) {
+    struct Open {
+      std::string_view name;
+      std::size_t candidates;  // how many there were when it was opened
+    };
+    std::vector<Open> open;
+    for (const std::string_view name : open_) open.push_back({name, 0});
+    std::vector<std::size_t> candidates;
+    probe_.resume(begin_, open_);
+    while (probe_.end() < end) {
+      const Token token = probe_.next();
+      if (token == Token::Finished || token == Token::Faulty || probe_.begin() >= end) break;
+      if (token == Token::End) {
+        candidates.resize(open.back().candidates);
+        open.pop_back();
+      } else if (token == Token::Start || token == Token::Empty) {
+        const std::string_view parent = open.empty() ? std::string_view() : open.back().name;
+        if (probe_.begin() >= from && isPlausible(item, parent, probe_.name())) {
+          candidates.push_back(probe_.begin());
+        }
+        if (token == Token::Start) open.push_back({probe_.name(), candidates.size()});
+      }
+    }
+    if (candidates.empty()) return std::nullopt;
+    return candidates.front();
+  }
+
+  // Whether an element in a faulty item, or outside of all items, can be an item of its own.
+  static bool isPlausible(std::string_view item, std::string_view parent, std::string_view name) {
+    if (item == "Item") return name == "Item" && parent != "Items";
+    if (item == "Details") return name == "Details" || (name == "Item" && parent == "Items");
+    return name == "Item" || name == "Details";
+  }
+
+  std::string_view nameAt(std::size_t tag) const {
+    return text_.substr(tag).starts_with("<Item") ? "Item" : "Details";
+  }
+
+  // Where the next item could begin, at or behind `at`. Comments and CDATA sections are skipped,
+  // unless one seems to run on into another because its own end is damaged.
+  std::size_t nextItemTag(std::size_t at) {
+    for (; (at = text_.find('<', at)) != npos; ++at) {
+      if (isItemTag(text_, at)) return at;
+      for (std::size_t i = 0; i < kSections.size(); ++i) {
+        const auto& [opening, closing] = kSections[i];
+        if (!text_.substr(at).starts_with(opening)) continue;
+        const std::size_t end = sectionEnds_[i].find(text_, closing, at);
+        const bool skip = end != npos && text_.substr(at + 1, end - at).find(opening) == npos;
+        if (skip) at = end;
+        break;
+      }
+    }
+    return npos;
+  }
+
+  std::string_view text_;
+  ItemScanner scanner_;
+  XmlScanner probe_;
+  std::array<TokenSearch, kSections.size()> sectionEnds_;
+  std::string_view root_;
+  std::size_t rootTagEnd_ = 0;
+  std::vector<std::size_t> items_;  // where they begin
+  std::vector<Run> runs_;
+  std::vector<Pending> faults_;
+  std::size_t settled_ = 0;  // how many faults have their final place
+  // The current run:
+  bool isHead_ = true;
+  bool hasItem_ = false;
+  std::size_t begin_ = 0;
+  std::vector<std::string_view> open_;  // elements that are open at its begin
+  std::size_t judged_ = 0;              // what stands before has been taken or given up
+};
+
+}  // namespace
+
+Recovery recover(std::string_view damaged) {
+  const DecodedXml document = decodeXml(std::string(damaged));
+  Recovery recovery;
+  const bool unknown = document.fault.kind == XmlFault::Kind::UnknownEncoding;
+  // The name of an encoding may be damaged like anything else.
+  if (unknown && !isUtf8(document.text)) {
+    recovery.text = Collection().text();
+    recovery.faults.push_back({document.fault, 0});
+    return recovery;
+  }
+  Salvager salvager(document.text);
+  salvager.run();
+  recovery.items = salvager.items();
+  recovery.faults = salvager.faults();
+  const bool whole = recovery.faults.empty();
+  if (document.fault) {
+    recovery.faults.insert(recovery.faults.begin(), {document.fault, recovery.items});
+  } else if (whole) {
+    recovery.text = damaged;
+    return recovery;
+  }
+  recovery.text = whole ? document.text : salvager.text();
+  if (recovery.items == 0) {
+    recovery.text = Collection().text();
+  } else if (whole || salvager.keepsHead()) {
+    declareUtf8(document, recovery.text);
+    if (document.marked) recovery.text.insert(0, "\xEF\xBB\xBF");
+  }
+  return recovery;
+}
+
+}  // namespace tessaron

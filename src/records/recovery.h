@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/xml.h"
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// What could be saved of a damaged collection.
+struct Recovery {
+  struct Fault {
+    XmlFault fault;               ///< offset, line and column count in the text as UTF-8
+    std::size_t itemsBehind = 0;  ///< how many of the saved items begin behind its place
+  };
+  std::string text;           ///< a collection in UTF-8 with all whole items, in their order
+  std::size_t items = 0;      ///< how many
+  std::vector<Fault> faults;  ///< in the order of the text; none when the text was whole
+};
+
+/// Saves all whole items of `damaged`: goes on at the next whole item behind each fault. A text
+/// without a fault comes back as it is. Without an item (also for an unknown encoding) the result
+/// is an empty collection.
+TESSARON_API Recovery recover(std::string_view damaged);
+
+}  // namespace tessaron
