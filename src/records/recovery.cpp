@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -35,6 +36,11 @@ bool isItemTag(std::string_view text, std::size_t at) {
   return false;
 }
 
+std::size_t findItemTag(std::string_view text, std::size_t at) {
+  while ((at = text.find('<', at)) != npos && !isItemTag(text, at)) ++at;
+  return at;
+}
+
 // The first comment or CDATA section in a part without a fault that swallows an item, because its
 // own end is damaged and that of another one is taken for it; npos when there is none.
 std::size_t findSwallower(std::string_view text, TextRange part) {
@@ -42,12 +48,11 @@ std::size_t findSwallower(std::string_view text, TextRange part) {
   for (const auto& [opening, closing] : kSections) {
     std::size_t begin = 0;
     while ((begin = content.find(opening, begin)) != npos) {
-      const std::size_t end = std::min(content.find(closing, begin), content.size());
+      const std::size_t end =
+          std::min(content.find(closing, begin + opening.size()), content.size());
       const std::string_view section = content.substr(begin, end - begin);
-      if (section.find(opening, 1) != npos) {
-        for (std::size_t at = 1; (at = section.find('<', at)) != npos; ++at) {
-          if (isItemTag(section, at)) return part.begin + begin;
-        }
+      if (section.find(opening, 1) != npos && findItemTag(section, 1) != npos) {
+        return part.begin + begin;
       }
       begin = end;
     }
@@ -73,23 +78,29 @@ class Salvager {
     for (;;) {
       const Token token = scanner_.next();
       if (token == Token::Finished) break;
-      if (token == Token::Start && scanner_.depth() == 1 && rootTagEnd_ == 0) {
+      const bool isRoot = token == Token::Start && scanner_.depth() == 1;
+      const bool lostRoot = isRoot && scanner_.name() == "Items";
+      if (isRoot && !lostRoot && rootTagEnd_ == 0) {
         root_ = scanner_.name();
         rootTagEnd_ = scanner_.end();
       }
       const TextRange range{scanner_.begin(), scanner_.end()};
       XmlFault fault = scanner_.fault();
-      std::size_t sound = scanner_.faultyToken();  // up to here there is no fault
-      if (token != Token::Faulty) {
-        const bool section = token == Token::Comment || token == Token::CData;
-        sound = section || scanner_.isItem() ? findSwallower(text_, range) : npos;
-        if (sound == npos) {
-          if (scanner_.isItem()) take(range);
-          continue;
-        }
+      std::size_t sound = scanner_.faultyToken();  // up to here there is no fault, if there is one
+      const std::size_t swallower = findSwallowerIn(token, range, sound);
+      if (swallower == npos && token != Token::Faulty && !lostRoot) {
+        if (scanner_.isItem()) take(range);
+        continue;
+      }
+      if (lostRoot) {
+        sound = fault.offset = range.begin;
+        fault.kind = XmlFault::Kind::BadTag;
+        fault.message = "\"Items\" without an element around it";
+      } else if (swallower != npos) {
+        sound = swallower;
         fault.kind = XmlFault::Kind::UnexpectedEnd;
         fault.offset = sound;
-        fault.message = "a comment or CDATA section that runs on into another one";
+        fault.message = "markup that runs on into an item, because its own end is damaged";
       }
       faults_.push_back({std::move(fault), sound});
       const std::size_t next = nextCandidate(range.begin, sound);
@@ -122,7 +133,10 @@ class Salvager {
       fault.line = line;
       fault.column = column;
       itemsBehind = static_cast<std::size_t>(
-          items_.end() - std::lower_bound(items_.begin(), items_.end(), fault.offset));
+          items_.end() - std::lower_bound(items_.begin(), items_.end(), fault.offset,
+                                          [](const TextRange& item, std::size_t place) {
+                                            return item.begin < place;
+                                          }));
     }
     return out;
   }
@@ -171,14 +185,33 @@ class Salvager {
     bool endsInItems;
   };
 
+  // As `findSwallower`, for what the scanner has come upon.
+  std::size_t findSwallowerIn(Token token, TextRange range, std::size_t sound) const {
+    if (scanner_.isItem()) {
+      if (token == Token::Faulty) range.end = sound;
+      return findSwallower(text_, range);
+    }
+    if (token == Token::Comment || token == Token::CData) return findSwallower(text_, range);
+    const bool bare = token == Token::Declaration || token == Token::Other;
+    return bare && findItemTag(range.of(text_), 1) != npos ? range.begin : npos;
+  }
+
+  // The root's name, if need be that of the text's last end tag.
+  std::string_view rootName() const {
+    if (!root_.empty()) return root_;
+    const std::size_t begin = text_.rfind("</");
+    if (begin == npos) return {};
+    const std::string_view name = text_.substr(begin + 2);
+    return name.substr(0, name.find_first_of("> \t\r\n"));
+  }
+
   void take(TextRange item) {
     const bool inItems = scanner_.version() == 4;
     if (!hasItem_) runs_.push_back({{begin_, item.end}, isHead_, inItems, inItems});
     hasItem_ = true;
     runs_.back().text.end = item.end;
     runs_.back().endsInItems = inItems;
-    items_.push_back(item.begin);
-    judged_ = item.end;
+    items_.push_back(item);
     // A fault that shows only behind a whole item has its place in front of that.
     for (; settled_ < faults_.size(); ++settled_) {
       auto& [fault, token] = faults_[settled_];
@@ -191,28 +224,62 @@ class Salvager {
 
   // Reads on at the start tag of an item, as if everything around it were in order.
   void resumeAt(std::size_t item) {
-    open_ = {root_};
+    open_ = {rootName()};
     if (nameAt(item) == "Item") open_.push_back("Items");
     scanner_.resume(item, open_);
     isHead_ = hasItem_ = false;
-    begin_ = judged_ = item;
+    begin_ = item;
+  }
+
+  bool isTaken(std::size_t at) const {
+    const auto behind = std::upper_bound(
+        items_.begin(), items_.end(), at,
+        [](std::size_t place, const TextRange& item) { return place < item.begin; });
+    return behind != items_.begin() && at < std::prev(behind)->end;
+  }
+
+  // Takes back the items of the current run behind `at`: they were found in a wrong structure.
+  void giveBack(std::size_t at) {
+    while (hasItem_ && items_.back().begin > at) {
+      items_.pop_back();
+      hasItem_ = !items_.empty() && items_.back().begin >= begin_;
+      if (!hasItem_) {
+        runs_.pop_back();
+      } else {
+        runs_.back().text.end = items_.back().end;
+        runs_.back().endsInItems = nameAt(items_.back().begin) == "Item";
+      }
+    }
   }
 
   // Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
   // item, when the fault is in one.
   std::size_t nextCandidate(std::size_t begin, std::size_t sound) {
-    const std::optional<std::size_t> found = scanner_.isItem()
-                                                 ? candidateBefore(sound, begin + 1, nameAt(begin))
-                                                 : candidateBefore(sound, judged_, {});
+    std::optional<std::size_t> found;
+    if (!scanner_.isItem()) {
+      found = candidateBefore(sound, begin_, {});
+      if (found) giveBack(*found);
+    } else {
+      found = candidateBefore(sound, begin + 1, nameAt(begin));
+      // An item that is open where the items end has swallowed others, in whatever part of it.
+      const bool pastItems = scanner_.fault().kind == XmlFault::Kind::MismatchedEnd &&
+                             (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
+      if (!found && pastItems) found = candidateBefore(sound, begin + 1, {}, true);
+    }
     return found ? *found : nextItemTag(std::max(sound, isHead_ ? 0 : begin_ + 1));
+  }
+
+  bool isEndTag(std::size_t at, std::string_view name) const {
+    const std::string_view rest = text_.substr(at);
+    return rest.starts_with("</") && rest.substr(2).starts_with(name);
   }
 
   // In the text without a fault from `begin_` to `end`: the first item behind `from` whose parent
   // is not closed there. An element that was closed has been judged as a whole, but one that stays
   // open has lost its end, and what follows it only seems to stand in it. `item` is the name of the
-  // faulty item.
+  // faulty item. With `closed` items in closed elements count, too.
   std::optional<std::size_t> candidateBefore(std::size_t end, std::size_t from,
-                                             std::string_view item) {
+                                             std::string_view item, bool closed = false) {
     struct Open {
       std::string_view name;
       std::size_t candidates;  // how many there were when it was opened
@@ -225,11 +292,12 @@ class Salvager {
       const Token token = probe_.next();
       if (token == Token::Finished || token == Token::Faulty || probe_.begin() >= end) break;
       if (token == Token::End) {
-        candidates.resize(open.back().candidates);
+        if (!closed) candidates.resize(open.back().candidates);
         open.pop_back();
       } else if (token == Token::Start || token == Token::Empty) {
         const std::string_view parent = open.empty() ? std::string_view() : open.back().name;
-        if (probe_.begin() >= from && isPlausible(item, parent, probe_.name())) {
+        if (probe_.begin() >= from && isPlausible(item, parent, probe_.name()) &&
+            !isTaken(probe_.begin())) {
           candidates.push_back(probe_.begin());
         }
         if (token == Token::Start) open.push_back({probe_.name(), candidates.size()});
@@ -258,7 +326,7 @@ class Salvager {
       for (std::size_t i = 0; i < kSections.size(); ++i) {
         const auto& [opening, closing] = kSections[i];
         if (!text_.substr(at).starts_with(opening)) continue;
-        const std::size_t end = sectionEnds_[i].find(text_, closing, at);
+        const std::size_t end = sectionEnds_[i].find(text_, closing, at + opening.size());
         const bool skip = end != npos && text_.substr(at + 1, end - at).find(opening) == npos;
         if (skip) at = end;
         break;
@@ -273,7 +341,7 @@ class Salvager {
   std::array<TokenSearch, kSections.size()> sectionEnds_;
   std::string_view root_;
   std::size_t rootTagEnd_ = 0;
-  std::vector<std::size_t> items_;  // where they begin
+  std::vector<TextRange> items_;
   std::vector<Run> runs_;
   std::vector<Pending> faults_;
   std::size_t settled_ = 0;  // how many faults have their final place
@@ -282,7 +350,6 @@ class Salvager {
   bool hasItem_ = false;
   std::size_t begin_ = 0;
   std::vector<std::string_view> open_;  // elements that are open at its begin
-  std::size_t judged_ = 0;              // what stands before has been taken or given up
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <random>
@@ -13,6 +14,7 @@
 #include "records/record_tables.h"
 #include "records/recovery.h"
 #include "support/text.h"
+#include "support/xml_outline.h"
 
 using namespace std::string_literals;
 using tessaron::Collection;
@@ -306,6 +308,7 @@ TEST(Collection, FindsTheItemsThatASetReads) {
       "<!--a--><R><Details><Asin>1</Asin></Details><Items/><Items><Item/><Details/></Items></R>",
       "<R><Items><Item/>t<![CDATA[<Item/>]]><!--<Item/>--><Items><Item/></Items></Items></R>\n",
       "\xEF\xBB\xBF<?xml version='1.0'?><n:R xmlns:n='u'><Items><Item/></Items><Details/></n:R>",
+      "<?xml encoding='KOI8-R'?><R><Items><Item><Notes>\xF0\xD2</Notes></Item></Items></R>",
       "\xFF\xFE<\0R\0>\0<\0D\0e\0t\0a\0i\0l\0s\0/\0>\0<\0/\0R\0>\0"s,
       Collection().text(),
   };
@@ -323,7 +326,8 @@ TEST(Collection, TakesNothingFromFaultyTexts) {
   std::string deep;
   for (int i = 0; i < 300; ++i) deep += "<a>";
   for (const std::string& text :
-       {""s, "<!--x-->"s, "<R><Items><Item></Items></R>"s, "<R/>x"s, deep}) {
+       {""s, "<!--x-->"s, "<?xml encoding='EUC-JP'?><R>\xA4</R>"s, "<?xml encoding='no'?><R/>"s,
+        "<R><Items><Item></Items></R>"s, "<R/>x"s, deep}) {
     Collection collection = parsed(sound);
     ImportCounts counts;
     EXPECT_TRUE(collection.parse(text));
@@ -355,6 +359,10 @@ TEST(Collection, AddsBehindAllOthersAndRemoves) {
        "<R><Items><Item/></Items><Details/><Items>@@</Items></R>"},
       {"<R><Items><Item/><!--c--></Items><x><Items/></x></R>",
        "<R><Items><Item/><!--c-->@@</Items><x><Items/></x></R>"},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<R a='\xE9\xC3\xA9'/>",
+       "<?xml version='1.0' encoding='UTF-8'?>\n<R a='éÃ©'><Items>@@</Items></R>"},
+      {"\xEF\xBB\xBF<?xml encoding='GBK'?><R>é<Items><Item/></Items></R>",
+       "\xEF\xBB\xBF<?xml encoding='UTF-8'?><R>é<Items><Item/>@@</Items></R>"},
       {"\xFE\xFF\0<\0?\0x\0m\0l\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0U\0'\0?\0>\0<\0R\0/\0>"s,
        "<?xml encoding='UTF-8'?><R><Items>@@</Items></R>"},
   };
@@ -486,5 +494,102 @@ TEST(Recover, SavesTheItemsBeforeAnyCut) {
       const bool inItems = items == 2 || items == 3;
       EXPECT_EQ(recovery.text, whole.substr(0, kept) + (inItems ? "</Items></R>" : "</R>"));
     }
+  }
+}
+
+namespace {
+
+// A collection with much in its items that damage can make run on into the next one.
+std::string shelf(std::size_t count, std::vector<std::string>& items) {
+  std::string text = "<?xml version=\"1.0\"?>\n<R a=\"b\"><!-- mine --><Items>\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string id = std::to_string(i);
+    items.push_back("<Item icon=\"1\" shelf='" + id + "'><ASIN>A" + id +
+                    "</ASIN><!-- n --><Notes><![CDATA[ <Item> ]]>it's \"n\"</Notes>"
+                    "<Items><Item><ASIN>no</ASIN></Item></Items></Item>");
+    text += items.back() + "\n<!-- <Item/> -->";
+  }
+  return text + "</Items></R>";
+}
+
+// Overwrites, deletes or inserts some bytes. Returns where, in the text as it was.
+tessaron::TextRange damage(std::string& text, Dice& dice) {
+  static const std::string kBytes("<>/!-[]\"'=&#;x \n\xFF\0Item", 22);
+  const std::size_t at = dice.below(text.size()), size = dice.below(9);
+  const std::size_t gone = dice.oneIn(3) ? 0 : std::min(size, text.size() - at);
+  std::string fresh;
+  if (!dice.oneIn(3)) {
+    for (std::size_t i = 0; i < size; ++i) fresh += kBytes[dice.below(kBytes.size())];
+  }
+  text.replace(at, gone, fresh);
+  return {at, at + gone};
+}
+
+}  // namespace
+
+TEST(Recover, LosesNoWholeItemInRandomDamage) {
+  for (unsigned seed = 0; seed < 2000; ++seed) {
+    SCOPED_TRACE(seed);
+    Dice dice(seed);
+    std::vector<std::string> items;
+    std::string text = shelf(6, items);
+    for (std::size_t n = 1 + dice.below(3); n > 0; --n) damage(text, dice);
+    const Recovery recovery = tessaron::recover(text);
+    const Collection saved = parsed(recovery.text);
+    ASSERT_EQ(saved.records().size(), recovery.items);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      const bool intact = text.find(items[i]) != text.npos;
+      const std::size_t index = saved.find(utf82wchar("A" + std::to_string(i)));
+      ASSERT_TRUE(!intact || index != Collection::npos) << i << " of\n" << testing::PrintToString(text);
+    }
+    for (const Recovery::Fault& found : recovery.faults) {
+      ASSERT_LE(found.fault.offset, text.size());
+      ASSERT_LE(found.itemsBehind, recovery.items);
+    }
+  }
+}
+
+TEST(Recover, TellsEveryFaultAndGoesOn) {
+  const struct {
+    std::string damaged;
+    std::string text;
+    std::vector<std::array<std::size_t, 3>> faults;  // line, column, items behind
+  } rows[] = {
+      {"<R><Items><Item>\n1</Itxm><Item>2</Item>\n<Item a></Item><Item>3</Item></Items></R>",
+       "<R>\n<Items><Item>2</Item>\n<Item>3</Item></Items></R>",
+       {{2, 2, 2}, {3, 8, 1}}},
+      {"<R><Items><Item>1<Item>2</Item><!--c--><Item>3</Item></Items></R>",
+       "<R>\n<Items><Item>2</Item><!--c--><Item>3</Item></Items></R>",
+       {{1, 18, 2}}},
+      {"<R><Items><Item><!--1</Item><Item>2</Item><!--c--><Item>3</Item></Items></R>",
+       "<R>\n<Items><Item>2</Item><!--c--><Item>3</Item></Items></R>",
+       {{1, 17, 2}}},
+      {"x<R><Details/><x><Items><Item/></Items></x><Details/></R>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><PriceTracker>\n<Details/>"
+       "<x><Items><Item/></Items></x><Details/></PriceTracker>",
+       {{1, 1, 2}}},
+      {"<?xml encoding='UTF-\b'?><R><Items><Item>1</Item></Items></R>",
+       "<?xml encoding='UTF-8'?><R><Items><Item>1</Item></Items></R>",
+       {{1, 17, 1}}},
+      {"<?xml encoding='no'?><R>\xE9<Items><Item/></Items></R>", Collection().text(), {{1, 17, 0}}},
+  };
+  for (const auto& [damaged, text, faults] : rows) {
+    const Recovery recovery = tessaron::recover(damaged);
+    EXPECT_EQ(recovery.text, text);
+    std::vector<std::array<std::size_t, 3>> found;
+    for (const auto& [fault, behind] : recovery.faults) {
+      found.push_back({fault.line, fault.column, behind});
+    }
+    EXPECT_EQ(found, faults) << damaged;
+  }
+}
+
+TEST(Recover, EndsSoonOnTextsThatOnlyBegin) {
+  for (const char* part :
+       {"<Item>", "<Item><!--", "<Item a='", "<Details><![CDATA[<Item>", "<!--"}) {
+    std::string text = "<R><Items>";
+    for (int i = 0; i < 1000; ++i) text += part;
+    EXPECT_EQ(tessaron::recover(text).items, 0u) << part;
+    EXPECT_EQ(tessaron::recover(text + "]]>-->'").items, 0u) << part;
   }
 }

@@ -52,15 +52,23 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"<a>AT&T &nbsp;&; &&#8364;&amp &</a>", u"AT&T &nbsp;&; &€&amp &"},
       {"<a>&lt;&gt;&quot;&apos;&amp;</a>", u"<>\"'&"},
       {"<a>caf\xE9</a>", u"café"},
+      {"<?xml encoding='ISO-8859-1'?><a>\xC3\xBC\x80</a>", u"Ã¼€"},
+      {"\xEF\xBB\xBF<?xml encoding='ISO-8859-1'?><a>\xC3\xBC</a>", u"ü"},
+      {"<?xml encoding='utf-16'?><a>\xC3\xBC</a>", u"ü"},  // names what it cannot be
+      {"<?xml encoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
+      {"\n<?XML version='encoding=' encoding='KOI8-R'?><a>\xF0\xD2\xC9</a>", u"При"},
+      {"<?xml encoding='windows-1251'?><a encoding='x'>\xCF\xF0</a>", u"Пр"},
+      {"<?xml encoding='Shift_JIS'?><a>\x93\xFA\x96\x7B \x83\x5C</a>", u"日本 ソ"},
       {"<a/>", u""},
   };
   for (const auto& [xml, text] : rows) EXPECT_EQ(rootText(xml), text) << xml;
 }
 
-TEST(ParseXml, ReadsUtf16WithItsMark) {
-  const std::u16string xml = u"<a b=\"é\">日本 😀</a>";
-  for (const bool little : {true, false}) {
-    std::string bytes = little ? "\xFF\xFE" : "\xFE\xFF";
+TEST(ParseXml, ReadsUtf16) {
+  const std::u16string xml = u"<?xml encoding='UTF-16'?><a b=\"é\">日本 😀</a>";
+  for (const auto& [little, marked] :
+       {std::pair{true, true}, {true, false}, {false, true}, {false, false}}) {
+    std::string bytes = !marked ? "" : little ? "\xFF\xFE" : "\xFE\xFF";
     for (const char16_t unit : xml) {
       const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
       bytes += little ? low : high;
@@ -110,6 +118,10 @@ TEST(ParseXml, TellsKindAndPlaceOfTheFirstFault) {
       {"<a b=\"x", Kind::UnexpectedEnd, 1, 8},
       {"<!DOCTYPE a [<!ENTITY e 'x'>]><a/>", Kind::Unsupported, 1, 1},
       {"<a><?pi a>b ?></a>", Kind::Unsupported, 1, 4},
+      {"\n<?xml encoding='x-none'?><a/>", Kind::UnknownEncoding, 2, 17},
+      {"<?xml encoding='UTF-7,x'?><a/>", Kind::UnknownEncoding, 1, 17},
+      {"<\0\0\0a\0\0\0"s, Kind::UnknownEncoding, 1, 1},
+      {"<?xml encoding='Shift_JIS'?><a>\x93\xFA\x81 </a></b>", Kind::BadCharacter, 1, 33},
   };
   for (const auto& [xml, kind, line, column] : rows) {
     TiXmlDocument document;

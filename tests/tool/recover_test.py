@@ -8,37 +8,35 @@ CART = "<CartResponse><Cart><Id>1</Id><PurchaseURL>{}</PurchaseURL></Cart></Cart
 
 
 class Recover(ToolTest):
-    def test_saves_the_items_before_the_fault(self):
-        whole = collection(*(item(f"A{i}", "Ü") for i in range(3))).encode()
-        ends = [i for i in range(len(whole)) if whole.startswith(b"</Item>", i)]
-        cuts = [*range(ends[0] - 3, ends[0] + 12), ends[1] + 7, ends[2] + 6, len(whole) - 3]
-        for cut in cuts:
-            with self.subTest(cut=cut):
-                damaged = self.write("cut.xml", whole[:cut])
-                complete = sum(end + len("</Item>") <= cut for end in ends)
-                out = self.folder / "out.xml"
-                done = self.tool("recover", "cut.xml", "-o", "out.xml", code=0 if complete else 1)
-                self.assertEqual(out.exists(), complete > 0)
-                self.assertEqual(damaged.read_bytes(), whole[:cut])
-                self.assertRegex(done.err, r"line 2, column \d+")
-                if complete:
-                    self.assertIn(f"{complete} item", done.err)
-                    asins = [record["ASIN"] for record in self.json("list", "-c", "out.xml")]
-                    self.assertEqual(asins, ["A0", "A1", "A2"][:complete])
-                    out.unlink()
+    def test_saves_what_is_whole_and_tells_every_fault(self):
+        whole = collection(*(item(f"A{i}", "Ü") for i in range(5)))
+        damaged = self.write("d.xml", whole.replace("A1<", "A1\n</x><").replace("A3<", "A3\n&#;<"))
+        before = damaged.read_bytes()
+        out = self.write("out.xml", "mine")
+        arguments = ("recover", "d.xml", "-o", "out.xml")
+        self.assertIn("--force", self.tool(*arguments, code=73).err)
+        self.assertEqual(out.read_text(), "mine")
+        err = self.tool(*arguments, "--force").err
+        self.assertRegex(err, r"d.xml:3:1: .*; 2 items behind it\nd.xml:4:1: .*; 1 item behind it\n"
+                              r".*3 items saved")
+        self.assertEqual([r["ASIN"] for r in self.json("list", "-c", "out.xml")], ["A0", "A2", "A4"])
+        self.assertEqual(damaged.read_bytes(), before)
 
     def test_failures(self):
         damaged = self.write("d.xml", collection(item("A1"))[:-5])
+        self.write("other.xml", b"<?xml encoding='x-none'?><R>\xe9</R>")
         (self.folder / "link.xml").symlink_to("d.xml")
         self.assert_failures([
-            (2, "damaged file itself", "recover", "d.xml", "-o", "d.xml"),
-            (2, "damaged file itself", "recover", "d.xml", "-o", "link.xml"),
-            (2, "--output", "recover", "d.xml"),
+            (1, "no item to save; damaged at line 1, column 1: ", "recover", "-o", "o.xml", "/dev/null"),
+            (2, "replace the input", "recover", "d.xml", "-o", "d.xml"),
+            (2, "replace the input", "recover", "d.xml", "-o", "link.xml", "--force"),
+            (65, "x-none", "recover", "other.xml", "-o", "out.xml"),
+            (65, r"other.xml:1:17: .*x-none", "list", "-c", "other.xml"),
             (66, "no.xml", "recover", "no.xml", "-o", "out.xml"),
             (73, "no/out.xml", "recover", "d.xml", "-o", "no/out.xml"),
             (74, "/dev/full", "recover", "d.xml", "-o", "/dev/full"),
         ], untouched=[damaged])
-        out = self.tool("recover", "-", "-o", "-", "-q", text=damaged.read_text())
+        out = self.tool("recover", "-", "-q", text=damaged.read_text())
         self.assertEqual((out.err, out.out.count("<ASIN>")), ("", 1))
 
 
