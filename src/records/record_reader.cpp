@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "platform/system.h"
 #include "records/field_text.h"
@@ -364,9 +365,12 @@ using tessaron::ItemReader;
 
 bool CRecord::fromXml(TiXmlDocument* document) {
   if (!isReadable(document)) return false;
-  return tessaron::forEachItem(*document, [this](TiXmlElement& item, int version) {
-    return fromXmlNodeVersion(&item, version);
+  CRecord fresh(*this);  // nothing changes when memory does not suffice
+  const bool found = tessaron::forEachItem(*document, [&](TiXmlElement& item, int version) {
+    return fresh.fromXmlNodeVersion(&item, version);
   });
+  if (found) *this = std::move(fresh);
+  return found;
 }
 
 bool CRecord::fromXmlNode(TiXmlElement* item) {

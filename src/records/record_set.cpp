@@ -1,5 +1,7 @@
 #include "records/record_set.h"
 
+#include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/file.h"
@@ -11,9 +13,13 @@
 #include "support/xml_encoding.h"
 #include "support/xml_outline.h"
 
-bool CRecordSet::fromFile(std::u16string path) {
+bool CRecordSet::fromFile(std::u16string path) try {
   std::string text;
   return tessaron::readFile(path, text) && fromString(std::move(text));
+} catch (const std::bad_alloc&) {
+  return false;
+} catch (const std::length_error&) {  // longer than a string can be
+  return false;
 }
 
 bool CRecordSet::fromString(std::string text) {
@@ -38,7 +44,8 @@ bool CRecordSet::fromString(std::string text) {
   } while (piece != Piece::Finished && piece != Piece::Faulty);
 
   // One item at a time: a document of them all would be many times as large as the text.
-  if (records.empty()) records.reserve(items.size());
+  std::vector<CRecord> fresh;
+  fresh.reserve(items.size());
   TiXmlDocument document;
   for (const auto& [range, version, needsRewriting] : items) {
     if (needsRewriting) {
@@ -48,9 +55,13 @@ bool CRecordSet::fromString(std::string text) {
       tessaron::parseValidated(text.data() + range.begin, document);
       text[range.end] = behind;
     }
-    if (!records.emplace_back().fromXmlNodeVersion(document.RootElement(), version)) {
-      records.pop_back();
-    }
+    if (!fresh.emplace_back().fromXmlNodeVersion(document.RootElement(), version)) fresh.pop_back();
+  }
+  if (records.empty()) {
+    records = std::move(fresh);
+  } else {
+    records.reserve(records.size() + fresh.size());
+    for (CRecord& record : fresh) records.push_back(std::move(record));
   }
   return true;
 }

@@ -545,6 +545,7 @@ TEST(CRecordSet, AppendsWhatItCanRead) {
   EXPECT_TRUE(set.fromString("<R><Items><Item><ASIN>1</ASIN></Item><Item><ASIN>2</ASIN></WRONG>"));
   EXPECT_EQ(set.records.size(), 2u) << "what stands before the fault";
   EXPECT_FALSE(set.fromString(""));
+  EXPECT_FALSE(set.fromString("<?xml encoding='x-none'?><R><Details/></R>"));
   EXPECT_TRUE(set.fromString("no XML at all"));
   EXPECT_FALSE(set.fromXml(nullptr));
   EXPECT_FALSE(set.fromFile(u"no/such/file.xml"));
@@ -556,6 +557,13 @@ TEST(CRecordSet, AppendsWhatItCanRead) {
   ASSERT_TRUE(single.toString(document));
   EXPECT_TRUE(set.fromString(document));
   EXPECT_EQ(set.records.back().ASIN, u"9");
+
+  std::string deep = "<R><Details><Asin>d</Asin></Details><Details>";
+  for (int i = 0; i < 100000; ++i) deep += "<a>";
+  set.clear();
+  EXPECT_TRUE(set.fromString(deep));
+  ASSERT_EQ(set.records.size(), 2u) << "what stands before the fault";
+  EXPECT_EQ(set.records[0].ASIN, u"d");
 }
 
 TEST(CRecordSet, PrintsAnEmptySet) {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "records/record_set.h"
+#include "support/allocations.h"
 #include "support/files.h"
 #include "temporary_folder.h"
 
@@ -76,6 +77,31 @@ TEST(CRecordSetSaving, NeverShowsHalfAFile) {
   }
   writer.join();
   EXPECT_EQ(folder.entries(), 1u);
+}
+
+TEST(FromFile, ChangesNothingWhenMemoryDoesNotSuffice) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.path / "a.xml";
+  std::error_code error;
+  ASSERT_TRUE(setOf(2, std::u16string(99, u'x')).saveTo(path.u16string(), error));
+  // True when it was read; with the n-th allocation failing.
+  const auto read = [&](auto& into, std::size_t n) {
+    std::u16string name = path.u16string();
+    const FailingAllocation failing(n);
+    return into.fromFile(std::move(name));
+  };
+  std::size_t n = 0;
+  for (bool done = false; !done;) {
+    ASSERT_LT(++n, 5000u);
+    CRecordSet set = setOf(1, u"kept");
+    done = read(set, n);
+    EXPECT_EQ(set.records.size(), done ? 3u : 1u) << n;
+    EXPECT_EQ(set.records[0].Title, u"kept");
+    CRecord record;
+    record.Title = u"kept";
+    EXPECT_EQ(read(record, n) ? u"kept" : record.Title, u"kept") << n;
+  }
+  EXPECT_GT(n, 50u);
 }
 
 }  // namespace
