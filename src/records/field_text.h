@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "tessaron_export.h"
+
 namespace tessaron {
 
 /// How a field's text is read from an element that may be indented.
@@ -24,7 +26,7 @@ inline std::u16string value(const TiXmlElement& element) {
 }
 
 /// `text` without white space at its ends.
-std::u16string_view trimmed(std::u16string_view text);
+TESSARON_API std::u16string_view trimmed(std::u16string_view text);
 
 /// Appends an element from which `fieldText` reads exactly `text`: white space at its ends that
 /// `rule` would drop is written as CDATA.

@@ -88,6 +88,9 @@ class Edit(ToolTest):
             self.set("--field", f"F{i}=x")
         broken = self.write("broken.xml", collection(item("A1")).replace("</Title>", "", 1))
         page = self.write("page.html", "<html><head/></html>")
+        os.mkfifo(self.folder / "pipe")
+        with open(self.folder / "large.xml", "wb") as large:
+            large.truncate((4 << 30) + 1)
         a1 = ("set", "-c", "c.xml", "A1")
         self.assert_failures([
             (1, "c.xml: .*fields", *a1, "--notes", "no", "--field", "F7=x"),
@@ -105,12 +108,19 @@ class Edit(ToolTest):
             (2, "NAME=VALUE", *a1, "--field", "=x"),
             (2, "--icon", *a1, "--icon", "two"),
             (2, "at least one", *a1),
+            (2, "ASIN.*empty", "set", "-c", "c.xml", "", "--notes", "x"),
+            (2, "ASIN.*empty", "remove", "-c", "c.xml", "A1", " "),
+            (2, "ASIN.*empty", "show", "-c", "c.xml", ""),
             (2, "standard input", "set", "-c", "-", "A1", "--notes", "x"),
             (65, r"broken.xml:2:\d+: ", "set", "-c", "broken.xml", "A1", "--notes", "x"),
             (65, r"broken.xml:2:\d+: ", "remove", "-c", "broken.xml", "A1"),
             (65, "page.html: ", "remove", "-c", "page.html", "A1"),
             (66, "no.xml: No such", "set", "-c", "no.xml", "A1", "--notes", "x"),
             (66, "no.xml: No such", "remove", "-c", "no.xml", "A1"),
+            (66, "pipe: only a regular file", "set", "-c", "pipe", "A1", "--notes", "x"),
+            (66, "/dev/full: only a regular file", "import", "-c", "/dev/full", "c.xml"),
+            (66, "/dev/zero: it has more than 16 MiB", "list", "-c", "/dev/zero"),
+            (66, "large.xml: it has more than 4 GiB", "show", "-c", "large.xml", "A1"),
         ], untouched=[self.file, broken, page])
 
     def test_nothing_is_lost_that_a_record_does_not_carry(self):

@@ -79,6 +79,57 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
   return rows[a.size()][b.size()];
 }
 
+/// The most that is read, so that nothing endless fills the memory.
+struct InputLimit {
+  std::uint64_t bytes;
+  const char* text;
+};
+
+InputLimit limitOf(const struct stat& status) {
+  if (S_ISREG(status.st_mode)) return {std::uint64_t{4} << 30, "4 GiB, the most of a file"};
+  if (S_ISCHR(status.st_mode)) return {std::uint64_t{16} << 20, "16 MiB, the most of a device"};
+  return {std::uint64_t{1} << 30, "1 GiB, the most of a pipe"};
+}
+
+/// Reads an input, see `readInput`. With `toEdit` everything but a regular file is refused, and not
+/// even opened: a pipe would be emptied, and opening one may wait for ever.
+std::string readFrom(const std::string& path, bool toEdit) {
+  static bool standardInputTaken = false;
+  const bool standard = path == "-" && !toEdit;
+  if (path.empty()) throw Failure{kNoInput, {}, "the file's name is empty"};
+  if (standard && standardInputTaken)
+    throw Failure{kNoInput, displayName(path), "it can be read only once"};
+  standardInputTaken = standardInputTaken || standard;
+
+  struct stat status;
+  const auto requireFile = [&](int failed) {
+    if (failed != 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+    if (toEdit && S_ISDIR(status.st_mode)) throw Failure{kNoInput, path, reasonOf(EISDIR)};
+    if (toEdit && !S_ISREG(status.st_mode))
+      throw Failure{kNoInput, path,
+                    "only a regular file can be edited; this is a pipe or a device"};
+  };
+  if (toEdit) requireFile(::stat(path.c_str(), &status));
+  const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (toEdit ? O_NONBLOCK : 0);
+  const Descriptor file{standard ? STDIN_FILENO : ::open(path.c_str(), flags)};
+  if (file.number < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+  requireFile(::fstat(file.number, &status));
+
+  const InputLimit limit = limitOf(status);
+  std::string content;
+  char buffer[1 << 16];
+  for (;;) {
+    if (content.size() > limit.bytes ||
+        (S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) > limit.bytes))
+      throw Failure{kNoInput, displayName(path),
+                    fmt::format("it has more than {} that is read", limit.text)};
+    const ssize_t got = ::read(file.number, buffer, sizeof buffer);
+    if (got > 0) content.append(buffer, static_cast<std::size_t>(got));
+    if (got == 0) return content;
+    if (got < 0 && errno != EINTR) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+  }
+}
+
 Collection parseCollection(const std::string& path, const std::string& text) {
   Collection collection;
   requireSound(path, collection.parse(text));
@@ -159,25 +210,7 @@ std::u16string widePath(const std::string& path, ExitCode code) {
   return wide;
 }
 
-std::string readInput(const std::string& path) {
-  static bool standardInputTaken = false;
-  const bool standard = path == "-";
-  if (path.empty()) throw Failure{kNoInput, {}, "the file's name is empty"};
-  if (standard && standardInputTaken)
-    throw Failure{kNoInput, displayName(path), "it can be read only once"};
-  standardInputTaken = standardInputTaken || standard;
-
-  const Descriptor file{standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-  if (file.number < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
-  std::string content;
-  char buffer[1 << 16];
-  for (;;) {
-    const ssize_t got = ::read(file.number, buffer, sizeof buffer);
-    if (got > 0) content.append(buffer, static_cast<std::size_t>(got));
-    if (got == 0) return content;
-    if (got < 0 && errno != EINTR) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
-  }
-}
+std::string readInput(const std::string& path) { return readFrom(path, false); }
 
 void requireSound(const std::string& path, const XmlFault& fault) {
   if (!fault) return;
@@ -246,7 +279,7 @@ void editCollection(const std::string& path, EditMode mode,
 
   Collection collection;
   if (mode == EditMode::Existing || fileExists(path))
-    collection = parseCollection(path, readInput(path));
+    collection = parseCollection(path, readFrom(path, true));
   const std::string before = collection.text();
   change(collection);
   const std::string after = collection.text();

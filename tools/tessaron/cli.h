@@ -71,7 +71,7 @@ std::string displayName(const std::string& path);
 std::u16string widePath(const std::string& path, ExitCode code = kCannotCreate);
 
 /// The bytes of a file, or of standard input for "-" (which can be read only once). Fails with
-/// kNoInput. Pipes are fine.
+/// kNoInput, also for more than 4 GiB of a file, 1 GiB of a pipe or 16 MiB of a device.
 std::string readInput(const std::string& path);
 
 /// Fails with kBadData and the fault's place when there is a fault.
@@ -117,8 +117,8 @@ enum class EditMode {
   DryRun,    ///< as Create, but nothing is written
 };
 
-/// Reads, changes and replaces a collection while no other edit of it can come between. Nothing is
-/// written when `change` leaves the collection as it was, or throws.
+/// Reads, changes and replaces a collection while no other edit of it can come between. Fails with
+/// kNoInput for what is no regular file. Nothing is written when `change` leaves the collection as it was, or throws.
 void editCollection(const std::string& path, EditMode mode,
                     const std::function<void(Collection&)>& change);
 

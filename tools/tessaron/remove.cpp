@@ -3,7 +3,7 @@
 #include <memory>
 #include <set>
 
-#include "support/text.h"
+#include "items.h"
 #include "verbs.h"
 
 namespace tessaron::tool {
@@ -19,9 +19,9 @@ int run(const Options& options, const Context& context) {
   editCollection(options.collection, EditMode::Existing, [&](Collection& collection) {
     std::set<std::u16string> asins;
     for (const std::string& asin : options.asins) {
-      if (collection.find(fromUtf8(asin)) == Collection::npos)
+      if (collection.find(itemName(asin)) == Collection::npos)
         throw Failure{kFailed, options.collection, "no item " + asin + "; nothing is removed"};
-      asins.insert(fromUtf8(asin));
+      asins.insert(itemName(asin));
     }
     for (std::size_t i = collection.records().size(); i-- > 0;) {
       if (!asins.contains(collection.records()[i].ASIN)) continue;
@@ -39,7 +39,7 @@ void addRemove(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("remove", "Removes items: all that are named, or none");
   addCollectionOption(*verb, options->collection, true);
-  verb->add_option("ASIN", options->asins, "The items")->required();
+  requireItemName(*verb->add_option("ASIN", options->asins, "The items")->required());
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

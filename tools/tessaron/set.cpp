@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "items.h"
 #include "status.h"
 #include "support/text.h"
 #include "verbs.h"
@@ -118,8 +119,7 @@ int run(const Options& options, const Context& context) {
   const Change change = makeChange(options);
   const std::string& where = options.collection;
   editCollection(where, EditMode::Existing, [&](Collection& collection) {
-    const std::size_t index = collection.find(fromUtf8(options.asin));
-    if (index == Collection::npos) throw Failure{kFailed, where, "no item " + options.asin};
+    const std::size_t index = findItem(collection, where, options.asin);
     CRecord record = collection.records()[index];
     setStatus(record, change, where);
     if (change.notes) {
@@ -146,7 +146,7 @@ void addSet(CLI::App& app, Context& context) {
       "DATE is YYYY-MM-DD, today, tomorrow, or +14d for days from today; '' removes it. Another\n"
       "status than before starts without person and dates; the same status keeps those not given.");
   addCollectionOption(*verb, options->collection, true);
-  verb->add_option("ASIN", options->asin, "The item")->required();
+  requireItemName(*verb->add_option("ASIN", options->asin, "The item")->required());
   CLI::Option* status = verb->add_option("--status", options->status, statusChoices());
   status->type_name("NAME");
   CLI::Option* target =

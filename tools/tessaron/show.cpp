@@ -2,8 +2,8 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "items.h"
 #include "record_json.h"
-#include "support/text.h"
 #include "terminal.h"
 #include "verbs.h"
 
@@ -49,9 +49,7 @@ void writeValue(const std::string& name, const ordered_json& value, std::size_t 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
   const Collection collection = loadCollection(options.collection);
-  const std::size_t index = collection.find(fromUtf8(options.asin));
-  if (index == Collection::npos)
-    throw Failure{kFailed, displayName(options.collection), "no item " + options.asin};
+  const std::size_t index = findItem(collection, options.collection, options.asin);
   const ordered_json record = recordJson(collection.records()[index]);
   Output output(options.output);
   if (options.form == Form::Json) {
@@ -70,7 +68,7 @@ void addShow(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("show", "Prints everything about one item");
   addCollectionOption(*verb, options->collection, false);
-  verb->add_option("ASIN", options->asin, "The item")->required();
+  requireItemName(*verb->add_option("ASIN", options->asin, "The item")->required());
   addFormFlags(*verb, options->form, {Form::Json});
   addOutputOption(*verb, options->output);
   verb->callback([&context, options] {
