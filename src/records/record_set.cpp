@@ -13,13 +13,15 @@
 #include "support/xml_encoding.h"
 #include "support/xml_outline.h"
 
-bool CRecordSet::fromFile(std::u16string path) try {
-  std::string text;
-  return tessaron::readFile(path, text) && fromString(std::move(text));
-} catch (const std::bad_alloc&) {
-  return false;
-} catch (const std::length_error&) {  // longer than a string can be
-  return false;
+bool CRecordSet::fromFile(std::u16string path) {
+  try {  // in the body: GCC 12 for Windows loses what a function's own try block should catch
+    std::string text;
+    return tessaron::readFile(path, text) && fromString(std::move(text));
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::length_error&) {  // longer than a string can be
+    return false;
+  }
 }
 
 bool CRecordSet::fromString(std::string text) {

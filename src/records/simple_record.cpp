@@ -12,13 +12,15 @@ bool CSimpleRecord::fromString(std::string text) {
   return tessaron::parseReadable(std::move(text), document) && fromXml(&document);
 }
 
-bool CSimpleRecord::fromFile(std::u16string path) try {
-  std::string text;
-  return tessaron::readFile(path, text) && fromString(std::move(text));
-} catch (const std::bad_alloc&) {
-  return false;
-} catch (const std::length_error&) {  // longer than a string can be
-  return false;
+bool CSimpleRecord::fromFile(std::u16string path) {
+  try {
+    std::string text;
+    return tessaron::readFile(path, text) && fromString(std::move(text));
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::length_error&) {  // longer than a string can be
+    return false;
+  }
 }
 
 bool CSimpleRecord::toString(std::string& out) {
