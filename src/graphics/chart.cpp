@@ -6,6 +6,13 @@
 
 using tessaron::gdiplusText;
 
+GPChart::GPChart() = default;
+GPChart::GPChart(const GPChart&) = default;
+GPChart::GPChart(GPChart&&) noexcept = default;
+GPChart& GPChart::operator=(const GPChart&) = default;
+GPChart& GPChart::operator=(GPChart&&) noexcept = default;
+GPChart::~GPChart() = default;
+
 bool GPChart::draw() { return true; }
 
 bool GPChart::feed() { return true; }

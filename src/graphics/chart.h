@@ -18,6 +18,13 @@ class TESSARON_API GPChart {
   std::vector<std::int32_t> reserved1;  ///< the application's
   std::vector<std::int32_t> reserved2;  ///< the application's
 
+  GPChart();
+  GPChart(const GPChart&);
+  GPChart(GPChart&&) noexcept;
+  GPChart& operator=(const GPChart&);
+  GPChart& operator=(GPChart&&) noexcept;
+  ~GPChart();
+
   /// Draws the chart on its canvas; the base draws nothing. Always true.
   virtual bool draw();
   /// Does nothing. Always true.

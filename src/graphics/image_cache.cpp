@@ -8,6 +8,7 @@
 #include <limits>
 #include <span>
 #include <system_error>
+#include <type_traits>
 
 #include "platform/system.h"
 #include "platform/text.h"
@@ -21,7 +22,7 @@ using tessaron::OpenMode;
 
 constexpr std::size_t kHeaderSize = sizeof(CACHESECTIONHEADER);
 constexpr std::size_t kKeySize = sizeof(CACHESECTIONHEADER::primaryKey);
-constexpr std::size_t kTagSize = std::size(CACHESECTIONHEADER{}.tag);
+constexpr std::size_t kTagSize = std::extent_v<decltype(CACHESECTIONHEADER::tag)>;
 constexpr std::uint64_t kEndOfOffsets = std::numeric_limits<std::uint32_t>::max();
 // What a damaged size can make of a section at most, beyond what is there.
 constexpr std::uint64_t kMostMissing = 1 << 20;
@@ -130,6 +131,16 @@ bool matchesSection(const CACHESECTIONHEADER& section, const unsigned char* prim
 }
 
 }  // namespace tessaron
+
+CACHEFILEHEADER::CACHEFILEHEADER() = default;
+CACHEFILEHEADER::CACHEFILEHEADER(const CACHEFILEHEADER&) = default;
+CACHEFILEHEADER& CACHEFILEHEADER::operator=(const CACHEFILEHEADER&) = default;
+CACHEFILEHEADER::~CACHEFILEHEADER() = default;
+
+CACHESECTIONHEADER::CACHESECTIONHEADER() = default;
+CACHESECTIONHEADER::CACHESECTIONHEADER(const CACHESECTIONHEADER&) = default;
+CACHESECTIONHEADER& CACHESECTIONHEADER::operator=(const CACHESECTIONHEADER&) = default;
+CACHESECTIONHEADER::~CACHESECTIONHEADER() = default;
 
 CImageCacheMan::CImageCacheMan(std::u16string path) : cachePath(std::move(path)) { init(); }
 

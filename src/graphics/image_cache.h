@@ -14,19 +14,29 @@
 // Frozen: files in this format are out in the world.
 
 /// Stands once, at the start of the file. Not looked at when a cache is opened.
-struct CACHEFILEHEADER {
+struct TESSARON_API CACHEFILEHEADER {
   std::uint16_t signature = 0x4D43;  ///< the bytes "CM"
   std::uint8_t reserved[1024] = {};  ///< zero
+
+  CACHEFILEHEADER();
+  CACHEFILEHEADER(const CACHEFILEHEADER&);
+  CACHEFILEHEADER& operator=(const CACHEFILEHEADER&);
+  ~CACHEFILEHEADER();
 };
 static_assert(sizeof(CACHEFILEHEADER) == 1026);
 
-struct CACHESECTIONHEADER {
+struct TESSARON_API CACHESECTIONHEADER {
   std::uint32_t dataSize = 0;    ///< bytes; a section of none is dropped when it is read
   std::uint32_t dataOffset = 0;  ///< in an index: where the data stands; on disk: no meaning
   std::uint8_t primaryKey[16] = {};
   std::uint8_t secondaryKey[16] = {};  ///< zero when there is none
   std::uint32_t variant = 0;
   char16_t tag[32] = {};  ///< up to a NUL; the rest is zero
+
+  CACHESECTIONHEADER();
+  CACHESECTIONHEADER(const CACHESECTIONHEADER&);
+  CACHESECTIONHEADER& operator=(const CACHESECTIONHEADER&);
+  ~CACHESECTIONHEADER();
 };
 static_assert(sizeof(CACHESECTIONHEADER) == 108);
 

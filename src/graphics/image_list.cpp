@@ -28,6 +28,10 @@ std::u16string ending(const std::u16string& path) {
 
 void tessaron::followAlphaFlag(const bool* flag) { alphaFlag = flag; }
 
+CImageListEx::CImageListEx(const CImageListEx&) = default;
+CImageListEx& CImageListEx::operator=(const CImageListEx&) = default;
+CImageListEx::~CImageListEx() = default;
+
 void CImageListEx::Reload(ATL::_U_STRINGorID bitmap, const std::vector<std::u16string>& files) {
   tessaron::removeAllImages(imageList);
   tessaron::addBitmap(imageList, bitmap, transparency());

@@ -19,6 +19,9 @@ class TESSARON_API CImageListEx {
   HIMAGELIST imageList;  ///< not owned
 
   explicit CImageListEx(HIMAGELIST list = nullptr) : imageList(list) {}
+  CImageListEx(const CImageListEx&);
+  CImageListEx& operator=(const CImageListEx&);
+  ~CImageListEx();
 
   /// Empties the list, then adds a strip among the library's bitmaps (102, 103, 104), then every
   /// file whose path ends in "ico" (as InsertIconEx) or in "bmp" or "png" (as InsertImageEx),

@@ -74,6 +74,12 @@ GPPieChart::GPPieChart(int width, int height) {
   pieWidth = (canvas != nullptr ? static_cast<int>(canvas->GetWidth()) : 0) - 2 * margin;
 }
 
+GPPieChart::GPPieChart(const GPPieChart&) = default;
+GPPieChart::GPPieChart(GPPieChart&&) noexcept = default;
+GPPieChart& GPPieChart::operator=(const GPPieChart&) = default;
+GPPieChart& GPPieChart::operator=(GPPieChart&&) noexcept = default;
+GPPieChart::~GPPieChart() = default;
+
 /// The angle on the ellipse that belongs to an angle on a circle, so that slices keep their shares
 /// of the area. Degrees, not negative.
 float GPPieChart::transformAngle(float angle) const {

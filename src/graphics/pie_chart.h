@@ -20,6 +20,11 @@ class TESSARON_API GPPieChart : public GPSimpleChart {
   /// Makes a canvas of so many pixels. Without GDI+ there is none; one of an impossible size takes
   /// nothing that is drawn. A copy shares it, and it goes with the last of those that share it.
   GPPieChart(int width, int height);
+  GPPieChart(const GPPieChart&);
+  GPPieChart(GPPieChart&&) noexcept;
+  GPPieChart& operator=(const GPPieChart&);
+  GPPieChart& operator=(GPPieChart&&) noexcept;
+  ~GPPieChart();
 
   /// Draws all items on a white canvas. Always true: what could not be drawn is not reported.
   bool draw() override;

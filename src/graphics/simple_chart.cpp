@@ -7,6 +7,7 @@
 #include <limits>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "support/text.h"
 
@@ -59,6 +60,22 @@ std::string fixedText(float value) {
 }
 
 }  // namespace
+
+scdata::scdata() = default;
+scdata::scdata(std::u16string itemName, std::int32_t itemCount, float itemValue)
+    : name(std::move(itemName)), count(itemCount), value(itemValue) {}
+scdata::scdata(const scdata&) = default;
+scdata::scdata(scdata&&) noexcept = default;
+scdata& scdata::operator=(const scdata&) = default;
+scdata& scdata::operator=(scdata&&) noexcept = default;
+scdata::~scdata() = default;
+
+GPSimpleChart::GPSimpleChart() = default;
+GPSimpleChart::GPSimpleChart(const GPSimpleChart&) = default;
+GPSimpleChart::GPSimpleChart(GPSimpleChart&&) noexcept = default;
+GPSimpleChart& GPSimpleChart::operator=(const GPSimpleChart&) = default;
+GPSimpleChart& GPSimpleChart::operator=(GPSimpleChart&&) noexcept = default;
+GPSimpleChart::~GPSimpleChart() = default;
 
 bool GPSimpleChart::feed(const scdata& item) {
   items.push_back(item);

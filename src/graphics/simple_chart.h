@@ -9,16 +9,24 @@
 #include "tessaron_export.h"
 
 /// One item of a chart.
-struct scdata {
+struct TESSARON_API scdata {
   std::u16string name;     ///< the label
   std::int32_t count = 0;  ///< how many things the item stands for
   float value = 0;         ///< its weight; once normalized, its share of the total in percent
+
+  scdata();
+  scdata(std::u16string itemName, std::int32_t itemCount, float itemValue);
+  scdata(const scdata&);
+  scdata(scdata&&) noexcept;
+  scdata& operator=(const scdata&);
+  scdata& operator=(scdata&&) noexcept;
+  ~scdata();
 };
 
 /// The order of the items: by value, the greatest first, then by name, code unit by code unit.
 /// QUIRK: a value that is no number goes neither before nor after any other, which is no order that
 /// sorting could rely on. Kept: applications compare with it; `sortdata` keeps such values apart.
-struct SortSCData {
+struct TESSARON_API SortSCData {
   bool operator()(const scdata& a, const scdata& b) const {
     return a.value == b.value ? a.name < b.name : a.value > b.value;
   }
@@ -29,6 +37,13 @@ class TESSARON_API GPSimpleChart : public GPChart {
  public:
   std::vector<scdata> items;  ///< in the order fed or, once sorted, that of `SortSCData`
   float total = 0;            ///< what `normalize` leaves: 100
+
+  GPSimpleChart();
+  GPSimpleChart(const GPSimpleChart&);
+  GPSimpleChart(GPSimpleChart&&) noexcept;
+  GPSimpleChart& operator=(const GPSimpleChart&);
+  GPSimpleChart& operator=(GPSimpleChart&&) noexcept;
+  ~GPSimpleChart();
 
   using GPChart::feed;
   /// Appends a copy of `item`. Always true.

@@ -47,6 +47,12 @@ CAudioFormatTagInfo::CAudioFormatTagInfo() {
   for (const auto& [code, name] : kAudioFormatTags) names[code] = name;
 }
 
+CAudioFormatTagInfo::CAudioFormatTagInfo(const CAudioFormatTagInfo&) = default;
+CAudioFormatTagInfo::CAudioFormatTagInfo(CAudioFormatTagInfo&&) noexcept = default;
+CAudioFormatTagInfo& CAudioFormatTagInfo::operator=(const CAudioFormatTagInfo&) = default;
+CAudioFormatTagInfo& CAudioFormatTagInfo::operator=(CAudioFormatTagInfo&&) noexcept = default;
+CAudioFormatTagInfo::~CAudioFormatTagInfo() = default;
+
 bool CAudioFormatTagInfo::getNameByFormatTag(std::uint16_t tag, std::u16string& name) {
   // QUIRK: an unknown tag is added without a name. A lookup would not be expected to change
   // anything. Kept: callers count on the map to hold every tag that was asked for.
@@ -57,6 +63,12 @@ bool CAudioFormatTagInfo::getNameByFormatTag(std::uint16_t tag, std::u16string& 
 CFourCCInfo::CFourCCInfo() {
   for (const FourCC& row : kFourCCs) names[row.code] = row.name;
 }
+
+CFourCCInfo::CFourCCInfo(const CFourCCInfo&) = default;
+CFourCCInfo::CFourCCInfo(CFourCCInfo&&) noexcept = default;
+CFourCCInfo& CFourCCInfo::operator=(const CFourCCInfo&) = default;
+CFourCCInfo& CFourCCInfo::operator=(CFourCCInfo&&) noexcept = default;
+CFourCCInfo::~CFourCCInfo() = default;
 
 bool CFourCCInfo::getNameByFourCC(std::uint32_t code, std::u16string& name) {
   name = names[code];  // QUIRK: as for the format tags

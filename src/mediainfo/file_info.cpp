@@ -102,6 +102,13 @@ void writeMap(TiXmlElement& parent, const char* name, const PropertyMap& map) {
 
 }  // namespace
 
+CFileInfo::CFileInfo() = default;
+CFileInfo::CFileInfo(const CFileInfo&) = default;
+CFileInfo::CFileInfo(CFileInfo&&) noexcept = default;
+CFileInfo& CFileInfo::operator=(const CFileInfo&) = default;
+CFileInfo& CFileInfo::operator=(CFileInfo&&) noexcept = default;
+CFileInfo::~CFileInfo() = default;
+
 void CFileInfo::setDetectType(std::int32_t mask) { detectMask = mask; }
 
 bool CFileInfo::fromFile(const std::u16string& filePath) {

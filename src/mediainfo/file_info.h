@@ -40,6 +40,13 @@ class TESSARON_API CFileInfo {
   StreamList videoStreams;
   std::vector<fipWinImage> thumbnails;
 
+  CFileInfo();
+  CFileInfo(const CFileInfo&);
+  CFileInfo(CFileInfo&&) noexcept;
+  CFileInfo& operator=(const CFileInfo&);
+  CFileInfo& operator=(CFileInfo&&) noexcept;
+  ~CFileInfo();
+
   /// Stores the categories that `fromFile` may detect; any number is taken.
   void setDetectType(std::int32_t mask);
 

@@ -7,6 +7,13 @@
 #include "platform/system.h"
 #include "support/xml.h"
 
+CFolderInfo::CFolderInfo() = default;
+CFolderInfo::CFolderInfo(const CFolderInfo&) = default;
+CFolderInfo::CFolderInfo(CFolderInfo&&) noexcept = default;
+CFolderInfo& CFolderInfo::operator=(const CFolderInfo&) = default;
+CFolderInfo& CFolderInfo::operator=(CFolderInfo&&) noexcept = default;
+CFolderInfo::~CFolderInfo() = default;
+
 bool CFolderInfo::fromFolder(const std::u16string& folderPath) {
   path = folderPath;
   files.clear();

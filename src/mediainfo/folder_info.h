@@ -17,6 +17,13 @@ class TESSARON_API CFolderInfo {
   std::u16string path;
   std::vector<CFileInfo> files;  ///< in the order of the directory enumeration
 
+  CFolderInfo();
+  CFolderInfo(const CFolderInfo&);
+  CFolderInfo(CFolderInfo&&) noexcept;
+  CFolderInfo& operator=(const CFolderInfo&);
+  CFolderInfo& operator=(CFolderInfo&&) noexcept;
+  ~CFolderInfo();
+
   /// Describes the plain files directly in a folder; what cannot be read is left out. Always false,
   /// also after success.
   virtual bool fromFolder(const std::u16string& folderPath);

@@ -54,6 +54,11 @@ PropertyMap describe(const MpegScan::Video& video, bool isMpeg2) {
 
 }  // namespace
 
+CMPEGFileParser::CMPEGFileParser() = default;
+CMPEGFileParser::CMPEGFileParser(const CMPEGFileParser&) = default;
+CMPEGFileParser& CMPEGFileParser::operator=(const CMPEGFileParser&) = default;
+CMPEGFileParser::~CMPEGFileParser() = default;
+
 int CMPEGFileParser::getMP3FrameData(std::uint32_t header, int* bitRate, int* sampleRate,
                                      int* channels) {
   const int samples = kSampleRates[header >> 19 & 1][header >> 10 & 3];

@@ -9,6 +9,11 @@
 /// Describes the video streams of an MPEG program stream by its beginning.
 class TESSARON_API CMPEGFileParser {
  public:
+  CMPEGFileParser();
+  CMPEGFileParser(const CMPEGFileParser&);
+  CMPEGFileParser& operator=(const CMPEGFileParser&);
+  ~CMPEGFileParser();
+
   /// Appends one map for each video stream whose sequence header stands in the first 512 KiB:
   /// "Format", "Data Rate" and, for some codes, "Aspect Ratio". `metaInfo` and `audioStreams` are
   /// there for symmetry with the RIFF parser and stay as they are. Always true, also when nothing

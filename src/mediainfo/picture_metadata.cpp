@@ -349,6 +349,11 @@ constexpr auto kWanted = [] {
 }  // namespace
 }  // namespace tessaron
 
+CGPImageMDParser::CGPImageMDParser() = default;
+CGPImageMDParser::CGPImageMDParser(const CGPImageMDParser&) = default;
+CGPImageMDParser& CGPImageMDParser::operator=(const CGPImageMDParser&) = default;
+CGPImageMDParser::~CGPImageMDParser() = default;
+
 bool CGPImageMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaInfo) {
   std::error_code error;
   const auto file = tessaron::openFile(path, {}, error);

@@ -8,6 +8,11 @@
 /// Reads what camera and drawing program have written into a picture.
 class TESSARON_API CGPImageMDParser {
  public:
+  CGPImageMDParser();
+  CGPImageMDParser(const CGPImageMDParser&);
+  CGPImageMDParser& operator=(const CGPImageMDParser&);
+  ~CGPImageMDParser();
+
   /// Adds the properties of a JPEG or TIFF picture to `metaInfo` (labels 40201 to 40239), in words
   /// and units for people. An entry that is there already stays as it is. Pixels are not decoded.
   /// False when the file cannot be opened or holds no such properties; `metaInfo` is then

@@ -299,6 +299,11 @@ double AviReader::bitRate() const {
 
 }  // namespace
 
+CRiffFileParser::CRiffFileParser() = default;
+CRiffFileParser::CRiffFileParser(const CRiffFileParser&) = default;
+CRiffFileParser& CRiffFileParser::operator=(const CRiffFileParser&) = default;
+CRiffFileParser::~CRiffFileParser() = default;
+
 bool CRiffFileParser::parseByHandle(tessaron::File& file, PropertyMap& metaInfo,
                                     StreamList& audioStreams, StreamList& videoStreams) {
   AviReader reader(file);

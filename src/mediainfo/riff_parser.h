@@ -7,6 +7,11 @@
 /// Describes the streams of an AVI file by its headers and its index.
 class TESSARON_API CRiffFileParser {
  public:
+  CRiffFileParser();
+  CRiffFileParser(const CRiffFileParser&);
+  CRiffFileParser& operator=(const CRiffFileParser&);
+  ~CRiffFileParser();
+
   /// Appends one map per stream, at most 19 of each kind, and sets "Data Rate" (40102) and
   /// "Creation Software" (40203) in `metaInfo`. False, and nothing is changed, when the file is no
   /// RIFF file of the form "AVI "; true for one that is, however damaged the rest of it may be.

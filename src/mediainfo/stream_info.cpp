@@ -65,6 +65,13 @@ void complete(PropertyMap& map, PropertyMap properties, const MediaStream& strea
 
 }  // namespace
 
+CDSMediaStreamInfo::CDSMediaStreamInfo() = default;
+CDSMediaStreamInfo::CDSMediaStreamInfo(const CDSMediaStreamInfo&) = default;
+CDSMediaStreamInfo::CDSMediaStreamInfo(CDSMediaStreamInfo&&) noexcept = default;
+CDSMediaStreamInfo& CDSMediaStreamInfo::operator=(const CDSMediaStreamInfo&) = default;
+CDSMediaStreamInfo& CDSMediaStreamInfo::operator=(CDSMediaStreamInfo&&) noexcept = default;
+CDSMediaStreamInfo::~CDSMediaStreamInfo() = default;
+
 bool CDSMediaStreamInfo::identifyByFileName(const std::u16string& path, StreamList& audio,
                                             StreamList& video) {
   const auto streams = tessaron::findMediaStreams(path);

@@ -10,6 +10,13 @@
 /// DirectShow on Windows.
 class TESSARON_API CDSMediaStreamInfo {
  public:
+  CDSMediaStreamInfo();
+  CDSMediaStreamInfo(const CDSMediaStreamInfo&);
+  CDSMediaStreamInfo(CDSMediaStreamInfo&&) noexcept;
+  CDSMediaStreamInfo& operator=(const CDSMediaStreamInfo&);
+  CDSMediaStreamInfo& operator=(CDSMediaStreamInfo&&) noexcept;
+  ~CDSMediaStreamInfo();
+
   /// Describes each stream in a map of its own. The first audio (video) stream of the file is taken
   /// for the first map that is in `audio` (`video`) already, and so on; the video streams of an
   /// MPEG program stream are told apart by their ids when `video` is as CMPEGFileParser fills it.

@@ -245,6 +245,10 @@ void addSound(const TagLib::AudioProperties& sound, File& file, PropertyMap& map
 }  // namespace
 }  // namespace tessaron
 
+CWMMDParser::CWMMDParser(const CWMMDParser&) = default;
+CWMMDParser& CWMMDParser::operator=(const CWMMDParser&) = default;
+CWMMDParser::~CWMMDParser() = default;
+
 bool CWMMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaInfo) {
   std::error_code error;
   const auto file = tessaron::openFile(path, {}, error);

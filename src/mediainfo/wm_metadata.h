@@ -12,6 +12,9 @@ class TESSARON_API CWMMDParser {
   /// `category` is the file's, as CFileInfo finds it. Of a video file only containers that can hold
   /// tags are read, and the properties of its sound are left out.
   explicit CWMMDParser(std::int32_t category) : category_(category) {}
+  CWMMDParser(const CWMMDParser&);
+  CWMMDParser& operator=(const CWMMDParser&);
+  ~CWMMDParser();
 
   /// Adds to `metaInfo` the tags (labels 40301 to 40346) and, of an audio file, format, data rate,
   /// channels, sample rate, mode and run time. An entry that is there already stays as it is.

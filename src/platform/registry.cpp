@@ -25,6 +25,8 @@ std::int32_t queryText(const CRegKey& key, const char16_t* name, char16_t* text,
 
 }  // namespace
 
+CRegKey::CRegKey() = default;
+
 CRegKey::~CRegKey() { Close(); }
 
 CRegKey::CRegKey(const CRegKey& other) noexcept : m_hKey(std::exchange(other.m_hKey, nullptr)) {}

@@ -46,7 +46,7 @@ class TESSARON_API CRegKey {
  public:
   mutable HKEY m_hKey = nullptr;  ///< null when closed
 
-  CRegKey() = default;
+  CRegKey();
   /// Closes the key.
   ~CRegKey();
   // QUIRK: a copy takes the key away from its source. It looks like a move that hides in a copy.

@@ -23,6 +23,12 @@ CRecord::CRecord()
   postProcess();
 }
 
+CRecord::CRecord(const CRecord&) = default;
+CRecord::CRecord(CRecord&&) noexcept = default;
+CRecord& CRecord::operator=(const CRecord&) = default;
+CRecord& CRecord::operator=(CRecord&&) noexcept = default;
+CRecord::~CRecord() = default;
+
 void CRecord::preProcess() {
   for (const auto& [flag, text] : tessaron::kFlaggedTexts) {
     if (!(this->*flag)) (this->*text).clear();

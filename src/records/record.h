@@ -137,12 +137,13 @@ class TESSARON_API CRecord : public CSimpleRecord {
 
   /// An empty record with seven empty custom-field slots.
   CRecord();
-  CRecord(const CRecord&) = default;
-  CRecord& operator=(const CRecord&) = default;
+  CRecord(const CRecord&);
+  CRecord& operator=(const CRecord&);
   // The picture class does not promise it, but its copy does not throw: a set that grows moves its
   // records instead of copying them.
-  CRecord(CRecord&&) noexcept = default;
-  CRecord& operator=(CRecord&&) noexcept = default;
+  CRecord(CRecord&&) noexcept;
+  CRecord& operator=(CRecord&&) noexcept;
+  ~CRecord();
 
   /// Reads the first readable item of a document: a "Details" below the root, or an "Item" below
   /// the root's "Items". False when there is none.

@@ -13,6 +13,13 @@
 #include "support/xml_encoding.h"
 #include "support/xml_outline.h"
 
+CRecordSet::CRecordSet() = default;
+CRecordSet::CRecordSet(const CRecordSet&) = default;
+CRecordSet::CRecordSet(CRecordSet&&) noexcept = default;
+CRecordSet& CRecordSet::operator=(const CRecordSet&) = default;
+CRecordSet& CRecordSet::operator=(CRecordSet&&) noexcept = default;
+CRecordSet::~CRecordSet() = default;
+
 bool CRecordSet::fromFile(std::u16string path) {
   try {  // in the body: GCC 12 for Windows loses what a function's own try block should catch
     std::string text;

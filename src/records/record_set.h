@@ -14,6 +14,13 @@ class TESSARON_API CRecordSet {
  public:
   std::vector<CRecord> records;
 
+  CRecordSet();
+  CRecordSet(const CRecordSet&);
+  CRecordSet(CRecordSet&&) noexcept;
+  CRecordSet& operator=(const CRecordSet&);
+  CRecordSet& operator=(CRecordSet&&) noexcept;
+  ~CRecordSet();
+
   /// Reads a file and appends its items. False, and nothing changed, when it cannot be read, is
   /// empty, names an unknown encoding, or memory does not suffice.
   bool fromFile(std::u16string path);

@@ -3,6 +3,13 @@
 #include "platform/system.h"
 #include "records/field_text.h"
 
+CShoppingCart::CShoppingCart() = default;
+CShoppingCart::CShoppingCart(const CShoppingCart&) = default;
+CShoppingCart::CShoppingCart(CShoppingCart&&) noexcept = default;
+CShoppingCart& CShoppingCart::operator=(const CShoppingCart&) = default;
+CShoppingCart& CShoppingCart::operator=(CShoppingCart&&) noexcept = default;
+CShoppingCart::~CShoppingCart() = default;
+
 bool CShoppingCart::fromXml(TiXmlDocument* document) {
   if (!tessaron::isReadable(document)) return false;
   const TiXmlElement* root = document->RootElement();

@@ -9,6 +9,13 @@ class TESSARON_API CShoppingCart : public CSimpleRecord {
  public:
   std::u16string PurchaseURL;
 
+  CShoppingCart();
+  CShoppingCart(const CShoppingCart&);
+  CShoppingCart(CShoppingCart&&) noexcept;
+  CShoppingCart& operator=(const CShoppingCart&);
+  CShoppingCart& operator=(CShoppingCart&&) noexcept;
+  ~CShoppingCart();
+
   /// Takes "PurchaseURL" from the first "Cart" below the root that has children. False, and the
   /// address unchanged, when there is none.
   bool fromXml(TiXmlDocument* document) override;

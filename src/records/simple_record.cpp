@@ -7,6 +7,11 @@
 #include "support/files.h"
 #include "support/xml.h"
 
+CSimpleRecord::CSimpleRecord() = default;
+CSimpleRecord::CSimpleRecord(const CSimpleRecord&) = default;
+CSimpleRecord& CSimpleRecord::operator=(const CSimpleRecord&) = default;
+CSimpleRecord::~CSimpleRecord() = default;
+
 bool CSimpleRecord::fromString(std::string text) {
   TiXmlDocument document;
   return tessaron::parseReadable(std::move(text), document) && fromXml(&document);

@@ -10,6 +10,10 @@
 /// two operations that its heirs supply.
 class TESSARON_API CSimpleRecord {
  public:
+  CSimpleRecord();
+  CSimpleRecord(const CSimpleRecord&);
+  CSimpleRecord& operator=(const CSimpleRecord&);
+
   /// Fills the record from a parsed document. False for an unreadable pointer.
   virtual bool fromXml(TiXmlDocument* document) = 0;
   /// Parses `text` and hands the document to `fromXml`, whose result comes back. Malformed text is
@@ -25,5 +29,5 @@ class TESSARON_API CSimpleRecord {
   virtual bool toString(std::string& out);
 
  protected:
-  ~CSimpleRecord() = default;  // not virtual: the five operations are the whole virtual table
+  ~CSimpleRecord();  // not virtual: the five operations are the whole virtual table
 };

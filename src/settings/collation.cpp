@@ -18,6 +18,11 @@ bool isInSortForm(const std::u16string& text) { return text.find(u',') != text.n
 
 }  // namespace
 
+CCollationSystem::CCollationSystem() = default;
+CCollationSystem::CCollationSystem(const CCollationSystem&) = default;
+CCollationSystem& CCollationSystem::operator=(const CCollationSystem&) = default;
+CCollationSystem::~CCollationSystem() = default;
+
 std::int32_t CCollationSystem::m_nOption = -1;
 
 int CCollationSystem::IsSpaceChar(char16_t unit) { return unit == u' ' || unit == u'\u00A0'; }

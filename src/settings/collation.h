@@ -20,6 +20,11 @@ class TESSARON_API CCollationSystem {
   /// Any other value: nothing. It is -1 until ApplyToRecord sets it.
   static std::int32_t m_nOption;
 
+  CCollationSystem();
+  CCollationSystem(const CCollationSystem&);
+  CCollationSystem& operator=(const CCollationSystem&);
+  ~CCollationSystem();
+
   /// "john smith" becomes "Smith, John". Every word gets a capital and small letters. The last word
   /// that does not begin with punctuation goes to the front, with all behind it, unless there is a
   /// comma. Returns 1 when the name was reordered, else 0, also when its case was changed.

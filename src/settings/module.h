@@ -12,4 +12,7 @@ extern TESSARON_API int nTessaronBF;
 class TESSARON_API CTessaronBF {
  public:
   CTessaronBF();
+  CTessaronBF(const CTessaronBF&);
+  CTessaronBF& operator=(const CTessaronBF&);
+  ~CTessaronBF();
 };

@@ -41,6 +41,11 @@ std::int32_t queryBinary(const CRegKey& key, const char16_t* name, void* data, s
 
 }  // namespace
 
+CRegKeyEx::CRegKeyEx() = default;
+CRegKeyEx::CRegKeyEx(const CRegKeyEx&) = default;
+CRegKeyEx& CRegKeyEx::operator=(const CRegKeyEx&) = default;
+CRegKeyEx::~CRegKeyEx() = default;
+
 std::int32_t CRegKeyEx::QueryBoolValueEx(const char16_t* name, bool& value) {
   std::uint32_t number = 0;
   const std::int32_t code = queryNumber(*this, name, number);

@@ -18,6 +18,11 @@ using StringSetMap = std::map<std::u16string, std::set<std::u16string>>;
 /// Names end with a zero unit. What is written is taken by reference but never changed.
 class TESSARON_API CRegKeyEx : public CRegKey {
  public:
+  CRegKeyEx();
+  CRegKeyEx(const CRegKeyEx&);
+  CRegKeyEx& operator=(const CRegKeyEx&);
+  ~CRegKeyEx();
+
   /// REG_DWORD; any number but 0 is true.
   std::int32_t QueryBoolValueEx(const char16_t* name, bool& value);
   std::int32_t SetBoolValueEx(const char16_t* name, bool& value);

@@ -19,8 +19,8 @@ class TESSARON_API CLimitSingleInstance {
   ~CLimitSingleInstance();
   // QUIRK: a copy shares the mutex, and whichever goes first closes it for both. It looks as if it
   // lacked a count. Kept: applications keep one guard, and a copy of it guards no longer.
-  CLimitSingleInstance(const CLimitSingleInstance& other) = default;
-  CLimitSingleInstance& operator=(const CLimitSingleInstance& other) = default;
+  CLimitSingleInstance(const CLimitSingleInstance& other);
+  CLimitSingleInstance& operator=(const CLimitSingleInstance& other);
 
   /// Whether the mutex was there before. False, too, when it could not be made.
   bool IsAnotherInstanceRunning() const;

@@ -65,6 +65,11 @@ bool inflateAll(const std::vector<unsigned char>& in, Bytes& out) try {
 
 }  // namespace
 
+CZDLLPlus::CZDLLPlus() = default;
+CZDLLPlus::CZDLLPlus(const CZDLLPlus&) = default;
+CZDLLPlus& CZDLLPlus::operator=(const CZDLLPlus&) = default;
+CZDLLPlus::~CZDLLPlus() = default;
+
 bool CZDLLPlus::uncompress(const std::vector<unsigned char>& in, std::vector<unsigned char>& out) {
   return inflateAll(in, out);
 }

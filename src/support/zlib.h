@@ -16,6 +16,11 @@ class TESSARON_API CZDLLPlus {
   /// What one call inflates at most: a small input can claim to be endless.
   static constexpr std::size_t kLimit = std::size_t{256} << 20;
 
+  CZDLLPlus();
+  CZDLLPlus(const CZDLLPlus&);
+  CZDLLPlus& operator=(const CZDLLPlus&);
+  ~CZDLLPlus();
+
   /// Inflates the zlib stream in `in` and puts the result into `out`. False, and `out` untouched,
   /// when the stream is damaged, incomplete, or longer than `kLimit` bytes when inflated. Bytes
   /// behind the stream's end are ignored.

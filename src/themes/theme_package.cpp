@@ -2,6 +2,8 @@
 
 #include <utility>
 
+CThemePackage::CThemePackage() = default;
+
 CThemePackage::~CThemePackage() {
   for (const CThemeScheme* scheme : schemes) delete scheme;
 }

@@ -11,7 +11,7 @@ class TESSARON_API CThemePackage : public CPackage {
  public:
   std::vector<CThemeScheme*> schemes;  ///< owned, in document order
 
-  CThemePackage() = default;
+  CThemePackage();
   ~CThemePackage();
   /// A copy has schemes of its own.
   CThemePackage(const CThemePackage& other);

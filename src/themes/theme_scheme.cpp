@@ -51,6 +51,19 @@ void readShelf(const TiXmlElement& shelf, CThemeScheme& scheme) {
 
 }  // namespace
 
+SchemeGroup::SchemeGroup() = default;
+SchemeGroup::SchemeGroup(const SchemeGroup&) = default;
+SchemeGroup::SchemeGroup(SchemeGroup&&) noexcept = default;
+SchemeGroup& SchemeGroup::operator=(const SchemeGroup&) = default;
+SchemeGroup& SchemeGroup::operator=(SchemeGroup&&) noexcept = default;
+SchemeGroup::~SchemeGroup() = default;
+
+CThemeScheme::CThemeScheme(const CThemeScheme&) = default;
+CThemeScheme::CThemeScheme(CThemeScheme&&) noexcept = default;
+CThemeScheme& CThemeScheme::operator=(const CThemeScheme&) = default;
+CThemeScheme& CThemeScheme::operator=(CThemeScheme&&) noexcept = default;
+CThemeScheme::~CThemeScheme() = default;
+
 CThemeScheme::CThemeScheme(TiXmlElement* scheme) {
   if (!tessaron::isReadable(scheme)) return;
   readText(*scheme, "name", name);

@@ -16,6 +16,13 @@ struct TESSARON_API SchemeGroup {
   std::int32_t oly = 0;       ///< pixels from its upper edge
   std::int32_t olwidth = 0;   ///< pixels
   std::int32_t olheight = 0;  ///< pixels
+
+  SchemeGroup();
+  SchemeGroup(const SchemeGroup&);
+  SchemeGroup(SchemeGroup&&) noexcept;
+  SchemeGroup& operator=(const SchemeGroup&);
+  SchemeGroup& operator=(SchemeGroup&&) noexcept;
+  ~SchemeGroup();
 };
 
 /// One way in which a theme shows items: the frames of two templates, and a shelf with its slots.
@@ -33,6 +40,12 @@ class TESSARON_API CThemeScheme {
   std::int32_t uhspace = 0;  ///< pixels between two units side by side
   std::int32_t uvspace = 0;
   std::vector<SchemeGroup> groups;  ///< in document order
+
+  CThemeScheme(const CThemeScheme&);
+  CThemeScheme(CThemeScheme&&) noexcept;
+  CThemeScheme& operator=(const CThemeScheme&);
+  CThemeScheme& operator=(CThemeScheme&&) noexcept;
+  ~CThemeScheme();
 
   /// Reads a scheme from its element. What the element does not have stays empty or 0, as does
   /// everything for an unreadable pointer.
