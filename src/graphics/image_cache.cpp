@@ -172,6 +172,7 @@ void CImageCacheMan::init() {
   if (!cache) return;  // the working file may be another process's
   mode.disposition = OpenMode::Disposition::CreateAlways;
   mode.deleteOnClose = true;
+  mode.randomAccess = true;
   std::shared_ptr<File> work = tessaron::openFile(cachePath + u",$~tmp~$", mode, error);
   if (!work || !load(*cache, *work)) {
     sections.clear();

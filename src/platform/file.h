@@ -64,6 +64,8 @@ struct OpenMode {
   /// The file vanishes when it is closed, whatever happens to the process, and is hidden until then
   /// (on Linux it loses its name at once). A symbolic link is refused there.
   bool deleteOnClose = false;
+  /// A hint for the cache of Windows: reads will jump about.
+  bool randomAccess = false;
 };
 
 /// Opens a file. A folder is refused; opening never waits (a pipe without a writer is refused,

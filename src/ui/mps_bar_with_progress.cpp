@@ -9,7 +9,14 @@ using Progress = CProgressBarInPaneImpl<CMPSBarWithProgress>;
 
 CMPSBarWithProgress::CMPSBarWithProgress() = default;
 CMPSBarWithProgress::CMPSBarWithProgress(const CMPSBarWithProgress&) = default;
-CMPSBarWithProgress& CMPSBarWithProgress::operator=(const CMPSBarWithProgress&) = default;
+
+CMPSBarWithProgress& CMPSBarWithProgress::operator=(const CMPSBarWithProgress& other) {
+  if (this == &other) return *this;
+  ProgDestroyWindow();  // before the handle of its parent is replaced
+  Panes::operator=(other);
+  Progress::operator=(other);
+  return *this;
+}
 
 CMPSBarWithProgress::~CMPSBarWithProgress() { ProgDestroyWindow(); }
 
@@ -21,6 +28,11 @@ BOOL CMPSBarWithProgress::UpdatePanesLayout() {
   const BOOL done = Panes::UpdatePanesLayout();
   Progress::UpdatePanesLayout();
   return done;
+}
+
+void CMPSBarWithProgress::OnFinalMessage(HWND window) {
+  Panes::OnFinalMessage(window);
+  ProgForget();
 }
 
 BOOL CMPSBarWithProgress::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam,

@@ -21,6 +21,9 @@ class TESSARON_API CMPSBarWithProgress
   /// Lays out the panes, then moves the progress bar onto its own. The result is the panes'.
   BOOL UpdatePanesLayout();
 
+  /// Forgets the panes and the progress bar, which are gone with the window.
+  void OnFinalMessage(HWND window) override;
+
   BOOL ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam,
                             LRESULT& result, DWORD map = 0) override;
 };

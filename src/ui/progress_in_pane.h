@@ -49,13 +49,19 @@ class CProgressBarInPaneImpl {
       ::ShowWindow(window, SW_HIDE);
       ::DestroyWindow(window);
     }
+    ProgForget();
+  }
+
+  /// To be called when the bar's window is gone, and the progress bar with it: the handle may
+  /// become a stranger's.
+  void ProgForget() {
     progress_ = nullptr;
     isOwner_ = false;
     pane_ = -1;
   }
 
   /// The pane of the progress bar, -1 without one.
-  int ProgGetPane() const { return pane_; }
+  int ProgGetPane() const { return progress() ? pane_ : -1; }
 
   /// Returns the range before, packed as the new one: the lowest value in the low 16 bits.
   DWORD ProgSetRange(short lowest, short highest) {
@@ -128,12 +134,11 @@ class CProgressBarInPaneImpl {
  private:
   T* bar() { return static_cast<T*>(this); }
 
-  // The progress bar as long as it is there: it goes with the bar's window, unasked.
+  // Null once the progress bar is gone, as a copy is not told. Top-level windows have no parent:
+  // for a bar without a window none of them counts.
   HWND progress() const {
-    return progress_ && ::IsWindow(progress_) &&
-                   ::GetParent(progress_) == static_cast<const T*>(this)->m_hWnd
-               ? progress_
-               : nullptr;
+    const HWND parent = static_cast<const T*>(this)->m_hWnd;
+    return progress_ && parent && ::GetParent(progress_) == parent ? progress_ : nullptr;
   }
   LRESULT send(UINT message, WPARAM wParam, LPARAM lParam) const {
     const HWND window = progress();

@@ -145,8 +145,11 @@ class CWindowImpl : public TBase {
   static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_NCCREATE) {
       T* made = static_cast<T*>(reinterpret_cast<const CREATESTRUCTW*>(lParam)->lpCreateParams);
-      made->m_hWnd = window;
-      setObject(window, made);
+      // Null: somebody else made a window of this class, which has no object.
+      if (made) {
+        made->m_hWnd = window;
+        setObject(window, made);
+      }
     }
     T* object = objectOf(window);
     if (!object) {

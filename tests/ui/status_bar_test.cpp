@@ -81,6 +81,11 @@ TEST_F(StatusBar, IsASuperclassOfTheSystemsBar) {
   // all bits set comes through unharmed.
   EXPECT_EQ(::SendMessageW(bar_->m_hWnd, WM_APP, ~WPARAM{}, ~LPARAM{}), 0);
   EXPECT_EQ(bar_->Create(frame_), nullptr) << "one window an object";
+
+  const HWND plain = ::CreateWindowExW(0, L"CMPSBarWithProgress", nullptr, WS_CHILD, 0, 0, 0, 0,
+                                       frame_, nullptr, tessaron::libraryModule(), nullptr);
+  EXPECT_NE(plain, nullptr) << "without an object it is the system's own";
+  EXPECT_TRUE(::SendMessageW(plain, SB_SETTEXTW, 0, reinterpret_cast<LPARAM>(L"Ready")));
 }
 
 TEST_F(StatusBar, PanesKeepTextIconTipAndWidth) {
@@ -220,8 +225,10 @@ TEST_F(StatusBar, LivesThroughAnyOrderOfDestruction) {
   bar_->DestroyWindow();
   EXPECT_FALSE(::IsWindow(progress));
   EXPECT_EQ(bar_->m_hWnd, nullptr);
+  EXPECT_EQ(bar_->ProgGetPane(), -1);
   EXPECT_FALSE(bar_->ProgCreate(0, 0, 10)) << "no panes any more";
   createBar();
+  EXPECT_EQ(bar_->ProgGetPane(), -1);
   ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
 
   // A copy shares the windows and leaves them alone.
@@ -245,6 +252,32 @@ TEST_F(StatusBar, LivesThroughAnyOrderOfDestruction) {
   ::SendMessageW(window, WM_SIZE, SIZE_RESTORED, 0);
   EXPECT_EQ(::SendMessageW(window, SB_GETPARTS, 0, 0), 4);
   ::DestroyWindow(window);
+}
+
+TEST_F(StatusBar, LeavesAWindowAloneThatGotTheHandleOfItsProgress) {
+  createBar();
+  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
+  const HWND progress = progressWindow();
+  bar_->DestroyWindow();
+  const auto makeWindow = [] {
+    return ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr,
+                             nullptr);
+  };
+  // Of a handle the low word is a free place, the high word counts who has had it.
+  const auto place = [](HWND window) { return LOWORD(reinterpret_cast<UINT_PTR>(window)); };
+  std::vector<HWND> others;
+  HWND stranger = makeWindow();
+  for (; place(stranger) != place(progress) && others.size() < 1000; stranger = makeWindow())
+    others.push_back(stranger);
+  for (int i = 0; stranger != progress && i < 70000; ++i) {
+    ::DestroyWindow(stranger);
+    stranger = makeWindow();
+  }
+  ASSERT_EQ(stranger, progress) << "its handle was not given out again";
+  bar_.reset();
+  EXPECT_TRUE(::IsWindow(stranger));
+  ::DestroyWindow(stranger);
+  for (const HWND window : others) ::DestroyWindow(window);
 }
 
 BOOL CALLBACK countWindow(HWND, LPARAM counter) {

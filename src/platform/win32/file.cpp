@@ -167,6 +167,7 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   if (mode.disposition == Disposition::CreateAlways) disposition = CREATE_ALWAYS;
   if (mode.disposition == Disposition::CreateNew) disposition = CREATE_NEW;
   if (mode.deleteOnClose) flags = FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE;
+  if (mode.randomAccess) flags |= FILE_FLAG_RANDOM_ACCESS;
   Handle handle(
       CreateFileW(wide(std::u16string(path)), access, share, nullptr, disposition, flags, nullptr));
   if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK) {
