@@ -33,9 +33,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Whatever it was, it is a sound cache now.
   std::error_code error;
   const auto file = tessaron::openFile(path.u16string(), {}, error);
-  const tessaron::CacheContents contents = tessaron::readCacheContents(*file);
-  CHECK(contents.isCache && contents.isWhole && contents.sections.size() <= 200);
-  CHECK(tessaron::matchesSection(contents.sections.back(), key, nullptr, 1, u"NEW"));
+  tessaron::CacheWalk walk(*file);
+  std::size_t count = 0;
+  while (walk.next()) ++count;
+  CHECK(walk.isCache() && walk.isWhole() && count <= 200);
+  CHECK(tessaron::matchesSection(walk.section(), key, nullptr, 1, u"NEW"));
   std::filesystem::remove(path);
   return 0;
 }

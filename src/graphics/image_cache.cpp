@@ -77,6 +77,21 @@ std::uint64_t wholeSize(const CACHESECTIONHEADER& section) {
   return kHeaderSize + std::uint64_t{section.dataSize};
 }
 
+// Sections that stand back to back, from the first one on.
+struct Run {
+  std::uint64_t begin;  // of the first one's header
+  std::uint64_t size = 0;
+  std::size_t count = 0;
+};
+
+Run firstRun(std::span<const CACHESECTIONHEADER> sections) {
+  Run run{.begin = sections[0].dataOffset - kHeaderSize};
+  while (run.count < sections.size() &&
+         sections[run.count].dataOffset - kHeaderSize == run.begin + run.size)
+    run.size += wholeSize(sections[run.count++]);
+  return run;
+}
+
 // Lets zeros stand for what is missing of the last section in a working file that ends at `end`.
 bool completeCut(File& work, CACHESECTIONHEADER& section, std::uint64_t end) {
   const std::uint64_t begin = section.dataOffset - kHeaderSize;
@@ -93,30 +108,65 @@ bool isKey(const unsigned char* key) { return tessaron::isReadable(key, kKeySize
 
 namespace tessaron {
 
-CacheContents readCacheContents(File& file) {
-  CacheContents contents;
-  const std::optional<std::uint64_t> size = file.size();
+CacheWalk::CacheWalk(File& file) : file_(&file), at_(sizeof(CACHEFILEHEADER)) {
   FileHeaderBytes start{};
+  const std::optional<std::uint64_t> size = file.size();
   const std::optional<std::size_t> started = readFully(file, 0, start);
-  if (!size || !started) return contents;
-  contents.isCache = *size == 0 || (*started == start.size() &&
-                                    ByteReader(start).u16le() == CACHEFILEHEADER{}.signature);
-  std::uint64_t at = start.size();
-  while (at < *size) {
-    SectionHeaderBytes bytes{};
-    const std::size_t got = readFully(file, at, bytes).value_or(0);
-    at += kHeaderSize;
-    if (got == 0 || at > kEndOfOffsets) return contents;
-    CACHESECTIONHEADER section = decode(bytes);
-    if (section.dataSize > 0) {
-      section.dataOffset = static_cast<std::uint32_t>(at);
-      contents.sections.push_back(section);
-      at += section.dataSize;
-    }
-    if (at > *size) return contents;
+  if (!size || !started) {
+    at_ = 0;  // not whole
+    return;
   }
-  contents.isWhole = true;
-  return contents;
+  size_ = *size;
+  isCache_ = size_ == 0 ||
+             (*started == start.size() && ByteReader(start).u16le() == CACHEFILEHEADER{}.signature);
+  isWhole_ = size_ <= at_;
+}
+
+bool CacheWalk::next() {
+  while (at_ < size_) {
+    SectionHeaderBytes bytes{};
+    const std::size_t got = readFully(*file_, at_, bytes).value_or(0);
+    const std::uint64_t data = at_ + kHeaderSize;
+    if (got == 0 || data > kEndOfOffsets) return false;
+    section_ = decode(bytes);
+    section_.dataOffset = static_cast<std::uint32_t>(data);
+    at_ = data + section_.dataSize;
+    isWhole_ = at_ == size_;
+    if (section_.dataSize > 0) return true;
+  }
+  return false;
+}
+
+CACHESECTIONHEADER makeSection(const unsigned char* primaryKey, const unsigned char* secondaryKey,
+                               std::uint32_t variant, std::u16string_view tag) {
+  CACHESECTIONHEADER section;
+  std::copy_n(primaryKey, kKeySize, section.primaryKey);
+  if (secondaryKey) std::copy_n(secondaryKey, kKeySize, section.secondaryKey);
+  section.variant = variant;
+  std::ranges::copy(cutTag(tag, kTagSize - 1), section.tag);
+  return section;
+}
+
+bool writeCache(File& to, File& from, std::span<const CACHESECTIONHEADER> sections) {
+  if (!to.seek(0) || !to.write(encode(CACHEFILEHEADER{}))) return false;
+  for (std::uint64_t end = sizeof(CACHEFILEHEADER); !sections.empty();) {
+    const Run run = firstRun(sections);
+    if (copyBytes(from, run.begin, to, end, run.size) != run.size) return false;
+    end += run.size;
+    sections = sections.subspan(run.count);
+  }
+  return true;
+}
+
+bool appendSection(File& file, CACHESECTIONHEADER& section, std::span<const std::byte> data) {
+  const std::optional<std::uint64_t> end = file.size();
+  if (!end || *end + kHeaderSize > kEndOfOffsets) return false;
+  section.dataSize = static_cast<std::uint32_t>(data.size());
+  section.dataOffset = 0;  // on disk
+  const bool done = file.seek(*end) && file.write(encode(section)) && file.write(data);
+  section.dataOffset = static_cast<std::uint32_t>(*end + kHeaderSize);
+  if (!done && file.seek(*end)) file.setEnd();
+  return done;
 }
 
 bool matchesSection(const CACHESECTIONHEADER& section, const unsigned char* primaryKey,
@@ -185,19 +235,15 @@ void CImageCacheMan::init() {
 // Copies the sections into the working file, back to back, and points the index there. False when
 // the working file does not take them.
 bool CImageCacheMan::load(File& cache, File& work) {
-  sections = tessaron::readCacheContents(cache).sections;
+  sections.clear();
+  for (tessaron::CacheWalk walk(cache); walk.next();) sections.push_back(walk.section());
   std::uint64_t end = 0;  // of the working file
   for (std::size_t i = 0; i < sections.size();) {
-    // Sections that stand back to back are copied as one.
-    const std::uint64_t begin = sections[i].dataOffset - kHeaderSize;
-    std::uint64_t size = 0;
-    for (std::size_t k = i; k < sections.size(); ++k) {
-      if (sections[k].dataOffset - kHeaderSize != begin + size) break;
-      size += wholeSize(sections[k]);
-    }
-    const std::optional<std::uint64_t> copied = tessaron::copyBytes(cache, begin, work, end, size);
+    const Run run = firstRun(std::span(sections).subspan(i));
+    const std::optional<std::uint64_t> copied =
+        tessaron::copyBytes(cache, run.begin, work, end, run.size);
     if (!copied) return false;
-    for (const std::uint64_t copiedTo = end + *copied, runTo = end + size; end < runTo; ++i) {
+    for (const std::uint64_t copiedTo = end + *copied, runTo = end + run.size; end < runTo; ++i) {
       CACHESECTIONHEADER& section = sections[i];
       section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
       if (end + wholeSize(section) > copiedTo) {
@@ -218,12 +264,8 @@ void CImageCacheMan::deinit() {
     // QUIRK: the file is overwritten in its place, so that a failure midway loses sections. Files
     // are replaced in one step elsewhere. Kept: this is a cache, and whoever has it open for
     // reading goes on with the same file.
-    if (openedCache_->seek(0) && openedCache_->setEnd() &&
-        openedCache_->write(encode(CACHEFILEHEADER{})) && !sections.empty()) {
-      // The sections stand in the working file as they are to stand in the cache file.
-      tessaron::copyBytes(*openedWork_, sections.front().dataOffset - kHeaderSize, *openedCache_,
-                          sizeof(CACHEFILEHEADER), std::numeric_limits<std::uint64_t>::max());
-    }
+    if (openedCache_->seek(0) && openedCache_->setEnd())
+      tessaron::writeCache(*openedCache_, *openedWork_, sections);
   }
   openedCache_.reset();
   openedWork_.reset();
@@ -260,25 +302,15 @@ bool CImageCacheMan::saveToCache(const unsigned char* data, std::uint32_t size,
                                  const unsigned char* primaryKey, const unsigned char* secondaryKey,
                                  std::uint32_t variant, std::u16string tag) {
   if (size == 0 || !tessaron::isReadable(data, size) || !isKey(primaryKey)) return false;
-  CACHESECTIONHEADER section;
-  section.dataSize = size;
-  std::copy_n(primaryKey, kKeySize, section.primaryKey);
-  if (isKey(secondaryKey)) std::copy_n(secondaryKey, kKeySize, section.secondaryKey);
-  section.variant = variant;
-  std::ranges::copy(cutTag(tag, kTagSize - 1), section.tag);
-
   // QUIRK: true although nothing is stored, when the cache is not open or the disk is full. Kept:
   // callers save every image that they have loaded, and go on without the cache where it fails.
   const std::shared_ptr<File> work = workFile.lock();
   const std::optional<std::uint64_t> end = work ? work->size() : std::nullopt;
   if (!end) return true;
   if (*end + kHeaderSize > kEndOfOffsets) return false;
-  if (work->seek(*end) && work->write(encode(section)) &&
-      work->write(std::as_bytes(std::span(data, size)))) {
-    section.dataOffset = static_cast<std::uint32_t>(*end + kHeaderSize);
+  CACHESECTIONHEADER section =
+      tessaron::makeSection(primaryKey, isKey(secondaryKey) ? secondaryKey : nullptr, variant, tag);
+  if (tessaron::appendSection(*work, section, std::as_bytes(std::span(data, size))))
     sections.push_back(section);
-  } else if (work->seek(*end)) {
-    work->setEnd();
-  }
   return true;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +42,13 @@ struct TESSARON_API CACHESECTIONHEADER {
 };
 static_assert(sizeof(CACHESECTIONHEADER) == 108);
 
+namespace tessaron {
+
+/// Sections that a cache file keeps when it is closed.
+constexpr std::uint32_t kMaxCacheSections = 200;
+
+}  // namespace tessaron
+
 /// Encoded images in one file, found by two keys, a number and a tag. The bytes of an image are the
 /// caller's business.
 ///
@@ -48,12 +57,14 @@ static_assert(sizeof(CACHESECTIONHEADER) == 108);
 /// Closing writes the newest 200 sections back. For one thread at a time.
 ///
 /// A copy has an index of its own over the same open files. Only the object that opened them closes
-/// them; for its copies the cache is then closed. Assigning to an object that has opened files
+/// them, and writes the sections of its own index; for its copies the cache is then closed, and
+/// what they have saved is lost. Assigning to an object that has opened files
 /// closes these first.
 class TESSARON_API CImageCacheMan {
  public:
-  std::u16string cachePath;        ///< full path of the cache file
-  std::uint32_t maxEntries = 200;  ///< sections that are kept at most when the cache is closed
+  std::u16string cachePath;  ///< full path of the cache file
+  /// Sections that are kept at most when the cache is closed.
+  std::uint32_t maxEntries = tessaron::kMaxCacheSections;
   std::weak_ptr<tessaron::File> cacheFile;   ///< expired when the cache is not open
   std::weak_ptr<tessaron::File> workFile;    ///< expired when the cache is not open
   std::vector<CACHESECTIONHEADER> sections;  ///< oldest first; offsets into the working file
@@ -108,18 +119,48 @@ class TESSARON_API CImageCacheMan {
 
 namespace tessaron {
 
-/// What stands in a cache file.
-struct CacheContents {
-  bool isCache = false;  ///< it begins with a whole header and its signature
-  bool isWhole = false;  ///< it can be read up to its end, and ends with a section's end
-  /// All sections with data, `dataOffset` telling where in the file that stands. The last one may
-  /// claim more data than the file holds.
-  std::vector<CACHESECTIONHEADER> sections;
+/// Goes through the headers in a cache file, and reads nothing else of it.
+class TESSARON_API CacheWalk {
+ public:
+  /// Begins in front of the first section. `file` must outlive the walk.
+  explicit CacheWalk(File& file);
+
+  /// Whether the file begins with a whole header and its signature, or is empty.
+  bool isCache() const { return isCache_; }
+  /// Moves on to the next section with data. False when there is none, or none that can be read.
+  bool next();
+  /// The section that `next` moved to; `dataOffset` tells where in the file its data stands.
+  const CACHESECTIONHEADER& section() const { return section_; }
+  /// Whether that section claims more data than the file holds; it is the last one then.
+  bool isCut() const { return at_ > size_; }
+  /// Whether the file could be read up to its end, and that is a section's end. Known once `next`
+  /// has returned false.
+  bool isWhole() const { return isWhole_; }
+
+ private:
+  File* file_;
+  std::uint64_t size_ = 0;
+  std::uint64_t at_;  ///< where the next section begins
+  bool isCache_ = false;
+  bool isWhole_ = false;
+  CACHESECTIONHEADER section_;
 };
 
-/// Reads the headers in a cache file, and nothing else of it. An empty file counts as a whole
-/// cache.
-TESSARON_API CacheContents readCacheContents(File& file);
+/// A section without data. `secondaryKey` may be null; `tag` is cut as by
+/// CImageCacheMan::saveToCache.
+TESSARON_API CACHESECTIONHEADER makeSection(const unsigned char* primaryKey,
+                                            const unsigned char* secondaryKey,
+                                            std::uint32_t variant, std::u16string_view tag);
+
+/// Writes a cache file with those sections of `from` that begin in front of their data offsets, in
+/// the order given; `to` must be empty. False when not all of it could be written or read.
+TESSARON_API bool writeCache(File& to, File& from, std::span<const CACHESECTIONHEADER> sections);
+
+/// Appends a section with `data` to a file, and sets its size and data offset. False when that
+/// fails, or the data would stand beyond 4 GiB; the file is then as long as it was, if it can be
+/// cut.
+TESSARON_API bool appendSection(File& file, CACHESECTIONHEADER& section,
+                                std::span<const std::byte> data);
 
 /// Whether a section is what a lookup asks for: see CImageCacheMan::getFromCache. `secondaryKey`
 /// may be null.

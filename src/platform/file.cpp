@@ -98,4 +98,9 @@ std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& t
   return done;
 }
 
+std::error_code replaceFile(std::u16string_view path, std::string_view content) {
+  return replaceFile(path,
+                     [&](File& file) { return file.write(std::as_bytes(std::span(content))); });
+}
+
 }  // namespace tessaron

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -100,6 +101,11 @@ std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& t
 /// symbolic link is followed. On failure returns the reason; the old file is then as it was and
 /// nothing else stays.
 TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_view content);
+
+/// As above, with what `write` writes to the new file, which it may read as well. When it returns
+/// false, the reason is that of the last system call that failed. What it throws is passed on.
+TESSARON_API std::error_code replaceFile(std::u16string_view path,
+                                         const std::function<bool(File&)>& write);
 
 /// A folder that files are written into by their names alone. No link leads out of it: neither the
 /// folder itself nor a file in it may be one, also if others put links there meanwhile.

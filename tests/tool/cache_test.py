@@ -58,7 +58,7 @@ class Cache(ToolTest):
 
     def put(self, section, **options):
         self.write("image", section[4])
-        return self.tool("cache", "c.db", "put", *self.options(section), "image", **options)
+        return self.tool("cache", "put", "c.db", "image", *self.options(section), **options)
 
     def read(self):
         return read_cache((self.folder / "c.db").read_bytes())
@@ -66,7 +66,7 @@ class Cache(ToolTest):
     def test_reads_what_another_program_has_written(self):
         sections = sample(20)
         self.write("c.db", write_cache(sections))
-        listed = self.json("cache", "c.db", "list")
+        listed = self.json("cache", "list", "c.db")
         at = HEADER.size
         for section, entry in zip(sections, listed, strict=True):
             key, key2, variant, tag, data = section
@@ -75,10 +75,19 @@ class Cache(ToolTest):
                 "dataOffset": at, "dataSize": len(data), "primaryKey": key.hex(),
                 "secondaryKey": key2.hex() if any(key2) else None, "variant": variant, "tag": tag})
             at += len(data)
-            self.tool("cache", "c.db", "get", *self.options(section), "-o", "out")
+            self.tool("cache", "get", "c.db", *self.options(section), "-o", "out")
             self.assertEqual((self.folder / "out").read_bytes(), data)
-        self.assertIn("Größe 日本 🎵", self.tool("cache", "c.db", "list").out)
+        self.assertIn("Größe 日本 🎵", self.tool("cache", "list", "c.db").out)
         self.assertEqual(self.read(), sections)
+
+        def limit():  # of the memory that is written to
+            resource.setrlimit(resource.RLIMIT_DATA, (12 << 20, resource.RLIM_INFINITY))
+
+        small = write_cache([(KEY, KEY, 1, "", b"x")])
+        self.write("c.db", small[:HEADER.size] + small[HEADER.size:] * 20000)
+        for form in ([], ["--json"], ["--csv"]):
+            done = self.tool("cache", "list", "c.db", *form, preexec_fn=limit)
+            self.assertEqual(done.out.count(KEY.hex()), 40000)
 
     def test_writes_what_another_program_reads(self):
         sections = sample(5)
@@ -100,27 +109,28 @@ class Cache(ToolTest):
         self.write("empty", "")
         key = ["--key", KEY.hex()]
         self.assert_failures([
-            (1, "no such image", "cache", "c.db", "get", *key, "--variant", 1, "-o", "out"),
-            (2, "32 hexadecimal", "cache", "c.db", "get", "--key", "0g" * 16, "-o", "out"),
-            (2, "--key", "cache", "c.db", "put", "empty"),
-            (2, "variant", "cache", "c.db", "get", *key, "--variant", 1 << 32, "-o", "out"),
-            (65, "empty", "cache", "c.db", "put", *key, "empty"),
-            (65, "damaged", "cache", "cut.db", "list"),
-            (65, "damaged", "cache", "cut.db", "get", *key, "--key2", KEY.hex(), "-o", "out"),
-            (65, "damaged", "cache", "cut.db", "put", *key, "c.db"),
-            (65, "no image cache", "cache", "foreign.db", "list"),
-            (65, "no image cache", "cache", "foreign.db", "put", *key, "c.db"),
-            (66, "No such file", "cache", "missing.db", "list"),
-            (66, "No such file", "cache", "c.db", "put", *key, "missing.png"),
-            (73, "No such file", "cache", "missing/c.db", "put", *key, "c.db"),
-            (73, "No such file", "cache", "c.db", "get", *key, "-o", "missing/out"),
+            (1, "no such image", "cache", "get", "c.db", *key, "--variant", 1, "-o", "out"),
+            (2, "32 hexadecimal", "cache", "get", "c.db", "--key", "0g" * 16, "-o", "out"),
+            (2, "--key", "cache", "put", "c.db", "empty"),
+            (2, "variant", "cache", "get", "c.db", *key, "--variant", 1 << 32, "-o", "out"),
+            (65, "empty", "cache", "put", "c.db", *key, "empty"),
+            (65, "damaged", "cache", "list", "cut.db"),
+            (65, "damaged", "cache", "get", "cut.db", *key, "--key2", KEY.hex(), "-o", "out"),
+            (65, "damaged", "cache", "put", "cut.db", *key, "c.db"),
+            (65, "no image cache", "cache", "list", "foreign.db"),
+            (65, "no image cache", "cache", "put", "foreign.db", *key, "c.db"),
+            (66, "No such file", "cache", "list", "missing.db"),
+            (66, "No such file", "cache", "put", "c.db", *key, "missing.png"),
+            (73, "No such file", "cache", "put", "missing/c.db", *key, "c.db"),
+            (73, "No such file", "cache", "get", "c.db", *key, "-o", "missing/out"),
+            (2, "replace the input", "cache", "get", "c.db", *key, "-o", "./c.db"),
         ], untouched=[db, cut, foreign])
-        self.assertEqual(self.tool("cache", "cut.db", "get", *key, "-o", "-").out, "data")
-        self.assertIn(KEY.hex(), self.tool("cache", "cut.db", "list", code=65).out)
+        self.assertEqual(self.tool("cache", "get", "cut.db", *key).out, "data")
+        self.assertIn(KEY.hex(), self.tool("cache", "list", "cut.db", code=65).out)
 
         with open(db, "rb") as holder:
             fcntl.flock(holder, fcntl.LOCK_EX)
-            self.assert_failures([(73, "another process", "cache", "c.db", verb, *more)
+            self.assert_failures([(73, "another process", "cache", verb, "c.db", *more)
                                   for verb, *more in [("list",), ("get", *key, "-o", "out"),
                                                       ("put", *key, "foreign.db")]],
                                  untouched=[db])
@@ -133,21 +143,24 @@ class Cache(ToolTest):
 
     def test_tags_longer_than_can_be_found_are_told(self):
         self.assertIn("31", self.put((KEY, bytes(16), 0, "t" * 32, b"data")).err)
-        self.tool("cache", "c.db", "get", "--key", KEY.hex(), "--tag", "t" * 32, "-o", "-", code=1)
-        self.tool("cache", "c.db", "get", "--key", KEY.hex(), "--tag", "T" * 31, "-o", "-")
+        self.tool("cache", "get", "c.db", "--key", KEY.hex(), "--tag", "t" * 32, "-o", "-", code=1)
+        self.tool("cache", "get", "c.db", "--key", KEY.hex(), "--tag", "T" * 31, "-o", "-")
 
     def test_a_killed_or_a_simultaneous_put_loses_nothing_that_was_there(self):
         old = [(KEY, KEY, 1, "", os.urandom(1 << 20))]
         new = (KEY, KEY, 2, "", os.urandom(4 << 20))
         db = self.write("c.db", write_cache(old))
         self.write("image", new[4])
-        command = [TOOL, "cache", "c.db", "put", *map(str, self.options(new)), "image"]
+        command = [TOOL, "cache", "put", "c.db", *map(str, self.options(new)), "image"]
+        (self.folder / "tmp").mkdir()
+        environment = os.environ | {"TMPDIR": str(self.folder / "tmp")}
         for delay in range(12):
-            process = subprocess.Popen(command, cwd=self.folder)
+            process = subprocess.Popen(command, cwd=self.folder, env=environment)
             time.sleep(delay * 0.005)
             process.send_signal(signal.SIGKILL)
             process.wait()
             self.assertIn(read_cache(db.read_bytes()), (old, [*old, new]))
+            self.assertEqual(list((self.folder / "tmp").iterdir()), [])
             db.write_bytes(write_cache(old))
         processes = [subprocess.Popen(command, cwd=self.folder) for _ in range(4)]
         self.assertEqual([process.wait() for process in processes], [0] * 4)

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -10,6 +10,7 @@
 #include <span>
 #include <system_error>
 
+#include "csv.h"
 #include "graphics/image_cache.h"
 #include "platform/file.h"
 #include "support/text.h"
@@ -29,9 +30,9 @@ struct Options {
   std::string key2;
   std::uint32_t variant = 0;
   std::string tag;
-  std::string image;  ///< to be stored
-  std::string out;    ///< where a found one goes
-  bool json = false;
+  std::string image;   ///< to be stored
+  std::string output;  ///< where a found one goes, or the list
+  Form form = Form::Table;
 };
 
 std::string checkKey(const std::string& text) {
@@ -45,6 +46,16 @@ KeyBytes parseKey(const std::string& text) {
   for (std::size_t i = 0; i < key.size(); ++i)
     key[i] = static_cast<unsigned char>(std::stoul(text.substr(2 * i, 2), nullptr, 16));
   return key;
+}
+
+/// A text with its lines moved two blanks to the right.
+std::string indented(const std::string& text) {
+  std::string moved;
+  for (const char byte : text) {
+    moved += byte;
+    if (byte == '\n') moved += "  ";
+  }
+  return moved;
 }
 
 std::string hex(std::span<const std::uint8_t> bytes) {
@@ -83,19 +94,15 @@ std::unique_ptr<File> openCache(const std::string& path) {
   return file;
 }
 
-CacheContents readContents(const std::string& path, File& file) {
-  CacheContents contents = readCacheContents(file);
-  if (!contents.isCache) throw Failure{kBadData, path, "this is no image cache"};
-  return contents;
+/// Begins to go through a cache. Fails when the file is none.
+CacheWalk walkCache(const std::string& path, File& file) {
+  CacheWalk walk(file);
+  if (!walk.isCache()) throw Failure{kBadData, path, "this is no image cache"};
+  return walk;
 }
 
-/// Takes out the last section when the file ends inside it, so that all that are left can be read.
-void dropCut(CacheContents& contents, File& file) {
-  const auto isCut = [&](const CACHESECTIONHEADER& last) {
-    return std::uint64_t{last.dataOffset} + last.dataSize > file.size().value_or(0);
-  };
-  if (!contents.sections.empty() && isCut(contents.sections.back())) contents.sections.pop_back();
-}
+/// Moves on to the next section that the file holds all of.
+bool nextSound(CacheWalk& walk) { return walk.next() && !walk.isCut(); }
 
 std::string readData(const std::string& path, File& file, const CACHESECTIONHEADER& section) {
   std::string data(section.dataSize, '\0');
@@ -104,91 +111,145 @@ std::string readData(const std::string& path, File& file, const CACHESECTIONHEAD
   return data;
 }
 
-constexpr const char* kCut = "the cache is damaged: it ends inside a section";
+void requireWhole(const std::string& path, const CacheWalk& walk) {
+  if (!walk.isWhole())
+    throw Failure{kBadData, path, "the cache is damaged: it ends inside a section"};
+}
 
 int get(const Options& options) {
+  requireOtherFile(options.output, options.file);
   const std::unique_ptr<File> file = openCache(options.file);
-  CacheContents contents = readContents(options.file, *file);
-  dropCut(contents, *file);
   const Wanted wanted(options);
-  const auto found = std::find_if(contents.sections.begin(), contents.sections.end(),
-                                  [&](const auto& section) { return wanted.matches(section); });
-  if (found == contents.sections.end()) {
-    if (!contents.isWhole) throw Failure{kBadData, options.file, kCut};
-    throw Failure{kFailed, options.file, "no such image"};
+  CacheWalk walk = walkCache(options.file, *file);
+  while (nextSound(walk)) {
+    if (!wanted.matches(walk.section())) continue;
+    writeResult(options.output, readData(options.file, *file, walk.section()));
+    return kDone;
   }
-  const std::string data = readData(options.file, *file, *found);
-  if (options.out == "-") {
-    print(data);
-  } else {
-    writeOutput(options.out, data);
-  }
-  return kDone;
+  requireWhole(options.file, walk);
+  throw Failure{kFailed, options.file, "no such image"};
 }
 
+struct Listed {
+  explicit Listed(const CACHESECTIONHEADER& section)
+      : offset(section.dataOffset),
+        size(section.dataSize),
+        key(hex(section.primaryKey)),
+        hasKey2(std::ranges::any_of(section.secondaryKey, [](auto byte) { return byte; })),
+        key2(hasKey2 ? hex(section.secondaryKey) : ""),
+        variant(section.variant) {
+    const std::u16string_view text(section.tag, std::size(section.tag));
+    tag = toUtf8(text.substr(0, text.find(u'\0')));
+  }
+
+  std::vector<std::string> fields() const {
+    return {std::to_string(offset), std::to_string(size), key, key2, std::to_string(variant), tag};
+  }
+  std::vector<Table::Cell> row() const {
+    std::vector<Table::Cell> cells;
+    for (std::string& field : fields()) cells.push_back({std::move(field)});
+    return cells;
+  }
+  nlohmann::ordered_json json() const {
+    return {
+        {"dataOffset", offset}, {"dataSize", size},
+        {"primaryKey", key},    {"secondaryKey", hasKey2 ? nlohmann::ordered_json(key2) : nullptr},
+        {"variant", variant},   {"tag", tag}};
+  }
+
+  std::uint32_t offset;
+  std::uint32_t size;
+  std::string key;
+  bool hasKey2;
+  std::string key2;
+  std::uint32_t variant;
+  std::string tag;
+};
+
+/// A table of rows that nobody keeps: measured first, then printed.
+class Columns {
+ public:
+  explicit Columns(const std::vector<std::string>& titles) : widths_(titles.size()) {
+    measure(titles);
+  }
+  void measure(const std::vector<std::string>& row) {
+    for (std::size_t i = 0; i < row.size(); ++i)
+      widths_[i] = std::max(widths_[i], columns(printable(row[i])));
+  }
+  std::string line(const std::vector<std::string>& row) const {
+    constexpr std::size_t kGap = 2;
+    std::string text;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const std::string cell = printable(row[i]);
+      text.append(cell).append(widths_[i] - columns(cell) + kGap, ' ');
+    }
+    return text.erase(text.find_last_not_of(' ') + 1) + '\n';
+  }
+
+ private:
+  std::vector<std::size_t> widths_;
+};
+
+/// Goes through the sections as often as the form takes, since there may be millions of them.
 int list(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.file);
   const std::unique_ptr<File> file = openCache(options.file);
-  CacheContents contents = readContents(options.file, *file);
-  dropCut(contents, *file);
-  auto array = nlohmann::ordered_json::array();
-  Table table({"Offset", "Size", "Key", "Key 2", "Variant", "Tag"});
-  for (const CACHESECTIONHEADER& section : contents.sections) {
-    const std::string key = hex(section.primaryKey);
-    const bool hasKey2 = std::ranges::any_of(section.secondaryKey, [](auto byte) { return byte; });
-    const std::string key2 = hasKey2 ? hex(section.secondaryKey) : "";
-    const std::u16string_view tag(section.tag, std::size(section.tag));
-    const std::string text = toUtf8(tag.substr(0, tag.find(u'\0')));
-    table.add({{std::to_string(section.dataOffset)},
-               {std::to_string(section.dataSize)},
-               {key},
-               {key2},
-               {std::to_string(section.variant)},
-               {text}});
-    array.push_back({{"dataOffset", section.dataOffset},
-                     {"dataSize", section.dataSize},
-                     {"primaryKey", key},
-                     {"secondaryKey", hasKey2 ? nlohmann::ordered_json(key2) : nullptr},
-                     {"variant", section.variant},
-                     {"tag", text}});
+  CacheWalk walk = walkCache(options.file, *file);
+  const std::vector<std::string> titles = {"Offset", "Size", "Key", "Key 2", "Variant", "Tag"};
+  std::size_t count = 0;
+  const auto forEach = [&](auto&& act) {
+    walk = CacheWalk(*file);
+    for (count = 0; nextSound(walk); ++count) act(Listed(walk.section()));
+  };
+  Output output(options.output);
+  if (options.form == Form::Json) {
+    forEach([&](const Listed& listed) {
+      output.write(count == 0 ? "[" : ",");
+      output.write(indented("\n" + jsonText(listed.json())));
+    });
+    output.write(count == 0 ? "[]\n" : "\n]\n");
+  } else if (options.form == Form::Table) {
+    constexpr std::size_t kMaxRows = 10'000;  // of a table that fits itself to a terminal
+    Columns wide(titles);
+    Table table(titles);
+    forEach([&](const Listed& listed) {
+      wide.measure(listed.fields());
+      if (count < kMaxRows) table.add(listed.row());
+    });
+    if (count > kMaxRows) {
+      output.write(wide.line(titles));
+      forEach([&](const Listed& listed) { output.write(wide.line(listed.fields())); });
+    } else if (count > 0) {
+      table.print(context, output);
+    }
+  } else {
+    output.write(separatedRow(options.form, titles));
+    forEach(
+        [&](const Listed& listed) { output.write(separatedRow(options.form, listed.fields())); });
   }
-  if (options.json) {
-    printJson(array);
-  } else if (!array.empty()) {
-    table.print(context);
-  }
-  if (!contents.isWhole) throw Failure{kBadData, options.file, kCut};
-  if (array.empty()) throw Failure{kFailed, options.file, "the cache is empty"};
+  output.finish();
+  requireWhole(options.file, walk);
+  if (count == 0) throw Failure{kFailed, options.file, "the cache is empty"};
   return kDone;
 }
 
-/// The content of a cache after an image was put into it. The library changes a cache in its place,
-/// and what fails there is lost: it works on a copy.
-std::string contentWith(const std::string& content, const std::string& image,
-                        const Wanted& wanted) {
-  const Failure failure{kCannotWrite, fs::temp_directory_path().string(),
-                        "cannot work on the cache here"};
-  std::string folder = failure.where + "/tessaron-XXXXXX";
-  if (!::mkdtemp(folder.data())) throw failure;
-  const std::u16string path = fromUtf8(folder) + u"/ImageCache.db";
-  std::error_code error = replaceFile(path, content);
-  // Through this the result is read when no name leads to it any more: nothing stays behind.
-  const std::unique_ptr<File> result = error ? nullptr : openFile(path, {}, error);
-  {
-    CImageCacheMan cache(path);
-    fs::remove_all(folder, error);
-    if (!result || !cache.isOpen()) throw failure;
-    cache.saveToCache(reinterpret_cast<const unsigned char*>(image.data()),
-                      static_cast<std::uint32_t>(image.size()), wanted.key.data(),
-                      wanted.key2.data(), wanted.variant, wanted.tag);
-  }
-  // The library does not tell whether all of it was written.
-  const CacheContents contents = readCacheContents(*result);
-  if (!contents.isCache || !contents.isWhole || contents.sections.empty() ||
-      readData(failure.where, *result, contents.sections.back()) != image)
-    throw failure;
-  std::string text;
-  if (!result->seek(0) || !readToEnd(*result, text)) throw failure;
-  return text;
+/// Writes the newest sections of a cache, if there is one, and the image behind them. False when
+/// that fails, or the new file does not give the image back.
+bool writeWith(File& to, File* from, std::span<const CACHESECTIONHEADER> kept,
+               const std::string& image, const Wanted& wanted) {
+  const std::unique_ptr<File> none = memoryFile("");
+  CACHESECTIONHEADER section =
+      makeSection(wanted.key.data(), wanted.key2.data(), wanted.variant, wanted.tag);
+  if (!writeCache(to, from ? *from : *none, kept) ||
+      !appendSection(to, section, std::as_bytes(std::span(image))))
+    return false;
+  CacheWalk walk(to);
+  std::size_t count = 0;
+  while (nextSound(walk)) ++count;
+  return walk.isWhole() && count == kept.size() + 1 &&
+         matchesSection(walk.section(), section.primaryKey, section.secondaryKey, section.variant,
+                        {section.tag, std::size(section.tag)}) &&
+         readData("", to, walk.section()) == image;
 }
 
 int put(const Options& options, const Context& context) {
@@ -201,15 +262,24 @@ int put(const Options& options, const Context& context) {
   const FolderLock lock(widePath(options.file), error);
   if (error) throw Failure{kCannotCreate, options.file, error.message()};
 
-  std::string content;
+  std::deque<CACHESECTIONHEADER> newest;
   std::unique_ptr<File> held;
   if (fs::exists(options.file, error) || error) {
     held = openCache(options.file);
-    if (!readContents(options.file, *held).isWhole) throw Failure{kBadData, options.file, kCut};
-    if (!held->seek(0) || !readToEnd(*held, content))
-      throw Failure{kNoInput, options.file, "an error while reading"};
+    CacheWalk walk = walkCache(options.file, *held);
+    while (walk.next()) {
+      if (newest.size() + 1 == kMaxCacheSections) newest.pop_front();
+      newest.push_back(walk.section());
+    }
+    requireWhole(options.file, walk);
   }
-  writeOutput(options.file, contentWith(content, image, wanted));
+  const std::vector<CACHESECTIONHEADER> kept(newest.begin(), newest.end());
+  std::uint64_t end = sizeof(CACHEFILEHEADER);
+  for (const CACHESECTIONHEADER& each : kept) end += sizeof each + std::uint64_t{each.dataSize};
+  if (end + sizeof(CACHESECTIONHEADER) > std::numeric_limits<std::uint32_t>::max())
+    throw Failure{kFailed, options.file, "the cache has 4 GiB and takes no more"};
+  writeOutput(options.file,
+              [&](File& to) { return writeWith(to, held.get(), kept, image, wanted); });
   if (wanted.tag.size() >= std::size(CACHESECTIONHEADER{}.tag))
     note(context, "the tag is longer than 31 characters: only its first 31 will find the image");
   return kDone;
@@ -232,25 +302,28 @@ void addKeyOptions(CLI::App& verb, Options& options) {
 void addCache(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("cache", "Stores, finds and lists images in a cache file");
-  verb->add_option("FILE", options->file, "The cache file")->required();
   verb->require_subcommand(1);
+  const auto addVerb = [&](const char* name, const char* help) {
+    CLI::App* added = verb->add_subcommand(name, help);
+    added->add_option("FILE", options->file, "The cache file")->required();
+    return added;
+  };
 
-  CLI::App* putVerb = verb->add_subcommand("put", "Stores an image; the newest 200 are kept");
+  CLI::App* putVerb = addVerb("put", "Stores an image; the newest 200 are kept");
+  putVerb->add_option("IMAGE", options->image, "The image's file; - is standard input")->required();
   addKeyOptions(*putVerb, *options);
-  putVerb->add_option("IMAGE", options->image, "The image's file")->required();
   putVerb->callback([&context, options] {
     context.run = [&context, options] { return put(*options, context); };
   });
 
-  CLI::App* getVerb = verb->add_subcommand("get", "Finds the oldest image with these keys");
+  CLI::App* getVerb = addVerb("get", "Finds the oldest image with these keys");
   addKeyOptions(*getVerb, *options);
-  getVerb->add_option("-o,--output", options->out, "Where to write the image")
-      ->type_name("FILE")
-      ->required();
+  addOutputOption(*getVerb, options->output);
   getVerb->callback([&context, options] { context.run = [options] { return get(*options); }; });
 
-  CLI::App* listVerb = verb->add_subcommand("list", "Lists the images, the oldest first");
-  listVerb->add_flag("--json", options->json, "Print the list as JSON");
+  CLI::App* listVerb = addVerb("list", "Lists the images, the oldest first");
+  addFormFlags(*listVerb, options->form, {Form::Json, Form::Csv, Form::Tsv});
+  addOutputOption(*listVerb, options->output);
   listVerb->callback([&context, options] {
     context.run = [&context, options] { return list(*options, context); };
   });

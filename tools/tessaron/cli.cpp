@@ -236,6 +236,11 @@ void writeOutput(const std::string& path, std::string_view content) {
     throwWriteFailure(path, error);
 }
 
+void writeOutput(const std::string& path, const std::function<bool(File&)>& write) {
+  if (const std::error_code error = replaceFile(widePath(path), write))
+    throwWriteFailure(path, error);
+}
+
 void requireOtherFile(const std::string& output, const std::string& input) {
   if (output.empty() || output == "-" || input == "-") return;
   std::error_code error;  // an output that does not exist yet is another file

@@ -89,6 +89,9 @@ bool canHoldItems(const TiXmlDocument& document);
 /// is then as it was. BrokenPipe when it is a pipe that nobody reads.
 void writeOutput(const std::string& path, std::string_view content);
 
+/// As above, with what `write` writes; false from it is a failure of the last system call.
+void writeOutput(const std::string& path, const std::function<bool(File&)>& write);
+
 /// Fails with kUsage when `output` is the file `input`, by whatever name.
 void requireOtherFile(const std::string& output, const std::string& input);
 

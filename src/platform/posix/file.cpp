@@ -155,10 +155,10 @@ class Replacement {
   Replacement(const fs::path& target, mode_t mode) : target_(target) {
     const fs::path folder = folderOf(target);
     removeLeftovers(folder);
-    fd_ = Descriptor(open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    fd_ = Descriptor(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
     if (!fd_) {
       chooseName();
-      fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode));
+      fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode));
     }
     if (!fd_) {
       name_.clear();
@@ -204,6 +204,14 @@ class Replacement {
   fs::path name_;
   Descriptor fd_;
 };
+
+// Lets `write` write to the file behind `fd`, which stays open.
+std::error_code writeWith(const std::function<bool(File&)>& write, int fd) {
+  PosixFile file(Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0)), false);
+  errno = 0;
+  if (write(file)) return {};
+  return errno != 0 ? lastError() : std::make_error_code(std::errc::io_error);
+}
 
 // Owner, permission bits and access list of the old file. Where the owner cannot be kept, the bits
 // still are.
@@ -301,10 +309,9 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
   return info.stx_attributes & STATX_ATTR_ENCRYPTED ? 1 : 0;
 }
 
-std::error_code replaceFile(std::u16string_view path, std::string_view content) {
+std::error_code replaceFile(std::u16string_view path, const std::function<bool(File&)>& write) {
   const std::string name = nativePath(path);
   const fs::path target = followLinks(name);
-  const auto bytes = std::as_bytes(std::span(content));
   struct stat old;
   const bool exists = stat(name.c_str(), &old) == 0;
   if (!exists && errno != ENOENT) return lastError();
@@ -313,14 +320,15 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
   // no name.
   if (exists && !S_ISREG(old.st_mode)) {
     const Descriptor fd(open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
-    return fd && writeAll(fd.get(), bytes) ? std::error_code{} : lastError();
+    return fd ? writeWith(write, fd.get()) : lastError();
   }
   // The folder may let us replace what the file itself does not let us write.
   if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return lastError();
 
   Replacement replacement(target, exists ? 0600 : 0666);
-  if (replacement.fd() == -1 || !writeAll(replacement.fd(), bytes) ||
-      (exists && !copyPermissions(target, old, replacement.fd())) || fsync(replacement.fd()) != 0 ||
+  if (replacement.fd() == -1) return lastError();
+  if (const std::error_code error = writeWith(write, replacement.fd())) return error;
+  if ((exists && !copyPermissions(target, old, replacement.fd())) || fsync(replacement.fd()) != 0 ||
       !replacement.commit()) {
     return lastError();
   }

@@ -51,6 +51,8 @@ bool writeAll(HANDLE file, std::span<const std::byte> bytes) {
 class Win32File : public File {
  public:
   explicit Win32File(Handle handle) : handle_(std::move(handle)) {}
+  bool isOpen() const { return static_cast<bool>(handle_); }
+  bool flush() { return FlushFileBuffers(handle_.get()) != 0; }
 
   std::optional<std::size_t> read(std::span<std::byte> buffer) override {
     DWORD count = 0;
@@ -183,7 +185,7 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
   return status;
 }
 
-std::error_code replaceFile(std::u16string_view path, std::string_view content) {
+std::error_code replaceFile(std::u16string_view path, const std::function<bool(File&)>& write) {
   const std::u16string target(path);
   const DWORD attributes = GetFileAttributesW(wide(target));
   if (attributes != INVALID_FILE_ATTRIBUTES) {
@@ -193,21 +195,26 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
       return std::make_error_code(std::errc::permission_denied);
     }
   }
-  const std::u16string beside = nameBeside(target);
-  Handle file(CreateFileW(wide(beside), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                          FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!file) return lastError();
-  bool done =
-      writeAll(file.get(), std::as_bytes(std::span(content))) && FlushFileBuffers(file.get());
-  std::error_code error = done ? std::error_code{} : lastError();
-  file.close();
-  if (done) {
-    done = (attributes == INVALID_FILE_ATTRIBUTES || copyIdentity(target, beside)) &&
-           renameOver(beside, target);
-    if (!done) error = lastError();
+  // Goes when this does, unless it has been put in the target's place by then.
+  struct Beside {
+    std::u16string name;
+    ~Beside() { DeleteFileW(wide(name)); }
+  } const beside{nameBeside(target)};
+  {
+    Win32File file(Handle(CreateFileW(wide(beside.name), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)));
+    if (!file.isOpen()) return lastError();
+    SetLastError(ERROR_SUCCESS);
+    if (!write(file)) {
+      const std::error_code error = lastError();
+      return error ? error : std::make_error_code(std::errc::io_error);
+    }
+    if (!file.flush()) return lastError();
   }
-  if (!done) DeleteFileW(wide(beside));
-  return error;
+  const bool isNew = attributes == INVALID_FILE_ATTRIBUTES;
+  return (isNew || copyIdentity(target, beside.name)) && renameOver(beside.name, target)
+             ? std::error_code{}
+             : lastError();
 }
 
 // The folder is held so that nobody can put another in its place: what is then opened by a path
