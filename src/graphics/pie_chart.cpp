@@ -111,7 +111,8 @@ void GPPieChart::drawPie(Graphics& graphics) const {
     if (!std::isfinite(turn)) continue;  // no share of anything
     const float from = transformAngle(start);
     float sweep = turn;
-    if (std::fmod(std::trunc(turn), 180.0F) != 0) {
+    // Half and whole turns, and more, are the same on an ellipse.
+    if ((turn >= 1 && turn < 180) || (turn >= 181 && turn < 360)) {
       sweep = transformAngle(start + turn) - from;
       if (sweep < 0) sweep += 360;
     }

@@ -11,6 +11,7 @@
 #include <gdiplus.h>
 #else
 #include <cstdint>
+#include <string>
 
 #include "tessaron_export.h"
 
@@ -115,6 +116,8 @@ class TESSARON_API Bitmap : public Object<GpImage> {
   unsigned GetWidth();   ///< pixels; 0 for a bitmap that could not be made
   unsigned GetHeight();  ///< pixels; 0 for a bitmap that could not be made
   Status Save(const char16_t* path, const CLSID* encoder, const EncoderParameters* parameters);
+  /// The same into memory, for which the system's class has streams.
+  Status Save(std::string& bytes, const CLSID* encoder, const EncoderParameters* parameters);
 };
 
 class TESSARON_API Brush : public Object<GpBrush> {

@@ -255,6 +255,11 @@ TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
               kColors[i]);
   EXPECT_GT(picture.ink(layout.label(1)), 50);
 
+  // More than a whole turn covers all.
+  const Picture turns(*drawn({120, -20}));
+  EXPECT_EQ(turns.at(kWidth / 4, 80), kColors[0]);
+  EXPECT_EQ(turns.at(kWidth / 2 + 20, 130), kColors[0]);
+
   auto zero = drawn({0, 0});
   zero->normalize(true);
   zero->draw();

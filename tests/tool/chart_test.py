@@ -1,5 +1,6 @@
 """Statistics and charts: what is counted, what a table says, what becomes of a picture's file."""
 
+import resource
 import struct
 import unittest
 import zlib
@@ -67,8 +68,8 @@ class ChartTest(ToolTest):
             with self.subTest(by=name):
                 got = self.shares("stats", "-c", path, "--by", name)
                 self.assertEqual(got, {key: (n, n) for key, n in expected.items()})
-        done = self.tool("stats", "-c", path, "--by", "author", "--csv")
-        self.assertEqual(done.out, "Bo\t2\t66.67%\nAnn\t1\t33.33%\n")
+        done = self.tool("stats", "-c", path, "--by", "author", "--tsv")
+        self.assertEqual(done.out, "Author\tCount\tValue\tPercent\nBo\t2\t2\t66.6667\nAnn\t1\t1\t33.3333\n")
         self.assertEqual(done.err, "left out: 1 of 3 items without author\n")
         done = self.tool("-q", "stats", "-c", path, "--by", "author")
         self.assertEqual(done.out, "Author  Count    Share\nBo          2  66.67 %\nAnn         1  33.33 %\n")
@@ -98,13 +99,16 @@ class ChartTest(ToolTest):
             {"name": "g", "count": 2, "value": 1246.84, "percent": 100.0}]})
 
     def test_charts_lines_of_any_items(self):
-        expected = "Pop\t3\t50.00%\nRock\t13\t50.00%\n"
-        for text in (PIECES, PIECES.replace("\n", "\r\n"), "\ufeff" + PIECES[:-1], PIECES + "\n\n"):
+        expected = "Name,Count,Value,Percent\r\nPop,3,50,50\r\nRock,13,50,50\r\n"
+        percents = PIECES.replace("\n", "%\n")
+        for text in (PIECES, PIECES.replace("\n", "\r\n"), "\ufeff" + PIECES[:-1], PIECES + "\n\n",
+                     percents):
             self.assertEqual(self.tool("chart", "-", "--csv", text=text).out, expected)
-        self.assertEqual(self.tool("chart", "-", "--csv", text=expected).out, expected)
         self.assertEqual(self.tool("chart", self.write("a.tsv", PIECES)).out,
                          "Name  Count  Value    Share\nPop       3  50.00  50.00 %\n"
                          "Rock     13  50.00  50.00 %\n")
+        below = self.shares("chart", "-", text="a\t1\t-3\nb\t2\t50\nc\t1\t-1e-3\n")
+        self.assertEqual(below, {"a": (1, -3), "b": (2, 50), "c": (1, -0.001)})
         many = "".join(f"{name}\t1\t{50 - i}\n" for i, name in enumerate("ABCDEFGHIJKLMNO"))
         self.assertEqual(len(self.shares("chart", "-", text=many)), 15)
         grouped = self.shares("chart", "-", "--group-rest", text=many)
@@ -116,39 +120,49 @@ class ChartTest(ToolTest):
         picture = self.write("a.png", "an old picture")
         link = self.folder / "link.png"
         link.symlink_to("a.png")
-        self.tool("chart", items, "--png", link)
+        self.tool("chart", items, "--png", "-o", link)
         self.assertEqual(self.png_size(picture), (600, 400))
         self.assertTrue(link.is_symlink())
         with (self.folder / "out.png").open("wb") as out:
-            self.tool("chart", items, "--png", "-", "--size", "200x240", stdout=out)
+            self.tool("chart", items, "--png", "--size", "200x240", stdout=out)
         self.assertEqual(self.png_size(self.folder / "out.png"), (200, 240))
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, resource.RLIM_INFINITY))
+
+        self.tool("chart", items, "--png", "-o", "full.png", code=74, preexec_fn=limit)
+        one = self.write("one.tsv", "a\t1\t1\n")
+        self.assertEqual(self.tool("chart", one, "--png", "-o", "b.png").err, "b.png: 1 slice\n")
         things = self.write("c.xml", collection(thing(1, group("Book")), thing(2, group("音楽"))))
-        self.tool("stats", "-c", things, "--by", "group", "--png", "Gruppen ä.png")
+        self.tool("stats", "-c", things, "--by", "group", "--png", "-o", "Gruppen ä.png")
         self.assertEqual(self.png_size(self.folder / "Gruppen ä.png"), (600, 400))
         names = {path.name for path in self.folder.iterdir()}
-        self.assertEqual(names, {"a.tsv", "a.png", "link.png", "out.png", "c.xml", "Gruppen ä.png"})
+        self.assertEqual(names, {"a.tsv", "a.png", "link.png", "out.png", "one.tsv", "b.png", "c.xml",
+                                 "Gruppen ä.png"})
 
     def test_tells_what_is_wrong(self):
         items = self.write("a.tsv", PIECES)
         picture = self.write("a.png", "an old picture")
         things = self.write("c.xml", collection(thing(1, group("Book"))))
-        bad = ["Pop\t3", "Pop\t3\t4\t5", "Pop\t3.5\t1", "Pop\t99999999999\t1", "Pop\t1\t-1",
-               "Pop\t1\tnan", "Pop\t1\tinf", "Pop\t1\t1e99", "Pop\t1\t 1", "Pop\t\t1", "Pop"]
+        bad = ["Pop\t3", "Pop\t3\t4\t5", "Pop\t3.5\t1", "Pop\t99999999999\t1", "Pop\t1\tnan",
+               "Pop\t1\tinf", "Pop\t1\t1e99", "Pop\t1\t 1", "Pop\t\t1", "Pop"]
         paths = [self.write(f"bad{i}.tsv", f"Rock\t1\t1\n\n{line}\n") for i, line in enumerate(bad)]
         self.assert_failures(
             [(65, rf"bad{i}\.tsv:3: not a name", "chart", path) for i, path in enumerate(paths)] + [
                 (66, "none.tsv", "chart", "none.tsv"),
                 (66, "none.xml", "stats", "-c", "none.xml", "--by", "group"),
-                (1, "add up to nothing", "chart", self.write("zero.tsv", "a\t1\t0\n"), "--png", "z.png"),
+                (1, "add up to nothing", "chart", self.write("zero.tsv", "a\t1\t0\n"), "--png", "-o", "z.png"),
+                (1, "a. is below zero", "chart", self.write("minus.tsv", "a\t1\t-1\nb\t1\t9\n"), "--png", "-o", "z.png"),
+                (1, "too great", "chart", self.write("nearly.tsv", "a\t1\t3e38\nb\t1\t-3e38\nc\t1\t1\n")),
                 (1, "add up to nothing", "chart", self.write("empty.tsv", "")),
                 (1, "too great", "chart", self.write("great.tsv", "a\t1\t3e38\nb\t1\t3e38\n")),
                 (1, "1 of 1 items without author", "stats", "-c", things, "--by", "author"),
-                (73, "none/a.png", "chart", items, "--png", "none/a.png"),
-                (2, "size", "chart", items, "--png", picture, "--size", "600"),
-                (2, "size", "chart", items, "--png", picture, "--size", "199x400"),
-                (2, "size", "chart", items, "--png", picture, "--size", "600x9000"),
+                (73, "none/a.png", "chart", items, "--png", "-o", "none/a.png"),
+                (2, "size", "chart", items, "--png", "-o", picture, "--size", "600"),
+                (2, "size", "chart", items, "--png", "-o", picture, "--size", "199x400"),
+                (2, "size", "chart", items, "--png", "-o", picture, "--size", "600x9000"),
                 (2, "size", "chart", items, "--size", "600x400"),
-                (2, "usage", "chart", items, "--csv", "--json"),
+                (2, "excludes", "chart", items, "--csv", "--json"),
                 (2, "by", "stats", "-c", things),
                 (2, "title", "stats", "-c", things, "--by", "title"),
             ],

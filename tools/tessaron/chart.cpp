@@ -1,16 +1,15 @@
 #include "chart.h"
 
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "csv.h"
 #include "graphics/pie_chart.h"
 #include "support/text.h"
 #include "terminal.h"
@@ -40,15 +39,20 @@ Size parseSize(const std::string& text) {
   return fits ? size : Size{};
 }
 
-std::string csvOf(GPSimpleChart& chart) {
-  std::basic_ostringstream<char16_t> out;
-  chart.printcsv(out);
-  return toUtf8(out.view());
+/// The digits that a 32-bit number really has.
+std::string digitsOf(double value) { return fmt::format("{:.7g}", value); }
+
+double valueOf(const scdata& item, double sum) {
+  return std::stod(digitsOf(item.value / 100.0 * sum));
 }
 
-/// The digits that a 32-bit sum really has.
-double valueOf(const scdata& item, double sum) {
-  return std::stod(fmt::format("{:.7g}", item.value / 100.0 * sum));
+std::string separatedRows(const GPSimpleChart& chart, double sum, const std::string& heading,
+                          Form form) {
+  std::string text = separatedRow(form, {heading, "Count", "Value", "Percent"});
+  for (const scdata& item : chart.items)
+    text += separatedRow(form, {toUtf8(item.name), std::to_string(item.count),
+                                digitsOf(valueOf(item, sum)), fmt::format("{:.6g}", item.value)});
+  return text;
 }
 
 ordered_json jsonOf(const GPSimpleChart& chart, double sum, ordered_json about) {
@@ -57,12 +61,12 @@ ordered_json jsonOf(const GPSimpleChart& chart, double sum, ordered_json about) 
     items.push_back({{"name", toUtf8(item.name)},
                      {"count", item.count},
                      {"value", valueOf(item, sum)},
-                     {"percent", std::stod(fmt::format("{:.7g}", item.value))}});
+                     {"percent", std::stod(digitsOf(item.value))}});
   return about;
 }
 
-void printTable(const GPSimpleChart& chart, double sum, const std::string& heading,
-                const std::string& unit, const Context& context) {
+Table tableOf(const GPSimpleChart& chart, double sum, const std::string& heading,
+              const std::string& unit) {
   std::vector<std::vector<std::string>> rows = {{heading, "Count", unit, "Share"}};
   for (const scdata& item : chart.items)
     rows.push_back({toUtf8(item.name), std::to_string(item.count),
@@ -82,25 +86,23 @@ void printTable(const GPSimpleChart& chart, double sum, const std::string& headi
     for (std::string& text : rows[i]) cells.push_back({std::move(text)});
     table.add(std::move(cells));
   }
-  table.print(context);
+  return table;
 }
 
-/// The picture's bytes. GDI+ writes files only; this one is nowhere but in memory.
+/// The picture's bytes.
 std::string pngOf(GPPieChart& chart) {
   if (chart.canvas == nullptr) throw Failure{kFailed, {}, "libgdiplus, which draws, is not there"};
-  const int file = ::memfd_create("chart.png", MFD_CLOEXEC);
-  const std::string path = fmt::format("/proc/self/fd/{}", file);
+  for (const scdata& item : chart.items)
+    if (item.value < 0)
+      throw Failure{
+          kFailed, {}, "\"" + toUtf8(item.name) + "\" is below zero: no slice shows that"};
+  chart.draw();
+  CLSID encoder{};
   std::string content;
-  const bool drawn = file >= 0 && chart.draw() && chart.writePng(fromUtf8(path));
-  if (drawn) content = readInput(path);
-  if (file >= 0) ::close(file);
-  if (content.empty()) throw Failure{kFailed, {}, "the chart cannot be drawn"};
+  if (chart.GetEncoderClsid(u"image/png", &encoder) < 0 ||
+      chart.canvas->Save(content, &encoder, nullptr) != Gdiplus::Ok || content.empty())
+    throw Failure{kFailed, {}, "the chart cannot be drawn"};
   return content;
-}
-
-void feedAll(GPSimpleChart& chart, const std::vector<scdata>& items, bool groupRest) {
-  for (const scdata& item : items) chart.feed(item);
-  chart.normalize(groupRest);
 }
 
 struct Options {
@@ -116,11 +118,11 @@ bool parseLine(std::string_view line, scdata& item) {
   item.name = fromUtf8(line.substr(0, first));
   const std::string_view count = line.substr(first + 1, second - first - 1);
   std::string_view value = line.substr(second + 1);
-  if (value.ends_with('%')) value.remove_suffix(1);  // as --csv prints it
+  if (value.ends_with('%')) value.remove_suffix(1);  // as the library prints it
   const auto counted = std::from_chars(count.begin(), count.end(), item.count);
   const auto valued = std::from_chars(value.begin(), value.end(), item.value);
   return counted.ec == std::errc() && counted.ptr == count.end() && valued.ec == std::errc() &&
-         valued.ptr == value.end() && std::isfinite(item.value) && item.value >= 0;
+         valued.ptr == value.end() && std::isfinite(item.value);
 }
 
 std::vector<scdata> readItems(const std::string& path) {
@@ -136,7 +138,7 @@ std::vector<scdata> readItems(const std::string& path) {
     if (line.empty()) continue;
     if (!parseLine(line, items.emplace_back()))
       throw Failure{kBadData, fmt::format("{}:{}", displayName(path), number),
-                    "not a name, a whole number and a value from 0 on, separated by tabs"};
+                    "not a name, a whole number and a value, separated by tabs"};
   }
   return items;
 }
@@ -144,16 +146,12 @@ std::vector<scdata> readItems(const std::string& path) {
 }  // namespace
 
 void addChartForm(CLI::App& verb, ChartForm& form) {
-  CLI::Option_group* forms = verb.add_option_group("Form", "One of these instead of a table");
-  forms->add_flag("--csv", form.csv, "The items with their shares, separated by tabs");
-  forms->add_flag("--json", form.json, "The items as a JSON document");
-  CLI::Option* png =
-      forms->add_option("--png", form.png, "A pie chart; - is standard output")->type_name("OUT");
-  forms->require_option(0, 1);
+  addFormFlags(verb, form.form, {Form::Json, Form::Csv, Form::Tsv, Form::Png});
+  addOutputOption(verb, form.output);
   verb.add_option("--size", form.size, "The picture's size in pixels, from 200x240 to 8192x8192")
       ->type_name("WxH")
       ->capture_default_str()
-      ->needs(png)
+      ->needs("--png")
       ->check([](const std::string& text) {
         return parseSize(text).width > 0 ? std::string() : "\"" + text + "\" is no such size";
       });
@@ -164,30 +162,35 @@ void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const Context& context) {
   float sum = 0;  // as the chart adds them
   for (const scdata& item : items) sum += item.value;
-  if (!(sum > 0)) throw Failure{kFailed, {}, "the values add up to nothing"};
-  if (!std::isfinite(sum)) throw Failure{kFailed, {}, "the values are too great"};
+  if (sum == 0) throw Failure{kFailed, {}, "the values add up to nothing"};
+  const auto isFinite = [](const scdata& item) { return std::isfinite(item.value); };
 
-  if (!form.png.empty()) {
-    const Size size = parseSize(form.size);
-    GPPieChart chart(size.width, size.height);
-    feedAll(chart, items, form.groupRest);
-    const std::string content = pngOf(chart);
-    if (form.png == "-") return print(content);
-    writeOutput(form.png, content);
-    constexpr std::size_t kLegend = 14;
-    note(context, fmt::format("{}: {} slices", form.png, chart.items.size()));
-    if (chart.items.size() > kLegend)
-      note(context, fmt::format("the legend has room for {}", kLegend));
-    return;
+  const Size size = parseSize(form.size);
+  const bool isPicture = form.form == Form::Png;
+  GPPieChart picture(isPicture ? size.width : 1, isPicture ? size.height : 1);
+  GPSimpleChart numbers;
+  GPSimpleChart& chart = isPicture ? picture : numbers;
+  for (const scdata& item : items) chart.feed(item);
+  chart.normalize(form.groupRest);
+  if (!std::isfinite(sum) || !std::ranges::all_of(chart.items, isFinite))
+    throw Failure{kFailed, {}, "the values are too great"};
+
+  Output output(form.output);
+  if (isPicture) {
+    output.write(pngOf(picture));
+  } else if (form.form == Form::Json) {
+    output.write(jsonText(jsonOf(chart, sum, std::move(about))) + '\n');
+  } else if (form.form == Form::Table) {
+    tableOf(chart, sum, heading, unit).print(context, output);
+  } else {
+    output.write(separatedRows(chart, sum, heading, form.form));
   }
-  GPSimpleChart chart;
-  feedAll(chart, items, form.groupRest);
-  if (form.csv)
-    print(csvOf(chart));
-  else if (form.json)
-    printJson(jsonOf(chart, sum, std::move(about)));
-  else
-    printTable(chart, sum, heading, unit, context);
+  output.finish();
+  if (!isPicture || !output.isFile()) return;
+  constexpr std::size_t kLegend = 14;
+  const std::size_t count = chart.items.size();
+  note(context, fmt::format("{}: {} {}", form.output, count, count == 1 ? "slice" : "slices"));
+  if (count > kLegend) note(context, fmt::format("the legend has room for {}", kLegend));
 }
 
 void addChart(CLI::App& app, Context& context) {

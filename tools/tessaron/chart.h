@@ -5,31 +5,25 @@
 #include <string>
 #include <vector>
 
+#include "cli.h"
 #include "graphics/simple_chart.h"
-
-namespace CLI {
-class App;
-}
 
 namespace tessaron::tool {
 
-struct Context;
-
-/// How a chart is given: as a table for people unless one of these is asked for.
+/// How a chart is given, and where.
 struct ChartForm {
   bool groupRest = true;
-  bool csv = false;
-  bool json = false;
-  std::string png;  ///< where the picture goes, "-" for standard output; empty for none
-  std::string size = "600x400";
+  Form form = Form::Table;
+  std::string output;
+  std::string size = "600x400";  ///< of the picture
 };
 
-/// Adds --csv, --json, --png and --size.
+/// Adds the flags of the forms, --output and --size.
 void addChartForm(CLI::App& verb, ChartForm& form);
 
 /// Merges and sorts the items and gives the chart. `heading` is what the items are, `unit` what
 /// their values are measured in; `about` are the first members of the JSON document. Fails with
-/// kFailed when the values add up to nothing.
+/// kFailed when the values add up to nothing, and for a picture of an item below zero.
 void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const std::string& unit, nlohmann::ordered_json about, const ChartForm& form,
                const Context& context);

@@ -2,36 +2,41 @@
 
 #include <dlfcn.h>
 
+#include <fstream>
 #include <mutex>
+#include <string>
 #include <type_traits>
 
+#include "platform/posix/native_path.h"
+
 // The flat functions in use: name and arguments. All of them give a status.
-#define FLAT_FUNCTIONS(F)                                                                     \
-  F(GdipGetImageEncodersSize, (unsigned*, unsigned*))                                         \
-  F(GdipGetImageEncoders, (unsigned, unsigned, ImageCodecInfo*))                              \
-  F(GdipCreateBitmapFromScan0, (int, int, int stride, int format, std::uint8_t*, GpImage**))  \
-  F(GdipDisposeImage, (GpImage*))                                                             \
-  F(GdipGetImageWidth, (GpImage*, unsigned*))                                                 \
-  F(GdipGetImageHeight, (GpImage*, unsigned*))                                                \
-  F(GdipSaveImageToFile, (GpImage*, const char16_t*, const CLSID*, const EncoderParameters*)) \
-  F(GdipGetImageGraphicsContext, (GpImage*, GpGraphics**))                                    \
-  F(GdipDeleteGraphics, (GpGraphics*))                                                        \
-  F(GdipGraphicsClear, (GpGraphics*, std::uint32_t))                                          \
-  F(GdipSetSmoothingMode, (GpGraphics*, SmoothingMode))                                       \
-  F(GdipFillPieI, (GpGraphics*, GpBrush*, int, int, int, int, float, float))                  \
-  F(GdipFillRectangleI, (GpGraphics*, GpBrush*, int, int, int, int))                          \
-  F(GdipDrawString, (GpGraphics*, const char16_t*, int, const GpFont*, const RectF*,          \
-                     const GpStringFormat*, const GpBrush*))                                  \
-  F(GdipCreateSolidFill, (std::uint32_t, GpBrush**))                                          \
-  F(GdipDeleteBrush, (GpBrush*))                                                              \
-  F(GdipCreateFontFamilyFromName, (const char16_t*, void* collection, GpFontFamily**))        \
-  F(GdipGetGenericFontFamilySansSerif, (GpFontFamily**))                                      \
-  F(GdipDeleteFontFamily, (GpFontFamily*))                                                    \
-  F(GdipCreateFont, (const GpFontFamily*, float, int, Unit, GpFont**))                        \
-  F(GdipDeleteFont, (GpFont*))                                                                \
-  F(GdipCreateStringFormat, (int flags, int language, GpStringFormat**))                      \
-  F(GdipDeleteStringFormat, (GpStringFormat*))                                                \
-  F(GdipSetStringFormatAlign, (GpStringFormat*, StringAlignment))                             \
+#define FLAT_FUNCTIONS(F)                                                                       \
+  F(GdipGetImageEncodersSize, (unsigned*, unsigned*))                                           \
+  F(GdipGetImageEncoders, (unsigned, unsigned, ImageCodecInfo*))                                \
+  F(GdipCreateBitmapFromScan0, (int, int, int stride, int format, std::uint8_t*, GpImage**))    \
+  F(GdipDisposeImage, (GpImage*))                                                               \
+  F(GdipGetImageWidth, (GpImage*, unsigned*))                                                   \
+  F(GdipGetImageHeight, (GpImage*, unsigned*))                                                  \
+  F(GdipSaveImageToDelegate_linux, (GpImage*, void*, int (*)(std::uint8_t*, int), void*, void*, \
+                                    void*, const CLSID*, const EncoderParameters*))             \
+  F(GdipGetImageGraphicsContext, (GpImage*, GpGraphics**))                                      \
+  F(GdipDeleteGraphics, (GpGraphics*))                                                          \
+  F(GdipGraphicsClear, (GpGraphics*, std::uint32_t))                                            \
+  F(GdipSetSmoothingMode, (GpGraphics*, SmoothingMode))                                         \
+  F(GdipFillPieI, (GpGraphics*, GpBrush*, int, int, int, int, float, float))                    \
+  F(GdipFillRectangleI, (GpGraphics*, GpBrush*, int, int, int, int))                            \
+  F(GdipDrawString, (GpGraphics*, const char16_t*, int, const GpFont*, const RectF*,            \
+                     const GpStringFormat*, const GpBrush*))                                    \
+  F(GdipCreateSolidFill, (std::uint32_t, GpBrush**))                                            \
+  F(GdipDeleteBrush, (GpBrush*))                                                                \
+  F(GdipCreateFontFamilyFromName, (const char16_t*, void* collection, GpFontFamily**))          \
+  F(GdipGetGenericFontFamilySansSerif, (GpFontFamily**))                                        \
+  F(GdipDeleteFontFamily, (GpFontFamily*))                                                      \
+  F(GdipCreateFont, (const GpFontFamily*, float, int, Unit, GpFont**))                          \
+  F(GdipDeleteFont, (GpFont*))                                                                  \
+  F(GdipCreateStringFormat, (int flags, int language, GpStringFormat**))                        \
+  F(GdipDeleteStringFormat, (GpStringFormat*))                                                  \
+  F(GdipSetStringFormatAlign, (GpStringFormat*, StringAlignment))                               \
   F(GdipSetStringFormatTrimming, (GpStringFormat*, StringTrimming))
 
 namespace Gdiplus {
@@ -114,9 +119,27 @@ unsigned Bitmap::GetHeight() {
   return height;
 }
 
+Status Bitmap::Save(std::string& bytes, const CLSID* encoder, const EncoderParameters* parameters) {
+  static thread_local std::string* taker;  // the function is told of no context
+  const auto take = [](std::uint8_t* data, int size) {
+    taker->append(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
+    return size;
+  };
+  bytes.clear();
+  taker = &bytes;
+  return keep(call(&Flat::GdipSaveImageToDelegate_linux, native_, nullptr, +take, nullptr, nullptr,
+                   nullptr, encoder, parameters));
+}
+
+// libgdiplus could write the file itself, but libpng tells of a full disk on standard error.
 Status Bitmap::Save(const char16_t* path, const CLSID* encoder,
                     const EncoderParameters* parameters) {
-  return keep(call(&Flat::GdipSaveImageToFile, native_, path, encoder, parameters));
+  std::string bytes;
+  if (const Status status = Save(bytes, encoder, parameters)) return status;
+  std::ofstream file(tessaron::nativePath(path), std::ios::binary);
+  file << bytes;
+  file.close();
+  return keep(file ? Ok : GenericError);
 }
 
 Brush::~Brush() { call(&Flat::GdipDeleteBrush, native_); }
