@@ -48,7 +48,7 @@ endif()
 install(EXPORT TessaronBF NAMESPACE TessaronBF:: FILE TessaronBFTargets.cmake
         DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/TessaronBFConfigVersion.cmake
-                                 COMPATIBILITY SameMajorVersion)
+                                 COMPATIBILITY ${TESSARON_COMPATIBILITY})
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/TessaronBFConfig.cmake
               ${PROJECT_BINARY_DIR}/TessaronBFConfigVersion.cmake
         DESTINATION ${package_dir})

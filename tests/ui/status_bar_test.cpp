@@ -254,32 +254,6 @@ TEST_F(StatusBar, LivesThroughAnyOrderOfDestruction) {
   ::DestroyWindow(window);
 }
 
-TEST_F(StatusBar, LeavesAWindowAloneThatGotTheHandleOfItsProgress) {
-  createBar();
-  ASSERT_TRUE(bar_->ProgCreate(kProgressPane, 0, 10));
-  const HWND progress = progressWindow();
-  bar_->DestroyWindow();
-  const auto makeWindow = [] {
-    return ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr,
-                             nullptr);
-  };
-  // Of a handle the low word is a free place, the high word counts who has had it.
-  const auto place = [](HWND window) { return LOWORD(reinterpret_cast<UINT_PTR>(window)); };
-  std::vector<HWND> others;
-  HWND stranger = makeWindow();
-  for (; place(stranger) != place(progress) && others.size() < 1000; stranger = makeWindow())
-    others.push_back(stranger);
-  for (int i = 0; stranger != progress && i < 70000; ++i) {
-    ::DestroyWindow(stranger);
-    stranger = makeWindow();
-  }
-  ASSERT_EQ(stranger, progress) << "its handle was not given out again";
-  bar_.reset();
-  EXPECT_TRUE(::IsWindow(stranger));
-  ::DestroyWindow(stranger);
-  for (const HWND window : others) ::DestroyWindow(window);
-}
-
 BOOL CALLBACK countWindow(HWND, LPARAM counter) {
   ++*reinterpret_cast<int*>(counter);
   return TRUE;
