@@ -28,6 +28,7 @@ std::u16string ending(const std::u16string& path) {
 
 void tessaron::followAlphaFlag(const bool* flag) { alphaFlag = flag; }
 
+CImageListEx::CImageListEx(HIMAGELIST list) : imageList(list) {}
 CImageListEx::CImageListEx(const CImageListEx&) = default;
 CImageListEx& CImageListEx::operator=(const CImageListEx&) = default;
 CImageListEx::~CImageListEx() = default;

@@ -18,7 +18,7 @@ class TESSARON_API CImageListEx {
  public:
   HIMAGELIST imageList;  ///< not owned
 
-  explicit CImageListEx(HIMAGELIST list = nullptr) : imageList(list) {}
+  explicit CImageListEx(HIMAGELIST list = nullptr);
   CImageListEx(const CImageListEx&);
   CImageListEx& operator=(const CImageListEx&);
   ~CImageListEx();

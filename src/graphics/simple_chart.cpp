@@ -70,6 +70,10 @@ scdata& scdata::operator=(const scdata&) = default;
 scdata& scdata::operator=(scdata&&) noexcept = default;
 scdata::~scdata() = default;
 
+bool SortSCData::operator()(const scdata& a, const scdata& b) const {
+  return a.value == b.value ? a.name < b.name : a.value > b.value;
+}
+
 GPSimpleChart::GPSimpleChart() = default;
 GPSimpleChart::GPSimpleChart(const GPSimpleChart&) = default;
 GPSimpleChart::GPSimpleChart(GPSimpleChart&&) noexcept = default;

@@ -27,9 +27,7 @@ struct TESSARON_API scdata {
 /// QUIRK: a value that is no number goes neither before nor after any other, which is no order that
 /// sorting could rely on. Kept: applications compare with it; `sortdata` keeps such values apart.
 struct TESSARON_API SortSCData {
-  bool operator()(const scdata& a, const scdata& b) const {
-    return a.value == b.value ? a.name < b.name : a.value > b.value;
-  }
+  bool operator()(const scdata& a, const scdata& b) const;
 };
 
 /// A chart's data: labelled items that can be merged, sorted, turned into percentages and printed.

@@ -245,6 +245,7 @@ void addSound(const TagLib::AudioProperties& sound, File& file, PropertyMap& map
 }  // namespace
 }  // namespace tessaron
 
+CWMMDParser::CWMMDParser(std::int32_t category) : category_(category) {}
 CWMMDParser::CWMMDParser(const CWMMDParser&) = default;
 CWMMDParser& CWMMDParser::operator=(const CWMMDParser&) = default;
 CWMMDParser::~CWMMDParser() = default;

@@ -11,7 +11,7 @@ class TESSARON_API CWMMDParser {
  public:
   /// `category` is the file's, as CFileInfo finds it. Of a video file only containers that can hold
   /// tags are read, and the properties of its sound are left out.
-  explicit CWMMDParser(std::int32_t category) : category_(category) {}
+  explicit CWMMDParser(std::int32_t category);
   CWMMDParser(const CWMMDParser&);
   CWMMDParser& operator=(const CWMMDParser&);
   ~CWMMDParser();
