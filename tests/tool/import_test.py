@@ -72,9 +72,9 @@ class Import(ToolTest):
         self.assertEqual(self.tool("sortform", text="jo doe").out, "jo doe\n")
         os.environ["TESSARON_SETTINGS"] = str(self.folder)  # which cannot be read as a file
         self.assert_failures([
-            (66, "settings: ", "import", "-c", "c.xml", "r.xml"),
-            (66, "settings: ", "sortform", "r.xml"),
-            (66, "settings: ", "theme", "list"),
+            (66, "cannot be opened", "import", "-c", "c.xml", "r.xml"),
+            (66, "cannot be opened", "sortform", "r.xml"),
+            (66, "cannot be opened", "theme", "list"),
         ], untouched=[self.folder / "c.xml"])
 
     def test_reads_standard_input_and_pipes(self):
