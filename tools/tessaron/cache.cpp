@@ -211,7 +211,7 @@ int list(const Options& options, const Context& context) {
   } else if (options.form == Form::Table) {
     constexpr std::size_t kMaxRows = 10'000;  // of a table that fits itself to a terminal
     Columns wide(titles);
-    Table table(titles);
+    Table table(titles, {Fit::Whole, Fit::Whole, Fit::Whole, Fit::Whole});
     forEach([&](const Listed& listed) {
       wide.measure(listed.fields());
       if (count < kMaxRows) table.add(listed.row());
