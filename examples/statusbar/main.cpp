@@ -3,6 +3,7 @@
 
 #include <shlobj.h>
 #include <tessaron/graphics/image_list.h>
+#include <tessaron/settings/config.h>
 #include <tessaron/ui/mps_bar_with_progress.h>
 
 #include <algorithm>
@@ -77,7 +78,7 @@ class MainWindow {
 
   void createToolbar() {
     images_ = ImageList_Create(16, 16, ILC_COLOR32, 11, 4);
-    CImageListEx::setAlphaImages(true);
+    _Config.has32BitDisplay = true;
     CImageListEx(images_).Reload(103, {});
     const TBBUTTON buttons[] = {
         {kSearchImage, ID_SCAN, TBSTATE_ENABLED, BTNS_BUTTON, {}, 0, 0},
