@@ -57,6 +57,18 @@ void CPackage::Inspect(tessaron::File& file, bool readAll) {
   finish();
 }
 
+void CPackage::Measure() {
+  const std::unique_ptr<tessaron::File> file = open();
+  if (file) tessaron::PackageReader(*this, *file).measure();
+  finish();
+}
+
+void CPackage::Measure(tessaron::File& file) {
+  start();
+  tessaron::PackageReader(*this, file).measure();
+  finish();
+}
+
 void CPackage::start() {
   report = {};
   extractionFolder.clear();

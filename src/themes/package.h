@@ -108,6 +108,11 @@ class TESSARON_API CPackage {
   void Inspect(bool readAll);
   void Inspect(tessaron::File& file, bool readAll);
 
+  /// As `Inspect(true)`, and inflates all files to find what unpacking would: `report.failure`
+  /// tells whether they exceed a limit, `report.problems` which of them are damaged.
+  void Measure();
+  void Measure(tessaron::File& file);
+
   /// Takes author, e-mail, web address, name and description out of the main document. What that
   /// does not have stays as it is.
   void PreInitialize();

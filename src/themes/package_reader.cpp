@@ -92,6 +92,12 @@ void PackageReader::inspect(bool readAll) {
   readEntries(readAll);
 }
 
+void PackageReader::measure() {
+  if (!readHeader()) return;
+  use_ = Use::Measure;
+  readEntries(true);
+}
+
 // QUIRK: A header that ends early counts as one with zeros behind it. It is cut off. Kept: only a
 // read that fails is a failure, as with all reads here.
 bool PackageReader::readHeader() {
@@ -262,10 +268,10 @@ void PackageReader::createFiles(const Entry& entry, const std::vector<std::u16st
     if (++nameCount_ > limits_.names)
       return giveUp(Failure::TooLarge,
                     "its entries have more than " + std::to_string(limits_.names) + " names");
-    if (!accepts(entry, name) || !folder_) continue;
+    if (!accepts(entry, name) || !takesFiles()) continue;
     Target target{name, nullptr, nullptr};
     std::error_code error;
-    if (!staged_.contains(name)) target.old = folder_->openFile(name, error);
+    if (folder_ && !staged_.contains(name)) target.old = folder_->openFile(name, error);
     if (error && error != std::errc::no_such_file_or_directory) {
       addProblem(entry, name, describe(error));
     } else {
@@ -326,7 +332,7 @@ void PackageReader::inflateData(const Entry& entry, std::size_t firstPiece, Sink
   } else if (inflater.state() == State::Damaged || isOpen) {
     if (!isCut) addProblem(entry, u"", "its data is damaged");
   }
-  finishFiles(entry, sinks);
+  if (folder_) finishFiles(entry, sinks);
 }
 
 void PackageReader::give(const Entry& entry, std::span<const std::byte> bytes, Sinks& sinks) {
@@ -343,7 +349,7 @@ void PackageReader::give(const Entry& entry, std::span<const std::byte> bytes, S
     fileBytes_ += bytes.size();
     if (fileBytes_ > limits_.total)
       return giveUp(Failure::TooLarge, "it unpacks to more than " + mebibytes(limits_.total));
-    if (!matchesOld(target, bytes)) {
+    if (folder_ && !matchesOld(target, bytes)) {
       if (!target.staged && !stage(entry, target)) return;
       if (!hasSpace(bytes.size()))
         return giveUp(Failure::CannotWrite, "the disk has no space left for it");

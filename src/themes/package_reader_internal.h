@@ -35,14 +35,16 @@ class PackageReader {
   void unpack(const std::u16string& destination, bool extractAll);
   /// As CPackage::Inspect, without its last two calls.
   void inspect(bool readAll);
+  /// As CPackage::Measure, without its last two calls.
+  void measure();
 
  private:
   using Entry = PackageReport::Entry;
   using Failure = PackageReport::Failure;
-  enum class Use { Index, Inspect, Unpack };
+  enum class Use { Index, Inspect, Measure, Unpack };
 
   // A file to be unpacked. As long as its bytes are those of the file that has its name already,
-  // nothing is written; from then on all goes into a file beside that.
+  // nothing is written; from then on all goes into a file beside that. Measuring only counts.
   struct Target {
     std::u16string name;
     std::unique_ptr<File> old;     // null when there is none, or when its content differs
@@ -77,6 +79,7 @@ class PackageReader {
   void parse(const Entry& entry, Sinks& sinks, TiXmlDocument& document);
 
   bool accepts(const Entry& entry, const std::u16string& name);
+  bool takesFiles() const { return folder_ || use_ == Use::Measure; }
   void createFiles(const Entry& entry, const std::vector<std::u16string>& names, Sinks& sinks);
 
   std::optional<std::size_t> fill(std::span<std::byte> buffer);

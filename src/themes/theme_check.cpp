@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/directory.h"
+#include "platform/file.h"
 #include "support/text.h"
 #include "themes/file_names.h"
 #include "themes/theme_scheme_internal.h"
@@ -41,6 +43,52 @@ class NameCollector : public TiXmlVisitor {
   std::set<std::u16string> names;
 };
 
+// Calls `act` with every file that the scheme names, and with what it is there.
+template <typename Act>
+void forEachFile(const CThemeScheme& scheme, const Act& act) {
+  const auto give = [&](const std::u16string& name, const std::string& use) {
+    if (!name.empty()) act(name, use);
+  };
+  give(scheme.screenshot, "the screenshot");
+  give(scheme.fullFrameTemplate, "the frame for pictures that stand upright");
+  give(scheme.wideFrameTemplate, "the frame for pictures that lie");
+  give(scheme.background, "the background of the shelf");
+  for (const SchemeGroup& group : scheme.groups)
+    give(group.image, "the picture of the group \"" + toUtf8(group.name) + "\"");
+}
+
+bool isListed(const CThemePackage& package, const std::u16string& capitals) {
+  const TiXmlElement* root = package.index->RootElement();
+  for (auto child = root ? root->FirstChildElement() : nullptr; child;
+       child = child->NextSiblingElement()) {
+    const std::string* name = child->Attribute(std::string("filename"));
+    if (name && inCapitals(fromUtf8(*name)) == capitals) return true;
+  }
+  return false;
+}
+
+// Why the file was not unpacked; nothing when it was.
+std::optional<std::string> faultOfUnpacked(const CThemePackage& package,
+                                           const std::u16string& capitals) {
+  std::string reason = "it is missing";
+  for (const PackageReport::Entry& entry : package.report.entries) {
+    for (const std::u16string& name : entry.names) {
+      if (inCapitals(name) != capitals) continue;
+      bool isRefused = false;
+      for (const PackageReport::Problem& problem : package.report.problems) {
+        if (problem.entry != entry.id || (!problem.name.empty() && problem.name != name)) continue;
+        reason = problem.reason;
+        isRefused = isRefused || !problem.name.empty();
+      }
+      std::error_code error;
+      const auto file =
+          isRefused ? nullptr : openFile(joinPath(package.extractionFolder, name), {}, error);
+      if (file && file->size() != 0u) return std::nullopt;
+    }
+  }
+  return reason;
+}
+
 class Checker {
  public:
   explicit Checker(const CThemePackage& package) : package_(package) {
@@ -68,16 +116,10 @@ class Checker {
 
  private:
   void checkFiles(std::size_t number, const CThemeScheme& scheme) {
-    const auto check = [&](const std::u16string& name, const std::string& use) {
-      if (!name.empty() && !files_.contains(inCapitals(name)))
+    forEachFile(scheme, [&](const std::u16string& name, const std::string& use) {
+      if (!files_.contains(inCapitals(name)))
         add(number, name, "the package lacks this file, " + use);
-    };
-    check(scheme.screenshot, "the screenshot");
-    check(scheme.fullFrameTemplate, "the frame for pictures that stand upright");
-    check(scheme.wideFrameTemplate, "the frame for pictures that lie");
-    check(scheme.background, "the background of the shelf");
-    for (const SchemeGroup& group : scheme.groups)
-      check(group.image, "the picture of the group \"" + toUtf8(group.name) + "\"");
+    });
   }
 
   void checkNumbers(std::size_t number, const TiXmlElement& theme) {
@@ -127,6 +169,17 @@ class Checker {
 
 std::vector<ThemeWarning> checkTheme(const CThemePackage& package) {
   return Checker(package).run();
+}
+
+std::vector<ThemeWarning> findDropped(const CThemePackage& package, const CThemeScheme& scheme) {
+  std::vector<ThemeWarning> dropped;
+  forEachFile(scheme, [&](const std::u16string& name, const std::string& use) {
+    const std::u16string capitals = inCapitals(name);
+    if (!isListed(package, capitals)) return;
+    if (const auto fault = faultOfUnpacked(package, capitals))
+      dropped.push_back({{}, name, use + ": " + *fault});
+  });
+  return dropped;
 }
 
 }  // namespace tessaron

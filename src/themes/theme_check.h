@@ -23,4 +23,10 @@ struct ThemeWarning {
 /// come back.
 TESSARON_API std::vector<ThemeWarning> checkTheme(const CThemePackage& package);
 
+/// The files that the scheme names and the package's index lists, but that were not unpacked: they
+/// were dropped, or their entry is missing. The package was unpacked by `Initialize`. What is only
+/// damaged is there; what the index does not list is none that the package lost.
+TESSARON_API std::vector<ThemeWarning> findDropped(const CThemePackage& package,
+                                                   const CThemeScheme& scheme);
+
 }  // namespace tessaron

@@ -434,6 +434,9 @@ TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
       EXPECT_THAT(package.report.failureReason, HasSubstr(row.reason));
       EXPECT_EQ(package.GetPathExtracted(), u"");
       EXPECT_EQ(fs::exists(data / kIdentifier), isOver);
+      Package measured;
+      tessaron::PackageReader(measured, *memoryFile(row.content), row.limits).measure();
+      EXPECT_EQ(measured.report.failure, row.failure == TooLarge ? TooLarge : None);
       EXPECT_EQ(unpacked(), isOver ? (Files{{"32", "old"}}) : Files());
     }
   }

@@ -153,6 +153,10 @@ class Theme(ToolTest):
         (data / "DefaultTheme.tpk").write_bytes(package({"main.xml": MAIN.encode(), "a.png": b"a"}))
         (data / "Foreign.TPK").write_text("none")
         (data / "other.zip").write_text("none")
+        index = "".join(f'<x id="2" filename="{name}"/>' for name in range(16))
+        bomb = package({"main.xml": MAIN.encode()})[:1044] + entry(0, f"<i>{index}</i>".encode())
+        (data / "bomb").write_bytes(bomb + entry(2, bytes(65 << 20)))
+        self.tool("theme", "check", data / "bomb", code=65)
         chosen = {"file": "DefaultTheme.tpk", "scheme": 0}
         listed = {"selected": chosen | {"fault": None}, "inForce": chosen, "packages": [
             {"file": "DefaultTheme.tpk", "isPackage": True, "name": "Größe", "schemes": ["Day", "Night"]},
@@ -162,6 +166,7 @@ class Theme(ToolTest):
             ("Gone.tpk", 0, "cannot be read: No such file", '"DefaultTheme.tpk" is in force'),
             ("Foreign.TPK", 0, "is no package", ""), ("DefaultTheme.tpk", 7, "has no scheme 7", ""),
             ("../Data/DefaultTheme.tpk", 0, "is no file of the data folder", ""),
+            ("bomb", 0, "cannot be unpacked: it unpacks to more than 1024 MiB", ""),
         ]:
             for setting, value in (("ThemeFile", name), ("ThemeScheme", scheme)):
                 self.tool("settings", "set", setting, value, env=environment)
@@ -174,14 +179,21 @@ class Theme(ToolTest):
         listed["selected"]["scheme"] = chosen["scheme"] = 1
         self.assertEqual(json.loads(run("list", "--json").out), listed)
         self.assertTrue((data / IDENTIFIER.hex().upper() / "a.png").is_file())
+        files = {"main.xml": MAIN.replace("f.png", "nul.png").encode(), "nul.png": b"x", "day.png": b"x"}
+        (data / "dropped").write_bytes(package(files))
         for code, message, *arguments in [
             (1, "no scheme 2; it has 2", "DefaultTheme.tpk", 2),
+            (1, '"nul.png" was dropped, the frame .* device', "dropped", 0),
             (2, r"0 to 2147483647 \(", "DefaultTheme.tpk", -1),
             (65, "no package", "Foreign.TPK"), (66, "No such file", "Missing.tpk"),
             (2, "another folder", "../Data/DefaultTheme.tpk"),
         ]:
             with self.subTest(arguments=arguments):
                 self.assertRegex(run("select", *arguments, code=code).err, message)
+        self.assertEqual(json.loads(run("list", "--json").out), listed)
+        self.assertIn("nul.png", run("select", "dropped", 1).err)
+        self.assertEqual(json.loads(run("list", "--json").out)["selected"]["file"], "dropped")
+        run("select", "DefaultTheme.tpk", 1)
         unpacked = data / IDENTIFIER.hex().upper()
         shutil.rmtree(unpacked)
         unpacked.write_text("in the way")

@@ -44,9 +44,13 @@ std::unique_ptr<File> openPackage(const std::string& path) {
   return file;
 }
 
+void requirePackage(const std::string& path, const CThemePackage& package) {
+  if (!package.report.isPackage) throw Failure{kBadData, displayName(path), "this is no package"};
+}
+
 void inspect(const std::string& path, File& file, bool readAll, CThemePackage& package) {
   package.Inspect(file, readAll);
-  if (!package.report.isPackage) throw Failure{kBadData, displayName(path), "this is no package"};
+  requirePackage(path, package);
 }
 
 Json problemsJson(const CPackage& package) {
@@ -68,7 +72,7 @@ void requireUnpacked(const std::string& path, const PackageReport& report) {
   throw Failure{code, displayName(path), report.failureReason};
 }
 
-/// Tells what was dropped, and gives the exit code.
+/// Tells what was dropped, and gives the exit code for those whom that fails.
 int tellProblems(const std::string& path, const CPackage& package) {
   flushOutput();
   for (const PackageReport::Problem& problem : package.report.problems) {
@@ -238,9 +242,11 @@ std::string faultOfChoice(const std::u16string& folder, const Choice& choice) {
   if (faultOfFileName(choice.file)) return "is no file of the data folder";
   CThemePackage package;
   package.path = joinPath(folder, choice.file);
-  package.Inspect(false);
+  package.Measure();
   if (package.report.openError) return "cannot be read: " + package.report.openError.message();
   if (!package.report.isPackage) return "is no package";
+  if (package.report.failure != PackageReport::Failure::None)
+    return "cannot be unpacked: " + package.report.failureReason;
   if (choice.scheme >= 0 && static_cast<std::size_t>(choice.scheme) < package.schemes.size())
     return {};
   return fmt::format("has no scheme {}", choice.scheme);
@@ -320,9 +326,15 @@ int select(const Options& options, const Context& context) {
     throw Failure{
         kFailed, path,
         fmt::format("there is no scheme {}; it has {}", options.scheme, package.schemes.size())};
+  const auto missing = findDropped(themes.package(), *themes.scheme());
+  if (!missing.empty())
+    throw Failure{kFailed, path,
+                  fmt::format("\"{}\" was dropped, {}", toUtf8(missing.front().name),
+                              missing.front().reason)};
   storeChoice({name, options.scheme});
   note(context, fmt::format("{}: {} selected", options.file, toUtf8(themes.scheme()->name)));
-  return tellProblems(path, themes.package());
+  tellProblems(path, themes.package());
+  return kDone;
 }
 
 std::string packOrFail(const std::string& folder, std::vector<ThemeWarning>& warnings) {
@@ -356,7 +368,8 @@ std::vector<ThemeWarning> findWarnings(const std::string& path) {
     return warnings;
   }
   CThemePackage package;
-  inspect(path, *openPackage(path), true, package);
+  package.Measure(*openPackage(path));
+  requirePackage(path, package);
   requireUnpacked(path, package.report);
   for (const PackageReport::Problem& problem : package.report.problems)
     warnings.push_back(
@@ -390,7 +403,7 @@ int check(const Options& options, const Context& context) {
 
 void addTheme(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
-  CLI::App* verb = app.add_subcommand("theme", "Lists, chooses, unpacks and packs themes");
+  CLI::App* verb = app.add_subcommand("theme", "Lists, chooses, checks, unpacks and packs themes");
   verb->footer(
       "The data folder is \"Data\" in $TESSARON_HOME, or else in $XDG_DATA_HOME/tessaron.");
   verb->require_subcommand(1);
