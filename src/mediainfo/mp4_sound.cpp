@@ -88,6 +88,7 @@ std::optional<std::uint32_t> readConfiguration(std::span<const std::byte> esds) 
   return channelsOf(specific.content);
 }
 
+// Walks down to the configuration of the first sound track.
 class BoxWalk {
  public:
   explicit BoxWalk(File& file) : file_(file) {}
@@ -97,6 +98,7 @@ class BoxWalk {
                                                       "stbl", "stsd", "mp4a", "esds"};
     // What stands before the boxes inside a box.
     constexpr std::array<std::size_t, 8> kBefore = {0, 0, 0, 0, 0, 8, kSampleEntry, 0};
+    constexpr std::size_t kTrack = 1, kMedia = 3, kEntry = 6;
     while (at < end && end - at >= 8 && ++boxes_ <= kMaxBoxes) {
       std::array<std::byte, 16> head{};
       if (readFully(file_, at, head).value_or(0) < 8) return std::nullopt;
@@ -110,19 +112,32 @@ class BoxWalk {
       }
       if (size == 0 || size > end - at) size = end - at;
       if (size < begin) return std::nullopt;
-      if (std::ranges::equal(name, std::as_bytes(std::span(kWay[level])))) {
+      const auto is = [&](std::string_view wanted) {
+        return std::ranges::equal(name, std::as_bytes(std::span(wanted)));
+      };
+      if (level == kMedia && is("hdlr") && isSoundHandler(at + begin)) inSound_ = true;
+      if (is(kWay[level])) {
         const std::uint64_t content = begin + kBefore[level];
         const auto found = level + 1 == kWay.size() ? readBox(at + begin, size - begin)
                            : size > content         ? find(at + content, at + size, level + 1)
                                                     : std::nullopt;
-        if (found) return found;
+        if (found || (level <= kTrack && inSound_)) return found;
       }
+      if (level == kEntry) return std::nullopt;  // the track begins with another codec
       at += size;
     }
     return std::nullopt;
   }
 
  private:
+  bool isSoundHandler(std::uint64_t at) {
+    constexpr std::string_view kSound = "soun";
+    std::array<std::byte, 4> type{};
+    constexpr std::uint64_t kTypeOffset = 8;  // behind version, flags and a reserved field
+    return readFully(file_, at + kTypeOffset, type) == type.size() &&
+           std::ranges::equal(type, std::as_bytes(std::span(kSound)));
+  }
+
   std::optional<std::uint32_t> readBox(std::uint64_t at, std::uint64_t size) {
     std::vector<std::byte> bytes(
         static_cast<std::size_t>(std::min<std::uint64_t>(size, kMaxConfiguration)));
@@ -132,6 +147,7 @@ class BoxWalk {
 
   File& file_;
   int boxes_ = 0;
+  bool inSound_ = false;  // a track with sound was entered
 };
 
 }  // namespace

@@ -234,7 +234,9 @@ void addSound(const TagLib::AudioProperties& sound, File& file, PropertyMap& map
   constexpr double kThousand = 1000;
   if (sound.bitrate() > 0) add(map, label::kDataRate, dataRateText(sound.bitrate() * kThousand));
   const bool isMp4 = dynamic_cast<const TagLib::MP4::Properties*>(&sound) != nullptr;
-  const std::optional<std::uint32_t> configured = isMp4 ? mp4Channels(file) : std::nullopt;
+  // Of other sound than AAC the reader knows no channels, and often nothing else.
+  const std::optional<std::uint32_t> configured =
+      isMp4 && sound.channels() > 0 ? mp4Channels(file) : std::nullopt;
   const double channels = configured ? *configured : sound.channels();
   if (channels > 0) add(map, label::kChannels, decimalText(channels, 0));
   if (sound.sampleRate() > 0) add(map, label::kSample, decimalText(sound.sampleRate(), 0) + u" Hz");

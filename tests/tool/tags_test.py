@@ -13,6 +13,8 @@ FILES = [
     ("old.mp3", f"{SOUND} -id3v2_version 3 -write_id3v1 1"),
     ("a.ogg", f"{SOUND} -c:a libvorbis"),
     ("a.mp4", SOUND),
+    ("two.mp4", "-f lavfi -i anullsrc=cl=5.1 -f lavfi -i anullsrc=cl=mono -map 0 -map 1 -t 1 "
+                "-c:a:0 ac3 -c:a:1 aac"),
     ("a.wav", SOUND),
     ("a.aiff", f"{SOUND} -write_id3v2 1"),
     ("a.wma", f"{SOUND} -metadata WM/Year=2004"),
@@ -65,6 +67,8 @@ class Tags(ToolTest):
                 ours = self.meta(path)
                 self.assertEqual({key: ours.get(LABELS.get(key, key.capitalize()))
                                   for key in theirs}, theirs)
+                if name == "two.mp4":
+                    self.assertNotIn("Channels", ours)
                 if arguments.startswith(SOUND):
                     self.assertEqual(ours["Channels"], "2")
                     self.assertEqual(ours["Sample"], "44100 Hz")
