@@ -434,6 +434,26 @@ FREE_IMAGE_FORMAT checkedFormat(Input& input, Bitmap& header) {
   return isAllowed ? format : FIF_UNKNOWN;
 }
 
+// What the header of a GIF says of one whose pixels are cut off: the screen's size, and as many
+// bits as FreeImage gives a picture with the screen's palette. A whole file has a mark at its end.
+bool measureGif(Input& input, PictureMeasures& measures) {
+  Bitmap none;
+  if (checkedFormat(input, none) == FIF_UNKNOWN) return false;
+  ByteReader reader(input.head());
+  reader.skip(6);  // "GIF89a"
+  const std::uint32_t width = reader.u16le(), height = reader.u16le();
+  const std::uint8_t flags = reader.u8();
+  if (!reader.ok() || width == 0 || height == 0) return false;
+  const int paletteBits = flags & 0x80 ? (flags & 7) + 1 : 8;
+  constexpr double kDotsPerCentimeter = 28.35;
+  measures = {width, height,
+              paletteBits == 1   ? 1u
+              : paletteBits <= 4 ? 4u
+                                 : 8u,
+              kDotsPerCentimeter, kDotsPerCentimeter};
+  return true;
+}
+
 constexpr std::uint64_t kHead = 64 << 10;
 
 std::vector<std::byte> readHead(File& file, std::uint64_t size) {
@@ -496,7 +516,7 @@ bool measurePicture(File& file, std::uint64_t size, PictureMeasures& measures) {
   const FREE_IMAGE_FORMAT format = input.format();
   fipImage picture;
   if (format == FIF_GIF || format == FIF_JPEG) {  // FreeImage has to decode them
-    if (!loadPicture(file, size, picture)) return false;
+    if (!loadPicture(file, size, picture)) return format == FIF_GIF && measureGif(input, measures);
   } else if (format == FIF_BMP) {
     const std::optional<BitmapHeader> header = readBitmapHeader(head);
     if (size > kMostPictureBytes || !header || !mayBeLoaded(*header, size)) return false;
