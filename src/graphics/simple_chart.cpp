@@ -98,12 +98,17 @@ bool GPSimpleChart::sortdata() {
   return true;
 }
 
-bool GPSimpleChart::normalize(bool groupRest) {
-  total = 0;
-  for (const scdata& item : items) total += item.value;
+bool GPSimpleChart::merge(bool groupRest) {
   mergeNames(items);
   sortdata();
   if (groupRest) groupTail(items);
+  return true;
+}
+
+bool GPSimpleChart::normalize(bool groupRest) {
+  total = 0;
+  for (const scdata& item : items) total += item.value;
+  merge(groupRest);
   for (scdata& item : items) item.value = item.value / total * 100;
   total = 100;
   return true;

@@ -50,10 +50,12 @@ class TESSARON_API GPSimpleChart : public GPChart {
   bool clear();
   /// Sorts the items; those whose value is no number come last, as they were fed. Always true.
   bool sortdata();
-  /// Merges the items of the same name into the first of them, sorts them and turns the values into
-  /// percentages of their sum. With `groupRest` all items from the 12th on become one: it carries
-  /// their names, joined with ", ", and their sums, and stays the last. When the values add up to
-  /// zero the percentages are what dividing by zero gives. Always true.
+  /// Merges the items of the same name into the first of them, and sorts them. With `groupRest` all
+  /// items from the 12th on become one: it carries their names, joined with ", ", and their sums,
+  /// and stays the last. Always true.
+  bool merge(bool groupRest);
+  /// As `merge`, and turns the values into percentages of their sum. When they add up to zero the
+  /// percentages are what dividing by zero gives. Always true.
   bool normalize(bool groupRest);
   /// Prints a line per item: name, tab, count, tab, value with two decimals and "%". Nothing is
   /// escaped. The stream keeps the precision 2 and is flushed at every line end. Always true.

@@ -69,7 +69,7 @@ class ChartTest(ToolTest):
                 got = self.shares("stats", "-c", path, "--by", name)
                 self.assertEqual(got, {key: (n, n) for key, n in expected.items()})
         done = self.tool("stats", "-c", path, "--by", "author", "--tsv")
-        self.assertEqual(done.out, "Author\tCount\tValue\tPercent\nBo\t2\t2\t66.6667\nAnn\t1\t1\t33.3333\n")
+        self.assertEqual(done.out, "name\tcount\tvalue\tpercent\nBo\t2\t2\t66.6667\nAnn\t1\t1\t33.3333\n")
         self.assertEqual(done.err, "left out: 1 of 3 items without author\n")
         done = self.tool("-q", "stats", "-c", path, "--by", "author")
         self.assertEqual(done.out, "Author  Count    Share\nBo          2  66.67 %\nAnn         1  33.33 %\n")
@@ -99,7 +99,7 @@ class ChartTest(ToolTest):
             {"name": "g", "count": 2, "value": 1246.84, "percent": 100.0}]})
 
     def test_charts_lines_of_any_items(self):
-        expected = "Name,Count,Value,Percent\r\nPop,3,50,50\r\nRock,13,50,50\r\n"
+        expected = "name,count,value,percent\r\nPop,3,50,50\r\nRock,13,50,50\r\n"
         percents = PIECES.replace("\n", "%\n")
         for text in (PIECES, PIECES.replace("\n", "\r\n"), "\ufeff" + PIECES[:-1], PIECES + "\n\n",
                      percents):
@@ -109,6 +109,10 @@ class ChartTest(ToolTest):
                          "Rock     13  50.00  50.00 %\n")
         below = self.shares("chart", "-", text="a\t1\t-3\nb\t2\t50\nc\t1\t-1e-3\n")
         self.assertEqual(below, {"a": (1, -3), "b": (2, 50), "c": (1, -0.001)})
+        for form, separator in (("--csv", ","), ("--tsv", "\t")):  # no shares of nothing
+            done = self.tool("chart", "-", form, text="a\t1\t-5\nb\t1\t2\nb\t1\t3\n")
+            self.assertEqual([line.split(separator) for line in done.out.splitlines()[1:]],
+                             [["b", "2", "5", ""], ["a", "1", "-5", ""]])
         many = "".join(f"{name}\t1\t{50 - i}\n" for i, name in enumerate("ABCDEFGHIJKLMNO"))
         self.assertEqual(len(self.shares("chart", "-", text=many)), 15)
         grouped = self.shares("chart", "-", "--group-rest", text=many)
@@ -144,8 +148,8 @@ class ChartTest(ToolTest):
         items = self.write("a.tsv", PIECES)
         picture = self.write("a.png", "an old picture")
         things = self.write("c.xml", collection(thing(1, group("Book"))))
-        bad = ["Pop\t3", "Pop\t3\t4\t5", "Pop\t3.5\t1", "Pop\t99999999999\t1", "Pop\t1\tnan",
-               "Pop\t1\tinf", "Pop\t1\t1e99", "Pop\t1\t 1", "Pop\t\t1", "Pop"]
+        bad = ["Pop\t3", "Pop\t3\t4\t5", "Pop\t3.5\t1", "Pop\t1\tnan", "Pop\t1\tinf", "Pop\t1\t 1",
+               "Pop\t\t1", "Pop"]
         paths = [self.write(f"bad{i}.tsv", f"Rock\t1\t1\n\n{line}\n") for i, line in enumerate(bad)]
         self.assert_failures(
             [(65, rf"bad{i}\.tsv:3: not a name", "chart", path) for i, path in enumerate(paths)] + [
@@ -154,7 +158,9 @@ class ChartTest(ToolTest):
                 (1, "add up to nothing", "chart", self.write("zero.tsv", "a\t1\t0\n"), "--png", "-o", "z.png"),
                 (1, "a. is below zero", "chart", self.write("minus.tsv", "a\t1\t-1\nb\t1\t9\n"), "--png", "-o", "z.png"),
                 (1, "too great", "chart", self.write("nearly.tsv", "a\t1\t3e38\nb\t1\t-3e38\nc\t1\t1\n")),
-                (1, "add up to nothing", "chart", self.write("empty.tsv", "")),
+                (1, "no items", "chart", self.write("empty.tsv", "")),
+                (65, r":1: the count is too great", "chart", self.write("count.tsv", "a\t99999999999\t1")),
+                (65, r":1: the value is too great", "chart", self.write("value.tsv", "a\t1\t1e39")),
                 (1, "too great", "chart", self.write("great.tsv", "a\t1\t3e38\nb\t1\t3e38\n")),
                 (1, "1 of 1 items without author", "stats", "-c", things, "--by", "author"),
                 (73, "none/a.png", "chart", items, "--png", "-o", "none/a.png"),
@@ -163,6 +169,7 @@ class ChartTest(ToolTest):
                 (2, "size", "chart", items, "--png", "-o", picture, "--size", "600x9000"),
                 (2, "size", "chart", items, "--size", "600x400"),
                 (2, "excludes", "chart", items, "--csv", "--json"),
+                (2, '^tessaron: chart: "--json" takes no value', "chart", items, "--json=false"),
                 (2, "by", "stats", "-c", things),
                 (2, "title", "stats", "-c", things, "--by", "title"),
             ],

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "csv.h"
 #include "graphics/pie_chart.h"
@@ -42,42 +43,60 @@ Size parseSize(const std::string& text) {
 /// The digits that a 32-bit number really has.
 std::string digitsOf(double value) { return fmt::format("{:.7g}", value); }
 
-double valueOf(const scdata& item, double sum) {
-  return std::stod(digitsOf(item.value / 100.0 * sum));
+/// What is given of an item as text or as a number.
+struct Slice {
+  std::string name;
+  std::int32_t count;
+  double value;
+  std::optional<double> percent;  ///< none when all values add up to nothing
+};
+
+/// The chart's items, whose values are percentages of the sum; with a sum of nothing they are what
+/// they were.
+std::vector<Slice> slicesOf(const GPSimpleChart& chart, double sum) {
+  std::vector<Slice> slices;
+  for (const scdata& item : chart.items) {
+    Slice slice{toUtf8(item.name), item.count, item.value, {}};
+    if (sum != 0) {
+      slice.value = std::stod(digitsOf(item.value / 100.0 * sum));
+      slice.percent = item.value;
+    }
+    slices.push_back(std::move(slice));
+  }
+  return slices;
 }
 
-std::string separatedRows(const GPSimpleChart& chart, double sum, const std::string& heading,
-                          Form form) {
-  std::string text = separatedRow(form, {heading, "Count", "Value", "Percent"});
-  for (const scdata& item : chart.items)
-    text += separatedRow(form, {toUtf8(item.name), std::to_string(item.count),
-                                digitsOf(valueOf(item, sum)), fmt::format("{:.6g}", item.value)});
+std::string separatedRows(const std::vector<Slice>& slices, Form form) {
+  std::string text = separatedRow(form, {"name", "count", "value", "percent"});
+  for (const Slice& slice : slices)
+    text += separatedRow(form, {slice.name, std::to_string(slice.count), digitsOf(slice.value),
+                                slice.percent ? fmt::format("{:.6g}", *slice.percent) : ""});
   return text;
 }
 
-ordered_json jsonOf(const GPSimpleChart& chart, double sum, ordered_json about) {
+ordered_json jsonOf(const std::vector<Slice>& slices, ordered_json about) {
   ordered_json& items = about["items"] = ordered_json::array();
-  for (const scdata& item : chart.items)
-    items.push_back({{"name", toUtf8(item.name)},
-                     {"count", item.count},
-                     {"value", valueOf(item, sum)},
-                     {"percent", std::stod(digitsOf(item.value))}});
+  for (const Slice& slice : slices)
+    items.push_back(
+        {{"name", slice.name},
+         {"count", slice.count},
+         {"value", slice.value},
+         {"percent", slice.percent ? ordered_json(std::stod(digitsOf(*slice.percent))) : nullptr}});
   return about;
 }
 
-Table tableOf(const GPSimpleChart& chart, double sum, const std::string& heading,
+Table tableOf(const std::vector<Slice>& slices, const std::string& heading,
               const std::string& unit) {
   std::vector<std::vector<std::string>> rows = {{heading, "Count", unit, "Share"}};
-  for (const scdata& item : chart.items)
-    rows.push_back({toUtf8(item.name), std::to_string(item.count),
-                    fmt::format("{:.2f}", valueOf(item, sum)),
-                    fmt::format("{:.2f} %", item.value)});
+  for (const Slice& slice : slices)
+    rows.push_back({slice.name, std::to_string(slice.count), fmt::format("{:.2f}", slice.value),
+                    slice.percent ? fmt::format("{:.2f} %", *slice.percent) : ""});
   std::vector<std::size_t> widths(rows[0].size());
   for (const auto& row : rows)
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns(row[i]));
   for (auto& row : rows) {
     for (std::size_t i = 1; i < row.size(); ++i)  // numbers stand to the right
-      row[i].insert(0, widths[i] - columns(row[i]), ' ');
+      if (!row[i].empty()) row[i].insert(0, widths[i] - columns(row[i]), ' ');
     if (unit.empty()) row.erase(row.begin() + 2);
   }
   Table table(rows[0], {Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
@@ -110,19 +129,28 @@ struct Options {
   ChartForm form;
 };
 
-/// A line of name, count and value, separated by tabs. False when it is anything else.
-bool parseLine(std::string_view line, scdata& item) {
+/// Reads a line of name, count and value, separated by tabs. What is wrong with it, null for
+/// nothing.
+const char* parseLine(std::string_view line, scdata& item) {
+  constexpr const char* kForeign = "not a name, a whole number and a value, separated by tabs";
   const std::size_t first = line.find('\t');
   const std::size_t second = first == line.npos ? first : line.find('\t', first + 1);
-  if (second == line.npos) return false;
+  if (second == line.npos) return kForeign;
   item.name = fromUtf8(line.substr(0, first));
   const std::string_view count = line.substr(first + 1, second - first - 1);
   std::string_view value = line.substr(second + 1);
   if (value.ends_with('%')) value.remove_suffix(1);  // as the library prints it
   const auto counted = std::from_chars(count.begin(), count.end(), item.count);
   const auto valued = std::from_chars(value.begin(), value.end(), item.value);
-  return counted.ec == std::errc() && counted.ptr == count.end() && valued.ec == std::errc() &&
-         valued.ptr == value.end() && std::isfinite(item.value);
+  constexpr std::errc kRange = std::errc::result_out_of_range;
+  const auto isNumber = [&](const std::from_chars_result& read, std::string_view text) {
+    return (read.ec == std::errc() || read.ec == kRange) && read.ptr == text.end();
+  };
+  if (!isNumber(counted, count) || !isNumber(valued, value) || !std::isfinite(item.value))
+    return kForeign;
+  if (counted.ec == kRange) return "the count is too great for a whole number of 32 bits";
+  if (valued.ec == kRange) return "the value is too great or too small for a number of 32 bits";
+  return nullptr;
 }
 
 std::vector<scdata> readItems(const std::string& path) {
@@ -136,9 +164,8 @@ std::vector<scdata> readItems(const std::string& path) {
     ++number;
     if (line.ends_with('\r')) line.remove_suffix(1);
     if (line.empty()) continue;
-    if (!parseLine(line, items.emplace_back()))
-      throw Failure{kBadData, fmt::format("{}:{}", displayName(path), number),
-                    "not a name, a whole number and a value, separated by tabs"};
+    if (const char* fault = parseLine(line, items.emplace_back()))
+      throw Failure{kBadData, fmt::format("{}:{}", displayName(path), number), fault};
   }
   return items;
 }
@@ -162,28 +189,34 @@ void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const Context& context) {
   float sum = 0;  // as the chart adds them
   for (const scdata& item : items) sum += item.value;
-  if (sum == 0) throw Failure{kFailed, {}, "the values add up to nothing"};
+  const bool isPicture = form.form == Form::Png;
+  if (items.empty()) throw Failure{kFailed, {}, "there are no items"};
+  if (sum == 0 && isPicture) throw Failure{kFailed, {}, "the values add up to nothing"};
   const auto isFinite = [](const scdata& item) { return std::isfinite(item.value); };
 
   const Size size = parseSize(form.size);
-  const bool isPicture = form.form == Form::Png;
   GPPieChart picture(isPicture ? size.width : 1, isPicture ? size.height : 1);
   GPSimpleChart numbers;
   GPSimpleChart& chart = isPicture ? picture : numbers;
   for (const scdata& item : items) chart.feed(item);
-  chart.normalize(form.groupRest);
+  if (sum == 0) {
+    chart.merge(form.groupRest);
+  } else {
+    chart.normalize(form.groupRest);
+  }
   if (!std::isfinite(sum) || !std::ranges::all_of(chart.items, isFinite))
     throw Failure{kFailed, {}, "the values are too great"};
 
+  const std::vector<Slice> slices = slicesOf(chart, sum);
   Output output(form.output);
   if (isPicture) {
     output.write(pngOf(picture));
   } else if (form.form == Form::Json) {
-    output.write(jsonText(jsonOf(chart, sum, std::move(about))) + '\n');
+    output.write(jsonText(jsonOf(slices, std::move(about))) + '\n');
   } else if (form.form == Form::Table) {
-    tableOf(chart, sum, heading, unit).print(context, output);
+    tableOf(slices, heading, unit).print(context, output);
   } else {
-    output.write(separatedRows(chart, sum, heading, form.form));
+    output.write(separatedRows(slices, form.form));
   }
   output.finish();
   if (!isPicture || !output.isFile()) return;

@@ -23,7 +23,8 @@ void addChartForm(CLI::App& verb, ChartForm& form);
 
 /// Merges and sorts the items and gives the chart. `heading` is what the items are, `unit` what
 /// their values are measured in; `about` are the first members of the JSON document. Fails with
-/// kFailed when the values add up to nothing, and for a picture of an item below zero.
+/// kFailed when there are none, and for a picture of an item below zero or of values that add up to
+/// nothing; other forms leave the shares out then.
 void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const std::string& unit, nlohmann::ordered_json about, const ChartForm& form,
                const Context& context);
