@@ -78,6 +78,10 @@ class Cache(ToolTest):
             self.tool("cache", "get", "c.db", *self.options(section), "-o", "out")
             self.assertEqual((self.folder / "out").read_bytes(), data)
         self.assertIn("Größe 日本 🎵", self.tool("cache", "list", "c.db").out)
+        with open(self.folder / "c.db", "rb") as piped:
+            self.assertEqual(self.json("cache", "list", "-", stdin=piped), listed)
+        self.assertEqual(self.tool("cache", "list", "c.db", "--tsv").out.splitlines()[0].split(),
+                         list(listed[0]))
         self.assertEqual(self.read(), sections)
 
         def limit():  # of the memory that is written to
@@ -110,6 +114,7 @@ class Cache(ToolTest):
         key = ["--key", KEY.hex()]
         self.assert_failures([
             (1, "no such image", "cache", "get", "c.db", *key, "--variant", 1, "-o", "out"),
+            (2, "standard input cannot", "cache", "put", "-", *key, "c.db"),
             (2, "32 hexadecimal", "cache", "get", "c.db", "--key", "0g" * 16, "-o", "out"),
             (2, "--key", "cache", "put", "c.db", "empty"),
             (2, "variant", "cache", "get", "c.db", *key, "--variant", 1 << 32, "-o", "out"),

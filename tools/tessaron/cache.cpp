@@ -84,10 +84,12 @@ struct Wanted {
 
 /// Opens a cache without changing it, and holds it against others where it may be written to.
 std::unique_ptr<File> openCache(const std::string& path) {
+  if (path == "-") return memoryFile(readInput(path));
   std::error_code error;
-  std::unique_ptr<File> file = openFile(widePath(path), {.write = true}, error);
+  const std::u16string wide = widePath(path, kNoInput);
+  std::unique_ptr<File> file = openFile(wide, {.write = true}, error);
   if (error == std::errc::permission_denied || error == std::errc::read_only_file_system)
-    file = openFile(widePath(path), {}, error);
+    file = openFile(wide, {}, error);
   if (error == std::errc::resource_unavailable_try_again)
     throw Failure{kCannotCreate, path, "another process has the cache open"};
   if (!file) throw Failure{kNoInput, path, error.message()};
@@ -97,7 +99,7 @@ std::unique_ptr<File> openCache(const std::string& path) {
 /// Begins to go through a cache. Fails when the file is none.
 CacheWalk walkCache(const std::string& path, File& file) {
   CacheWalk walk(file);
-  if (!walk.isCache()) throw Failure{kBadData, path, "this is no image cache"};
+  if (!walk.isCache()) throw Failure{kBadData, displayName(path), "this is no image cache"};
   return walk;
 }
 
@@ -113,7 +115,7 @@ std::string readData(const std::string& path, File& file, const CACHESECTIONHEAD
 
 void requireWhole(const std::string& path, const CacheWalk& walk) {
   if (!walk.isWhole())
-    throw Failure{kBadData, path, "the cache is damaged: it ends inside a section"};
+    throw Failure{kBadData, displayName(path), "the cache is damaged: it ends inside a section"};
 }
 
 int get(const Options& options) {
@@ -127,7 +129,7 @@ int get(const Options& options) {
     return kDone;
   }
   requireWhole(options.file, walk);
-  throw Failure{kFailed, options.file, "no such image"};
+  throw Failure{kFailed, displayName(options.file), "no such image"};
 }
 
 struct Listed {
@@ -223,13 +225,14 @@ int list(const Options& options, const Context& context) {
       table.print(context, output);
     }
   } else {
-    output.write(separatedRow(options.form, titles));
+    output.write(separatedRow(
+        options.form, {"dataOffset", "dataSize", "primaryKey", "secondaryKey", "variant", "tag"}));
     forEach(
         [&](const Listed& listed) { output.write(separatedRow(options.form, listed.fields())); });
   }
   output.finish();
   requireWhole(options.file, walk);
-  if (count == 0) throw Failure{kFailed, options.file, "the cache is empty"};
+  if (count == 0) throw Failure{kFailed, displayName(options.file), "the cache is empty"};
   return kDone;
 }
 
@@ -305,7 +308,11 @@ void addCache(CLI::App& app, Context& context) {
   verb->require_subcommand(1);
   const auto addVerb = [&](const char* name, const char* help) {
     CLI::App* added = verb->add_subcommand(name, help);
-    added->add_option("FILE", options->file, "The cache file")->required();
+    CLI::Option* file = added->add_option("FILE", options->file, "The cache file")->required();
+    if (std::string_view(name) == "put")
+      file->check([](const std::string& path) {
+        return path == "-" ? std::string("standard input cannot be changed") : std::string();
+      });
     return added;
   };
 
