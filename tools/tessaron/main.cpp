@@ -47,6 +47,14 @@ std::vector<std::string> namesOf(const std::vector<const CLI::App*>& verbs) {
   return names;
 }
 
+/// Lets no flag take a value: "--json=false" would count as given, or not, depending on the flag.
+void refuseFlagValues(CLI::App& app) {
+  for (CLI::Option* option : app.get_options())
+    if (option->get_expected_max() == 0) option->disable_flag_override();
+  for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; }))
+    refuseFlagValues(*verb);
+}
+
 std::string inQuotes(std::string_view word) { return '"' + std::string(word) + '"'; }
 
 std::string guess(const std::string& word, const std::vector<std::string>& candidates) {
@@ -59,13 +67,16 @@ std::string guess(const std::string& word, const std::vector<std::string>& candi
 std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
   const CLI::App* chosen = &app;
   std::vector<std::string> options;
+  std::string of;
   for (;;) {
     for (const CLI::Option* option : chosen->get_options())
       for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
     const auto deeper = chosen->get_subcommands();
     if (deeper.empty() || deeper.front()->get_name().empty()) break;
     chosen = deeper.front();
+    of += (of.empty() ? "" : " ") + chosen->get_name();
   }
+  if (!of.empty()) of += ": ";
   // Groups of options count as subcommands without a name.
   const auto isVerb = [](const CLI::App* each) { return !each->get_name().empty(); };
   const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(isVerb));
@@ -73,11 +84,16 @@ std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
   const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
   const bool needsVerb = missing && !verbs.empty();
   const bool extra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-  if (!extra && !missing) return error.what();
+  const std::string reason = error.what();
+  constexpr std::string_view kFlagValue = " was given a disallowed flag override";
+  if (reason.ends_with(kFlagValue)) {
+    const std::string flag = reason.substr(0, reason.size() - kFlagValue.size());
+    return of + inQuotes((flag.size() == 1 ? "-" : "--") + flag) + " takes no value";
+  }
+  if (!extra && !missing) return reason;
 
   const auto isOption = [](const std::string& word) { return word.starts_with('-'); };
   const auto word = std::find_if_not(unknown.begin(), unknown.end(), isOption);
-  const std::string of = chosen == &app ? "" : chosen->get_name() + ": ";
   const std::string all = CLI::detail::join(verbs, ", ");
   if (needsVerb && word != unknown.end()) {
     const std::string meant = guess(*word, verbs);
@@ -115,6 +131,7 @@ int run(int argc, char** argv) {
                          addRecover, addCart, addCache, addSettings, addStats, addChart,
                          addSortForm, addSort, addCodec, addScan, addTheme})
     add(app, context);
+  refuseFlagValues(app);
 
   try {
     app.parse(argc, argv);
