@@ -38,6 +38,10 @@ if [ "$system" = Windows ]; then
   exit
 fi
 expect "$work/build/consumer"
+if ! readelf -d "$work/build/consumer" | grep -qF '[libTessaronBF.so.0.1]'; then
+  echo "the consumer needs another library than libTessaronBF.so.0.1" >&2
+  exit 1
+fi
 
 pc=$(find "$work/moved" -name tessaronbf.pc)
 export PKG_CONFIG_PATH=${pc%/*}
