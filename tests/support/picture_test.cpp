@@ -217,7 +217,7 @@ TEST(measurePicture, TellsWhatDecodingWouldGive) {
   };
   for (const auto format : {FIF_PNG, FIF_BMP, FIF_TIFF, FIF_GIF, FIF_ICO, FIF_JPEG}) {
     SCOPED_TRACE(format);
-    std::string content = makePicture(format, 256, 192);
+    std::string content = makePicture(format, 256, format == FIF_ICO ? 256 : 192);
     fipImage picture;
     tessaron::PictureMeasures measures;
     ASSERT_TRUE(loadPicture(bytesOf(content), picture));

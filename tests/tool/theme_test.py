@@ -238,6 +238,9 @@ class Theme(ToolTest):
             (65, "line 1", "theme", "pack", "x.tpk", "damaged"),
             (65, "only files", "theme", "pack", "x.tpk", "link"),
             (2, "verb", "theme"),
+            (2, '^tessaron: theme info: "--csv" is no option', "theme", "info", "good.tpk", "--csv"),
+            (66, r"no\\xE9\.tpk: .* not UTF-8", "theme", "info", os.fsdecode(b"no\xE9.tpk")),
+            (66, r"no\\xE9\.xml: .* not UTF-8", "list", "-c", os.fsdecode(b"no\xE9.xml")),
         ], untouched=[good])
 
 

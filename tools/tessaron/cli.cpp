@@ -35,6 +35,8 @@ struct Descriptor {
   }
 };
 
+bool isUtf8(const std::string& text) { return toUtf8(fromUtf8(text)) == text; }
+
 /// Writes to standard error. There is nobody to tell when that fails.
 void say(const std::string& text) {
   std::fputs(text.c_str(), stderr);
@@ -112,6 +114,8 @@ std::string readFrom(const std::string& path, bool toEdit) {
   if (toEdit) requireFile(::stat(path.c_str(), &status));
   const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (toEdit ? O_NONBLOCK : 0);
   const Descriptor file{standard ? STDIN_FILENO : ::open(path.c_str(), flags)};
+  if (file.number < 0 && errno == ENOENT && !isUtf8(path))
+    throw Failure{kNoInput, path, "the file's name is not UTF-8, and no file has it"};
   if (file.number < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
   requireFile(::fstat(file.number, &status));
 
@@ -205,9 +209,8 @@ std::string displayName(const std::string& path) { return path == "-" ? "standar
 
 std::u16string widePath(const std::string& path, ExitCode code) {
   if (path.empty()) throw Failure{code, {}, "the file's name is empty"};
-  std::u16string wide = fromUtf8(path);
-  if (toUtf8(wide) != path) throw Failure{code, path, "the file's name is not UTF-8"};
-  return wide;
+  if (!isUtf8(path)) throw Failure{code, path, "the file's name is not UTF-8"};
+  return fromUtf8(path);
 }
 
 std::string readInput(const std::string& path) { return readFrom(path, false); }

@@ -99,7 +99,9 @@ std::string printable(std::string_view text, bool keepLines) {
       out += ' ';
     } else if (c == '\r') {
       if (at >= text.size() || text[at] != '\n') out += keepLines ? '\n' : ' ';
-    } else if (steersTerminal(c) || c == 0xFFFD) {
+    } else if (c == 0xFFFD && text.substr(begin, at - begin) != "\uFFFD") {
+      for (std::size_t i = begin; i < at; ++i) out += fmt::format("\\x{:02X}", text[i] & 0xFF);
+    } else if (steersTerminal(c)) {
       out += "\uFFFD";
     } else {
       out += text.substr(begin, at - begin);
@@ -142,7 +144,9 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
     begin = end;
     const std::string_view word = withoutTrailingBlanks(part);
     const std::size_t needed = columns(word);
-    if (used > 0 && used + needed > width) endLine();
+    // A word that has to be broken anyhow begins where the line has some room left.
+    const bool isBroken = needed > width && 2 * used <= width;
+    if (used > 0 && used + needed > width && !isBroken) endLine();
     if (needed <= width) {
       line += part;
       used += columns(part);

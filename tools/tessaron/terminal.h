@@ -15,8 +15,8 @@ namespace tessaron::tool {
 std::optional<std::size_t> terminalWidth(int descriptor);
 
 /// UTF-8 text with all that could steer a terminal taken out: control characters and marks that
-/// turn the direction of writing become U+FFFD; line ends and tabs become blanks, unless
-/// `keepLines` lets the line ends stand.
+/// turn the direction of writing become U+FFFD, bytes that are no UTF-8 "\xE9"; line ends and tabs
+/// become blanks, unless `keepLines` lets the line ends stand.
 std::string printable(std::string_view text, bool keepLines = false);
 
 /// How many columns printable UTF-8 text takes: two for wide characters, none for combining ones.

@@ -39,7 +39,7 @@ struct Options {
 std::unique_ptr<File> openPackage(const std::string& path) {
   if (path == "-") return memoryFile(readInput(path));
   std::error_code error;
-  std::unique_ptr<File> file = openFile(widePath(path), {}, error);
+  std::unique_ptr<File> file = openFile(widePath(path, kNoInput), {}, error);
   if (!file) throw Failure{kNoInput, path, error.message()};
   return file;
 }
