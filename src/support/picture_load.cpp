@@ -435,7 +435,7 @@ FREE_IMAGE_FORMAT checkedFormat(Input& input, Bitmap& header) {
 }
 
 // What the header of a GIF says of one whose pixels are cut off: the screen's size, and as many
-// bits as FreeImage gives a picture with the screen's palette. A whole file has a mark at its end.
+// bits as FreeImage gives a picture with the screen's palette.
 bool measureGif(Input& input, PictureMeasures& measures) {
   Bitmap none;
   if (checkedFormat(input, none) == FIF_UNKNOWN) return false;
