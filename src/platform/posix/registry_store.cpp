@@ -194,13 +194,10 @@ class OpenedFile {
 
   int get() const { return file_; }
 
-  // Why there is no file. One in a folder that must not be looked into is a missing one.
+  // Why there is no file.
   std::int32_t code() const {
     if (error_ == ENOENT || error_ == ENOTDIR) return ERROR_FILE_NOT_FOUND;
-    if (error_ != EACCES) return ERROR_CANTOPEN;
-    const std::string folder = fs::path(path_).parent_path().string();
-    return access(folder.empty() ? "." : folder.c_str(), X_OK) == 0 ? ERROR_ACCESS_DENIED
-                                                                    : ERROR_FILE_NOT_FOUND;
+    return error_ == EACCES ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
   }
 
   // Waits. False when the deadline has passed. File systems without locks do without.
