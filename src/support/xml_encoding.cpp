@@ -41,29 +41,62 @@ constexpr std::array kWideForms = {
     WideForm{"<\0"sv, 0, 2, true},          WideForm{"\0<"sv, 0, 2, false},
 };
 
-std::string decodeUtf16(std::string_view bytes, bool little) {
-  std::u16string wide(bytes.size() / 2, 0);
-  for (std::size_t i = 0; i < wide.size(); ++i) {
-    const auto first = static_cast<unsigned char>(bytes[2 * i]);
-    const auto second = static_cast<unsigned char>(bytes[2 * i + 1]);
-    wide[i] = static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
+// Notes that the character that begins at `offset` stands for bytes that are none. One place
+// stands for a row of them.
+void addBadPlace(std::vector<std::size_t>& places, std::size_t offset, bool follows) {
+  if (!follows || places.empty()) places.push_back(offset);
+}
+
+// Decodes UTF-16. Lone surrogates and half a unit at the end become U+FFFD.
+std::string decodeUtf16(std::string_view bytes, bool little, std::vector<std::size_t>& badPlaces) {
+  const auto unitAt = [&](std::size_t at) {
+    const auto first = static_cast<unsigned char>(bytes[at]);
+    const auto second = static_cast<unsigned char>(bytes[at + 1]);
+    return static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
+  };
+  std::string text;
+  std::size_t badEnd = 0;
+  for (std::size_t at = 0; at < bytes.size(); at += 2) {
+    const bool half = at + 1 == bytes.size();
+    char32_t codePoint = half ? 0xDC00 : unitAt(at);
+    if ((codePoint & 0xFC00) == 0xD800 && at + 3 < bytes.size()) {
+      const char16_t low = unitAt(at + 2);
+      if ((low & 0xFC00) == 0xDC00) {
+        codePoint = 0x10000 + ((codePoint & 0x3FF) << 10) + (low & 0x3FFu);
+        at += 2;
+      }
+    }
+    const bool bad = codePoint >= 0xD800 && codePoint < 0xE000;
+    if (bad) addBadPlace(badPlaces, text.size(), text.size() == badEnd);
+    appendUtf8(text, codePoint);
+    if (bad) badEnd = text.size();
   }
-  return toUtf8(wide);
+  return text;
+}
+
+// Finds the U+FFFD that a conversion has put in the place of bytes without a meaning.
+void findReplacements(std::string_view text, std::vector<std::size_t>& badPlaces) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  std::size_t badEnd = 0;
+  for (std::size_t at = 0; (at = text.find(kReplacement, at)) != text.npos; badEnd = at) {
+    addBadPlace(badPlaces, at, at == badEnd);
+    at += kReplacement.size();
+  }
 }
 
 // What a declaration that is read byte by byte can name without a need to convert anything: it
 // contradicts a name of wider units.
 bool readsAsUtf8(std::string_view lowerName) {
-  constexpr std::string_view kNames[] = {"utf-8",   "utf8",     "us-ascii",       "ascii",
-                                         "utf-16",  "utf-16le", "utf-16be",       "utf16",
-                                         "unicode", "ucs-2",    "iso-10646-ucs-2"};
+  constexpr std::string_view kNames[] = {"utf-8", "utf8",    "utf-16", "utf-16le",       "utf-16be",
+                                         "utf16", "unicode", "ucs-2",  "iso-10646-ucs-2"};
   return std::find(std::begin(kNames), std::end(kNames), lowerName) != std::end(kNames);
 }
 
 // The name under which the system is asked for a character set.
 std::string_view systemName(std::string_view lowerName) {
   constexpr std::string_view kLatin1[] = {"iso-8859-1", "iso8859-1", "iso_8859-1", "latin1",
-                                          "latin-1",    "l1",        "8859_1",     "cp819"};
+                                          "latin-1",    "l1",        "8859_1",     "cp819",
+                                          "us-ascii",   "ascii"};
   const bool latin1 =
       std::find(std::begin(kLatin1), std::end(kLatin1), lowerName) != std::end(kLatin1);
   return latin1 ? "windows-1252" : lowerName;
@@ -74,6 +107,12 @@ void setFault(DecodedXml& document, Kind kind, std::size_t offset, std::string m
   document.fault.offset = offset;
   document.fault.message = std::move(message);
   locate(document.text, document.fault);
+}
+
+void setFaultAtBadPlace(DecodedXml& document, std::string_view encoding) {
+  if (document.badPlaces.empty()) return;
+  setFault(document, Kind::BadCharacter, document.badPlaces.front(),
+           "bytes that are no characters in " + std::string(encoding));
 }
 
 }  // namespace
@@ -110,10 +149,12 @@ DecodedXml decodeXml(std::string document) {
   if (decoded.marked) {
     document.erase(0, kUtf8Mark.size());
   } else if (form != kWideForms.end()) {
-    document = decodeUtf16(std::string_view(document).substr(form->mark), form->little);
+    document =
+        decodeUtf16(std::string_view(document).substr(form->mark), form->little, decoded.badPlaces);
     decoded.reencoded = true;
   }
   decoded.text = std::move(document);
+  setFaultAtBadPlace(decoded, "UTF-16");
   decoded.encodingName = findEncodingName(decoded.text);
   const std::string name = lowerCase(decoded.encodingName.of(decoded.text));
   if (name.empty() || name == "utf-8" || name == "utf8") return decoded;
@@ -130,10 +171,10 @@ DecodedXml decodeXml(std::string document) {
              "the encoding \"" + std::string(declared) + "\" is not known");
     return decoded;
   }
-  const std::string what = "bytes that are no characters in " + std::string(declared);
+  const std::string encoding(declared);  // a part of the text that is replaced
   decoded.text = text;
-  const std::size_t bad = text.find("\xEF\xBF\xBD");
-  if (bad != text.npos) setFault(decoded, Kind::BadCharacter, bad, what);
+  findReplacements(decoded.text, decoded.badPlaces);
+  setFaultAtBadPlace(decoded, encoding);
   return decoded;
 }
 

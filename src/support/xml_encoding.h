@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "support/xml.h"
 #include "support/xml_outline.h"
@@ -18,11 +20,14 @@ struct DecodedXml {
   /// None; UnknownEncoding, and `text` is the document as it came; or BadCharacter at the first
   /// bytes that are no characters of the encoding, which became U+FFFD.
   XmlFault fault;
+  /// Offsets in `text` of all such bytes, ascending. A row of them has one.
+  std::vector<std::size_t> badPlaces;
 };
 
 /// Decodes a document: by its byte-order mark; without one as UTF-16 when its first characters show
 /// that; else by the encoding that its declaration names, UTF-8 without one. Text in UTF-8 is not
-/// touched, whatever is wrong with it. Latin-1 is read as Windows-1252, as browsers do.
+/// touched, whatever is wrong with it. Latin-1 and ASCII are read as Windows-1252, as
+/// browsers do.
 DecodedXml decodeXml(std::string document);
 
 /// Where the XML declaration at the head of `text` names the encoding; empty when it does not.

@@ -55,6 +55,7 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"<?xml encoding='ISO-8859-1'?><a>\xC3\xBC\x80</a>", u"Ã¼€"},
       {"\xEF\xBB\xBF<?xml encoding='ISO-8859-1'?><a>\xC3\xBC</a>", u"ü"},
       {"<?xml encoding='utf-16'?><a>\xC3\xBC</a>", u"ü"},  // names what it cannot be
+      {"<?xml encoding='US-ASCII'?><a>\xC3\xBC\x80</a>", u"Ã¼€"},
       {"<?xml encoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
       {"\n<?XML version='encoding=' encoding='KOI8-R'?><a>\xF0\xD2\xC9</a>", u"При"},
       {"<?xml encoding='windows-1251'?><a encoding='x'>\xCF\xF0</a>", u"Пр"},
@@ -75,7 +76,11 @@ TEST(ParseXml, ReadsUtf16) {
       bytes += little ? high : low;
     }
     EXPECT_EQ(rootText(bytes), u"日本 😀");
-    EXPECT_NO_FATAL_FAILURE(rootText(bytes + "x"));  // half a unit at the end
+    TiXmlDocument document;
+    const std::string half = bytes + "x", lone = bytes.replace(bytes.size() - 10, 2, 2, '\xD8');
+    const XmlFault fault = parseXml(half, document);
+    EXPECT_EQ(std::pair(fault.kind, fault.column), std::pair(Kind::BadCharacter, xml.size()));
+    EXPECT_EQ(parseXml(lone, document).kind, Kind::BadCharacter);
   }
 }
 
