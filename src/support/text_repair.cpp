@@ -157,6 +157,9 @@ constexpr std::u16string_view kDaggers = u"\u2020\u2021";
 constexpr std::u16string_view kClosing =
     u"\u201D\u201C\u00BB\u00AB\u203A\u2039\u2122\u00AE\u00A9\u00B0\u00AA\u00BA\u00B9\u00B2\u00B3"
     u"\u2022\u00B7";
+// Signs of measures and rights, and the blank, which no word of two capitals in ã stands before.
+constexpr std::u16string_view kSignsBehindCapitals =
+    u"\u00B9\u00B2\u00B3\u00AA\u00BA\u00A9\u00AE\u00A0";
 
 bool contains(std::u16string_view set, char16_t c) { return set.find(c) != set.npos; }
 
@@ -177,6 +180,10 @@ bool readsAsRealText(std::u16string_view text, std::size_t at, std::size_t lengt
   // The leads of Western Europe's letters and signs. Six of the 15 million words in Debian's word
   // lists and dictionaries (36 languages) end in â; words in ã are written IRMÃ in capitals.
   if (lead == 0xC2 || (lead == 0xC3 && !isUpper(before))) return false;
+  // OÃ¹ is Où, and not a word of two letters with a sign behind it: IRMÃ is longer, and LÃ… and NÃ”
+  // come before what ends a sentence.
+  if (lead == 0xC3 && !isUpper(unit(at - 2)) && contains(kSignsBehindCapitals, marks.front()))
+    return false;
 
   if (after == u'\u00D7') return false;
   if (!isEitherCase(after)) return true;
