@@ -27,7 +27,7 @@ class Sort(ToolTest):
         ])
 
     def test_sorts_lines_and_keeps_their_bytes(self):
-        self.write("lines", b"\xef\xbb\xbfb\nPart 10\n\xff\npart 9\na\nPART 9\n\n\xc3\xa9\nf")
+        self.write("lines", b"\xef\xbb\xbfb\r\nPart 10\n\xff\npart 9\r\na\nPART 9\n\n\xc3\xa9\nf")
         expected = b"\na\nb\n\xc3\xa9\nf\npart 9\nPART 9\nPart 10\n\xff\n"
         for arguments in ((), ("--no-case",)):
             with open(self.folder / "sorted", "wb") as out:  # no text: it is no UTF-8

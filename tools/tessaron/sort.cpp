@@ -18,7 +18,7 @@ struct Options {
   bool noCase = false;
 };
 
-/// The lines of a file, without the byte-order mark of the first one.
+/// The lines of a file, without their ends and the byte-order mark of the first one.
 std::vector<std::string> readLines(const std::string& path) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   const std::string content = readInput(path);
@@ -27,23 +27,19 @@ std::vector<std::string> readLines(const std::string& path) {
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    lines.emplace_back(text.substr(0, end));
+    std::string_view line = text.substr(0, end);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    lines.emplace_back(line);
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return lines;
-}
-
-/// The text of a line, without the carriage return that may end it.
-std::u16string textOf(std::string_view line) {
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return fromUtf8(line);
 }
 
 int sortForms(const Options& options) {
   if (!options.option) loadSetting(u"CollationOption", _Config);
   CCollationSystem::m_nOption = options.option.value_or(_Config.CollationOption);
   for (const std::string& line : readLines(options.input)) {
-    std::u16string text = textOf(line);
+    std::u16string text = fromUtf8(line);
     if (options.titles) {
       CCollationSystem::ConvertTitle(text);
     } else {
@@ -61,7 +57,7 @@ int sort(const Options& options) {
   };
   std::vector<Line> lines;
   for (std::string& bytes : readLines(options.input))
-    lines.push_back({textOf(bytes), std::move(bytes)});
+    lines.push_back({fromUtf8(bytes), std::move(bytes)});
   std::ranges::stable_sort(lines, [&](const Line& a, const Line& b) {
     return CCollationSystem::CompareStringW(a.text.c_str(), b.text.c_str(), options.noCase) < 0;
   });
@@ -93,9 +89,8 @@ void addSort(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("sort", "Sorts lines as the library sorts texts");
   verb->footer(
       "In the order of your language, numbers by their value. Lines that are the same in this\n"
-      "respect stay as they stand. Case never counts: --no-case is what callers of the library "
-      "say,\n"
-      "and changes nothing.");
+      "respect stay as they stand; each is written with a line feed behind it. Case never counts:\n"
+      "--no-case is what callers of the library say, and changes nothing.");
   verb->add_flag("--no-case", options->noCase, "Do not regard case");
   verb->add_option("FILE", options->input, "The lines, if not from standard input");
   verb->callback([&context, options] { context.run = [options] { return sort(*options); }; });
