@@ -166,13 +166,15 @@ DecodedXml decodeXml(std::string document) {
   const std::optional<std::u16string> wide = fromCharset(systemName(name), decoded.text);
   // A name that makes something else of the declaration itself cannot be meant.
   const std::string text = wide ? toUtf8(*wide) : std::string();
-  if (findEncodingName(text).of(text) != declared) {
+  const TextRange nameInText = findEncodingName(text);
+  if (nameInText.of(text) != declared) {
     setFault(decoded, Kind::UnknownEncoding, decoded.encodingName.begin,
              "the encoding \"" + std::string(declared) + "\" is not known");
     return decoded;
   }
   const std::string encoding(declared);  // a part of the text that is replaced
   decoded.text = text;
+  decoded.encodingName = nameInText;  // may stand behind a character that has grown
   findReplacements(decoded.text, decoded.badPlaces);
   setFaultAtBadPlace(decoded, encoding);
   return decoded;

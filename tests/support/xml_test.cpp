@@ -58,6 +58,7 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"<?xml encoding='US-ASCII'?><a>\xC3\xBC\x80</a>", u"Ã¼€"},
       {"<?xml encoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
       {"\n<?XML version='encoding=' encoding='KOI8-R'?><a>\xF0\xD2\xC9</a>", u"При"},
+      {"<?xml version='\xFC' encoding='koi8-r'?><a>\xF0</a>", u"П"},
       {"<?xml encoding='windows-1251'?><a encoding='x'>\xCF\xF0</a>", u"Пр"},
       {"<?xml encoding='Shift_JIS'?><a>\x93\xFA\x96\x7B \x83\x5C</a>", u"日本 ソ"},
       {"<a/>", u""},
