@@ -60,19 +60,27 @@ std::size_t findSwallower(std::string_view text, TextRange part) {
   return npos;
 }
 
-bool isUtf8(std::string_view text) {
+// Whether a text of an unknown encoding may be UTF-8 with a few damaged bytes: invalid ones are
+// fewer than its other characters above 127, or a fiftieth of the text at most.
+bool isMostlyUtf8(std::string_view text) {
+  constexpr std::size_t kInvalidShare = 50;
+  std::size_t invalid = 0, wide = 0;
   for (std::size_t at = 0; at < text.size();) {
+    const std::size_t begin = at;
     bool wellFormed = false;
     nextUtf8(text, at, &wellFormed);
-    if (!wellFormed) return false;
+    if (!wellFormed) ++invalid;
+    if (at > begin + 1) ++wide;
   }
-  return true;
+  return invalid < wide || invalid * kInvalidShare <= text.size();
 }
 
 // Finds the whole items of a text and puts them together anew.
 class Salvager {
  public:
-  explicit Salvager(std::string_view text) : text_(text), scanner_(text), probe_(text) {}
+  // An item with one of the bad places of `document` is not whole. Keeps a reference.
+  explicit Salvager(const DecodedXml& document)
+      : document_(document), text_(document.text), scanner_(text_), probe_(text_) {}
 
   void run() {
     for (;;) {
@@ -89,7 +97,13 @@ class Salvager {
       std::size_t sound = scanner_.faultyToken();  // up to here there is no fault, if there is one
       const std::size_t swallower = findSwallowerIn(token, range, sound);
       if (swallower == npos && token != Token::Faulty && !lostRoot) {
-        if (scanner_.isItem()) take(range);
+        const bool bad = tellBadPlace(range.begin, range.end);
+        if (!scanner_.isItem()) continue;
+        if (bad) {
+          leaveOut(range);
+        } else {
+          take(range);
+        }
         continue;
       }
       if (lostRoot) {
@@ -104,6 +118,7 @@ class Salvager {
       }
       faults_.push_back({std::move(fault), sound});
       const std::size_t next = nextCandidate(range.begin, sound);
+      tellBadPlace(range.begin, std::min(next, text_.size()));
       if (next == npos) break;
       resumeAt(next);
     }
@@ -115,6 +130,10 @@ class Salvager {
   std::vector<Recovery::Fault> faults() const {
     std::vector<Recovery::Fault> out;
     for (const Pending& pending : faults_) out.push_back({pending.fault, 0});
+    for (const std::size_t place : badPlaces_) {
+      out.push_back({document_.fault, 0});
+      out.back().fault.offset = place;
+    }
     const auto offset = [](const Recovery::Fault& fault) { return fault.fault.offset; };
     std::stable_sort(out.begin(), out.end(),
                      [&](const auto& a, const auto& b) { return offset(a) < offset(b); });
@@ -140,6 +159,9 @@ class Salvager {
     }
     return out;
   }
+
+  // Whether all is as it was, except for bad places outside of the items.
+  bool isWhole() const { return faults_.empty() && !leftOut_; }
 
   // Whether `text` begins as the damaged text does.
   bool keepsHead() const { return rootTagEnd_ != 0; }
@@ -197,8 +219,9 @@ class Salvager {
   }
 
   // The root's name, if need be that of the text's last end tag.
-  std::string_view rootName() const {
-    if (!root_.empty()) return root_;
+  std::string_view rootName() const { return root_.empty() ? lastEndTag() : root_; }
+
+  std::string_view lastEndTag() const {
     const std::size_t begin = text_.rfind("</");
     if (begin == npos) return {};
     const std::string_view name = text_.substr(begin + 2);
@@ -207,7 +230,7 @@ class Salvager {
 
   void take(TextRange item) {
     const bool inItems = scanner_.version() == 4;
-    if (!hasItem_) runs_.push_back({{begin_, item.end}, isHead_, inItems, inItems});
+    if (!hasItem_) runs_.push_back({{begin_, item.end}, isHead_, startsInItems_, inItems});
     hasItem_ = true;
     runs_.back().text.end = item.end;
     runs_.back().endsInItems = inItems;
@@ -222,11 +245,31 @@ class Salvager {
     }
   }
 
+  // Tells the first bad place from `begin` to `end`, if there is one.
+  bool tellBadPlace(std::size_t begin, std::size_t end) {
+    const auto& places = document_.badPlaces;
+    const auto place = std::lower_bound(places.begin(), places.end(), begin);
+    if (place == places.end() || *place >= end) return false;
+    badPlaces_.push_back(*place);
+    return true;
+  }
+
+  // Goes on behind an item that is damaged, but not in its markup.
+  void leaveOut(TextRange item) {
+    leftOut_ = true;
+    open_ = {rootName()};
+    startsInItems_ = scanner_.version() == 4;
+    if (startsInItems_) open_.push_back("Items");
+    isHead_ = hasItem_ = false;
+    begin_ = item.end;
+  }
+
   // Reads on at the start tag of an item, as if everything around it were in order.
   void resumeAt(std::size_t item) {
     open_ = {rootName()};
     if (nameAt(item) == "Item") open_.push_back("Items");
     scanner_.resume(item, open_);
+    startsInItems_ = open_.size() == 2;
     isHead_ = hasItem_ = false;
     begin_ = item;
   }
@@ -255,18 +298,39 @@ class Salvager {
   // Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
   // item, when the fault is in one.
   std::size_t nextCandidate(std::size_t begin, std::size_t sound) {
-    std::optional<std::size_t> found;
-    if (!scanner_.isItem()) {
-      found = candidateBefore(sound, begin_, {});
-      if (found) giveBack(*found);
-    } else {
-      found = candidateBefore(sound, begin + 1, nameAt(begin));
-      // An item that is open where the items end has swallowed others, in whatever part of it.
-      const bool pastItems = scanner_.fault().kind == XmlFault::Kind::MismatchedEnd &&
-                             (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
-      if (!found && pastItems) found = candidateBefore(sound, begin + 1, {}, true);
+    const bool inItem = scanner_.isItem();
+    const std::size_t from = inItem ? begin + 1 : begin_;
+    const std::string_view item = inItem ? nameAt(begin) : std::string_view();
+    std::optional<std::size_t> found = candidateBefore(sound, from, item);
+    // What is open where the items end has swallowed others, in whatever part of it. At the end of
+    // the text it may be open because the rest is missing.
+    const XmlFault::Kind kind = scanner_.fault().kind;
+    const bool pastItems = kind == XmlFault::Kind::MismatchedEnd &&
+                           (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
+    if (!found && pastItems) {
+      found = candidateBefore(sound, from, {}, true);
+    } else if (!found && kind == XmlFault::Kind::UnexpectedEnd) {
+      found = candidateBefore(sound, from, item, true);
+    }
+    if (found && !inItem) {
+      giveBack(*found);
+      if (items_.empty()) loseRoot(*found);
     }
     return found ? *found : nextItemTag(std::max(sound, isHead_ ? 0 : begin_ + 1));
+  }
+
+  // The root is none when one that is not closed holds another, which its end tag names.
+  void loseRoot(std::size_t item) {
+    const std::string_view last = lastEndTag();
+    if (root_.empty() || root_ == last || last.empty()) return;
+    if (findTag(last, rootTagEnd_) >= item) return;
+    root_ = {};
+    rootTagEnd_ = 0;
+  }
+
+  std::size_t findTag(std::string_view name, std::size_t at) const {
+    while ((at = text_.find(name, at)) != npos && text_[at - 1] != '<') ++at;
+    return at;
   }
 
   bool isEndTag(std::size_t at, std::string_view name) const {
@@ -277,16 +341,20 @@ class Salvager {
   // In the text without a fault from `begin_` to `end`: the first item behind `from` whose parent
   // is not closed there. An element that was closed has been judged as a whole, but one that stays
   // open has lost its end, and what follows it only seems to stand in it. `item` is the name of the
-  // faulty item. With `closed` items in closed elements count, too.
+  // faulty item. With `closed` those in closed elements count, too: in any part of what is open
+  // below the root, in a second root, or anywhere when there is no item yet.
   std::optional<std::size_t> candidateBefore(std::size_t end, std::size_t from,
                                              std::string_view item, bool closed = false) {
     struct Open {
       std::string_view name;
       std::size_t candidates;  // how many there were when it was opened
+      std::size_t begin;
     };
     std::vector<Open> open;
-    for (const std::string_view name : open_) open.push_back({name, 0});
+    for (const std::string_view name : open_) open.push_back({name, 0, npos});
     std::vector<std::size_t> candidates;
+    bool isFirst = true;
+    std::size_t inRoot = npos;  // how many candidates there were at a second root
     probe_.resume(begin_, open_);
     while (probe_.end() < end) {
       const Token token = probe_.next();
@@ -296,21 +364,33 @@ class Salvager {
         open.pop_back();
       } else if (token == Token::Start || token == Token::Empty) {
         const std::string_view parent = open.empty() ? std::string_view() : open.back().name;
-        if (probe_.begin() >= from && isPlausible(item, parent, probe_.name()) &&
-            !isTaken(probe_.begin())) {
+        const bool inside = probe_.begin() >= from;
+        // An item that begins with the items was not one.
+        if (inside && std::exchange(isFirst, false) && probe_.name() == "Items") item = {};
+        if (closed && inside && !open.empty() && probe_.name() == rootName()) {
+          inRoot = std::min(inRoot, candidates.size());
+          item = {};
+        }
+        if (inside && isPlausible(item, parent, probe_.name()) && !isTaken(probe_.begin())) {
           candidates.push_back(probe_.begin());
         }
-        if (token == Token::Start) open.push_back({probe_.name(), candidates.size()});
+        if (token == Token::Start)
+          open.push_back({probe_.name(), candidates.size(), probe_.begin()});
       }
     }
-    if (candidates.empty()) return std::nullopt;
-    return candidates.front();
+    std::size_t first = 0;
+    if (closed && !scanner_.isItem() && !items_.empty()) {
+      first = std::min(inRoot, open.size() > 1 ? open[1].candidates : npos);
+    }
+    // A root without an end is no item.
+    if (first < candidates.size() && !open.empty() && candidates[first] == open[0].begin) ++first;
+    if (first >= candidates.size()) return std::nullopt;
+    return candidates[first];
   }
 
   // Whether an element in a faulty item, or outside of all items, can be an item of its own.
   static bool isPlausible(std::string_view item, std::string_view parent, std::string_view name) {
-    if (item == "Item") return name == "Item" && parent != "Items";
-    if (item == "Details") return name == "Details" || (name == "Item" && parent == "Items");
+    if (item == "Item" && name == "Item") return parent != "Items";
     return name == "Item" || name == "Details";
   }
 
@@ -335,19 +415,23 @@ class Salvager {
     return npos;
   }
 
+  const DecodedXml& document_;
   std::string_view text_;
   ItemScanner scanner_;
   XmlScanner probe_;
   std::array<TokenSearch, kSections.size()> sectionEnds_;
   std::string_view root_;
   std::size_t rootTagEnd_ = 0;
+  bool leftOut_ = false;  // an item with a bad place
   std::vector<TextRange> items_;
   std::vector<Run> runs_;
   std::vector<Pending> faults_;
+  std::vector<std::size_t> badPlaces_;
   std::size_t settled_ = 0;  // how many faults have their final place
   // The current run:
   bool isHead_ = true;
   bool hasItem_ = false;
+  bool startsInItems_ = false;
   std::size_t begin_ = 0;
   std::vector<std::string_view> open_;  // elements that are open at its begin
 };
@@ -359,22 +443,21 @@ Recovery recover(std::string_view damaged) {
   Recovery recovery;
   const bool unknown = document.fault.kind == XmlFault::Kind::UnknownEncoding;
   // The name of an encoding may be damaged like anything else.
-  if (unknown && !isUtf8(document.text)) {
+  if (unknown && !isMostlyUtf8(document.text)) {
     recovery.text = Collection().text();
     recovery.faults.push_back({document.fault, 0});
     return recovery;
   }
-  Salvager salvager(document.text);
+  Salvager salvager(document);
   salvager.run();
   recovery.items = salvager.items();
   recovery.faults = salvager.faults();
-  const bool whole = recovery.faults.empty();
-  if (document.fault) {
-    recovery.faults.insert(recovery.faults.begin(), {document.fault, recovery.items});
-  } else if (whole) {
+  if (unknown) recovery.faults.insert(recovery.faults.begin(), {document.fault, recovery.items});
+  if (recovery.faults.empty()) {
     recovery.text = damaged;
     return recovery;
   }
+  const bool whole = salvager.isWhole();
   recovery.text = whole ? document.text : salvager.text();
   if (recovery.items == 0) {
     recovery.text = Collection().text();

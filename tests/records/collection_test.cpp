@@ -499,23 +499,36 @@ TEST(Recover, SavesTheItemsBeforeAnyCut) {
 
 namespace {
 
-// A collection with much in its items that damage can make run on into the next one.
-std::string shelf(std::size_t count, std::vector<std::string>& items) {
-  std::string text = "<?xml version=\"1.0\"?>\n<R a=\"b\"><!-- mine --><Items>\n";
+// A collection with much in its items that damage can make run on into the next one. The first
+// `older` items are of the older dialect.
+std::string shelf(std::size_t count, std::size_t older, const std::string& encoding,
+                  std::vector<std::string>& items) {
+  std::string text = "<?xml version=\"1.0\"" + encoding + "?>\n<R a=\"b\"><!-- mine -->";
   for (std::size_t i = 0; i < count; ++i) {
-    const std::string id = std::to_string(i);
-    items.push_back("<Item icon=\"1\" shelf='" + id + "'><ASIN>A" + id +
-                    "</ASIN><!-- n --><Notes><![CDATA[ <Item> ]]>it's \"n\"</Notes>"
-                    "<Items><Item><ASIN>no</ASIN></Item></Items></Item>");
+    if (i == older) text += "<Items>\n";
+    const std::string id = std::to_string(i), tag = i < older ? "Details" : "Item";
+    const std::string key = i < older ? "Asin>" : "ASIN>";
+    items.push_back('<' + tag + " icon=\"1\" shelf='" + id + "'><" + key + 'A' + id + "</" + key +
+                    "<!-- n --><Notes><![CDATA[ <Item> ]]>it's \"n\"</Notes>"
+                    "<Items><Item><ASIN>no</ASIN></Item></Items></" +
+                    tag + '>');
     text += items.back() + "\n<!-- <Item/> -->";
   }
-  return text + "</Items></R>";
+  return text + (older < count ? "</Items></R>" : "</R>");
 }
 
-// Overwrites, deletes or inserts some bytes. Returns where, in the text as it was.
+// Overwrites, deletes or inserts some bytes, or a tag. Returns where, in the text as it was.
 tessaron::TextRange damage(std::string& text, Dice& dice) {
   static const std::string kBytes("<>/!-[]\"'=&#;x \n\xFF\0Item", 22);
+  static const char* const kTags[] = {"<Item>",     "</Item>", "<Items>", "</Items>", "<Details>",
+                                      "</Details>", "<R>",     "</R>",    "<x>"};
   const std::size_t at = dice.below(text.size()), size = dice.below(9);
+  if (dice.oneIn(3)) {
+    // Mostly in front of another tag.
+    const std::size_t tag = dice.oneIn(4) ? at : std::min(text.find('<', at), text.size());
+    text.insert(tag, kTags[dice.below(std::size(kTags))]);
+    return {tag, tag};
+  }
   const std::size_t gone = dice.oneIn(3) ? 0 : std::min(size, text.size() - at);
   std::string fresh;
   if (!dice.oneIn(3)) {
@@ -532,7 +545,8 @@ TEST(Recover, LosesNoWholeItemInRandomDamage) {
     SCOPED_TRACE(seed);
     Dice dice(seed);
     std::vector<std::string> items;
-    std::string text = shelf(6, items);
+    static const char* const kEncodings[] = {"", " encoding=\"UTF-8\"", " encoding='Shift_JIS'"};
+    std::string text = shelf(6, dice.below(7), kEncodings[dice.below(3)], items);
     for (std::size_t n = 1 + dice.below(3); n > 0; --n) damage(text, dice);
     const Recovery recovery = tessaron::recover(text);
     const Collection saved = parsed(recovery.text);
@@ -540,7 +554,8 @@ TEST(Recover, LosesNoWholeItemInRandomDamage) {
     for (std::size_t i = 0; i < items.size(); ++i) {
       const bool intact = text.find(items[i]) != text.npos;
       const std::size_t index = saved.find(utf82wchar("A" + std::to_string(i)));
-      ASSERT_TRUE(!intact || index != Collection::npos) << i << " of\n" << testing::PrintToString(text);
+      ASSERT_TRUE(!intact || index != Collection::npos) << i << " of\n"
+                                                        << testing::PrintToString(text);
     }
     for (const Recovery::Fault& found : recovery.faults) {
       ASSERT_LE(found.fault.offset, text.size());
@@ -571,7 +586,25 @@ TEST(Recover, TellsEveryFaultAndGoesOn) {
       {"<?xml encoding='UTF-\b'?><R><Items><Item>1</Item></Items></R>",
        "<?xml encoding='UTF-8'?><R><Items><Item>1</Item></Items></R>",
        {{1, 17, 1}}},
-      {"<?xml encoding='no'?><R>\xE9<Items><Item/></Items></R>", Collection().text(), {{1, 17, 0}}},
+      {"<?xml encoding='no'?><R>\xE9<Items><Item/></Items></R>",
+       "<?xml encoding='UTF-8'?><R>\xE9<Items><Item/></Items></R>",
+       {{1, 17, 1}}},
+      {"<?xml encoding='no'?><R>\xF0\xD2\xC9<Items><Item/></Items></R>",
+       Collection().text(),
+       {{1, 17, 0}}},
+      {"<?xml encoding='Shift_JIS'?><R><Items><Item>1</Item>\n<Item>\x81 </Item><Item>3</Item>\n"
+       "<Item>\xFF</Item><Item>5</Item></Items><!--\x81 --></R>",
+       "<?xml "
+       "encoding='UTF-8'?><R><Items><Item>1</Item>\n<Item>3</Item>\n<Item>5</Item></Items></R>",
+       {{2, 7, 2}, {3, 7, 1}, {3, 41, 0}}},
+      {"<?xml?><Details><R><Items><Item>1</Item><Item>2</Item></Items></R>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><PriceTracker>\n<Items>"
+       "<Item>1</Item><Item>2</Item></Items></PriceTracker>",
+       {{1, 27, 2}}},
+      {"<?x<Details>ml?><R><Items><Item>1</Item></Items></R>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><PriceTracker>\n<Items>"
+       "<Item>1</Item></Items></PriceTracker>",
+       {{1, 1, 1}, {1, 27, 1}}},
   };
   for (const auto& [damaged, text, faults] : rows) {
     const Recovery recovery = tessaron::recover(damaged);
