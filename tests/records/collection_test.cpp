@@ -517,17 +517,17 @@ std::string shelf(std::size_t count, std::size_t older, const std::string& encod
   return text + (older < count ? "</Items></R>" : "</R>");
 }
 
-// Overwrites, deletes or inserts some bytes, or a tag. Returns where, in the text as it was.
-tessaron::TextRange damage(std::string& text, Dice& dice) {
+// Overwrites, deletes or inserts some bytes, or inserts a tag.
+void damage(std::string& text, Dice& dice) {
   static const std::string kBytes("<>/!-[]\"'=&#;x \n\xFF\0Item", 22);
   static const char* const kTags[] = {"<Item>",     "</Item>", "<Items>", "</Items>", "<Details>",
                                       "</Details>", "<R>",     "</R>",    "<x>"};
   const std::size_t at = dice.below(text.size()), size = dice.below(9);
   if (dice.oneIn(3)) {
     // Mostly in front of another tag.
-    const std::size_t tag = dice.oneIn(4) ? at : std::min(text.find('<', at), text.size());
-    text.insert(tag, kTags[dice.below(std::size(kTags))]);
-    return {tag, tag};
+    text.insert(dice.oneIn(4) ? at : std::min(text.find('<', at), text.size()),
+                kTags[dice.below(std::size(kTags))]);
+    return;
   }
   const std::size_t gone = dice.oneIn(3) ? 0 : std::min(size, text.size() - at);
   std::string fresh;
@@ -535,7 +535,6 @@ tessaron::TextRange damage(std::string& text, Dice& dice) {
     for (std::size_t i = 0; i < size; ++i) fresh += kBytes[dice.below(kBytes.size())];
   }
   text.replace(at, gone, fresh);
-  return {at, at + gone};
 }
 
 }  // namespace
