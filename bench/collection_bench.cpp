@@ -24,7 +24,7 @@
 #include "sample_collection.h"
 #include "support/files.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

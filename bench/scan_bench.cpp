@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "report.h"
-#include "support/jpeg_scale.h"
+#include "support/pictures/jpeg_scale.h"
 
 namespace {
 

@@ -16,7 +16,8 @@ if(NOT WIN32)
 endif()
 install(FILES ${PROJECT_BINARY_DIR}/generated/tessaron_export.h
         DESTINATION ${TESSARON_INCLUDE_DIR})
-foreach(folder IN ITEMS support platform mediainfo records settings themes graphics)
+foreach(folder IN ITEMS platform support support/xml support/pictures mediainfo records catalogue
+                       graphics themes settings)
   file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.h)
   list(FILTER headers EXCLUDE REGEX "_internal\\.h$")
   install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/${folder})

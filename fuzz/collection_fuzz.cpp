@@ -1,6 +1,6 @@
+#include "catalogue/collection.h"
+#include "catalogue/recovery.h"
 #include "fuzz.h"
-#include "records/collection.h"
-#include "records/recovery.h"
 
 using tessaron::Collection;
 using tessaron::ImportCounts;

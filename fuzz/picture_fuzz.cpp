@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "fuzz.h"
-#include "support/jpeg_scale.h"
-#include "support/picture_load.h"
+#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/loading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::filesystem::path path =

@@ -1,7 +1,7 @@
 #include "fuzz.h"
 #include "records/record_set.h"
 #include "records/shopping_cart.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

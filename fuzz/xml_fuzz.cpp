@@ -1,7 +1,7 @@
 #include "fuzz.h"
-#include "support/xml.h"
-#include "support/xml_encoding.h"
-#include "support/xml_scanner.h"
+#include "support/xml/encoding.h"
+#include "support/xml/scanner.h"
+#include "support/xml/xml.h"
 
 using tessaron::XmlFault;
 using tessaron::XmlScanner;

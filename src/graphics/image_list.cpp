@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <string_view>
 
-#include "graphics/icon_file.h"
 #include "graphics/image_list_internal.h"
 #include "platform/text.h"
-#include "support/picture_load.h"
+#include "support/pictures/icon_file.h"
+#include "support/pictures/loading.h"
 
 using tessaron::Transparency;
 

@@ -16,10 +16,10 @@
 #include "platform/file.h"
 #include "platform/system.h"
 #include "platform/text.h"
-#include "support/jpeg_scale.h"
-#include "support/picture_load.h"
+#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/loading.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "platform/directory.h"
 #include "platform/system.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 CFolderInfo::CFolderInfo() = default;
 CFolderInfo::CFolderInfo(const CFolderInfo&) = default;

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace tessaron {
 namespace {

@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "support/xml_scanner.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 

@@ -9,7 +9,7 @@
 #include "records/record.h"
 #include "records/record_tables.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "records/item_scanner.h"
 #include "records/item_walk.h"
 #include "support/files.h"
-#include "support/xml.h"
-#include "support/xml_encoding.h"
-#include "support/xml_outline.h"
+#include "support/xml/encoding.h"
+#include "support/xml/outline.h"
+#include "support/xml/xml.h"
 
 CRecordSet::CRecordSet() = default;
 CRecordSet::CRecordSet(const CRecordSet&) = default;

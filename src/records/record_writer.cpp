@@ -5,7 +5,7 @@
 #include "records/field_text.h"
 #include "records/record.h"
 #include "records/record_tables.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "support/files.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 CSimpleRecord::CSimpleRecord() = default;
 CSimpleRecord::CSimpleRecord(const CSimpleRecord&) = default;

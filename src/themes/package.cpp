@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "themes/package_reader_internal.h"
 
 CPackage::CPackage() : index(new TiXmlDocument), mainDocument(new TiXmlDocument) {}

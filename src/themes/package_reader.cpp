@@ -8,7 +8,7 @@
 #include "platform/text.h"
 #include "support/byte_reader.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "support/zlib.h"
 #include "themes/file_names.h"
 #include "themes/package_reader_internal.h"

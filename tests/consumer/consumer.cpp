@@ -2,7 +2,7 @@
 #include <tessaron/mediainfo/picture_metadata.h>
 #include <tessaron/records/record_set.h>
 #include <tessaron/support/text.h>
-#include <tessaron/support/xml.h>
+#include <tessaron/support/xml/xml.h>
 
 #include <cstdio>
 #include <filesystem>

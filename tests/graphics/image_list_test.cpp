@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "graphics/icon_file.h"
 #include "platform/picture.h"
 #include "settings/config.h"
+#include "support/pictures/icon_file.h"
 #include "temporary_folder.h"
 
 namespace {

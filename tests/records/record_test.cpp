@@ -10,7 +10,7 @@
 #include "records/shopping_cart.h"
 #include "support/dos_date.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "records/record_set.h"
 #include "support/record_samples.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "support/bytes.h"
-#include "support/jpeg_scale.h"
-#include "support/picture_load.h"
 #include "support/picture_samples.h"
+#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/loading.h"
 #include "support/tiff_builder.h"
 #include "temporary_folder.h"
 

@@ -1,4 +1,4 @@
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "support/text.h"
-#include "support/xml_scanner.h"
+#include "support/xml/scanner.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "support/package_samples.h"
 #include "support/text.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "temporary_folder.h"
 #include "themes/package_writer.h"
 #include "themes/theme_manager.h"

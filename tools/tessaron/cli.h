@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "records/collection.h"
+#include "catalogue/collection.h"
 
 namespace CLI {
 class App;
@@ -121,7 +121,8 @@ enum class EditMode {
 };
 
 /// Reads, changes and replaces a collection while no other edit of it can come between. Fails with
-/// kNoInput for what is no regular file. Nothing is written when `change` leaves the collection as it was, or throws.
+/// kNoInput for what is no regular file. Nothing is written when `change` leaves the collection as
+/// it was, or throws.
 void editCollection(const std::string& path, EditMode mode,
                     const std::function<void(Collection&)>& change);
 

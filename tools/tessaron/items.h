@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "records/collection.h"
+#include "catalogue/collection.h"
 
 namespace CLI {
 class App;

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "records/recovery.h"
+#include "catalogue/recovery.h"
 #include "verbs.h"
 
 namespace tessaron::tool {

@@ -19,7 +19,7 @@
 #include "platform/text.h"
 #include "support/text.h"
 #include "support/units.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "terminal.h"
 #include "thumbnails.h"
 #include "verbs.h"

@@ -1,4 +1,4 @@
-#include "records/collection.h"
+#include "catalogue/collection.h"
 
 #include <gtest/gtest.h>
 
@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/recovery.h"
 #include "records/record_set.h"
 #include "records/record_tables.h"
-#include "records/recovery.h"
 #include "support/text.h"
-#include "support/xml_outline.h"
+#include "support/xml/outline.h"
 
 using namespace std::string_literals;
 using tessaron::Collection;

@@ -1,8 +1,8 @@
-#include "support/xml_outline.h"
+#include "support/xml/outline.h"
 
 #include <algorithm>
 
-#include "support/xml_scanner.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {

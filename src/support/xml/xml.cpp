@@ -1,4 +1,4 @@
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,8 @@
 
 #include "platform/system.h"
 #include "support/text.h"
-#include "support/xml_encoding.h"
-#include "support/xml_scanner.h"
+#include "support/xml/encoding.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {

@@ -1,4 +1,4 @@
-#include "graphics/icon_file.h"
+#include "support/pictures/icon_file.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "support/byte_reader.h"
-#include "support/picture_load.h"
+#include "support/pictures/loading.h"
 
 namespace tessaron {
 namespace {

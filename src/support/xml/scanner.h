@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "support/xml.h"
+#include "support/xml/xml.h"
 
 namespace tessaron {
 

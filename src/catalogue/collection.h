@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "records/record.h"
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "tessaron_export.h"
 
 namespace tessaron {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "support/xml.h"
+#include "support/xml/xml.h"
 #include "tessaron_export.h"
 
 namespace tessaron {

@@ -1,4 +1,4 @@
-#include "support/jpeg_scale.h"
+#include "support/pictures/jpeg_scale.h"
 
 // jpeglib.h needs these before it.
 #include <jerror.h>
@@ -15,7 +15,7 @@
 #include <system_error>
 
 #include "platform/file.h"
-#include "support/picture_load.h"
+#include "support/pictures/loading.h"
 
 namespace {
 

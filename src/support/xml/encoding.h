@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "support/xml.h"
-#include "support/xml_outline.h"
+#include "support/xml/outline.h"
+#include "support/xml/xml.h"
 
 namespace tessaron {
 

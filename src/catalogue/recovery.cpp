@@ -1,4 +1,4 @@
-#include "records/recovery.h"
+#include "catalogue/recovery.h"
 
 #include <algorithm>
 #include <array>
@@ -6,12 +6,12 @@
 #include <optional>
 #include <utility>
 
-#include "records/collection.h"
+#include "catalogue/collection.h"
 #include "records/item_scanner.h"
 #include "support/text.h"
-#include "support/xml_encoding.h"
-#include "support/xml_outline.h"
-#include "support/xml_scanner.h"
+#include "support/xml/encoding.h"
+#include "support/xml/outline.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {

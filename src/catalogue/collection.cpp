@@ -1,17 +1,17 @@
-#include "records/collection.h"
+#include "catalogue/collection.h"
 
 #include <algorithm>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 
-#include "records/item_merge.h"
+#include "catalogue/item_merge.h"
 #include "records/item_scanner.h"
 #include "records/record_set.h"
 #include "support/text.h"
-#include "support/xml_encoding.h"
-#include "support/xml_outline.h"
-#include "support/xml_scanner.h"
+#include "support/xml/encoding.h"
+#include "support/xml/outline.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "platform/picture.h"
-#include "support/picture_load.h"
+#include "support/pictures/loading.h"
 #include "tessaron_export.h"
 
 /// Decodes a JPEG file straight to the largest of its full, half, quarter and eighth size that fits

@@ -1,4 +1,4 @@
-#include "support/picture_load.h"
+#include "support/pictures/loading.h"
 
 #include <tiffio.h>
 
@@ -14,8 +14,8 @@
 #include <system_error>
 #include <vector>
 
-#include "support/bitmap_file.h"
 #include "support/byte_reader.h"
+#include "support/pictures/bitmap_file.h"
 
 namespace tessaron {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/xml_encoding.h"
+#include "support/xml/encoding.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 
 #include "platform/text.h"
 #include "support/text.h"
-#include "support/xml_scanner.h"
+#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {

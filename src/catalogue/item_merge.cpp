@@ -1,10 +1,10 @@
-#include "records/item_merge.h"
+#include "catalogue/item_merge.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "records/record_tables.h"
-#include "support/xml_outline.h"
+#include "support/xml/outline.h"
 
 namespace tessaron {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/bitmap_file.h"
+#include "support/pictures/bitmap_file.h"
 
 #include <algorithm>
 #include <limits>

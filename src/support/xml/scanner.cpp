@@ -1,4 +1,4 @@
-#include "support/xml_scanner.h"
+#include "support/xml/scanner.h"
 
 #include <algorithm>
 #include <array>
