@@ -1,8 +1,8 @@
-#include "catalogue/collection.h"
 #include "catalogue/recovery.h"
 #include "fuzz.h"
+#include "support/edited_collection.h"
 
-using tessaron::Collection;
+using Collection = tessaron::EditedCollection;
 using tessaron::ImportCounts;
 
 namespace {

@@ -3,13 +3,13 @@
 #include "support/xml/scanner.h"
 #include "support/xml/xml.h"
 
-using tessaron::XmlFault;
+using tessaron::XmlError;
 using tessaron::XmlScanner;
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string text = asText(data, size);
   TiXmlDocument document;
-  const XmlFault fault = tessaron::parseXml(text, document);
+  const XmlError fault = tessaron::parseXml(text, document);
 
   const tessaron::DecodedXml decoded = tessaron::decodeXml(std::move(text));
   CHECK(!decoded.fault || decoded.fault.offset <= decoded.text.size());
@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(static_cast<bool>(fault) == (piece == XmlScanner::Piece::Faulty));
   CHECK(fault || !document.Error());
   CHECK(!fault || (fault.offset <= text.size() && fault.line > 0 && fault.column > 0));
-  CHECK(fault.kind != XmlFault::Kind::TooDeep || document.NoChildren());
+  CHECK(fault.kind != XmlError::Kind::TooDeep || document.NoChildren());
   if (fault) return 0;
 
   // What is printed is read again, and prints as it did.

@@ -1,23 +1,26 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "records/record.h"
+#include "tessaron_export.h"
+
 namespace tessaron {
 
-// All texts are one element without a fault.
+/// The text of an item that holds what `record` holds, when the one at hand holds `known`, which
+/// was read from it. Only what differs is replaced, inserted or deleted; all other bytes stay, and
+/// with them everything that a record does not carry (further offers, folders, unknown elements and
+/// attributes, comments). An item in the older dialect becomes an "Item". Nothing when the item
+/// holds `record` already. Fields whose flag is false are left out.
+TESSARON_API std::optional<std::string> updateItem(std::string_view item, int version,
+                                                   const CRecord& known, const CRecord& record);
 
-/// Brings the text of an "Item" up to date by a three-way merge. `base` is what the writer makes of
-/// the record that is read from `item`, `next` what it makes of the wanted record. Only what
-/// differs between these two is replaced, inserted or deleted; all other bytes of `item` stay.
-std::string mergeItem(std::string_view item, std::string_view base, std::string_view next);
+/// The text of a new item. Fields whose flag is false are left out.
+TESSARON_API std::string itemText(CRecord record);
 
-/// An "Item" without the values that stand in `base` or `next`; what a record does not carry is
-/// left.
-std::string stripItem(std::string_view item, std::string_view base, std::string_view next);
-
-/// An "Item" with that of a "Details" which the record does not carry, or which both dialects have
-/// in common.
-std::string detailsToItem(std::string_view details);
+/// The record that the text of an item gives.
+TESSARON_API CRecord recordOf(std::string_view item);
 
 }  // namespace tessaron

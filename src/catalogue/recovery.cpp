@@ -6,17 +6,16 @@
 #include <optional>
 #include <utility>
 
-#include "catalogue/collection.h"
-#include "records/item_scanner.h"
+#include "catalogue/edit.h"
+#include "records/item_rule.h"
 #include "support/text.h"
 #include "support/xml/encoding.h"
-#include "support/xml/outline.h"
 #include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {
 
-using Token = XmlScanner::Piece;
+using Token = XmlScanner::Token;
 
 constexpr std::size_t npos = std::string_view::npos;
 
@@ -75,6 +74,45 @@ bool isMostlyUtf8(std::string_view text) {
   return invalid < wide || invalid * kInvalidShare <= text.size();
 }
 
+// Walks over a text as XmlScanner does, but takes an item in one step.
+class ItemScanner {
+ public:
+  explicit ItemScanner(std::string_view text) : scanner_(text) {}
+
+  // See XmlScanner::resume. Where the root's "Items" is open, an "Item" is an item.
+  void resume(std::size_t at, const std::vector<std::string_view>& open) {
+    scanner_.resume(at, open);
+    rule_.resume(open.size() == 2 && open.back() == "Items");
+  }
+
+  Token next() {
+    Token token = scanner_.next();
+    begin_ = scanner_.begin();
+    version_ = rule_.versionAt(scanner_, token);
+    if (version_ == 0) rule_.pass(scanner_, token);
+    if (version_ == 0 || token == Token::Empty) return token;
+    const std::size_t parents = scanner_.depth() - 1;
+    while (scanner_.depth() > parents && token != Token::Error) token = scanner_.next();
+    return token;
+  }
+
+  // Whether an item was taken. It may have ended in an error.
+  bool isItem() const { return version_ != 0; }
+  int version() const { return version_; }
+  std::size_t begin() const { return begin_; }
+  std::size_t end() const { return scanner_.end(); }  // of a broken item: the place of the error
+  std::string_view name() const { return scanner_.name(); }
+  std::size_t depth() const { return scanner_.depth(); }
+  const XmlError& error() const { return scanner_.error(); }
+  std::size_t errorToken() const { return scanner_.errorToken(); }
+
+ private:
+  XmlScanner scanner_;
+  ItemRule rule_;
+  std::size_t begin_ = 0;
+  int version_ = 0;
+};
+
 // Finds the whole items of a text and puts them together anew.
 class Salvager {
  public:
@@ -93,10 +131,10 @@ class Salvager {
         rootTagEnd_ = scanner_.end();
       }
       const TextRange range{scanner_.begin(), scanner_.end()};
-      XmlFault fault = scanner_.fault();
-      std::size_t sound = scanner_.faultyToken();  // up to here there is no fault, if there is one
+      XmlError fault = scanner_.error();
+      std::size_t sound = scanner_.errorToken();  // up to here there is no fault, if there is one
       const std::size_t swallower = findSwallowerIn(token, range, sound);
-      if (swallower == npos && token != Token::Faulty && !lostRoot) {
+      if (swallower == npos && token != Token::Error && !lostRoot) {
         const bool bad = tellBadPlace(range.begin, range.end);
         if (!scanner_.isItem()) continue;
         if (bad) {
@@ -108,11 +146,11 @@ class Salvager {
       }
       if (lostRoot) {
         sound = fault.offset = range.begin;
-        fault.kind = XmlFault::Kind::BadTag;
+        fault.kind = XmlError::Kind::BadTag;
         fault.message = "\"Items\" without an element around it";
       } else if (swallower != npos) {
         sound = swallower;
-        fault.kind = XmlFault::Kind::UnexpectedEnd;
+        fault.kind = XmlError::Kind::UnexpectedEnd;
         fault.offset = sound;
         fault.message = "markup that runs on into an item, because its own end is damaged";
       }
@@ -131,7 +169,7 @@ class Salvager {
     std::vector<Recovery::Fault> out;
     for (const Pending& pending : faults_) out.push_back({pending.fault, 0});
     for (const std::size_t place : badPlaces_) {
-      out.push_back({document_.fault, 0});
+      out.push_back({document_.error, 0});
       out.back().fault.offset = place;
     }
     const auto offset = [](const Recovery::Fault& fault) { return fault.fault.offset; };
@@ -179,7 +217,7 @@ class Salvager {
     } else if (keepsHead()) {
       out = text_.substr(0, rootTagEnd_);
     } else {
-      const std::string frame = Collection().text();
+      const std::string frame = emptyCollection();
       out = frame.substr(0, frame.find("<Items"));
       root = "PriceTracker";
     }
@@ -196,7 +234,7 @@ class Salvager {
 
  private:
   struct Pending {
-    XmlFault fault;
+    XmlError fault;
     std::size_t token;  // where the token with the fault begins
   };
   // Text without a fault, from its first item (or the head of the text) to the end of its last one.
@@ -210,7 +248,7 @@ class Salvager {
   // As `findSwallower`, for what the scanner has come upon.
   std::size_t findSwallowerIn(Token token, TextRange range, std::size_t sound) const {
     if (scanner_.isItem()) {
-      if (token == Token::Faulty) range.end = sound;
+      if (token == Token::Error) range.end = sound;
       return findSwallower(text_, range);
     }
     if (token == Token::Comment || token == Token::CData) return findSwallower(text_, range);
@@ -304,12 +342,12 @@ class Salvager {
     std::optional<std::size_t> found = candidateBefore(sound, from, item);
     // What is open where the items end has swallowed others, in whatever part of it. At the end of
     // the text it may be open because the rest is missing.
-    const XmlFault::Kind kind = scanner_.fault().kind;
-    const bool pastItems = kind == XmlFault::Kind::MismatchedEnd &&
+    const XmlError::Kind kind = scanner_.error().kind;
+    const bool pastItems = kind == XmlError::Kind::MismatchedEnd &&
                            (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
     if (!found && pastItems) {
       found = candidateBefore(sound, from, {}, true);
-    } else if (!found && kind == XmlFault::Kind::UnexpectedEnd) {
+    } else if (!found && kind == XmlError::Kind::UnexpectedEnd) {
       found = candidateBefore(sound, from, item, true);
     }
     if (found && !inItem) {
@@ -358,7 +396,7 @@ class Salvager {
     probe_.resume(begin_, open_);
     while (probe_.end() < end) {
       const Token token = probe_.next();
-      if (token == Token::Finished || token == Token::Faulty || probe_.begin() >= end) break;
+      if (token == Token::Finished || token == Token::Error || probe_.begin() >= end) break;
       if (token == Token::End) {
         if (!closed) candidates.resize(open.back().candidates);
         open.pop_back();
@@ -419,7 +457,7 @@ class Salvager {
   std::string_view text_;
   ItemScanner scanner_;
   XmlScanner probe_;
-  std::array<TokenSearch, kSections.size()> sectionEnds_;
+  std::array<TextSearch, kSections.size()> sectionEnds_;
   std::string_view root_;
   std::size_t rootTagEnd_ = 0;
   bool leftOut_ = false;  // an item with a bad place
@@ -441,18 +479,18 @@ class Salvager {
 Recovery recover(std::string_view damaged) {
   const DecodedXml document = decodeXml(std::string(damaged));
   Recovery recovery;
-  const bool unknown = document.fault.kind == XmlFault::Kind::UnknownEncoding;
+  const bool unknown = document.error.kind == XmlError::Kind::UnknownEncoding;
   // The name of an encoding may be damaged like anything else.
   if (unknown && !isMostlyUtf8(document.text)) {
-    recovery.text = Collection().text();
-    recovery.faults.push_back({document.fault, 0});
+    recovery.text = emptyCollection();
+    recovery.faults.push_back({document.error, 0});
     return recovery;
   }
   Salvager salvager(document);
   salvager.run();
   recovery.items = salvager.items();
   recovery.faults = salvager.faults();
-  if (unknown) recovery.faults.insert(recovery.faults.begin(), {document.fault, recovery.items});
+  if (unknown) recovery.faults.insert(recovery.faults.begin(), {document.error, recovery.items});
   if (recovery.faults.empty()) {
     recovery.text = damaged;
     return recovery;
@@ -460,7 +498,7 @@ Recovery recover(std::string_view damaged) {
   const bool whole = salvager.isWhole();
   recovery.text = whole ? document.text : salvager.text();
   if (recovery.items == 0) {
-    recovery.text = Collection().text();
+    recovery.text = emptyCollection();
   } else if (whole || salvager.keepsHead()) {
     declareUtf8(document, recovery.text);
     if (document.marked) recovery.text.insert(0, "\xEF\xBB\xBF");

@@ -13,7 +13,7 @@ namespace tessaron {
 /// What could be saved of a damaged collection.
 struct Recovery {
   struct Fault {
-    XmlFault fault;               ///< offset, line and column count in the text as UTF-8
+    XmlError fault;               ///< offset, line and column count in the text as UTF-8
     std::size_t itemsBehind = 0;  ///< how many of the saved items begin behind its place
   };
   std::string text;           ///< a collection in UTF-8 with all whole items, in their order

@@ -103,4 +103,15 @@ std::error_code replaceFile(std::u16string_view path, std::string_view content) 
                      [&](File& file) { return file.write(std::as_bytes(std::span(content))); });
 }
 
+std::error_code replaceFile(std::u16string_view path, const std::function<bool(File&)>& write) {
+  std::error_code error;
+  FileReplacement replacement(path, error);
+  if (!error) error = replacement.run(write);
+  return error ? error : replacement.commit();
+}
+
+std::error_code FileReplacement::write(std::string_view content) {
+  return run([&](File& file) { return file.write(std::as_bytes(std::span(content))); });
+}
+
 }  // namespace tessaron

@@ -107,6 +107,33 @@ TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_v
 TESSARON_API std::error_code replaceFile(std::u16string_view path,
                                          const std::function<bool(File&)>& write);
 
+/// `replaceFile` in steps, for content that comes bit by bit. Without `commit` the old file stays
+/// as it was and nothing else stays.
+class TESSARON_API FileReplacement {
+ public:
+  /// `error` tells why the file cannot be replaced; nothing else may be called then.
+  FileReplacement(std::u16string_view path, std::error_code& error);
+  ~FileReplacement();
+  FileReplacement(const FileReplacement&) = delete;
+  FileReplacement& operator=(const FileReplacement&) = delete;
+
+  /// The new file, to be written, and read as well.
+  File& file();
+  /// Appends to the new file. The error tells why that failed.
+  std::error_code write(std::string_view content);
+  /// Puts the new file in its place, once.
+  std::error_code commit();
+
+ private:
+  friend std::error_code replaceFile(std::u16string_view path,
+                                     const std::function<bool(File&)>& write);
+  // Calls `write` and returns the reason when it fails.
+  std::error_code run(const std::function<bool(File&)>& write);
+
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
 /// A folder that files are written into by their names alone. No link leads out of it: neither the
 /// folder itself nor a file in it may be one, also if others put links there meanwhile.
 class TESSARON_API OutputFolder {

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <tinyxml.h>
-
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -15,21 +14,42 @@ enum class TextRule {
   Value,  ///< identifiers, addresses, numbers, prices and dates: white space at either end goes
 };
 
-/// The element's text (all its text and CDATA children), read by `rule`. A CDATA section of nothing
-/// but white space at either end stays: it stands there on purpose.
-std::u16string fieldText(const TiXmlElement& element, TextRule rule);
-inline std::u16string prose(const TiXmlElement& element) {
-  return fieldText(element, TextRule::Prose);
-}
-inline std::u16string value(const TiXmlElement& element) {
-  return fieldText(element, TextRule::Value);
-}
+/// How many units of white space `rule` drops at the ends of a text.
+struct Indentation {
+  std::size_t before = 0;
+  std::size_t behind = 0;
+};
+Indentation indentationOf(std::u16string_view text, TextRule rule);
 
 /// `text` without white space at its ends.
 TESSARON_API std::u16string_view trimmed(std::u16string_view text);
 
-/// Appends an element from which `fieldText` reads exactly `text`: white space at its ends that
-/// `rule` would drop is written as CDATA.
-void appendField(TiXmlNode& parent, const char* name, std::u16string_view text, TextRule rule);
+/// The text of a TinyElement or an XmlTree::Element (all its text and CDATA children), read by
+/// `rule`. A CDATA section of nothing but white space at either end stays: it stands there on
+/// purpose.
+template <typename Element>
+std::u16string fieldText(const Element& element, TextRule rule) {
+  std::u16string text = element.elementText();
+  const Indentation blank = indentationOf(text, rule);
+  if (blank.behind > 0 && !element.endsWithBlankCData()) text.resize(text.size() - blank.behind);
+  if (blank.before > 0 && !element.beginsWithBlankCData()) text.erase(0, blank.before);
+  return text;
+}
+template <typename Element>
+std::u16string prose(const Element& element) {
+  return fieldText(element, TextRule::Prose);
+}
+template <typename Element>
+std::u16string value(const Element& element) {
+  return fieldText(element, TextRule::Value);
+}
+
+/// Writes a child of `output` (see support/xml/writer.h) from which `fieldText` reads exactly
+/// `text`: white space at its ends that `rule` would drop is written as CDATA.
+template <typename Output>
+void writeField(Output& output, const char* name, std::u16string_view text, TextRule rule) {
+  const Indentation blank = indentationOf(text, rule);
+  output.text(name, text, blank.before, blank.behind);
+}
 
 }  // namespace tessaron

@@ -1,37 +1,37 @@
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "platform/system.h"
 #include "records/field_text.h"
+#include "records/item_text.h"
 #include "records/item_walk.h"
 #include "records/record.h"
 #include "records/record_tables.h"
 #include "support/text.h"
-#include "support/xml/xml.h"
+#include "support/xml/tiny_element.h"
+#include "support/xml/tree.h"
 
+namespace tessaron {
 namespace {
 
-using tessaron::elementText;
-using tessaron::isReadable;
-using tessaron::prose;
-using tessaron::value;
 using Strings = CRecord::Strings;
 
 // Calls `visit` with every child element and its name.
-template <typename Visit>
-void forEachChild(const TiXmlElement& parent, Visit visit) {
-  for (const TiXmlElement* child = parent.FirstChildElement(); child;
-       child = child->NextSiblingElement()) {
-    visit(*child, std::string_view(child->ValueStr()));
+template <typename Element, typename Visit>
+void forEachChild(Element parent, Visit visit) {
+  for (Element child = parent.firstChild(); child; child = child.nextSibling()) {
+    visit(child, child.name());
   }
 }
 
 // As above, for the children of one name.
-template <typename Visit>
-void forEachChild(const TiXmlElement& parent, std::string_view name, Visit visit) {
-  forEachChild(parent, [&](const TiXmlElement& child, std::string_view childName) {
+template <typename Element, typename Visit>
+void forEachChild(Element parent, std::string_view name, Visit visit) {
+  forEachChild(parent, [&](Element child, std::string_view childName) {
     if (childName == name) visit(child);
   });
 }
@@ -46,17 +46,17 @@ std::uint16_t parseDate(std::u16string_view text) {
   return static_cast<std::uint16_t>(value);
 }
 
-bool readPrice(const TiXmlElement& element, std::u16string& out) {
-  const TiXmlElement* price = element.FirstChildElement("FormattedPrice");
-  if (price) out = value(*price);
-  return price != nullptr;
+template <typename Element>
+bool readPrice(Element element, std::u16string& out) {
+  const Element price = element.child("FormattedPrice");
+  if (price) out = value(price);
+  return static_cast<bool>(price);
 }
 
 // Puts the element's text into the member at its name. False when the table does not have the name.
-template <std::size_t N>
-bool readMember(const std::array<tessaron::NamedMember<tessaron::TextMember>, N>& table,
-                const tessaron::NameTable<N>& names, std::string_view name,
-                const TiXmlElement& element, CRecord& record) {
+template <std::size_t N, typename Element>
+bool readMember(const std::array<NamedMember<TextMember>, N>& table, const NameTable<N>& names,
+                std::string_view name, Element element, CRecord& record) {
   const std::size_t index = names.find(name);
   if (index == N) return false;
   if (table[index].member) {
@@ -65,29 +65,31 @@ bool readMember(const std::array<tessaron::NamedMember<tessaron::TextMember>, N>
   return true;
 }
 
-void readOfferListing(const TiXmlElement& offer, COfferListing& listing) {
-  const TiXmlElement* element = offer.FirstChildElement("OfferListing");
+template <typename Element>
+void readOfferListing(Element offer, COfferListing& listing) {
+  const Element element = offer.child("OfferListing");
   if (!element) return;
-  forEachChild(*element, [&](const TiXmlElement& child, std::string_view name) {
+  forEachChild(element, [&](Element child, std::string_view name) {
     if (name == "OfferListingId") listing.OfferListingId = value(child);
     if (name == "Price") readPrice(child, listing.Price);
     if (name == "Availability") listing.Availability = prose(child);
   });
 }
 
-COffer readOffer(const TiXmlElement& element) {
+template <typename Element>
+COffer readOffer(Element element) {
   COffer offer;
-  forEachChild(element, [&](const TiXmlElement& part, std::string_view partName) {
+  forEachChild(element, [&](Element part, std::string_view partName) {
     if (partName == "Seller") {
-      forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
+      forEachChild(part, [&](Element child, std::string_view name) {
         if (name == "SellerId") offer.SellerId = value(child);
         if (name == "Nickname") offer.Nickname = prose(child);
         if (name != "Location") return;
-        forEachChild(child, "State", [&](const auto& e) { offer.State = prose(e); });
-        forEachChild(child, "Country", [&](const auto& e) { offer.Country = prose(e); });
+        forEachChild(child, "State", [&](Element e) { offer.State = prose(e); });
+        forEachChild(child, "Country", [&](Element e) { offer.Country = prose(e); });
       });
     } else if (partName == "OfferAttributes") {
-      forEachChild(part, [&](const TiXmlElement& child, std::string_view name) {
+      forEachChild(part, [&](Element child, std::string_view name) {
         if (name == "Condition") offer.Condition = prose(child);
         if (name == "ConditionNote") offer.ConditionNote = prose(child);
       });
@@ -101,10 +103,10 @@ COffer readOffer(const TiXmlElement& element) {
   return offer;
 }
 
-}  // namespace
-
-namespace tessaron {
-namespace {
+// As TinyXML's QueryIntAttribute: leading white space and digits count, what follows them does not.
+bool readInteger(const std::optional<std::string>& text, int& out) {
+  return text && std::sscanf(text->c_str(), "%d", &out) == 1;
+}
 
 constexpr NameTable kItemTextNames = namesOf(kItemTexts);
 constexpr NameTable kItemDateNames = namesOf(kItemDates);
@@ -112,66 +114,67 @@ constexpr NameTable kImageNames = namesOf(kImages);
 constexpr NameTable kDetailsTextNames = namesOf(kDetailsTexts);
 constexpr NameTable kDetailsListNames = namesOf(kDetailsLists);
 
-/// One pass over an item element. The element is known to be readable.
+/// One pass over an item, which is a TinyElement or an XmlTree::Element and not null.
+template <typename Element>
 class ItemReader {
  public:
   ItemReader(CRecord& record, int version) : record_(record), version_(version) {}
 
-  void read(TiXmlElement& item) {
+  void read(Element item) {
     readShared(item);
-    if (const std::string* url = item.Attribute(std::string("url"))) {
+    if (const auto url = item.attribute("url")) {
       record_.DetailPageURL = trimmed(fromUtf8(*url));
     }
-    forEachChild(item, [this](const TiXmlElement& child, std::string_view name) {
+    forEachChild(item, [this](Element child, std::string_view name) {
       version_ == 3 ? readDetailsChild(child, name) : readItemChild(child, name);
     });
     scatter();
     record_.postProcess();
   }
 
-  void readShared(TiXmlElement& item) {
-    record_.hasIcon = item.QueryIntAttribute("icon", &record_.icon) == TIXML_SUCCESS;
-    record_.hasStatus = item.QueryIntAttribute("status", &record_.status) == TIXML_SUCCESS;
+  void readShared(Element item) {
+    record_.hasIcon = readInteger(item.attribute("icon"), record_.icon);
+    record_.hasStatus = readInteger(item.attribute("status"), record_.status);
   }
 
-  static bool readSingle(const TiXmlElement& element, std::size_t count, std::u16string* fields) {
-    const std::size_t index = kSingleAttributeNames.find(element.ValueStr());
+  static bool readSingle(Element element, std::size_t count, std::u16string* fields) {
+    const std::size_t index = kSingleAttributeNames.find(element.name());
     if (index >= std::min(count, kSingleAttributes.size())) return false;
     fields[index] = fieldText(element, kSingleAttributes[index].rule);
     return true;
   }
 
-  static bool readMulti(const TiXmlElement& element, std::size_t count, Strings* lists) {
-    const std::size_t index = kListAttributeNames.find(element.ValueStr());
+  static bool readMulti(Element element, std::size_t count, Strings* lists) {
+    const std::size_t index = kListAttributeNames.find(element.name());
     if (index >= std::min(count, kListAttributes.size())) return false;
     lists[index].push_back(prose(element));
     return true;
   }
 
-  void readEditorialReviews(const TiXmlElement& element) {
+  void readEditorialReviews(Element element) {
     std::u16string& description = record_.description;
     description.clear();
-    forEachChild(element, "EditorialReview", [&](const TiXmlElement& review) {
-      if (review.FirstChild() && review.FirstChild()->ToText()) {  // as the collection keeps it
-        description = elementText(review);
+    forEachChild(element, "EditorialReview", [&](Element review) {
+      if (review.beginsWithText()) {  // as the collection keeps it
+        description = review.elementText();
         return;
       }
-      forEachChild(review, [&](const TiXmlElement& part, std::string_view name) {
+      forEachChild(review, [&](Element part, std::string_view name) {
         if (name == "Source") description += u"<p><b>" + prose(part) + u" </b>";
         if (name == "Content") description += prose(part) + u"</p>\n";
       });
     });
   }
 
-  void readTracks(const TiXmlElement& element) {
-    forEachChild(element, "Disc", [&](const TiXmlElement& disc) {
+  void readTracks(Element element) {
+    forEachChild(element, "Disc", [&](Element disc) {
       Strings& titles = record_.discs.emplace_back();
-      forEachChild(disc, "Track", [&](const auto& track) { titles.push_back(prose(track)); });
+      forEachChild(disc, "Track", [&](Element track) { titles.push_back(prose(track)); });
     });
   }
 
-  void readOfferSummary(const TiXmlElement& element) {
-    forEachChild(element, [this](const TiXmlElement& child, std::string_view name) {
+  void readOfferSummary(Element element) {
+    forEachChild(element, [this](Element child, std::string_view name) {
       if (name == "LowestNewPrice") readPrice(child, record_.LowestNewPrice);
       if (name == "LowestUsedPrice") readPrice(child, record_.LowestUsedPrice);
       if (name == "TotalNew") record_.TotalNew = value(child);
@@ -179,29 +182,29 @@ class ItemReader {
     });
   }
 
-  void readOffers(const TiXmlElement& element, bool allOffers, int maxOffers) {
+  void readOffers(Element element, bool allOffers, int maxOffers) {
     if (!allOffers) {
-      const TiXmlElement* first = element.FirstChildElement();
-      if (first && first->ValueStr() == "Offer") readOfferListing(*first, record_.offerListing);
+      const Element first = element.firstChild();
+      if (first && first.name() == "Offer") readOfferListing(first, record_.offerListing);
       return;
     }
     int count = 0;
-    forEachChild(element, "Offer", [&](const TiXmlElement& offer) {
+    forEachChild(element, "Offer", [&](Element offer) {
       if (count >= maxOffers) return;
       if (count++ == 0) readOfferListing(offer, record_.offerListing);
       record_.offers.push_back(readOffer(offer));
     });
   }
 
-  void readCustomFields(const TiXmlElement& element) {
+  void readCustomFields(Element element) {
     const std::size_t slots =
         std::min({record_.customFieldFlags.size(), record_.customFieldNames.size(),
                   record_.customFieldValues.size()});
     std::size_t slot = 0;
-    forEachChild(element, "CustomField", [&](const TiXmlElement& field) {
+    forEachChild(element, "CustomField", [&](Element field) {
       if (slot >= slots) return;
-      const std::string* name = field.Attribute(std::string("name"));
-      const std::string* value = field.Attribute(std::string("value"));
+      const auto name = field.attribute("name");
+      const auto value = field.attribute("value");
       record_.customFieldNames[slot] = name ? fromUtf8(*name) : std::u16string();
       record_.customFieldValues[slot] = value ? fromUtf8(*value) : std::u16string();
       record_.customFieldFlags[slot] = !record_.customFieldNames[slot].empty();
@@ -209,10 +212,10 @@ class ItemReader {
     });
   }
 
-  void readLanguages(const TiXmlElement& element) {
-    forEachChild(element, "Language", [this](const TiXmlElement& language) {
+  void readLanguages(Element element) {
+    forEachChild(element, "Language", [this](Element language) {
       std::u16string text, type, audioFormat;
-      forEachChild(language, [&](const TiXmlElement& part, std::string_view name) {
+      forEachChild(language, [&](Element part, std::string_view name) {
         if (name == "Name") text = prose(part);
         if (name == "Type") type = prose(part);
         if (name == "AudioFormat") audioFormat = prose(part);
@@ -223,16 +226,16 @@ class ItemReader {
     });
   }
 
-  void readCustomerReviews(const TiXmlElement& element) {
+  void readCustomerReviews(Element element) {
     const ReviewNames& names = reviewNames();
-    forEachChild(element, [&](const TiXmlElement& child, std::string_view childName) {
+    forEachChild(element, [&](Element child, std::string_view childName) {
       if (childName == names.average) record_.AverageRating = value(child);
       if (childName == names.total) record_.TotalReviews = value(child);
       if (childName != names.review) return;
       std::u16string& rating = record_.reviewRatings.emplace_back();
       std::u16string& summary = record_.reviewSummaries.emplace_back();
       std::u16string& content = record_.reviewContents.emplace_back();
-      forEachChild(child, [&](const TiXmlElement& part, std::string_view name) {
+      forEachChild(child, [&](Element part, std::string_view name) {
         if (name == "Rating") rating = value(part);
         if (name == "Summary") summary = prose(part);
         if (name == names.content) content = prose(part);
@@ -255,13 +258,13 @@ class ItemReader {
     return version_ == 3 ? kOlder : kCurrent;
   }
 
-  void readItemChild(const TiXmlElement& child, std::string_view name) {
+  void readItemChild(Element child, std::string_view name) {
     if (readMember(kItemTexts, kItemTextNames, name, child, record_) || readDate(child, name) ||
         readImage(child, name)) {
       return;
     }
     if (name == "ItemAttributes") {
-      forEachChild(child, [this](const TiXmlElement& attribute, std::string_view attributeName) {
+      forEachChild(child, [this](Element attribute, std::string_view attributeName) {
         readAttribute(attribute, attributeName);
       });
     } else if (record_.fullDetail) {
@@ -273,14 +276,14 @@ class ItemReader {
     }
   }
 
-  void readDetailsChild(const TiXmlElement& child, std::string_view name) {
+  void readDetailsChild(Element child, std::string_view name) {
     if (readMember(kDetailsTexts, kDetailsTextNames, name, child, record_) ||
         readImage(child, name)) {
       return;
     }
     const std::size_t list = kDetailsListNames.find(name);
     if (list < kDetailsLists.size()) {
-      forEachChild(child, [&](const TiXmlElement& entry, std::string_view) {
+      forEachChild(child, [&](Element entry, std::string_view) {
         detailsLists_[list].push_back(prose(entry));
       });
     } else if (record_.fullDetail) {
@@ -288,12 +291,12 @@ class ItemReader {
     }
   }
 
-  void readCommonDetail(const TiXmlElement& child, std::string_view name) {
+  void readCommonDetail(Element child, std::string_view name) {
     if (name == "CustomFields") readCustomFields(child);
     if (name == reviewsName()) readCustomerReviews(child);
   }
 
-  void readAttribute(const TiXmlElement& attribute, std::string_view name) {
+  void readAttribute(Element attribute, std::string_view name) {
     if (readSingle(attribute, singles_.size(), singles_.data())) {
       singleRead_[kSingleAttributeNames.find(name)] = true;
     } else if (!readMulti(attribute, lists_.size(), lists_.data()) && record_.fullDetail) {
@@ -302,7 +305,7 @@ class ItemReader {
     }
   }
 
-  bool readDate(const TiXmlElement& child, std::string_view name) {
+  bool readDate(Element child, std::string_view name) {
     const std::size_t index = kItemDateNames.find(name);
     if (index == kItemDates.size()) return false;
     const std::u16string text = value(child);
@@ -310,11 +313,11 @@ class ItemReader {
     return true;
   }
 
-  bool readImage(const TiXmlElement& child, std::string_view name) {
+  bool readImage(Element child, std::string_view name) {
     const std::size_t index = kImageNames.find(name);
     if (index == kImages.size()) return false;
-    if (const TiXmlElement* url = child.FirstChildElement("URL")) {
-      record_.*kImages[index].member = value(*url);
+    if (const Element url = child.child("URL")) {
+      record_.*kImages[index].member = value(url);
     }
     return true;
   }
@@ -353,6 +356,8 @@ class ItemReader {
   std::array<Strings, kDetailsLists.size()> detailsLists_;
 };
 
+using DocumentReader = ItemReader<TinyElement>;
+
 bool isNamed(const TiXmlElement* element, std::string_view name) {
   return isReadable(element) && element->ValueStr() == name;
 }
@@ -360,8 +365,14 @@ bool isNamed(const TiXmlElement* element, std::string_view name) {
 }  // namespace
 }  // namespace tessaron
 
+using tessaron::DocumentReader;
 using tessaron::isNamed;
-using tessaron::ItemReader;
+using tessaron::isReadable;
+using tessaron::TinyElement;
+
+void tessaron::readItem(const XmlTree::Element& item, int version, CRecord& record) {
+  ItemReader<XmlTree::Element>(record, version).read(item);
+}
 
 bool CRecord::fromXml(TiXmlDocument* document) {
   if (!isReadable(document)) return false;
@@ -381,66 +392,66 @@ bool CRecord::fromXmlNode(TiXmlElement* item) {
 
 bool CRecord::fromXmlNodeVersion(TiXmlElement* item, int version) {
   if (!isReadable(item)) return false;
-  ItemReader(*this, version).read(*item);
+  DocumentReader(*this, version).read(TinyElement(item));
   return true;
 }
 
 void CRecord::parseSharedInfo(TiXmlElement* item) {
-  if (isReadable(item)) ItemReader(*this, 4).readShared(*item);
+  if (isReadable(item)) DocumentReader(*this, 4).readShared(TinyElement(item));
 }
 
 bool CRecord::parseItemAttributesSingle(TiXmlElement* element, unsigned count,
                                         std::u16string* fields) {
-  return isReadable(element) && ItemReader::readSingle(*element, count, fields);
+  return isReadable(element) && DocumentReader::readSingle(TinyElement(element), count, fields);
 }
 
 bool CRecord::parseItemAttributesMulti(TiXmlElement* element, unsigned count, Strings* lists) {
-  return isReadable(element) && ItemReader::readMulti(*element, count, lists);
+  return isReadable(element) && DocumentReader::readMulti(TinyElement(element), count, lists);
 }
 
 bool CRecord::parseEditorialReviews(TiXmlElement* element) {
   if (!isNamed(element, "EditorialReviews")) return false;
-  ItemReader(*this, 4).readEditorialReviews(*element);
+  DocumentReader(*this, 4).readEditorialReviews(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseDiscTrack(TiXmlElement* element) {
   if (!isNamed(element, "Tracks")) return false;
-  ItemReader(*this, 4).readTracks(*element);
+  DocumentReader(*this, 4).readTracks(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseOfferSummary(TiXmlElement* element) {
   if (!isNamed(element, "OfferSummary")) return false;
-  ItemReader(*this, 4).readOfferSummary(*element);
+  DocumentReader(*this, 4).readOfferSummary(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseOffers(TiXmlElement* element, bool allOffers, int maxOffers) {
   if (!isNamed(element, "Offers")) return false;
-  ItemReader(*this, 4).readOffers(*element, allOffers, maxOffers);
+  DocumentReader(*this, 4).readOffers(TinyElement(element), allOffers, maxOffers);
   return true;
 }
 
 bool CRecord::parseCustomFields(TiXmlElement* element) {
   if (!isNamed(element, "CustomFields")) return false;
-  ItemReader(*this, 4).readCustomFields(*element);
+  DocumentReader(*this, 4).readCustomFields(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseLanguages(TiXmlElement* element) {
   if (!isNamed(element, "Languages")) return false;
-  ItemReader(*this, 4).readLanguages(*element);
+  DocumentReader(*this, 4).readLanguages(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseCustomerReviews(TiXmlElement* element, int version) {
-  ItemReader reader(*this, version);
+  DocumentReader reader(*this, version);
   if (!isNamed(element, reader.reviewsName())) return false;
-  reader.readCustomerReviews(*element);
+  reader.readCustomerReviews(TinyElement(element));
   return true;
 }
 
 bool CRecord::parseFormattedPrice(TiXmlElement* element, std::u16string& out) {
-  return isReadable(element) && readPrice(*element, out);
+  return isReadable(element) && tessaron::readPrice(TinyElement(element), out);
 }

@@ -1,16 +1,17 @@
 #include "records/record_set.h"
 
+#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/file.h"
 #include "platform/system.h"
-#include "records/item_scanner.h"
+#include "records/item_stream.h"
+#include "records/item_text.h"
 #include "records/item_walk.h"
 #include "support/files.h"
 #include "support/xml/encoding.h"
-#include "support/xml/outline.h"
 #include "support/xml/xml.h"
 
 CRecordSet::CRecordSet() = default;
@@ -32,45 +33,18 @@ bool CRecordSet::fromFile(std::u16string path) {
 }
 
 bool CRecordSet::fromString(std::string text) {
-  using Piece = tessaron::XmlScanner::Piece;
   if (text.empty()) return false;
-  tessaron::DecodedXml decoded = tessaron::decodeXml(std::move(text));
-  if (decoded.fault.kind == tessaron::XmlFault::Kind::UnknownEncoding) return false;
-  text = std::move(decoded.text);
-  struct Item {
-    tessaron::TextRange range;
-    int version;
-    bool needsRewriting;
-  };
-  std::vector<Item> items;
-  tessaron::ItemScanner scanner(text);
-  Piece piece{};
-  do {
-    piece = scanner.next();
-    if (!scanner.isItem()) continue;
-    items.push_back(
-        {{scanner.begin(), scanner.end()}, scanner.version(), scanner.needsRewriting()});
-  } while (piece != Piece::Finished && piece != Piece::Faulty);
-
-  // One item at a time: a document of them all would be many times as large as the text.
-  std::vector<CRecord> fresh;
-  fresh.reserve(items.size());
-  TiXmlDocument document;
-  for (const auto& [range, version, needsRewriting] : items) {
-    if (needsRewriting) {
-      tessaron::parseXml(std::string(range.of(text)), document);
-    } else {
-      const char behind = std::exchange(text[range.end], '\0');
-      tessaron::parseValidated(text.data() + range.begin, document);
-      text[range.end] = behind;
-    }
-    if (!fresh.emplace_back().fromXmlNodeVersion(document.RootElement(), version)) fresh.pop_back();
-  }
+  const tessaron::DecodedXml document = tessaron::decodeXml(std::move(text));
+  if (document.error.kind == tessaron::XmlError::Kind::UnknownEncoding) return false;
+  std::vector<CRecord> fresh;  // nothing changes when memory does not suffice
+  tessaron::ItemStream items(document.text);
+  while (items.next()) items.read(fresh.emplace_back());
+  if (items.isInItem()) items.readBroken(fresh.emplace_back());
   if (records.empty()) {
     records = std::move(fresh);
   } else {
     records.reserve(records.size() + fresh.size());
-    for (CRecord& record : fresh) records.push_back(std::move(record));
+    std::move(fresh.begin(), fresh.end(), std::back_inserter(records));
   }
   return true;
 }
@@ -94,15 +68,11 @@ bool CRecordSet::toString(std::string& out) {
     return true;
   }
 
-  // One item at a time, as in reading. The text is that of the whole document.
+  // One item at a time: a document of them all would be many times as large as the text.
   constexpr std::string_view kEmpty = "<Items />";
   const std::size_t items = frame.find(kEmpty);
   out.append(frame, 0, items) += "<Items>";
-  for (CRecord& record : records) {
-    TiXmlElement item("Item");
-    record.composeItemNode(&item);
-    tessaron::printXml(item, out);
-  }
+  for (CRecord& record : records) tessaron::writeItem(record, out);
   (out += "</Items>").append(frame, items + kEmpty.size());
   return true;
 }

@@ -1,163 +1,212 @@
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "platform/system.h"
 #include "records/field_text.h"
+#include "records/item_text.h"
 #include "records/record.h"
 #include "records/record_tables.h"
-#include "support/xml/xml.h"
+#include "support/text.h"
+#include "support/xml/writer.h"
 
 namespace {
-
-using tessaron::appendElement;
-using tessaron::TextRule;
 
 // The names in our tables are literals, and so end with a NUL.
 const char* literal(std::string_view name) { return name.data(); }
 
-// An empty text is not written at all.
-void writeText(TiXmlElement& parent, std::string_view name, std::u16string_view text,
-               TextRule rule = TextRule::Prose) {
-  if (!text.empty()) tessaron::appendField(parent, literal(name), text, rule);
+using tessaron::TextRule;
+using tessaron::writeField;
+
+template <typename Output>
+void writeProse(Output& output, const char* name, std::u16string_view text) {
+  writeField(output, name, text, TextRule::Prose);
 }
-void writeValue(TiXmlElement& parent, std::string_view name, std::u16string_view value) {
-  writeText(parent, name, value, TextRule::Value);
+template <typename Output>
+void writeValue(Output& output, const char* name, std::u16string_view value) {
+  writeField(output, name, value, TextRule::Value);
 }
 
-void writePrice(TiXmlElement& parent, const char* name, std::u16string_view value) {
-  writeValue(*appendElement(parent, name), "FormattedPrice", value);
-}
+/// Writes the parts of an item to either kind of output; see support/xml/writer.h.
+template <typename Output>
+class ItemWriter {
+ public:
+  explicit ItemWriter(CRecord& record) : record_(record) {}
 
-void writeOffer(TiXmlElement& parent, const COffer& offer) {
-  TiXmlElement& element = *appendElement(parent, "Offer");
-  TiXmlElement& seller = *appendElement(element, "Seller");
-  TiXmlElement& location = *appendElement(seller, "Location");
-  writeText(location, "State", offer.State);
-  writeText(location, "Country", offer.Country);
-  writeValue(seller, "SellerId", offer.SellerId);
-  writeText(seller, "Nickname", offer.Nickname);
-  TiXmlElement& attributes = *appendElement(element, "OfferAttributes");
-  writeText(attributes, "Condition", offer.Condition);
-  writeText(attributes, "ConditionNote", offer.ConditionNote);
-  TiXmlElement& listing = *appendElement(element, "OfferListing");
-  writeValue(listing, "OfferListingId", offer.OfferListingId);
-  writePrice(listing, "Price", offer.Price);
-  writeText(listing, "Availability", offer.Availability);
-}
-
-void writeAttributes(TiXmlElement& item, const CRecord& record) {
-  TiXmlElement& attributes = *appendElement(item, "ItemAttributes");
-  for (std::size_t i = 0; i < tessaron::kSingleAttributes.size(); ++i) {
-    // QUIRK: the number of discs is written as "NumberOfItems". It is read from "NumberOfDiscs"
-    // first. Kept: the service names it so for most products, and readers take either.
-    if (i == tessaron::kNumberOfDiscs) continue;
-    const auto& [name, member, rule] = tessaron::kSingleAttributes[i];
-    writeText(attributes, name,
-              record.*(i == tessaron::kNumberOfItems ? &CRecord::NumberOfDiscs : member), rule);
+  void write(Output& item) {
+    writeShared(item);
+    for (const auto& [name, member, rule] : tessaron::kItemTexts)
+      writeField(item, literal(name), record_.*member, rule);
+    for (const auto& [name, member, rule] : tessaron::kItemDates) {
+      if (const std::uint16_t date = record_.*member)
+        item.text(literal(name), tessaron::fromUtf8(std::to_string(date)));
+    }
+    for (const auto& [name, member, rule] : tessaron::kImages) {
+      item.element(literal(name), [&](auto& image) { writeValue(image, "URL", record_.*member); });
+    }
+    item.element("ItemAttributes", [&](auto& attributes) { writeAttributes(attributes); });
+    item.element("EditorialReviews",
+                 [&](auto& reviews) { reviews.text("EditorialReview", record_.description); });
+    item.element("OfferSummary", [&](auto& summary) { writeOfferSummary(summary); });
+    item.element("Offers", [&](auto& offers) { writeOffers(offers); });
+    item.element("CustomerReviews", [&](auto& reviews) { writeReviews(reviews); });
+    item.element("Tracks", [&](auto& tracks) { writeTracks(tracks); });
+    item.element("CustomFields", [&](auto& fields) { writeCustomFields(fields); });
+    item.element("Tessaron", [&](auto& extra) { writeExtra(extra); });
   }
-  for (const auto& [name, member, rule] : tessaron::kListAttributes) {
-    for (const std::u16string& entry : record.*member) writeText(attributes, name, entry, rule);
-  }
-  writePrice(attributes, "ListPrice", record.ListPrice);
-  TiXmlElement& languages = *appendElement(attributes, "Languages");
-  for (const std::u16string& language : record.languages) {
-    writeText(*appendElement(languages, "Language"), "Name", language);
-  }
-}
 
-void writeOffers(TiXmlElement& item, const CRecord& record) {
-  TiXmlElement& summary = *appendElement(item, "OfferSummary");
-  writePrice(summary, "LowestNewPrice", record.LowestNewPrice);
-  writePrice(summary, "LowestUsedPrice", record.LowestUsedPrice);
-  writeValue(summary, "TotalNew", record.TotalNew);
-  writeValue(summary, "TotalUsed", record.TotalUsed);
-
-  TiXmlElement& offers = *appendElement(item, "Offers");
-  TiXmlElement& listing = *appendElement(*appendElement(offers, "Offer"), "OfferListing");
-  writeValue(listing, "OfferListingId", record.offerListing.OfferListingId);
-  writeText(listing, "Availability", record.offerListing.Availability);
-  writePrice(listing, "Price", record.offerListing.Price);
-  for (const COffer& offer : record.offers) writeOffer(offers, offer);
-}
-
-void writeReviews(TiXmlElement& item, const CRecord& record) {
-  TiXmlElement& reviews = *appendElement(item, "CustomerReviews");
-  writeValue(reviews, "AverageRating", record.AverageRating);
-  writeValue(reviews, "TotalReviews", record.TotalReviews);
-  const std::size_t count = std::min(
-      {record.reviewRatings.size(), record.reviewSummaries.size(), record.reviewContents.size()});
-  for (std::size_t i = 0; i < count; ++i) {
-    TiXmlElement& review = *appendElement(reviews, "Review");
-    writeValue(review, "Rating", record.reviewRatings[i]);
-    writeText(review, "Summary", record.reviewSummaries[i]);
-    writeText(review, "Content", record.reviewContents[i]);
+  void writeShared(Output& item) {
+    if (record_.hasIcon) item.attribute("icon", record_.icon);
+    if (record_.hasStatus) item.attribute("status", record_.status);
   }
-}
 
-void writeTracks(TiXmlElement& item, const CRecord& record) {
-  TiXmlElement& tracks = *appendElement(item, "Tracks");
-  for (const CRecord::Strings& titles : record.discs) {
-    TiXmlElement& disc = *appendElement(tracks, "Disc");
-    for (const std::u16string& title : titles) writeText(disc, "Track", title);
+  void writeExtra(Output& extra) {
+    extra.element("Folders", [&](auto& folders) { writeFolders(folders); });
   }
-}
 
-void writeCustomFields(TiXmlElement& item, const CRecord& record) {
-  TiXmlElement& fields = *appendElement(item, "CustomFields");
-  const std::size_t count =
-      std::min(record.customFieldNames.size(), record.customFieldValues.size());
-  for (std::size_t i = 0; i < count; ++i) {
-    TiXmlElement& field = *appendElement(fields, "CustomField");
-    tessaron::setAttribute(field, "name", record.customFieldNames[i]);
-    tessaron::setAttribute(field, "value", record.customFieldValues[i]);
+  void writeFolders(Output& folders) {
+    for (CFolderInfo& folder : record_.folders)
+      folders.foreign("Folder", [&](TiXmlElement& element) { folder.toElem(&element); });
   }
-}
+
+ private:
+  static void writePrice(Output& parent, const char* name, std::u16string_view value) {
+    parent.element(name, [&](auto& price) { writeValue(price, "FormattedPrice", value); });
+  }
+
+  void writeAttributes(Output& attributes) {
+    for (std::size_t i = 0; i < tessaron::kSingleAttributes.size(); ++i) {
+      // QUIRK: the number of discs is written as "NumberOfItems". It is read from "NumberOfDiscs"
+      // first. Kept: the service names it so for most products, and readers take either.
+      if (i == tessaron::kNumberOfDiscs) continue;
+      const auto& [name, member, rule] = tessaron::kSingleAttributes[i];
+      writeField(attributes, literal(name),
+                 record_.*(i == tessaron::kNumberOfItems ? &CRecord::NumberOfDiscs : member), rule);
+    }
+    for (const auto& [name, member, rule] : tessaron::kListAttributes) {
+      for (const std::u16string& entry : record_.*member)
+        writeField(attributes, literal(name), entry, rule);
+    }
+    writePrice(attributes, "ListPrice", record_.ListPrice);
+    attributes.element("Languages", [&](auto& languages) {
+      for (const std::u16string& name : record_.languages)
+        languages.element("Language", [&](auto& language) { writeProse(language, "Name", name); });
+    });
+  }
+
+  void writeOfferSummary(Output& summary) {
+    writePrice(summary, "LowestNewPrice", record_.LowestNewPrice);
+    writePrice(summary, "LowestUsedPrice", record_.LowestUsedPrice);
+    writeValue(summary, "TotalNew", record_.TotalNew);
+    writeValue(summary, "TotalUsed", record_.TotalUsed);
+  }
+
+  void writeOffers(Output& offers) {
+    offers.element("Offer", [&](auto& offer) {
+      offer.element("OfferListing", [&](auto& listing) {
+        writeValue(listing, "OfferListingId", record_.offerListing.OfferListingId);
+        writeProse(listing, "Availability", record_.offerListing.Availability);
+        writePrice(listing, "Price", record_.offerListing.Price);
+      });
+    });
+    for (const COffer& offer : record_.offers)
+      offers.element("Offer", [&](auto& element) { writeOffer(element, offer); });
+  }
+
+  static void writeOffer(Output& element, const COffer& offer) {
+    element.element("Seller", [&](auto& seller) {
+      seller.element("Location", [&](auto& location) {
+        writeProse(location, "State", offer.State);
+        writeProse(location, "Country", offer.Country);
+      });
+      writeValue(seller, "SellerId", offer.SellerId);
+      writeProse(seller, "Nickname", offer.Nickname);
+    });
+    element.element("OfferAttributes", [&](auto& attributes) {
+      writeProse(attributes, "Condition", offer.Condition);
+      writeProse(attributes, "ConditionNote", offer.ConditionNote);
+    });
+    element.element("OfferListing", [&](auto& listing) {
+      writeValue(listing, "OfferListingId", offer.OfferListingId);
+      writePrice(listing, "Price", offer.Price);
+      writeProse(listing, "Availability", offer.Availability);
+    });
+  }
+
+  void writeReviews(Output& reviews) {
+    writeValue(reviews, "AverageRating", record_.AverageRating);
+    writeValue(reviews, "TotalReviews", record_.TotalReviews);
+    const std::size_t count =
+        std::min({record_.reviewRatings.size(), record_.reviewSummaries.size(),
+                  record_.reviewContents.size()});
+    for (std::size_t i = 0; i < count; ++i) {
+      reviews.element("Review", [&](auto& review) {
+        writeValue(review, "Rating", record_.reviewRatings[i]);
+        writeProse(review, "Summary", record_.reviewSummaries[i]);
+        writeProse(review, "Content", record_.reviewContents[i]);
+      });
+    }
+  }
+
+  void writeTracks(Output& tracks) {
+    for (const CRecord::Strings& titles : record_.discs) {
+      tracks.element("Disc", [&](auto& disc) {
+        for (const std::u16string& title : titles) writeProse(disc, "Track", title);
+      });
+    }
+  }
+
+  void writeCustomFields(Output& fields) {
+    const std::size_t count =
+        std::min(record_.customFieldNames.size(), record_.customFieldValues.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      fields.element("CustomField", [&](auto& field) {
+        field.attribute("name", record_.customFieldNames[i]);
+        field.attribute("value", record_.customFieldValues[i]);
+      });
+    }
+  }
+
+  CRecord& record_;
+};
+
+using ElementWriter = ItemWriter<tessaron::ElementOutput>;
 
 }  // namespace
 
+void tessaron::writeItem(CRecord& record, std::string& out) {
+  TextOutput item(out, "Item");
+  ItemWriter<TextOutput>(record).write(item);
+  item.end();
+}
+
 void CRecord::composeSharedInfo(TiXmlElement* item) {
   if (!tessaron::isReadable(item)) return;
-  if (hasIcon) item->SetAttribute("icon", icon);
-  if (hasStatus) item->SetAttribute("status", status);
+  tessaron::ElementOutput output(*item);
+  ElementWriter(*this).writeShared(output);
 }
 
 void CRecord::composeItemNode(TiXmlElement* item) {
   if (!tessaron::isReadable(item)) return;
-  composeSharedInfo(item);
-  for (const auto& [name, member, rule] : tessaron::kItemTexts) {
-    writeText(*item, name, this->*member, rule);
-  }
-  for (const auto& [name, member, rule] : tessaron::kItemDates) {
-    if (const std::uint16_t date = this->*member) {
-      item->LinkEndChild(new TiXmlElement(literal(name)))
-          ->LinkEndChild(new TiXmlText(std::to_string(date)));
-    }
-  }
-  for (const auto& [name, member, rule] : tessaron::kImages) {
-    writeValue(*appendElement(*item, literal(name)), "URL", this->*member);
-  }
-  writeAttributes(*item, *this);
-  TiXmlElement& reviews = *appendElement(*item, "EditorialReviews");
-  if (!description.empty()) tessaron::appendText(reviews, "EditorialReview", description);
-  writeOffers(*item, *this);
-  writeReviews(*item, *this);
-  writeTracks(*item, *this);
-  writeCustomFields(*item, *this);
-  composeExtraNode(appendElement(*item, "Tessaron"));
+  tessaron::ElementOutput output(*item);
+  ElementWriter(*this).write(output);
 }
 
 void CRecord::composeExtraNode(TiXmlElement* parent) {
-  if (tessaron::isReadable(parent)) composeFolderNode(appendElement(*parent, "Folders"));
+  if (!tessaron::isReadable(parent)) return;
+  tessaron::ElementOutput output(*parent);
+  ElementWriter(*this).writeExtra(output);
 }
 
 void CRecord::composeFolderNode(TiXmlElement* parent) {
   if (!tessaron::isReadable(parent)) return;
-  for (CFolderInfo& folder : folders) folder.toElem(appendElement(*parent, "Folder"));
+  tessaron::ElementOutput output(*parent);
+  ElementWriter(*this).writeFolders(output);
 }
 
 bool CRecord::toXmlNode(TiXmlElement* parent) {
   if (!tessaron::isReadable(parent)) return false;
-  composeItemNode(appendElement(*appendElement(*parent, "Items"), "Item"));
+  composeItemNode(tessaron::appendElement(*tessaron::appendElement(*parent, "Items"), "Item"));
   return true;
 }
 
@@ -165,5 +214,5 @@ bool CRecord::toXml(TiXmlDocument* document) {
   if (!tessaron::isReadable(document)) return false;
   document->Clear();
   tessaron::appendDeclaration(*document);
-  return toXmlNode(appendElement(*document, "ProductInfo"));
+  return toXmlNode(tessaron::appendElement(*document, "ProductInfo"));
 }

@@ -2,6 +2,7 @@
 
 #include "platform/system.h"
 #include "records/field_text.h"
+#include "support/xml/tiny_element.h"
 
 CShoppingCart::CShoppingCart() = default;
 CShoppingCart::CShoppingCart(const CShoppingCart&) = default;
@@ -16,7 +17,7 @@ bool CShoppingCart::fromXml(TiXmlDocument* document) {
   const TiXmlElement* cart = root ? root->FirstChildElement("Cart") : nullptr;
   while (cart && !cart->FirstChildElement()) cart = cart->NextSiblingElement("Cart");
   const TiXmlElement* url = cart ? cart->FirstChildElement("PurchaseURL") : nullptr;
-  if (url) PurchaseURL = tessaron::value(*url);
+  if (url) PurchaseURL = tessaron::value(tessaron::TinyElement(url));
   return url != nullptr;
 }
 

@@ -1,5 +1,8 @@
 #include "support/text.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "platform/text.h"
 #include "support/text_internal.h"
 
@@ -49,6 +52,41 @@ char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed) {
   }
   at += length;
   return codePoint;
+}
+
+std::size_t findIllFormed(std::string_view text) {
+  constexpr std::uint64_t kHighs = 0x8080808080808080;
+  for (std::size_t at = 0; at < text.size();) {
+    std::uint64_t bytes = kHighs;
+    if (at + 8 <= text.size()) std::memcpy(&bytes, text.data() + at, 8);
+    if ((bytes & kHighs) == 0) {
+      at += 8;
+    } else if (static_cast<unsigned char>(text[at]) < 0x80) {
+      ++at;
+    } else {
+      const std::size_t begin = at;
+      bool wellFormed = false;
+      nextUtf8(text, at, &wellFormed);
+      if (!wellFormed) return begin;
+    }
+  }
+  return text.npos;
+}
+
+std::size_t countCharacters(std::string_view text) {
+  // Eight bytes at a time: bit 7 set and bit 6 clear is a continuation.
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  std::size_t continuations = 0;
+  std::size_t at = 0;
+  for (; at + 8 <= text.size(); at += 8) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, text.data() + at, 8);
+    continuations += static_cast<std::size_t>((((bytes >> 7 & ~bytes >> 6) & kOnes) * kOnes) >> 56);
+  }
+  for (; at < text.size(); ++at) {
+    continuations += (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+  }
+  return text.size() - continuations;
 }
 
 void appendUtf8(std::string& out, char32_t codePoint) {

@@ -42,4 +42,10 @@ void appendUtf8(std::string& out, char32_t codePoint);
 /// `wellFormed`, when given, tells whether it was a sequence.
 char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed = nullptr);
 
+/// The first byte of `text` that belongs to no well-formed UTF-8 sequence; npos when there is none.
+std::size_t findIllFormed(std::string_view text);
+
+/// How many characters a well-formed UTF-8 text has: its bytes but those that continue a sequence.
+std::size_t countCharacters(std::string_view text);
+
 }  // namespace tessaron

@@ -240,11 +240,11 @@ void PackageReader::parse(const Entry& entry, Sinks& sinks, TiXmlDocument& docum
   const std::u16string_view name = entry.id == 0 ? u"" : u"main.xml";
   if (sinks.documentTooLong)
     return addProblem(entry, name, "the document is larger than " + mebibytes(kMaxDocumentSize));
-  const XmlFault fault = parseXml(std::move(sinks.document), document);
-  if (!fault) return;
+  const XmlError error = parseXml(std::move(sinks.document), document);
+  if (!error) return;
   addProblem(entry, name,
-             "line " + std::to_string(fault.line) + ", column " + std::to_string(fault.column) +
-                 ": " + fault.message);
+             "line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
+                 ": " + error.message);
 }
 
 bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {

@@ -1,5 +1,3 @@
-#include "catalogue/collection.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,14 +11,14 @@
 #include "catalogue/recovery.h"
 #include "records/record_set.h"
 #include "records/record_tables.h"
+#include "support/edited_collection.h"
 #include "support/text.h"
-#include "support/xml/outline.h"
 
 using namespace std::string_literals;
-using tessaron::Collection;
+using Collection = tessaron::EditedCollection;
 using tessaron::ImportCounts;
 using tessaron::Recovery;
-using tessaron::XmlFault;
+using tessaron::XmlError;
 
 namespace {
 
@@ -337,7 +335,7 @@ TEST(Collection, TakesNothingFromFaultyTexts) {
     EXPECT_EQ(collection.records().size(), 1u);
   }
   Collection collection;
-  const XmlFault fault = collection.parse("\xEF\xBB\xBF<R>\n <\u00C4>&#x;</\u00C4></R>");
+  const XmlError fault = collection.parse("\xEF\xBB\xBF<R>\n <\u00C4>&#x;</\u00C4></R>");
   EXPECT_EQ(std::pair(fault.line, fault.column), std::pair(std::size_t{2}, std::size_t{5}));
 }
 
@@ -361,6 +359,8 @@ TEST(Collection, AddsBehindAllOthersAndRemoves) {
        "<R><Items><Item/><!--c-->@@</Items><x><Items/></x></R>"},
       {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<R a='\xE9\xC3\xA9'/>",
        "<?xml version='1.0' encoding='UTF-8'?>\n<R a='éÃ©'><Items>@@</Items></R>"},
+      {"<R>\xE9<Items><Item>\xE9\xC3\xA9</Item></Items></R>",
+       "<R>é<Items><Item>éé</Item>@@</Items></R>"},
       {"\xEF\xBB\xBF<?xml encoding='GBK'?><R>é<Items><Item/></Items></R>",
        "\xEF\xBB\xBF<?xml encoding='UTF-8'?><R>é<Items><Item/>@@</Items></R>"},
       {"\xFE\xFF\0<\0?\0x\0m\0l\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0U\0'\0?\0>\0<\0R\0/\0>"s,

@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/recovery.h"
 #include "records/record_set.h"
+#include "support/edited_collection.h"
 #include "support/record_samples.h"
 #include "support/xml/xml.h"
 
@@ -92,6 +94,53 @@ TEST(RoundTrip, IsTheSameThroughOneDocument) {
   for (std::size_t i = 0; i < whole.records.size(); ++i) {
     EXPECT_EQ(differences(whole.records[i], parts.records[i]), "");
   }
+}
+
+// A response with both dialects, several "Items" and elements that look like items and are none.
+constexpr char kSample[] =
+    "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- <Item> -->\n"
+    "<Response xmlns='urn:x'><Request><Items><Item><ASIN>no</ASIN></Item></Items></Request>\n"
+    "<Details url='u&#8364;'><Asin>1</Asin><Item/><Tracks><Track>a</Track></Tracks></Details>\n"
+    "<Items><Item icon=\"3\" status='1'><ASIN>2</ASIN><ItemAttributes><Title>T &amp; &#x1F600; "
+    "\xC3\xA9<![CDATA[ <Item> ]]></Title><Actor> x </Actor></ItemAttributes></Item><!-- c -->\n"
+    "<Details><Asin>no</Asin></Details><Item "
+    "/><Item><Items><Item>no</Item></Items></Item></Items>\n"
+    "<Items/><Items><Item><ASIN>5</ASIN><Notes>a\r\nb</Notes></Item></Items><Details/></"
+    "Response>\n";
+
+TEST(RoundTrip, ReadsACutTextUpToTheCut) {
+  const std::string sample = kSample;
+  const std::size_t all = read(sample).records.size();
+  EXPECT_EQ(all, 6u);
+  std::size_t before = 0;
+  for (std::size_t cut = 1; cut <= sample.size(); ++cut) {
+    const std::string text = sample.substr(0, cut);
+    SCOPED_TRACE(text);
+    const CRecordSet parts = read(text);
+    // An element whose own tag is cut is one to a document; a set does not take it for one.
+    const std::size_t tag = text.rfind('<');
+    const bool inCData =
+        text.find("<![", text.find("ASIN>2")) != text.npos && text.find("]]>") == text.npos;
+    const bool cutTag = text.find('>', tag) == text.npos && !inCData;
+    const CRecordSet whole = readDocument(cutTag ? text.substr(0, tag) : text);
+    const std::size_t count = parts.records.size();
+    ASSERT_EQ(whole.records.size(), count);
+    for (std::size_t i = 0; i < count; ++i) {
+      EXPECT_EQ(differences(whole.records[i], parts.records[i]), "");
+    }
+    EXPECT_GE(count, before);
+    before = count;
+
+    tessaron::EditedCollection collection;
+    const bool faulty = static_cast<bool>(collection.parse(sample.substr(0, cut)));
+    EXPECT_EQ(faulty, cut + 1 < sample.size());
+    EXPECT_EQ(collection.records().size(), faulty ? 0 : all);
+    const tessaron::Recovery recovery = tessaron::recover(sample.substr(0, cut));
+    EXPECT_FALSE(collection.parse(recovery.text));
+    EXPECT_EQ(collection.records().size(), recovery.items);
+    EXPECT_EQ(recovery.faults.empty(), !faulty);
+  }
+  EXPECT_EQ(before, all);
 }
 
 }  // namespace

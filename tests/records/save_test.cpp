@@ -101,7 +101,7 @@ TEST(FromFile, ChangesNothingWhenMemoryDoesNotSuffice) {
     record.Title = u"kept";
     EXPECT_EQ(read(record, n) ? u"kept" : record.Title, u"kept") << n;
   }
-  EXPECT_GT(n, 50u);
+  EXPECT_GT(n, 30u);
 }
 
 }  // namespace

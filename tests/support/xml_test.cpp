@@ -15,8 +15,8 @@ namespace {
 using namespace std::string_literals;
 using tessaron::parseXml;
 using tessaron::printXml;
-using tessaron::XmlFault;
-using Kind = XmlFault::Kind;
+using tessaron::XmlError;
+using Kind = XmlError::Kind;
 
 std::string print(const TiXmlNode& node) {
   std::string out;
@@ -27,7 +27,7 @@ std::string print(const TiXmlNode& node) {
 // The text of the root element of a document, which must be without a fault.
 std::u16string rootText(const std::string& xml) {
   TiXmlDocument document;
-  const XmlFault fault = parseXml(xml, document);
+  const XmlError fault = parseXml(xml, document);
   EXPECT_FALSE(fault) << xml << ": " << fault.message;
   return document.RootElement() ? tessaron::elementText(*document.RootElement()) : u"(none)";
 }
@@ -79,7 +79,7 @@ TEST(ParseXml, ReadsUtf16) {
     EXPECT_EQ(rootText(bytes), u"日本 😀");
     TiXmlDocument document;
     const std::string half = bytes + "x", lone = bytes.replace(bytes.size() - 10, 2, 2, '\xD8');
-    const XmlFault fault = parseXml(half, document);
+    const XmlError fault = parseXml(half, document);
     EXPECT_EQ(std::pair(fault.kind, fault.column), std::pair(Kind::BadCharacter, xml.size()));
     EXPECT_EQ(parseXml(lone, document).kind, Kind::BadCharacter);
   }
@@ -131,7 +131,7 @@ TEST(ParseXml, TellsKindAndPlaceOfTheFirstFault) {
   };
   for (const auto& [xml, kind, line, column] : rows) {
     TiXmlDocument document;
-    const XmlFault fault = parseXml(xml, document);
+    const XmlError fault = parseXml(xml, document);
     EXPECT_EQ(fault.kind, kind) << xml << ": " << fault.message;
     EXPECT_EQ(fault.line, line) << xml;
     EXPECT_EQ(fault.column, column) << xml;

@@ -119,8 +119,8 @@ class Edit(ToolTest):
             (66, "no.xml: No such", "remove", "-c", "no.xml", "A1"),
             (66, "pipe: only a regular file", "set", "-c", "pipe", "A1", "--notes", "x"),
             (66, "/dev/full: only a regular file", "import", "-c", "/dev/full", "c.xml"),
-            (66, "/dev/zero: it has more than 16 MiB", "list", "-c", "/dev/zero"),
-            (66, "large.xml: it has more than 4 GiB", "show", "-c", "large.xml", "A1"),
+            (65, "/dev/zero:1:1: a NUL", "list", "-c", "/dev/zero"),
+            (65, "large.xml:1:1: a NUL", "show", "-c", "large.xml", "A1"),
         ], untouched=[self.file, broken, page])
 
     def test_nothing_is_lost_that_a_record_does_not_carry(self):

@@ -3,6 +3,7 @@
 
 #include "records/shopping_cart.h"
 #include "support/text.h"
+#include "support/xml/xml.h"
 #include "terminal.h"
 #include "verbs.h"
 

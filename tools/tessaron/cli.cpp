@@ -27,25 +27,12 @@ namespace {
 
 std::string reasonOf(int number) { return std::generic_category().message(number); }
 
-/// A file descriptor that is closed by its owner.
-struct Descriptor {
-  int number;
-  ~Descriptor() {
-    if (number > STDERR_FILENO) ::close(number);
-  }
-};
-
 bool isUtf8(const std::string& text) { return toUtf8(fromUtf8(text)) == text; }
 
 /// Writes to standard error. There is nobody to tell when that fails.
 void say(const std::string& text) {
   std::fputs(text.c_str(), stderr);
   std::fflush(stderr);
-}
-
-bool fileExists(const std::string& path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
 
 [[noreturn]] void throwWriteFailure(const std::string& path, const std::error_code& error) {
@@ -88,61 +75,9 @@ struct InputLimit {
 };
 
 InputLimit limitOf(const struct stat& status) {
-  if (S_ISREG(status.st_mode)) return {std::uint64_t{4} << 30, "4 GiB, the most of a file"};
+  if (S_ISREG(status.st_mode)) return {UINT64_MAX, ""};
   if (S_ISCHR(status.st_mode)) return {std::uint64_t{16} << 20, "16 MiB, the most of a device"};
   return {std::uint64_t{1} << 30, "1 GiB, the most of a pipe"};
-}
-
-/// Reads an input, see `readInput`. With `toEdit` everything but a regular file is refused, and not
-/// even opened: a pipe would be emptied, and opening one may wait for ever.
-std::string readFrom(const std::string& path, bool toEdit) {
-  static bool standardInputTaken = false;
-  const bool standard = path == "-" && !toEdit;
-  if (path.empty()) throw Failure{kNoInput, {}, "the file's name is empty"};
-  if (standard && standardInputTaken)
-    throw Failure{kNoInput, displayName(path), "it can be read only once"};
-  standardInputTaken = standardInputTaken || standard;
-
-  struct stat status;
-  const auto requireFile = [&](int failed) {
-    if (failed != 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
-    if (toEdit && S_ISDIR(status.st_mode)) throw Failure{kNoInput, path, reasonOf(EISDIR)};
-    if (toEdit && !S_ISREG(status.st_mode))
-      throw Failure{kNoInput, path,
-                    "only a regular file can be edited; this is a pipe or a device"};
-  };
-  if (toEdit) requireFile(::stat(path.c_str(), &status));
-  const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (toEdit ? O_NONBLOCK : 0);
-  const Descriptor file{standard ? STDIN_FILENO : ::open(path.c_str(), flags)};
-  if (file.number < 0 && errno == ENOENT && !isUtf8(path))
-    throw Failure{kNoInput, path, "the file's name is not UTF-8, and no file has it"};
-  if (file.number < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
-  requireFile(::fstat(file.number, &status));
-
-  const InputLimit limit = limitOf(status);
-  std::string content;
-  char buffer[1 << 16];
-  for (;;) {
-    if (content.size() > limit.bytes ||
-        (S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) > limit.bytes))
-      throw Failure{kNoInput, displayName(path),
-                    fmt::format("it has more than {} that is read", limit.text)};
-    const ssize_t got = ::read(file.number, buffer, sizeof buffer);
-    if (got > 0) content.append(buffer, static_cast<std::size_t>(got));
-    if (got == 0) return content;
-    if (got < 0 && errno != EINTR) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
-  }
-}
-
-Collection parseCollection(const std::string& path, const std::string& text) {
-  Collection collection;
-  requireSound(path, collection.parse(text));
-  if (!collection.records().empty()) return collection;
-  TiXmlDocument document;  // without items the root has to tell what this is
-  parseXml(text, document);
-  if (!canHoldItems(document))
-    throw Failure{kBadData, displayName(path), "this is no collection: it has no place for items"};
-  return collection;
 }
 
 }  // namespace
@@ -213,25 +148,99 @@ std::u16string widePath(const std::string& path, ExitCode code) {
   return fromUtf8(path);
 }
 
-std::string readInput(const std::string& path) { return readFrom(path, false); }
-
-void requireSound(const std::string& path, const XmlFault& fault) {
-  if (!fault) return;
-  throw Failure{kBadData, fmt::format("{}:{}:{}", displayName(path), fault.line, fault.column),
-                fault.message};
+Input::Input(const std::string& path) : path_(path) {
+  static bool standardInputTaken = false;
+  const bool standard = path == "-";
+  if (path.empty()) throw Failure{kNoInput, {}, "the file's name is empty"};
+  if (standard && standardInputTaken)
+    throw Failure{kNoInput, displayName(path), "it can be read only once"};
+  standardInputTaken = standardInputTaken || standard;
+  descriptor_ = standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  if (descriptor_ < 0 && errno == ENOENT && !isUtf8(path))
+    throw Failure{kNoInput, path, "the file's name is not UTF-8, and no file has it"};
+  if (descriptor_ < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
 }
 
-Collection loadCollection(const std::string& path) {
-  return parseCollection(path, readInput(path));
+Input::~Input() {
+  if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
 }
 
-bool canHoldItems(const TiXmlDocument& document) {
-  const TiXmlElement* root = document.RootElement();
-  if (root == nullptr) return false;
-  const std::string_view name = root->Value();
-  return name == "PriceTracker" || name == "ProductInfo" ||
-         root->FirstChildElement("Items") != nullptr ||
-         root->FirstChildElement("Details") != nullptr;
+bool Input::isRegular() const {
+  struct stat status;
+  return ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::optional<std::size_t> Input::read(std::span<std::byte> buffer) {
+  struct stat status;
+  ssize_t got = ::fstat(descriptor_, &status);
+  if (got == 0) {
+    do {
+      got = ::read(descriptor_, buffer.data(), buffer.size());
+    } while (got < 0 && errno == EINTR);
+  }
+  if (got < 0) {
+    reason_ = reasonOf(errno);
+    return std::nullopt;
+  }
+  const InputLimit limit = limitOf(status);
+  count_ += static_cast<std::uint64_t>(got);
+  if (count_ <= limit.bytes) return static_cast<std::size_t>(got);
+  reason_ = fmt::format("it has more than {} that is read", limit.text);
+  return std::nullopt;
+}
+
+bool Input::seek(std::uint64_t offset) {
+  return ::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
+void Input::requireRead() const {
+  if (!reason_.empty()) throw Failure{kNoInput, displayName(path_), reason_};
+}
+
+std::string readInput(const std::string& path) {
+  Input input(path);
+  std::string content;
+  readToEnd(input, content);
+  input.requireRead();
+  return content;
+}
+
+void requireSound(const std::string& path, const XmlError& error) {
+  if (!error) return;
+  throw Failure{kBadData, fmt::format("{}:{}:{}", displayName(path), error.line, error.column),
+                error.message};
+}
+
+CollectionReader::CollectionReader(std::string path, bool twice) : path_(std::move(path)) {
+  input_ = std::make_unique<Input>(path_);
+  if (!twice || input_->isRegular()) return;
+  readToEnd(*input_, content_.emplace());
+  input_->requireRead();
+}
+
+CollectionReader::~CollectionReader() = default;
+
+void CollectionReader::forEachItem(const std::function<void(const ItemStream&)>& visit) {
+  if (count_ > 0 && !content_) input_->seek(0);
+  const std::unique_ptr<File> memory = content_ ? memoryFile(*content_) : nullptr;
+  ItemStream items(memory ? *memory : *input_);
+  while (items.next()) visit(items);
+  input_->requireRead();
+  requireSound(path_, items.badCharacter());
+  requireSound(path_, items.error());
+  count_ = items.count();
+  if (!items.canHoldItems())
+    throw Failure{kBadData, name(), "this is no collection: it has no place for items"};
+}
+
+void CollectionReader::forEachRecord(bool detail,
+                                     const std::function<void(const CRecord&)>& visit) {
+  forEachItem([&](const ItemStream& items) {
+    CRecord record;
+    record.fullDetail = detail;
+    items.read(record);
+    visit(record);
+  });
 }
 
 void writeOutput(const std::string& path, std::string_view content) {
@@ -256,44 +265,45 @@ Output::Output(std::string path) : path_(std::move(path)) {}
 bool Output::isFile() const { return !path_.empty() && path_ != "-"; }
 
 void Output::write(std::string_view text) {
-  if (isFile())
-    content_ += text;
-  else
-    print(text);
+  constexpr std::size_t kBlock = std::size_t{64} << 10;
+  if (!isFile()) return print(text);
+  block_ += text;
+  if (block_.size() < kBlock) return;
+  std::error_code error;
+  if (!file_) file_.emplace(widePath(path_), error);
+  if (!error) error = file_->write(block_);
+  if (error) throwWriteFailure(path_, error);
+  block_.clear();
 }
 
 void Output::finish() {
-  if (isFile())
-    writeOutput(path_, content_);
-  else
-    flushOutput();
+  if (!isFile()) return flushOutput();
+  if (!file_) return writeOutput(path_, block_);
+  std::error_code error = file_->write(block_);
+  if (!error) error = file_->commit();
+  if (error) throwWriteFailure(path_, error);
 }
 
 void writeResult(const std::string& path, std::string_view text) {
   Output output(path);
-  if (output.isFile()) return writeOutput(path, text);
   output.write(text);
   output.finish();
 }
 
-void editCollection(const std::string& path, EditMode mode,
-                    const std::function<void(Collection&)>& change) {
-  if (mode == EditMode::Existing && !fileExists(path))
-    throw Failure{kNoInput, path, reasonOf(ENOENT)};
-  std::error_code error;
-  std::optional<FolderLock> lock;
-  if (mode != EditMode::DryRun) lock.emplace(widePath(path), error);
-  if (error) throwWriteFailure(path, error);
-
-  Collection collection;
-  if (mode == EditMode::Existing || fileExists(path))
-    collection = parseCollection(path, readFrom(path, true));
-  const std::string before = collection.text();
-  change(collection);
-  const std::string after = collection.text();
-  if (mode == EditMode::DryRun || after == before) return;
-  if (const std::error_code failed = replaceFile(widePath(path), after))
-    throwWriteFailure(path, failed);
+void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit) {
+  const EditResult result = editCollection(widePath(path), mode, edit);
+  if (result.readError) {
+    const bool special = result.readError == std::errc::no_such_device_or_address;
+    throw Failure{kNoInput, path,
+                  special ? "only a regular file can be edited; this is a pipe or a device"
+                          : result.readError.message()};
+  }
+  if (result.xmlError.kind == XmlError::Kind::Unreadable)
+    throw Failure{kNoInput, path, result.xmlError.message};
+  requireSound(path, result.xmlError);
+  if (result.isForeign)
+    throw Failure{kBadData, path, "this is no collection: it has no place for items"};
+  if (result.writeError) throwWriteFailure(path, result.writeError);
 }
 
 void print(std::string_view text) {

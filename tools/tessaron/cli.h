@@ -5,12 +5,16 @@
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "catalogue/collection.h"
+#include "catalogue/edit.h"
+#include "platform/file.h"
 
 namespace CLI {
 class App;
@@ -71,19 +75,60 @@ std::string displayName(const std::string& path);
 std::u16string widePath(const std::string& path, ExitCode code = kCannotCreate);
 
 /// The bytes of a file, or of standard input for "-" (which can be read only once). Fails with
-/// kNoInput, also for more than 4 GiB of a file, 1 GiB of a pipe or 16 MiB of a device.
+/// kNoInput, also for more than 1 GiB of a pipe or 16 MiB of a device.
 std::string readInput(const std::string& path);
 
-/// Fails with kBadData and the fault's place when there is a fault.
-void requireSound(const std::string& path, const XmlFault& fault);
+/// An input that is read as it comes: a file, a pipe, or standard input for "-". Fails as
+/// `readInput` does, but a regular file may have any size.
+class Input : public File {
+ public:
+  explicit Input(const std::string& path);
+  ~Input() override;
 
-/// Reads a collection. Fails with kNoInput when there is none, with kBadData when it is damaged or
-/// something else altogether.
-Collection loadCollection(const std::string& path);
+  /// Whether it can be read more than once.
+  bool isRegular() const;
+  /// Fails when a read has failed.
+  void requireRead() const;
 
-/// Whether a well-formed document can be a collection or a response: it has items, or a place for
-/// them.
-bool canHoldItems(const TiXmlDocument& document);
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override;
+  bool write(std::span<const std::byte>) override { return false; }
+  bool seek(std::uint64_t offset) override;
+  std::optional<std::uint64_t> size() override { return std::nullopt; }
+  bool setEnd() override { return false; }
+  std::optional<FileStatus> status() override { return std::nullopt; }
+
+ private:
+  std::string path_;
+  int descriptor_ = -1;
+  std::uint64_t count_ = 0;
+  std::string reason_;
+};
+
+/// Fails with kBadData and the error's place when there is an error.
+void requireSound(const std::string& path, const XmlError& error);
+
+/// A collection's items, one at a time. Fails with kNoInput when it cannot be read, with kBadData
+/// when it is damaged or something else altogether: what came before that has been visited.
+class CollectionReader {
+ public:
+  /// With `twice` it can be walked over twice, though it be a pipe.
+  explicit CollectionReader(std::string path, bool twice = false);
+  ~CollectionReader();
+
+  void forEachItem(const std::function<void(const ItemStream&)>& visit);
+  /// With `detail` the records are complete; without it they lack texts that only `show` and
+  /// `export` tell (see CRecord::fullDetail).
+  void forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit);
+  /// How many items the last walk came by.
+  std::size_t count() const { return count_; }
+  std::string name() const { return displayName(path_); }
+
+ private:
+  std::string path_;
+  std::unique_ptr<Input> input_;
+  std::optional<std::string> content_;
+  std::size_t count_ = 0;
+};
 
 /// Replaces or creates a file in one step. Fails with kCannotCreate or kCannotWrite; the old file
 /// is then as it was. BrokenPipe when it is a pipe that nobody reads.
@@ -101,30 +146,25 @@ class Output {
  public:
   explicit Output(std::string path);
   bool isFile() const;
-  /// Fails as `print` does.
+  /// Fails as `print` or `writeOutput` does.
   void write(std::string_view text);
-  /// Ends the result; without it no file is written. Fails as `writeOutput` and `print` do.
+  /// Ends the result; without it the old file stays. Fails as `write` does.
   void finish();
 
  private:
   std::string path_;
-  std::string content_;
+  std::optional<FileReplacement> file_;  // as soon as there is something to write
+  std::string block_;
 };
 
 /// Hands a complete result to standard output or into a file, as `Output` does.
 void writeResult(const std::string& path, std::string_view text);
 
-enum class EditMode {
-  Existing,  ///< a missing file is a failure: kNoInput
-  Create,    ///< a missing file starts as an empty collection
-  DryRun,    ///< as Create, but nothing is written
-};
-
-/// Reads, changes and replaces a collection while no other edit of it can come between. Fails with
-/// kNoInput for what is no regular file. Nothing is written when `change` leaves the collection as
-/// it was, or throws.
-void editCollection(const std::string& path, EditMode mode,
-                    const std::function<void(Collection&)>& change);
+/// Changes a collection by `edit`, see `editCollection`. Fails with kNoInput for what cannot be
+/// read or is no regular file, with kBadData for what is damaged or no collection, with
+/// kCannotCreate or kCannotWrite when the new file cannot be put in its place; nothing changes
+/// then. What `edit` throws is passed on.
+void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit);
 
 /// Writes to standard output. Fails with kCannotWrite, or BrokenPipe.
 void print(std::string_view text);

@@ -30,21 +30,20 @@ const std::vector<std::string> kColumns = {
 
 /// An item that somebody has to bring back.
 struct Loan {
-  const CRecord* record;
+  CRecord record;
   std::string mark;  ///< as `dueMark`; empty for an item that is only listed for its date
   int daysLeft;
 };
 
 /// The items that are due or due soon, or end within so many days; the longest overdue first.
-std::vector<Loan> findLoans(const Collection& collection, std::optional<int> within,
+std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> within,
                             const SYSTEMTIME& now) {
   std::vector<Loan> loans;
-  for (const CRecord& record : collection.records()) {
+  collection.forEachRecord(false, [&](const CRecord& record) {
     const std::optional<int> days = daysLeft(record, now);
     const std::string mark = dueMark(record, now);
-    if (days && (within ? *days <= *within : !mark.empty()))
-      loans.push_back({&record, mark, *days});
-  }
+    if (days && (within ? *days <= *within : !mark.empty())) loans.push_back({record, mark, *days});
+  });
   std::stable_sort(loans.begin(), loans.end(),
                    [](const Loan& a, const Loan& b) { return a.daysLeft < b.daysLeft; });
   return loans;
@@ -101,12 +100,12 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
                                         now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
   std::map<std::string, int> seen;
   for (const Loan& loan : loans) {
-    std::string date = isoDate(loan.record->StatusEndDate);
+    std::string date = isoDate(loan.record.StatusEndDate);
     std::erase(date, '-');
-    const std::string title = calendarText(toUtf8(loan.record->Title));
-    const std::string text = calendarText(statusSentence(*loan.record));
+    const std::string title = calendarText(toUtf8(loan.record.Title));
+    const std::string text = calendarText(statusSentence(loan.record));
     for (std::string line :
-         {std::string("BEGIN:VEVENT"), "UID:" + eventId(*loan.record, seen) + "@tessaron", stamp,
+         {std::string("BEGIN:VEVENT"), "UID:" + eventId(loan.record, seen) + "@tessaron", stamp,
           "DTSTART;VALUE=DATE:" + date, "SUMMARY:Due: " + title, "DESCRIPTION:" + text,
           std::string("TRANSP:TRANSPARENT"), std::string("BEGIN:VALARM"),
           std::string("ACTION:DISPLAY"), "DESCRIPTION:Due: " + title, std::string("TRIGGER:-P1D"),
@@ -122,7 +121,7 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
 std::string textFor(const std::vector<Loan>& loans, Form form) {
   auto array = nlohmann::ordered_json::array();
   for (const Loan& loan : loans) {
-    const nlohmann::ordered_json record = recordJson(*loan.record);
+    const nlohmann::ordered_json record = recordJson(loan.record);
     array.push_back({{"ASIN", record["ASIN"]},
                      {"Title", record["Title"]},
                      {"ProductGroup", record["ProductGroup"]},
@@ -139,7 +138,7 @@ std::string textFor(const std::vector<Loan>& loans, Form form) {
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  const Collection collection = loadCollection(options.collection);
+  CollectionReader collection(options.collection);
   const SYSTEMTIME now = utcNow();
   const std::vector<Loan> loans = findLoans(collection, options.within, now);
   Output output(options.output);
@@ -151,9 +150,9 @@ int run(const Options& options, const Context& context) {
     Table table({"ASIN", "Title", "Status", "Who", "Until", "Due", "Days"},
                 {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
     for (const Loan& loan : loans) {
-      auto [what, who, until] = statusCells(*loan.record);
-      table.add({{toUtf8(loan.record->ASIN)},
-                 {toUtf8(loan.record->Title)},
+      auto [what, who, until] = statusCells(loan.record);
+      table.add({{toUtf8(loan.record.ASIN)},
+                 {toUtf8(loan.record.Title)},
                  std::move(what),
                  std::move(who),
                  std::move(until),
@@ -164,7 +163,7 @@ int run(const Options& options, const Context& context) {
   }
   output.finish();
   if (!loans.empty()) return kDone;
-  throw Failure{kFailed, displayName(options.collection), "nothing is due"};
+  throw Failure{kFailed, collection.name(), "nothing is due"};
 }
 
 }  // namespace

@@ -14,18 +14,6 @@ namespace tessaron::tool {
 
 namespace {
 
-std::string pageText(const std::vector<CRecord>& records, const std::string& collection) {
-  const std::string stem =
-      collection == "-" ? "" : std::filesystem::path(collection).stem().string();
-  return htmlPage(records, stem.empty() ? "Collection" : stem, utcNow());
-}
-
-std::vector<const CRecord*> pointersTo(const std::vector<CRecord>& records) {
-  std::vector<const CRecord*> pointers;
-  for (const CRecord& record : records) pointers.push_back(&record);
-  return pointers;
-}
-
 struct Options {
   std::string collection;
   std::string output;
@@ -36,17 +24,21 @@ int run(const Options& options, const Context& context) {
   if (options.form == Form::Table)
     throw Failure{kUsage, {}, "one of --json, --csv, --tsv and --html is required"};
   requireOtherFile(options.output, options.collection);
-  const Collection collection = loadCollection(options.collection);
-  const std::vector<CRecord>& records = collection.records();
+  CollectionReader collection(options.collection, options.form == Form::Html);
   Output output(options.output);
-  if (options.form == Form::Html)
-    output.write(pageText(records, options.collection));
-  else
-    writeRecords(pointersTo(records), options.form, recordColumns(), output);
+  if (options.form == Form::Html) {
+    const std::string stem =
+        options.collection == "-" ? "" : std::filesystem::path(options.collection).stem().string();
+    writeHtmlPage(collection, stem.empty() ? "Collection" : stem, utcNow(), output);
+  } else {
+    RecordWriter writer(options.form, recordColumns(), output);
+    collection.forEachRecord(true, [&](const CRecord& record) { writer.write(record); });
+    writer.finish();
+  }
   output.finish();
+  const std::size_t count = collection.count();
   if (output.isFile())
-    note(context, fmt::format("{}: {} {}", options.output, records.size(),
-                              records.size() == 1 ? "item" : "items"));
+    note(context, fmt::format("{}: {} {}", options.output, count, count == 1 ? "item" : "items"));
   return kDone;
 }
 

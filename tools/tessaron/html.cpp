@@ -143,25 +143,30 @@ constexpr Fact kFacts[] = {
 
 class Page {
  public:
-  Page(const std::vector<CRecord>& records, std::string_view title, const SYSTEMTIME& now)
-      : records_(records), title_(escapeHtml(title)), now_(now) {}
+  Page(CollectionReader& collection, std::string_view title, const SYSTEMTIME& now, Output& output)
+      : collection_(collection), title_(escapeHtml(title)), now_(now), output_(output) {}
 
-  std::string make() {
-    for (const CRecord& record : records_) {
+  void write() {
+    collection_.forEachRecord(false, [this](const CRecord& record) {
       ++groups_[record.ProductGroup];
       ++statuses_[record.hasStatus ? record.status : -1];
       if (dueStateAt(record, now_) != 0) ++due_;
-    }
+    });
     head();
     cards();
     foot();
-    return std::move(out_);
+    handOver();
   }
 
  private:
   template <typename... Args>
   void put(fmt::format_string<Args...> format, Args&&... args) {
     fmt::format_to(std::back_inserter(out_), format, std::forward<Args>(args)...);
+  }
+
+  void handOver() {
+    output_.write(out_);
+    out_.clear();
   }
 
   void head() {
@@ -176,7 +181,7 @@ class Page {
         hashSource(kPageStyleSha256), hashSource(kPageScriptSha256), title_, kPageStyle);
     put("<header>\n<h1 dir=\"auto\">{}</h1>\n<p class=\"about\">{} as of "
         "{:04}-{:02}-{:02}",
-        title_, counted(records_.size()), now_.wYear, now_.wMonth, now_.wDay);
+        title_, counted(collection_.count()), now_.wYear, now_.wMonth, now_.wDay);
     if (due_ > 0) put(" · <span class=\"due\">{} due</span>", due_);
     out_ += "</p>\n</header>\n";
     tools();
@@ -225,15 +230,18 @@ class Page {
     constexpr std::size_t kBlock = 500;
     out_ += "<main id=\"items\">\n";
     std::string_view end = "</main>\n";
-    for (std::size_t i = 0; i < records_.size(); ++i) {
-      if (i > 0 && i % kBlock == 0) {
+    std::size_t count = 0;
+    collection_.forEachRecord(true, [&](const CRecord& record) {
+      if (count > 0 && count % kBlock == 0) {
         out_.append(end).append("<script type=\"text/plain\" class=\"later\">\n");
         end = "</script>\n";
       }
-      card(records_[i]);
-    }
+      ++count;
+      card(record);
+      handOver();
+    });
     out_ += end;
-    if (records_.size() > kBlock)
+    if (count > kBlock)
       put("<noscript><p class=\"none\">Without scripts only the first {} items can be shown.</p>"
           "</noscript>\n",
           kBlock);
@@ -381,16 +389,17 @@ class Page {
         "<div id=\"end\" hidden></div>\n<div id=\"none\" class=\"none\" hidden><p>Nothing here "
         "fits.</p>"
         "<button type=\"button\" id=\"clear\">Show everything</button></div>\n";
-    if (records_.empty()) out_ += "<p class=\"none\">This collection is empty.</p>\n";
+    if (collection_.count() == 0) out_ += "<p class=\"none\">This collection is empty.</p>\n";
     put("<footer>Covers come from the addresses in the collection; all else is in this "
         "file.</footer>\n"
         "<script>{}</script>\n</body>\n</html>\n",
         kPageScript);
   }
 
-  const std::vector<CRecord>& records_;
+  CollectionReader& collection_;
   const std::string title_;
   const SYSTEMTIME now_;
+  Output& output_;
   std::map<std::u16string, std::size_t> groups_;
   std::map<int, std::size_t> statuses_;
   std::size_t due_ = 0;
@@ -399,9 +408,9 @@ class Page {
 
 }  // namespace
 
-std::string htmlPage(const std::vector<CRecord>& records, std::string_view title,
-                     const SYSTEMTIME& now) {
-  return Page(records, title, now).make();
+void writeHtmlPage(CollectionReader& collection, std::string_view title, const SYSTEMTIME& now,
+                   Output& output) {
+  Page(collection, title, now, output).write();
 }
 
 }  // namespace tessaron::tool

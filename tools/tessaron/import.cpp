@@ -1,12 +1,16 @@
+#include "catalogue/import.h"
+
 #include <fmt/format.h>
 
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "settings/collation.h"
 #include "settings_key.h"
 #include "status.h"
 #include "support/text.h"
+#include "support/xml/xml.h"
 #include "verbs.h"
 
 namespace tessaron::tool {
@@ -19,12 +23,12 @@ struct Options {
   bool dryRun = false;
 };
 
+/// What is known of a response besides its items.
 struct Response {
   std::string path;
-  std::string text;
-  ImportCounts counts;
-
-  std::size_t accepted() const { return counts.added + counts.updated + counts.skipped; }
+  std::unique_ptr<Input> input;
+  std::optional<std::string> content;  ///< of what can be read once only
+  ResponseSummary summary;
 };
 
 /// What the service says went wrong, in either dialect; empty when it says nothing.
@@ -43,82 +47,86 @@ std::string serviceError(const TiXmlElement& element) {
 /// Says that a response without items is one; fails when it is no response at all.
 void explainEmpty(const Response& response) {
   TiXmlDocument document;
-  parseXml(response.text, document);
+  parseXml(response.content ? *response.content : readInput(response.path), document);
   const std::string error =
       document.RootElement() == nullptr ? std::string() : serviceError(*document.RootElement());
   const std::string name = displayName(response.path);
-  if (error.empty() && !canHoldItems(document))
+  if (error.empty() && !response.summary.canHoldItems)
     throw Failure{kBadData, name, "this is no response: it has no place for items"};
   warn(name + ": no item found" + (error.empty() ? "" : ": " + error));
 }
 
-/// Takes the responses over into `collection` and returns how many of their items it accepted.
-std::size_t importAll(Collection& collection, std::vector<Response>& responses,
-                      const Context& context) {
-  Progress progress(context, "importing", responses.size());
-  const std::uint16_t today = localToday();
-  std::size_t accepted = 0;
-  for (std::size_t i = 0; i < responses.size(); ++i) {
-    Response& response = responses[i];
-    progress.show(i, displayName(response.path));
-    requireSound(response.path, collection.import(response.text, today, response.counts,
-                                                  CCollationSystem::ApplyToRecord));
-    accepted += response.accepted();
-  }
-  return accepted;
+/// Opens a response, and reads it when that can be done only once.
+Response openResponse(const std::string& path) {
+  Response response{path, std::make_unique<Input>(path), {}, {}};
+  if (response.input->isRegular()) return response;
+  readToEnd(*response.input, response.content.emplace());
+  response.input->requireRead();
+  return response;
 }
 
-void report(const std::vector<Response>& responses, const Options& options) {
-  ImportCounts sum;
+/// Hands a response to the import. Fails when it cannot be read or is damaged.
+void addResponse(Import& import, Response& response) {
+  std::unique_ptr<File> file = std::move(response.input);
+  if (response.content) file = memoryFile(*response.content);
+  response.summary = import.add(std::move(file));
+  if (response.summary.error.kind == XmlError::Kind::Unreadable)
+    throw Failure{kNoInput, displayName(response.path), response.summary.error.message};
+  requireSound(response.path, response.summary.error);
+}
+
+void report(const std::vector<Response>& responses, const ImportCounts& counts,
+            const Options& options) {
   auto rejected = nlohmann::ordered_json::array();
-  for (const Response& response : responses) {
-    const std::string name = displayName(response.path);
-    for (const ImportCounts::Rejection& item : response.counts.rejected) {
-      const std::string title = toUtf8(item.title);
-      warn(fmt::format("{}: item {} \"{}\" rejected: {}", name, item.item, title, item.reason));
-      rejected.push_back(
-          {{"file", name}, {"item", item.item}, {"title", title}, {"reason", item.reason}});
-    }
-    sum.read += response.counts.read;
-    sum.added += response.counts.added;
-    sum.updated += response.counts.updated;
-    sum.skipped += response.counts.skipped;
+  for (const ImportCounts::Rejection& item : counts.rejected) {
+    const std::string name = displayName(responses[item.response].path);
+    const std::string title = toUtf8(item.title);
+    warn(fmt::format("{}: item {} \"{}\" rejected: {}", name, item.item, title, item.reason));
+    rejected.push_back(
+        {{"file", name}, {"item", item.item}, {"title", title}, {"reason", item.reason}});
   }
   if (options.json) {
-    printJson({{"read", sum.read},
-               {"added", sum.added},
-               {"updated", sum.updated},
-               {"skipped", sum.skipped},
+    printJson({{"read", counts.read},
+               {"added", counts.added},
+               {"updated", counts.updated},
+               {"skipped", counts.skipped},
                {"rejected", rejected},
                {"dryRun", options.dryRun}});
   } else {
-    print(fmt::format("read {}, added {}, updated {}, skipped {}, rejected {}{}\n", sum.read,
-                      sum.added, sum.updated, sum.skipped, rejected.size(),
+    print(fmt::format("read {}, added {}, updated {}, skipped {}, rejected {}{}\n", counts.read,
+                      counts.added, counts.updated, counts.skipped, rejected.size(),
                       options.dryRun ? " (nothing written)" : ""));
   }
   flushOutput();
 }
 
 int run(const Options& options, const Context& context) {
+  loadSetting(u"CollationOption", _Config);
+  Import import(localToday(), CCollationSystem::ApplyToRecord);
   std::vector<Response> responses;
   for (const std::string& path : options.responses)  // before the lock: input may be slow
-    responses.push_back({path, readInput(path), {}});
-
-  loadSetting(u"CollationOption", _Config);
-  std::size_t accepted = 0;
-  const auto import = [&](Collection& collection) {
-    accepted = importAll(collection, responses, context);
-    for (const Response& response : responses)
-      if (response.counts.read == 0) explainEmpty(response);
-  };
-  editCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Create, import);
+    responses.push_back(openResponse(path));
+  {
+    Progress progress(context, "importing", responses.size());
+    for (std::size_t i = 0; i < responses.size(); ++i) {
+      progress.show(i, displayName(responses[i].path));
+      addResponse(import, responses[i]);
+    }
+  }
+  for (const Response& response : responses)
+    if (response.summary.items == 0) explainEmpty(response);
+  changeCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Create,
+                   import);
+  if (import.readFailed())
+    throw Failure{kNoInput, {}, "a response could not be read a second time"};
+  const ImportCounts& counts = import.counts();
   try {
-    report(responses, options);  // not before the file has what it tells of
+    report(responses, counts, options);  // not before the file has what it tells of
   } catch (Failure& failure) {
     failure.reason += options.dryRun ? "" : "; the collection is saved";
     throw;
   }
-  return accepted > 0 ? kDone : kFailed;
+  return counts.read > counts.rejected.size() ? kDone : kFailed;
 }
 
 }  // namespace

@@ -19,11 +19,15 @@ void requireItemName(CLI::Option& option) {
   });
 }
 
-std::size_t findItem(const Collection& collection, const std::string& path,
-                     const std::string& argument) {
-  const std::size_t index = collection.find(itemName(argument));
-  if (index == Collection::npos) throw Failure{kFailed, displayName(path), "no item " + argument};
-  return index;
+CRecord findItem(const std::string& path, const std::string& argument) {
+  const std::u16string name = itemName(argument);
+  CollectionReader collection(path);
+  std::optional<CRecord> found;
+  collection.forEachItem([&](const ItemStream& items) {
+    if (!found && items.key().asin == name) items.read(found.emplace());
+  });
+  if (!found) throw Failure{kFailed, collection.name(), "no item " + argument};
+  return *std::move(found);
 }
 
 }  // namespace tessaron::tool

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "catalogue/collection.h"
+#include "records/record.h"
 
 namespace CLI {
 class App;
@@ -18,8 +18,7 @@ void requireItemName(CLI::Option& option);
 /// The ASIN that the user means: without white space at its ends, as items are read.
 std::u16string itemName(const std::string& argument);
 
-/// The item's position. Fails with kFailed when `collection`, read from `path`, does not have it.
-std::size_t findItem(const Collection& collection, const std::string& path,
-                     const std::string& argument);
+/// The first item of that name in the collection at `path`. Fails with kFailed when there is none.
+CRecord findItem(const std::string& path, const std::string& argument);
 
 }  // namespace tessaron::tool

@@ -27,31 +27,35 @@ const std::vector<std::string> kColumns = {
     "ASIN",          "Title",        "ProductGroup", "DateAdded",   "status.name",
     "status.target", "status.begin", "status.end",   "status.text", "status.due"};
 
-using Rows = std::vector<const CRecord*>;
+/// What is kept of an item until all are known: what is printed of it and what it is sorted by.
+struct Row {
+  std::u16string group;
+  std::u16string title;
+  std::uint16_t added;
+  std::int32_t status;
+  std::string text;                // for programs
+  std::vector<Table::Cell> cells;  // for people
+};
 
-void sortRows(Rows& rows, const std::string& order) {
-  if (order.empty()) return;
+void sortRows(std::vector<Row>& rows, const std::string& order) {
   const auto compare = [](const std::u16string& a, const std::u16string& b) {
     return CCollationSystem::CompareStringW(a.c_str(), b.c_str(), true);
   };
-  const auto statusOf = [](const CRecord& record) {
-    return record.hasStatus ? record.status : INT32_MAX;  // those without one come last
-  };
-  std::stable_sort(rows.begin(), rows.end(), [&](const CRecord* a, const CRecord* b) {
+  std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
     int difference = 0;
-    if (order == "added") return a->DateAdded < b->DateAdded;
-    if (order == "group") difference = compare(a->ProductGroup, b->ProductGroup);
-    if (order == "status" && statusOf(*a) != statusOf(*b)) return statusOf(*a) < statusOf(*b);
-    if (difference == 0) difference = compare(a->Title, b->Title);
+    if (order == "added") return a.added < b.added;
+    if (order == "group") difference = compare(a.group, b.group);
+    if (order == "status" && a.status != b.status) return a.status < b.status;
+    if (difference == 0) difference = compare(a.title, b.title);
     return difference < 0;
   });
 }
 
-Rows selectRows(const Collection& collection, const std::function<bool(const CRecord&)>& wanted) {
-  Rows rows;
-  for (const CRecord& record : collection.records())
-    if (wanted(record)) rows.push_back(&record);
-  return rows;
+std::vector<Table::Cell> cellsOf(const CRecord& record, const SYSTEMTIME& now) {
+  auto [what, who, until] = statusCells(record);
+  return {
+      {toUtf8(record.ASIN)}, {toUtf8(record.Title)}, {toUtf8(record.ProductGroup)}, std::move(what),
+      std::move(who),        std::move(until),       dueCell(dueMark(record, now))};
 }
 
 /// The test for --status. Fails with kUsage for a name that means nothing.
@@ -67,33 +71,45 @@ std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
   const auto wanted = statusFilter(options.status);
-  const Collection collection = loadCollection(options.collection);
-  Rows rows = selectRows(collection, wanted);
-  sortRows(rows, options.sort);
+  const bool isTable = options.form == Form::Table;
   const SYSTEMTIME now = utcNow();
+  CollectionReader collection(options.collection);
   Output output(options.output);
-  if (options.form != Form::Table) {
-    writeRecords(rows, options.form, kColumns, output);
-  } else if (!rows.empty()) {
+  RecordWriter writer(options.form, kColumns, output);
+  std::vector<Row> rows;
+  std::size_t count = 0;
+  collection.forEachRecord(!isTable, [&](const CRecord& record) {
+    if (!wanted(record)) return;
+    ++count;
+    if (!isTable && options.sort.empty()) return writer.write(record);
+    Row& row = rows.emplace_back();
+    if (!options.sort.empty())  // those without a status come last
+      row = {record.ProductGroup,
+             record.Title,
+             record.DateAdded,
+             record.hasStatus ? record.status : INT32_MAX,
+             {},
+             {}};
+    if (isTable)
+      row.cells = cellsOf(record, now);
+    else
+      row.text = writer.text(record);
+  });
+  if (!options.sort.empty()) sortRows(rows, options.sort);
+  if (!isTable) {
+    for (const Row& row : rows) writer.writeText(row.text);
+    writer.finish();
+  } else if (count > 0) {
     Table table({"ASIN", "Title", "Group", "Status", "Who", "Until", "Due"},
                 {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole});
-    for (const CRecord* record : rows) {
-      auto [what, who, until] = statusCells(*record);
-      table.add({{toUtf8(record->ASIN)},
-                 {toUtf8(record->Title)},
-                 {toUtf8(record->ProductGroup)},
-                 std::move(what),
-                 std::move(who),
-                 std::move(until),
-                 dueCell(dueMark(*record, now))});
-    }
+    for (Row& row : rows) table.add(std::move(row.cells));
     table.print(context, output);
   }
   output.finish();
-  if (!rows.empty()) return kDone;
-  throw Failure{kFailed, displayName(options.collection),
-                collection.records().empty() ? "the collection is empty"
-                                             : "no item has the status \"" + options.status + "\""};
+  if (count > 0) return kDone;
+  throw Failure{kFailed, collection.name(),
+                collection.count() == 0 ? "the collection is empty"
+                                        : "no item has the status \"" + options.status + "\""};
 }
 
 }  // namespace

@@ -230,21 +230,32 @@ std::vector<std::string> jsonCells(const ordered_json& object,
   return cells;
 }
 
-void writeRecords(const std::vector<const CRecord*>& records, Form form,
-                  const std::vector<std::string>& columns, Output& output) {
-  if (form == Form::Json) {
-    std::string_view lead = "[\n";
-    for (const CRecord* record : records) {
-      output.write(lead);
-      output.write(jsonText(recordJson(*record)));
-      lead = ",\n";
-    }
-    output.write(records.empty() ? "[]\n" : "\n]\n");
-    return;
+RecordWriter::RecordWriter(Form form, std::vector<std::string> columns, Output& output)
+    : form_(form), columns_(std::move(columns)), output_(output) {}
+
+void RecordWriter::write(const CRecord& record) { writeText(text(record)); }
+
+std::string RecordWriter::text(const CRecord& record) const {
+  const ordered_json json = recordJson(record);
+  return form_ == Form::Json ? jsonText(json) : separatedRow(form_, jsonCells(json, columns_));
+}
+
+void RecordWriter::writeText(std::string_view text) {
+  if (form_ == Form::Json) {
+    output_.write(begun_ ? ",\n" : "[\n");
+  } else if (!begun_) {
+    output_.write(separatedRow(form_, columns_));
   }
-  output.write(separatedRow(form, columns));
-  for (const CRecord* record : records)
-    output.write(separatedRow(form, jsonCells(recordJson(*record), columns)));
+  begun_ = true;
+  output_.write(text);
+}
+
+void RecordWriter::finish() {
+  if (form_ == Form::Json) {
+    output_.write(begun_ ? "\n]\n" : "[]\n");
+  } else if (!begun_) {
+    output_.write(separatedRow(form_, columns_));
+  }
 }
 
 }  // namespace tessaron::tool

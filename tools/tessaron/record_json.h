@@ -28,9 +28,23 @@ std::vector<std::string> recordColumns();
 std::vector<std::string> jsonCells(const nlohmann::ordered_json& object,
                                    const std::vector<std::string>& columns);
 
-/// Writes the records as an array of JSON objects, or as CSV or TSV: a heading, then a row with
-/// these columns for each. Only one of them is in memory at a time.
-void writeRecords(const std::vector<const CRecord*>& records, Form form,
-                  const std::vector<std::string>& columns, Output& output);
+/// Writes records as an array of JSON objects, or as CSV or TSV: a heading, then a row with these
+/// columns for each.
+class RecordWriter {
+ public:
+  RecordWriter(Form form, std::vector<std::string> columns, Output& output);
+  void write(const CRecord& record);
+  /// What `write` writes of a record, for those who keep it for a while, and then write it.
+  std::string text(const CRecord& record) const;
+  void writeText(std::string_view text);
+  /// Writes what stands behind the last record.
+  void finish();
+
+ private:
+  Form form_;
+  std::vector<std::string> columns_;
+  Output& output_;
+  bool begun_ = false;
+};
 
 }  // namespace tessaron::tool

@@ -32,8 +32,8 @@ int run(const Options& options, const Context& context) {
   const std::string name = displayName(options.damaged);
   if (recovery.items == 0) {
     if (recovery.faults.empty()) throw Failure{kFailed, name, "no item to save; not damaged"};
-    const XmlFault& fault = recovery.faults.front().fault;
-    const bool unknown = fault.kind == XmlFault::Kind::UnknownEncoding;
+    const XmlError& fault = recovery.faults.front().fault;
+    const bool unknown = fault.kind == XmlError::Kind::UnknownEncoding;
     throw Failure{unknown ? kBadData : kFailed, name,
                   fmt::format("no item to save; damaged at line {}, column {}: {}", fault.line,
                               fault.column, fault.message)};

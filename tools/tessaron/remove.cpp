@@ -1,7 +1,8 @@
 #include <fmt/format.h>
 
+#include <map>
 #include <memory>
-#include <set>
+#include <numeric>
 
 #include "items.h"
 #include "verbs.h"
@@ -14,22 +15,42 @@ struct Options {
   std::vector<std::string> asins;
 };
 
+/// Drops all items of some names.
+class RemoveEdit : public ItemEdit {
+ public:
+  explicit RemoveEdit(const Options& options) : options_(options) {
+    for (const std::string& asin : options.asins) found_.emplace(itemName(asin), 0);
+  }
+
+  ItemChange change(const ItemStream& items) override {
+    const auto wanted = found_.find(items.key().asin);
+    if (wanted == found_.end()) return {};
+    ++wanted->second;
+    return {ItemChange::Kind::Drop, {}};
+  }
+
+  std::string addition() override {
+    for (const std::string& asin : options_.asins) {
+      if (found_.at(itemName(asin)) == 0)
+        throw Failure{kFailed, options_.collection, "no item " + asin + "; nothing is removed"};
+    }
+    return {};
+  }
+
+  std::size_t count() const {
+    return std::accumulate(found_.begin(), found_.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& each) { return sum + each.second; });
+  }
+
+ private:
+  const Options& options_;
+  std::map<std::u16string, std::size_t> found_;  // how many items each name has
+};
+
 int run(const Options& options, const Context& context) {
-  std::size_t count = 0;
-  editCollection(options.collection, EditMode::Existing, [&](Collection& collection) {
-    std::set<std::u16string> asins;
-    for (const std::string& asin : options.asins) {
-      if (collection.find(itemName(asin)) == Collection::npos)
-        throw Failure{kFailed, options.collection, "no item " + asin + "; nothing is removed"};
-      asins.insert(itemName(asin));
-    }
-    for (std::size_t i = collection.records().size(); i-- > 0;) {
-      if (!asins.contains(collection.records()[i].ASIN)) continue;
-      collection.remove(i);
-      ++count;
-    }
-  });
-  note(context, fmt::format("{} item{} removed", count, count == 1 ? "" : "s"));
+  RemoveEdit edit(options);
+  changeCollection(options.collection, EditMode::Existing, edit);
+  note(context, fmt::format("{} item{} removed", edit.count(), edit.count() == 1 ? "" : "s"));
   return kDone;
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "catalogue/item_merge.h"
 #include "items.h"
 #include "status.h"
 #include "support/text.h"
@@ -115,24 +116,52 @@ void setField(CRecord& record, const std::u16string& name, const std::u16string&
   record.customFieldFlags[slot] = !value.empty();
 }
 
+/// Changes the first item of a name.
+class SetEdit : public ItemEdit {
+ public:
+  SetEdit(const Options& options, Change change)
+      : options_(options), name_(itemName(options.asin)), change_(std::move(change)) {}
+
+  ItemChange change(const ItemStream& items) override {
+    if (found_ || items.key().asin != name_) return {};
+    found_ = true;
+    CRecord known;
+    items.read(known);
+    CRecord record = known;
+    apply(record);
+    auto text = updateItem(items.item(), items.version(), known, record);
+    return text ? replaceItem(items, *std::move(text)) : ItemChange();
+  }
+
+  std::string addition() override {
+    if (found_) return {};
+    throw Failure{kFailed, options_.collection, "no item " + options_.asin};
+  }
+
+ private:
+  void apply(CRecord& record) const {
+    setStatus(record, change_, options_.collection);
+    if (change_.notes) {
+      record.Notes = *change_.notes;
+      record.hasNotes = !change_.notes->empty();
+    }
+    if (change_.icon || change_.noIcon) {
+      record.icon = change_.icon.value_or(0);
+      record.hasIcon = change_.icon.has_value();
+    }
+    for (const auto& [name, value] : change_.fields)
+      setField(record, name, value, options_.collection);
+  }
+
+  const Options& options_;
+  std::u16string name_;
+  Change change_;
+  bool found_ = false;
+};
+
 int run(const Options& options, const Context& context) {
-  const Change change = makeChange(options);
-  const std::string& where = options.collection;
-  editCollection(where, EditMode::Existing, [&](Collection& collection) {
-    const std::size_t index = findItem(collection, where, options.asin);
-    CRecord record = collection.records()[index];
-    setStatus(record, change, where);
-    if (change.notes) {
-      record.Notes = *change.notes;
-      record.hasNotes = !change.notes->empty();
-    }
-    if (change.icon || change.noIcon) {
-      record.icon = change.icon.value_or(0);
-      record.hasIcon = change.icon.has_value();
-    }
-    for (const auto& [name, value] : change.fields) setField(record, name, value, where);
-    collection.update(index, record);
-  });
+  SetEdit edit(options, makeChange(options));
+  changeCollection(options.collection, EditMode::Existing, edit);
   note(context, options.asin + " changed");
   return kDone;
 }

@@ -48,9 +48,7 @@ void writeValue(const std::string& name, const ordered_json& value, std::size_t 
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  const Collection collection = loadCollection(options.collection);
-  const std::size_t index = findItem(collection, options.collection, options.asin);
-  const ordered_json record = recordJson(collection.records()[index]);
+  const ordered_json record = recordJson(findItem(options.collection, options.asin));
   Output output(options.output);
   if (options.form == Form::Json) {
     output.write(jsonText(record) + '\n');

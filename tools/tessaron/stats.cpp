@@ -73,26 +73,21 @@ constexpr Property kProperties[] = {
     {"language", languagesOf},
 };
 
-/// The list prices, in the order of the items, and the currency that most of them have.
-struct Prices {
-  std::vector<std::optional<Price>> list;
-  std::string currency;
+/// What counts of an item: its names, each once, and its price.
+struct Counted {
+  std::set<std::u16string> names;
+  std::optional<Price> price;
 };
 
-Prices readPrices(const std::vector<CRecord>& records) {
-  Prices prices;
+/// The currency that most of the items have.
+std::string commonCurrency(const std::vector<Counted>& items) {
   std::map<std::string, int> uses;
   int most = 0;
-  for (const CRecord& record : records) {
-    const auto& price = prices.list.emplace_back(parsePrice(record.ListPrice));
-    if (price) most = std::max(most, ++uses[price->currency]);
-  }
-  for (const auto& price : prices.list) {
-    if (!price || uses[price->currency] != most) continue;
-    prices.currency = price->currency;
-    break;
-  }
-  return prices;
+  for (const Counted& item : items)
+    if (item.price) most = std::max(most, ++uses[item.price->currency]);
+  for (const Counted& item : items)
+    if (item.price && uses[item.price->currency] == most) return item.price->currency;
+  return {};
 }
 
 int run(const Options& options, const Context& context) {
@@ -100,50 +95,52 @@ int run(const Options& options, const Context& context) {
       *std::find_if(std::begin(kProperties), std::end(kProperties),
                     [&](const Property& each) { return options.by == each.name; });
   const bool byPrice = options.value == "price";
-  const Collection collection = loadCollection(options.collection);
-  const std::vector<CRecord>& records = collection.records();
-  const Prices prices = byPrice ? readPrices(records) : Prices();
+  CollectionReader collection(options.collection);
+  std::vector<Counted> counted;
+  collection.forEachRecord(true, [&](const CRecord& record) {
+    Texts names = property.of(record);
+    std::erase(names, u"");
+    counted.push_back({{names.begin(), names.end()}, {}});
+    if (byPrice) counted.back().price = parsePrice(record.ListPrice);
+  });
+  const std::string currency = commonCurrency(counted);
 
   std::vector<scdata> items;
   std::size_t nameless = 0;
   std::size_t priceless = 0;
   std::size_t foreign = 0;
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    Texts names = property.of(records[i]);
-    std::erase(names, u"");
-    const std::set<std::u16string> distinct(names.begin(), names.end());
+  for (const auto& [names, price] : counted) {
     float value = 1;
-    if (byPrice && !prices.list[i]) {
+    if (byPrice && !price) {
       ++priceless;
-    } else if (byPrice && prices.list[i]->currency != prices.currency) {
+    } else if (byPrice && price->currency != currency) {
       ++foreign;
-    } else if (distinct.empty()) {
+    } else if (names.empty()) {
       ++nameless;
     } else {
-      if (byPrice) value = static_cast<float>(prices.list[i]->amount);
-      for (const std::u16string& name : distinct) items.push_back({name, 1, value});
+      if (byPrice) value = static_cast<float>(price->amount);
+      for (const std::u16string& name : names) items.push_back({name, 1, value});
     }
   }
   std::vector<std::string> leftOut;
   const auto tell = [&](std::size_t count, const std::string& why) {
-    if (count > 0) leftOut.push_back(fmt::format("{} of {} items {}", count, records.size(), why));
+    if (count > 0) leftOut.push_back(fmt::format("{} of {} items {}", count, counted.size(), why));
   };
   tell(nameless, "without " + options.by);
   tell(priceless, "without a list price");
-  tell(foreign, "priced in other currencies than " +
-                    (prices.currency.empty() ? "that of most" : prices.currency));
+  tell(foreign,
+       "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
   const std::string summary = CLI::detail::join(leftOut, ", ");
   if (items.empty())
-    throw Failure{kFailed, displayName(options.collection),
-                  records.empty() ? "the collection is empty" : "nothing to count: " + summary};
+    throw Failure{kFailed, collection.name(),
+                  counted.empty() ? "the collection is empty" : "nothing to count: " + summary};
   if (!leftOut.empty()) note(context, "left out: " + summary);
 
   nlohmann::ordered_json about = {{"by", options.by}, {"value", options.value}};
-  if (byPrice) about["currency"] = prices.currency;
+  if (byPrice) about["currency"] = currency;
   std::string heading = options.by;
   heading[0] = static_cast<char>(heading[0] - 'a' + 'A');
-  giveChart(items, heading, byPrice ? "Price " + prices.currency : "", about, options.form,
-            context);
+  giveChart(items, heading, byPrice ? "Price " + currency : "", about, options.form, context);
   return kDone;
 }
 

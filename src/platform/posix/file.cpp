@@ -205,14 +205,6 @@ class Replacement {
   Descriptor fd_;
 };
 
-// Lets `write` write to the file behind `fd`, which stays open.
-std::error_code writeWith(const std::function<bool(File&)>& write, int fd) {
-  PosixFile file(Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0)), false);
-  errno = 0;
-  if (write(file)) return {};
-  return errno != 0 ? lastError() : std::make_error_code(std::errc::io_error);
-}
-
 // Owner, permission bits and access list of the old file. Where the owner cannot be kept, the bits
 // still are.
 bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
@@ -309,30 +301,60 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
   return info.stx_attributes & STATX_ATTR_ENCRYPTED ? 1 : 0;
 }
 
-std::error_code replaceFile(std::u16string_view path, const std::function<bool(File&)>& write) {
-  const std::string name = nativePath(path);
-  const fs::path target = followLinks(name);
-  struct stat old;
-  const bool exists = stat(name.c_str(), &old) == 0;
-  if (!exists && errno != ENOENT) return lastError();
-  if (exists && S_ISDIR(old.st_mode)) return std::make_error_code(std::errc::is_a_directory);
-  // A device or a pipe is there to be written to. The target of a link such as /dev/stdout may have
-  // no name.
-  if (exists && !S_ISREG(old.st_mode)) {
-    const Descriptor fd(open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
-    return fd ? writeWith(write, fd.get()) : lastError();
-  }
-  // The folder may let us replace what the file itself does not let us write.
-  if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return lastError();
+struct FileReplacement::Parts {
+  fs::path target;
+  struct stat old {};
+  bool exists = false;
+  std::optional<Replacement> replacement;  // none for a device or a pipe
+  std::unique_ptr<PosixFile> file;
+};
 
-  Replacement replacement(target, exists ? 0600 : 0666);
-  if (replacement.fd() == -1) return lastError();
-  if (const std::error_code error = writeWith(write, replacement.fd())) return error;
-  if ((exists && !copyPermissions(target, old, replacement.fd())) || fsync(replacement.fd()) != 0 ||
-      !replacement.commit()) {
-    return lastError();
+FileReplacement::FileReplacement(std::u16string_view path, std::error_code& error)
+    : parts_(std::make_unique<Parts>()) {
+  error.clear();
+  const std::string name = nativePath(path);
+  Parts& parts = *parts_;
+  parts.target = followLinks(name);
+  parts.exists = stat(name.c_str(), &parts.old) == 0;
+  Descriptor fd;
+  if (parts.exists && S_ISDIR(parts.old.st_mode)) {
+    error = std::make_error_code(std::errc::is_a_directory);
+    return;
   }
-  return {};
+  if (parts.exists && !S_ISREG(parts.old.st_mode)) {
+    // A device or a pipe is there to be written to. The target of a link such as /dev/stdout may
+    // have no name.
+    fd = Descriptor(open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  } else if (parts.exists ? faccessat(AT_FDCWD, parts.target.c_str(), W_OK, AT_EACCESS) == 0
+                          : errno == ENOENT) {
+    // The folder may let us replace what the file itself does not let us write.
+    parts.replacement.emplace(parts.target, parts.exists ? 0600 : 0666);
+    const int beside = parts.replacement->fd();
+    if (beside != -1) fd = Descriptor(fcntl(beside, F_DUPFD_CLOEXEC, 0));
+  }
+  if (fd) {
+    parts.file = std::make_unique<PosixFile>(std::move(fd), false);
+  } else {
+    error = lastError();
+  }
+}
+
+FileReplacement::~FileReplacement() = default;
+
+File& FileReplacement::file() { return *parts_->file; }
+
+std::error_code FileReplacement::run(const std::function<bool(File&)>& write) {
+  errno = 0;
+  if (write(*parts_->file)) return {};
+  return errno != 0 ? lastError() : std::make_error_code(std::errc::io_error);
+}
+
+std::error_code FileReplacement::commit() {
+  if (!parts_->replacement) return {};
+  const int fd = parts_->replacement->fd();
+  const bool done = (!parts_->exists || copyPermissions(parts_->target, parts_->old, fd)) &&
+                    fsync(fd) == 0 && parts_->replacement->commit();
+  return done ? std::error_code{} : lastError();
 }
 
 OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,

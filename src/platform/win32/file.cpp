@@ -185,36 +185,61 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
   return status;
 }
 
-std::error_code replaceFile(std::u16string_view path, const std::function<bool(File&)>& write) {
-  const std::u16string target(path);
-  const DWORD attributes = GetFileAttributesW(wide(target));
-  if (attributes != INVALID_FILE_ATTRIBUTES) {
-    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
-      return std::make_error_code(std::errc::is_a_directory);
-    if (attributes & FILE_ATTRIBUTE_READONLY) {
-      return std::make_error_code(std::errc::permission_denied);
-    }
-  }
+struct FileReplacement::Parts {
+  std::u16string target;
+  DWORD attributes = INVALID_FILE_ATTRIBUTES;
   // Goes when this does, unless it has been put in the target's place by then.
   struct Beside {
     std::u16string name;
-    ~Beside() { DeleteFileW(wide(name)); }
-  } const beside{nameBeside(target)};
-  {
-    Win32File file(Handle(CreateFileW(wide(beside.name), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)));
-    if (!file.isOpen()) return lastError();
-    SetLastError(ERROR_SUCCESS);
-    if (!write(file)) {
-      const std::error_code error = lastError();
-      return error ? error : std::make_error_code(std::errc::io_error);
+    ~Beside() {
+      if (!name.empty()) DeleteFileW(wide(name));
     }
-    if (!file.flush()) return lastError();
+  } beside;
+  std::unique_ptr<Win32File> file;  // closed before the file beside goes
+};
+
+FileReplacement::FileReplacement(std::u16string_view path, std::error_code& error)
+    : parts_(std::make_unique<Parts>()) {
+  error.clear();
+  Parts& parts = *parts_;
+  parts.target = path;
+  parts.attributes = GetFileAttributesW(wide(parts.target));
+  if (parts.attributes != INVALID_FILE_ATTRIBUTES) {
+    if (parts.attributes & FILE_ATTRIBUTE_DIRECTORY)
+      error = std::make_error_code(std::errc::is_a_directory);
+    else if (parts.attributes & FILE_ATTRIBUTE_READONLY)
+      error = std::make_error_code(std::errc::permission_denied);
+    if (error) return;
   }
-  const bool isNew = attributes == INVALID_FILE_ATTRIBUTES;
-  return (isNew || copyIdentity(target, beside.name)) && renameOver(beside.name, target)
-             ? std::error_code{}
-             : lastError();
+  const std::u16string beside = nameBeside(parts.target);
+  parts.file = std::make_unique<Win32File>(
+      Handle(CreateFileW(wide(beside), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                         FILE_ATTRIBUTE_NORMAL, nullptr)));
+  if (parts.file->isOpen()) {
+    parts.beside.name = beside;
+  } else {
+    error = lastError();
+  }
+}
+
+FileReplacement::~FileReplacement() = default;
+
+File& FileReplacement::file() { return *parts_->file; }
+
+std::error_code FileReplacement::run(const std::function<bool(File&)>& write) {
+  SetLastError(ERROR_SUCCESS);
+  if (write(*parts_->file)) return {};
+  const std::error_code error = lastError();
+  return error ? error : std::make_error_code(std::errc::io_error);
+}
+
+std::error_code FileReplacement::commit() {
+  if (!parts_->file->flush()) return lastError();
+  parts_->file.reset();
+  const bool isNew = parts_->attributes == INVALID_FILE_ATTRIBUTES;
+  const bool done = (isNew || copyIdentity(parts_->target, parts_->beside.name)) &&
+                    renameOver(parts_->beside.name, parts_->target);
+  return done ? std::error_code{} : lastError();
 }
 
 // The folder is held so that nobody can put another in its place: what is then opened by a path

@@ -13,7 +13,7 @@ namespace tessaron {
 namespace {
 
 using namespace std::string_view_literals;
-using Kind = XmlFault::Kind;
+using Kind = XmlError::Kind;
 
 constexpr std::string_view kUtf8 = "UTF-8";
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
@@ -102,16 +102,16 @@ std::string_view systemName(std::string_view lowerName) {
   return latin1 ? "windows-1252" : lowerName;
 }
 
-void setFault(DecodedXml& document, Kind kind, std::size_t offset, std::string message) {
-  document.fault.kind = kind;
-  document.fault.offset = offset;
-  document.fault.message = std::move(message);
-  locate(document.text, document.fault);
+void setError(DecodedXml& document, Kind kind, std::size_t offset, std::string message) {
+  document.error.kind = kind;
+  document.error.offset = offset;
+  document.error.message = std::move(message);
+  locate(document.text, document.error);
 }
 
-void setFaultAtBadPlace(DecodedXml& document, std::string_view encoding) {
+void setErrorAtBadPlace(DecodedXml& document, std::string_view encoding) {
   if (document.badPlaces.empty()) return;
-  setFault(document, Kind::BadCharacter, document.badPlaces.front(),
+  setError(document, Kind::BadCharacter, document.badPlaces.front(),
            "bytes that are no characters in " + std::string(encoding));
 }
 
@@ -142,7 +142,7 @@ DecodedXml decodeXml(std::string document) {
   });
   if (form != kWideForms.end() && form->unit == 4) {
     decoded.text = std::move(document);
-    setFault(decoded, Kind::UnknownEncoding, 0, "the encoding UTF-32 is not supported");
+    setError(decoded, Kind::UnknownEncoding, 0, "the encoding UTF-32 is not supported");
     return decoded;
   }
   decoded.marked = document.starts_with(kUtf8Mark);
@@ -154,7 +154,7 @@ DecodedXml decodeXml(std::string document) {
     decoded.reencoded = true;
   }
   decoded.text = std::move(document);
-  setFaultAtBadPlace(decoded, "UTF-16");
+  setErrorAtBadPlace(decoded, "UTF-16");
   decoded.encodingName = findEncodingName(decoded.text);
   const std::string name = lowerCase(decoded.encodingName.of(decoded.text));
   if (name.empty() || name == "utf-8" || name == "utf8") return decoded;
@@ -168,7 +168,7 @@ DecodedXml decodeXml(std::string document) {
   const std::string text = wide ? toUtf8(*wide) : std::string();
   const TextRange nameInText = findEncodingName(text);
   if (nameInText.of(text) != declared) {
-    setFault(decoded, Kind::UnknownEncoding, decoded.encodingName.begin,
+    setError(decoded, Kind::UnknownEncoding, decoded.encodingName.begin,
              "the encoding \"" + std::string(declared) + "\" is not known");
     return decoded;
   }
@@ -176,7 +176,7 @@ DecodedXml decodeXml(std::string document) {
   decoded.text = text;
   decoded.encodingName = nameInText;  // may stand behind a character that has grown
   findReplacements(decoded.text, decoded.badPlaces);
-  setFaultAtBadPlace(decoded, encoding);
+  setErrorAtBadPlace(decoded, encoding);
   return decoded;
 }
 

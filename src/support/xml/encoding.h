@@ -5,8 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "support/xml/outline.h"
-#include "support/xml/xml.h"
+#include "support/xml/error.h"
 
 namespace tessaron {
 
@@ -19,7 +18,7 @@ struct DecodedXml {
   TextRange encodingName;  ///< the encoding that the declaration in `text` names; empty without one
   /// None; UnknownEncoding, and `text` is the document as it came; or BadCharacter at the first
   /// bytes that are no characters of the encoding, which became U+FFFD.
-  XmlFault fault;
+  XmlError error;
   /// Offsets in `text` of all such bytes, ascending. A row of them has one.
   std::vector<std::size_t> badPlaces;
 };

@@ -2,36 +2,73 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
+#include <utility>
 
 #include "support/text.h"
 
 namespace tessaron {
 namespace {
 
-using Kind = XmlFault::Kind;
-using Piece = XmlScanner::Piece;
+using Kind = XmlError::Kind;
+using Token = XmlScanner::Token;
 
-// More attributes than any document has; the library looks each one up in a list of those before
-// it.
-constexpr std::size_t kAttributeLimit = 1024;
+// More attributes than any document has; TinyXML looks each one up in a list of those before it.
+constexpr std::size_t kMaxAttributes = 1024;
 
-bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isNameStart(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || byte == '_' || byte >= 127;
+// A token that fails this close to the end of an incomplete text may look different with the rest:
+// no fixed string that decides about a token is longer.
+constexpr std::size_t kLookahead = 16;
+
+enum : unsigned char { kNameStart = 1, kNamePart = 2, kSpace = 4 };
+
+constexpr std::array<unsigned char, 256> kClasses = [] {
+  std::array<unsigned char, 256> classes{};
+  for (std::size_t c = 0; c < 256; ++c) {
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c >= 127;
+    const bool part = letter || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
+    if (letter) classes[c] |= kNameStart;
+    if (part) classes[c] |= kNamePart;
+    if (c == ' ' || (c >= '\t' && c <= '\r')) classes[c] |= kSpace;
+  }
+  return classes;
+}();
+
+bool isA(char c, unsigned char what) {
+  return (kClasses[static_cast<unsigned char>(c)] & what) != 0;
 }
-bool isNamePart(char c) {
-  return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
-}
 
-std::size_t skipSpace(std::string_view text, std::size_t at) {
-  while (at < text.size() && isSpace(text[at])) ++at;
+std::size_t skip(std::string_view text, std::size_t at, unsigned char what) {
+  while (at < text.size() && isA(text[at], what)) ++at;
   return at;
 }
 
 std::size_t skipName(std::string_view text, std::size_t at) {
-  if (at >= text.size() || !isNameStart(text[at])) return at;
-  while (at < text.size() && isNamePart(text[at])) ++at;
+  return at < text.size() && isA(text[at], kNameStart) ? skip(text, at, kNamePart) : at;
+}
+
+// The position of `c` in [from, to), or `to`.
+std::size_t findIn(std::string_view text, char c, std::size_t from, std::size_t to) {
+  if (from >= to) return to;
+  const void* found = std::memchr(text.data() + from, c, to - from);
+  return found ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) : to;
+}
+
+// The first position of '<', '&' or NUL from `at` on, or the size. Looks at eight bytes at a time.
+std::size_t findMarkup(std::string_view text, std::size_t at) {
+  static_assert(std::endian::native == std::endian::little);
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const auto zeros = [](std::uint64_t bytes) { return (bytes - kOnes) & ~bytes & (kOnes << 7); };
+  for (; at + 8 <= text.size(); at += 8) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, text.data() + at, 8);
+    // The lowest bit that is set is exact.
+    const std::uint64_t found =
+        zeros(bytes) | zeros(bytes ^ kOnes * '<') | zeros(bytes ^ kOnes * '&');
+    if (found != 0) return at + static_cast<std::size_t>(std::countr_zero(found)) / 8;
+  }
+  while (at < text.size() && text[at] != '<' && text[at] != '&' && text[at] != '\0') ++at;
   return at;
 }
 
@@ -53,7 +90,7 @@ int digitValue(char c, unsigned base) {
   return value < static_cast<int>(base) ? value : -1;
 }
 
-// One "&#...;" without a thought of its neighbour. Values beyond Unicode stay beyond it.
+// One "&#...;" regardless of its neighbor. Values beyond Unicode stay beyond it.
 bool readOneReference(std::string_view text, std::size_t& at, char32_t& codePoint) {
   if (!startsWith(text, at, "&#")) return false;
   std::size_t i = at + 2;
@@ -78,10 +115,15 @@ bool isXmlCharacter(char32_t c) {
 
 }  // namespace
 
-bool isNamedReference(std::string_view text, std::size_t at) {
-  constexpr std::array<std::string_view, 5> kNames = {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"};
-  return std::any_of(kNames.begin(), kNames.end(),
-                     [&](std::string_view name) { return startsWith(text, at, name); });
+std::size_t namedReference(std::string_view text, std::size_t at, char& meaning) {
+  constexpr std::pair<std::string_view, char> kNames[] = {
+      {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
+  for (const auto& [name, character] : kNames) {
+    if (!startsWith(text, at, name)) continue;
+    meaning = character;
+    return name.size();
+  }
+  return 0;
 }
 
 bool readReference(std::string_view text, std::size_t& at, char32_t& codePoint) {
@@ -98,260 +140,330 @@ bool readReference(std::string_view text, std::size_t& at, char32_t& codePoint) 
   return true;
 }
 
-void locate(std::string_view text, XmlFault& fault) {
-  const std::string_view before = text.substr(0, fault.offset);
+void locate(std::string_view text, XmlError& error) {
+  const std::string_view before = text.substr(0, error.offset);
   const std::size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
-  fault.line = 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
-  fault.column = 1;
-  for (std::size_t at = lineStart; at < before.size(); ++fault.column) nextUtf8(before, at);
+  error.line = 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+  error.column = 1;
+  for (std::size_t at = lineStart; at < before.size(); ++error.column) nextUtf8(before, at);
 }
 
-Piece XmlScanner::fail(Kind kind, std::size_t offset, std::string_view message) {
-  // What lies behind a NUL is out of the library's sight, and so the text seems to end there.
+Token XmlScanner::fail(Kind kind, std::size_t offset, std::string_view message) {
+  // TinyXML takes a NUL for the end of the text.
   if (offset < text_.size() && text_[offset] == '\0') {
     kind = Kind::BadCharacter;
     message = "a NUL character";
   }
-  fault_.kind = kind;
-  fault_.offset = offset;
-  fault_.message = message;
-  faultyToken_ = begin_;
-  begin_ = end_ = offset;
-  stopped_ = true;
-  return Piece::Faulty;
+  error_.kind = kind;
+  error_.offset = offset;
+  error_.message = message;
+  end_ = offset;
+  return Token::Error;
+}
+
+Token XmlScanner::next() {
+  if (stopped_) return error_ ? Token::Error : Token::Finished;
+  begin_ = end_;
+  hasReferences_ = false;
+  name_ = {};
+  const Token token = scan();
+  const bool touchesEnd =
+      token == Token::Text
+          ? end_ == text_.size()
+          : token == Token::Finished ||
+                (token == Token::Error &&
+                 (error_.kind == Kind::UnexpectedEnd || error_.kind == Kind::Empty ||
+                  error_.offset + kLookahead >= text_.size()));
+  if (touchesEnd && !complete_) {
+    error_ = {};
+    end_ = begin_;
+    return Token::Incomplete;
+  }
+  if (token == Token::Error) errorToken_ = std::exchange(begin_, end_);
+  stopped_ = token == Token::Error || token == Token::Finished;
+  return token;
+}
+
+void XmlScanner::extend(std::string_view text, std::size_t dropped, bool complete) {
+  text_ = text;
+  complete_ = complete;
+  begin_ -= dropped;
+  end_ -= dropped;
+  searches_ = {};
 }
 
 void XmlScanner::resume(std::size_t at, const std::vector<std::string_view>& open) {
   begin_ = end_ = at;
-  open_ = open;
+  openNames_.clear();
+  open_.clear();
+  for (const std::string_view name : open) push(name);
   rootSeen_ = !open.empty();
-  needsRewriting_ = stopped_ = false;
-  fault_ = {};
+  stopped_ = false;
+  error_ = {};
 }
 
-Piece XmlScanner::next() {
-  if (stopped_) return fault_ ? Piece::Faulty : Piece::Finished;
-  begin_ = end_;
-  needsRewriting_ = false;
-  name_ = {};
+Token XmlScanner::scan() {
   if (begin_ == text_.size()) {
     if (!open_.empty()) {
       return fail(Kind::UnexpectedEnd, begin_,
-                  "the text ends inside the element \"" + std::string(open_.back()) + '"');
+                  "the text ends inside the element \"" + std::string(openName()) + '"');
     }
     if (!rootSeen_) return fail(Kind::Empty, begin_, "there is no root element");
-    stopped_ = true;
-    return Piece::Finished;
+    return Token::Finished;
   }
-
-  if (text_[begin_] != '<') {
-    end_ = std::min(text_.find('<', begin_), text_.size());
-    if (open_.empty()) {
-      const std::size_t stray = skipSpace(text_, begin_);
-      if (stray < end_) return fail(Kind::BadCharacter, stray, "text outside of the root element");
-      return Piece::Text;
-    }
-    std::size_t nul = 0;
-    if (isNulBefore(begin_, end_, nul)) return fail(Kind::BadCharacter, nul, {});
-    return references(begin_, end_) ? Piece::Text : Piece::Faulty;
-  }
-  if (startsWith(text_, begin_, "</")) return endTag();
-  if (begin_ + 1 < text_.size() && isNameStart(text_[begin_ + 1])) return startTag();
-  if (startsWith(text_, begin_, "<!--")) return until("-->", commentEnd_, 4, Piece::Comment);
+  if (text_[begin_] != '<') return characters();
+  const char second = begin_ + 1 < text_.size() ? text_[begin_ + 1] : '\0';
+  if (second == '/') return endTag();
+  if (isA(second, kNameStart)) return startTag();
+  if (second == '?') return instruction();
+  if (startsWith(text_, begin_, "<!--"))
+    return until("-->", searches_.commentEnd, 4, Token::Comment);
   if (startsWith(text_, begin_, "<![CDATA[")) {
     if (open_.empty()) return fail(Kind::BadCharacter, begin_, "text outside of the root element");
-    return until("]]>", cdataEnd_, 9, Piece::CData);
+    return until("]]>", searches_.cdataEnd, 9, Token::CData);
   }
-  if (startsWithAnyCase(text_, begin_, "<?xml")) return declaration();
-  if (startsWith(text_, begin_, "<?")) {
-    const Piece piece = until(">", tagEnd_, 2, Piece::Other);
-    if (piece == Piece::Other && text_[end_ - 2] != '?') {
-      return fail(Kind::Unsupported, begin_, "a processing instruction with a '>' in it");
-    }
-    return piece;
-  }
-  if (startsWith(text_, begin_, "<!DOCTYPE") && open_.empty() && !rootSeen_) {
-    const Piece piece = until(">", tagEnd_, 9, Piece::Other);
-    const std::string_view content = text_.substr(begin_, end_ - begin_);
-    const auto balanced = [&](char quote) {
-      return std::count(content.begin(), content.end(), quote) % 2 == 0;
-    };
-    if (piece == Piece::Other &&
-        (content.find('[') != content.npos || !balanced('"') || !balanced('\''))) {
-      return fail(Kind::Unsupported, begin_, "a document type with declarations of its own");
-    }
-    return piece;
-  }
+  if (startsWith(text_, begin_, "<!DOCTYPE") && open_.empty() && !rootSeen_) return documentType();
   return fail(Kind::BadTag, begin_, "a '<' that begins no tag");
 }
 
-bool XmlScanner::isNulBefore(std::size_t from, std::size_t to, std::size_t& at) {
-  at = nul_.find(text_, std::string_view("\0", 1), from);
-  return at < std::min(to, text_.size());
+Token XmlScanner::characters() {
+  if (open_.empty()) {
+    end_ = findIn(text_, '<', begin_, text_.size());
+    const std::size_t stray = skip(text_, begin_, kSpace);
+    if (stray < end_) return fail(Kind::BadCharacter, stray, "text outside of the root element");
+    return Token::Text;
+  }
+  std::size_t at = findMarkup(text_, begin_);
+  while (at < text_.size() && text_[at] != '<') {
+    if (text_[at] == '\0') return fail(Kind::BadCharacter, at, {});
+    if (!reference(at, text_.size())) {
+      // The rest of the reference may not be there yet.
+      const bool cut = findIn(text_, '<', at, text_.size()) == text_.size();
+      return cut && !complete_ ? fail(Kind::UnexpectedEnd, at, {}) : Token::Error;
+    }
+    at = findMarkup(text_, at);
+  }
+  end_ = at;
+  return Token::Text;
 }
 
-Piece XmlScanner::until(std::string_view closing, TokenSearch& search, std::size_t from,
-                        Piece piece) {
+// The first NUL in [from, to), or `to`, which is at most the size.
+std::size_t XmlScanner::findNul(std::size_t from, std::size_t to) {
+  return std::min(searches_.nul.find(text_, std::string_view("\0", 1), from), to);
+}
+
+Token XmlScanner::until(std::string_view closing, TextSearch& search, std::size_t from,
+                        Token token) {
   const std::size_t at = search.find(text_, closing, begin_ + from);
-  std::size_t nul = 0;
-  if (isNulBefore(begin_, at, nul)) return fail(Kind::BadCharacter, nul, {});
+  const std::size_t contentEnd = std::min(at, text_.size());
+  const std::size_t nul = findNul(begin_, contentEnd);
+  if (nul < contentEnd) return fail(Kind::BadCharacter, nul, {});
   if (at == text_.npos) {
     return fail(Kind::UnexpectedEnd, text_.size(), "the text ends inside a piece of markup");
   }
   end_ = at + closing.size();
-  return piece;
+  return token;
 }
 
-// The library reads three attributes in a declaration and skips everything else up to a '>'.
-Piece XmlScanner::declaration() {
+Token XmlScanner::instruction() {
+  if (startsWithAnyCase(text_, begin_, "<?xml")) return declaration();
+  const Token token = until(">", searches_.tagEnd, 2, Token::Other);
+  if (token == Token::Other && text_[end_ - 2] != '?') {
+    return fail(Kind::Unsupported, begin_, "a processing instruction with a '>' in it");
+  }
+  return token;
+}
+
+Token XmlScanner::documentType() {
+  const Token token = until(">", searches_.tagEnd, 9, Token::Other);
+  const std::string_view content = text_.substr(begin_, end_ - begin_);
+  const auto balanced = [&](char quote) {
+    return std::count(content.begin(), content.end(), quote) % 2 == 0;
+  };
+  if (token == Token::Other &&
+      (content.find('[') != content.npos || !balanced('"') || !balanced('\''))) {
+    return fail(Kind::Unsupported, begin_, "a document type with declarations of its own");
+  }
+  return token;
+}
+
+// TinyXML reads three attributes in a declaration and skips everything else up to a '>'.
+Token XmlScanner::declaration() {
   constexpr std::array<std::string_view, 3> kKnown = {"version", "encoding", "standalone"};
+  attributes_.clear();
   std::size_t at = begin_ + 5;
   while (at < text_.size() && text_[at] != '\0') {
     if (text_[at] == '>') {
       end_ = at + 1;
-      return Piece::Declaration;
+      return Token::Declaration;
     }
-    at = skipSpace(text_, at);
+    at = skip(text_, at, kSpace);
     if (at == text_.size()) break;
     const bool known = std::any_of(kKnown.begin(), kKnown.end(), [&](std::string_view name) {
       return startsWithAnyCase(text_, at, name);
     });
     if (known) {
-      std::string_view name;
-      if (!attribute(at, name)) return Piece::Faulty;
+      if (!attribute(at)) return Token::Error;
     } else {
-      while (at < text_.size() && text_[at] != '>' && text_[at] != '\0' && !isSpace(text_[at]))
+      while (at < text_.size() && text_[at] != '>' && text_[at] != '\0' && !isA(text_[at], kSpace))
         ++at;
     }
   }
   return fail(Kind::UnexpectedEnd, at, "the text ends inside a declaration");
 }
 
-// An attribute with its value, quoted or bare. Moves `at` behind it.
-bool XmlScanner::attribute(std::size_t& at, std::string_view& name) {
-  const auto ended = [&](std::size_t where) {
-    if (where < text_.size()) return false;
-    fail(Kind::UnexpectedEnd, text_.size(), "the text ends inside a tag");
-    return true;
-  };
-  const std::size_t nameEnd = skipName(text_, at);
-  if (ended(nameEnd)) return false;
-  if (nameEnd == at) {
+// Whether the text ends before `at`, inside a tag.
+bool XmlScanner::endsBefore(std::size_t at) {
+  if (at < text_.size()) return false;
+  fail(Kind::UnexpectedEnd, text_.size(), "the text ends inside a tag");
+  return true;
+}
+
+// Reads an attribute with its value, quoted or bare, and moves `at` behind it.
+bool XmlScanner::attribute(std::size_t& at) {
+  Attribute attribute;
+  attribute.name = {at, skipName(text_, at)};
+  if (endsBefore(attribute.name.end)) return false;
+  if (attribute.name.size() == 0) {
     fail(Kind::BadTag, at, "an attribute's name was expected");
     return false;
   }
-  name = text_.substr(at, nameEnd - at);
-  std::size_t value = skipSpace(text_, nameEnd);
-  if (ended(value)) return false;
-  if (text_[value] != '=') {
-    fail(Kind::BadTag, value, "an attribute without a value");
+  at = skip(text_, attribute.name.end, kSpace);
+  if (endsBefore(at)) return false;
+  if (text_[at] != '=') {
+    fail(Kind::BadTag, at, "an attribute without a value");
     return false;
   }
-  value = skipSpace(text_, value + 1);
-  if (ended(value)) return false;
+  at = skip(text_, at + 1, kSpace);
+  if (endsBefore(at)) return false;
+  attribute.quoted = text_[at] == '"' || text_[at] == '\'';
+  if (!(attribute.quoted ? quotedValue(at, attribute) : bareValue(at, attribute))) return false;
+  attribute.end = at;
+  attributes_.push_back(attribute);
+  return true;
+}
 
-  const char quote = text_[value];
-  if (quote == '"' || quote == '\'') {
-    at = (quote == '"' ? quote_ : apostrophe_).find(text_, {&quote, 1}, value + 1);
-    std::size_t nul = 0;
-    if (isNulBefore(value, at, nul)) {
-      fail(Kind::BadCharacter, nul, {});
-      return false;
-    }
-    if (at == text_.npos) {
-      fail(Kind::UnexpectedEnd, text_.size(), "the text ends inside an attribute's value");
-      return false;
-    }
-    if (!references(value + 1, at)) return false;
-    ++at;
-    return true;
+bool XmlScanner::quotedValue(std::size_t& at, Attribute& attribute) {
+  const std::size_t begin = at + 1;
+  TextSearch& search = text_[at] == '"' ? searches_.quote : searches_.apostrophe;
+  const std::size_t end = std::min(search.find(text_, text_.substr(at, 1), begin), text_.size());
+  const std::size_t nul = findNul(begin, end);
+  if (nul != end) {
+    fail(Kind::BadCharacter, nul, {});
+    return false;
   }
-  // Bare values are a common error that the library forgives. References in them stay text.
-  for (at = value; at < text_.size() && !isSpace(text_[at]) && text_[at] != '/' && text_[at] != '>';
+  if (end == text_.size()) {
+    fail(Kind::UnexpectedEnd, end, "the text ends inside an attribute's value");
+    return false;
+  }
+  attribute.value = {begin, end};
+  at = end + 1;
+  for (std::size_t i = findIn(text_, '&', begin, end); i < end; i = findIn(text_, '&', i, end)) {
+    if (!reference(i, end)) return false;
+  }
+  return true;
+}
+
+// Bare values are a common error that TinyXML forgives. References in them stay text.
+bool XmlScanner::bareValue(std::size_t& at, Attribute& attribute) {
+  const std::size_t begin = at;
+  for (; at < text_.size() && !isA(text_[at], kSpace) && text_[at] != '/' && text_[at] != '>';
        ++at) {
     if (text_[at] == '"' || text_[at] == '\'' || text_[at] == '\0') {
       fail(Kind::BadTag, at, "a quotation mark inside a bare attribute value");
       return false;
     }
   }
-  return !ended(at);
+  attribute.value = {begin, at};
+  return !endsBefore(at);
 }
 
-Piece XmlScanner::startTag() {
-  std::size_t at = skipName(text_, begin_ + 1);
+bool XmlScanner::isDuplicate(std::string_view attributeName) const {
+  return std::any_of(attributes_.begin(), attributes_.end() - 1,
+                     [&](const Attribute& other) { return other.name.of(text_) == attributeName; });
+}
+
+Token XmlScanner::startTag() {
+  std::size_t at = skip(text_, begin_ + 1, kNamePart);
   const std::string_view name = text_.substr(begin_ + 1, at - begin_ - 1);
   if (open_.empty() && rootSeen_) return fail(Kind::BadTag, begin_, "a second root element");
-  if (open_.size() == kXmlDepthLimit) {
+  if (open_.size() == kMaxXmlDepth) {
     return fail(Kind::TooDeep, begin_,
-                "elements are nested deeper than " + std::to_string(kXmlDepthLimit));
+                "elements are nested deeper than " + std::to_string(kMaxXmlDepth));
   }
   attributes_.clear();
   for (;;) {
-    at = skipSpace(text_, at);
-    if (at >= text_.size()) return fail(Kind::UnexpectedEnd, at, "the text ends inside a tag");
+    at = skip(text_, at, kSpace);
+    if (endsBefore(at)) return Token::Error;
     if (text_[at] == '>' || text_[at] == '/') break;
     const std::size_t from = at;
-    std::string_view attributeName;
-    if (!attribute(at, attributeName)) return Piece::Faulty;
-    if (std::find(attributes_.begin(), attributes_.end(), attributeName) != attributes_.end()) {
+    if (!attribute(at)) return Token::Error;
+    const std::string_view added = attributes_.back().name.of(text_);
+    if (isDuplicate(added)) {
       return fail(Kind::DuplicateAttribute, from,
-                  "the attribute \"" + std::string(attributeName) + "\" stands twice in a tag");
+                  "the attribute \"" + std::string(added) + "\" stands twice in a tag");
     }
-    if (attributes_.size() == kAttributeLimit) {
+    if (attributes_.size() > kMaxAttributes) {
       return fail(Kind::BadTag, from,
-                  "more than " + std::to_string(kAttributeLimit) + " attributes in a tag");
+                  "more than " + std::to_string(kMaxAttributes) + " attributes in a tag");
     }
-    attributes_.push_back(attributeName);
   }
   const bool empty = text_[at] == '/';
-  if (empty && ++at == text_.size())
-    return fail(Kind::UnexpectedEnd, at, "the text ends inside a tag");
+  if (empty && endsBefore(++at)) return Token::Error;
   if (text_[at] != '>') return fail(Kind::BadTag, at, "a '>' was expected behind a '/'");
   end_ = at + 1;
   name_ = name;
   rootSeen_ = true;
-  if (empty) return Piece::Empty;
-  open_.push_back(name);
-  return Piece::Start;
+  if (empty) return Token::Empty;
+  push(name);
+  return Token::Start;
 }
 
-Piece XmlScanner::endTag() {
+Token XmlScanner::endTag() {
   const std::size_t nameEnd = skipName(text_, begin_ + 2);
+  if (endsBefore(nameEnd)) return Token::Error;
   const std::string_view name = text_.substr(begin_ + 2, nameEnd - begin_ - 2);
-  if (nameEnd == text_.size())
-    return fail(Kind::UnexpectedEnd, nameEnd, "the text ends inside a tag");
   if (open_.empty()) return fail(Kind::MismatchedEnd, begin_, "an end tag without a start tag");
-  if (name != open_.back()) {
+  if (name != openName()) {
     return fail(Kind::MismatchedEnd, begin_,
-                "the element \"" + std::string(open_.back()) + "\" is still open here");
+                "the element \"" + std::string(openName()) + "\" is still open here");
   }
-  const std::size_t at = skipSpace(text_, nameEnd);
-  if (at >= text_.size()) return fail(Kind::UnexpectedEnd, at, "the text ends inside a tag");
+  const std::size_t at = skip(text_, nameEnd, kSpace);
+  if (endsBefore(at)) return Token::Error;
   if (text_[at] != '>') return fail(Kind::BadTag, at, "a '>' was expected");
   end_ = at + 1;
   name_ = name;
-  open_.pop_back();
-  return Piece::End;
+  pop();
+  return Token::End;
 }
 
-// Checks the references in a range. Other ampersands are forgiven, as the library does.
-bool XmlScanner::references(std::size_t from, std::size_t to) {
-  const std::string_view range = text_.substr(0, to);
-  for (std::size_t at = range.find('&', from); at != range.npos; at = range.find('&', at)) {
-    if (at + 1 == to || range[at + 1] != '#') {
-      needsRewriting_ = needsRewriting_ || !isNamedReference(range, at);
-      ++at;
-      continue;
-    }
-    const std::size_t begin = at;
-    char32_t codePoint = 0;
-    if (!readReference(range, at, codePoint)) {
-      fail(Kind::BadReference, begin, "a numeric character reference that is none");
-      return false;
-    }
-    needsRewriting_ = needsRewriting_ || codePoint > 127;
+// Checks what the ampersand at `at` begins and moves behind it. An ampersand that begins nothing is
+// forgiven, as TinyXML does, but for a numeric reference.
+bool XmlScanner::reference(std::size_t& at, std::size_t limit) {
+  hasReferences_ = true;
+  const std::size_t begin = at;
+  char32_t codePoint = 0;
+  if (at + 1 == limit || text_[at + 1] != '#') {
+    ++at;
+    return true;
   }
-  return true;
+  if (readReference(text_.substr(0, limit), at, codePoint)) return true;
+  fail(Kind::BadReference, begin, "a malformed numeric character reference");
+  return false;
+}
+
+std::string_view XmlScanner::openName() const {
+  return std::string_view(openNames_).substr(open_.back());
+}
+
+void XmlScanner::push(std::string_view name) {
+  open_.push_back(static_cast<std::uint32_t>(openNames_.size()));
+  openNames_ += name;
+}
+
+void XmlScanner::pop() {
+  openNames_.resize(open_.back());
+  open_.pop_back();
 }
 
 }  // namespace tessaron

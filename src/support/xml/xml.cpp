@@ -14,8 +14,7 @@
 namespace tessaron {
 namespace {
 
-// The library's switch for condensing white space is one for the whole process. It is off while any
-// thread parses, and as it was afterwards.
+// TinyXML's white-space flag is global: off while any thread parses, then restored.
 class KeepWhiteSpace {
  public:
   KeepWhiteSpace() {
@@ -55,12 +54,13 @@ std::string rewriteReferences(std::string_view text, const std::vector<Range>& r
       const std::size_t reference = at++;
       std::size_t behind = reference;
       char32_t codePoint = 0;
+      char meaning = 0;
       if (readReference(text, behind, codePoint)) {
         at = behind;
         if (codePoint <= 127) continue;
         replace(reference, behind);
         appendUtf8(out, codePoint);
-      } else if (!isNamedReference(text, reference)) {
+      } else if (namedReference(text, reference, meaning) == 0) {
         replace(reference, at);
         out += "&amp;";
       }
@@ -223,55 +223,55 @@ void setText(TiXmlElement& element, std::u16string_view value) {
   text->SetCDATA(!utf8.empty() && utf8.find_first_not_of(" \t\r\n\v\f") == utf8.npos);
 }
 
-}  // namespace
-
+// Parses text that XmlScanner has accepted.
 void parseValidated(const char* text, TiXmlDocument& document) {
-  document.Clear();
-  document.ClearError();
   const KeepWhiteSpace keepWhiteSpace;
   const int tabSize = document.TabSize();
-  document.SetTabSize(0);  // the library need not count lines: the scanner has
+  document.SetTabSize(0);  // TinyXML need not count lines: the scanner has
   document.Parse(text, nullptr, TIXML_ENCODING_LEGACY);
   document.SetTabSize(tabSize);
 }
 
-XmlFault parseXml(std::string text, TiXmlDocument& document) {
+}  // namespace
+
+XmlError parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
   DecodedXml decoded = decodeXml(std::move(text));
-  if (decoded.fault.kind == XmlFault::Kind::UnknownEncoding) return decoded.fault;
+  if (decoded.error.kind == XmlError::Kind::UnknownEncoding) return decoded.error;
   text = std::move(decoded.text);
 
+  using Token = XmlScanner::Token;
   XmlScanner scanner(text);
   std::vector<Range> rewrites;
-  XmlScanner::Piece piece{};
+  Token token{};
   do {
-    piece = scanner.next();
-    if (scanner.needsRewriting()) rewrites.emplace_back(scanner.begin(), scanner.end());
-  } while (piece != XmlScanner::Piece::Finished && piece != XmlScanner::Piece::Faulty);
+    token = scanner.next();
+    if (scanner.hasReferences()) rewrites.emplace_back(scanner.begin(), scanner.end());
+  } while (token != Token::Finished && token != Token::Error);
 
-  XmlFault fault = scanner.fault();
-  if (fault) {
-    locate(text, fault);
+  XmlError error = scanner.error();
+  if (error) {
+    locate(text, error);
     // The recursive parser sees nothing that the scanner has not accepted.
-    text.resize(fault.offset);
+    text.resize(error.offset);
   }
   if (!rewrites.empty()) text = rewriteReferences(text, rewrites);
   declareUtf8(decoded, text);
 
   parseValidated(text.c_str(), document);
-  if (!fault && document.Error()) {
-    fault.kind = XmlFault::Kind::BadTag;
-    fault.message = document.ErrorDesc();
-    locate(text, fault);
+  if (!error && document.Error()) {
+    error.kind = XmlError::Kind::BadTag;
+    error.message = document.ErrorDesc();
+    locate(text, error);
   }
-  if (decoded.fault && (!fault || decoded.fault.offset < fault.offset)) return decoded.fault;
-  return fault;
+  if (decoded.error && (!error || decoded.error.offset < error.offset)) return decoded.error;
+  return error;
 }
 
 bool parseReadable(std::string text, TiXmlDocument& document) {
   return !text.empty() &&
-         parseXml(std::move(text), document).kind != XmlFault::Kind::UnknownEncoding;
+         parseXml(std::move(text), document).kind != XmlError::Kind::UnknownEncoding;
 }
 
 void printXml(const TiXmlNode& node, std::string& out) {

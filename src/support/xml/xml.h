@@ -2,10 +2,10 @@
 
 #include <tinyxml.h>
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "support/xml/error.h"
 #include "tessaron_export.h"
 
 /// Appends to `parent` an element `name` whose only child is a text node holding `value` in UTF-8.
@@ -26,51 +26,21 @@ TESSARON_API bool parseTextNode(TiXmlElement* element, const std::string& name,
 
 namespace tessaron {
 
-/// A place where a text stops being XML that can be read, and why.
-struct TESSARON_API XmlFault {
-  enum class Kind {
-    None,
-    Empty,         ///< no root element
-    BadCharacter,  ///< a NUL, bytes outside the root element, or none of the declared encoding
-    BadTag,        ///< a tag that is no tag, or an attribute without a value
-    DuplicateAttribute,
-    MismatchedEnd,    ///< an end tag that closes another element than the open one
-    UnexpectedEnd,    ///< the text ends inside a tag, a comment, or an open element
-    BadReference,     ///< a numeric character reference that is none
-    Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
-    TooDeep,          ///< elements nested deeper than kXmlDepthLimit
-    UnknownEncoding,  ///< the declaration names an encoding that cannot be read
-  };
-  Kind kind = Kind::None;
-  std::size_t offset = 0;  ///< bytes from the start of the text
-  std::size_t line = 0;    ///< from 1
-  std::size_t column = 0;  ///< from 1, in characters
-  std::string message;     ///< one line in English, without the place
-
-  explicit operator bool() const { return kind != Kind::None; }
-};
-
-/// Elements nested deeper than this are refused: the parser is recursive.
-inline constexpr std::size_t kXmlDepthLimit = 256;
-
 /// The one way in which XML text becomes a document. Clears `document`, decodes `text` (see
 /// `decodeXml`) and parses it as UTF-8 in TinyXML's legacy encoding mode (bytes stay as they are),
 /// with these amends: numeric references above 127 become the UTF-8 bytes of the characters that
 /// they name; an ampersand that begins no reference stays one; white space inside text stays as it
-/// stands, except between two tokens of markup. Returns the first fault, if any. The document then
+/// stands, except between two tokens of markup. Returns the first error, if any. The document then
 /// holds what was built before it (for bytes that are no characters: all, with U+FFFD in their
 /// place), but nothing at all after UnknownEncoding. Safe to call from several threads at once.
-TESSARON_API XmlFault parseXml(std::string text, TiXmlDocument& document);
+TESSARON_API XmlError parseXml(std::string text, TiXmlDocument& document);
 
-/// Parses text that XmlScanner has accepted and that needs no rewriting; NUL-terminated.
-void parseValidated(const char* text, TiXmlDocument& document);
-
-/// As `parseXml`, faults unreported: true when there is something to be read, also if that ends in
-/// a fault. False for an empty text and for one in an unknown encoding.
+/// As `parseXml`, errors unreported: true when there is something to be read, also if that ends in
+/// an error. False for an empty text and for one in an unknown encoding.
 bool parseReadable(std::string text, TiXmlDocument& document);
 
-/// Prints a document or a part of it, and appends that to `out`. Byte for byte what the XML
-/// library's own print into a string gives, except where that would not read back: a text with
+/// Prints a document or a part of it, and appends that to `out`. Byte for byte what TinyXML's
+/// own print into a string gives, except where that would not read back: a text with
 /// "&#x" in it is escaped in full, and characters that XML 1.0 does not allow become U+FFFD.
 TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
 

@@ -1,0 +1,247 @@
+#include "records/item_stream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "records/field_text.h"
+#include "records/item_text.h"
+#include "support/text.h"
+#include "support/xml/encoding.h"
+
+namespace tessaron {
+namespace {
+
+using Kind = XmlError::Kind;
+
+constexpr std::size_t kBlock = std::size_t{256} << 10;
+constexpr std::size_t kMaxHead = std::size_t{1} << 20;  // in which a declaration is looked for
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+// Moves `line` and `column`, which count from 0, behind `text`.
+void advance(std::string_view text, std::size_t& line, std::size_t& column) {
+  std::size_t lineStart = 0;
+  for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', lineStart)) {
+    ++line;
+    column = 0;
+    lineStart = at + 1;
+  }
+  column += countCharacters(text.substr(lineStart));
+}
+
+}  // namespace
+
+ItemStream::ItemStream(std::string_view text)
+    : data_(text.data()), size_(text.size()), scanner_(text) {}
+
+ItemStream::ItemStream(File& file) : file_(&file), started_(false), scanner_({}, false) {}
+
+bool ItemStream::next() {
+  if (stopped_) return false;
+  keep_ = begin_ = end_;
+  tree_.clear();
+  for (;;) {
+    const Token token = scanner_.next();
+    if (token == Token::Incomplete) {
+      if (!refill()) return false;
+      continue;
+    }
+    if (token == Token::Error) {
+      const std::size_t cut = scanner_.errorToken();
+      if (inItem_) tree_.addCut(view().substr(cut, scanner_.end() - cut), cut - begin_);
+      return stop(scanner_.error());
+    }
+    if (token == Token::Finished) {
+      begin_ = end_ = size_;
+      stopped_ = true;
+      return false;
+    }
+    if (!inItem_) {
+      version_ = rule_.versionAt(scanner_, token);
+      if (version_ == 0) {
+        outsideItem(token);
+        rule_.pass(scanner_, token);
+        continue;
+      }
+      inItem_ = true;
+      begin_ = scanner_.begin();
+      hasInsertion_ = false;  // further items go behind all others
+    }
+    if (!tree_.add(scanner_, token, view(), begin_)) continue;
+    inItem_ = false;
+    end_ = scanner_.end();
+    tree_.setText(item());
+    ++count_;
+    return true;
+  }
+}
+
+// Keeps track of where items may stand.
+void ItemStream::outsideItem(Token token) {
+  const std::size_t depth = scanner_.depth();
+  const std::string_view name = scanner_.name();
+  const auto insertAt = [&](TextRange range, std::string before, std::string behind) {
+    insertion_ = {{range.begin - keep_, range.end - keep_}, std::move(before), std::move(behind)};
+    hasInsertion_ = true;
+  };
+  const auto inTag = [&] {  // before the slash of an empty tag
+    return TextRange{blankBefore(view(), scanner_.end() - 2).begin, scanner_.end()};
+  };
+  const auto beforeTag = [&] {
+    const std::size_t at = std::max(blankBefore(view(), scanner_.begin()).begin, keep_);
+    return TextRange{at, at};
+  };
+  if (token == Token::Start && depth == 1) rootName_ = name;
+  if (token == Token::Start && depth == 2 && name == "Items") itemsSeen_ = true;
+  if (token == Token::Empty && depth == 1 && name == "Items") {
+    itemsSeen_ = true;
+    insertAt(inTag(), ">", "</Items>");
+  }
+  if (token == Token::Empty && depth == 0) {
+    rootName_ = name;
+    insertAt(inTag(), "><Items>", "</Items></" + rootName_ + '>');
+  }
+  if (token != Token::End) return;
+  if (depth == 1 && rule_.isInItems()) insertAt(beforeTag(), "", "");
+  if (depth == 0 && !hasInsertion_) insertAt(beforeTag(), "<Items>", "</Items>");
+}
+
+// Reads on. False when the stream ends here.
+bool ItemStream::refill() {
+  if (!started_) return decode();
+  dropFront(keep_);
+  const std::size_t dropped = std::exchange(keep_, 0);
+  if (size_ >= kMaxItem) {
+    XmlError error;
+    error.kind = Kind::TooLarge;
+    error.offset = inItem_ ? begin_ : 0;
+    error.message = inItem_ ? "an item of more than 64 MiB" : "more than 64 MiB without an item";
+    return stop(std::move(error));
+  }
+  const std::size_t before = size_;
+  if (!readBlock()) return false;
+  scanner_.extend(view(), dropped, size_ == before);
+  return true;
+}
+
+// Appends to the window what one read gives, which is nothing at the end. False when it fails.
+bool ItemStream::readBlock() {
+  if (window_.size() - size_ < kBlock) window_.resize(std::max(size_ * 2, size_ + kBlock));
+  const std::span<char> free(window_.data() + size_, window_.size() - size_);
+  const std::optional<std::size_t> got = file_->read(std::as_writable_bytes(free));
+  if (!got) {
+    XmlError error;
+    error.kind = Kind::Unreadable;
+    error.offset = size_;
+    error.message = "the file cannot be read";
+    return stop(std::move(error));
+  }
+  size_ += *got;
+  data_ = window_.data();
+  return true;
+}
+
+// Reads the head of the file and goes by its encoding: a document that is not in UTF-8 is read and
+// decoded as a whole. False when that cannot be done.
+bool ItemStream::decode() {
+  started_ = true;
+  std::size_t before = 0;
+  do {
+    before = size_;
+    if (!readBlock()) return false;
+  } while (size_ > before && size_ < kMaxHead && view().find('>') == std::string_view::npos);
+  DecodedXml head = decodeXml(std::string(view().substr(0, view().find('>') + 1)));
+  if (!head.reencoded && !head.error) {
+    scanner_ = XmlScanner(view(), size_ == before);
+    if (head.marked) skipMark();
+    return true;
+  }
+  window_.resize(size_);
+  if (!readToEnd(*file_, window_)) {
+    XmlError error;
+    error.kind = Kind::Unreadable;
+    error.offset = size_;
+    error.message = "the file cannot be read";
+    return stop(std::move(error));
+  }
+  DecodedXml document = decodeXml(std::move(window_));
+  reencoded_ = document.reencoded;
+  window_ = std::move(document.text);
+  if (document.error.kind == Kind::BadCharacter) badCharacter_ = document.error;
+  if (document.error.kind == Kind::UnknownEncoding) return stop(std::move(document.error));
+  headGrowth_ = declareUtf8(document, window_);
+  if (document.marked) window_.insert(0, kUtf8Mark);
+  data_ = window_.data();
+  size_ = window_.size();
+  scanner_ = XmlScanner(view());
+  if (document.marked) skipMark();
+  return true;
+}
+
+// A byte-order mark belongs to what stands in front of the items, but not to the XML.
+void ItemStream::skipMark() {
+  scanner_.resume(kUtf8Mark.size(), {});
+  ++headGrowth_;
+}
+
+void ItemStream::dropFront(std::size_t count) {
+  advance(view().substr(0, count), line_, column_);
+  dropped_ += count;
+  if (count > 0) std::memmove(window_.data(), window_.data() + count, size_ - count);
+  size_ -= count;
+  begin_ -= count;
+  end_ -= count;
+}
+
+// Ends the stream at an error, whose offset is in the window.
+bool ItemStream::stop(XmlError error) {
+  advance(view().substr(0, error.offset), line_, column_);
+  error.line = line_ + 1;
+  error.column = column_ + 1;
+  if (line_ == 0) error.column -= headGrowth_;
+  error.offset += dropped_;
+  error_ = std::move(error);
+  broken_ = begin_;
+  begin_ = end_ = size_;
+  stopped_ = true;
+  return false;
+}
+
+bool ItemStream::canHoldItems() const {
+  return count_ > 0 || itemsSeen_ || rootName_ == "PriceTracker" || rootName_ == "ProductInfo";
+}
+
+ItemKey ItemStream::key() const {
+  ItemKey key;
+  const auto take = [](XmlTree::Element element, std::string_view name, std::u16string& out) {
+    if (element.name() == name) out = fieldText(element, TextRule::Value);
+  };
+  for (XmlTree::Element child = tree_.root().firstChild(); child; child = child.nextSibling()) {
+    if (version_ == 3) {
+      take(child, "Asin", key.asin);
+      take(child, "Upc", key.upc);
+      take(child, "Isbn", key.isbn);
+      continue;
+    }
+    take(child, "ASIN", key.asin);
+    if (child.name() != "ItemAttributes") continue;
+    for (XmlTree::Element value = child.firstChild(); value; value = value.nextSibling()) {
+      take(value, "EAN", key.ean);
+      take(value, "UPC", key.upc);
+      take(value, "ISBN", key.isbn);
+    }
+  }
+  return key;
+}
+
+void ItemStream::read(CRecord& record) const { readItem(tree_.root(), version_, record); }
+
+void ItemStream::readBroken(CRecord& record) const {
+  XmlTree tree = tree_;
+  tree.setText(view().substr(broken_));
+  readItem(tree.root(), version_, record);
+}
+
+}  // namespace tessaron

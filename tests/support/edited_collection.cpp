@@ -1,0 +1,96 @@
+#include "support/edited_collection.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "catalogue/item_merge.h"
+
+namespace tessaron {
+namespace {
+
+/// Changes the item at one position, or adds one.
+class OneEdit : public ItemEdit {
+ public:
+  using Change = std::function<ItemChange(const ItemStream&)>;
+  OneEdit(std::size_t index, Change change) : index_(index), change_(std::move(change)) {}
+  explicit OneEdit(std::string added) : index_(static_cast<std::size_t>(-1)), added_(added) {}
+
+  ItemChange change(const ItemStream& items) override {
+    return at_++ == index_ ? change_(items) : ItemChange();
+  }
+  std::string addition() override { return std::exchange(added_, {}); }
+
+ private:
+  std::size_t index_;
+  Change change_;
+  std::string added_;
+  std::size_t at_ = 0;
+};
+
+}  // namespace
+
+XmlError EditedCollection::parse(std::string text) {
+  const std::unique_ptr<File> file = memoryFile(text);
+  ItemStream items(*file);
+  std::vector<CRecord> records;
+  while (items.next()) items.read(records.emplace_back());
+  if (items.badCharacter()) return items.badCharacter();
+  if (items.error()) return items.error();
+  text_ = std::move(text);
+  records_ = std::move(records);
+  return {};
+}
+
+std::size_t EditedCollection::find(std::u16string_view asin) const {
+  const auto found = std::find_if(records_.begin(), records_.end(),
+                                  [&](const CRecord& record) { return record.ASIN == asin; });
+  return found == records_.end() ? npos : static_cast<std::size_t>(found - records_.begin());
+}
+
+void EditedCollection::add(const CRecord& record) {
+  OneEdit edit(itemText(record));
+  apply(edit);
+}
+
+bool EditedCollection::update(std::size_t index, const CRecord& record) {
+  OneEdit edit(index, [&](const ItemStream& items) {
+    CRecord known;
+    items.read(known);
+    auto text = updateItem(items.item(), items.version(), known, record);
+    return text ? replaceItem(items, *std::move(text)) : ItemChange();
+  });
+  return apply(edit);
+}
+
+void EditedCollection::remove(std::size_t index) {
+  OneEdit edit(index, [](const ItemStream&) { return ItemChange{ItemChange::Kind::Drop, {}}; });
+  apply(edit);
+}
+
+XmlError EditedCollection::import(std::string response, std::uint16_t today, ImportCounts& counts,
+                                  const std::function<void(CRecord&)>& finish) {
+  Import import(today, finish);
+  if (const ResponseSummary summary = import.add(memoryFile(std::move(response))); summary.error)
+    return summary.error;
+  apply(import);
+  counts.read += import.counts().read;
+  counts.added += import.counts().added;
+  counts.updated += import.counts().updated;
+  counts.skipped += import.counts().skipped;
+  for (const auto& rejection : import.counts().rejected) counts.rejected.push_back(rejection);
+  return {};
+}
+
+bool EditedCollection::apply(ItemEdit& edit) {
+  const std::unique_ptr<File> file = memoryFile(text_);
+  ItemStream items(*file);
+  std::string out;
+  const EditEnd end = editItems(items, edit, [&](std::string_view text) {
+    out += text;
+    return true;
+  });
+  return end == EditEnd::Changed && !parse(std::move(out));
+}
+
+}  // namespace tessaron
