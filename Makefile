@@ -28,6 +28,7 @@ bench:  ## run the benchmarks
 	@scripts/setup bench
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@for program in build/linux/bin/*_bench; do $$program || exit 1; done
+	@bench/verbs_bench build/linux
 
 fuzz:  ## run every fuzz target for FUZZ_SECONDS (default 20)
 	@scripts/setup fuzz
