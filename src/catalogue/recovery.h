@@ -22,9 +22,9 @@ struct Recovery {
 };
 
 /// Saves all whole items of `damaged`: goes on at the next whole item behind each fault. A text
-/// without a fault comes back as it is. An item with bytes that are no characters of the encoding is
-/// not whole. A text in an unknown encoding is read as UTF-8, unless too much of it is none. Without
-/// an item the result is an empty collection.
+/// without a fault comes back as it is. An item with bytes that are no characters of the encoding
+/// is not whole. A text in an unknown encoding is read as UTF-8, unless too much of it is none.
+/// Without an item the result is an empty collection.
 TESSARON_API Recovery recover(std::string_view damaged);
 
 }  // namespace tessaron
