@@ -69,6 +69,7 @@ bool ItemStream::next() {
       begin_ = scanner_.begin();
       hasInsertion_ = false;  // further items go behind all others
     }
+    if (scanner_.end() - begin_ > kMaxItem) return stop(tooLarge());
     if (!tree_.add(scanner_, token, view(), begin_)) continue;
     inItem_ = false;
     end_ = scanner_.end();
@@ -108,18 +109,28 @@ void ItemStream::outsideItem(Token token) {
   if (depth == 0 && !hasInsertion_) insertAt(beforeTag(), "<Items>", "</Items>");
 }
 
+XmlError ItemStream::tooLarge() const {
+  XmlError error;
+  error.kind = Kind::TooLarge;
+  error.offset = inItem_ ? begin_ : keep_;
+  error.message = inItem_ ? "an item of more than 64 MiB" : "more than 64 MiB without an item";
+  return error;
+}
+
+XmlError ItemStream::unreadable() const {
+  XmlError error;
+  error.kind = Kind::Unreadable;
+  error.offset = size_;
+  error.message = "the file cannot be read";
+  return error;
+}
+
 // Reads on. False when the stream ends here.
 bool ItemStream::refill() {
   if (!started_) return decode();
   dropFront(keep_);
   const std::size_t dropped = std::exchange(keep_, 0);
-  if (size_ >= kMaxItem) {
-    XmlError error;
-    error.kind = Kind::TooLarge;
-    error.offset = inItem_ ? begin_ : 0;
-    error.message = inItem_ ? "an item of more than 64 MiB" : "more than 64 MiB without an item";
-    return stop(std::move(error));
-  }
+  if (size_ >= kMaxItem) return stop(tooLarge());
   const std::size_t before = size_;
   if (!readBlock()) return false;
   scanner_.extend(view(), dropped, size_ == before);
@@ -129,17 +140,11 @@ bool ItemStream::refill() {
 // Appends to the window what one read gives, which is nothing at the end. False when it fails.
 bool ItemStream::readBlock() {
   if (window_.size() - size_ < kBlock) window_.resize(std::max(size_ * 2, size_ + kBlock));
+  data_ = window_.data();
   const std::span<char> free(window_.data() + size_, window_.size() - size_);
   const std::optional<std::size_t> got = file_->read(std::as_writable_bytes(free));
-  if (!got) {
-    XmlError error;
-    error.kind = Kind::Unreadable;
-    error.offset = size_;
-    error.message = "the file cannot be read";
-    return stop(std::move(error));
-  }
+  if (!got) return stop(unreadable());
   size_ += *got;
-  data_ = window_.data();
   return true;
 }
 
@@ -159,25 +164,19 @@ bool ItemStream::decode() {
     return true;
   }
   window_.resize(size_);
-  if (!readToEnd(*file_, window_)) {
-    XmlError error;
-    error.kind = Kind::Unreadable;
-    error.offset = size_;
-    error.message = "the file cannot be read";
-    return stop(std::move(error));
-  }
+  const bool isRead = readToEnd(*file_, window_);
   DecodedXml document = decodeXml(std::move(window_));
-  reencoded_ = document.reencoded;
   window_ = std::move(document.text);
-  if (document.error.kind == Kind::BadCharacter) badCharacter_ = document.error;
-  if (document.error.kind == Kind::UnknownEncoding) return stop(std::move(document.error));
+  reencoded_ = document.reencoded;
   headGrowth_ = declareUtf8(document, window_);
   if (document.marked) window_.insert(0, kUtf8Mark);
   data_ = window_.data();
   size_ = window_.size();
   scanner_ = XmlScanner(view());
   if (document.marked) skipMark();
-  return true;
+  if (!isRead) return stop(unreadable());
+  if (document.error.kind == Kind::BadCharacter) badCharacter_ = document.error;
+  return document.error.kind == Kind::UnknownEncoding ? stop(std::move(document.error)) : true;
 }
 
 // A byte-order mark belongs to what stands in front of the items, but not to the XML.

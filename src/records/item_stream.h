@@ -94,6 +94,8 @@ class TESSARON_API ItemStream {
   using Token = XmlScanner::Token;
 
   std::string_view view() const { return {data_, size_}; }
+  XmlError tooLarge() const;
+  XmlError unreadable() const;
   bool refill();
   bool readBlock();
   bool decode();
