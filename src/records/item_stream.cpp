@@ -168,7 +168,8 @@ bool ItemStream::decode() {
   DecodedXml document = decodeXml(std::move(window_));
   window_ = std::move(document.text);
   reencoded_ = document.reencoded;
-  headGrowth_ = declareUtf8(document, window_);
+  const bool known = document.error.kind != Kind::UnknownEncoding;
+  if (known) headGrowth_ = declareUtf8(document, window_);
   if (document.marked) window_.insert(0, kUtf8Mark);
   data_ = window_.data();
   size_ = window_.size();
@@ -176,7 +177,7 @@ bool ItemStream::decode() {
   if (document.marked) skipMark();
   if (!isRead) return stop(unreadable());
   if (document.error.kind == Kind::BadCharacter) badCharacter_ = document.error;
-  return document.error.kind == Kind::UnknownEncoding ? stop(std::move(document.error)) : true;
+  return known || stop(std::move(document.error));
 }
 
 // A byte-order mark belongs to what stands in front of the items, but not to the XML.

@@ -41,8 +41,9 @@ class ItemWriter {
       if (const std::uint16_t date = record_.*member)
         item.text(literal(name), tessaron::fromUtf8(std::to_string(date)));
     }
-    for (const auto& [name, member, rule] : tessaron::kImages) {
-      item.element(literal(name), [&](auto& image) { writeValue(image, "URL", record_.*member); });
+    for (const auto& image : tessaron::kImages) {
+      item.element(literal(image.name),
+                   [&](auto& element) { writeValue(element, "URL", record_.*image.member); });
     }
     item.element("ItemAttributes", [&](auto& attributes) { writeAttributes(attributes); });
     item.element("EditorialReviews",
