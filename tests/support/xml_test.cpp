@@ -56,7 +56,7 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"\xEF\xBB\xBF<?xml encoding='ISO-8859-1'?><a>\xC3\xBC</a>", u"ü"},
       {"<?xml encoding='utf-16'?><a>\xC3\xBC</a>", u"ü"},  // names what it cannot be
       {"<?xml encoding='US-ASCII'?><a>\xC3\xBC\x80</a>", u"Ã¼€"},
-      {"<?xml encoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
+      {"<?xml enCoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
       {"\n<?XML version='encoding=' encoding='KOI8-R'?><a>\xF0\xD2\xC9</a>", u"При"},
       {"<?xml version='\xFC' encoding='koi8-r'?><a>\xF0</a>", u"П"},
       {"<?xml encoding='windows-1251'?><a encoding='x'>\xCF\xF0</a>", u"Пр"},

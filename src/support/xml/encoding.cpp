@@ -120,8 +120,8 @@ void setErrorAtBadPlace(DecodedXml& document, std::string_view encoding) {
 TextRange findEncodingName(std::string_view text) {
   constexpr std::string_view kOpening = "<?xml", kName = "encoding";
   const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  const std::string_view tag = text.substr(0, text.find('>', begin));
-  if (lowerCase(tag.substr(begin, kOpening.size())) != kOpening) return {};
+  const std::string tag = lowerCase(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
+  if (tag.substr(begin, kOpening.size()) != kOpening) return {};
   for (std::size_t at = begin; (at = tag.find(kName, at + 1)) != tag.npos;) {
     const std::size_t sign = tag.find_first_not_of(kBlanks, at + kName.size());
     if (kBlanks.find(tag[at - 1]) == kBlanks.npos || sign == tag.npos || tag[sign] != '=') continue;
