@@ -52,6 +52,8 @@ class Export(ToolTest):
         ]:
             with self.subTest(asin=asin, key=key):
                 self.assertEqual(records[asin][key], expected)
+        self.write("none.xml", collection())
+        self.assertIn("This collection is empty", self.export("none.xml", "html"))
         status = records["EXB0000001"]["status"]
         dates = (status["begin"], status["end"], status["due"])
         self.assertEqual(dates, ("2024-02-29", "2024-03-01", 1))

@@ -221,7 +221,8 @@ CollectionReader::CollectionReader(std::string path, bool twice) : path_(std::mo
 CollectionReader::~CollectionReader() = default;
 
 void CollectionReader::forEachItem(const std::function<void(const ItemStream&)>& visit) {
-  if (count_ > 0 && !content_) input_->seek(0);
+  if (walked_ && !content_) input_->seek(0);
+  walked_ = true;
   const std::unique_ptr<File> memory = content_ ? memoryFile(*content_) : nullptr;
   ItemStream items(memory ? *memory : *input_);
   while (items.next()) visit(items);

@@ -127,6 +127,7 @@ class CollectionReader {
   std::string path_;
   std::unique_ptr<Input> input_;
   std::optional<std::string> content_;
+  bool walked_ = false;
   std::size_t count_ = 0;
 };
 
