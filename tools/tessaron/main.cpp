@@ -11,7 +11,7 @@
 
 #include "platform/registry.h"
 #include "support/text.h"
-#include "verbs.h"
+#include "verbs/verbs.h"
 
 namespace {
 

@@ -1,0 +1,338 @@
+#include "cli/terminal.h"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unicode/ubrk.h>
+#include <unicode/uchar.h>
+#include <unicode/utext.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "support/text.h"
+
+namespace tessaron::tool {
+namespace {
+
+constexpr std::string_view kEllipsis = "…";
+
+std::size_t columnsOf(char32_t character) {
+  const auto c = static_cast<UChar32>(character);
+  const auto type = U_MASK(u_charType(c));
+  constexpr auto kSoftHyphen = UChar32{0xAD};  // a format character, but terminals show it
+  if ((type & (U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK)) != 0 && c != kSoftHyphen) return 0;
+  if (c >= 0x1160 && c <= 0x11FF) return 0;  // the vowels and finals that join a Hangul syllable
+  const int width = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
+  return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+bool steersTerminal(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x202A && c <= 0x202E) ||
+         (c >= 0x2066 && c <= 0x2069);
+}
+
+char32_t nextCharacter(std::string_view text, std::size_t& at) {
+  UChar32 c;
+  auto index = static_cast<std::int32_t>(at);
+  U8_NEXT_OR_FFFD(text.data(), index, static_cast<std::int32_t>(text.size()), c);
+  at = static_cast<std::size_t>(index);
+  return static_cast<char32_t>(c);
+}
+
+/// Where the text may be broken (UBRK_LINE), or where its characters end as readers see them
+/// (UBRK_CHARACTER): offsets in bytes without 0, with the text's end.
+std::vector<std::size_t> boundaries(UBreakIteratorType type, std::string_view text) {
+  struct Close {
+    void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
+  };
+  using Iterator = std::unique_ptr<UBreakIterator, Close>;
+  static const auto open = [](UBreakIteratorType kind) {
+    UErrorCode error = U_ZERO_ERROR;
+    return Iterator(ubrk_open(kind, "", nullptr, 0, &error));
+  };
+  static const Iterator lines = open(UBRK_LINE);
+  static const Iterator characters = open(UBRK_CHARACTER);
+  UBreakIterator* iterator = (type == UBRK_LINE ? lines : characters).get();
+
+  std::vector<std::size_t> ends;
+  UErrorCode error = U_ZERO_ERROR;
+  UText source = UTEXT_INITIALIZER;
+  utext_openUTF8(&source, text.data(), static_cast<std::int64_t>(text.size()), &error);
+  if (iterator != nullptr) ubrk_setUText(iterator, &source, &error);
+  if (iterator != nullptr && U_SUCCESS(error)) {
+    while (true) {
+      const std::int32_t end = ubrk_next(iterator);
+      if (end == UBRK_DONE) break;
+      ends.push_back(static_cast<std::size_t>(end));
+    }
+  } else {  // without ICU's data every code point is a character
+    for (std::size_t at = 0; at < text.size(); ends.push_back(at)) nextCharacter(text, at);
+  }
+  utext_close(&source);
+  return ends;
+}
+
+std::string_view withoutTrailingBlanks(std::string_view text) {
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+}  // namespace
+
+std::optional<std::size_t> terminalWidth(int descriptor) {
+  if (::isatty(descriptor) == 0) return std::nullopt;
+  winsize size{};
+  const bool known = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
+}
+
+std::string printable(std::string_view text, bool keepLines) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t begin = at;
+    const char32_t c = nextCharacter(text, at);
+    if (c == '\n' && keepLines) {
+      out += '\n';
+    } else if (c == '\n' || c == '\t') {
+      out += ' ';
+    } else if (c == '\r') {
+      if (at >= text.size() || text[at] != '\n') out += keepLines ? '\n' : ' ';
+    } else if (c == 0xFFFD && text.substr(begin, at - begin) != "\uFFFD") {
+      for (std::size_t i = begin; i < at; ++i) out += fmt::format("\\x{:02X}", text[i] & 0xFF);
+    } else if (steersTerminal(c)) {
+      out += "\uFFFD";
+    } else {
+      out += text.substr(begin, at - begin);
+    }
+  }
+  return out;
+}
+
+std::size_t columns(std::string_view text) {
+  std::size_t sum = 0;
+  for (std::size_t at = 0; at < text.size();) sum += columnsOf(nextCharacter(text, at));
+  return sum;
+}
+
+std::string cutToWidth(std::string_view text, std::size_t width) {
+  if (columns(text) <= width) return std::string(text);
+  if (width == 0) return {};
+  std::size_t used = 0;
+  std::size_t end = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    used += columnsOf(nextCharacter(text, at));
+    if (used > width - 1) break;
+    end = at;
+  }
+  return std::string(text.substr(0, end)).append(kEllipsis);
+}
+
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines;
+  std::string line;
+  std::size_t used = 0;
+  const auto endLine = [&] {
+    lines.emplace_back(withoutTrailingBlanks(line));
+    line.clear();
+    used = 0;
+  };
+  std::size_t begin = 0;
+  for (const std::size_t end : boundaries(UBRK_LINE, text)) {
+    const std::string_view part = text.substr(begin, end - begin);
+    begin = end;
+    const std::string_view word = withoutTrailingBlanks(part);
+    const std::size_t needed = columns(word);
+    // A word that has to be broken anyhow begins where the line has some room left.
+    const bool isBroken = needed > width && 2 * used <= width;
+    if (used > 0 && used + needed > width && !isBroken) endLine();
+    if (needed <= width) {
+      line += part;
+      used += columns(part);
+      continue;
+    }
+    std::size_t from = 0;
+    for (const std::size_t to : boundaries(UBRK_CHARACTER, part)) {
+      const std::string_view character = part.substr(from, to - from);
+      from = to;
+      if (used > 0 && character != " " && used + columns(character) > width) endLine();
+      line += character;
+      used += columns(character);
+    }
+  }
+  if (!line.empty() || lines.empty()) endLine();
+  return lines;
+}
+
+std::string shortened(std::string_view text, std::size_t width) {
+  const std::size_t whole = columns(text);
+  if (whole <= width) return std::string(text);
+  if (width == 0) return {};
+  const std::size_t headWidth = width / 2;
+  const std::size_t tailWidth = width - 1 - headWidth;
+  std::size_t head = 0;  // where the first part ends
+  std::size_t tail = 0;  // where the last one begins
+  std::size_t used = 0;
+  std::size_t begin = 0;
+  for (const std::size_t end : boundaries(UBRK_CHARACTER, text)) {
+    if (whole - used > tailWidth) tail = end;
+    used += columns(text.substr(begin, end - begin));
+    if (used <= headWidth) head = end;
+    begin = end;
+  }
+  return std::string(text.substr(0, head)).append(kEllipsis).append(text.substr(tail));
+}
+
+bool useColor(const Context& context) {
+  if (context.color != "auto") return context.color == "always";
+  const char* refused = std::getenv("NO_COLOR");
+  return ::isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+bool useColor(const Context& context, const Output& output) {
+  return output.isFile() ? context.color == "always" : useColor(context);
+}
+
+std::string styled(std::string_view text, Style style, bool color) {
+  static constexpr int kCodes[] = {0, 1, 33, 31};
+  if (!color || style == Style::Plain || text.empty()) return std::string(text);
+  return fmt::format("\x1b[{}m{}\x1b[0m", kCodes[static_cast<int>(style)], text);
+}
+
+Table::Table(std::vector<std::string> heading, std::vector<Fit> fits) : fits_(std::move(fits)) {
+  rows_.emplace_back();
+  for (std::string& title : heading) rows_[0].push_back({std::move(title), Style::Bold});
+  if (fits_.empty()) fits_.push_back(Fit::Whole);
+  fits_.resize(rows_[0].size(), Fit::Wrap);
+}
+
+void Table::add(std::vector<Cell> row) {
+  for (Cell& cell : row) cell.text = printable(cell.text);
+  rows_.push_back(std::move(row));
+}
+
+namespace {
+
+constexpr std::size_t kGap = 2;
+
+template <typename Columns>
+std::size_t totalWidth(const Columns& columns) {
+  std::size_t total = kGap * (columns.size() - 1);
+  for (const auto& column : columns) total += column.width;
+  return total;
+}
+
+/// Adds text to a line that owes blanks before the next text; a line gets none at its end.
+void append(std::string& line, std::size_t& owed, std::string_view text, Style style, bool color) {
+  if (text.empty()) return;
+  line.append(owed, ' ').append(styled(text, style, color));
+  owed = 0;
+}
+
+}  // namespace
+
+std::vector<Table::Column> Table::naturalColumns() const {
+  std::vector<Column> natural;
+  for (std::size_t i = 0; i < fits_.size(); ++i) {
+    natural.push_back({i, 0});
+    for (const Row& row : rows_)
+      natural[i].width = std::max(natural[i].width, columns(row[i].text));
+  }
+  return natural;
+}
+
+/// Leaves out empty columns and narrows others. False when the terminal is too narrow even so.
+bool Table::fit(std::vector<Column>& columns, std::size_t available) const {
+  std::erase_if(columns, [&](const Column& column) {
+    return column.index > 0 && rows_.size() > 1 &&
+           std::all_of(rows_.begin() + 1, rows_.end(),
+                       [&](const Row& row) { return row[column.index].text.empty(); });
+  });
+  // How much a column has to give, 0 for nothing: titles keep one and a half times as much as
+  // others.
+  const auto spare = [&](const Column& column) -> std::size_t {
+    const Fit fit = fits_[column.index];
+    if (fit == Fit::Whole || column.width <= (fit == Fit::Title ? 16 : 8)) return 0;
+    return fit == Fit::Title ? 2 * column.width : 3 * column.width;
+  };
+  for (std::size_t total = totalWidth(columns); total > available; --total) {
+    const auto widest =
+        std::max_element(columns.begin(), columns.end(),
+                         [&](const Column& a, const Column& b) { return spare(a) < spare(b); });
+    if (spare(*widest) == 0) return false;
+    --widest->width;
+  }
+  return true;
+}
+
+std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
+                                        std::size_t width) const {
+  const std::string& text = row[index].text;
+  if (fits_[index] == Fit::Whole || columns(text) <= width) return {text};
+  if (fits_[index] == Fit::Wrap) return wrapped(text, width);
+  constexpr std::size_t kLines = 3;
+  for (std::size_t room = kLines * width;; --room) {  // words rarely fill their lines
+    std::vector<std::string> lines = wrapped(shortened(text, room), width);
+    if (lines.size() <= kLines || room <= width) return lines;
+  }
+}
+
+void Table::printBlocks(std::size_t available, bool color, Output& output) const {
+  constexpr std::size_t kIndent = 2;
+  constexpr std::size_t kLeast = 8;
+  std::size_t labels = 0;
+  for (std::size_t i = 1; i < fits_.size(); ++i)
+    labels = std::max(labels, columns(rows_[0][i].text));
+  const std::size_t lead = kIndent + labels + kGap;
+  const std::size_t width = std::max(available, lead + kLeast) - lead;
+  for (std::size_t r = 1; r < rows_.size(); ++r) {
+    const Row& row = rows_[r];
+    output.write(styled(row[0].text, Style::Bold, color) + '\n');
+    for (std::size_t i = 1; i < row.size(); ++i) {
+      if (row[i].text.empty()) continue;
+      std::string line = std::string(kIndent, ' ') + rows_[0][i].text;
+      std::size_t owed = lead - columns(line);
+      for (const std::string& text : linesOf(row, i, width)) {
+        append(line, owed, text, row[i].style, color);
+        output.write(line + '\n');
+        line.clear();
+        owed = lead;
+      }
+    }
+  }
+}
+
+void Table::print(const Context& context) const {
+  Output output("-");
+  print(context, output);
+}
+
+void Table::print(const Context& context, Output& output) const {
+  const bool color = useColor(context, output);
+  std::vector<Column> shown = naturalColumns();
+  const auto available = output.isFile() ? std::nullopt : terminalWidth(STDOUT_FILENO);
+  if (available && totalWidth(shown) > *available && !fit(shown, *available))
+    return printBlocks(*available, color, output);
+
+  for (const Row& row : rows_) {
+    std::vector<std::vector<std::string>> cells;
+    std::size_t height = 0;
+    for (const auto& [index, width] : shown) {
+      cells.push_back(linesOf(row, index, width));
+      height = std::max(height, cells.back().size());
+    }
+    for (std::size_t n = 0; n < height; ++n) {
+      std::string line;
+      std::size_t owed = 0;
+      for (std::size_t i = 0; i < shown.size(); ++i) {
+        const std::string text = n < cells[i].size() ? cells[i][n] : std::string();
+        append(line, owed, text, row[shown[i].index].style, color);
+        owed += shown[i].width - columns(text) + kGap;
+      }
+      output.write(line + '\n');
+    }
+  }
+}
+
+}  // namespace tessaron::tool

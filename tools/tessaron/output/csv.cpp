@@ -1,0 +1,85 @@
+#include "output/csv.h"
+
+#include <cctype>
+
+namespace tessaron::tool {
+namespace {
+
+/// Whether a spreadsheet would read the text as the number that it spells: a sign, digits, a point.
+bool isNumber(std::string_view text) {
+  bool digits = false;
+  bool point = false;
+  for (std::size_t i = text[0] == '+' || text[0] == '-' ? 1 : 0; i < text.size(); ++i) {
+    const bool digit = std::isdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!digit && (text[i] != '.' || point)) return false;
+    digits = digits || digit;
+    point = point || !digit;
+  }
+  return digits;
+}
+
+bool looksLikeFormula(std::string_view text) {
+  if (text.empty()) return false;
+  if (std::string_view("=@\t\r\n").find(text[0]) != std::string_view::npos) return true;
+  if (text[0] == '+' || text[0] == '-') return !isNumber(text);
+  for (const std::string_view wide : {"＝", "＋", "－", "＠"})  // some spreadsheets take these, too
+    if (text.starts_with(wide)) return true;
+  return false;
+}
+
+/// The text without control characters but tabs and line ends, as no formula.
+std::string harmless(std::string_view text) {
+  std::string out = looksLikeFormula(text) ? "'" : "";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    const bool layout = byte == '\t' || byte == '\r' || byte == '\n';
+    const bool c1 = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+    if ((byte < 0x20 && !layout) || byte == 0x7F || c1)
+      out += "\uFFFD";
+    else
+      out += text[i];
+    if (c1) ++i;
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string csvField(std::string_view text) {
+  const std::string field = harmless(text);
+  const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
+  if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) return field;
+  std::string quoted = "\"";
+  for (const char c : field) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + '"';
+}
+
+std::string csvRow(const std::vector<std::string>& fields) {
+  std::string row;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i > 0) row += ',';
+    row += csvField(fields[i]);
+  }
+  return row + "\r\n";
+}
+
+std::string tsvRow(const std::vector<std::string>& fields) {
+  std::string row;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i > 0) row += '\t';
+    for (const char c : harmless(fields[i])) {
+      constexpr std::string_view kEscaped = "\t\n\r\\";
+      const std::size_t at = kEscaped.find(c);
+      if (at != kEscaped.npos) row += '\\';
+      row += at != kEscaped.npos ? "tnr\\"[at] : c;
+    }
+  }
+  return row + '\n';
+}
+
+std::string separatedRow(Form form, const std::vector<std::string>& fields) {
+  return form == Form::Tsv ? tsvRow(fields) : csvRow(fields);
+}
+
+}  // namespace tessaron::tool

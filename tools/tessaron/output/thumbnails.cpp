@@ -1,0 +1,76 @@
+#include "output/thumbnails.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <string_view>
+
+#include "cli/cli.h"
+#include "mediainfo/orientation.h"
+#include "support/text.h"
+
+namespace tessaron::tool {
+namespace {
+
+std::uint64_t hashOf(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
+  return hash;
+}
+
+/// The beginning of a name, short enough to stand in a longer one, with no character cut in two.
+std::string beginningOf(const std::string& name) {
+  constexpr std::size_t kMost = 100;
+  std::size_t end = 0;
+  for (std::size_t at = 0; at < name.size() && at < kMost; ++at)
+    if ((static_cast<unsigned char>(name[at]) & 0xC0) != 0x80) end = at;
+  return name.size() <= kMost ? name : name.substr(0, end);
+}
+
+/// Shows the picture as its camera was held. False when there is no memory for it.
+bool turn(fipImage& picture, const PropertyMap& properties) {
+  const auto found = properties.find(label::kOrientation);
+  if (found == properties.end()) return true;
+  for (const Orientation& orientation : kOrientations) {
+    if (found->second != orientationText(orientation)) continue;
+    constexpr double kDegrees[] = {0, 180, 90, -90};  // counterclockwise
+    const double degrees = kDegrees[static_cast<std::size_t>(orientation.turn)];
+    if (orientation.isMirrored && !picture.flipHorizontal()) return false;
+    return degrees == 0 || picture.rotate(degrees) ||
+           (picture.convertTo24Bits() && picture.rotate(degrees));
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string ThumbnailNames::choose(const std::string& path) {
+  namespace fs = std::filesystem;
+  const std::string whole = fs::absolute(path).lexically_normal();
+  const std::string beginning = beginningOf(fs::path(whole).filename());
+  std::string name;
+  for (std::uint64_t hash = hashOf(whole);; ++hash) {
+    name = fmt::format("{}-{:016x}.png", beginning, hash);
+    if (used_.insert(name).second) return name;
+  }
+}
+
+bool writeThumbnail(CFileInfo& file, const std::string& path) {
+  constexpr unsigned kSize = 256;
+  if (file.thumbnails.empty() || !file.thumbnails[0].isValid()) return false;
+  fipImage& picture = file.thumbnails[0];
+  if ((picture.getWidth() > kSize || picture.getHeight() > kSize) &&
+      picture.makeThumbnail(kSize) == FALSE)
+    return false;
+  if (!turn(picture, file.metaInfo)) return false;
+  const auto save = [&](fipMemoryIO& memory) { return picture.saveToMemory(FIF_PNG, memory); };
+  fipMemoryIO memory;
+  if (!save(memory) && !(picture.convertTo32Bits() && save(memory))) return false;
+  BYTE* bytes = nullptr;
+  DWORD size = 0;
+  memory.acquire(&bytes, &size);
+  writeOutput(path, {reinterpret_cast<const char*>(bytes), size});
+  return true;
+}
+
+}  // namespace tessaron::tool

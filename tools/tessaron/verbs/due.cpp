@@ -1,0 +1,192 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "output/csv.h"
+#include "output/record_json.h"
+#include "output/status.h"
+#include "platform/system.h"
+#include "support/text.h"
+#include "verbs/verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+struct Options {
+  std::string collection;
+  std::optional<int> within;
+  std::string output;
+  Form form = Form::Table;
+};
+
+/// What a list for programs tells of a loan: columns of an export, then its own.
+const std::vector<std::string> kColumns = {
+    "ASIN",       "Title",       "ProductGroup", "status.name", "status.target", "status.begin",
+    "status.end", "status.text", "status.due",   "state",       "daysLeft"};
+
+/// An item that somebody has to bring back.
+struct Loan {
+  CRecord record;
+  std::string mark;  ///< as `dueMark`; empty for an item that is only listed for its date
+  int daysLeft;
+};
+
+/// The items that are due or due soon, or end within so many days; the longest overdue first.
+std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> within,
+                            const SYSTEMTIME& now) {
+  std::vector<Loan> loans;
+  collection.forEachRecord(false, [&](const CRecord& record) {
+    const std::optional<int> days = daysLeft(record, now);
+    const std::string mark = dueMark(record, now);
+    if (days && (within ? *days <= *within : !mark.empty())) loans.push_back({record, mark, *days});
+  });
+  std::stable_sort(loans.begin(), loans.end(),
+                   [](const Loan& a, const Loan& b) { return a.daysLeft < b.daysLeft; });
+  return loans;
+}
+
+std::string markOf(const Loan& loan) { return loan.mark.empty() ? "later" : loan.mark; }
+
+/// A content line of a calendar: folded so that no line has more than 75 octets and no character is
+/// torn apart, ended with CRLF.
+std::string foldedLine(std::string_view line) {
+  std::string folded;
+  std::size_t length = 0;
+  for (std::size_t at = 0; at < line.size();) {
+    std::size_t end = at + 1;
+    while (end < line.size() && (line[end] & 0xC0) == 0x80) ++end;
+    if (length + (end - at) > 75) {
+      folded += "\r\n ";
+      length = 1;
+    }
+    folded += line.substr(at, end - at);
+    length += end - at;
+    at = end;
+  }
+  return folded + "\r\n";
+}
+
+std::string calendarText(std::string_view text) {
+  std::string escaped;
+  for (const char c : printable(text, true)) {
+    if (c == '\\' || c == ';' || c == ',') escaped += '\\';
+    if (c == '\n')
+      escaped += "\\n";
+    else
+      escaped += c;
+  }
+  return escaped;
+}
+
+/// A name for the event that stays the same in every calendar made of this collection.
+std::string eventId(const CRecord& record, std::map<std::string, int>& seen) {
+  std::string id;
+  for (const char c : toUtf8(record.ASIN.empty() ? record.Title : record.ASIN)) {
+    const bool plain = std::isalnum(static_cast<unsigned char>(c)) != 0;
+    id += plain ? std::string(1, c) : fmt::format("-{:02x}", static_cast<unsigned char>(c));
+  }
+  const int count = ++seen[id];
+  return count == 1 ? id : fmt::format("{}.{}", id, count);
+}
+
+std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
+  std::vector<std::string> lines = {"BEGIN:VCALENDAR", "VERSION:2.0",
+                                    "PRODID:-//TessaronBF//tessaron " TESSARON_VERSION "//EN"};
+  const std::string stamp = fmt::format("DTSTAMP:{:04}{:02}{:02}T{:02}{:02}{:02}Z", now.wYear,
+                                        now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
+  std::map<std::string, int> seen;
+  for (const Loan& loan : loans) {
+    std::string date = isoDate(loan.record.StatusEndDate);
+    std::erase(date, '-');
+    const std::string title = calendarText(toUtf8(loan.record.Title));
+    const std::string text = calendarText(statusSentence(loan.record));
+    for (std::string line :
+         {std::string("BEGIN:VEVENT"), "UID:" + eventId(loan.record, seen) + "@tessaron", stamp,
+          "DTSTART;VALUE=DATE:" + date, "SUMMARY:Due: " + title, "DESCRIPTION:" + text,
+          std::string("TRANSP:TRANSPARENT"), std::string("BEGIN:VALARM"),
+          std::string("ACTION:DISPLAY"), "DESCRIPTION:Due: " + title, std::string("TRIGGER:-P1D"),
+          std::string("END:VALARM"), std::string("END:VEVENT")})
+      lines.push_back(std::move(line));
+  }
+  lines.emplace_back("END:VCALENDAR");
+  std::string text;
+  for (const std::string& line : lines) text += foldedLine(line);
+  return text;
+}
+
+std::string textFor(const std::vector<Loan>& loans, Form form) {
+  auto array = nlohmann::ordered_json::array();
+  for (const Loan& loan : loans) {
+    const nlohmann::ordered_json record = recordJson(loan.record);
+    array.push_back({{"ASIN", record["ASIN"]},
+                     {"Title", record["Title"]},
+                     {"ProductGroup", record["ProductGroup"]},
+                     {"status", record["status"]},
+                     {"state", markOf(loan)},
+                     {"daysLeft", loan.daysLeft}});
+  }
+  if (form == Form::Json) return jsonText(array) + '\n';
+  std::string rows = separatedRow(form, kColumns);
+  for (const nlohmann::ordered_json& loan : array)
+    rows += separatedRow(form, jsonCells(loan, kColumns));
+  return rows;
+}
+
+int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
+  CollectionReader collection(options.collection);
+  const SYSTEMTIME now = utcNow();
+  const std::vector<Loan> loans = findLoans(collection, options.within, now);
+  Output output(options.output);
+  if (options.form == Form::Ics) {
+    output.write(calendar(loans, now));
+  } else if (options.form != Form::Table) {
+    output.write(textFor(loans, options.form));
+  } else if (!loans.empty()) {
+    Table table({"ASIN", "Title", "Status", "Who", "Until", "Due", "Days"},
+                {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
+    for (const Loan& loan : loans) {
+      auto [what, who, until] = statusCells(loan.record);
+      table.add({{toUtf8(loan.record.ASIN)},
+                 {toUtf8(loan.record.Title)},
+                 std::move(what),
+                 std::move(who),
+                 std::move(until),
+                 dueCell(markOf(loan)),
+                 {std::to_string(loan.daysLeft)}});
+    }
+    table.print(context, output);
+  }
+  output.finish();
+  if (!loans.empty()) return kDone;
+  throw Failure{kFailed, collection.name(), "nothing is due"};
+}
+
+}  // namespace
+
+void addDue(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("due", "Lists what is due or due soon, overdue items first");
+  verb->footer("Days are counted in UTC. Exit code 1 when nothing is due.");
+  addCollectionOption(*verb, options->collection, false);
+  verb->add_option("--within", options->within,
+                   "All that ends within so many days, instead of what is due or due soon")
+      ->type_name("DAYS")
+      ->check([](const std::string& text) {
+        constexpr std::size_t kDigits = 5;  // more than lie between 1980 and 2107
+        const bool days = !text.empty() && text.size() <= kDigits &&
+                          text.find_first_not_of("0123456789") == text.npos;
+        return days ? std::string() : '"' + text + "\" is no number of days from 0 to 99999";
+      });
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv, Form::Ics});
+  addOutputOption(*verb, options->output);
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,59 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "output/html.h"
+#include "output/record_json.h"
+#include "platform/system.h"
+#include "verbs/verbs.h"
+
+namespace tessaron::tool {
+
+namespace {
+
+struct Options {
+  std::string collection;
+  std::string output;
+  Form form = Form::Table;
+};
+
+int run(const Options& options, const Context& context) {
+  if (options.form == Form::Table)
+    throw Failure{kUsage, {}, "one of --json, --csv, --tsv and --html is required"};
+  requireOtherFile(options.output, options.collection);
+  CollectionReader collection(options.collection, options.form == Form::Html);
+  Output output(options.output);
+  if (options.form == Form::Html) {
+    const std::string stem =
+        options.collection == "-" ? "" : std::filesystem::path(options.collection).stem().string();
+    writeHtmlPage(collection, stem.empty() ? "Collection" : stem, utcNow(), output);
+  } else {
+    RecordWriter writer(options.form, recordColumns(), output);
+    collection.forEachRecord(true, [&](const CRecord& record) { writer.write(record); });
+    writer.finish();
+  }
+  output.finish();
+  const std::size_t count = collection.count();
+  if (output.isFile())
+    note(context, fmt::format("{}: {} {}", options.output, count, count == 1 ? "item" : "items"));
+  return kDone;
+}
+
+}  // namespace
+
+void addExport(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("export", "Writes the collection in another form");
+  verb->footer("One of the forms is required.");
+  addCollectionOption(*verb, options->collection, false);
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv, Form::Html});
+  addOutputOption(*verb, options->output);
+  verb->callback([options, &context] {
+    context.run = [options, &context] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,136 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "cli/terminal.h"
+#include "output/record_json.h"
+#include "output/status.h"
+#include "platform/system.h"
+#include "settings/collation.h"
+#include "support/text.h"
+#include "verbs/verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+struct Options {
+  std::string collection;
+  std::string status = "all";
+  std::string sort;
+  std::string output;
+  Form form = Form::Table;
+};
+
+/// What a list for programs tells of an item: these columns of an export.
+const std::vector<std::string> kColumns = {
+    "ASIN",          "Title",        "ProductGroup", "DateAdded",   "status.name",
+    "status.target", "status.begin", "status.end",   "status.text", "status.due"};
+
+/// What is kept of an item until all are known: what is printed of it and what it is sorted by.
+struct Row {
+  std::u16string group;
+  std::u16string title;
+  std::uint16_t added;
+  std::int32_t status;
+  std::string text;                // for programs
+  std::vector<Table::Cell> cells;  // for people
+};
+
+void sortRows(std::vector<Row>& rows, const std::string& order) {
+  const auto compare = [](const std::u16string& a, const std::u16string& b) {
+    return CCollationSystem::CompareStringW(a.c_str(), b.c_str(), true);
+  };
+  std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
+    int difference = 0;
+    if (order == "added") return a.added < b.added;
+    if (order == "group") difference = compare(a.group, b.group);
+    if (order == "status" && a.status != b.status) return a.status < b.status;
+    if (difference == 0) difference = compare(a.title, b.title);
+    return difference < 0;
+  });
+}
+
+std::vector<Table::Cell> cellsOf(const CRecord& record, const SYSTEMTIME& now) {
+  auto [what, who, until] = statusCells(record);
+  return {
+      {toUtf8(record.ASIN)}, {toUtf8(record.Title)}, {toUtf8(record.ProductGroup)}, std::move(what),
+      std::move(who),        std::move(until),       dueCell(dueMark(record, now))};
+}
+
+/// The test for --status. Fails with kUsage for a name that means nothing.
+std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
+  const std::string plain = plainName(name);
+  if (plain == "all") return [](const CRecord&) { return true; };
+  if (plain == "none") return [](const CRecord& record) { return !record.hasStatus; };
+  return [status = parseStatus(name)](const CRecord& record) {
+    return record.hasStatus && record.status == status;
+  };
+}
+
+int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
+  const auto wanted = statusFilter(options.status);
+  const bool isTable = options.form == Form::Table;
+  const SYSTEMTIME now = utcNow();
+  CollectionReader collection(options.collection);
+  Output output(options.output);
+  RecordWriter writer(options.form, kColumns, output);
+  std::vector<Row> rows;
+  std::size_t count = 0;
+  collection.forEachRecord(!isTable, [&](const CRecord& record) {
+    if (!wanted(record)) return;
+    ++count;
+    if (!isTable && options.sort.empty()) return writer.write(record);
+    Row& row = rows.emplace_back();
+    if (!options.sort.empty())  // those without a status come last
+      row = {record.ProductGroup,
+             record.Title,
+             record.DateAdded,
+             record.hasStatus ? record.status : INT32_MAX,
+             {},
+             {}};
+    if (isTable)
+      row.cells = cellsOf(record, now);
+    else
+      row.text = writer.text(record);
+  });
+  if (!options.sort.empty()) sortRows(rows, options.sort);
+  if (!isTable) {
+    for (const Row& row : rows) writer.writeText(row.text);
+    writer.finish();
+  } else if (count > 0) {
+    Table table({"ASIN", "Title", "Group", "Status", "Who", "Until", "Due"},
+                {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole});
+    for (Row& row : rows) table.add(std::move(row.cells));
+    table.print(context, output);
+  }
+  output.finish();
+  if (count > 0) return kDone;
+  throw Failure{kFailed, collection.name(),
+                collection.count() == 0 ? "the collection is empty"
+                                        : "no item has the status \"" + options.status + "\""};
+}
+
+}  // namespace
+
+void addList(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("list", "Lists the items with their status");
+  verb->footer("Exit code 1 when there is no such item.");
+  addCollectionOption(*verb, options->collection, false);
+  verb->add_option("--status", options->status,
+                   "Only items with this status: none, all, " + statusChoices())
+      ->type_name("NAME")
+      ->capture_default_str();
+  verb->add_option("--sort", options->sort, "The order, instead of the file's")
+      ->check(CLI::IsMember({"title", "added", "group", "status"}))
+      ->type_name("title|added|group|status");
+  addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv});
+  addOutputOption(*verb, options->output);
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,77 @@
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/items.h"
+#include "cli/terminal.h"
+#include "output/record_json.h"
+#include "verbs/verbs.h"
+
+namespace tessaron::tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+  std::string collection;
+  std::string asin;
+  std::string output;
+  Form form = Form::Table;
+};
+
+/// Whether there is nothing in a value that a person would want to read.
+bool isEmpty(const ordered_json& value) {
+  if (!value.is_structured())
+    return value.is_null() || (value.is_string() && value.get_ref<const std::string&>().empty());
+  return std::all_of(value.begin(), value.end(), isEmpty);
+}
+
+/// Writes "name: value" lines: parts of an object or a list below their name, two columns further
+/// in. What is empty is left out.
+void writeValue(const std::string& name, const ordered_json& value, std::size_t indent, bool color,
+                Output& output) {
+  if (isEmpty(value)) return;
+  const std::string lead = std::string(indent, ' ') + styled(name, Style::Bold, color);
+  if (!value.is_structured()) {
+    std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    text = printable(text, true);
+    const std::string nextLine = '\n' + std::string(indent + 2, ' ');
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += nextLine.size())
+      text.replace(at, 1, nextLine);
+    output.write(lead + ' ' + text + '\n');
+    return;
+  }
+  output.write(lead + '\n');
+  for (const auto& [key, part] : value.items())
+    writeValue(value.is_array() ? "-" : key + ':', part, indent + 2, color, output);
+}
+
+int run(const Options& options, const Context& context) {
+  requireOtherFile(options.output, options.collection);
+  const ordered_json record = recordJson(findItem(options.collection, options.asin));
+  Output output(options.output);
+  if (options.form == Form::Json) {
+    output.write(jsonText(record) + '\n');
+  } else {
+    const bool color = useColor(context, output);
+    for (const auto& [key, value] : record.items()) writeValue(key + ':', value, 0, color, output);
+  }
+  output.finish();
+  return kDone;
+}
+
+}  // namespace
+
+void addShow(CLI::App& app, Context& context) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("show", "Prints everything about one item");
+  addCollectionOption(*verb, options->collection, false);
+  requireItemName(*verb->add_option("ASIN", options->asin, "The item")->required());
+  addFormFlags(*verb, options->form, {Form::Json});
+  addOutputOption(*verb, options->output);
+  verb->callback([&context, options] {
+    context.run = [&context, options] { return run(*options, context); };
+  });
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,30 @@
+#pragma once
+// Each function adds one verb with its options to the command line; when that verb is chosen, it
+// sets `context.run`. Both arguments must outlive the run.
+
+#include <CLI/CLI.hpp>
+
+#include "cli/cli.h"
+
+namespace tessaron::tool {
+
+void addImport(CLI::App& app, Context& context);
+void addList(CLI::App& app, Context& context);
+void addShow(CLI::App& app, Context& context);
+void addSet(CLI::App& app, Context& context);
+void addRemove(CLI::App& app, Context& context);
+void addDue(CLI::App& app, Context& context);
+void addExport(CLI::App& app, Context& context);
+void addRecover(CLI::App& app, Context& context);
+void addCart(CLI::App& app, Context& context);
+void addCache(CLI::App& app, Context& context);
+void addSettings(CLI::App& app, Context& context);
+void addStats(CLI::App& app, Context& context);
+void addChart(CLI::App& app, Context& context);
+void addSortForm(CLI::App& app, Context& context);
+void addSort(CLI::App& app, Context& context);
+void addCodec(CLI::App& app, Context& context);
+void addScan(CLI::App& app, Context& context);
+void addTheme(CLI::App& app, Context& context);
+
+}  // namespace tessaron::tool
