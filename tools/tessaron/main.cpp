@@ -9,6 +9,9 @@
 #include <new>
 #include <sstream>
 
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "platform/registry.h"
 #include "support/text.h"
 #include "verbs/verbs.h"

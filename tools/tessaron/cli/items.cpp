@@ -2,7 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/cli.h"
+#include "cli/collection.h"
+#include "cli/failures.h"
 #include "records/field_text.h"
 #include "support/text.h"
 

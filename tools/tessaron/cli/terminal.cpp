@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "cli/context.h"
+#include "cli/output.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -198,141 +200,6 @@ std::string styled(std::string_view text, Style style, bool color) {
   static constexpr int kCodes[] = {0, 1, 33, 31};
   if (!color || style == Style::Plain || text.empty()) return std::string(text);
   return fmt::format("\x1b[{}m{}\x1b[0m", kCodes[static_cast<int>(style)], text);
-}
-
-Table::Table(std::vector<std::string> heading, std::vector<Fit> fits) : fits_(std::move(fits)) {
-  rows_.emplace_back();
-  for (std::string& title : heading) rows_[0].push_back({std::move(title), Style::Bold});
-  if (fits_.empty()) fits_.push_back(Fit::Whole);
-  fits_.resize(rows_[0].size(), Fit::Wrap);
-}
-
-void Table::add(std::vector<Cell> row) {
-  for (Cell& cell : row) cell.text = printable(cell.text);
-  rows_.push_back(std::move(row));
-}
-
-namespace {
-
-constexpr std::size_t kGap = 2;
-
-template <typename Columns>
-std::size_t totalWidth(const Columns& columns) {
-  std::size_t total = kGap * (columns.size() - 1);
-  for (const auto& column : columns) total += column.width;
-  return total;
-}
-
-/// Adds text to a line that owes blanks before the next text; a line gets none at its end.
-void append(std::string& line, std::size_t& owed, std::string_view text, Style style, bool color) {
-  if (text.empty()) return;
-  line.append(owed, ' ').append(styled(text, style, color));
-  owed = 0;
-}
-
-}  // namespace
-
-std::vector<Table::Column> Table::naturalColumns() const {
-  std::vector<Column> natural;
-  for (std::size_t i = 0; i < fits_.size(); ++i) {
-    natural.push_back({i, 0});
-    for (const Row& row : rows_)
-      natural[i].width = std::max(natural[i].width, columns(row[i].text));
-  }
-  return natural;
-}
-
-/// Leaves out empty columns and narrows others. False when the terminal is too narrow even so.
-bool Table::fit(std::vector<Column>& columns, std::size_t available) const {
-  std::erase_if(columns, [&](const Column& column) {
-    return column.index > 0 && rows_.size() > 1 &&
-           std::all_of(rows_.begin() + 1, rows_.end(),
-                       [&](const Row& row) { return row[column.index].text.empty(); });
-  });
-  // How much a column has to give, 0 for nothing: titles keep one and a half times as much as
-  // others.
-  const auto spare = [&](const Column& column) -> std::size_t {
-    const Fit fit = fits_[column.index];
-    if (fit == Fit::Whole || column.width <= (fit == Fit::Title ? 16 : 8)) return 0;
-    return fit == Fit::Title ? 2 * column.width : 3 * column.width;
-  };
-  for (std::size_t total = totalWidth(columns); total > available; --total) {
-    const auto widest =
-        std::max_element(columns.begin(), columns.end(),
-                         [&](const Column& a, const Column& b) { return spare(a) < spare(b); });
-    if (spare(*widest) == 0) return false;
-    --widest->width;
-  }
-  return true;
-}
-
-std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
-                                        std::size_t width) const {
-  const std::string& text = row[index].text;
-  if (fits_[index] == Fit::Whole || columns(text) <= width) return {text};
-  if (fits_[index] == Fit::Wrap) return wrapped(text, width);
-  constexpr std::size_t kLines = 3;
-  for (std::size_t room = kLines * width;; --room) {  // words rarely fill their lines
-    std::vector<std::string> lines = wrapped(shortened(text, room), width);
-    if (lines.size() <= kLines || room <= width) return lines;
-  }
-}
-
-void Table::printBlocks(std::size_t available, bool color, Output& output) const {
-  constexpr std::size_t kIndent = 2;
-  constexpr std::size_t kLeast = 8;
-  std::size_t labels = 0;
-  for (std::size_t i = 1; i < fits_.size(); ++i)
-    labels = std::max(labels, columns(rows_[0][i].text));
-  const std::size_t lead = kIndent + labels + kGap;
-  const std::size_t width = std::max(available, lead + kLeast) - lead;
-  for (std::size_t r = 1; r < rows_.size(); ++r) {
-    const Row& row = rows_[r];
-    output.write(styled(row[0].text, Style::Bold, color) + '\n');
-    for (std::size_t i = 1; i < row.size(); ++i) {
-      if (row[i].text.empty()) continue;
-      std::string line = std::string(kIndent, ' ') + rows_[0][i].text;
-      std::size_t owed = lead - columns(line);
-      for (const std::string& text : linesOf(row, i, width)) {
-        append(line, owed, text, row[i].style, color);
-        output.write(line + '\n');
-        line.clear();
-        owed = lead;
-      }
-    }
-  }
-}
-
-void Table::print(const Context& context) const {
-  Output output("-");
-  print(context, output);
-}
-
-void Table::print(const Context& context, Output& output) const {
-  const bool color = useColor(context, output);
-  std::vector<Column> shown = naturalColumns();
-  const auto available = output.isFile() ? std::nullopt : terminalWidth(STDOUT_FILENO);
-  if (available && totalWidth(shown) > *available && !fit(shown, *available))
-    return printBlocks(*available, color, output);
-
-  for (const Row& row : rows_) {
-    std::vector<std::vector<std::string>> cells;
-    std::size_t height = 0;
-    for (const auto& [index, width] : shown) {
-      cells.push_back(linesOf(row, index, width));
-      height = std::max(height, cells.back().size());
-    }
-    for (std::size_t n = 0; n < height; ++n) {
-      std::string line;
-      std::size_t owed = 0;
-      for (std::size_t i = 0; i < shown.size(); ++i) {
-        const std::string text = n < cells[i].size() ? cells[i][n] : std::string();
-        append(line, owed, text, row[shown[i].index].style, color);
-        owed += shown[i].width - columns(text) + kGap;
-      }
-      output.write(line + '\n');
-    }
-  }
 }
 
 }  // namespace tessaron::tool

@@ -1,5 +1,5 @@
 #pragma once
-// Text as a terminal shows it: widths in columns, nothing that steers the terminal, tables.
+// Text as a terminal shows it: widths in columns, nothing that steers the terminal, colors.
 
 #include <cstddef>
 #include <optional>
@@ -7,7 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/cli.h"
+#include "cli/context.h"
+#include "cli/output.h"
 
 namespace tessaron::tool {
 
@@ -43,44 +44,5 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width);
 
 /// The text in at most `width` columns: what is too much is replaced by an ellipsis in its middle.
 std::string shortened(std::string_view text, std::size_t width);
-
-/// How a column gives way where its table is too wide for the terminal.
-enum class Fit {
-  Whole,  ///< not at all: a person may have to type what it holds
-  Wrap,   ///< in as many lines as it takes
-  Title,  ///< in up to three lines; longer texts lose their middle
-};
-
-/// A table of texts with a heading. Where a terminal is too narrow for it, columns without any text
-/// are left out, then columns give way as they may; where that is not enough, each row becomes a
-/// block of lines under the text of its first column. Elsewhere every row is one line, with all
-/// that it holds.
-class Table {
- public:
-  struct Cell {
-    std::string text;
-    Style style = Style::Plain;
-  };
-
-  /// The columns without a `fit` are Wrap, but for the first one, the key: it is Whole.
-  explicit Table(std::vector<std::string> heading, std::vector<Fit> fits = {});
-  void add(std::vector<Cell> row);  ///< as many cells as the heading has
-  void print(const Context& context) const;
-  void print(const Context& context, Output& output) const;
-
- private:
-  using Row = std::vector<Cell>;
-  struct Column {
-    std::size_t index;
-    std::size_t width;
-  };
-  std::vector<Column> naturalColumns() const;
-  bool fit(std::vector<Column>& columns, std::size_t available) const;
-  std::vector<std::string> linesOf(const Row& row, std::size_t index, std::size_t width) const;
-  void printBlocks(std::size_t available, bool color, Output& output) const;
-
-  std::vector<Fit> fits_;
-  std::vector<Row> rows_;
-};
 
 }  // namespace tessaron::tool

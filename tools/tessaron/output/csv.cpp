@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "cli/options.h"
+
 namespace tessaron::tool {
 namespace {
 

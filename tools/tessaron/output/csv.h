@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/cli.h"
+#include "cli/options.h"
 
 namespace tessaron::tool {
 

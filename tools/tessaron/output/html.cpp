@@ -9,6 +9,8 @@
 #include <utility>
 #include <variant>
 
+#include "cli/collection.h"
+#include "cli/output.h"
 #include "output/html_text.h"
 #include "output/page/page.h"
 #include "output/status.h"

@@ -2,7 +2,8 @@
 
 #include <string_view>
 
-#include "cli/cli.h"
+#include "cli/collection.h"
+#include "cli/output.h"
 #include "platform/types.h"
 
 namespace tessaron::tool {

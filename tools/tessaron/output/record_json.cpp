@@ -6,7 +6,11 @@
 #include <utility>
 #include <variant>
 
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/terminal.h"
 #include "output/csv.h"
+#include "output/json.h"
 #include "output/status.h"
 #include "platform/system.h"
 #include "support/text.h"

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/cli.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/terminal.h"
 #include "records/record.h"
 
 namespace tessaron::tool {

@@ -7,6 +7,9 @@
 #include <chrono>
 #include <cmath>
 
+#include "cli/failures.h"
+#include "cli/terminal.h"
+#include "output/table.h"
 #include "platform/system.h"
 #include "support/dos_date.h"
 #include "support/string_table.h"

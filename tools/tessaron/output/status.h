@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "cli/terminal.h"
+#include "output/table.h"
 #include "records/record.h"
 
 namespace tessaron::tool {

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "cli/cli.h"
+#include "cli/output.h"
 #include "mediainfo/orientation.h"
 #include "support/text.h"
 

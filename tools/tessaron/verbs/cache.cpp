@@ -10,9 +10,16 @@
 #include <span>
 #include <system_error>
 
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/paths.h"
 #include "cli/terminal.h"
 #include "graphics/image_cache.h"
 #include "output/csv.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "platform/file.h"
 #include "support/text.h"
 #include "verbs/verbs.h"

@@ -1,7 +1,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/paths.h"
 #include "cli/terminal.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "records/shopping_cart.h"
 #include "support/text.h"
 #include "support/xml/xml.h"

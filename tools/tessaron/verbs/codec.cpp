@@ -4,9 +4,13 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "cli/terminal.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "mediainfo/codec_names.h"
 #include "output/csv.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 

@@ -6,9 +6,16 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/collection.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/terminal.h"
 #include "output/csv.h"
+#include "output/json.h"
 #include "output/record_json.h"
 #include "output/status.h"
+#include "output/table.h"
 #include "platform/system.h"
 #include "support/text.h"
 #include "verbs/verbs.h"

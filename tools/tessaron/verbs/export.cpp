@@ -5,8 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "cli/collection.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "output/html.h"
 #include "output/record_json.h"
+#include "output/table.h"
 #include "platform/system.h"
 #include "verbs/verbs.h"
 

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <memory>
 
-#include "cli/terminal.h"
+#include "cli/collection.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "output/record_json.h"
 #include "output/status.h"
+#include "output/table.h"
 #include "platform/system.h"
 #include "settings/collation.h"
 #include "support/text.h"

@@ -4,6 +4,11 @@
 #include <memory>
 
 #include "catalogue/recovery.h"
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/paths.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {

@@ -4,7 +4,10 @@
 #include <memory>
 #include <numeric>
 
+#include "cli/collection.h"
+#include "cli/failures.h"
 #include "cli/items.h"
+#include "cli/options.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {

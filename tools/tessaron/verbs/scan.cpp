@@ -10,11 +10,17 @@
 #include <thread>
 #include <vector>
 
-#include "cli/terminal.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/paths.h"
+#include "cli/progress.h"
 #include "mediainfo/folder_info.h"
 #include "mediainfo/labels.h"
 #include "output/csv.h"
 #include "output/file_json.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "output/thumbnails.h"
 #include "platform/directory.h"
 #include "platform/file.h"

@@ -5,7 +5,10 @@
 #include <optional>
 
 #include "catalogue/item_merge.h"
+#include "cli/collection.h"
+#include "cli/failures.h"
 #include "cli/items.h"
+#include "cli/options.h"
 #include "output/status.h"
 #include "support/text.h"
 #include "verbs/verbs.h"

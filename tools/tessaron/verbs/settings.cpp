@@ -8,9 +8,14 @@
 #include <numeric>
 #include <optional>
 
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "cli/settings_key.h"
 #include "cli/terminal.h"
 #include "output/csv.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "settings/setting_table.h"
 #include "support/overloaded.h"
 #include "support/text.h"

@@ -2,9 +2,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/failures.h"
 #include "cli/items.h"
+#include "cli/options.h"
+#include "cli/output.h"
 #include "cli/terminal.h"
+#include "output/json.h"
 #include "output/record_json.h"
+#include "output/table.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {

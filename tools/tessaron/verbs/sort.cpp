@@ -2,6 +2,9 @@
 #include <memory>
 #include <optional>
 
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/output.h"
 #include "cli/settings_key.h"
 #include "settings/collation.h"
 #include "support/text.h"

@@ -6,10 +6,13 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "cli/collection.h"
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "output/chart.h"
 #include "output/price.h"
 #include "output/status.h"
 #include "support/text.h"
-#include "verbs/chart.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {

@@ -9,8 +9,15 @@
 #include <optional>
 #include <vector>
 
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/paths.h"
 #include "cli/settings_key.h"
 #include "cli/terminal.h"
+#include "output/json.h"
+#include "output/table.h"
 #include "platform/directory.h"
 #include "platform/file.h"
 #include "platform/system.h"

@@ -4,7 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/cli.h"
+#include "cli/context.h"
 
 namespace tessaron::tool {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/cli.h"
+#include "cli/options.h"
 #include "graphics/simple_chart.h"
 
 namespace tessaron::tool {

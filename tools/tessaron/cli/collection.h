@@ -1,0 +1,46 @@
+#pragma once
+// How the verbs read and change collections.
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "catalogue/edit.h"
+#include "cli/input.h"
+#include "cli/paths.h"
+
+namespace tessaron::tool {
+
+/// A collection's items, one at a time. Fails with kNoInput when it cannot be read, with kBadData
+/// when it is damaged or something else altogether: what came before that has been visited.
+class CollectionReader {
+ public:
+  /// With `twice` it can be walked over twice, though it be a pipe.
+  explicit CollectionReader(std::string path, bool twice = false);
+  ~CollectionReader();
+
+  void forEachItem(const std::function<void(const ItemStream&)>& visit);
+  /// With `detail` the records are complete; without it they lack texts that only `show` and
+  /// `export` tell (see CRecord::fullDetail).
+  void forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit);
+  /// How many items the last walk came by.
+  std::size_t count() const { return count_; }
+  std::string name() const { return displayName(path_); }
+
+ private:
+  std::string path_;
+  std::unique_ptr<Input> input_;
+  std::optional<std::string> content_;
+  bool walked_ = false;
+  std::size_t count_ = 0;
+};
+
+/// Changes a collection by `edit`, see `editCollection`. Fails with kNoInput for what cannot be
+/// read or is no regular file, with kBadData for what is damaged or no collection, with
+/// kCannotCreate or kCannotWrite when the new file cannot be put in its place; nothing changes
+/// then. What `edit` throws is passed on.
+void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit);
+
+}  // namespace tessaron::tool

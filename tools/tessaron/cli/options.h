@@ -1,0 +1,33 @@
+#pragma once
+// Options that several verbs have.
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+
+namespace CLI {
+class App;
+}
+
+namespace tessaron::tool {
+
+/// Adds the required option -c,--collection FILE. With `editable` "-" is refused.
+void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
+
+/// The forms in which verbs give their results: a table for people, or one for programs.
+enum class Form { Table, Json, Csv, Tsv, Html, Ics, Xml, Png };
+
+/// Adds the flags (--json, --csv, ...) of the forms that the verb offers; at most one of them can
+/// be given. `form` keeps its value without one.
+void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered);
+
+/// Adds -o,--output FILE; `path` keeps its value ("-" or empty: standard output) without it.
+void addOutputOption(CLI::App& verb, std::string& path);
+
+/// The candidate that `word` is most likely a misspelling of, whatever its case; empty when none is
+/// near.
+std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates);
+
+}  // namespace tessaron::tool

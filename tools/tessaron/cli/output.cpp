@@ -1,0 +1,76 @@
+#include "cli/output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "cli/failures.h"
+#include "cli/paths.h"
+
+namespace tessaron::tool {
+namespace {
+
+[[noreturn]] void throwPrintFailure() {
+  if (errno == EPIPE) throw BrokenPipe{};
+  throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+}
+
+}  // namespace
+
+void writeOutput(const std::string& path, std::string_view content) {
+  if (const std::error_code error = replaceFile(widePath(path), content))
+    throwWriteFailure(path, error);
+}
+
+void writeOutput(const std::string& path, const std::function<bool(File&)>& write) {
+  if (const std::error_code error = replaceFile(widePath(path), write))
+    throwWriteFailure(path, error);
+}
+
+void requireOtherFile(const std::string& output, const std::string& input) {
+  if (output.empty() || output == "-" || input == "-") return;
+  std::error_code error;  // an output that does not exist yet is another file
+  if (std::filesystem::equivalent(input, output, error))
+    throw Failure{kUsage, output, "the output would replace the input"};
+}
+
+Output::Output(std::string path) : path_(std::move(path)) {}
+
+bool Output::isFile() const { return !path_.empty() && path_ != "-"; }
+
+void Output::write(std::string_view text) {
+  constexpr std::size_t kBlock = std::size_t{64} << 10;
+  if (!isFile()) return print(text);
+  block_ += text;
+  if (block_.size() < kBlock) return;
+  std::error_code error;
+  if (!file_) file_.emplace(widePath(path_), error);
+  if (!error) error = file_->write(block_);
+  if (error) throwWriteFailure(path_, error);
+  block_.clear();
+}
+
+void Output::finish() {
+  if (!isFile()) return flushOutput();
+  if (!file_) return writeOutput(path_, block_);
+  std::error_code error = file_->write(block_);
+  if (!error) error = file_->commit();
+  if (error) throwWriteFailure(path_, error);
+}
+
+void writeResult(const std::string& path, std::string_view text) {
+  Output output(path);
+  output.write(text);
+  output.finish();
+}
+
+void print(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) throwPrintFailure();
+}
+
+void flushOutput() {
+  if (std::fflush(stdout) != 0) throwPrintFailure();
+}
+
+}  // namespace tessaron::tool

@@ -1,0 +1,18 @@
+#include "cli/paths.h"
+
+#include "cli/failures.h"
+#include "support/text.h"
+
+namespace tessaron::tool {
+
+bool isUtf8(const std::string& text) { return toUtf8(fromUtf8(text)) == text; }
+
+std::string displayName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+std::u16string widePath(const std::string& path, ExitCode code) {
+  if (path.empty()) throw Failure{code, {}, "the file's name is empty"};
+  if (!isUtf8(path)) throw Failure{code, path, "the file's name is not UTF-8"};
+  return fromUtf8(path);
+}
+
+}  // namespace tessaron::tool
