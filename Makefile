@@ -3,7 +3,7 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-windows bench fuzz format tidy sdk install clean
+.PHONY: help demo test test-linux test-asan test-tsan test-windows bench fuzz failures format tidy sdk install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -21,6 +21,9 @@ test-linux:  ## build and test for Linux
 test-asan:  ## build and test for Linux with AddressSanitizer and UBSan
 	@scripts/test linux-asan
 
+test-tsan:  ## build with ThreadSanitizer and test what threads share
+	@scripts/test linux-tsan
+
 test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
 
@@ -33,6 +36,11 @@ bench:  ## run the benchmarks
 fuzz:  ## run every fuzz target for FUZZ_SECONDS (default 20)
 	@scripts/setup fuzz
 	@scripts/fuzz $(FUZZ_SECONDS)
+
+failures:  ## let every system call of the verbs that write fail, one after the other (long)
+	@scripts/setup linux
+	@cmake --preset linux >/dev/null && cmake --build --preset linux
+	@FAILURES=all ctest --preset linux -R '^failures$$' --timeout 14400
 
 format:  ## format the sources
 	@scripts/setup lint

@@ -154,6 +154,25 @@ int run(int argc, char** argv) {
   return code;
 }
 
+/// Runs the verb and prints its failure. Throws nothing but bad_alloc.
+int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
+  try {
+    return run(argc, argv);
+  } catch (const Failure& failure) {
+    return fail(failure);
+  } catch (const BrokenPipe&) {
+    // A caller who ignores the signal wants to be told.
+    if (isPipeSignalIgnored) return fail({kCannotWrite, "standard output", "Broken pipe"});
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+    return kCannotWrite;  // the signal is blocked
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    return fail({kFailed, {}, error.what()});
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -163,18 +182,12 @@ int main(int argc, char** argv) {
   const auto pipeHandler = std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {
-    return run(argc, argv);
-  } catch (const Failure& failure) {
-    return fail(failure);
-  } catch (const BrokenPipe&) {
-    // A caller who ignores the signal wants to be told.
-    if (pipeHandler == SIG_IGN) return fail({kCannotWrite, "standard output", "Broken pipe"});
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
-    return kCannotWrite;  // the signal is blocked
+    return runAndTell(argc, argv, pipeHandler == SIG_IGN);
   } catch (const std::bad_alloc&) {
-    return fail({kFailed, {}, "out of memory"});
-  } catch (const std::exception& error) {
-    return fail({kFailed, {}, error.what()});
+    // Nothing may be allocated here.
+    constexpr std::string_view kMessage = "tessaron: out of memory\n";
+    [[maybe_unused]] const ssize_t ignored =
+        ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+    return kFailed;
   }
 }

@@ -3,6 +3,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <string>
 
@@ -21,7 +22,10 @@ inline std::string baseFolder(const char* variable, const char* fallback) {
   if (folder.starts_with('/')) return folder;
   folder = environment("HOME");
   if (folder.empty()) {
-    const passwd* user = getpwuid(geteuid());
+    passwd entry;
+    passwd* user = nullptr;
+    std::array<char, 16384> texts;
+    getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &user);
     if (user) folder = user->pw_dir;
   }
   return folder + '/' + fallback;

@@ -1,5 +1,6 @@
 #include "platform/file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -10,10 +11,12 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <random>
 #include <utility>
 
 #include "platform/posix/native_path.h"
+#include "platform/posix/retry.h"
 
 namespace tessaron {
 namespace {
@@ -21,16 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
-
-// Repeats a system call that a signal has interrupted.
-template <typename Call>
-auto retry(Call call) {
-  decltype(call()) result;
-  do {
-    result = call();
-  } while (result == -1 && errno == EINTR);
-  return result;
-}
 
 class Descriptor {
  public:
@@ -58,6 +51,10 @@ bool writeAll(int fd, std::span<const std::byte> bytes) {
     bytes = bytes.subspan(static_cast<std::size_t>(count));
   }
   return true;
+}
+
+bool lockAtOnce(int fd) {
+  return retry([&] { return flock(fd, LOCK_EX | LOCK_NB); }) == 0;
 }
 
 // Seconds and nanoseconds since 1970 as 100-nanosecond steps since 1601.
@@ -136,16 +133,17 @@ constexpr std::string_view kReplacementPrefix = ".tessaron-", kReplacementSuffix
 
 // Deletes the replacements of processes that were killed before they could put them in place. One
 // that is still in use is locked.
-void removeLeftovers(const fs::path& folder) {
-  std::error_code error;
-  fs::directory_iterator entry(folder, error);
-  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename();
+void removeLeftovers(const char* path) {
+  DIR* const folder = opendir(path);
+  if (!folder) return;
+  while (const dirent* entry = readdir(folder)) {
+    const std::string_view name = entry->d_name;
     if (!name.starts_with(kReplacementPrefix) || !name.ends_with(kReplacementSuffix)) continue;
     const int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    const Descriptor fd(open(entry->path().c_str(), flags));
-    if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0) unlink(entry->path().c_str());
+    const Descriptor fd(openat(dirfd(folder), entry->d_name, flags));
+    if (fd && lockAtOnce(fd.get())) unlinkat(dirfd(folder), entry->d_name, 0);
   }
+  closedir(folder);
 }
 
 // A file beside the target, to be filled and put in its place. As long as it has no name, nothing
@@ -154,16 +152,17 @@ class Replacement {
  public:
   Replacement(const fs::path& target, mode_t mode) : target_(target) {
     const fs::path folder = folderOf(target);
-    removeLeftovers(folder);
-    fd_ = Descriptor(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+    removeLeftovers(folder.c_str());
+    constexpr int kFlags = O_RDWR | O_CLOEXEC;
+    fd_ = Descriptor(retry([&] { return open(folder.c_str(), O_TMPFILE | kFlags, mode); }));
     if (!fd_) {
       chooseName();
-      fd_ = Descriptor(open(name_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode));
+      fd_ = Descriptor(retry([&] { return open(name_.c_str(), O_CREAT | O_EXCL | kFlags, mode); }));
     }
     if (!fd_) {
       name_.clear();
     } else {
-      flock(fd_.get(), LOCK_EX | LOCK_NB);
+      lockAtOnce(fd_.get());
     }
   }
   ~Replacement() {
@@ -188,7 +187,7 @@ class Replacement {
     // The new name reaches the disk with its folder. A folder that cannot be flushed is no failure:
     // the file is in its place.
     const Descriptor folder(open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder) fsync(folder.get());
+    if (folder) retry([&] { return fsync(folder.get()); });
     return true;
   }
 
@@ -276,7 +275,7 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
   if (!regular()) return nullptr;
   if (!mode.shareRead || (mode.write && !mode.shareWrite)) {
-    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return refuse(lastError());
+    if (!lockAtOnce(fd.get())) return refuse(lastError());
     // Whoever held it until just now may have put another file in its place.
     struct stat named;
     if (stat(name.c_str(), &named) != 0) return refuse(lastError());
@@ -324,7 +323,7 @@ FileReplacement::FileReplacement(std::u16string_view path, std::error_code& erro
   if (parts.exists && !S_ISREG(parts.old.st_mode)) {
     // A device or a pipe is there to be written to. The target of a link such as /dev/stdout may
     // have no name.
-    fd = Descriptor(open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    fd = Descriptor(retry([&] { return open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }));
   } else if (parts.exists ? faccessat(AT_FDCWD, parts.target.c_str(), W_OK, AT_EACCESS) == 0
                           : errno == ENOENT) {
     // The folder may let us replace what the file itself does not let us write.
@@ -353,7 +352,7 @@ std::error_code FileReplacement::commit() {
   if (!parts_->replacement) return {};
   const int fd = parts_->replacement->fd();
   const bool done = (!parts_->exists || copyPermissions(parts_->target, parts_->old, fd)) &&
-                    fsync(fd) == 0 && parts_->replacement->commit();
+                    retry([&] { return fsync(fd); }) == 0 && parts_->replacement->commit();
   return done ? std::error_code{} : lastError();
 }
 
@@ -363,14 +362,16 @@ OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
   error.clear();
   path_.append(u"/").append(name);
   const std::string folder = nativePath(name);
-  const Descriptor above(open(nativePath(parent).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const std::string container = nativePath(parent);
+  const Descriptor above(
+      retry([&] { return open(container.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
   if (above) isNew_ = mkdirat(above.get(), folder.c_str(), 0777) == 0;
   if (!above || (!isNew_ && errno != EEXIST)) {
     error = lastError();
     return;
   }
   const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  Descriptor fd(openat(above.get(), folder.c_str(), flags));
+  Descriptor fd(retry([&] { return openat(above.get(), folder.c_str(), flags); }));
   if (!fd) error = lastError();
   struct stat info;
   if (!fd && fstatat(above.get(), folder.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -382,7 +383,11 @@ OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
 
 OutputFolder::~OutputFolder() {
   if (handle_ != -1) close(static_cast<int>(handle_));
-  if (isNew_ && isDiscarded_) rmdir(nativePath(path_).c_str());
+  if (!isNew_ || !isDiscarded_) return;
+  try {
+    rmdir(nativePath(path_).c_str());
+  } catch (const std::bad_alloc&) {  // the folder stays
+  }
 }
 
 std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
@@ -391,8 +396,7 @@ std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
   struct stat info;
   Descriptor fd = openInFolder(handle_, file, O_WRONLY | O_CREAT, info, error);
   if (!fd) return nullptr;
-  if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0 ||
-      (info.st_size > 0 && ftruncate(fd.get(), 0) != 0)) {
+  if (!lockAtOnce(fd.get()) || (info.st_size > 0 && ftruncate(fd.get(), 0) != 0)) {
     error = lastError();
     return nullptr;
   }
@@ -428,7 +432,7 @@ std::optional<std::uint64_t> OutputFolder::freeSpace() const {
 FolderLock::FolderLock(std::u16string_view path, std::error_code& error) : handle_(-1) {
   error.clear();
   const fs::path folder = folderOf(followLinks(nativePath(path)));
-  Descriptor fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Descriptor fd(retry([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!fd || retry([&] { return flock(fd.get(), LOCK_EX); }) != 0) {
     error = lastError();
     return;

@@ -16,6 +16,7 @@
 #include "platform/file.h"
 #include "platform/posix/environment.h"
 #include "platform/posix/native_path.h"
+#include "platform/posix/retry.h"
 
 namespace tessaron {
 namespace {
@@ -91,10 +92,8 @@ std::string fileName(std::u16string_view name) {
 
 // Holds the file's shared lock. Tells whether others hold it, too.
 std::uint32_t hold(int file) {
-  const bool isNew = flock(file, LOCK_EX | LOCK_NB) == 0;
-  while (flock(file, LOCK_SH) != 0) {
-    if (errno != EINTR) return ERROR_ACCESS_DENIED;
-  }
+  const bool isNew = retry([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0;
+  if (retry([&] { return flock(file, LOCK_SH); }) != 0) return ERROR_ACCESS_DENIED;
   return isNew ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS;
 }
 
@@ -117,8 +116,10 @@ void* openNamedMutex(const char16_t* name, std::uint32_t& code) {
   // Serialized: hold() releases the exclusive lock before it takes the shared one.
   std::error_code error;
   const FolderLock lock(fromNativePath(path), error);
-  const int file = open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (error || file == -1) return nullptr;
+  if (error) return nullptr;
+  const int file =
+      retry([&] { return open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0600); });
+  if (file == -1) return nullptr;
   code = hold(file);
   if (code == ERROR_ACCESS_DENIED) {
     close(file);

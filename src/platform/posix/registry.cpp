@@ -211,44 +211,43 @@ std::int32_t CRegKey::EnumValue(std::uint32_t index, char16_t* name, std::uint32
 namespace tessaron {
 namespace {
 
+// Rolled back when it goes, unless it was committed.
 struct Transaction {
-  std::shared_ptr<RegistryStore> store;
-  RegistryStore::Lock lock;
+  Transaction(const std::shared_ptr<RegistryStore>& of, RegistryStore::Lock held)
+      : store(of), lock(std::move(held)) {}
+  ~Transaction() {
+    if (store->isInTransaction()) store->rollBack();
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  const std::shared_ptr<RegistryStore> store;
+  const RegistryStore::Lock lock;
 };
 
 }  // namespace
 
 RegistryBatch::RegistryBatch(const CRegKey& key, Mode mode) {
   if (permit(key.m_hKey, 0) != ERROR_SUCCESS) return;
-  const std::shared_ptr<RegistryStore>& store = key.m_hKey->store;
-  RegistryStore::Lock lock = store->lock();
+  RegistryStore& store = *key.m_hKey->store;
+  RegistryStore::Lock lock = store.lock();
   if (!lock) {
     code_ = ERROR_BUSY;
     return;
   }
-  if (store->isInTransaction()) return;
+  if (store.isInTransaction()) return;
+  const auto transaction = std::make_shared<Transaction>(key.m_hKey->store, std::move(lock));
   // Reading anything makes others wait with their writing.
-  code_ = store->execute(mode == Mode::Write ? "BEGIN IMMEDIATE"
-                                             : "BEGIN; SELECT 1 FROM sqlite_schema LIMIT 1");
-  if (code_ == ERROR_SUCCESS) {
-    transaction_.reset(new Transaction{store, std::move(lock)});
-  } else if (store->isInTransaction()) {
-    store->rollBack();
-  }
+  code_ = store.execute(mode == Mode::Write ? "BEGIN IMMEDIATE"
+                                            : "BEGIN; SELECT 1 FROM sqlite_schema LIMIT 1");
+  if (code_ == ERROR_SUCCESS) transaction_ = transaction;
 }
 
-RegistryBatch::~RegistryBatch() {
-  const auto transaction = std::static_pointer_cast<Transaction>(transaction_);
-  if (transaction && transaction->store->isInTransaction()) transaction->store->rollBack();
-}
+RegistryBatch::~RegistryBatch() = default;
 
 std::int32_t RegistryBatch::end() {
   const auto transaction = std::static_pointer_cast<Transaction>(std::exchange(transaction_, {}));
-  if (!transaction) return code_;
-  RegistryStore& store = *transaction->store;
-  const std::int32_t code = store.execute("COMMIT");
-  if (code != ERROR_SUCCESS && store.isInTransaction()) store.rollBack();
-  return code;
+  return transaction ? transaction->store->execute("COMMIT") : code_;
 }
 
 std::u16string storeName() { return fromNativePath(storePath()); }

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/posix/environment.h"
+#include "platform/posix/retry.h"
 
 namespace tessaron {
 namespace {
@@ -111,16 +112,26 @@ std::int32_t errorCode(int result) {
   }
 }
 
-// Reads the whole file. False on an error of the disk, which must not pass for damage.
+// Reads until `size` bytes are there or the file ends. The count, -1 on a disk error.
+ssize_t readAt(int file, char* data, std::size_t size, off_t offset) {
+  std::size_t done = 0;
+  while (done < size) {
+    const off_t from = offset + static_cast<off_t>(done);
+    const ssize_t got = retry([&] { return pread(file, data + done, size - done, from); });
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+// Reads the whole file. False on a disk error, which must not pass for damage.
 bool isReadable(int file) {
   std::vector<char> buffer(1 << 16);
+  ssize_t got = 0;
   off_t at = 0;
-  for (;;) {
-    const ssize_t got = pread(file, buffer.data(), buffer.size(), at);
-    if (got == 0) return true;
-    if (got < 0 && errno != EINTR) return false;
-    at += std::max<ssize_t>(got, 0);
-  }
+  while ((got = readAt(file, buffer.data(), buffer.size(), at)) > 0) at += got;
+  return got == 0;
 }
 
 // What a file is by its header: ERROR_SUCCESS for a database, ERROR_FILE_NOT_FOUND for an empty
@@ -129,7 +140,7 @@ std::int32_t identify(int file) {
   struct stat status;
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return ERROR_CANTOPEN;
   char header[kHeaderSize] = {};
-  const ssize_t got = pread(file, header, sizeof header, 0);
+  const ssize_t got = readAt(file, header, sizeof header, 0);
   if (got < 0) return ERROR_REGISTRY_IO_FAILED;
   if (got == 0) return ERROR_FILE_NOT_FOUND;
   const std::string_view bytes(header, sizeof header);
@@ -183,8 +194,10 @@ class OpenedFile {
   // A new file belongs to the user alone: there are addresses in it.
   OpenedFile(const std::string& path, bool create)
       : path_(path),
-        file_(
-            ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0), 0600)),
+        file_(retry([&] {
+          return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0),
+                        0600);
+        })),
         error_(errno) {}
   ~OpenedFile() {
     if (file_ != -1) close(file_);
@@ -296,6 +309,8 @@ std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& co
       store.reset(new RegistryStore);
       code = store->load(file.realPath());
       if (code == ERROR_SUCCESS) code = store->check(create);
+      // The integrity check reports an unreadable page as damage.
+      if (code == ERROR_BADDB && store->hasReadFailed()) code = ERROR_REGISTRY_IO_FAILED;
     }
     if (code == ERROR_SUCCESS) {
       openStores().push_back(store);
@@ -329,6 +344,13 @@ std::int32_t RegistryStore::load(const std::string& path) {
   sqlite3_busy_handler(
       database_, [](void*, int) { return pause() ? 1 : 0; }, nullptr);
   return execute("PRAGMA synchronous = FULL");
+}
+
+// Whether a system call on the file has failed since it was opened.
+bool RegistryStore::hasReadFailed() const {
+  int number = 0;
+  sqlite3_file_control(database_, "main", SQLITE_FCNTL_LAST_ERRNO, &number);
+  return number != 0;
 }
 
 // Tells whether this is a store of ours; makes one of an empty file with `create`.

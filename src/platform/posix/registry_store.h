@@ -62,6 +62,7 @@ class RegistryStore {
   RegistryStore() = default;
   static std::shared_ptr<RegistryStore> findOpen(const std::string& path);
   std::int32_t load(const std::string& path);
+  bool hasReadFailed() const;
   std::int32_t check(bool create);
   std::int32_t createTables();
   std::int32_t checkContent();

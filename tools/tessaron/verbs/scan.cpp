@@ -248,7 +248,7 @@ void describeAll(std::vector<Job>& jobs, const Options& options, const Context& 
   };
   const std::size_t count =
       std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), jobs.size());
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;  // joined also when something is thrown
   threads.reserve(count);
   try {
     while (threads.size() < count) threads.emplace_back(work);
@@ -263,7 +263,7 @@ void describeAll(std::vector<Job>& jobs, const Options& options, const Context& 
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   }
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   if (failure) std::rethrow_exception(failure);
 }
 
