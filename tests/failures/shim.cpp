@@ -144,7 +144,7 @@ CALL("rename", rename, (const char* from, const char* to), from, to)
 CALL("rename", renameat, (int a, const char* from, int b, const char* to), a, from, b, to)
 CALL("rename", linkat, (int a, const char* from, int b, const char* to, int flags), a, from, b, to,
      flags)
-CALL("lock", flock, (int file, int operation), file, operation)
+CALL("flock", flock, (int file, int operation), file, operation)
 
 #define FCNTL(name)                                                                     \
   int name(int file, int command, ...) {                                                \
@@ -153,7 +153,7 @@ CALL("lock", flock, (int file, int operation), file, operation)
     void* const argument = va_arg(rest, void*);                                         \
     va_end(rest);                                                                       \
     const bool locks = command == F_SETLK || command == F_SETLKW || command == F_GETLK; \
-    if (locks && fails("lock")) return -1;                                              \
+    if (locks && fails("setlk")) return -1;                                              \
     return static_cast<int>(syscall(SYS_fcntl, file, command, argument));               \
   }
 FCNTL(fcntl)

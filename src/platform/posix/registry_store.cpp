@@ -309,8 +309,6 @@ std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& co
       store.reset(new RegistryStore);
       code = store->load(file.realPath());
       if (code == ERROR_SUCCESS) code = store->check(create);
-      // The integrity check reports an unreadable page as damage.
-      if (code == ERROR_BADDB && store->hasReadFailed()) code = ERROR_REGISTRY_IO_FAILED;
     }
     if (code == ERROR_SUCCESS) {
       openStores().push_back(store);
@@ -346,11 +344,17 @@ std::int32_t RegistryStore::load(const std::string& path) {
   return execute("PRAGMA synchronous = FULL");
 }
 
-// Whether a system call on the file has failed since it was opened.
-bool RegistryStore::hasReadFailed() const {
+// SQLite reports a page that cannot be read as damage, in results as well as in its integrity
+// check.
+std::int32_t RegistryStore::damageCode() const {
   int number = 0;
   sqlite3_file_control(database_, "main", SQLITE_FCNTL_LAST_ERRNO, &number);
-  return number != 0;
+  return number == 0 ? ERROR_BADDB : ERROR_REGISTRY_IO_FAILED;
+}
+
+std::int32_t RegistryStore::codeOf(int result) const {
+  const std::int32_t code = errorCode(result);
+  return code == ERROR_BADDB ? damageCode() : code;
 }
 
 // Tells whether this is a store of ours; makes one of an empty file with `create`.
@@ -392,7 +396,7 @@ std::int32_t RegistryStore::checkContent() {
   if (format > kFormat) return ERROR_REVISION_MISMATCH;
   if (format < 0) return ERROR_BADDB;
   code = ask("PRAGMA integrity_check(1)", answer);
-  if (code == ERROR_SUCCESS && answer != "ok") return ERROR_BADDB;
+  if (code == ERROR_SUCCESS && answer != "ok") return damageCode();
   if (code == ERROR_SUCCESS) code = ask(kSchema, answer);
   if (code != ERROR_SUCCESS) return code;
 
@@ -416,12 +420,12 @@ std::int32_t RegistryStore::ask(const char* sql, std::string& first) {
     return 0;
   };
   const int result = sqlite3_exec(database_, sql, keep, &first, nullptr);
-  return result == SQLITE_ERROR ? ERROR_BADDB : errorCode(result);
+  return result == SQLITE_ERROR ? damageCode() : codeOf(result);
 }
 
 std::int32_t RegistryStore::execute(const char* sql) {
   const RegistryDeadline bounded;
-  return errorCode(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr));
+  return codeOf(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr));
 }
 
 RegistryStore::Lock RegistryStore::lock() {
@@ -429,15 +433,15 @@ RegistryStore::Lock RegistryStore::lock() {
   return Lock(mutex_, deadline);
 }
 
-RegistryStore::Query::Query(RegistryStore& store, Sql sql) : lock_(store.lock()) {
+RegistryStore::Query::Query(RegistryStore& store, Sql sql) : store_(store), lock_(store.lock()) {
   if (!lock_) {
     code_ = ERROR_BUSY;
     return;
   }
   sqlite3_stmt*& prepared = store.prepared_[sql];
   if (!prepared) {
-    code_ = errorCode(sqlite3_prepare_v3(store.database_, kStatements[sql], -1,
-                                         SQLITE_PREPARE_PERSISTENT, &prepared, nullptr));
+    code_ = store.codeOf(sqlite3_prepare_v3(store.database_, kStatements[sql], -1,
+                                            SQLITE_PREPARE_PERSISTENT, &prepared, nullptr));
   }
   statement_ = prepared;
 }
@@ -466,13 +470,13 @@ RegistryStore::Query& RegistryStore::Query::bind(std::string_view bytes) {
 bool RegistryStore::Query::next() {
   if (!statement_) return false;
   const int result = sqlite3_step(statement_);
-  code_ = errorCode(result);
+  code_ = store_.codeOf(result);
   return result == SQLITE_ROW;
 }
 
 std::int32_t RegistryStore::Query::run(bool* changed) {
   next();
-  if (changed && statement_) *changed = sqlite3_changes(sqlite3_db_handle(statement_)) > 0;
+  if (changed && statement_) *changed = sqlite3_changes(store_.database_) > 0;
   return code_;
 }
 

@@ -62,7 +62,8 @@ class RegistryStore {
   RegistryStore() = default;
   static std::shared_ptr<RegistryStore> findOpen(const std::string& path);
   std::int32_t load(const std::string& path);
-  bool hasReadFailed() const;
+  std::int32_t damageCode() const;
+  std::int32_t codeOf(int result) const;
   std::int32_t check(bool create);
   std::int32_t createTables();
   std::int32_t checkContent();
@@ -96,6 +97,7 @@ class RegistryStore::Query {
   std::string_view blob(int column) const;
 
  private:
+  RegistryStore& store_;
   const RegistryDeadline deadline_;
   const Lock lock_;
   sqlite3_stmt* statement_ = nullptr;  // null when preparing has failed
