@@ -125,7 +125,8 @@ PREAD(pwrite64, "pwrite", const void, SYS_pwrite64)
 
 std::size_t fwrite(const void* data, std::size_t size, std::size_t count, FILE* file) {
   NEXT(fwrite);
-  return fails("write") ? 0 : real(data, size, count, file);
+  const bool isFinal = error != 0 && error != EINTR;  // of a stream only these are failures
+  return isFinal && fails("write") ? 0 : real(data, size, count, file);
 }
 
 #define CALL(kind, name, parameters, ...)        \

@@ -2,15 +2,15 @@
 
 #include "settings/reg_key.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <utility>
 
 #include "settings/test_key.h"
+#include "support/text.h"
 
 using namespace std::string_literals;
-using testing::ElementsAre;
 
 namespace {
 
@@ -53,201 +53,181 @@ class CRegKeyExTest : public testing::Test {
   CRegKeyEx& key = place.key;
 };
 
+// Each reads a value over a known one. The code, and what is there then.
+using Result = std::pair<std::int32_t, std::string>;
+using Read = Result(CRegKeyEx&, const char16_t*);
+
+Result number(CRegKeyEx& key, const char16_t* name) {
+  int value = 42;
+  unsigned long same = 42;
+  bool off = false, on = true;
+  const std::int32_t code = key.QueryIntValueEx(name, value);
+  EXPECT_EQ(key.QueryDWORDValueEx(name, same), code);
+  EXPECT_EQ(static_cast<std::uint32_t>(value), same);
+  EXPECT_EQ(key.QueryBoolValueEx(name, off), code);
+  EXPECT_EQ(key.QueryBoolValueEx(name, on), code);
+  EXPECT_EQ(off, code == 0 && value != 0);
+  EXPECT_EQ(on, code != 0 || value != 0);
+  return {code, std::to_string(same)};
+}
+
+Result text(CRegKeyEx& key, const char16_t* name) {
+  std::u16string value = u"old";
+  const std::int32_t code = key.QueryStringValueEx(name, value);
+  return {code, wchar2utf8(value)};
+}
+
+std::string joined(const auto& strings) {
+  std::string all;
+  for (const std::u16string& each : strings) all += wchar2utf8(each) + ';';
+  return all;
+}
+
+Result list(CRegKeyEx& key, const char16_t* name) {
+  Strings strings = {u"old"};
+  StringSetMap map = {{u"other", {}}};
+  const std::int32_t code = key.QueryVectorStringValueEx(name, strings);
+  EXPECT_EQ(key.QueryMapStringValueEx(map, name), code);
+  EXPECT_EQ(map.count(name), code == 0 ? 1u : 0u);
+  return {code, joined(strings)};
+}
+
+Result flags(CRegKeyEx& key, const char16_t* name) {
+  std::vector<bool> value = {true, true, false, true, true};
+  const std::int32_t code = key.QueryVectorBoolValueEx(name, value);
+  std::string digits;
+  for (const bool flag : value) digits += flag ? '1' : '0';
+  return {code, digits};
+}
+
+std::string sides(const CRect& of) {
+  return testing::PrintToString(std::array{of.left, of.top, of.right, of.bottom});
+}
+
+Result rect(CRegKeyEx& key, const char16_t* name) {
+  CRect value{1, 2, 3, 4};
+  const std::int32_t code = key.QueryWTLCRectValueEx(name, value);
+  return {code, sides(value)};
+}
+
 }  // namespace
 
 TEST_F(CRegKeyExTest, WritesTheFrozenLayouts) {
   bool yes = true;
-  int number = -2;
-  unsigned long dword = 0x80000001;
-  std::u16string text = u"\u00C4\0cut"s;
-  std::vector<bool> flags = {true, false, true};
+  int negative = -2;
+  unsigned long large = 0x80000001;
+  std::u16string cut = u"\u00C4\0cut"s;
+  std::vector<bool> three = {true, false, true}, none;
   Strings strings = {u"", u"x", u"", u"yz"};
-  CRect rect{-1, 2, 0x01020304, -0x80000000LL};
-  EXPECT_EQ(key.SetBoolValueEx(u"v", yes), 0);
-  EXPECT_EQ(read(), std::pair(REG_DWORD + 0u, "\1\0\0\0"s));
-  EXPECT_EQ(key.SetIntValueEx(u"v", number), 0);
-  EXPECT_EQ(read(), std::pair(REG_DWORD + 0u, "\xFE\xFF\xFF\xFF"s));
-  EXPECT_EQ(key.SetDWORDValueEx(u"v", dword), 0);
-  EXPECT_EQ(read(), std::pair(REG_DWORD + 0u, "\1\0\0\x80"s));
-  EXPECT_EQ(key.SetStringValueEx(u"v", text), 0);
-  EXPECT_EQ(read(), std::pair(REG_SZ + 0u, "\xC4\0\0\0"s));
-  EXPECT_EQ(key.SetVectorBoolValueEx(u"v", flags), 0);
-  EXPECT_EQ(read(), std::pair(REG_BINARY + 0u, "\1\0\1"s));
-  EXPECT_EQ(key.SetVectorStringValueEx(u"v", strings), 0);
-  EXPECT_EQ(read(), std::pair(REG_MULTI_SZ + 0u, wide(u"x\0yz\0\0"s)));
-  EXPECT_EQ(key.SetWTLCRectValueEx(u"v", rect), 0);
-  EXPECT_EQ(read(), std::pair(REG_BINARY + 0u, "\xFF\xFF\xFF\xFF\2\0\0\0\4\3\2\1\0\0\0\x80"s));
-  flags.clear();
-  EXPECT_EQ(key.SetVectorBoolValueEx(u"v", flags), 0);
-  EXPECT_EQ(read(), std::pair(REG_BINARY + 0u, ""s));
+  CRect corners{-1, 2, 0x01020304, -0x80000000LL};
+  const auto expect = [&](std::int32_t code, std::uint32_t type, const std::string& bytes) {
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(read(), std::pair(type, bytes));
+  };
+  expect(key.SetBoolValueEx(u"v", yes), REG_DWORD, "\1\0\0\0"s);
+  expect(key.SetIntValueEx(u"v", negative), REG_DWORD, "\xFE\xFF\xFF\xFF"s);
+  expect(key.SetDWORDValueEx(u"v", large), REG_DWORD, "\1\0\0\x80"s);
+  expect(key.SetStringValueEx(u"v", cut), REG_SZ, "\xC4\0\0\0"s);
+  expect(key.SetVectorBoolValueEx(u"v", three), REG_BINARY, "\1\0\1"s);
+  expect(key.SetVectorStringValueEx(u"v", strings), REG_MULTI_SZ, wide(u"x\0yz\0\0"s));
+  expect(key.SetWTLCRectValueEx(u"v", corners), REG_BINARY,
+         "\xFF\xFF\xFF\xFF\2\0\0\0\4\3\2\1\0\0\0\x80"s);
+  expect(key.SetVectorBoolValueEx(u"v", none), REG_BINARY, "");
 
   // What would be an empty list leaves the old one; a text that begins with a zero unit ends it.
-  for (const auto& [list, stored] : {std::pair(Strings{}, u"old\0\0"s),
-                                     {Strings{u"", u""}, u"old\0\0"s},
-                                     {Strings{u"", u"x"}, u"x\0\0"s},
-                                     {Strings{u"a\0b"s, u"c"}, u"a\0b\0c\0\0"s},
-                                     {Strings{u"a", u"\0b"s, u"c"}, u"a\0\0"s},
-                                     {Strings{u"\0b"s}, u"\0"s}}) {
+  for (const auto& [given, stored] : {std::pair(Strings{}, u"old\0\0"s),
+                                      {Strings{u"", u""}, u"old\0\0"s},
+                                      {Strings{u"", u"x"}, u"x\0\0"s},
+                                      {Strings{u"a\0b"s, u"c"}, u"a\0b\0c\0\0"s},
+                                      {Strings{u"a", u"\0b"s, u"c"}, u"a\0\0"s},
+                                      {Strings{u"\0b"s}, u"\0"s}}) {
     write(REG_MULTI_SZ, wide(u"old\0\0"s));
-    strings = list;
+    strings = given;
     EXPECT_EQ(key.SetVectorStringValueEx(u"v", strings), 0);
     EXPECT_EQ(read().second, wide(stored));
-    EXPECT_EQ(strings, list);
+    EXPECT_EQ(strings, given);
   }
 }
 
-TEST_F(CRegKeyExTest, ReadsNumbers) {
-  struct Row {
+TEST_F(CRegKeyExTest, ReadsWhatIsWellFormedAndOfItsType) {
+  const struct {
+    Read* read;
     std::uint32_t type;
     std::string bytes;
-    std::int32_t code;
-    std::uint32_t number;
-  };
-  const Row rows[] = {
-      {REG_DWORD, "\0\0\0\0"s, 0, 0},
-      {REG_DWORD, "\0\1\0\x80"s, 0, 0x80000100},
-      {REG_DWORD, "\7"s, 0, 7},
-      {REG_DWORD, ""s, 0, 0},
-      {REG_DWORD, "\1\0\0\0\0\0\0\0"s, ERROR_MORE_DATA, 42},
-      {REG_SZ, wide(u"1\0"s), 13, 42},
-      {REG_SZ, wide(u"true\0"s), 13, 42},
-      {REG_BINARY, "\1\0\0\0"s, 13, 42},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    write(row.type, row.bytes);
-    int number = 42;
-    unsigned long dword = 42;
-    EXPECT_EQ(key.QueryIntValueEx(u"v", number), row.code);
-    EXPECT_EQ(static_cast<std::uint32_t>(number), row.number);
-    EXPECT_EQ(key.QueryDWORDValueEx(u"v", dword), row.code);
-    EXPECT_EQ(dword, row.number);
-    for (const bool before : {false, true}) {
-      bool flag = before;
-      EXPECT_EQ(key.QueryBoolValueEx(u"v", flag), row.code);
-      EXPECT_EQ(flag, row.code == 0 ? row.number != 0 : before);
-    }
-  }
-}
+    Result expected;
+  } rows[] = {
+      {number, REG_DWORD, "\0\0\0\0"s, {0, "0"}},
+      {number, REG_DWORD, "\0\1\0\x80"s, {0, "2147483904"}},
+      {number, REG_DWORD, "\7"s, {0, "7"}},
+      {number, REG_DWORD, "", {0, "0"}},
+      {number, REG_DWORD, "\1\0\0\0\0\0\0\0"s, {ERROR_MORE_DATA, "42"}},
+      {number, REG_SZ, wide(u"1\0"s), {13, "42"}},
+      {number, REG_SZ, wide(u"true\0"s), {13, "42"}},
+      {number, REG_BINARY, "\1\0\0\0"s, {13, "42"}},
 
-TEST_F(CRegKeyExTest, ReadsStrings) {
-  struct Row {
-    std::uint32_t type;
-    std::string bytes;
-    std::int32_t code;
-    std::u16string text;
+      {text, REG_SZ, wide(u"\u00C4 x\0"s), {0, "\u00C4 x"}},
+      {text, REG_EXPAND_SZ, wide(u"%PATH%\0"s), {0, "%PATH%"}},
+      {text, REG_SZ, wide(u"a\0b\0"s), {0, "a"}},
+      {text, REG_SZ, "", {0, ""}},
+      {text, REG_SZ, wide(u"\0"s), {0, ""}},
+      {text, REG_SZ, wide(u"abc"), {13, "old"}},
+      {text, REG_SZ, wide(u"ab\0"s) + "\0"s, {13, "old"}},
+      {text, REG_SZ, "\0"s, {13, "old"}},
+      {text, REG_MULTI_SZ, wide(u"a\0\0"s), {13, "old"}},
+      {text, REG_BINARY, wide(u"a\0"s), {13, "old"}},
+
+      {list, REG_MULTI_SZ, wide(u"b\0\u4E16c\0\0"s), {0, "old;b;\u4E16c;"}},
+      {list, REG_MULTI_SZ, wide(u"\0\0b\0\0c\0\0\0"s), {0, "old;b;c;"}},
+      {list, REG_MULTI_SZ, wide(u"\0\0"s), {0, "old;"}},
+      {list, REG_MULTI_SZ, "", {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"\0"s), {13, "old;"}},
+      {list, REG_MULTI_SZ, "\0\0\0"s, {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"b\0"s), {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"b\0c"s), {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"b\0\0"s) + "\0"s, {13, "old;"}},
+      {list, REG_SZ, wide(u"b\0\0"s), {13, "old;"}},
+
+      // Of another length than is asked for they are ignored.
+      {flags, REG_BINARY, "\0\1\x80\0\xFF"s, {0, "01101"}},
+      {flags, REG_BINARY, "\0\0\0\0"s, {0, "11011"}},
+      {flags, REG_BINARY, "", {0, "11011"}},
+      {flags, REG_SZ, "\0\0\0\0\0"s, {13, "11011"}},
+      {rect,
+       REG_BINARY,
+       "\7\0\0\0\xFF\xFF\xFF\xFF\0\0\1\0\0\1\0\0"s,
+       {0, sides({7, -1, 65536, 256})}},
+      {rect, REG_BINARY, "\7\0\0\0\0\0\0\0"s, {0, sides({1, 2, 3, 4})}},
+      {rect, REG_DWORD, "\0\0\0\0"s, {13, sides({1, 2, 3, 4})}},
   };
-  const Row rows[] = {
-      {REG_SZ, wide(u"\u00C4 \xD800\0"s), 0, u"\u00C4 \xD800"s},
-      {REG_EXPAND_SZ, wide(u"%PATH%\0"s), 0, u"%PATH%"},
-      {REG_SZ, wide(u"a\0b\0"s), 0, u"a"},
-      {REG_SZ, "", 0, u""},
-      {REG_SZ, wide(u"\0"s), 0, u""},
-      {REG_SZ, wide(u"abc"), 13, u"old"},
-      {REG_SZ, wide(u"ab\0"s) + "\0"s, 13, u"old"},
-      {REG_SZ, "\0"s, 13, u"old"},
-      {REG_MULTI_SZ, wide(u"a\0\0"s), 13, u"old"},
-      {REG_BINARY, wide(u"a\0"s), 13, u"old"},
-      {REG_DWORD, "\0\0\0\0"s, 13, u"old"},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     write(row.type, row.bytes);
-    std::u16string text = u"old";
-    EXPECT_EQ(key.QueryStringValueEx(u"v", text), row.code);
-    EXPECT_EQ(text, row.text);
+    EXPECT_EQ(row.read(key, u"v"), row.expected);
     EXPECT_EQ(read(), std::pair(row.type, row.bytes));
   }
-}
-
-TEST_F(CRegKeyExTest, AppendsListsOfStrings) {
-  struct Row {
-    std::uint32_t type;
-    std::string bytes;
-    std::int32_t code;
-    Strings strings;
-  };
-  const Row rows[] = {
-      {REG_MULTI_SZ, wide(u"b\0\u4E16c\0\0"s), 0, {u"old", u"b", u"\u4E16c"}},
-      {REG_MULTI_SZ, wide(u"\0\0b\0\0c\0\0\0"s), 0, {u"old", u"b", u"c"}},
-      {REG_MULTI_SZ, wide(u"\0\0"s), 0, {u"old"}},
-      {REG_MULTI_SZ, "", 13, {u"old"}},
-      {REG_MULTI_SZ, wide(u"\0"s), 13, {u"old"}},
-      {REG_MULTI_SZ, "\0\0\0"s, 13, {u"old"}},
-      {REG_MULTI_SZ, wide(u"b\0"s), 13, {u"old"}},
-      {REG_MULTI_SZ, wide(u"b\0c"s), 13, {u"old"}},
-      {REG_MULTI_SZ, wide(u"b\0\0"s) + "\0"s, 13, {u"old"}},
-      {REG_SZ, wide(u"b\0\0"s), 13, {u"old"}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    write(row.type, row.bytes);
-    Strings strings = {u"old"};
-    EXPECT_EQ(key.QueryVectorStringValueEx(u"v", strings), row.code);
-    EXPECT_EQ(strings, row.strings);
-  }
+  write(REG_SZ, wide(u"\xD800\0"s));
+  std::u16string lone;
+  EXPECT_EQ(key.QueryStringValueEx(u"v", lone), 0);
+  EXPECT_EQ(lone, u"\xD800"s);
+  write(REG_MULTI_SZ, wide(u"b\0\0"s));
   char16_t unit = u'x';
   std::uint32_t units = 1;
   EXPECT_EQ(key.QueryMultiStringValue(u"v", &unit, &units), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST_F(CRegKeyExTest, IgnoresFlagsAndRectanglesOfOtherLengths) {
-  struct Row {
-    std::uint32_t type;
-    std::string bytes;
-    std::int32_t code;
-    std::vector<bool> flags;
-    CRect rect;
-  };
-  const std::vector<bool> old = {true, true, false, true, true};
-  const CRect oldRect{1, 2, 3, 4};
-  const Row rows[] = {
-      {REG_BINARY, "\0\1\x80\0\xFF"s, 0, {false, true, true, false, true}, oldRect},
-      {REG_BINARY, "\0\0\0\0"s, 0, old, oldRect},
-      {REG_BINARY, "", 0, old, oldRect},
-      {REG_BINARY, "\7\0\0\0\0\0\0\0"s, 0, old, oldRect},
-      {REG_BINARY, "\7\0\0\0\xFF\xFF\xFF\xFF\0\0\1\0\0\1\0\0"s, 0, old, {7, -1, 65536, 256}},
-      {REG_DWORD, "\0\0\0\0"s, 13, old, oldRect},
-      {REG_SZ, "\0\0\0\0\0"s, 13, old, oldRect},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    write(row.type, row.bytes);
-    std::vector<bool> flags = old;
-    CRect rect = oldRect;
-    EXPECT_EQ(key.QueryVectorBoolValueEx(u"v", flags), row.code);
-    EXPECT_EQ(flags, row.flags);
-    EXPECT_EQ(key.QueryWTLCRectValueEx(u"v", rect), row.code);
-    EXPECT_EQ(rect, row.rect);
-  }
-}
-
 TEST_F(CRegKeyExTest, TellsMissingValuesAndClosedKeys) {
   CRegKeyEx closed;
   for (const auto& [target, code] : {std::pair(&key, 2), {&closed, 6}}) {
-    bool flag = true;
-    int number = 42;
-    std::u16string text = u"old";
-    std::vector<bool> flags = {true};
-    Strings strings = {u"old"};
-    StringSetMap map;
-    CRect rect{1, 2, 3, 4};
-    EXPECT_EQ(target->QueryBoolValueEx(u"none", flag), code);
-    EXPECT_EQ(target->QueryIntValueEx(u"none", number), code);
-    EXPECT_EQ(target->QueryStringValueEx(u"none", text), code);
-    EXPECT_EQ(target->QueryVectorBoolValueEx(u"none", flags), code);
-    EXPECT_EQ(target->QueryVectorStringValueEx(u"none", strings), code);
-    EXPECT_EQ(target->QueryMapStringValueEx(map, u"none"), code);
-    EXPECT_EQ(target->QueryWTLCRectValueEx(u"none", rect), code);
+    for (const auto& [read, old] : {std::pair<Read*, std::string>(number, "42"),
+                                    {text, "old"},
+                                    {list, "old;"},
+                                    {flags, "11011"},
+                                    {rect, sides({1, 2, 3, 4})}})
+      EXPECT_EQ(read(*target, u"none"), Result(code, old));
     EXPECT_EQ(target->DeleteValue(u"none"), code);
-    EXPECT_TRUE(flag && flags[0] && map.empty());
-    EXPECT_EQ(number, 42);
-    EXPECT_EQ(text, u"old");
-    EXPECT_THAT(strings, ElementsAre(u"old"));
-    EXPECT_EQ(rect, (CRect{1, 2, 3, 4}));
   }
-  int number = 1;
-  EXPECT_EQ(closed.SetIntValueEx(u"v", number), 6);
+  int one = 1;
+  EXPECT_EQ(closed.SetIntValueEx(u"v", one), 6);
   EXPECT_EQ(closed.RemoveAllValues(), 6);
   StringSetMap map;
   EXPECT_EQ(key.QueryMapStringValueEx(map), 0);

@@ -16,7 +16,6 @@
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <thread>
 
 #include "platform/posix/registry_store.h"
 #include "settings/config.h"
@@ -308,25 +307,4 @@ TEST_F(StoreTest, WaitsForOthersWithinOneDeadline) {
   close(file);
   sqlite3_close(database);
   tessaron::RegistryStore::setWait(10 * second);
-}
-
-TEST_F(StoreTest, LosesNothingWhenThreadsWriteAtOnce) {
-  constexpr int kValues = 100;
-  const auto writeAll = [](char16_t first) {
-    for (int i = 0; i < kValues; ++i) {
-      CRegKeyEx key;
-      EXPECT_EQ(key.Create(HKEY_CURRENT_USER, kKey), 0);
-      tessaron::RegistryBatch batch(key);
-      set(key, {first, char16_t(u'\u4E00' + i)}, i);
-      const std::int32_t code = i % 2 == 0 ? batch.end() : batch.code();
-      EXPECT_EQ(code, 0);
-    }
-  };
-  std::thread other(writeAll, u'a');
-  writeAll(u'b');
-  other.join();
-  for (int i = 0; i < kValues; ++i) {
-    for (const char16_t first : {u'a', u'b'})
-      EXPECT_EQ(get({first, char16_t(u'\u4E00' + i)}), i % 2 == 0 ? i : -1);
-  }
 }

@@ -60,20 +60,16 @@ TEST(Threads, ReadWhatTheyHaveWrittenThroughKeysOfTheirOwn) {
   const TestKey test;
   runAtOnce([&](int thread) {
     constexpr int kValues = 1000, kInABatch = 20;
+    const auto nameOf = [&](int i) { return wideNumber(i) + static_cast<char16_t>(u'a' + thread); };
     for (int first = 0; first < kValues; first += kInABatch) {
       CRegKeyEx key;
       ASSERT_EQ(key.Open(HKEY_CURRENT_USER, (u"Software\\" + test.name).c_str()), 0);
-      const auto nameOf = [&](int i) {
-        return wideNumber(i) + static_cast<char16_t>(u'a' + thread);
-      };
-      {
-        tessaron::RegistryBatch batch(key);
-        for (int i = first; i < first + kInABatch; ++i) {
-          std::u16string text = nameOf(i);
-          EXPECT_EQ(key.SetStringValueEx(text.c_str(), text), 0);
-        }
-        EXPECT_EQ(batch.end(), 0);
+      tessaron::RegistryBatch batch(key);
+      for (int i = first; i < first + kInABatch; ++i) {
+        std::u16string text = nameOf(i);
+        EXPECT_EQ(key.SetStringValueEx(text.c_str(), text), 0);
       }
+      EXPECT_EQ(batch.end(), 0);
       for (int i = first; i < first + kInABatch; ++i) {
         std::u16string text;
         EXPECT_EQ(key.QueryStringValueEx(nameOf(i).c_str(), text), 0);

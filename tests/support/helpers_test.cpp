@@ -35,17 +35,11 @@ TEST(DosDate, ExistsOrDoesNot) {
     const std::u16string text = DosDateTimeToString(row.date);
     EXPECT_NE(text.find(tessaron::fromUtf8(std::to_string(row.year))), text.npos) << row.date;
   }
-  const std::uint16_t none[] = {0,
-                                1,
-                                1 << 5,
-                                13 << 5 | 1,
-                                2 << 5 | 30,
-                                0xFFFF,
-                                tessaron::toDosDate(2023, 2, 29),
-                                tessaron::toDosDate(1979, 1, 1),
-                                tessaron::toDosDate(2000, -1, 1),
-                                tessaron::toDosDate(2108, 1, 1)};
-  for (const std::uint16_t date : none) {
+  using tessaron::toDosDate;
+  for (const int wrong :
+       {0, 1, 1 << 5, 13 << 5 | 1, 2 << 5 | 30, 0xFFFF, 0 + toDosDate(2023, 2, 29),
+        0 + toDosDate(1979, 1, 1), 0 + toDosDate(2000, -1, 1), 0 + toDosDate(2108, 1, 1)}) {
+    const auto date = static_cast<std::uint16_t>(wrong);
     SYSTEMTIME time{};
     time.wYear = 7;
     EXPECT_FALSE(DosDateTimeToSystemTime(date, &time)) << date;
@@ -85,48 +79,39 @@ TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
   EXPECT_FALSE(whole.ok());
 }
 
-TEST(CZDLLPlus, InflatesWholeStreamsOnly) {
-  const std::string text(100000, 'x');
-  std::vector<unsigned char> packed(compressBound(static_cast<uLong>(text.size())));
-  uLongf size = static_cast<uLongf>(packed.size());
-  ASSERT_EQ(compress(packed.data(), &size, reinterpret_cast<const Bytef*>(text.data()),
-                     static_cast<uLong>(text.size())),
-            Z_OK);
-  packed.resize(size);
-
-  CZDLLPlus zlib;
-  std::string out;
-  std::vector<unsigned char> bytes;
-  EXPECT_TRUE(zlib.uncompress(packed, out));
-  EXPECT_EQ(out, text);
-  EXPECT_TRUE(zlib.uncompress(packed, bytes));
-  EXPECT_EQ(bytes.size(), text.size());
-  for (std::size_t cut = 0; cut < packed.size(); ++cut) {
-    out = "before";
-    EXPECT_FALSE(zlib.uncompress({packed.begin(), packed.begin() + static_cast<long>(cut)}, out));
-    EXPECT_EQ(out, "before");
-  }
-  packed[packed.size() - 1] ^= 1;  // the check sum
-  EXPECT_FALSE(zlib.uncompress(packed, out));
-}
-
-TEST(CZDLLPlus, RefusesBombs) {
-  // 300 MiB of zeros, deflated on the fly.
+// Deflates `mebibytes` of zeros on the fly.
+std::vector<unsigned char> packedZeros(int mebibytes) {
   z_stream stream{};
-  ASSERT_EQ(deflateInit(&stream, Z_BEST_SPEED), Z_OK);
+  EXPECT_EQ(deflateInit(&stream, Z_BEST_SPEED), Z_OK);
   std::vector<unsigned char> packed(4 << 20), zeros(1 << 20);
   stream.next_out = packed.data();
   stream.avail_out = static_cast<uInt>(packed.size());
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 1; i <= mebibytes; ++i) {
     stream.next_in = zeros.data();
     stream.avail_in = static_cast<uInt>(zeros.size());
-    ASSERT_EQ(deflate(&stream, i == 299 ? Z_FINISH : Z_NO_FLUSH), i == 299 ? Z_STREAM_END : Z_OK);
+    deflate(&stream, i == mebibytes ? Z_FINISH : Z_NO_FLUSH);
   }
   packed.resize(packed.size() - stream.avail_out);
-  deflateEnd(&stream);
-  std::vector<unsigned char> out;
-  EXPECT_FALSE(CZDLLPlus().uncompress(packed, out));
-  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(deflateEnd(&stream), Z_OK);
+  return packed;
+}
+
+TEST(CZDLLPlus, InflatesWholeStreamsUpToItsLimit) {
+  CZDLLPlus zlib;
+  std::string text;
+  std::vector<unsigned char> bytes, packed = packedZeros(3);
+  EXPECT_TRUE(zlib.uncompress(packed, text));
+  EXPECT_EQ(text, std::string(3 << 20, '\0'));
+  EXPECT_TRUE(zlib.uncompress(packed, bytes));
+  EXPECT_EQ(bytes, std::vector<unsigned char>(3 << 20));
+  text = "before";
+  packed.back() ^= 1;  // the check sum
+  EXPECT_FALSE(zlib.uncompress(packed, text));
+  packed.pop_back();
+  EXPECT_FALSE(zlib.uncompress(packed, text));
+  EXPECT_FALSE(zlib.uncompress({}, text));
+  EXPECT_FALSE(zlib.uncompress(packedZeros(300), text)) << "a bomb";
+  EXPECT_EQ(text, "before");
 }
 
 TEST(IsReadable, ProbesInsteadOfTrusting) {

@@ -121,8 +121,7 @@ TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
       u"© 2020",        u"£5 ½ price",     u"Dvořák: Žižka", u"Té Là",
       u"voilà",         u"It’s",           u"5 €",           u"™",
       u"Œuvres",        u"CŒUR",           u"STAR WARS®",    u"α-Synuclein",
-      u"3 × 4",         u"A → B",          u"Nguyễn",        u"書",
-  };
+      u"3 × 4",         u"A → B",          u"Nguyễn",        u"書"};
   for (const std::u16string& original : originals) {
     for (const bool latin1 : {false, true}) {
       std::u16string once = misread(original, latin1);
@@ -137,39 +136,37 @@ TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
 }
 
 TEST(FixUnicode, LeavesAloneWhatItCannotProve) {
-  const std::u16string rightAlready[] = {
-      u"",
-      u"plain ASCII",
-      u"Größe",
-      u"CAFÉ’S GREATEST",
-      u"TÖ – SCHÖ…",
-      u"IRMÃ’S",
-      u"«CAFÉ»",
-      u"Spaß”, sagte er",
-      u"café…”",
-      u"3×”",
-      u"Ã¼ and 日本",
-      u"Ã",
-      u"ÃB",
-      u"Ä",
-      u"À – É – Ô",
-      u"ÉTÉ – HIVER",
-      u"\u0080\u0081",
-      std::u16string(1, 0xD800),
-      u"Â\u0085",
-      u"100 € – 5 %",
-      u"“É”",
-      u"SEÑOR’S",
-      u"Lettre à\u00A0…",
-      u"Ô…toi",
-      u"Ö…sterreich",
-      u"LULEÅ–BODEN",
-      u"KILIÇ’IN",
-      u"CAFÉ\u0085",
-      u"100 Å³",
-      u"Ø½",
-      u"2×½",
-  };
+  const std::u16string rightAlready[] = {u"",
+                                         u"plain ASCII",
+                                         u"Größe",
+                                         u"CAFÉ’S GREATEST",
+                                         u"TÖ – SCHÖ…",
+                                         u"IRMÃ’S",
+                                         u"«CAFÉ»",
+                                         u"Spaß”, sagte er",
+                                         u"café…”",
+                                         u"3×”",
+                                         u"Ã¼ and 日本",
+                                         u"Ã",
+                                         u"ÃB",
+                                         u"Ä",
+                                         u"À – É – Ô",
+                                         u"ÉTÉ – HIVER",
+                                         u"\u0080\u0081",
+                                         std::u16string(1, 0xD800),
+                                         u"Â\u0085",
+                                         u"100 € – 5 %",
+                                         u"“É”",
+                                         u"SEÑOR’S",
+                                         u"Lettre à\u00A0…",
+                                         u"Ô…toi",
+                                         u"Ö…sterreich",
+                                         u"LULEÅ–BODEN",
+                                         u"KILIÇ’IN",
+                                         u"CAFÉ\u0085",
+                                         u"100 Å³",
+                                         u"Ø½",
+                                         u"2×½"};
   for (const std::u16string& text : rightAlready) {
     std::u16string copy = text;
     EXPECT_FALSE(fixunicode(copy)) << wchar2utf8(text) << " became " << wchar2utf8(copy);

@@ -34,7 +34,9 @@ Input::Input(const std::string& path) : path_(path) {
   if (standard && standardInputTaken)
     throw Failure{kNoInput, displayName(path), "it can be read only once"};
   standardInputTaken = standardInputTaken || standard;
-  descriptor_ = standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  do {
+    descriptor_ = standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  } while (descriptor_ < 0 && errno == EINTR);
   if (descriptor_ < 0 && errno == ENOENT && !isUtf8(path))
     throw Failure{kNoInput, path, "the file's name is not UTF-8, and no file has it"};
   if (descriptor_ < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
