@@ -114,6 +114,7 @@ CacheWalk::CacheWalk(File& file) : file_(&file), at_(sizeof(CACHEFILEHEADER)) {
   const std::optional<std::size_t> started = readFully(file, 0, start);
   if (!size || !started) {
     at_ = 0;  // not whole
+    hasReadFailed_ = true;
     return;
   }
   size_ = *size;
@@ -125,9 +126,10 @@ CacheWalk::CacheWalk(File& file) : file_(&file), at_(sizeof(CACHEFILEHEADER)) {
 bool CacheWalk::next() {
   while (at_ < size_) {
     SectionHeaderBytes bytes{};
-    const std::size_t got = readFully(*file_, at_, bytes).value_or(0);
+    const std::optional<std::size_t> got = readFully(*file_, at_, bytes);
+    hasReadFailed_ = !got;
     const std::uint64_t data = at_ + kHeaderSize;
-    if (got == 0 || data > kEndOfOffsets) return false;
+    if (got.value_or(0) == 0 || data > kEndOfOffsets) return false;
     section_ = decode(bytes);
     section_.dataOffset = static_cast<std::uint32_t>(data);
     at_ = data + section_.dataSize;

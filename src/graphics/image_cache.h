@@ -136,6 +136,8 @@ class TESSARON_API CacheWalk {
   /// Whether the file could be read up to its end, and that is a section's end. Known once `next`
   /// has returned false.
   bool isWhole() const { return isWhole_; }
+  /// Whether reading the file has failed: it may then be sound, whatever else is told here.
+  bool hasReadFailed() const { return hasReadFailed_; }
 
  private:
   File* file_;
@@ -143,6 +145,7 @@ class TESSARON_API CacheWalk {
   std::uint64_t at_;  ///< where the next section begins
   bool isCache_ = false;
   bool isWhole_ = false;
+  bool hasReadFailed_ = false;
   CACHESECTIONHEADER section_;
 };
 

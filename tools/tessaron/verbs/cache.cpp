@@ -103,9 +103,14 @@ std::unique_ptr<File> openCache(const std::string& path) {
   return file;
 }
 
+void requireRead(const std::string& path, const CacheWalk& walk) {
+  if (walk.hasReadFailed()) throw Failure{kNoInput, displayName(path), "an error while reading"};
+}
+
 /// Begins to go through a cache. Fails when the file is none.
 CacheWalk walkCache(const std::string& path, File& file) {
   CacheWalk walk(file);
+  requireRead(path, walk);
   if (!walk.isCache()) throw Failure{kBadData, displayName(path), "this is no image cache"};
   return walk;
 }
@@ -121,6 +126,7 @@ std::string readData(const std::string& path, File& file, const CACHESECTIONHEAD
 }
 
 void requireWhole(const std::string& path, const CacheWalk& walk) {
+  requireRead(path, walk);
   if (!walk.isWhole())
     throw Failure{kBadData, displayName(path), "the cache is damaged: it ends inside a section"};
 }
