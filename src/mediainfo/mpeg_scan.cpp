@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "mediainfo/mpeg_parser.h"
+#include "mediainfo/mpeg_audio_header_internal.h"
 #include "mediainfo/mpeg_scan_internal.h"
 
 namespace tessaron {
@@ -164,11 +164,10 @@ bool MpegScan::readAudio(std::uint32_t payload) {
   if (slot > kLastId) return false;
   // QUIRK: 19 is an audio stream as well, though it has no slot. Kept: it does not end the block.
   if (slot >= kSlots || payload >> 20 != 0xFFF) return true;
-  Audio& to = audio[slot];
-  if (CMPEGFileParser().getMP3FrameData(payload, &to.bitRate, &to.sampleRate, &to.channels) != 0) {
-    to.present = true;
-    totalBitRate += to.bitRate;
-  }
+  const MpegAudioHeader header = decodeMpegAudioHeader(payload);
+  if (header.frameLength == 0) return true;
+  audio[slot] = {true, header.bitRate, header.sampleRate, header.channels};
+  totalBitRate += header.bitRate;
   return true;
 }
 
