@@ -8,10 +8,10 @@
 
 #include "mediainfo/labels.h"
 #include "mediainfo/orientation.h"
-#include "mediainfo/picture_header_internal.h"
 #include "platform/file.h"
 #include "platform/picture_tags.h"
 #include "support/byte_reader.h"
+#include "support/pictures/picture_header_internal.h"
 #include "support/string_table.h"
 #include "support/text.h"
 #include "support/units.h"

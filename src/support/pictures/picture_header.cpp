@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "mediainfo/picture_header_internal.h"
+#include "support/pictures/picture_header_internal.h"
 #include "support/byte_reader.h"
 
 namespace tessaron {
