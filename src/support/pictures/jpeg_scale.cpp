@@ -4,6 +4,7 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csetjmp>
 #include <cstddef>
@@ -16,6 +17,8 @@
 
 #include "platform/file.h"
 #include "support/pictures/loading.h"
+#include "support/pictures/picture_memory.h"
+#include "support/pictures/picture_source_internal.h"
 
 namespace {
 
@@ -33,7 +36,7 @@ void ignoreOutput(j_common_ptr) {}
 
 struct SourceManager {
   jpeg_source_mgr base;
-  tessaron::File* file;
+  tessaron::PictureSource* source;
   std::uint64_t at;  ///< where the next read begins
   std::byte buffer[32 << 10];
 };
@@ -45,7 +48,7 @@ SourceManager& sourceOf(j_decompress_ptr info) {
 boolean fillBuffer(j_decompress_ptr info) {
   static constexpr JOCTET kEnd[] = {0xFF, JPEG_EOI};
   SourceManager& source = sourceOf(info);
-  const std::size_t count = source.file->readAt(source.at, source.buffer).value_or(0);
+  const std::size_t count = source.source->read(source.at, source.buffer);
   source.at += count;
   const bool isOver = count == 0;  // the decoder makes do with what it has seen
   source.base.next_input_byte = isOver ? kEnd : reinterpret_cast<const JOCTET*>(source.buffer);
@@ -102,11 +105,11 @@ bool chooseColors(jpeg_decompress_struct& info) {
   }
 }
 
-unsigned dotsPerMetre(const jpeg_decompress_struct& info, unsigned density) {
+unsigned dotsPerMeter(const jpeg_decompress_struct& info, unsigned density) {
   constexpr unsigned kUndeclared = 2835;  // what a picture of any other format gets
   if (density == 0 || info.density_unit < 1 || info.density_unit > 2) return kUndeclared;
-  const double perMetre = info.density_unit == 1 ? 100 / 2.54 : 100;
-  return static_cast<unsigned>(std::lround(density * perMetre));
+  const double perMeter = info.density_unit == 1 ? 100 / 2.54 : 100;
+  return static_cast<unsigned>(std::lround(density * perMeter));
 }
 
 FIBITMAP* allocate(const jpeg_decompress_struct& info) {
@@ -119,8 +122,8 @@ FIBITMAP* allocate(const jpeg_decompress_struct& info) {
     const auto level = static_cast<BYTE>(i);
     FreeImage_GetPalette(bitmap)[i] = {level, level, level, 0};
   }
-  FreeImage_SetDotsPerMeterX(bitmap, dotsPerMetre(info, info.X_density));
-  FreeImage_SetDotsPerMeterY(bitmap, dotsPerMetre(info, info.Y_density));
+  FreeImage_SetDotsPerMeterX(bitmap, dotsPerMeter(info, info.X_density));
+  FreeImage_SetDotsPerMeterY(bitmap, dotsPerMeter(info, info.Y_density));
   return bitmap;
 }
 
@@ -151,16 +154,41 @@ void readRows(jpeg_decompress_struct& info, FIBITMAP* bitmap) {
   }
 }
 
-struct Result {
+// Bytes that decoding takes: the picture, and the coefficients of one that comes in several scans.
+std::uint64_t memoryOf(jpeg_decompress_struct& info) {
+  const std::uint64_t picture = std::uint64_t{info.output_width} * info.output_height * 3;
+  if (!jpeg_has_multiple_scans(&info)) return picture;
+  const auto components = static_cast<unsigned>(info.num_components);
+  return picture + std::uint64_t{info.image_width} * info.image_height * components * sizeof(JCOEF);
+}
+
+struct Request {
+  unsigned maxWidth, maxHeight;
   bool wantsPixels = false;
-  FIBITMAP* bitmap = nullptr;
-  tessaron::PictureMeasures measures;
+  bool isExact = false;  // at the cost of time
 };
 
-// Returns the denominator, or 0. An error of the decoder comes back to `setjmp` past all functions
-// between: none of them, and not this one, owns anything that has a destructor.
-unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, unsigned maxHeight,
-                Result& result) {
+struct Result {
+  unsigned denominator = 0;  // 0: not decoded
+  FIBITMAP* bitmap = nullptr;
+  tessaron::PictureMeasures measures;
+  std::uint64_t memory = 0;  // bytes
+};
+
+void readPixels(jpeg_decompress_struct& info, const Request& request, Result& result) {
+  if (!request.isExact) {
+    info.dct_method = JDCT_IFAST;
+    info.do_fancy_upsampling = FALSE;
+  }
+  jpeg_start_decompress(&info);
+  result.bitmap = allocate(info);
+  if (!result.bitmap) onError(reinterpret_cast<j_common_ptr>(&info));
+  readRows(info, result.bitmap);
+}
+
+// An error of the decoder comes back to `setjmp` past all functions between: none of them, and not
+// this one, owns anything that has a destructor.
+void decode(SourceManager& source, const Request& request, Result& result) {
   jpeg_decompress_struct info;
   ErrorManager errors;
   info.err = jpeg_std_error(&errors.base);
@@ -170,40 +198,57 @@ unsigned decode(SourceManager& source, std::uint64_t length, unsigned maxWidth, 
   info.mem = nullptr;
   if (setjmp(errors.giveUp) != 0) {
     jpeg_destroy_decompress(&info);
-    return 0;
+    result.denominator = 0;
+    return;
   }
   jpeg_create_decompress(&info);
-  info.mem->max_memory_to_use = static_cast<long>(tessaron::kMostPictureBytes);
+  info.mem->max_memory_to_use = static_cast<long>(tessaron::kMaxPictureBytes);
   info.src = &source.base;
   jpeg_read_header(&info, TRUE);
-  if (!canHold(info, length) || !chooseColors(info)) std::longjmp(errors.giveUp, 1);
-  chooseScale(info, maxWidth, maxHeight);
-  const unsigned denominator = info.scale_denom;
+  if (!canHold(info, source.source->size()) || !chooseColors(info)) std::longjmp(errors.giveUp, 1);
+  chooseScale(info, request.maxWidth, request.maxHeight);
+  result.denominator = info.scale_denom;
+  result.memory = memoryOf(info);
   result.measures = {
       info.output_width, info.output_height, info.out_color_space == JCS_GRAYSCALE ? 8u : 24u,
-      dotsPerMetre(info, info.X_density) / 100.0, dotsPerMetre(info, info.Y_density) / 100.0};
-  if (result.wantsPixels) {
-    info.dct_method = JDCT_IFAST;
-    info.do_fancy_upsampling = FALSE;
-    jpeg_start_decompress(&info);
-    result.bitmap = allocate(info);
-    if (!result.bitmap) std::longjmp(errors.giveUp, 1);
-    readRows(info, result.bitmap);
-  }
+      dotsPerMeter(info, info.X_density) / 100.0, dotsPerMeter(info, info.Y_density) / 100.0};
+  if (request.wantsPixels) readPixels(info, request, result);
   jpeg_destroy_decompress(&info);  // what may follow the last row is of no interest
-  return denominator;
 }
 
-unsigned decodeFile(tessaron::File& file, int maxWidth, int maxHeight, Result& result) {
-  if (maxWidth < 1 || maxHeight < 1) return 0;
+Result decode(tessaron::PictureSource& picture, const Request& request) {
+  Result result;
+  if (request.maxWidth < 1 || request.maxHeight < 1) return result;
   SourceManager source;
   source.base = {nullptr,     0, ignoreSource, fillBuffer, skipInput, jpeg_resync_to_restart,
                  ignoreSource};
-  source.file = &file;
+  source.source = &picture;
   source.at = 0;
-  return decode(source, file.size().value_or(0), static_cast<unsigned>(maxWidth),
-                static_cast<unsigned>(maxHeight), result);
+  decode(source, request, result);
+  return result;
 }
+
+// Decodes within the memory for pictures. Returns the denominator, or 0 with `image` untouched.
+unsigned load(tessaron::PictureSource& source, Request request, fipImage& image) {
+  const std::uint64_t needed = decode(source, request).memory;
+  const tessaron::PictureMemory memory(needed);
+  if (needed == 0 || !memory.isGranted()) return 0;
+  request.wantsPixels = true;
+  const Result result = decode(source, request);
+  if (result.denominator != 0) {
+    image = result.bitmap;
+  } else if (result.bitmap) {
+    FreeImage_Unload(result.bitmap);
+  }
+  return result.denominator;
+}
+
+Request within(int maxWidth, int maxHeight) {
+  return {static_cast<unsigned>(std::max(maxWidth, 0)),
+          static_cast<unsigned>(std::max(maxHeight, 0))};
+}
+
+constexpr Request kWhole{JPEG_MAX_DIMENSION, JPEG_MAX_DIMENSION, false, true};
 
 }  // namespace
 
@@ -211,19 +256,25 @@ int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth
   std::error_code error;
   const std::unique_ptr<tessaron::File> file = tessaron::openFile(path, {}, error);
   if (!file) return 0;
-  Result result{.wantsPixels = true, .bitmap = nullptr, .measures = {}};
-  const unsigned denominator = decodeFile(*file, maxWidth, maxHeight, result);
-  if (denominator != 0) {
-    static_cast<fipImage&>(image) = result.bitmap;
-  } else if (result.bitmap) {
-    FreeImage_Unload(result.bitmap);
-  }
-  return static_cast<int>(denominator);
+  tessaron::PictureSource source(*file, file->size().value_or(0));
+  return static_cast<int>(load(source, within(maxWidth, maxHeight), image));
+}
+
+bool tessaron::loadJpeg(PictureSource& source, fipImage& picture) {
+  return load(source, kWhole, picture) != 0;
 }
 
 int tessaron::measureJpeg(File& file, PictureMeasures& measures, int maxWidth, int maxHeight) {
-  Result result;
-  const unsigned denominator = decodeFile(file, maxWidth, maxHeight, result);
-  if (denominator != 0) measures = result.measures;
-  return static_cast<int>(denominator);
+  PictureSource source(file, file.size().value_or(0));
+  const Result result = decode(source, within(maxWidth, maxHeight));
+  if (result.memory > kMaxPictureBytes || result.denominator == 0) return 0;
+  measures = result.measures;
+  return static_cast<int>(result.denominator);
+}
+
+bool tessaron::measureWholeJpeg(PictureSource& source, PictureMeasures& measures) {
+  const Result result = decode(source, kWhole);
+  if (result.memory > kMaxPictureBytes || result.denominator == 0) return false;
+  measures = result.measures;
+  return true;
 }

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "support/pictures/picture_header_internal.h"
 #include "support/byte_reader.h"
+#include "support/pictures/picture_header_internal.h"
 
 namespace tessaron {
 namespace {

@@ -1,0 +1,191 @@
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+#include "support/byte_reader.h"
+#include "support/pictures/picture_format_internal.h"
+
+namespace tessaron {
+namespace {
+
+constexpr double kDefaultDots = 28.35;  // per centimeter, where a format declares none
+
+std::uint64_t rowBytes(std::uint64_t width, std::uint64_t bits) {
+  return (width * bits + 31) / 32 * 4;
+}
+
+}  // namespace
+
+FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
+  using namespace std::string_view_literals;
+  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+  struct Mark {
+    std::string_view bytes;
+    FREE_IMAGE_FORMAT format;
+  };
+  constexpr Mark kMarks[] = {
+      {"\xFF\xD8\xFF"sv, FIF_JPEG},
+      {"\x89PNG\r\n\x1A\n"sv, FIF_PNG},
+      {"GIF87a"sv, FIF_GIF},
+      {"GIF89a"sv, FIF_GIF},
+      {"BM"sv, FIF_BMP},
+      {"II*\0"sv, FIF_TIFF},
+      {"MM\0*"sv, FIF_TIFF},
+      {"\0\0\1\0"sv, FIF_ICO},
+  };
+  for (const auto& [bytes, format] : kMarks)
+    if (text.starts_with(bytes)) return format;
+  if (text.starts_with("RIFF"sv) &&
+      text.substr(std::min<std::size_t>(8, text.size()), 4) == "WEBP"sv)
+    return FIF_WEBP;
+  // TARGA has no mark, only numbers of which few are possible.
+  ByteReader reader(head);
+  reader.skip(1);
+  const std::uint8_t palette = reader.u8();
+  const std::uint8_t coding = reader.u8();
+  reader.skip(9);
+  const std::uint16_t width = reader.u16le();
+  const std::uint16_t height = reader.u16le();
+  const std::uint8_t bits = reader.u8();
+  const bool isTarga = palette <= 1 && (coding & ~8) >= 1 && (coding & ~8) <= 3 && width > 0 &&
+                       height > 0 && bits >= 8 && bits <= 32 && (bits % 8 == 0 || bits == 15);
+  return reader.ok() && isTarga ? FIF_TARGA : FIF_UNKNOWN;
+}
+
+std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format) {
+  switch (format) {
+    case FIF_JPEG:
+      return 3 * 512;  // a bit for every block of 8 by 8 pixels
+    case FIF_PNG:
+      return 1032;  // deflate
+    case FIF_WEBP:  // one color takes some bytes in all
+      return 1 << 16;
+    default:
+      return 4096;  // LZW: 12 bits for up to 4096 bytes; nothing else comes near
+  }
+}
+
+std::optional<PictureMeasures> measureGif(PictureSource& source) {
+  std::uint64_t at = 6;  // behind "GIF89a"
+  const auto next = [&](std::size_t count) {
+    at += count;
+    return source.bytes(at - count, count);
+  };
+  const auto skipPalette = [&](std::uint8_t flags) {
+    if (flags & 0x80) at += std::uint64_t{3} << ((flags & 7) + 1);
+  };
+  const auto bitsOf = [](std::uint8_t flags) -> std::uint32_t {
+    const int paletteBits = flags & 0x80 ? (flags & 7) + 1 : 8;
+    return paletteBits == 1 ? 1 : paletteBits <= 4 ? 4 : 8;
+  };
+  const auto screen = next(7);
+  ByteReader header(screen);
+  PictureMeasures measures{header.u16le(), header.u16le(), 0, kDefaultDots, kDefaultDots};
+  const std::uint8_t flags = header.u8();
+  measures.bits = bitsOf(flags);
+  skipPalette(flags);
+  constexpr std::uint8_t kImage = 0x2C, kExtension = 0x21;
+  std::uint8_t mark = kExtension;
+  while (mark == kExtension) {
+    const auto first = next(1);
+    mark = ByteReader(first).u8();
+    if (mark != kExtension) break;
+    at += 1;  // the kind of extension
+    for (std::size_t size = 1; size > 0; at += size) {
+      const auto length = next(1);
+      size = ByteReader(length).u8();
+    }
+  }
+  const auto descriptor = next(9);
+  ByteReader image(descriptor);
+  image.skip(4);
+  const std::uint32_t width = image.u16le();
+  const std::uint32_t height = image.u16le();
+  const std::uint8_t imageFlags = image.u8();
+  if (mark == kImage && image.ok()) {
+    measures.width = width;
+    measures.height = height;
+    if (imageFlags & 0x80) measures.bits = bitsOf(imageFlags);
+  }
+  if (!header.ok() || measures.width == 0 || measures.height == 0) return std::nullopt;
+  return measures;
+}
+
+bool holdsTargaPixels(std::span<const std::byte> head, std::uint64_t size) {
+  ByteReader reader(head);
+  std::size_t offset = 18;
+  offset += reader.u8();
+  const bool hasPalette = reader.u8() != 0;
+  const std::uint8_t coding = reader.u8();
+  reader.skip(2);
+  const std::size_t colors = reader.u16le();
+  const std::size_t colorBytes = (reader.u8() + std::size_t{7}) / 8;
+  if (hasPalette) offset += colors * colorBytes;
+  reader.skip(4);
+  const std::uint64_t width = reader.u16le();
+  const std::uint64_t height = reader.u16le();
+  const std::uint64_t pixel = (reader.u8() + std::uint64_t{7}) / 8;
+  constexpr std::uint8_t kFirstCompressed = 9;
+  constexpr std::uint64_t kMinRow = 8;
+  const std::uint64_t row = coding >= kFirstCompressed ? kMinRow : width * pixel;
+  return height > 0 && size >= offset + height * row;
+}
+
+std::optional<IconFrame> firstIconFrame(PictureSource& source) {
+  constexpr std::size_t kDirectory = 6, kEntry = 16, kHeader = 40;
+  constexpr std::uint32_t kMaxSide = 4096;  // pixels; no system makes icons of more than 256
+  const auto entry = source.bytes(kDirectory, kEntry);
+  ByteReader inEntry(entry);
+  inEntry.skip(12);
+  IconFrame frame;
+  frame.offset = inEntry.u32le();
+  if (!inEntry.ok() || frame.offset >= source.size()) return std::nullopt;
+  frame.size = source.size() - frame.offset;
+  const auto head = source.bytes(frame.offset, kHeader);
+  frame.isPng = formatOf(head) == FIF_PNG;
+  if (frame.isPng) return frame;
+  ByteReader header(head);
+  header.skip(4);
+  const std::uint32_t width = header.u32le();
+  const std::uint32_t height = header.u32le() / 2;
+  header.skip(2);
+  const std::uint32_t bits = header.u16le();
+  header.skip(kHeader - 16);
+  constexpr std::uint32_t kDepths[] = {1, 4, 8, 16, 24, 32};
+  if (!header.ok() || width == 0 || width > kMaxSide || height == 0 || height > kMaxSide ||
+      std::ranges::find(kDepths, bits) == std::end(kDepths))
+    return std::nullopt;
+  const std::uint64_t palette = bits <= 8 ? std::uint64_t{4} << bits : 0;
+  if (kHeader + palette + rowBytes(width, bits) * height > frame.size) return std::nullopt;
+  frame.measures = {width, height, bits, kDefaultDots, kDefaultDots};
+  return frame;
+}
+
+std::optional<PictureView> pngView(PictureSource& source, std::uint64_t offset) {
+  constexpr std::size_t kMark = 8, kChunkHeader = 8, kChecksum = 4;
+  constexpr int kMaxChunks = 100'000;
+  constexpr std::string_view kWanted[] = {"IHDR", "PLTE", "tRNS", "gAMA", "cHRM", "sRGB",
+                                          "iCCP", "sBIT", "bKGD", "pHYs", "IDAT", "IEND"};
+  PictureView view(source);
+  view.addRange(offset, kMark);
+  std::uint64_t at = offset + kMark;
+  bool isProfiled = false;
+  for (int chunks = 0; at < source.size(); ++chunks) {
+    if (chunks == kMaxChunks) return std::nullopt;
+    const auto head = source.bytes(at, kChunkHeader);
+    ByteReader reader(head);
+    const std::uint64_t size = kChunkHeader + std::uint64_t{reader.u32be()} + kChecksum;
+    const auto letters = reader.bytes(4);
+    const std::string_view name(reinterpret_cast<const char*>(letters.data()), letters.size());
+    const bool isProfile = name == "iCCP";
+    const bool isWanted = std::ranges::find(kWanted, name) != std::end(kWanted);
+    if (isWanted && !(isProfile && isProfiled))
+      view.addRange(at, std::min(size, source.size() - at));
+    isProfiled |= isProfile;
+    at += size;
+    if (!reader.ok() || name == "IEND") break;
+  }
+  return view;
+}
+
+}  // namespace tessaron

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "support/pictures/loading.h"
+#include "support/pictures/picture_source_internal.h"
+
+namespace tessaron {
+
+/// The format of a picture by its first bytes; FIF_UNKNOWN for all that is not read here. FreeImage
+/// would try all that it has on a file whose name says nothing: layered pictures, raw ones of
+/// cameras, and their libraries.
+FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head);
+
+/// The most bytes of pixels that a byte of a file of this format stands for.
+std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format);
+
+/// The measures of a GIF's first image, as FreeImage decodes it; of its screen where the file ends
+/// before an image. Nothing when there are no pixels.
+std::optional<PictureMeasures> measureGif(PictureSource& source);
+
+/// Whether a TARGA file has the bytes of its pixels. Of compressed rows FreeImage needs some bytes
+/// each: it reads them in pieces as long as what is left of the file by the picture's height, and
+/// uses freed memory where that is nothing.
+bool holdsTargaPixels(std::span<const std::byte> head, std::uint64_t size);
+
+/// The first picture of an icon file.
+struct IconFrame {
+  std::uint64_t offset = 0;
+  std::uint64_t size = 0;  ///< up to the end of the file
+  bool isPng = false;
+  PictureMeasures measures;  ///< of one that is no PNG
+};
+/// Nothing when the frame is damaged. FreeImage believes what the frame's header says.
+std::optional<IconFrame> firstIconFrame(PictureSource& source);
+
+/// The view of a PNG file at `offset` without its texts, which inflate to gigabytes, and other
+/// chunks that change no pixel. Nothing when it has too many chunks.
+std::optional<PictureView> pngView(PictureSource& source, std::uint64_t offset);
+
+}  // namespace tessaron
