@@ -25,11 +25,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CHECK((scale == 0) == !image.isValid());
 
   fipImage picture;
+  tessaron::PictureMeasures found;
+  const bool isMeasured = tessaron::measurePicture(*file, size, found);
   if (tessaron::loadPicture(std::as_bytes(std::span(content)), picture)) {
     const std::uint64_t bytes =
         std::uint64_t{picture.getWidth()} * picture.getHeight() * picture.getBitsPerPixel() / 8;
+    const tessaron::PictureMeasures loaded = tessaron::measuresOf(picture);
     CHECK(picture.isValid() && bytes <= (size << 16));
-    CHECK(tessaron::measurePicture(*file, size, measures));
+    CHECK(isMeasured && found.width == loaded.width && found.height == loaded.height);
+    CHECK(found.bits == loaded.bits && found.across == loaded.across && found.down == loaded.down);
   }
+  std::filesystem::remove(path);
   return 0;
 }

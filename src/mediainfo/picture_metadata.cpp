@@ -233,6 +233,8 @@ std::u16string orientation(double value) {
 }
 
 std::u16string flash(double value) {
+  constexpr double kMax = 0xFFFF;
+  if (!(value >= 0 && value <= kMax)) return {};
   const auto bits = static_cast<unsigned>(value);
   std::u16string result = tableText((bits & 1) != 0 ? label::kFired : label::kDidNotFire);
   const unsigned mode = bits >> 3 & 3;  // 1 compulsory, 2 suppressed, 3 automatic

@@ -109,6 +109,7 @@ const std::vector<Row>& rows() {
       {0x9209, kShort, {0x09}, "", "40228=Fired, Forced"},
       {0x9209, kShort, {0x10}, "", "40228=Did Not Fire"},
       {0x9209, kShort, {0x59}, "", "40228=Fired, Auto, Red-Eye Reduction"},
+      {0x9209, kSignedShort, {negative(-1)}, "", ""},
       {0x920A, kRational, {50, 1}, "", "40230=50 mm"},
       {0x920A, kRational, {72, 10}, "", "40230=7.2 mm"},
       {0xA405, kShort, {0}, "", ""},

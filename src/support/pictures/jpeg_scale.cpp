@@ -17,7 +17,7 @@
 
 #include "platform/file.h"
 #include "support/pictures/loading.h"
-#include "support/pictures/picture_memory.h"
+#include "support/pictures/picture_memory_internal.h"
 #include "support/pictures/picture_source_internal.h"
 
 namespace {

@@ -14,7 +14,7 @@
 #include "support/pictures/bitmap_file.h"
 #include "support/pictures/jpeg_scale.h"
 #include "support/pictures/picture_format_internal.h"
-#include "support/pictures/picture_memory.h"
+#include "support/pictures/picture_memory_internal.h"
 #include "support/pictures/picture_source_internal.h"
 #include "support/pictures/tiff_file_internal.h"
 

@@ -1,5 +1,7 @@
 #include "support/pictures/picture_memory.h"
 
+#include "support/pictures/picture_memory_internal.h"
+
 namespace tessaron {
 namespace {
 

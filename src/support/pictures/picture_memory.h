@@ -1,59 +1,19 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
 #include "tessaron_export.h"
 
 namespace tessaron {
 
-/// Memory in bytes that several threads share. Any thread may call any member.
-class MemoryBudget {
+/// Keeps, as long as it lives, the share of the memory for pictures that the last picture decoded
+/// by its thread took: for a caller that works on pictures on several threads, each with one
+/// picture at a time. A thread has one of these at most, and destroys it itself. Decoding the next
+/// picture gives the share back.
+class PictureMemoryScope {
  public:
-  explicit MemoryBudget(std::uint64_t limit) : limit_(limit) {}
-  MemoryBudget(const MemoryBudget&) = delete;
-  MemoryBudget& operator=(const MemoryBudget&) = delete;
-
-  /// Waits until `bytes` are free and takes them. False, at once, when they exceed the limit.
-  bool acquire(std::uint64_t bytes);
-  void release(std::uint64_t bytes);
-
- private:
-  const std::uint64_t limit_;
-  std::uint64_t used_ = 0;
-  std::mutex mutex_;
-  std::condition_variable released_;
-};
-
-/// All threads together decode pictures in this many bytes. A picture that takes more is refused.
-constexpr std::uint64_t kMaxPictureBytes = std::uint64_t{512} << 20;
-/// Longest file of a format that must be read whole before its measures are known.
-constexpr std::uint64_t kMaxUnmeasuredBytes = std::uint64_t{64} << 20;
-
-/// A share of the process's budget for pictures. Belongs to one thread.
-class PictureMemory {
- public:
-  /// Waits for the memory. Afterwards `isGranted` tells whether it is within the budget at all.
-  explicit PictureMemory(std::uint64_t bytes);
-  ~PictureMemory();
-  PictureMemory(const PictureMemory&) = delete;
-  PictureMemory& operator=(const PictureMemory&) = delete;
-
-  bool isGranted() const { return isGranted_; }
-
- private:
-  std::uint64_t bytes_;
-  bool isGranted_;
-};
-
-/// Keeps, as long as it lives, the share of the last picture that its thread has decoded: for a
-/// caller that works on decoded pictures on several threads, one picture a thread at a time. One a
-/// thread; the next picture gives the share back.
-class TESSARON_API PictureMemoryScope {
- public:
-  PictureMemoryScope();
-  ~PictureMemoryScope();
+  TESSARON_API PictureMemoryScope();
+  TESSARON_API ~PictureMemoryScope();
   PictureMemoryScope(const PictureMemoryScope&) = delete;
   PictureMemoryScope& operator=(const PictureMemoryScope&) = delete;
 
@@ -61,7 +21,7 @@ class TESSARON_API PictureMemoryScope {
   friend class PictureMemory;
   void keep(std::uint64_t bytes);
 
-  std::uint64_t kept_ = 0;
+  std::uint64_t kept_ = 0;  // bytes
 };
 
 }  // namespace tessaron

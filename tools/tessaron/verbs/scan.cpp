@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <thread>
@@ -25,6 +26,7 @@
 #include "platform/directory.h"
 #include "platform/file.h"
 #include "platform/text.h"
+#include "support/pictures/picture_memory.h"
 #include "support/text.h"
 #include "support/units.h"
 #include "support/xml/xml.h"
@@ -214,6 +216,7 @@ class Described : public CFileInfo {
 };
 
 void describe(Job& job, std::int32_t mask, const std::string& thumbnails) {
+  const PictureMemoryScope memory;  // until the picture's thumbnail is written
   Described file(!thumbnails.empty());
   file.setDetectType(mask);
   if (!file.fromFile(job.path)) {
@@ -240,6 +243,8 @@ void describeAll(std::vector<Job>& jobs, const Options& options, const Context& 
     for (std::size_t i = next++; i < jobs.size() && !stop; i = next++, ++done) {
       try {
         describe(jobs[i], mask, options.thumbnails);
+      } catch (const std::bad_alloc&) {
+        jobs[i].failure = "there is not enough memory to describe it";
       } catch (...) {
         if (!failed.test_and_set()) failure = std::current_exception();
         stop = true;
