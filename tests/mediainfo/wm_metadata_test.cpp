@@ -49,7 +49,7 @@ std::string deflated(const std::string& text) {
 }
 
 // A zero after each 0xFF, as tags have it that avoid what looks like a frame of sound.
-std::string unsynchronised(const std::string& bytes) {
+std::string unsynchronized(const std::string& bytes) {
   std::string result;
   for (const char byte : bytes) {
     result += byte;
@@ -76,7 +76,7 @@ TEST_F(CWMMDParserTest, ReadsEveryVersionOfId3) {
       {id3Tag(3, frames(3) + std::string(500, '\0')), "40301=Lied 40302=Müller"},
       {id3Tag(3, extended + frames(3), 0x40), "40301=Lied 40302=Müller"},
       {id3Tag(4, extended4 + frames(4), 0x40), "40301=Lied 40302=Müller"},
-      {id3Tag(3, unsynchronised(utf16 + frames(3)), 0x80), "40301=Lied 40302=Müller 40303=星"},
+      {id3Tag(3, unsynchronized(utf16 + frames(3)), 0x80), "40301=Lied 40302=Müller 40303=星"},
       {id3Tag(3, picture + frames(3)), "40301=Lied 40302=Müller"},
       {id3Tag(4, id3Frame(4, "GEOB", std::string(70000, 'x')) + frames(4)),
        "40301=Lied 40302=Müller"},
@@ -96,30 +96,17 @@ TEST_F(CWMMDParserTest, ReadsEveryVersionOfId3) {
   }
 }
 
-TEST_F(CWMMDParserTest, ReadsTheOldTagsAtTheEnd) {
-  std::string old = "TAGLied" + std::string(121, '\0');
-  old[127] = 8;  // Jazz
-  EXPECT_EQ(read(mpegFrames(65) + old), kSound + " 40301=Lied 40306=Jazz");
-}
-
 TEST_F(CWMMDParserTest, ReadsWindowsMediaAttributes) {
+  // clang-format off
   const std::string file = asfFile(
       {"Lied", "M\xFCller", "\xA9 me", "fine", "5"},
-      {{"WM/AlbumTitle", "Alb"},
-       {"WM/Year", "2004"},
-       {"WM/Genre", "Jazz"},
-       {"WM/Composer", "Bach"},
-       {"WM/Composer", "Abel"},
-       {"WM/Director", "Dan"},
-       {"WM/InitialKey", "Am"},
-       {"WM/ParentalRating", "none"},
-       {"WM/OriginalArtist", "Ann"},
-       {"WM/RadioStationName", "FM"},
-       {"WM/PromotionURL", "http://example.org/p"},
-       {"WM/EncodingSettings", "q9"},
-       {"WM/UniqueFileIdentifier", "id"},
-       {"WM/Unheard", "of"}},
+      {{"WM/AlbumTitle", "Alb"}, {"WM/Year", "2004"}, {"WM/Genre", "Jazz"}, {"WM/Composer", "Bach"},
+       {"WM/Composer", "Abel"}, {"WM/Director", "Dan"}, {"WM/InitialKey", "Am"},
+       {"WM/ParentalRating", "none"}, {"WM/OriginalArtist", "Ann"}, {"WM/RadioStationName", "FM"},
+       {"WM/PromotionURL", "http://example.org/p"}, {"WM/EncodingSettings", "q9"},
+       {"WM/UniqueFileIdentifier", "id"}, {"WM/Unheard", "of"}},
       {{"WM/TrackNumber", 7}, {"WM/BeatsPerMinute", 120}, {"WM/EncodingTime", 127282793291230000}});
+  // clang-format on
   const std::string tags =
       "40301=Lied 40302=Müller 40303=Alb 40304=2004 40305=7 40306=Jazz 40307=© me 40308=fine "
       "40309=5 "
@@ -131,18 +118,16 @@ TEST_F(CWMMDParserTest, ReadsWindowsMediaAttributes) {
 }
 
 TEST_F(CWMMDParserTest, ReadsOtherContainers) {
+  const std::string old = "TAGLied" + std::string(120, '\0') + '\x08';  // Jazz
+  EXPECT_EQ(read(mpegFrames(65) + old), kSound + " 40301=Lied 40306=Jazz");
   const std::string list = "INFO" + riffChunk("INAM", std::string("Lied\0", 5));
   const std::string wave = "40102=64 kbps 40103=1 40104=8000 Hz 40106=0:01";
   EXPECT_EQ(read(wavFile(riffChunk("LIST", list))), wave + " 40301=Lied");
   EXPECT_EQ(read(wavFile(riffChunk("ID3 ", id3Tag(3, id3Text(3, "TPE1", "Ann"))))),
             wave + " 40302=Ann");
   // A picture longer than what is read of it.
-  const std::string flac = flacFile({{"TITLE",
-                                      "Gr\xC3\xB6\xC3\x9F"
-                                      "e"},
-                                     {"DESCRIPTION", "fine"}},
-                                    3 * kMiB);
-  EXPECT_EQ(read(flac), "40103=2 40104=44100 Hz 40106=0:04 40301=Größe 40308=fine");
+  const std::string flac = flacFile({{"TITLE", "M\xC3\xBC"}, {"DESCRIPTION", "fine"}}, 3 * kMiB);
+  EXPECT_EQ(read(flac), "40103=2 40104=44100 Hz 40106=0:04 40301=Mü 40308=fine");
   EXPECT_LT(allocated, 24 * kMiB);
 }
 
@@ -180,7 +165,7 @@ TEST_F(CWMMDParserTest, InflatesNothing) {
   const std::string hidden =
       id3Frame(4, "TPE2", '\0' + std::string(0x7F, 'y')).replace(4, 4, be32(0x100)) + four;
   for (const std::string& tag : {id3Tag(3, three + title), id3Tag(4, four + title),
-                                 id3Tag(3, unsynchronised(three + title), 0x80),
+                                 id3Tag(3, unsynchronized(three + title), 0x80),
                                  id3Tag(3, chapter + title), id3Tag(4, hidden)}) {
     SCOPED_TRACE(testing::Message() << tag.size());
     read(tag + mpegFrames(65));
@@ -213,22 +198,5 @@ TEST_F(CWMMDParserTest, BelievesNoSize) {
     SCOPED_TRACE(content.substr(0, 4));
     read(content);
     EXPECT_LT(allocated, 64 * kMiB);
-  }
-}
-
-// Every cut is read, and none finds what the whole file does not hold.
-TEST_F(CWMMDParserTest, SurvivesEveryCut) {
-  const std::string files[] = {
-      id3Tag(4, id3Text(4, "TIT2", "Lied") + id3Text(4, "TPE1", "Ann")) + mpegFrames(3),
-      asfFile({"Lied", "Ann", "", "", ""}, {{"WM/Genre", "Jazz"}}),
-      wavFile(riffChunk("LIST", "INFO" + riffChunk("INAM", "Lied"))).substr(0, 200),
-      flacFile({{"TITLE", "Lied"}}, 8),
-      mp4Box("ftyp", "M4A ") + mp4Box("moov", mp4Box("udta", mp4Box("meta", be32(0)))),
-  };
-  for (const std::string& file : files) {
-    for (std::size_t size = 0; size < file.size(); ++size) {
-      read(file.substr(0, size));
-      EXPECT_LT(allocated, kMiB) << size;
-    }
   }
 }

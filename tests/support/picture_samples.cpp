@@ -52,16 +52,20 @@ std::string withMeasures(std::string jpeg, unsigned width, unsigned height) {
   return jpeg;
 }
 
-std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
-                        double dotsPerCentimetre) {
-  fipImage picture(FIT_BITMAP, width, height, 24);
-  picture.setHorizontalResolution(dotsPerCentimetre);
-  picture.setVerticalResolution(dotsPerCentimetre);
-  if (format == FIF_GIF) picture.convertTo8Bits();
+std::string saved(fipImage& picture, FREE_IMAGE_FORMAT format, int flags) {
   fipMemoryIO memory;
-  picture.saveToMemory(format, memory);
+  picture.saveToMemory(format, memory, flags);
   BYTE* bytes = nullptr;
   DWORD size = 0;
   memory.acquire(&bytes, &size);
   return {reinterpret_cast<const char*>(bytes), size};
+}
+
+std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
+                        double dotsPerCentimeter) {
+  fipImage picture(FIT_BITMAP, width, height, 24);
+  picture.setHorizontalResolution(dotsPerCentimeter);
+  picture.setVerticalResolution(dotsPerCentimeter);
+  if (format == FIF_GIF) picture.convertTo8Bits();
+  return saved(picture, format);
 }

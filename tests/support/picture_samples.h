@@ -16,15 +16,18 @@ struct JpegSample {
   bool progressive = false;
 };
 
-/// A JPEG file of one colour.
+/// A JPEG file of one color.
 std::string makeJpeg(const JpegSample& sample);
 
 /// `jpeg` with other measures in its header.
 std::string withMeasures(std::string jpeg, unsigned width, unsigned height);
 
-/// A picture of one colour in one of FreeImage's formats, 24 bits a pixel (8 in a GIF).
+/// `picture` as a file, with FreeImage's flags for its format.
+std::string saved(fipImage& picture, FREE_IMAGE_FORMAT format, int flags = 0);
+
+/// A picture of one color in one of FreeImage's formats, 24 bits a pixel (8 in a GIF).
 std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
-                        double dotsPerCentimetre = 118.11);
+                        double dotsPerCentimeter = 118.11);
 
 inline std::span<const std::byte> bytesOf(const std::string& text) {
   return std::as_bytes(std::span(text));

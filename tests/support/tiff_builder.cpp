@@ -62,12 +62,12 @@ std::string TiffBuilder::directory(const Entries& entries, std::size_t at) const
 std::string TiffBuilder::build() const {
   constexpr std::pair<Directory, std::uint16_t> kInner[] = {{kExif, 0x8769}, {kGps, 0x8825}};
   TiffBuilder main(bigEndian_);
-  const auto own = directories_.find(kMain);
-  if (own != directories_.end()) main.directories_[kMain] = own->second;
   main.put(0x0100, 3, {1}).put(0x0101, 3, {1}).put(0x0102, 3, {8});  // width, height, bits
   main.put(0x0103, 3, {1}).put(0x0106, 3, {1});                      // plain, black is zero
   main.put(0x0111, 4, {0}).put(0x0115, 3, {1});                      // the strip, its samples
   main.put(0x0116, 3, {1}).put(0x0117, 4, {1});                      // rows and bytes in it
+  if (const auto own = directories_.find(kMain); own != directories_.end())
+    for (const auto& [number, entry] : own->second) main.directories_[kMain][number] = entry;
   for (const auto& [kind, pointer] : kInner) {
     if (directories_.count(kind) != 0) main.put(pointer, 4, {0});
   }

@@ -182,8 +182,10 @@ bool TiffFile::readFields(PictureSource& source) {
   if (unit_ < kNoUnit || unit_ > kCentimeter) unit_ = kInch;
   const std::optional<float> across = resolution(source, kAcross);
   const std::optional<float> down = resolution(source, kDown);
-  if (across) across_ = *across;
-  if (down) down_ = *down;
+  if (across || down) {  // libtiff takes a single one that is missing for 0
+    across_ = across.value_or(0);
+    down_ = down.value_or(0);
+  }
   return true;
 }
 
