@@ -23,22 +23,21 @@ namespace fs = std::filesystem;
 namespace {
 
 TEST(CFileInfo, TellsAttributesOfThisSystem) {
-  struct Row {
-    const char* name;
-    mode_t mode;
-    std::uint32_t attributes;
-  };
-  const Row rows[] = {{"plain", 0644, 0x20}, {".hidden", 0600, 0x22}, {"fixed", 0444, 0x21}};
+  const std::tuple<const char*, mode_t, std::uint32_t> rows[] = {
+      {"plain", 0644, 0x20}, {".hidden", 0600, 0x22}, {"fixed", 0444, 0x21}};
   TemporaryFolder folder;
-  for (const Row& row : rows) {
-    const fs::path path = folder.path / row.name;
+  CFileInfo info;
+  for (const auto& [name, mode, attributes] : rows) {
+    const fs::path path = folder.path / name;
     std::ofstream(path) << "x";
-    chmod(path.c_str(), row.mode);
-    CFileInfo info;
+    chmod(path.c_str(), mode);
     EXPECT_TRUE(info.fromFile(path.u16string()));
-    EXPECT_EQ(info.attributes, row.attributes) << row.name;
+    EXPECT_EQ(info.attributes, attributes) << name;
     EXPECT_EQ(info.encryptionStatus, 0u);
   }
+  EXPECT_FALSE(info.fromFile(u"C:\\dir\\archive.TAR.GZ"));  // both separators are one
+  EXPECT_EQ(info.name, u"archive.TAR.GZ");
+  EXPECT_EQ(info.category, 2);
 }
 
 TEST(CFileInfo, TellsWhenAFileWasCreated) {
@@ -60,13 +59,6 @@ TEST(CFileInfo, TellsWhenAFileWasCreated) {
       std::uint64_t{info.creationTime.dwHighDateTime} << 32 | info.creationTime.dwLowDateTime;
   EXPECT_GE(created, before);
   EXPECT_LE(created, after + 10'000'000);  // a file system without birth times gives the change
-}
-
-TEST(CFileInfo, TakesBothSeparatorsForOne) {
-  CFileInfo info;
-  EXPECT_FALSE(info.fromFile(u"C:\\dir\\archive.TAR.GZ"));
-  EXPECT_EQ(info.name, u"archive.TAR.GZ");
-  EXPECT_EQ(info.category, 2);
 }
 
 TEST(CFolderInfo, DescribesNoOtherFileThanTheOneThatHasTheName) {
