@@ -154,6 +154,9 @@ class TESSARON_API OutputFolder {
   std::unique_ptr<File> openFile(std::u16string_view name, std::error_code& error) const;
   /// Puts the closed file `from` in the place of `to`, in one step. On failure both stay.
   std::error_code replaceFile(std::u16string_view from, std::u16string_view to) const;
+  /// Gives the file `from` the second name `to`, which must be free. On failure only `from` exists;
+  /// file systems without hard links always fail.
+  std::error_code linkFile(std::u16string_view from, std::u16string_view to) const;
   /// Deletes the closed file `name`. No error when it is not there.
   std::error_code removeFile(std::u16string_view name) const;
   /// Bytes that the user may still write to the folder's disk; nothing when that cannot be told.

@@ -33,7 +33,8 @@ struct TESSARON_API PackageReport {
     None,
     TooLarge,      ///< it exceeds a limit of what a package may hold
     CannotCreate,  ///< its folder or a file there cannot be made
-    CannotWrite,   ///< a file cannot be written, or the disk is nearly full
+    CannotWrite,   ///< a file cannot be written or replaced, or the disk is nearly full
+    CannotRead,    ///< the package's own file cannot be read
   };
 
   std::error_code openError;      ///< why the file could not be opened, if it was that

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/directory.h"
-#include "platform/text.h"
 #include "support/byte_reader.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
@@ -17,17 +16,15 @@ namespace tessaron {
 namespace {
 
 constexpr std::size_t kHeaderSize = 1044, kEntryHeaderSize = 76;
-// A document in memory is forty times as large as the shortest text for it.
+// A parsed document takes up to forty times the memory of its text.
 constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
 constexpr std::size_t kMaxDocumentBytes = 4 * kMaxDocumentSize;  // of all documents together
 constexpr int kMaxFailedReads = 16;
-// What hostile packages could otherwise multiply, beside the PackageLimits.
-constexpr std::size_t kMaxHeaders = 1 << 20;  // entries without data included
+// Limits beside the PackageLimits, against hostile packages.
+constexpr std::size_t kMaxHeaders = 1 << 20;  // including entries without data
 constexpr std::size_t kMaxNames = 16;         // of one entry
-constexpr std::size_t kMaxNameSize = 1024;    // bytes; such a name is refused anyhow
+constexpr std::size_t kMaxNameSize = 1024;    // bytes; longer names are refused in any case
 constexpr std::size_t kMaxProblems = 1000;
-// The files that are being written, in the folder in which they will stand.
-constexpr std::u16string_view kStagedPrefix = u".tessaron-", kStagedSuffix = u".tmp";
 
 void writeHex(std::span<const std::uint8_t> bytes, char16_t* out) {
   for (const std::uint8_t byte : bytes) {
@@ -36,7 +33,7 @@ void writeHex(std::span<const std::uint8_t> bytes, char16_t* out) {
   }
 }
 
-// Takes what the XML library takes for an integer, also where numbers are larger than it can hold.
+// Accepts what TinyXML accepts as an integer, and numbers above its range.
 std::optional<std::uint32_t> entryId(const TiXmlElement& element) {
   const std::string* text = element.Attribute(std::string("id"));
   if (!text) return {};
@@ -53,27 +50,12 @@ bool isMainName(std::string_view name) {
   return std::ranges::equal(name, std::string_view("main.xml"), {}, lower);
 }
 
-std::string describe(const std::error_code& error) {
-  if (error == std::errc::too_many_symbolic_link_levels || error == std::errc::too_many_links)
-    return "a link stands there";
-  return error.message();
-}
-
-bool isStagedName(std::u16string_view name) {
-  return name.starts_with(kStagedPrefix) && name.ends_with(kStagedSuffix);
-}
-
 std::string mebibytes(std::uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
 
 }  // namespace
 
 PackageReader::PackageReader(CPackage& package, File& file, const PackageLimits& limits)
-    : package_(package),
-      file_(file),
-      limits_(limits),
-      in_(512 << 10),
-      out_(512 << 10),
-      old_(512 << 10) {}
+    : package_(package), file_(file), limits_(limits), in_(512 << 10), out_(512 << 10) {}
 
 void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
   if (!readHeader()) return;
@@ -82,7 +64,11 @@ void PackageReader::unpack(const std::u16string& destination, bool extractAll) {
     openFolder(destination);
   }
   readEntries(extractAll);
-  if (folder_) commit();
+  if (folder_ && package_.report.failure != Failure::None) {
+    folder_->discard();
+  } else if (folder_) {
+    if (StagedFolder::Error error = folder_->commit()) fail(error.failure, std::move(error.reason));
+  }
   if (package_.report.failure != Failure::None) package_.extractionFolder.clear();
 }
 
@@ -102,7 +88,10 @@ void PackageReader::measure() {
 // read that fails is a failure, as with all reads here.
 bool PackageReader::readHeader() {
   std::array<std::byte, kHeaderSize> header{};
-  if (!fill(header)) return false;
+  if (!fill(header) || failedReads_ > 0) {
+    failReading();
+    return false;
+  }
   ByteReader reader(header);
   constexpr std::uint16_t kSignature = 'T' | 'P' << 8, kVersion = 1;
   if (reader.u16le() != kSignature || reader.u16le() != kVersion) return false;
@@ -116,42 +105,21 @@ bool PackageReader::readHeader() {
 void PackageReader::openFolder(const std::u16string& destination) {
   package_.extractionFolder = joinPath(destination, package_.identifierText);
   std::error_code error;
-  folder_ = std::make_unique<OutputFolder>(destination, package_.identifierText, error);
-  if (error) {
-    folder_.reset();
-    return fail(Failure::CannotCreate, "its folder \"" + toUtf8(package_.extractionFolder) +
-                                           "\" cannot be used: " + describe(error));
-  }
-  // Others who unpack the same package would write the same files. Where the file system knows no
-  // locks, each file is still locked while it is written.
-  lock_.emplace(joinPath(package_.extractionFolder, kStagedSuffix), error);
-  removeStaged();
+  folder_ = std::make_unique<StagedFolder>(destination, package_.identifierText, limits_.spareSpace,
+                                           error);
+  if (!error) return;
+  folder_.reset();
+  fail(Failure::CannotCreate, "its folder \"" + toUtf8(package_.extractionFolder) +
+                                  "\" cannot be used: " + describeFileError(error));
 }
 
 void PackageReader::readEntries(bool all) {
   std::array<std::byte, kEntryHeaderSize> header{};
   for (;;) {
-    // QUIRK: After a read that failed, or came short, the header is what is left of the one before.
-    // It is no entry. Kept: a device that fails now and then is read on.
-    const std::optional<std::size_t> count = fill(header);
-    if (count == 0u) return;
-    if (failedReads_ == kMaxFailedReads)
-      return addProblem({}, u"", "the file cannot be read any further");
-    if (++headers_ > kMaxHeaders)
-      return giveUp(Failure::TooLarge,
-                    "it has more than " + std::to_string(kMaxHeaders) + " entries");
-    ByteReader reader(header);
     Entry entry;
-    entry.id = reader.u32le();
-    entry.packedSize = static_cast<std::int32_t>(reader.u32le());
-    entry.size = static_cast<std::int32_t>(reader.u32le());
-    // QUIRK: The data of an entry without a size is not skipped, but read as the next header. That
-    // is none. Kept: packages in use are read in this way.
-    if (entry.packedSize <= 0 || entry.size <= 0) {
-      if (entry.packedSize != 0 || entry.size != 0)
-        addProblem(entry, u"", "it has no size; what follows is taken for an entry");
-      continue;
-    }
+    const Header found = readEntryHeader(header, entry);
+    if (found == Header::End) return;
+    if (found == Header::Skip) continue;
     if (++entries_ > limits_.entries)
       return giveUp(Failure::TooLarge,
                     "it has more than " + std::to_string(limits_.entries) + " entries");
@@ -159,13 +127,39 @@ void PackageReader::readEntries(bool all) {
   }
 }
 
-// False when the package is not to be read on.
+// Reads the next header over the previous one.
+// QUIRK: After a read that failed or came short, the rest of the previous header counts as the next
+// one. It is no entry. Kept: a device that fails now and then is read on. Nothing is unpacked then:
+// the data of such an entry is not its own.
+PackageReader::Header PackageReader::readEntryHeader(std::span<std::byte> header, Entry& entry) {
+  if (fill(header) == 0u) return Header::End;
+  if (failedReads_ == kMaxFailedReads) {
+    failReading();
+    return Header::End;
+  }
+  if (++headers_ > kMaxHeaders) {
+    giveUp(Failure::TooLarge, "it has more than " + std::to_string(kMaxHeaders) + " entries");
+    return Header::End;
+  }
+  ByteReader reader(header);
+  entry.id = reader.u32le();
+  entry.packedSize = static_cast<std::int32_t>(reader.u32le());
+  entry.size = static_cast<std::int32_t>(reader.u32le());
+  // QUIRK: The data of an entry without a size is not skipped, but read as the next header. That
+  // is none. Kept: packages in use are read in this way.
+  const bool hasData = entry.packedSize > 0 && entry.size > 0;
+  if (!hasData && (entry.packedSize != 0 || entry.size != 0))
+    addProblem(entry, u"", "it has no size; the bytes after it are read as an entry");
+  if (hasData && failedReads_ > 0) failReading();
+  return hasData ? Header::Entry : Header::Skip;
+}
+
+// False when reading ends here.
 bool PackageReader::readEntry(Entry entry, bool all) {
   const auto packedSize = static_cast<std::size_t>(entry.packedSize);
-  const auto piece = std::span(in_).first(std::min(in_.size(), packedSize));
-  const std::size_t firstPiece = fill(piece).value_or(0);
-  if (firstPiece == 0) {
-    addProblem(entry, u"", "the file ends where its data should be");
+  const std::size_t firstBlock = fillData(std::span(in_).first(std::min(in_.size(), packedSize)));
+  if (firstBlock == 0) {
+    if (failedReads_ == 0) addProblem(entry, u"", "the file ends where its data should be");
     return false;
   }
   Sinks sinks;
@@ -177,9 +171,9 @@ bool PackageReader::readEntry(Entry entry, bool all) {
     // Kept: callers that want the index alone ask for it in this way.
     plan = planFor(entry, all);
     sinks.isDocument = plan.isMain;
-    createFiles(entry, plan.names, sinks);
+    openFiles(entry, plan.names, sinks);
   }
-  if (!isGivenUp_) inflateData(entry, firstPiece, sinks);
+  if (!isGivenUp_) inflateData(entry, firstBlock, sinks);
   if (isGivenUp_) return false;
   if (entry.id == 0) {
     parse(entry, sinks, *package_.index);
@@ -221,19 +215,19 @@ void PackageReader::readIndex() {
   for (auto child = root->FirstChildElement(); child; child = child->NextSiblingElement()) {
     const std::optional<std::uint32_t> id = entryId(*child);
     const std::string* name = child->Attribute(std::string("filename"));
-    if (!id || !name) continue;
-    // A name that is given twice would be written twice with the same bytes. Of too many, one stays
-    // to be told, and main.xml.
-    std::vector<std::string>& names = names_[*id];
-    const bool isMain = isMainName(*name);
-    const std::string kept = name->substr(0, kMaxNameSize);
-    if (isMain
-            ? std::ranges::any_of(names, isMainName)
-            : std::ranges::find(names, kept) != names.end() ||
-                  std::ranges::count_if(names, std::not_fn(isMainName)) > std::ptrdiff_t{kMaxNames})
-      continue;
-    names.push_back(kept);
+    if (id && name) addName(names_[*id], *name);
   }
+}
+
+// Keeps each name once, and of names above the limit the first, which is reported, and main.xml.
+void PackageReader::addName(std::vector<std::string>& names, const std::string& name) {
+  const std::string kept = name.substr(0, kMaxNameSize);
+  const bool isKnown = isMainName(name) ? std::ranges::any_of(names, isMainName)
+                                        : std::ranges::find(names, kept) != names.end();
+  const auto isFull = [&] {
+    return std::ranges::count_if(names, std::not_fn(isMainName)) > std::ptrdiff_t{kMaxNames};
+  };
+  if (!isKnown && (isMainName(name) || !isFull())) names.push_back(kept);
 }
 
 void PackageReader::parse(const Entry& entry, Sinks& sinks, TiXmlDocument& document) {
@@ -249,7 +243,7 @@ void PackageReader::parse(const Entry& entry, Sinks& sinks, TiXmlDocument& docum
 
 bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {
   const char* fault = faultOfFileName(name);
-  if (!fault && isStagedName(name)) fault = "the name is one that unpacking uses itself";
+  if (!fault && StagedFolder::isReserved(name)) fault = "the name is reserved for unpacking";
   if (fault) {
     addProblem(entry, name, fault);
     return false;
@@ -260,24 +254,24 @@ bool PackageReader::accepts(const Entry& entry, const std::u16string& name) {
   return false;
 }
 
-void PackageReader::createFiles(const Entry& entry, const std::vector<std::u16string>& names,
-                                Sinks& sinks) {
+void PackageReader::openFiles(const Entry& entry, const std::vector<std::u16string>& names,
+                              Sinks& sinks) {
   for (std::size_t i = 0; i < names.size(); ++i) {
-    const std::u16string& name = names[i];
-    if (i == kMaxNames) return addProblem(entry, name, "the index lists the entry too often");
+    if (i == kMaxNames) return addProblem(entry, names[i], "the index lists the entry too often");
     if (++nameCount_ > limits_.names)
       return giveUp(Failure::TooLarge,
                     "its entries have more than " + std::to_string(limits_.names) + " names");
-    if (!accepts(entry, name) || !takesFiles()) continue;
-    Target target{name, nullptr, nullptr};
-    std::error_code error;
-    if (folder_ && !staged_.contains(name)) target.old = folder_->openFile(name, error);
-    if (error && error != std::errc::no_such_file_or_directory) {
-      addProblem(entry, name, describe(error));
-    } else {
-      sinks.files.push_back(std::move(target));
-    }
+    if (accepts(entry, names[i])) openFile(entry, names[i], sinks);
   }
+}
+
+void PackageReader::openFile(const Entry& entry, const std::u16string& name, Sinks& sinks) {
+  if (use_ == Use::Measure) sinks.files.push_back({name, nullptr, nullptr});
+  if (!folder_) return;
+  std::error_code error;
+  Target target = folder_->open(name, error);
+  if (error) return addProblem(entry, name, describeFileError(error));
+  sinks.files.push_back(std::move(target));
 }
 
 // Reads until the buffer is full, the file ends, or a read fails. Nothing when the first read did.
@@ -293,140 +287,91 @@ std::optional<std::size_t> PackageReader::fill(std::span<std::byte> buffer) {
   return done;
 }
 
-// Where data is missing, zeros stand for it; what inflates without fault before the first one is
-// taken.
-void PackageReader::inflateData(const Entry& entry, std::size_t firstPiece, Sinks& sinks) {
-  using State = Inflater::State;
-  const bool isWanted = sinks.isDocument || !sinks.files.empty();
-  Inflater inflater;
-  std::size_t left = static_cast<std::size_t>(entry.packedSize), got = firstPiece;
-  std::uint64_t total = 0;
-  bool isCut = false, isOpen = isWanted;
-  while (left > 0) {
-    const auto piece = std::span(in_).first(std::min(in_.size(), left));
-    if (left != static_cast<std::size_t>(entry.packedSize))
-      got = isCut ? 0 : fill(piece).value_or(0);
-    isCut = isCut || got < piece.size();
-    std::ranges::fill(piece.subspan(got), std::byte{0});
-    left -= piece.size();
-    std::span<const std::byte> input = piece;
-    while (isOpen) {
-      const std::size_t count = inflater.inflate(input, out_);
-      total += count;
-      give(entry, std::span(out_).first(count), sinks);
-      if (isGivenUp_) return;
-      isOpen = inflater.state() == State::Open && total <= limits_.fileSize &&
-               !(sinks.documentTooLong && sinks.files.empty());
-      if (count < out_.size() && input.empty()) break;
-    }
-    if (isCut && !isOpen) break;
-  }
-  if (isCut) addProblem(entry, u"", "the file ends inside its data");
-  if (!isWanted) return;
-  if (total > limits_.fileSize) {
-    for (Target& target : sinks.files) {
-      target.size = 0;
-      target.staged.reset();
-    }
-    addProblem(entry, u"", "it is larger than " + mebibytes(limits_.fileSize));
-  } else if (inflater.state() == State::Damaged || isOpen) {
-    if (!isCut) addProblem(entry, u"", "its data is damaged");
-  }
-  if (folder_) finishFiles(entry, sinks);
+// Reads data of an entry, which is not read again after a failure.
+std::size_t PackageReader::fillData(std::span<std::byte> buffer) {
+  const std::optional<std::size_t> count = fill(buffer);
+  if (failedReads_ > 0) failReading();
+  return count.value_or(0);
 }
 
-void PackageReader::give(const Entry& entry, std::span<const std::byte> bytes, Sinks& sinks) {
-  if (sinks.isDocument && !sinks.documentTooLong) {
-    documentBytes_ += bytes.size();
-    if (documentBytes_ > kMaxDocumentBytes)
-      return giveUp(Failure::TooLarge,
-                    "its documents are larger than " + mebibytes(kMaxDocumentBytes));
-    sinks.documentTooLong = bytes.size() > kMaxDocumentSize - sinks.document.size();
-    if (!sinks.documentTooLong)
-      sinks.document.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+// The next block of compressed data; zeros stand for what the file lacks.
+std::span<const std::byte> PackageReader::nextBlock(Data& data) {
+  const auto block = std::span(in_).first(std::min(in_.size(), data.left));
+  const std::size_t got = data.got > 0 ? data.got : data.isCut ? 0 : fillData(block);
+  data.got = 0;
+  data.isCut = data.isCut || got < block.size();
+  std::ranges::fill(block.subspan(got), std::byte{0});
+  data.left -= block.size();
+  return block;
+}
+
+// Gives the sinks what inflates before the first error.
+void PackageReader::inflateData(const Entry& entry, std::size_t firstBlock, Sinks& sinks) {
+  Inflater inflater;
+  Data data{static_cast<std::size_t>(entry.packedSize), firstBlock};
+  bool isOpen = !sinks.isEmpty();
+  while (data.left > 0 && !(data.isCut && !isOpen)) {
+    const std::span<const std::byte> block = nextBlock(data);
+    if (isOpen) isOpen = inflateBlock(inflater, block, data, sinks);
+    if (isGivenUp_) return;
   }
+  finishData(entry, data, inflater.state() == Inflater::State::Damaged || isOpen, sinks);
+}
+
+// False when the sinks take no more data.
+bool PackageReader::inflateBlock(Inflater& inflater, std::span<const std::byte> input, Data& data,
+                                 Sinks& sinks) {
+  for (;;) {
+    const std::size_t count = inflater.inflate(input, out_);
+    data.inflated += count;
+    give(std::span(out_).first(count), sinks);
+    if (isGivenUp_ || inflater.state() != Inflater::State::Open ||
+        data.inflated > limits_.fileSize || (sinks.documentTooLong && sinks.files.empty()))
+      return false;
+    if (count < out_.size() && input.empty()) return true;
+  }
+}
+
+void PackageReader::finishData(const Entry& entry, const Data& data, bool isDamaged, Sinks& sinks) {
+  if (data.isCut && package_.report.failure != Failure::CannotRead)
+    addProblem(entry, u"", "the file ends inside its data");
+  if (sinks.isEmpty()) return;
+  if (data.inflated > limits_.fileSize) {
+    std::ranges::for_each(sinks.files, StagedFolder::clear);
+    addProblem(entry, u"", "it is larger than " + mebibytes(limits_.fileSize));
+  } else if (isDamaged && !data.isCut) {
+    addProblem(entry, u"", "its data is damaged");
+  }
+  if (!folder_) return;
+  for (Target& target : sinks.files)
+    if (StagedFolder::Error error = folder_->finish(target))
+      return giveUp(error.failure, std::move(error.reason));
+}
+
+void PackageReader::give(std::span<const std::byte> bytes, Sinks& sinks) {
+  if (sinks.isDocument && !sinks.documentTooLong) giveDocument(bytes, sinks);
+  if (!isGivenUp_) giveFiles(bytes, sinks);
+}
+
+void PackageReader::giveDocument(std::span<const std::byte> bytes, Sinks& sinks) {
+  documentBytes_ += bytes.size();
+  if (documentBytes_ > kMaxDocumentBytes)
+    return giveUp(Failure::TooLarge,
+                  "its documents are larger than " + mebibytes(kMaxDocumentBytes));
+  sinks.documentTooLong = bytes.size() > kMaxDocumentSize - sinks.document.size();
+  if (!sinks.documentTooLong)
+    sinks.document.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+void PackageReader::giveFiles(std::span<const std::byte> bytes, Sinks& sinks) {
   for (Target& target : sinks.files) {
     fileBytes_ += bytes.size();
     if (fileBytes_ > limits_.total)
       return giveUp(Failure::TooLarge, "it unpacks to more than " + mebibytes(limits_.total));
-    if (folder_ && !matchesOld(target, bytes)) {
-      if (!target.staged && !stage(entry, target)) return;
-      if (!hasSpace(bytes.size()))
-        return giveUp(Failure::CannotWrite, "the disk has no space left for it");
-      if (!target.staged->write(bytes))
-        return giveUp(Failure::CannotWrite,
-                      "\"" + toUtf8(target.name) + "\" cannot be written to its folder");
-    }
-    target.size += bytes.size();
+    if (!folder_) continue;
+    if (StagedFolder::Error error = folder_->append(target, bytes))
+      return giveUp(error.failure, std::move(error.reason));
   }
-}
-
-// Whether the bytes are what the file that is there goes on with.
-bool PackageReader::matchesOld(Target& target, std::span<const std::byte> bytes) {
-  if (!target.old) return false;
-  const auto own = std::span(old_).first(bytes.size());
-  return readFully(*target.old, target.size, own) == bytes.size() && std::ranges::equal(own, bytes);
-}
-
-// Begins a new file with what the old one has in common with it.
-bool PackageReader::stage(const Entry& entry, Target& target) {
-  const auto [place, isNew] = staged_.try_emplace(target.name);
-  Staged& staged = place->second;
-  staged.entry = entry.id;
-  if (isNew) {
-    staged.file = kStagedPrefix;
-    staged.file.append(fromUtf8(std::to_string(staged_.size()))).append(kStagedSuffix);
-  } else {
-    folder_->removeFile(staged.file);  // some file systems flush one that was emptied
-  }
-  const auto refuse = [&](Failure failure, const std::string& reason) {
-    giveUp(failure, "\"" + toUtf8(target.name) + "\": " + reason);
-    return false;
-  };
-  std::error_code error;
-  target.staged = folder_->createFile(staged.file, error);
-  if (!target.staged) {
-    const bool isFull = error == std::errc::no_space_on_device;
-    return refuse(isFull ? Failure::CannotWrite : Failure::CannotCreate, describe(error));
-  }
-  if (target.old && target.size > 0 &&
-      (!hasSpace(target.size) ||
-       copyBytes(*target.old, 0, *target.staged, 0, target.size) != target.size ||
-       !target.staged->seek(target.size)))
-    return refuse(Failure::CannotWrite, "it cannot be written beside the one that is there");
-  target.old.reset();
-  return true;
-}
-
-void PackageReader::finishFiles(const Entry& entry, Sinks& sinks) {
-  for (Target& target : sinks.files) {
-    const bool isSame = target.old && target.old->size() == target.size;
-    if (!isSame && !target.staged && !stage(entry, target)) return;
-  }
-}
-
-bool PackageReader::hasSpace(std::uint64_t bytes) const {
-  const std::optional<std::uint64_t> free = folder_->freeSpace();
-  return !free || (*free >= bytes && *free - bytes >= limits_.spareSpace);
-}
-
-// Puts all files in their places, or removes them when the package was given up.
-void PackageReader::commit() {
-  for (const auto& [name, staged] : staged_) {
-    std::error_code error;
-    if (!isGivenUp_) error = folder_->replaceFile(staged.file, name);
-    if (!isGivenUp_ && !error) continue;
-    folder_->removeFile(staged.file);
-    if (error) addProblem({staged.entry, 0, 0, {}}, name, describe(error));
-  }
-  if (isGivenUp_) folder_->discard();
-}
-
-// What a process that was killed has left.
-void PackageReader::removeStaged() {
-  std::error_code error;
-  for (const FolderEntry& entry : readFolder(package_.extractionFolder, error))
-    if (isStagedName(entry.name)) folder_->removeFile(entry.name);
 }
 
 void PackageReader::addProblem(const Entry& entry, std::u16string_view name, std::string reason) {
@@ -435,6 +380,7 @@ void PackageReader::addProblem(const Entry& entry, std::u16string_view name, std
   problems.push_back({entry.id, std::u16string(name), std::move(reason)});
 }
 
+// Reports the first failure; reading goes on, but nothing is unpacked.
 void PackageReader::fail(Failure failure, std::string reason) {
   PackageReport& report = package_.report;
   if (report.failure != Failure::None) return;
@@ -442,7 +388,9 @@ void PackageReader::fail(Failure failure, std::string reason) {
   report.failureReason = std::move(reason);
 }
 
-// The package is not read on.
+void PackageReader::failReading() { fail(Failure::CannotRead, "an error while reading"); }
+
+// Reports a failure and ends reading.
 void PackageReader::giveUp(Failure failure, std::string reason) {
   fail(failure, std::move(reason));
   isGivenUp_ = true;

@@ -25,6 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
+using enum tessaron::PackageReport::Failure;
 
 namespace {
 
@@ -276,7 +277,7 @@ TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
       {"C:a", "drive"},
       {"Aux.png", "device"},
       {"a.", "dot or a blank"},
-      {".tessaron-1.tmp", "uses itself"},
+      {".tessaron-1.tmp", "reserved for"},
       {std::string(256, 'a'), "too long"},
       {"GOOD.PNG", "case from good.png"},
       {"\xC3\x84.png", "case from \xC3\xA4.png"},
@@ -393,7 +394,6 @@ TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
 }
 
 TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
-  using enum tessaron::PackageReport::Failure;
   std::vector<std::pair<std::uint32_t, std::string>> names;
   for (std::uint32_t id = 2; id < 5; ++id)
     for (int i = 0; i < 16; ++i) names.push_back({id, std::to_string(16 * id + i)});
@@ -515,17 +515,23 @@ TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
     EXPECT_THAT(unpacked(), good);
     EXPECT_EQ(reasons(package), "");
   }
-  // Whichever read fails for good, 16 of them are the last, or one that should have given data.
-  const int all = 10;  // header, four entries, end
-  for (int first = 0; first <= all; ++first) {
-    SCOPED_TRACE(first);
-    UnreliableFile broken(content);
-    broken.fails = [=](int read) { return read >= first; };
-    Package package;
-    package.Initialize(broken, data.u16string(), true);
-    EXPECT_EQ(package.finished, 1);
-    EXPECT_LE(broken.reads, first + 16);
-    EXPECT_EQ(package.report.problems.empty(), first == 0 || first == all) << reasons(package);
+  // Header, four entries, end. Only the first entry's header can be read again.
+  const Files old = {{"a.png", "old"}};
+  for (int first = 0; first < 10; ++first) {
+    for (const bool isForGood : {true, false}) {
+      SCOPED_TRACE(first);
+      EXPECT_EQ(unpackedFrom(package(old)), old);
+      UnreliableFile broken(content);
+      broken.fails = [=](int read) { return isForGood ? read >= first : read == first; };
+      Package package;
+      package.Initialize(broken, data.u16string(), true);
+      EXPECT_EQ(package.finished, 1);
+      EXPECT_LE(broken.reads, isForGood ? first + 16 : 16);
+      const bool isTold = isForGood || first != 1;
+      EXPECT_EQ(package.report.failure, isTold ? CannotRead : None);
+      EXPECT_EQ(unpacked().size(), isTold ? 1 : 2);
+      EXPECT_EQ(unpacked()[0].second, isTold ? "old" : "first");
+    }
   }
   {
     // Reads of headers that fail fifteen times, and then go on. The header of the first round is
@@ -537,14 +543,22 @@ TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
     package.Initialize(shaky, data.u16string(), true);
     EXPECT_THAT(unpacked(), good);
   }
-  {
-    // QUIRK's other side: with the header before in hand, a failed read takes its data once more.
-    UnreliableFile stale(packageHeader() + entry(0, indexXml({{2, "a"}})) + entry(2, "two") +
-                         deflated("new"));
-    stale.fails = [](int read) { return read == 5; };
-    fs::remove_all(data / kIdentifier);
-    Package package;
-    package.Initialize(stale, data.u16string(), true);
-    EXPECT_THAT(unpacked(), ElementsAre(Pair("a", "new")));
-  }
+}
+
+TEST_F(CPackageTest, PutsAllFilesInPlaceOrNone) {
+  const Files old = {{"a", "old"}, {"c", "old"}, {"d", "old"}};
+  EXPECT_EQ(unpackedFrom(package(old)), old);
+  UnreliableFile file(package({{"a", "new"}, {"b", "new"}, {"c", "new"}, {"d", "new"}}));
+  // A folder takes the place of a file after that was compared.
+  file.fails = [&](int read) {
+    if (read == 13) fs::remove(data / kIdentifier / "c");
+    if (read == 13) fs::create_directory(data / kIdentifier / "c");
+    return false;
+  };
+  Package package;
+  package.Initialize(file, data.u16string(), true);
+  EXPECT_EQ(file.reads, 14);
+  EXPECT_EQ(package.report.failure, CannotWrite);
+  EXPECT_THAT(package.report.failureReason, testing::StartsWith("\"c\": "));
+  EXPECT_THAT(unpacked(), ElementsAre(Pair("a", "old"), Pair("c", "(folder)"), Pair("d", "old")));
 }

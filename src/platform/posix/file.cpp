@@ -418,6 +418,13 @@ std::error_code OutputFolder::replaceFile(std::u16string_view from, std::u16stri
   return done ? std::error_code() : lastError();
 }
 
+std::error_code OutputFolder::linkFile(std::u16string_view from, std::u16string_view to) const {
+  const int folder = static_cast<int>(handle_);
+  const bool done =
+      linkat(folder, nativePath(from).c_str(), folder, nativePath(to).c_str(), 0) == 0;
+  return done ? std::error_code() : lastError();
+}
+
 std::error_code OutputFolder::removeFile(std::u16string_view name) const {
   const bool done = unlinkat(static_cast<int>(handle_), nativePath(name).c_str(), 0) == 0;
   return done || errno == ENOENT ? std::error_code() : lastError();

@@ -297,6 +297,13 @@ std::error_code OutputFolder::replaceFile(std::u16string_view from, std::u16stri
   return done ? std::error_code() : lastError();
 }
 
+std::error_code OutputFolder::linkFile(std::u16string_view from, std::u16string_view to) const {
+  const bool done =
+      CreateHardLinkW(wide(std::u16string(path_).append(u"\\").append(to)),
+                      wide(std::u16string(path_).append(u"\\").append(from)), nullptr);
+  return done ? std::error_code() : lastError();
+}
+
 std::error_code OutputFolder::removeFile(std::u16string_view name) const {
   const bool done = DeleteFileW(wide(std::u16string(path_).append(u"\\").append(name)));
   return done || GetLastError() == ERROR_FILE_NOT_FOUND ? std::error_code() : lastError();
