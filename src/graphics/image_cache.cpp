@@ -10,6 +10,7 @@
 #include <system_error>
 #include <type_traits>
 
+#include "graphics/image_cache_internal.h"
 #include "platform/system.h"
 #include "platform/text.h"
 #include "support/byte_reader.h"
@@ -24,8 +25,8 @@ constexpr std::size_t kHeaderSize = sizeof(CACHESECTIONHEADER);
 constexpr std::size_t kKeySize = sizeof(CACHESECTIONHEADER::primaryKey);
 constexpr std::size_t kTagSize = std::extent_v<decltype(CACHESECTIONHEADER::tag)>;
 constexpr std::uint64_t kEndOfOffsets = std::numeric_limits<std::uint32_t>::max();
-// What a damaged size can make of a section at most, beyond what is there.
-constexpr std::uint64_t kMostMissing = 1 << 20;
+// Longest zero padding for a section whose size exceeds the file; bytes.
+constexpr std::uint64_t kMaxMissing = 1 << 20;
 
 using FileHeaderBytes = std::array<std::byte, sizeof(CACHEFILEHEADER)>;
 using SectionHeaderBytes = std::array<std::byte, kHeaderSize>;
@@ -68,18 +69,18 @@ FileHeaderBytes encode(const CACHEFILEHEADER& header) {
   return bytes;
 }
 
-// The first `most` units of a text that ends at its first NUL.
-std::u16string_view cutTag(std::u16string_view tag, std::size_t most) {
-  return tag.substr(0, std::min(tag.find(u'\0'), most));
+// The tag up to its first NUL, at most `maxUnits` units of it.
+std::u16string_view cutTag(std::u16string_view tag, std::size_t maxUnits) {
+  return tag.substr(0, std::min(tag.find(u'\0'), maxUnits));
 }
 
 std::uint64_t wholeSize(const CACHESECTIONHEADER& section) {
   return kHeaderSize + std::uint64_t{section.dataSize};
 }
 
-// Sections that stand back to back, from the first one on.
+// Leading sections without gaps between them, which are copied in one go.
 struct Run {
-  std::uint64_t begin;  // of the first one's header
+  std::uint64_t begin;  // of the first header
   std::uint64_t size = 0;
   std::size_t count = 0;
 };
@@ -92,10 +93,10 @@ Run firstRun(std::span<const CACHESECTIONHEADER> sections) {
   return run;
 }
 
-// Lets zeros stand for what is missing of the last section in a working file that ends at `end`.
+// Pads the last section of a working file that ends at `end` with zeros.
 bool completeCut(File& work, CACHESECTIONHEADER& section, std::uint64_t end) {
   const std::uint64_t begin = section.dataOffset - kHeaderSize;
-  const std::uint64_t whole = std::min(begin + wholeSize(section), end + kMostMissing);
+  const std::uint64_t whole = std::min(begin + wholeSize(section), end + kMaxMissing);
   section.dataSize = static_cast<std::uint32_t>(whole - section.dataOffset);
   const SectionHeaderBytes header = encode(section);
   return work.seek(begin) && work.write(std::span(header).first(sizeof section.dataSize)) &&
@@ -113,8 +114,8 @@ CacheWalk::CacheWalk(File& file) : file_(&file), at_(sizeof(CACHEFILEHEADER)) {
   const std::optional<std::uint64_t> size = file.size();
   const std::optional<std::size_t> started = readFully(file, 0, start);
   if (!size || !started) {
-    at_ = 0;  // not whole
-    hasReadFailed_ = true;
+    at_ = 0;
+    hasReadError_ = true;
     return;
   }
   size_ = *size;
@@ -127,8 +128,8 @@ bool CacheWalk::next() {
   while (at_ < size_) {
     SectionHeaderBytes bytes{};
     const std::optional<std::size_t> got = readFully(*file_, at_, bytes);
-    hasReadFailed_ = !got;
     const std::uint64_t data = at_ + kHeaderSize;
+    hasReadError_ = !got;
     if (got.value_or(0) == 0 || data > kEndOfOffsets) return false;
     section_ = decode(bytes);
     section_.dataOffset = static_cast<std::uint32_t>(data);
@@ -137,6 +138,31 @@ bool CacheWalk::next() {
     if (section_.dataSize > 0) return true;
   }
   return false;
+}
+
+CacheLoad loadCache(File& cache, File& work, std::vector<CACHESECTIONHEADER>& sections) {
+  sections.clear();
+  CacheWalk walk(cache);
+  while (walk.next()) sections.push_back(walk.section());
+  CacheLoad result = walk.hasReadError() ? CacheLoad::ReadError : CacheLoad::Whole;
+  std::uint64_t end = 0;  // of the working file
+  for (std::size_t i = 0; i < sections.size();) {
+    const Run run = firstRun(std::span(sections).subspan(i));
+    const std::optional<std::uint64_t> copied = copyBytes(cache, run.begin, work, end, run.size);
+    if (!copied) return CacheLoad::Failed;
+    if (*copied < run.size && run.begin + *copied < cache.size().value_or(UINT64_MAX))
+      result = CacheLoad::ReadError;
+    for (const std::uint64_t copiedTo = end + *copied, runTo = end + run.size; end < runTo; ++i) {
+      CACHESECTIONHEADER& section = sections[i];
+      section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
+      if (end + wholeSize(section) > copiedTo) {
+        sections.resize(i + 1);
+        return completeCut(work, section, copiedTo) ? result : CacheLoad::Failed;
+      }
+      end += wholeSize(section);
+    }
+  }
+  return result;
 }
 
 CACHESECTIONHEADER makeSection(const unsigned char* primaryKey, const unsigned char* secondaryKey,
@@ -175,8 +201,8 @@ bool matchesSection(const CACHESECTIONHEADER& section, const unsigned char* prim
                     const unsigned char* secondaryKey, std::uint32_t variant,
                     std::u16string_view tag) {
   static constexpr unsigned char kNoKey[kKeySize] = {};
-  // QUIRK: a stored tag keeps 31 units, a tag looked for keeps 32, so that longer ones never match.
-  // It looks like an error by one. Kept: callers get no other image whose long tag begins the same.
+  // QUIRK: A stored tag keeps 31 units, a tag looked up keeps 32: longer tags never match. It looks
+  // like an off-by-one error. Kept: callers never get an image whose long tag only begins the same.
   return section.variant == variant && std::memcmp(section.primaryKey, primaryKey, kKeySize) == 0 &&
          std::memcmp(section.secondaryKey, secondaryKey ? secondaryKey : kNoKey, kKeySize) == 0 &&
          equalIgnoringCase(cutTag({section.tag, kTagSize}, kTagSize), cutTag(tag, kTagSize));
@@ -221,7 +247,7 @@ void CImageCacheMan::init() {
   std::error_code error;
   OpenMode mode{.write = true, .disposition = OpenMode::Disposition::OpenAlways};
   std::shared_ptr<File> cache = tessaron::openFile(cachePath, mode, error);
-  if (!cache) return;  // the working file may be another process's
+  if (!cache) return;  // another process may be using the working file
   mode.disposition = OpenMode::Disposition::CreateAlways;
   mode.deleteOnClose = true;
   mode.randomAccess = true;
@@ -234,39 +260,19 @@ void CImageCacheMan::init() {
   workFile = openedWork_ = std::move(work);
 }
 
-// Copies the sections into the working file, back to back, and points the index there. False when
-// the working file does not take them.
 bool CImageCacheMan::load(File& cache, File& work) {
-  sections.clear();
-  for (tessaron::CacheWalk walk(cache); walk.next();) sections.push_back(walk.section());
-  std::uint64_t end = 0;  // of the working file
-  for (std::size_t i = 0; i < sections.size();) {
-    const Run run = firstRun(std::span(sections).subspan(i));
-    const std::optional<std::uint64_t> copied =
-        tessaron::copyBytes(cache, run.begin, work, end, run.size);
-    if (!copied) return false;
-    for (const std::uint64_t copiedTo = end + *copied, runTo = end + run.size; end < runTo; ++i) {
-      CACHESECTIONHEADER& section = sections[i];
-      section.dataOffset = static_cast<std::uint32_t>(end + kHeaderSize);
-      if (end + wholeSize(section) > copiedTo) {
-        sections.resize(i + 1);
-        return completeCut(work, section, copiedTo);
-      }
-      end += wholeSize(section);
-    }
-  }
-  return true;
+  const tessaron::CacheLoad loaded = tessaron::loadCache(cache, work, sections);
+  isReadOnly_ = loaded == tessaron::CacheLoad::ReadError;
+  return loaded != tessaron::CacheLoad::Failed;
 }
 
 void CImageCacheMan::deinit() {
   if (openedCache_ && openedWork_) {
-    if (sections.size() > maxEntries) {
+    if (sections.size() > maxEntries)
       sections.erase(sections.begin(), sections.end() - static_cast<std::ptrdiff_t>(maxEntries));
-    }
-    // QUIRK: the file is overwritten in its place, so that a failure midway loses sections. Files
-    // are replaced in one step elsewhere. Kept: this is a cache, and whoever has it open for
-    // reading goes on with the same file.
-    if (openedCache_->seek(0) && openedCache_->setEnd())
+    // QUIRK: The file is overwritten in place; a failure midway loses sections. Elsewhere files are
+    // replaced in one step. Kept: readers of the open file go on with the same one.
+    if (!isReadOnly_ && openedCache_->seek(0) && openedCache_->setEnd())
       tessaron::writeCache(*openedCache_, *openedWork_, sections);
   }
   openedCache_.reset();
@@ -291,7 +297,7 @@ bool CImageCacheMan::getFromCache(std::vector<unsigned char>& bytes,
   if (found == sections.end()) return false;
   try {
     bytes.resize(found->dataSize);
-  } catch (const std::exception&) {  // too long for a vector, or for the memory
+  } catch (const std::exception&) {  // too large for a vector or for the memory
     return false;
   }
   const std::size_t got =
@@ -304,8 +310,9 @@ bool CImageCacheMan::saveToCache(const unsigned char* data, std::uint32_t size,
                                  const unsigned char* primaryKey, const unsigned char* secondaryKey,
                                  std::uint32_t variant, std::u16string tag) {
   if (size == 0 || !tessaron::isReadable(data, size) || !isKey(primaryKey)) return false;
-  // QUIRK: true although nothing is stored, when the cache is not open or the disk is full. Kept:
-  // callers save every image that they have loaded, and go on without the cache where it fails.
+  // QUIRK: True although nothing is stored, when the cache is not open or the disk is full. A save
+  // that failed should be false. Kept: callers save every image that they load, and go on without
+  // the cache where it fails.
   const std::shared_ptr<File> work = workFile.lock();
   const std::optional<std::uint64_t> end = work ? work->size() : std::nullopt;
   if (!end) return true;
