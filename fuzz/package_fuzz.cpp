@@ -1,5 +1,6 @@
-// Unpacks a package. The input is its entries, or, behind a zero byte, its index, which then names
-// a few small entries.
+// Unpacks a package. The first byte of the input chooses what the rest is: 0 an index in front of a
+// few small entries, 1 a description (templates, shelf and groups) in front of them, anything else
+// the entries themselves.
 
 #include <unistd.h>
 #include <zlib.h>
@@ -10,11 +11,22 @@
 #include "fuzz.h"
 #include "platform/file.h"
 #include "themes/file_names.h"
+#include "themes/theme_check.h"
 #include "themes/theme_package.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tessaron::ThemeWarning;
+
+constexpr const char* kIndex =
+    "<i><f id='1' filename='main.xml'/><f id='2' filename='a.png'/><f id='3' "
+    "filename='b.png'/></i>";
+constexpr const char* kTheme =
+    "<p><theme name='x' screenshot='a.png'><templates><t mode='fullframe' "
+    "file='b.png'/></templates>"
+    "<virtualshelf background='c.png' uwidth='1'><g name='n' image='a.png' olx='x'/></virtualshelf>"
+    "</theme></p>";
 
 std::string entry(std::uint32_t id, const std::string& content) {
   uLongf size = compressBound(content.size());
@@ -28,6 +40,28 @@ std::string entry(std::uint32_t id, const std::string& content) {
   return header + std::string(64, '\0') + data;
 }
 
+std::string packageOf(const std::uint8_t* data, std::size_t size) {
+  std::string content("TP\1\0", 4);
+  content.resize(1044, '\7');
+  if (size == 0 || data[0] > 1) return content + asText(data, size);
+  const std::string text = asText(data + 1, size - 1);
+  const bool isIndex = data[0] == 0;
+  content += entry(0, isIndex ? text : kIndex) + entry(1, isIndex ? kTheme : text);
+  for (std::uint32_t id = 2; id < 5; ++id) content += entry(id, "picture");
+  return content;
+}
+
+// Every warning names a scheme that there is; what was dropped has a reason.
+void checkSchemes(const CThemePackage& package) {
+  for (const ThemeWarning& warning : tessaron::checkTheme(package)) {
+    CHECK(!warning.reason.empty());
+    CHECK(!warning.scheme || *warning.scheme < package.schemes.size());
+  }
+  for (const CThemeScheme* scheme : package.schemes)
+    for (const ThemeWarning& warning : tessaron::findDropped(package, *scheme))
+      CHECK(!warning.name.empty() && !warning.reason.empty());
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -36,14 +70,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fs::path destination = root / "data";
   fs::create_directories(destination);
 
-  std::string content("TP\1\0", 4);
-  content.resize(1044, '\7');
-  if (size > 0 && data[0] == 0) {
-    content += entry(0, asText(data + 1, size - 1));
-    for (std::uint32_t id = 1; id < 6; ++id) content += entry(id, "<p><theme name='x'/></p>");
-  } else {
-    content += asText(data, size);
-  }
+  const std::string content = packageOf(data, size);
   CThemePackage package;
   package.Initialize(*tessaron::memoryFile(content), destination.u16string(), true);
   CHECK(package.report.isPackage);
@@ -52,6 +79,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const bool isUnpacked = package.report.failure == tessaron::PackageReport::Failure::None;
   CHECK(isUnpacked != package.GetPathExtracted().empty());
   if (isUnpacked) CHECK(inspected.schemes.size() == package.schemes.size());
+  checkSchemes(inspected);
+  checkSchemes(package);
 
   // One folder was made, with files of plain names that the package has.
   std::size_t files = 0;

@@ -7,16 +7,17 @@
 #include "platform/gdiplus.h"
 #include "tessaron_export.h"
 
-/// The base of the charts: a canvas to draw on, and the way to save it.
+/// Base of the charts: a canvas, and saving it as a file.
 ///
-/// A copy shares the canvas. Delete a chart as what it was made as: the two virtual operations are
-/// the whole virtual table.
+/// A copy shares the canvas. The destructor is not virtual: delete a chart through its own type.
+/// One thread at a time per canvas, and so for a chart and its copies together; charts with
+/// different canvases may be used by different threads.
 class TESSARON_API GPChart {
  public:
-  /// What is drawn on; null until the chart that draws has made one. The base never deletes it.
+  /// Drawing surface, null until a derived chart has created one. The base never deletes it.
   Gdiplus::Bitmap* canvas = nullptr;
-  std::vector<std::int32_t> reserved1;  ///< the application's
-  std::vector<std::int32_t> reserved2;  ///< the application's
+  std::vector<std::int32_t> reserved1;  ///< for the application
+  std::vector<std::int32_t> reserved2;  ///< for the application
 
   GPChart();
   GPChart(const GPChart&);
@@ -30,10 +31,10 @@ class TESSARON_API GPChart {
   /// Does nothing. Always true.
   virtual bool feed();
 
-  /// Saves the canvas as a PNG file, straight to `path`: a failure may leave a part of it behind.
-  /// False on failure, the reason being the canvas's last status; false without a canvas.
+  /// Saves the canvas as a PNG file, directly to `path`: a failure may leave a partial file. False
+  /// on failure, with the reason in the canvas's last status, and without a canvas.
   bool writePng(const std::u16string& path);
-  /// Finds the image encoder for a MIME type, compared exactly. Returns its index among the
-  /// encoders of the system and sets `clsid`; -1, and `clsid` untouched, when there is none.
+  /// Finds the system's image encoder for a MIME type, compared exactly. Returns its index and sets
+  /// `clsid`; -1, and `clsid` unchanged, when there is none.
   int GetEncoderClsid(const char16_t* mimeType, CLSID* clsid);
 };

@@ -1,6 +1,7 @@
 #include "graphics/image_list.h"
 
 #include <algorithm>
+#include <atomic>
 #include <string_view>
 
 #include "graphics/image_list_internal.h"
@@ -12,10 +13,12 @@ using tessaron::Transparency;
 
 namespace {
 
-constinit const bool* alphaFlag = nullptr;
+// For all lists of the process; set before other threads fill lists.
+constinit std::atomic<const bool*> alphaFlag = nullptr;
 
 Transparency transparency() {
-  return alphaFlag && *alphaFlag ? Transparency::Alpha : Transparency::Magenta;
+  const bool* flag = alphaFlag;
+  return flag && *flag ? Transparency::Alpha : Transparency::Magenta;
 }
 
 std::u16string ending(const std::u16string& path) {

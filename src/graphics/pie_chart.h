@@ -5,20 +5,21 @@
 #include "graphics/simple_chart.h"
 #include "tessaron_export.h"
 
-/// A tilted, three-dimensional pie with a legend of two columns below it. Construct it with the
-/// picture's size, feed it, `normalize(true)` it, draw it, write it.
+/// A tilted, three-dimensional pie with a legend of two columns below it. Call `feed` for every
+/// item, then `normalize(true)`, `draw` and `writePng`.
 ///
-/// The layout is made for 12 items on a canvas that is at least 240 pixels high. On a smaller one
-/// what has no room is left out.
+/// The layout suits 12 items and a canvas at least 240 pixels high; what does not fit is left out.
+/// One thread at a time for a chart and its copies, which share the canvas; other charts may be
+/// drawn by other threads at the same time.
 class TESSARON_API GPPieChart : public GPSimpleChart {
  public:
   int margin = 20;    ///< pixels
-  int depth = 13;     ///< of the pie: pixels, and the number of layers below its top face
+  int depth = 13;     ///< of the pie in pixels, and the number of layers below the top face
   int pieWidth;       ///< of the top face, in pixels
   int pieHeight = 0;  ///< of the top face, in pixels; set by `draw`
 
-  /// Makes a canvas of so many pixels. Without GDI+ there is none; one of an impossible size takes
-  /// nothing that is drawn. A copy shares it, and it goes with the last of those that share it.
+  /// Creates a canvas; sizes in pixels. Without GDI+ there is none; drawing on one of an impossible
+  /// size does nothing. Copies share the canvas, which the last of them deletes.
   GPPieChart(int width, int height);
   GPPieChart(const GPPieChart&);
   GPPieChart(GPPieChart&&) noexcept;
@@ -26,7 +27,7 @@ class TESSARON_API GPPieChart : public GPSimpleChart {
   GPPieChart& operator=(GPPieChart&&) noexcept;
   ~GPPieChart();
 
-  /// Draws all items on a white canvas. Always true: what could not be drawn is not reported.
+  /// Draws all items on a white canvas. Always true, also when drawing failed.
   bool draw() override;
 
  private:

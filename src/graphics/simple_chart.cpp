@@ -13,17 +13,16 @@
 
 namespace {
 
-constexpr std::size_t kMaxItems = 12;  // of a chart whose rest is grouped
+constexpr std::size_t kMaxItems = 12;  // when the rest is grouped
 
-/// Counts wrap around, as the processor's do.
+/// Counts wrap around.
 void add(scdata& to, const scdata& from) {
   to.value += from.value;
   to.count = static_cast<std::int32_t>(static_cast<std::uint32_t>(to.count) +
                                        static_cast<std::uint32_t>(from.count));
 }
 
-/// The first item of a name gathers the others in their order, one at a time: 32-bit sums depend on
-/// it.
+/// Adds the items of a name to the first of them, in order: sums of floats depend on it.
 void mergeNames(std::vector<scdata>& items) {
   std::vector<bool> merged(items.size());
   {
@@ -53,7 +52,7 @@ void groupTail(std::vector<scdata>& items) {
 
 /// Two decimals, always with a point. (A stream of 16-bit characters cannot print numbers.)
 std::string fixedText(float value) {
-  if (std::isnan(value)) return "nan";  // whatever its sign
+  if (std::isnan(value)) return "nan";  // without a sign
   char buffer[std::numeric_limits<float>::max_exponent10 + 8];
   const auto end = std::to_chars(buffer, std::end(buffer), value, std::chars_format::fixed, 2).ptr;
   return {buffer, end};

@@ -8,10 +8,9 @@
 namespace tessaron {
 namespace {
 
-constexpr std::size_t kLongestName =
-    255;  // bytes on Linux, UTF-16 units, which are fewer, elsewhere
+constexpr std::size_t kMaxNameSize = 255;  // bytes on Linux; UTF-16 units, never more, elsewhere
 
-// Windows takes these for devices in every folder, and whatever stands behind a dot.
+// Names that Windows opens as devices in every folder, with any extension.
 bool isDevice(std::u16string_view name) {
   name = name.substr(0, name.find(u'.'));
   name = name.substr(0, name.find_last_not_of(u' ') + 1);
@@ -42,7 +41,7 @@ const char* faultOfFileName(std::u16string_view name) {
     return "the name has a character that file names cannot have";
   if (name.back() == u'.' || name.back() == u' ') return "the name ends in a dot or a blank";
   if (isDevice(name)) return "the name is that of a device";
-  if (toUtf8(name).size() > kLongestName) return "the name is too long";
+  if (toUtf8(name).size() > kMaxNameSize) return "the name is too long";
   return nullptr;
 }
 

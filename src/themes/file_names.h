@@ -7,12 +7,12 @@
 
 namespace tessaron {
 
-/// Why a name from a package is none that a file can be given in any folder of any system, without
-/// leading out of it or meaning something else there; null when it is fine. The reason is a line in
-/// English.
+/// Why a file of this name cannot be created in every folder of every system, without leaving the
+/// folder or naming a device; one line in English, null when the name is valid. Any thread may call
+/// it.
 TESSARON_API const char* faultOfFileName(std::u16string_view name);
 
-/// The same for all names that a system may take for one, which differ in case alone.
+/// The name in capitals: equal for names that a file system without case takes as one.
 std::u16string inCapitals(std::u16string name);
 
 }  // namespace tessaron

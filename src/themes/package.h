@@ -13,43 +13,44 @@
 
 namespace tessaron {
 
-/// What was found in a package, and what could not be done with it.
+/// What was found in a package, and what could not be done with it. A value: each thread may use
+/// its own.
 struct TESSARON_API PackageReport {
-  /// A piece of the package that was not taken as it stands.
+  /// A part of the package that is damaged or was dropped.
   struct Problem {
     std::uint32_t entry = 0;  ///< its id
-    std::u16string name;      ///< the file's name as the index has it; empty when it has none
+    std::u16string name;      ///< the file's name in the index; empty when it has none
     std::string reason;       ///< one line in English
   };
   struct Entry {
     std::uint32_t id = 0;
-    std::int32_t packedSize = 0;        ///< bytes, as the entry claims
-    std::int32_t size = 0;              ///< bytes, as the entry claims
-    std::vector<std::u16string> names;  ///< those that the index gives it
+    std::int32_t packedSize = 0;        ///< bytes, according to the entry
+    std::int32_t size = 0;              ///< bytes, according to the entry
+    std::vector<std::u16string> names;  ///< according to the index
   };
 
   /// Why a package was not unpacked.
   enum class Failure {
     None,
-    TooLarge,      ///< it exceeds a limit of what a package may hold
-    CannotCreate,  ///< its folder or a file there cannot be made
+    TooLarge,      ///< it exceeds a limit for packages
+    CannotCreate,  ///< its folder or a file in it cannot be created
     CannotWrite,   ///< a file cannot be written or replaced, or the disk is nearly full
     CannotRead,    ///< the package's own file cannot be read
   };
 
-  std::error_code openError;      ///< why the file could not be opened, if it was that
-  bool isPackage = false;         ///< it was opened, and begins as a package does
-  std::vector<Entry> entries;     ///< those with data, as far as they were read; at most 65536
-  std::vector<Problem> problems;  ///< in the order in which they were found; at most 1000
-  /// Unless it is None, unpacking left all files as they were before.
+  std::error_code openError;      ///< why the file could not be opened
+  bool isPackage = false;         ///< the file was opened and has a package's header
+  std::vector<Entry> entries;     ///< entries with data, as far as they were read; at most 65536
+  std::vector<Problem> problems;  ///< in the order found; at most 1000
+  /// Unless it is None, unpacking left all files as they were.
   Failure failure = Failure::None;
   std::string failureReason;  ///< one line in English; empty without a failure
 };
 
 }  // namespace tessaron
 
-// A package: a header, then entries up to the end of the file, each a header with its data behind
-// it. All numbers little-endian. Frozen: files in this format are out in the world.
+// A package: a header, then entries up to the end of the file, each a header followed by its data.
+// All numbers little-endian. Frozen: packages in this format are in use.
 //
 //      0    2  the bytes "TP"                0    4  id; 0 marks the index
 //      2    2  version: 1                    4    4  compressed size in bytes, signed
@@ -59,8 +60,9 @@ struct TESSARON_API PackageReport {
 // The data is a zlib stream. The index is an XML document whose root has an element with the
 // attributes "id" and "filename" for every file; the file "main.xml" describes the package.
 
-/// A file that carries the files of a theme. Reading it needs no more memory than a fixed buffer
-/// and the two documents, whatever the file claims.
+/// A file that contains the files of a theme. Reading it takes a fixed buffer and the memory of the
+/// two documents, whatever sizes the file claims. One thread at a time; different objects are
+/// independent, also when they unpack into the same folder: one waits for the other.
 class TESSARON_API CPackage {
  public:
   std::u16string path;      ///< the file that `Initialize` opens
@@ -78,50 +80,49 @@ class TESSARON_API CPackage {
   tessaron::PackageReport report;    ///< of the last time the package was read
 
   CPackage();
-  /// A copy has documents of its own.
+  /// Copies the documents.
   CPackage(const CPackage& other);
   CPackage& operator=(const CPackage& other);
 
-  /// Reads the file at `path`, and unpacks it into a folder named after the identifier below
-  /// `destination`, which must be there; then calls `PreInitialize` and `PostInitialize`, also when
-  /// the file cannot be read. Without `extractAll` reading ends behind "main.xml". With an empty
-  /// `destination` only the index is read. Nothing is reported but through `report`. Of what an
-  /// object has read before, texts and documents stay where the new file has none.
+  /// Reads the file at `path` and unpacks it into a folder named after the identifier below the
+  /// existing folder `destination`; then calls `PreInitialize` and `PostInitialize`, also when the
+  /// file cannot be read. Without `extractAll` reading ends after "main.xml". With an empty
+  /// `destination` only the index is read. Errors are reported through `report` only. Texts and
+  /// documents that the file lacks keep the values of an earlier call.
   ///
-  /// The files are written beside those that are there, and put in their places when all are
-  /// written; one that is there with the same content is left alone. When that fails, what the call
-  /// has written is removed again, and `report.failure` tells why. A package is given up that
-  /// unpacks to more than 1 GiB, has more than 65536 entries or more than 4096 names for them, or
-  /// would leave less than 16 MiB free on the disk.
+  /// All files are put in place or none: they are written beside the existing ones, and renamed
+  /// when all are written. A file whose content is the same is not written. On a failure the folder
+  /// is as it was, and `report.failure` tells why: among others for a package that unpacks to more
+  /// than 1 GiB, has more than 65536 entries or more than 4096 names for them, or would leave less
+  /// than 16 MiB free on the disk, and after a read error.
   ///
-  /// Nothing is written outside that folder: a name that would lead out of it, that some system
-  /// takes for something else, that differs from an earlier one only in case, or that stands there
-  /// as a link, is dropped. What an entry inflates to before its first fault is taken as it is;
-  /// where the file ends inside it, zeros stand for the missing data. A document of more than 4 MiB
-  /// is dropped, a file of more than 256 MiB stays empty, the seventeenth name of one entry and
-  /// those behind it are dropped.
+  /// Nothing is written outside that folder. Dropped are names that lead out of it, that some
+  /// system does not accept, that differ from an earlier one only in case, or that a link in the
+  /// folder has. A damaged entry gives what inflates before the first error; zeros replace data
+  /// behind the end of the file. A document above 4 MiB is dropped, a file above 256 MiB becomes
+  /// empty, and an entry's names after the sixteenth are dropped.
   void Initialize(std::u16string destination, bool extractAll);
-  /// The same from an open file, from its position on.
+  /// As above, from an open file, starting at its position.
   void Initialize(tessaron::File& file, std::u16string destination, bool extractAll);
 
-  /// As `Initialize`, without writing anything: reads the index and "main.xml", and looks at the
-  /// names of all entries; without `readAll` not at those behind "main.xml".
+  /// As `Initialize`, without writing: reads the index and "main.xml", and checks the names of all
+  /// entries; without `readAll` reading ends after "main.xml".
   void Inspect(bool readAll);
   void Inspect(tessaron::File& file, bool readAll);
 
-  /// As `Inspect(true)`, and inflates all files to find what unpacking would: `report.failure`
-  /// tells whether they exceed a limit, `report.problems` which of them are damaged.
+  /// As `Inspect(true)`, and inflates all files: `report.failure` tells whether they exceed a
+  /// limit, `report.problems` which of them are damaged.
   void Measure();
   void Measure(tessaron::File& file);
 
-  /// Takes author, e-mail, web address, name and description out of the main document. What that
-  /// does not have stays as it is.
+  /// Reads author, e-mail, web address, name and description from the main document. Missing ones
+  /// stay unchanged.
   void PreInitialize();
 
   /// The folder with the unpacked files; empty when nothing was unpacked.
   std::u16string GetPathExtracted() { return extractionFolder; }
 
-  /// Called when all else is read, for a derived package to take what is its own.
+  /// Called last, for a derived package to read its own data.
   virtual void PostInitialize() = 0;
 
  protected:

@@ -45,14 +45,14 @@ std::optional<std::uint32_t> entryId(const TiXmlElement& element) {
   return static_cast<std::uint32_t>(value);
 }
 
+std::string mebibytes(std::uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
+
+}  // namespace
+
 bool isMainName(std::string_view name) {
   const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
   return std::ranges::equal(name, std::string_view("main.xml"), {}, lower);
 }
-
-std::string mebibytes(std::uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
-
-}  // namespace
 
 PackageReader::PackageReader(CPackage& package, File& file, const PackageLimits& limits)
     : package_(package), file_(file), limits_(limits), in_(512 << 10), out_(512 << 10) {}

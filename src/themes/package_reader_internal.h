@@ -19,6 +19,9 @@ namespace tessaron {
 
 class Inflater;
 
+/// Whether this is the name of the description, whatever its case (ASCII).
+bool isMainName(std::string_view name);
+
 /// What a package may hold. An entry above `fileSize` gives an empty file; above any other limit
 /// the package is not unpacked.
 struct PackageLimits {

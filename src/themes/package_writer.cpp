@@ -23,12 +23,12 @@ struct PackedFile {
   std::string content;
 };
 
-PackFault readContent(const std::u16string& path, std::string& content) {
+PackError readContent(const std::u16string& path, std::string& content) {
   std::error_code error;
   const std::unique_ptr<File> file = openFile(path, {}, error);
   if (!file) return {true, path, error.message()};
   const std::uint64_t limit = PackageLimits().fileSize;
-  const PackFault tooLarge{false, path,
+  const PackError tooLarge{false, path,
                            "it is larger than " + std::to_string(limit >> 20) + " MiB"};
   if (file->size().value_or(0) > limit) return tooLarge;
   if (!readToEnd(*file, content)) return {true, path, "an error while reading"};
@@ -37,7 +37,7 @@ PackFault readContent(const std::u16string& path, std::string& content) {
   return {};
 }
 
-PackFault readFiles(const std::u16string& folder, std::vector<PackedFile>& files) {
+PackError readFiles(const std::u16string& folder, std::vector<PackedFile>& files) {
   std::error_code error;
   std::uint64_t total = 0;
   const std::uint64_t limit = PackageLimits().total;
@@ -45,7 +45,10 @@ PackFault readFiles(const std::u16string& folder, std::vector<PackedFile>& files
     const std::u16string path = joinPath(folder, entry.name);
     if (entry.kind != EntryKind::File) return {false, path, "only files can be packed"};
     files.push_back({toUtf8(entry.name), {}});
-    if (PackFault fault = readContent(path, files.back().content)) return fault;
+    const std::string& name = files.back().name;
+    if (name != kMain && isMainName(name))
+      return {false, path, "the name differs only in case from main.xml"};
+    if (PackError failed = readContent(path, files.back().content)) return failed;
     total += files.back().content.size();
     if (total > limit)
       return {false, folder,
@@ -96,7 +99,7 @@ std::string indexOf(const std::vector<PackedFile>& files) {
   std::string xml = "<index>";
   for (std::size_t i = 0; i < files.size(); ++i) {
     xml += "<file id=\"" + std::to_string(i + 1) + "\" filename=\"";
-    for (const char c : files[i].name) {  // file names hold nothing else that XML does not take
+    for (const char c : files[i].name) {  // names with other special characters are refused
       if (c == '&') {
         xml += "&amp;";
       } else {
@@ -110,11 +113,11 @@ std::string indexOf(const std::vector<PackedFile>& files) {
 
 }  // namespace
 
-PackFault packFolder(std::u16string_view folder, std::string& package,
+PackError packFolder(std::u16string_view folder, std::string& package,
                      std::vector<ThemeWarning>& warnings) {
   const std::u16string path(folder);
   std::vector<PackedFile> files;
-  if (PackFault fault = readFiles(path, files)) return fault;
+  if (PackError error = readFiles(path, files)) return error;
   std::string packed = little('T' | 'P' << 8, 2) + little(1, 2) + identifierOf(files);
   packed += std::string(1024, '\0') + entry(0, indexOf(files));
   for (std::size_t i = 0; i < files.size(); ++i)

@@ -23,7 +23,7 @@ bool isPicture(std::u16string_view capitals) {
   return std::ranges::any_of(kPictures, [&](auto suffix) { return capitals.ends_with(suffix); });
 }
 
-// More than the reader asks for, which stops at the first character that is no digit.
+// Stricter than the reader, which stops at the first character that is no digit.
 bool isWholeNumber(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
   if (text.starts_with('+')) text.remove_prefix(1);
@@ -32,7 +32,7 @@ bool isWholeNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-// Collects the values of all attributes: whatever is in one of them counts as named.
+// Collects the values of all attributes: any of them may name a file.
 class NameCollector : public TiXmlVisitor {
  public:
   bool VisitEnter(const TiXmlElement&, const TiXmlAttribute* attribute) override {
@@ -43,7 +43,7 @@ class NameCollector : public TiXmlVisitor {
   std::set<std::u16string> names;
 };
 
-// Calls `act` with every file that the scheme names, and with what it is there.
+// Calls `act` with every file that the scheme names and its role.
 template <typename Act>
 void forEachFile(const CThemeScheme& scheme, const Act& act) {
   const auto give = [&](const std::u16string& name, const std::string& use) {
@@ -68,8 +68,8 @@ bool isListed(const CThemePackage& package, const std::u16string& capitals) {
 }
 
 // Why the file was not unpacked; nothing when it was.
-std::optional<std::string> faultOfUnpacked(const CThemePackage& package,
-                                           const std::u16string& capitals) {
+std::optional<std::string> reasonForMissing(const CThemePackage& package,
+                                            const std::u16string& capitals) {
   std::string reason = "it is missing";
   for (const PackageReport::Entry& entry : package.report.entries) {
     for (const std::u16string& name : entry.names) {
@@ -176,8 +176,8 @@ std::vector<ThemeWarning> findDropped(const CThemePackage& package, const CTheme
   forEachFile(scheme, [&](const std::u16string& name, const std::string& use) {
     const std::u16string capitals = inCapitals(name);
     if (!isListed(package, capitals)) return;
-    if (const auto fault = faultOfUnpacked(package, capitals))
-      dropped.push_back({{}, name, use + ": " + *fault});
+    if (const auto reason = reasonForMissing(package, capitals))
+      dropped.push_back({{}, name, use + ": " + *reason});
   });
   return dropped;
 }

@@ -27,6 +27,7 @@ bool CThemeMan::select(const std::u16string& fileName, std::int32_t scheme) {
   described.path = tessaron::joinPath(dataFolder_, fileName);
   described.Inspect(false);
   lastReport_ = described.report;
+  if (lastReport_.failure != tessaron::PackageReport::Failure::None) return false;
   if (number >= described.schemes.size()) return false;
 
   auto package = std::make_unique<CThemePackage>();
@@ -34,7 +35,7 @@ bool CThemeMan::select(const std::u16string& fileName, std::int32_t scheme) {
   package->Initialize(dataFolder_, true);
   lastReport_ = package->report;
   if (lastReport_.failure != tessaron::PackageReport::Failure::None) return false;
-  if (number >= package->schemes.size()) return false;  // it has become another one meanwhile
+  if (number >= package->schemes.size()) return false;  // it was replaced meanwhile
   package_ = std::move(package);
   selectedFile_ = fileName;
   scheme_ = number;

@@ -10,42 +10,42 @@
 #include "tessaron_export.h"
 #include "themes/theme_package.h"
 
-/// The theme packages of a data folder, the theme in use, and the image cache beside them.
+/// The theme packages of a data folder, the theme in use, and the image cache beside them. One
+/// thread at a time; managers of different folders are independent, and processes that unpack the
+/// same package wait for each other.
 class TESSARON_API CThemeMan {
  public:
-  /// Opens the image cache "ImageCache.db" of the folder, which need not be there. No theme is in
-  /// use yet.
+  /// Opens the image cache "ImageCache.db" of the folder, which may be missing. No theme is in use.
   explicit CThemeMan(std::u16string dataFolder);
   ~CThemeMan();
   CThemeMan(const CThemeMan&) = delete;
   CThemeMan& operator=(const CThemeMan&) = delete;
 
-  /// The file names of the "*.tpk" packages in the data folder, whatever the case of the suffix,
-  /// sorted. What is in them is not looked at.
+  /// Returns the file names of the "*.tpk" packages in the data folder, ignoring the suffix's case,
+  /// sorted. Their content is not checked.
   std::vector<std::u16string> packages() const;
 
-  /// Takes a theme into use: unpacks the package `fileName` of the data folder, into a folder below
-  /// it that is named after the package's identifier. `scheme` counts from 0. False, and the theme
-  /// in use stays, when the name is none of a file in the data folder, the package cannot be
-  /// opened, is no package, or has no such scheme, and nothing is unpacked then; also when it
-  /// cannot be unpacked, which `lastReport` tells. Single files that are dropped are no failure:
-  /// `package().report` tells of them.
+  /// Selects a theme: unpacks the package `fileName` of the data folder into a folder below it that
+  /// is named after the package's identifier. `scheme` counts from 0. False, with the theme in use
+  /// and all files unchanged, when `fileName` is not the name of a file in the data folder, when
+  /// the file cannot be read, is no package or has no such scheme, and when it cannot be unpacked;
+  /// see `lastReport`. Single dropped files are no failure; see `package().report`.
   bool select(const std::u16string& fileName, std::int32_t scheme);
 
   /// File name of the package in use; empty when there is none.
   const std::u16string& selectedFile() const { return selectedFile_; }
-  /// The package in use, as it was read; empty when there is none.
+  /// The package in use; empty when there is none.
   const CThemePackage& package() const { return *package_; }
-  /// What the last `select` found in its package, also when it failed.
+  /// The report of the last `select`, also of a failed one.
   const tessaron::PackageReport& lastReport() const { return lastReport_; }
   /// The scheme in use; null when there is none. Valid until the next successful `select`.
   const CThemeScheme* scheme() const;
-  /// The full path of a file of the theme in use, such as a picture that the scheme names; whatever
-  /// its case there. Empty when the package has no such file, or none that may be unpacked. A file
-  /// that could not be unpacked is missing.
+  /// The full path of a file of the theme in use, such as a picture that the scheme names; ignores
+  /// case. Empty when the package has no such file or a name that cannot be unpacked. The file may
+  /// be missing if it could not be unpacked.
   std::u16string picturePath(std::u16string_view name) const;
 
-  /// The image cache; it is closed when its file could not be opened.
+  /// The image cache; closed when its file could not be opened.
   CImageCacheMan& imageCache() { return *imageCache_; }
 
  private:

@@ -6,18 +6,18 @@
 #include "themes/package.h"
 #include "themes/theme_scheme.h"
 
-/// A package with schemes.
+/// A package with schemes. One thread at a time, as for CPackage.
 class TESSARON_API CThemePackage : public CPackage {
  public:
   std::vector<CThemeScheme*> schemes;  ///< owned, in document order
 
   CThemePackage();
   ~CThemePackage();
-  /// A copy has schemes of its own.
+  /// Copies the schemes.
   CThemePackage(const CThemePackage& other);
   CThemePackage& operator=(const CThemePackage& other);
 
-  /// Makes a scheme of every element "theme" below the root of the main document, in place of those
-  /// that were there. Pointers to the old ones end.
+  /// Replaces the schemes by those of the elements "theme" below the root of the main document.
+  /// Deletes the old ones.
   void PostInitialize() override;
 };

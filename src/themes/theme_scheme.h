@@ -8,7 +8,8 @@
 
 #include "tessaron_export.h"
 
-/// A kind of slot on a scheme's shelf: its picture, and where in that a cover is laid.
+/// A kind of slot on a scheme's shelf: its picture, and the rectangle of the cover in it. A value:
+/// each thread may use its own.
 struct TESSARON_API SchemeGroup {
   std::u16string name;
   std::u16string image;       ///< file name
@@ -26,8 +27,8 @@ struct TESSARON_API SchemeGroup {
 };
 
 /// One way in which a theme shows items: the frames of two templates, and a shelf with its slots.
-/// File names are as the package has them; nothing says that they are harmless, or that the files
-/// are there.
+/// File names are taken from the package unchecked; the files may be missing. A value: each thread
+/// may use its own.
 class TESSARON_API CThemeScheme {
  public:
   std::u16string name;
@@ -35,7 +36,7 @@ class TESSARON_API CThemeScheme {
   std::u16string fullFrameTemplate;  ///< file name
   std::u16string wideFrameTemplate;  ///< file name
   std::u16string background;         ///< file name of the shelf's background
-  std::int32_t uwidth = 0;           ///< a shelf unit's width in pixels
+  std::int32_t uwidth = 0;           ///< width of a shelf unit in pixels
   std::int32_t uheight = 0;
   std::int32_t uhspace = 0;  ///< pixels between two units side by side
   std::int32_t uvspace = 0;
@@ -47,7 +48,7 @@ class TESSARON_API CThemeScheme {
   CThemeScheme& operator=(CThemeScheme&&) noexcept;
   ~CThemeScheme();
 
-  /// Reads a scheme from its element. What the element does not have stays empty or 0, as does
-  /// everything for an unreadable pointer.
+  /// Reads a scheme from its element. Missing attributes, and all of an unreadable pointer, are
+  /// empty or 0.
   explicit CThemeScheme(TiXmlElement* scheme);
 };

@@ -41,7 +41,7 @@ BOOL CMPSBarWithProgress::ProcessWindowMessage(HWND window, UINT message, WPARAM
   if (Progress::ProcessWindowMessage(window, message, wParam, lParam, result)) return TRUE;
   if (message == SB_SIMPLE) {
     result = DefWindowProc(message, wParam, lParam);
-    // In simple mode the panes have no places of their own: a resize may have moved it away.
+    // In simple mode panes have no rectangles: a resize may have moved the progress bar.
     Progress::UpdatePanesLayout();
     return TRUE;
   }

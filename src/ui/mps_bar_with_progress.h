@@ -4,8 +4,8 @@
 #include "ui/progress_in_pane.h"
 #include "ui/status_bar.h"
 
-/// The main window's status bar: panes of text and icons, and a progress bar that stays fitted to
-/// one of them. One thread at a time, the one that made its window.
+/// The main window's status bar: panes of text and icons, and a progress bar fitted to one of them.
+/// Only the thread that creates the window may use it.
 class TESSARON_API CMPSBarWithProgress
     : public tessaron::CMultiPaneStatusBarCtrlImpl<CMPSBarWithProgress>,
       public CProgressBarInPaneImpl<CMPSBarWithProgress> {
@@ -18,10 +18,11 @@ class TESSARON_API CMPSBarWithProgress
   /// The class "CMPSBarWithProgress", a superclass of the system's status bar.
   static tessaron::CWndClassInfo& GetWndClassInfo();
 
-  /// Lays out the panes, then moves the progress bar onto its own. The result is the panes'.
+  /// Lays out the panes, then moves the progress bar onto its pane. Returns the result of the
+  /// panes.
   BOOL UpdatePanesLayout();
 
-  /// Forgets the panes and the progress bar, which are gone with the window.
+  /// Called when the window is destroyed: resets panes and progress bar.
   void OnFinalMessage(HWND window) override;
 
   BOOL ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam,

@@ -1,5 +1,5 @@
 #pragma once
-// The multi-pane status bar, under the class and member names that Windows applications know.
+// The multi-pane status bar, under the class and member names of the compilers' window templates.
 
 #include "ui/window.h"
 
@@ -19,7 +19,7 @@ using WTL::CMultiPaneStatusBarCtrlImpl;
 
 namespace tessaron {
 
-/// The messages of the status bar control.
+/// The messages of the status bar control. Only the thread that created the window may use it.
 template <class TBase>
 class CStatusBarCtrlT : public TBase {
  public:
@@ -36,7 +36,7 @@ class CStatusBarCtrlT : public TBase {
   BOOL GetRect(int part, RECT* rect) const {
     return send(SB_GETRECT, static_cast<WPARAM>(part), rect) != 0;
   }
-  /// `text` must hold `GetTextLength` units and a terminating zero.
+  /// `text` must have room for `GetTextLength` units and a terminating zero.
   int GetText(int part, wchar_t* text, int* type = nullptr) const {
     return lengthAndType(send(SB_GETTEXTW, static_cast<WPARAM>(part), text), type);
   }
@@ -46,7 +46,7 @@ class CStatusBarCtrlT : public TBase {
   BOOL SetText(int part, const wchar_t* text, int type = 0) {
     return send(SB_SETTEXTW, static_cast<WPARAM>(part | type), text) != 0;
   }
-  /// Widths of the border at the sides, the border above and below, and the gap between parts.
+  /// Pixels: the borders left and right, the borders above and below, the gap between parts.
   BOOL GetBorders(int (&borders)[3]) const { return send(SB_GETBORDERS, 0, borders) != 0; }
   BOOL SetSimple(BOOL simple = TRUE) {
     return send(SB_SIMPLE, static_cast<WPARAM>(simple), nullptr) != 0;
@@ -55,7 +55,7 @@ class CStatusBarCtrlT : public TBase {
   HICON GetIcon(int part) const {
     return reinterpret_cast<HICON>(send(SB_GETICON, static_cast<WPARAM>(part), nullptr));
   }
-  /// The icon stays the caller's and must outlive the bar.
+  /// The icon is not owned and must outlive the bar.
   BOOL SetIcon(int part, HICON icon) {
     return send(SB_SETICON, static_cast<WPARAM>(part), icon) != 0;
   }
@@ -80,11 +80,11 @@ class CStatusBarCtrlT : public TBase {
 
 using CStatusBarCtrl = CStatusBarCtrlT<CWindow>;
 
-/// The pane that takes the room which the others leave.
+/// The pane that takes the width left by the others.
 enum { ID_DEFAULT_PANE = 0 };
 
-/// A status bar of panes that go by numbers of the application's. The operations on a pane are
-/// false when the bar has no pane of that number.
+/// A status bar whose panes have identifiers chosen by the application. Operations on a pane return
+/// false when no pane has the identifier. Only the thread that creates the window may use it.
 template <class T, class TBase = CStatusBarCtrl>
 class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
  public:
@@ -97,9 +97,9 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     return CWindowImpl<T, TBase>::Create(parent, {}, text, style, 0, id);
   }
 
-  /// Sets the panes from left to right; ID_DEFAULT_PANE stretches. The text of another is the
-  /// application's string resource of its number, which also gives its first width; unless
-  /// `setText` it only gives the width. False, and nothing changed, without panes.
+  /// Sets the panes from left to right; ID_DEFAULT_PANE stretches. The application's string
+  /// resource of an identifier gives the pane's initial width and, with `setText`, its text. False,
+  /// with nothing changed, without panes.
   BOOL SetPanes(const int* panes, int count, bool setText = true) {
     if (!panes || count <= 0 || !this->IsWindow()) return FALSE;
     std::vector<Pane> made(static_cast<std::size_t>(count));
@@ -114,13 +114,13 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     if (!this->SetParts(count, edges.data())) return FALSE;
     panes_ = std::move(made);
     m_nPanes = count;
-    for (int i = 0; setText && i < count; ++i) {
+    for (int i = 0; setText && i < count; ++i)
       this->SetText(i, texts[static_cast<std::size_t>(i)].c_str());
-    }
     return static_cast<T*>(this)->UpdatePanesLayout();
   }
 
-  /// The length in units, without a terminating zero, and the drawing type of a pane's text.
+  /// The length in UTF-16 units, without the terminating zero, and the drawing type of a pane's
+  /// text.
   bool GetPaneTextLength(int id, int* length = nullptr, int* type = nullptr) const {
     const int part = partOf(id);
     if (part < 0) return false;
@@ -128,7 +128,7 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     if (length) *length = count;
     return true;
   }
-  /// `text` must hold the text and its terminating zero.
+  /// `text` must have room for the text and its terminating zero.
   BOOL GetPaneText(int id, wchar_t* text, int* length = nullptr, int* type = nullptr) const {
     const int part = partOf(id);
     if (part < 0) return FALSE;
@@ -140,12 +140,12 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     const int part = partOf(id);
     return part >= 0 && this->SetText(part, text, type);
   }
-  /// The pane's place in the bar's client area, in pixels.
+  /// The pane's rectangle in the bar's client area, in pixels.
   BOOL GetPaneRect(int id, RECT* rect) const {
     const int part = partOf(id);
     return part >= 0 && this->GetRect(part, rect);
   }
-  /// Pixels: what the pane was given, of the stretching one what it has at the moment.
+  /// Pixels: the width that was set; of the stretching pane the current width.
   bool GetPaneWidth(int id, int& width) const {
     const int part = partOf(id);
     if (part < 0) return false;
@@ -164,14 +164,15 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     panes_[static_cast<std::size_t>(part)].width = width;
     return static_cast<T*>(this)->UpdatePanesLayout();
   }
-  /// `text` takes up to `size` units, with the terminating zero.
+  /// Writes at most `size` units to `text`, including the terminating zero.
   BOOL GetPaneTipText(int id, wchar_t* text, int size) const {
     const int part = partOf(id);
     if (part < 0) return FALSE;
     this->GetTipText(part, text, size);
     return TRUE;
   }
-  /// Needs the style SBT_TOOLTIPS. Shown where the pane's text is cut off or has an icon only.
+  /// Needs the style SBT_TOOLTIPS. Shown when the pane's text is cut off or the pane has only an
+  /// icon.
   BOOL SetPaneTipText(int id, const wchar_t* text) {
     const int part = partOf(id);
     if (part < 0) return FALSE;
@@ -184,23 +185,19 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     icon = this->GetIcon(part);
     return TRUE;
   }
-  /// The icon stays the caller's and must outlive the bar.
+  /// The icon is not owned and must outlive the bar.
   BOOL SetPaneIcon(int id, HICON icon) {
     const int part = partOf(id);
     return part >= 0 && this->SetIcon(part, icon);
   }
 
-  /// Gives every pane its width and the stretching one what is left, at least nothing.
+  /// Gives every pane its width and the stretching one the rest, at least 0.
   BOOL UpdatePanesLayout() {
     if (panes_.empty()) return FALSE;
     RECT client{};
     int borders[3] = {};
     if (!this->GetClientRect(&client) || !this->GetBorders(borders)) return FALSE;
-    // Every pane but the first has a gap before it.
-    int left = static_cast<int>(client.right - client.left) - borders[0] -
-               borders[2] * (static_cast<int>(panes_.size()) - 1);
-    if ((this->GetStyle() & SBARS_SIZEGRIP) != 0) left -= ::GetSystemMetrics(SM_CXVSCROLL);
-    for (const Pane& pane : panes_) left -= pane.width;
+    const int left = restOf(static_cast<int>(client.right - client.left), borders);
     std::vector<int> edges;
     int edge = borders[0];
     for (const Pane& pane : panes_) {
@@ -220,7 +217,7 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     return TRUE;
   }
 
-  /// The panes go with the window, so that a new one begins as the first did.
+  /// Called when the window is destroyed: removes the panes.
   void OnFinalMessage(HWND) override {
     panes_.clear();
     m_nPanes = 0;
@@ -229,7 +226,7 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
  private:
   struct Pane {
     int id;
-    int width;  ///< pixels, with the margins; 0 for the stretching one
+    int width;  ///< pixels, including the margins; 0 for the stretching pane
   };
 
   int partOf(int id) const {
@@ -237,6 +234,15 @@ class CMultiPaneStatusBarCtrlImpl : public CWindowImpl<T, TBase> {
     return pane == panes_.end() ? -1 : static_cast<int>(pane - panes_.begin());
   }
   int stretching() const { return partOf(ID_DEFAULT_PANE); }
+
+  // What a bar of `width` pixels leaves to the stretching pane. Every pane but the first has a gap
+  // before it.
+  int restOf(int width, const int (&borders)[3]) const {
+    int rest = width - borders[0] - borders[2] * (static_cast<int>(panes_.size()) - 1);
+    if ((this->GetStyle() & SBARS_SIZEGRIP) != 0) rest -= ::GetSystemMetrics(SM_CXVSCROLL);
+    for (const Pane& pane : panes_) rest -= pane.width;
+    return rest;
+  }
 
   static std::wstring resourceText(int id) {
     const wchar_t* text = nullptr;

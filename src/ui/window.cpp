@@ -1,5 +1,7 @@
 #include "ui/window.h"
 
+#include <mutex>
+
 namespace tessaron {
 
 HINSTANCE libraryModule() {
@@ -21,6 +23,8 @@ CWndClassInfo::~CWndClassInfo() {
 }
 
 ATOM CWndClassInfo::Register(WNDPROC procedure) {
+  static std::mutex mutex;  // threads may create their first windows at the same time
+  const std::lock_guard lock(mutex);
   if (m_atom != 0) return m_atom;
   const INITCOMMONCONTROLSEX controls{sizeof controls, ICC_BAR_CLASSES | ICC_PROGRESS_CLASS};
   ::InitCommonControlsEx(&controls);

@@ -1,10 +1,10 @@
 #pragma once
-// The small part of the window templates that Windows applications know, under the same class and
-// member names. Where the application has the originals, TESSARON_NATIVE_WINDOW_TEMPLATES takes
-// them instead; library and application must agree on it.
+// The part of the window templates of Windows compilers that the library uses, under the same class
+// and member names. TESSARON_NATIVE_WINDOW_TEMPLATES selects the originals; library and application
+// must agree on it.
 
 // clang-format off
-#include "platform/types.h"  // <windows.h>, on which the next one stands
+#include "platform/types.h"  // <windows.h>, which the next one needs
 #include <commctrl.h>
 // clang-format on
 
@@ -38,7 +38,7 @@ CWndClassInfo& superclassOf(const wchar_t* name, const wchar_t* originalName) {
 
 namespace tessaron {
 
-/// A window, by its handle, which it does not own.
+/// A window handle, not owned. One thread at a time per object.
 class CWindow {
  public:
   HWND m_hWnd;
@@ -51,41 +51,41 @@ class CWindow {
   BOOL DestroyWindow() { return ::DestroyWindow(m_hWnd); }
 };
 
-/// What a superclass of a system's window class is registered with. Each of its windows carries the
-/// address of its object behind the bytes that the original keeps.
+/// The registration of a superclass of a system's window class. Each window stores the address of
+/// its object after the extra bytes of the original class. Any thread may register.
 class TESSARON_API CWndClassInfo {
  public:
   WNDCLASSEXW m_wc{};
   const wchar_t* m_lpszOrigName;
   WNDPROC pWndProc = nullptr;  ///< the original's procedure, once registered
   ATOM m_atom = 0;
-  int objectOffset = 0;  ///< where in the window's extra bytes its object's address stands
+  int objectOffset = 0;  ///< position of the object's address in the window's extra bytes
 
   /// `name` and `originalName` must outlive it.
   CWndClassInfo(const wchar_t* name, const wchar_t* originalName);
-  /// Takes the class back: it would outlive a library that is unloaded.
+  /// Unregisters the class, which would otherwise outlive an unloaded library.
   ~CWndClassInfo();
   CWndClassInfo(const CWndClassInfo&) = delete;
   CWndClassInfo& operator=(const CWndClassInfo&) = delete;
 
-  /// Registers the class over the original, once, with `procedure`. 0 when there is no original.
+  /// Registers the class with `procedure` unless it is registered. 0 when there is no original.
   ATOM Register(WNDPROC procedure);
 };
 
-/// The one registration of `T`'s class as a superclass of the class `originalName`.
+/// The only registration of `T`'s class as a superclass of the class `originalName`. Any thread.
 template <class T>
 CWndClassInfo& superclassOf(const wchar_t* name, const wchar_t* originalName) {
   static CWndClassInfo info(name, originalName);
   return info;
 }
 
-/// The module that this library's code stands in.
+/// The module that contains this library's code.
 TESSARON_API HINSTANCE libraryModule();
 
-/// A window of class `T::GetWndClassInfo()` that is driven by this object.
+/// A window of class `T::GetWndClassInfo()` whose messages this object handles.
 ///
-/// A copy knows the same window but does not drive it. An object that goes before its window leaves
-/// the window to the original class.
+/// A copy has the same window but does not handle its messages. After the object's destruction the
+/// original class handles them. Only the thread that creates the window may use the object.
 template <class T, class TBase = CWindow>
 class CWindowImpl : public TBase {
  public:
@@ -95,12 +95,12 @@ class CWindowImpl : public TBase {
     if (isDriver(this->m_hWnd)) setObject(this->m_hWnd, nullptr);
   }
 
-  /// Offers a message to the object. True when it is handled, `result` being the result then.
+  /// Handles a message. True, with `result` set, when it was handled.
   virtual BOOL ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam,
                                     LRESULT& result, DWORD map = 0) = 0;
 
-  /// Creates the window; null, without a second one, when the object has one already. A style of 0
-  /// stands for the default.
+  /// Creates the window; null when that fails or the object has a window. Style 0 means the
+  /// default.
   HWND Create(HWND parent, const RECT& rect = {}, const wchar_t* name = nullptr, DWORD style = 0,
               DWORD exStyle = 0, UINT id = 0) {
     if (this->IsWindow()) return nullptr;
@@ -111,7 +111,7 @@ class CWindowImpl : public TBase {
         reinterpret_cast<HMENU>(static_cast<UINT_PTR>(id)), libraryModule(), static_cast<T*>(this));
   }
 
-  /// What the original class does with a message.
+  /// Passes a message to the original class.
   LRESULT DefWindowProc(UINT message, WPARAM wParam, LPARAM lParam) {
     return ::CallWindowProcW(T::GetWndClassInfo().pWndProc, this->m_hWnd, message, wParam, lParam);
   }
@@ -145,20 +145,18 @@ class CWindowImpl : public TBase {
   static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_NCCREATE) {
       T* made = static_cast<T*>(reinterpret_cast<const CREATESTRUCTW*>(lParam)->lpCreateParams);
-      // Null: somebody else made a window of this class, which has no object.
+      // Null for a window of this class that was not created through an object.
       if (made) {
         made->m_hWnd = window;
         setObject(window, made);
       }
     }
     T* object = objectOf(window);
-    if (!object) {
+    if (!object)
       return ::CallWindowProcW(T::GetWndClassInfo().pWndProc, window, message, wParam, lParam);
-    }
     LRESULT result = 0;
-    if (!object->ProcessWindowMessage(window, message, wParam, lParam, result)) {
+    if (!object->ProcessWindowMessage(window, message, wParam, lParam, result))
       result = object->DefWindowProc(message, wParam, lParam);
-    }
     if (message == WM_NCDESTROY) {
       setObject(window, nullptr);
       object->m_hWnd = nullptr;

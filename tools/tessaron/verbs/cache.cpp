@@ -104,7 +104,7 @@ std::unique_ptr<File> openCache(const std::string& path) {
 }
 
 void requireRead(const std::string& path, const CacheWalk& walk) {
-  if (walk.hasReadFailed()) throw Failure{kNoInput, displayName(path), "an error while reading"};
+  if (walk.hasReadError()) throw Failure{kNoInput, displayName(path), "an error while reading"};
 }
 
 /// Begins to go through a cache. Fails when the file is none.
@@ -249,8 +249,8 @@ int list(const Options& options, const Context& context) {
   return kDone;
 }
 
-/// Writes the newest sections of a cache, if there is one, and the image behind them. False when
-/// that fails, or the new file does not give the image back.
+/// Writes sections of an existing cache, if there is one, and the image after them. False when that
+/// fails or the new file does not contain the image.
 bool writeWith(File& to, File* from, std::span<const CACHESECTIONHEADER> kept,
                const std::string& image, const Wanted& wanted) {
   const std::unique_ptr<File> none = memoryFile("");
@@ -262,10 +262,14 @@ bool writeWith(File& to, File* from, std::span<const CACHESECTIONHEADER> kept,
   CacheWalk walk(to);
   std::size_t count = 0;
   while (nextSound(walk)) ++count;
+  const CACHESECTIONHEADER& last = walk.section();
+  std::string stored(last.dataSize, '\0');
   return walk.isWhole() && count == kept.size() + 1 &&
-         matchesSection(walk.section(), section.primaryKey, section.secondaryKey, section.variant,
+         matchesSection(last, section.primaryKey, section.secondaryKey, section.variant,
                         {section.tag, std::size(section.tag)}) &&
-         readData("", to, walk.section()) == image;
+         readFully(to, last.dataOffset, std::as_writable_bytes(std::span(stored))) ==
+             stored.size() &&
+         stored == image;
 }
 
 int put(const Options& options, const Context& context) {

@@ -51,7 +51,10 @@ std::unique_ptr<File> openPackage(const std::string& path) {
   return file;
 }
 
+/// Fails when the file could not be read or is no package.
 void requirePackage(const std::string& path, const CThemePackage& package) {
+  if (package.report.failure == PackageReport::Failure::CannotRead)
+    throw Failure{kNoInput, displayName(path), package.report.failureReason};
   if (!package.report.isPackage) throw Failure{kBadData, displayName(path), "this is no package"};
 }
 
@@ -75,6 +78,7 @@ void requireUnpacked(const std::string& path, const PackageReport& report) {
   flushOutput();
   const ExitCode code = report.failure == TooLarge       ? kBadData
                         : report.failure == CannotCreate ? kCannotCreate
+                        : report.failure == CannotRead   ? kNoInput
                                                          : kCannotWrite;
   throw Failure{code, displayName(path), report.failureReason};
 }
@@ -202,6 +206,7 @@ int unpack(const Options& options, const Context&) {
     throw Failure{kCannotCreate, options.folder, error.message()};
   if (!file->seek(0)) throw Failure{kNoInput, options.file, "an error while reading"};
   package.Initialize(*file, destination, true);
+  requirePackage(options.file, package);
   requireUnpacked(options.file, package.report);
   folders.kept = true;
   const std::string folder = toUtf8(package.GetPathExtracted());
@@ -251,9 +256,11 @@ std::string faultOfChoice(const std::u16string& folder, const Choice& choice) {
   package.path = joinPath(folder, choice.file);
   package.Measure();
   if (package.report.openError) return "cannot be read: " + package.report.openError.message();
+  using enum PackageReport::Failure;
+  if (package.report.failure == CannotRead)
+    return "cannot be read: " + package.report.failureReason;
   if (!package.report.isPackage) return "is no package";
-  if (package.report.failure != PackageReport::Failure::None)
-    return "cannot be unpacked: " + package.report.failureReason;
+  if (package.report.failure != None) return "cannot be unpacked: " + package.report.failureReason;
   if (choice.scheme >= 0 && static_cast<std::size_t>(choice.scheme) < package.schemes.size())
     return {};
   return fmt::format("has no scheme {}", choice.scheme);
@@ -346,8 +353,8 @@ int select(const Options& options, const Context& context) {
 
 std::string packOrFail(const std::string& folder, std::vector<ThemeWarning>& warnings) {
   std::string package;
-  if (const PackFault fault = packFolder(widePath(folder), package, warnings))
-    throw Failure{fault.isUnreadable ? kNoInput : kBadData, toUtf8(fault.path), fault.reason};
+  if (const PackError error = packFolder(widePath(folder), package, warnings))
+    throw Failure{error.isUnreadable ? kNoInput : kBadData, toUtf8(error.path), error.reason};
   return package;
 }
 
