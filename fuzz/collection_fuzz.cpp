@@ -1,6 +1,6 @@
-#include "catalogue/recovery.h"
 #include "fuzz.h"
 #include "support/edited_collection.h"
+#include "support/xml/xml.h"
 
 using Collection = tessaron::EditedCollection;
 using tessaron::ImportCounts;
@@ -35,7 +35,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const unsigned choice = data[size - 1];  // what is a line end in most texts
   const std::string text = asText(data, size - 1);
 
-  const tessaron::Recovery recovery = tessaron::recover(text);
+  const tessaron::RecoveredText recovery = tessaron::recoverText(text);
   Collection collection;
   CHECK(!collection.parse(recovery.text));
   CHECK(collection.records().size() == recovery.items);

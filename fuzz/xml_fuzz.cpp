@@ -11,7 +11,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   TiXmlDocument document;
   const XmlError error = tessaron::parseXml(text, document);
 
-  const tessaron::DecodedXml decoded = tessaron::decodeXml(std::move(text));
+  tessaron::XmlDecoder decoder(text);
+  const tessaron::DecodedXml decoded = tessaron::decodeXml(decoder, std::move(text));
   CHECK(!decoded.error || decoded.error.offset <= decoded.text.size());
   if (decoded.error) {
     CHECK(error);

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "catalogue/collection_file_internal.h"
 #include "platform/file.h"
 #include "records/record_set.h"
 #include "support/text.h"
@@ -80,28 +81,6 @@ EditEnd editItems(ItemStream& items, ItemEdit& edit, const TextSink& sink) {
 
 namespace {
 
-/// Writes to a file in large blocks.
-class BlockWriter {
- public:
-  explicit BlockWriter(FileReplacement& file) : file_(file) {}
-  bool write(std::string_view text) {
-    block_ += text;
-    return block_.size() < kBlock || flush();
-  }
-  bool flush() {
-    error_ = file_.write(block_);
-    block_.clear();
-    return !error_;
-  }
-  const std::error_code& error() const { return error_; }
-
- private:
-  static constexpr std::size_t kBlock = std::size_t{256} << 10;
-  FileReplacement& file_;
-  std::string block_;
-  std::error_code error_;
-};
-
 /// Passes an edit on, unless the text turns out to be no collection.
 class CollectionEdit : public ItemEdit {
  public:
@@ -137,8 +116,8 @@ bool runEdit(File& from, ItemEdit& edit, const TextSink& out, EditResult& result
 
 EditResult editCollection(std::u16string_view path, EditMode mode, ItemEdit& edit) {
   EditResult result;
-  std::optional<FolderLock> lock;
-  if (mode != EditMode::DryRun) lock.emplace(path, result.writeError);
+  std::optional<CollectionWriter> out;
+  if (mode != EditMode::DryRun) result.writeError = out.emplace(path).error();
   if (result.writeError) return result;
 
   OpenMode reading;
@@ -149,19 +128,18 @@ EditResult editCollection(std::u16string_view path, EditMode mode, ItemEdit& edi
     file = memoryFile(emptyCollection());
   }
   if (!file) return result;
-  if (mode == EditMode::DryRun) {
+  if (!out) {
     runEdit(
         *file, edit, [](std::string_view) { return true; }, result);
     return result;
   }
-  FileReplacement replacement(path, result.writeError);
-  if (result.writeError) return result;
-  BlockWriter out(replacement);
-  const auto write = [&](std::string_view text) { return out.write(text); };
-  const bool done = runEdit(*file, edit, write, result) && out.flush();
-  file.reset();
-  result.writeError = out.error();
-  if (done) result.writeError = replacement.commit();
+  if (out->open()) {
+    const auto write = [&](std::string_view text) { return out->write(text); };
+    const bool done = runEdit(*file, edit, write, result);
+    file.reset();
+    if (done) out->commit();
+  }
+  result.writeError = out->error();
   return result;
 }
 

@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "catalogue/item_merge.h"
+#include "catalogue/utf8_copy_internal.h"
 #include "records/field_text.h"
 #include "records/item_text.h"
-#include "support/xml/encoding.h"
 
 namespace tessaron {
 namespace {
@@ -37,19 +37,18 @@ XmlError unreadable() {
   return error;
 }
 
-// Puts what a response in another encoding says in UTF-8 into its place. An error when it cannot be
-// read, or not be decoded.
+// Puts a response in another encoding into UTF-8. An error when it cannot be read or decoded.
 XmlError makeUtf8(std::unique_ptr<File>& response) {
-  ItemStream head(*response);
-  head.next();
-  if (!response->seek(0)) return unreadable();
-  if (!head.isReencoded()) return {};
-  std::string text;
-  if (!readToEnd(*response, text)) return unreadable();
-  DecodedXml document = decodeXml(std::move(text));
-  declareUtf8(document, document.text);
-  response = memoryFile(std::move(document.text));
-  return document.error;
+  ItemStream items(*response);
+  items.next();
+  if (!items.isReencoded()) return response->seek(0) ? XmlError() : unreadable();
+  while (items.next()) {
+  }
+  if (items.badCharacter()) return items.badCharacter();
+  if (items.error()) return items.error();
+  const std::unique_ptr<XmlDecoder> decoder = makeDecoder(*response);
+  if (decoder) response = decodeToScratch(*response, *decoder, true);
+  return decoder && response ? XmlError() : unreadable();
 }
 
 }  // namespace

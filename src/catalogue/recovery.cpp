@@ -3,506 +3,626 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
-#include "catalogue/edit.h"
+#include "catalogue/candidates_internal.h"
+#include "catalogue/collection_file_internal.h"
+#include "catalogue/file_text_internal.h"
+#include "catalogue/file_tokens_internal.h"
+#include "catalogue/recovery_tags_internal.h"
+#include "catalogue/utf8_copy_internal.h"
 #include "records/item_rule.h"
 #include "support/text.h"
-#include "support/xml/encoding.h"
-#include "support/xml/scanner.h"
 
 namespace tessaron {
 namespace {
 
+using Kind = XmlError::Kind;
 using Token = XmlScanner::Token;
 
-constexpr std::size_t npos = std::string_view::npos;
+constexpr std::uint64_t npos = FileText::npos;
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-struct Section {
-  std::string_view opening;
-  std::string_view closing;
-};
-constexpr std::array kSections = {Section{"<!--", "-->"}, Section{"<![CDATA[", "]]>"}};
-
-// Whether the start tag of an item could stand at `at`.
-bool isItemTag(std::string_view text, std::size_t at) {
-  const std::string_view rest = text.substr(at);
-  for (const std::string_view tag : {"<Item", "<Details"}) {
-    if (!rest.starts_with(tag) || rest.size() == tag.size()) continue;
-    if (std::string_view(" \t\r\n/>").find(rest[tag.size()]) != npos) return true;
-  }
-  return false;
+XmlError errorAt(std::uint64_t offset, Kind kind, std::string message) {
+  XmlError error;
+  error.kind = kind;
+  error.offset = static_cast<std::size_t>(offset);
+  error.message = std::move(message);
+  return error;
 }
 
-std::size_t findItemTag(std::string_view text, std::size_t at) {
-  while ((at = text.find('<', at)) != npos && !isItemTag(text, at)) ++at;
-  return at;
-}
-
-// The first comment or CDATA section in a part without a fault that swallows an item, because its
-// own end is damaged and that of another one is taken for it; npos when there is none.
-std::size_t findSwallower(std::string_view text, TextRange part) {
-  const std::string_view content = part.of(text);
-  for (const auto& [opening, closing] : kSections) {
-    std::size_t begin = 0;
-    while ((begin = content.find(opening, begin)) != npos) {
-      const std::size_t end =
-          std::min(content.find(closing, begin + opening.size()), content.size());
-      const std::string_view section = content.substr(begin, end - begin);
-      if (section.find(opening, 1) != npos && findItemTag(section, 1) != npos) {
-        return part.begin + begin;
-      }
-      begin = end;
+// Calls `take` with the text from `from` to before `to`, in blocks that end between characters.
+// False when it does.
+template <typename Take>
+bool forEachBlock(FileText& text, std::uint64_t from, std::uint64_t to, Take take) {
+  constexpr std::size_t kMinBlock = 4;
+  while (from < to) {
+    std::string_view block = text.view(from, kMinBlock);
+    if (block.empty()) return false;
+    const bool isLast = block.size() >= to - from;
+    if (isLast) block = block.substr(0, static_cast<std::size_t>(to - from));
+    std::size_t cut = block.size();
+    const std::size_t first = cut - std::min(cut, kMinBlock - 1);
+    if (!isLast && from + cut < text.size()) {
+      while (cut > first && (static_cast<unsigned char>(block[cut - 1]) & 0xC0) == 0x80) --cut;
+      if (cut > first && static_cast<unsigned char>(block[cut - 1]) >= 0xC0) --cut;
+      if (cut == first) cut = block.size();
     }
+    if (!take(block.substr(0, cut))) return false;
+    from += cut;
   }
-  return npos;
+  return true;
 }
 
 // Whether a text of an unknown encoding may be UTF-8 with a few damaged bytes: invalid ones are
 // fewer than its other characters above 127, or a fiftieth of the text at most.
-bool isMostlyUtf8(std::string_view text) {
-  constexpr std::size_t kInvalidShare = 50;
-  std::size_t invalid = 0, wide = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t begin = at;
-    bool wellFormed = false;
-    nextUtf8(text, at, &wellFormed);
-    if (!wellFormed) ++invalid;
-    if (at > begin + 1) ++wide;
-  }
+bool isMostlyUtf8(FileText& text) {
+  constexpr std::uint64_t kInvalidShare = 50;
+  std::uint64_t invalid = 0, wide = 0;
+  forEachBlock(text, 0, text.size(), [&](std::string_view block) {
+    for (std::size_t at = 0; at < block.size();) {
+      const std::size_t begin = at;
+      bool wellFormed = false;
+      nextUtf8(block, at, &wellFormed);
+      if (!wellFormed) ++invalid;
+      if (at > begin + 1) ++wide;
+    }
+    return true;
+  });
   return invalid < wide || invalid * kInvalidShare <= text.size();
 }
 
-// Walks over a text as XmlScanner does, but takes an item in one step.
-class ItemScanner {
+// Walks over a text as FileTokens does, but takes an item in one step.
+class ItemTokens {
  public:
-  explicit ItemScanner(std::string_view text) : scanner_(text) {}
+  // With `hasBadBytes` the text may have a kBadByte.
+  ItemTokens(FileText& text, bool hasBadBytes) : tokens_(text), hasBadBytes_(hasBadBytes) {}
 
   // See XmlScanner::resume. Where the root's "Items" is open, an "Item" is an item.
-  void resume(std::size_t at, const std::vector<std::string_view>& open) {
-    scanner_.resume(at, open);
+  void resume(std::uint64_t at, const std::vector<std::string>& open) {
+    tokens_.resume(at, open);
     rule_.resume(open.size() == 2 && open.back() == "Items");
   }
 
   Token next() {
-    Token token = scanner_.next();
-    begin_ = scanner_.begin();
-    version_ = rule_.versionAt(scanner_, token);
-    if (version_ == 0) rule_.pass(scanner_, token);
-    if (version_ == 0 || token == Token::Empty) return token;
-    const std::size_t parents = scanner_.depth() - 1;
-    while (scanner_.depth() > parents && token != Token::Error) token = scanner_.next();
+    badByte_ = npos;
+    mayHaveSwallower_ = false;
+    Token token = nextToken();
+    begin_ = tokens_.begin();
+    error_ = {};
+    version_ = rule_.versionAt(scanner(), token);
+    if (version_ == 0) rule_.pass(scanner(), token);
+    if (version_ != 0 && token != Token::Empty) {
+      const std::size_t parents = scanner().depth() - 1;
+      while (token != Token::Error && scanner().depth() > parents) {
+        token = nextToken();
+        if (token == Token::Error || tokens_.end() - begin_ <= ItemStream::kMaxItem) continue;
+        error_ = errorAt(tokens_.begin(), Kind::TooLarge, "an item of more than 64 MiB");
+        errorToken_ = tokens_.begin();
+        return Token::Error;
+      }
+    }
+    if (token == Token::Error) {
+      error_ = tokens_.error();
+      errorToken_ = tokens_.errorToken();
+    }
     return token;
   }
 
   // Whether an item was taken. It may have ended in an error.
   bool isItem() const { return version_ != 0; }
   int version() const { return version_; }
-  std::size_t begin() const { return begin_; }
-  std::size_t end() const { return scanner_.end(); }  // of a broken item: the place of the error
-  std::string_view name() const { return scanner_.name(); }
-  std::size_t depth() const { return scanner_.depth(); }
-  const XmlError& error() const { return scanner_.error(); }
-  std::size_t errorToken() const { return scanner_.errorToken(); }
+  std::uint64_t begin() const { return begin_; }
+  std::uint64_t end() const { return tokens_.end(); }  // of a broken item: the place of the error
+  const XmlScanner& scanner() const { return tokens_.scanner(); }
+  const XmlError& error() const { return error_; }
+  std::uint64_t errorToken() const { return errorToken_; }
+  // The first kBadByte; npos when there is none.
+  std::uint64_t badByte() const { return badByte_; }
+  // Whether a section may begin in a token, not only at its start.
+  bool mayHaveSwallower() const { return mayHaveSwallower_; }
 
  private:
-  XmlScanner scanner_;
+  Token nextToken() {
+    const Token token = tokens_.next();
+    if (token == Token::Error) return token;
+    if (hasBadBytes_ && badByte_ == npos)
+      badByte_ = tokens_.findInToken(std::string_view(&kBadByte, 1), tokens_.begin());
+    if (token != Token::Text && token != Token::End && !mayHaveSwallower_)
+      mayHaveSwallower_ = tokens_.findInToken("<!", tokens_.begin() + 1) != npos;
+    return token;
+  }
+
+  FileTokens tokens_;
   ItemRule rule_;
-  std::size_t begin_ = 0;
+  bool hasBadBytes_;
+  std::uint64_t begin_ = 0;
   int version_ = 0;
+  XmlError error_;
+  std::uint64_t errorToken_ = 0;
+  std::uint64_t badByte_ = npos;
+  bool mayHaveSwallower_ = false;
 };
 
-// Finds the whole items of a text and puts them together anew.
+// Finds the whole items of a text and writes them, with all that stands between them without a
+// fault. A run is text without a fault, from its first item (or the head of the text) to the end of
+// its last one. It is written as soon as it has ended: what follows cannot change it any more.
 class Salvager {
  public:
-  // An item with one of the bad places of `document` is not whole. Keeps a reference.
-  explicit Salvager(const DecodedXml& document)
-      : document_(document), text_(document.text), scanner_(text_), probe_(text_) {}
+  Salvager(FileText& text, const XmlDecoder& decoder, const TextSink& sink)
+      : text_(text),
+        decoder_(decoder),
+        sink_(sink),
+        items_(text, !decoder.isPlain()),
+        probe_(text),
+        isMarked_(decoder.isMarked()) {
+    const std::string head(text.view(0, kMaxHead));
+    if (decoder.isReencoded()) encodingName_ = findEncodingName(head);
+  }
 
-  void run() {
+  // False when the sink refused.
+  bool run() {
     for (;;) {
-      const Token token = scanner_.next();
+      const Token token = items_.next();
       if (token == Token::Finished) break;
-      const bool isRoot = token == Token::Start && scanner_.depth() == 1;
-      const bool lostRoot = isRoot && scanner_.name() == "Items";
-      if (isRoot && !lostRoot && rootTagEnd_ == 0) {
-        root_ = scanner_.name();
-        rootTagEnd_ = scanner_.end();
-      }
-      const TextRange range{scanner_.begin(), scanner_.end()};
-      XmlError fault = scanner_.error();
-      std::size_t sound = scanner_.errorToken();  // up to here there is no fault, if there is one
-      const std::size_t swallower = findSwallowerIn(token, range, sound);
-      if (swallower == npos && token != Token::Error && !lostRoot) {
-        const bool bad = tellBadPlace(range.begin, range.end);
-        if (!scanner_.isItem()) continue;
-        if (bad) {
-          leaveOut(range);
-        } else {
-          take(range);
-        }
-        continue;
-      }
-      if (lostRoot) {
-        sound = fault.offset = range.begin;
-        fault.kind = XmlError::Kind::BadTag;
-        fault.message = "\"Items\" without an element around it";
-      } else if (swallower != npos) {
-        sound = swallower;
-        fault.kind = XmlError::Kind::UnexpectedEnd;
-        fault.offset = sound;
-        fault.message = "markup that runs on into an item, because its own end is damaged";
-      }
-      faults_.push_back({std::move(fault), sound});
-      const std::size_t next = nextCandidate(range.begin, sound);
-      tellBadPlace(range.begin, std::min(next, text_.size()));
-      if (next == npos) break;
-      resumeAt(next);
+      if (!step(token)) break;
+      if (isRefused_) return false;
     }
+    return finish();
   }
 
-  std::size_t items() const { return items_.size(); }
-
-  // The faults, with line and column, in the order of the text.
-  std::vector<Recovery::Fault> faults() const {
-    std::vector<Recovery::Fault> out;
-    for (const Pending& pending : faults_) out.push_back({pending.fault, 0});
-    for (const std::size_t place : badPlaces_) {
-      out.push_back({document_.error, 0});
-      out.back().fault.offset = place;
-    }
-    const auto offset = [](const Recovery::Fault& fault) { return fault.fault.offset; };
-    std::stable_sort(out.begin(), out.end(),
-                     [&](const auto& a, const auto& b) { return offset(a) < offset(b); });
-    out.erase(std::unique(out.begin(), out.end(),
-                          [&](const auto& a, const auto& b) { return offset(a) == offset(b); }),
-              out.end());
-    // One pass: a text of one long line may have many faults.
-    std::size_t line = 1, column = 1, at = 0;
-    for (auto& [fault, itemsBehind] : out) {
-      while (at < fault.offset) {
-        const bool lineEnd = text_[at] == '\n';
-        nextUtf8(text_, at);
-        line += lineEnd ? 1 : 0;
-        column = lineEnd ? 1 : column + 1;
-      }
-      fault.line = line;
-      fault.column = column;
-      itemsBehind = static_cast<std::size_t>(
-          items_.end() - std::lower_bound(items_.begin(), items_.end(), fault.offset,
-                                          [](const TextRange& item, std::size_t place) {
-                                            return item.begin < place;
-                                          }));
-    }
-    return out;
-  }
-
-  // Whether all is as it was, except for bad places outside of the items.
-  bool isWhole() const { return faults_.empty() && !leftOut_; }
-
-  // Whether `text` begins as the damaged text does.
-  bool keepsHead() const { return rootTagEnd_ != 0; }
-
-  // The items with all that stands between them without a fault.
-  std::string text() const {
-    std::string out;
-    std::string_view root = root_;
-    bool inItems = false;
-    std::size_t i = 0;
-    if (!runs_.empty() && runs_.front().head) {
-      out = runs_.front().text.of(text_);
-      inItems = runs_.front().endsInItems;
-      i = 1;
-    } else if (keepsHead()) {
-      out = text_.substr(0, rootTagEnd_);
-    } else {
-      const std::string frame = emptyCollection();
-      out = frame.substr(0, frame.find("<Items"));
-      root = "PriceTracker";
-    }
-    for (; i < runs_.size(); ++i) {
-      const Run& run = runs_[i];
-      out += '\n';
-      if (run.startsInItems != inItems) out += inItems ? "</Items>" : "<Items>";
-      out += run.text.of(text_);
-      inItems = run.endsInItems;
-    }
-    if (inItems) out += "</Items>";
-    return out.append("</").append(root) += '>';
-  }
+  std::size_t items() const { return closedItems_; }
+  // Whether all is as it was, except for bad bytes outside of the items. Nothing is written then.
+  bool isWhole() const { return isWhole_; }
+  bool writeWhole() { return copyHead(text_.size()); }
+  // Adds the faults in the order of the text, with line and column.
+  void addFaults(Recovery& recovery);
 
  private:
+  static constexpr std::size_t kMaxHead = std::size_t{32} << 10;
   struct Pending {
-    XmlError fault;
-    std::size_t token;  // where the token with the fault begins
-  };
-  // Text without a fault, from its first item (or the head of the text) to the end of its last one.
-  struct Run {
-    TextRange text;
-    bool head;
-    bool startsInItems;
-    bool endsInItems;
+    XmlError error;
+    std::uint64_t token;      // where the token with the error begins
+    std::size_t itemsBefore;  // how many saved items begin before its place
   };
 
-  // As `findSwallower`, for what the scanner has come upon.
-  std::size_t findSwallowerIn(Token token, TextRange range, std::size_t sound) const {
-    if (scanner_.isItem()) {
-      if (token == Token::Error) range.end = sound;
-      return findSwallower(text_, range);
+  bool step(Token token);
+  bool goOn(XmlError error, std::uint64_t begin, std::uint64_t sound);
+  bool finish();
+
+  // As `findSwallower`, for what `items_` stands at.
+  std::uint64_t findSwallowerIn(Token token, std::uint64_t sound) {
+    const std::uint64_t begin = items_.begin();
+    if (items_.isItem() || token == Token::Comment || token == Token::CData) {
+      if (!items_.mayHaveSwallower()) return npos;
+      return findSwallower(text_, begin, token == Token::Error ? sound : items_.end());
     }
-    if (token == Token::Comment || token == Token::CData) return findSwallower(text_, range);
     const bool bare = token == Token::Declaration || token == Token::Other;
-    return bare && findItemTag(range.of(text_), 1) != npos ? range.begin : npos;
+    return bare && findItemTag(text_, begin + 1, items_.end()) != npos ? begin : npos;
   }
 
   // The root's name, if need be that of the text's last end tag.
-  std::string_view rootName() const { return root_.empty() ? lastEndTag() : root_; }
+  const std::string& rootName() { return root_.empty() ? lastEndTag() : root_; }
 
-  std::string_view lastEndTag() const {
-    const std::size_t begin = text_.rfind("</");
-    if (begin == npos) return {};
-    const std::string_view name = text_.substr(begin + 2);
-    return name.substr(0, name.find_first_of("> \t\r\n"));
+  const std::string& lastEndTag() {
+    if (lastEndTag_) return *lastEndTag_;
+    constexpr std::size_t kMaxName = 4096;
+    const std::uint64_t begin = text_.findLast("</");
+    std::string_view name;
+    if (begin != npos) name = text_.view(begin + 2, kMaxName);
+    return lastEndTag_.emplace(name.substr(0, name.find_first_of("> \t\r\n")));
   }
 
-  void take(TextRange item) {
-    const bool inItems = scanner_.version() == 4;
-    if (!hasItem_) runs_.push_back({{begin_, item.end}, isHead_, startsInItems_, inItems});
-    hasItem_ = true;
-    runs_.back().text.end = item.end;
-    runs_.back().endsInItems = inItems;
-    items_.push_back(item);
-    // A fault that shows only behind a whole item has its place in front of that.
-    for (; settled_ < faults_.size(); ++settled_) {
-      auto& [fault, token] = faults_[settled_];
-      if (fault.offset <= item.begin) continue;
-      fault.offset = std::min(token, item.begin);
-      fault.message = token < item.begin ? "markup that does not end before the next item begins"
-                                         : "the item in front of this one does not end";
+  void addFault(XmlError error, std::uint64_t token) {
+    if (faults_.size() < Recovery::kMaxFaults) {
+      faults_.push_back({std::move(error), token, closedItems_ + run_.count});
+    } else {
+      ++furtherFaults_;
     }
   }
 
-  // Tells the first bad place from `begin` to `end`, if there is one.
-  bool tellBadPlace(std::size_t begin, std::size_t end) {
-    const auto& places = document_.badPlaces;
-    const auto place = std::lower_bound(places.begin(), places.end(), begin);
-    if (place == places.end() || *place >= end) return false;
-    badPlaces_.push_back(*place);
-    return true;
+  void take(std::uint64_t begin, std::uint64_t end);
+  bool tellBadByte(std::uint64_t place);
+  void startRun(std::uint64_t begin, std::vector<std::string> open);
+  std::uint64_t nextCandidate(std::uint64_t begin, std::uint64_t sound);
+  std::optional<Candidate> candidateBefore(std::uint64_t end, std::string_view item, bool closed);
+  void loseRoot(std::uint64_t item);
+  std::uint64_t nextItemTag(std::uint64_t at);
+
+  bool isEndTag(std::uint64_t at, std::string_view name) {
+    return text_.startsWith(at, "</") && text_.startsWith(at + 2, name);
+  }
+  std::string_view nameAt(std::uint64_t tag) {
+    return text_.startsWith(tag, "<Item") ? "Item" : "Details";
   }
 
-  // Goes on behind an item that is damaged, but not in its markup.
-  void leaveOut(TextRange item) {
-    leftOut_ = true;
-    open_ = {rootName()};
-    startsInItems_ = scanner_.version() == 4;
-    if (startsInItems_) open_.push_back("Items");
-    isHead_ = hasItem_ = false;
-    begin_ = item.end;
+  bool write(std::string_view text) {
+    isRefused_ = isRefused_ || !sink_(text);
+    return !isRefused_;
   }
+  bool copy(std::uint64_t from, std::uint64_t to);
+  bool copyHead(std::uint64_t to);
+  bool writeRun();
+  bool writeFrame();
 
-  // Reads on at the start tag of an item, as if everything around it were in order.
-  void resumeAt(std::size_t item) {
-    open_ = {rootName()};
-    if (nameAt(item) == "Item") open_.push_back("Items");
-    scanner_.resume(item, open_);
-    startsInItems_ = open_.size() == 2;
-    isHead_ = hasItem_ = false;
-    begin_ = item;
-  }
-
-  bool isTaken(std::size_t at) const {
-    const auto behind = std::upper_bound(
-        items_.begin(), items_.end(), at,
-        [](std::size_t place, const TextRange& item) { return place < item.begin; });
-    return behind != items_.begin() && at < std::prev(behind)->end;
-  }
-
-  // Takes back the items of the current run behind `at`: they were found in a wrong structure.
-  void giveBack(std::size_t at) {
-    while (hasItem_ && items_.back().begin > at) {
-      items_.pop_back();
-      hasItem_ = !items_.empty() && items_.back().begin >= begin_;
-      if (!hasItem_) {
-        runs_.pop_back();
-      } else {
-        runs_.back().text.end = items_.back().end;
-        runs_.back().endsInItems = nameAt(items_.back().begin) == "Item";
-      }
-    }
-  }
-
-  // Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
-  // item, when the fault is in one.
-  std::size_t nextCandidate(std::size_t begin, std::size_t sound) {
-    const bool inItem = scanner_.isItem();
-    const std::size_t from = inItem ? begin + 1 : begin_;
-    const std::string_view item = inItem ? nameAt(begin) : std::string_view();
-    std::optional<std::size_t> found = candidateBefore(sound, from, item);
-    // What is open where the items end has swallowed others, in whatever part of it. At the end of
-    // the text it may be open because the rest is missing.
-    const XmlError::Kind kind = scanner_.error().kind;
-    const bool pastItems = kind == XmlError::Kind::MismatchedEnd &&
-                           (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
-    if (!found && pastItems) {
-      found = candidateBefore(sound, from, {}, true);
-    } else if (!found && kind == XmlError::Kind::UnexpectedEnd) {
-      found = candidateBefore(sound, from, item, true);
-    }
-    if (found && !inItem) {
-      giveBack(*found);
-      if (items_.empty()) loseRoot(*found);
-    }
-    return found ? *found : nextItemTag(std::max(sound, isHead_ ? 0 : begin_ + 1));
-  }
-
-  // The root is none when one that is not closed holds another, which its end tag names.
-  void loseRoot(std::size_t item) {
-    const std::string_view last = lastEndTag();
-    if (root_.empty() || root_ == last || last.empty()) return;
-    if (findTag(last, rootTagEnd_) >= item) return;
-    root_ = {};
-    rootTagEnd_ = 0;
-  }
-
-  std::size_t findTag(std::string_view name, std::size_t at) const {
-    while ((at = text_.find(name, at)) != npos && text_[at - 1] != '<') ++at;
-    return at;
-  }
-
-  bool isEndTag(std::size_t at, std::string_view name) const {
-    const std::string_view rest = text_.substr(at);
-    return rest.starts_with("</") && rest.substr(2).starts_with(name);
-  }
-
-  // In the text without a fault from `begin_` to `end`: the first item behind `from` whose parent
-  // is not closed there. An element that was closed has been judged as a whole, but one that stays
-  // open has lost its end, and what follows it only seems to stand in it. `item` is the name of the
-  // faulty item. With `closed` those in closed elements count, too: in any part of what is open
-  // below the root, in a second root, or anywhere when there is no item yet.
-  std::optional<std::size_t> candidateBefore(std::size_t end, std::size_t from,
-                                             std::string_view item, bool closed = false) {
-    struct Open {
-      std::string_view name;
-      std::size_t candidates;  // how many there were when it was opened
-      std::size_t begin;
-    };
-    std::vector<Open> open;
-    for (const std::string_view name : open_) open.push_back({name, 0, npos});
-    std::vector<std::size_t> candidates;
-    bool isFirst = true;
-    std::size_t inRoot = npos;  // how many candidates there were at a second root
-    probe_.resume(begin_, open_);
-    while (probe_.end() < end) {
-      const Token token = probe_.next();
-      if (token == Token::Finished || token == Token::Error || probe_.begin() >= end) break;
-      if (token == Token::End) {
-        if (!closed) candidates.resize(open.back().candidates);
-        open.pop_back();
-      } else if (token == Token::Start || token == Token::Empty) {
-        const std::string_view parent = open.empty() ? std::string_view() : open.back().name;
-        const bool inside = probe_.begin() >= from;
-        // An item that begins with the items was not one.
-        if (inside && std::exchange(isFirst, false) && probe_.name() == "Items") item = {};
-        if (closed && inside && !open.empty() && probe_.name() == rootName()) {
-          inRoot = std::min(inRoot, candidates.size());
-          item = {};
-        }
-        if (inside && isPlausible(item, parent, probe_.name()) && !isTaken(probe_.begin())) {
-          candidates.push_back(probe_.begin());
-        }
-        if (token == Token::Start)
-          open.push_back({probe_.name(), candidates.size(), probe_.begin()});
-      }
-    }
-    std::size_t first = 0;
-    if (closed && !scanner_.isItem() && !items_.empty()) {
-      first = std::min(inRoot, open.size() > 1 ? open[1].candidates : npos);
-    }
-    // A root without an end is no item.
-    if (first < candidates.size() && !open.empty() && candidates[first] == open[0].begin) ++first;
-    if (first >= candidates.size()) return std::nullopt;
-    return candidates[first];
-  }
-
-  // Whether an element in a faulty item, or outside of all items, can be an item of its own.
-  static bool isPlausible(std::string_view item, std::string_view parent, std::string_view name) {
-    if (item == "Item" && name == "Item") return parent != "Items";
-    return name == "Item" || name == "Details";
-  }
-
-  std::string_view nameAt(std::size_t tag) const {
-    return text_.substr(tag).starts_with("<Item") ? "Item" : "Details";
-  }
-
-  // Where the next item could begin, at or behind `at`. Comments and CDATA sections are skipped,
-  // unless one seems to run on into another because its own end is damaged.
-  std::size_t nextItemTag(std::size_t at) {
-    for (; (at = text_.find('<', at)) != npos; ++at) {
-      if (isItemTag(text_, at)) return at;
-      for (std::size_t i = 0; i < kSections.size(); ++i) {
-        const auto& [opening, closing] = kSections[i];
-        if (!text_.substr(at).starts_with(opening)) continue;
-        const std::size_t end = sectionEnds_[i].find(text_, closing, at + opening.size());
-        const bool skip = end != npos && text_.substr(at + 1, end - at).find(opening) == npos;
-        if (skip) at = end;
-        break;
-      }
-    }
-    return npos;
-  }
-
-  const DecodedXml& document_;
-  std::string_view text_;
-  ItemScanner scanner_;
-  XmlScanner probe_;
-  std::array<TextSearch, kSections.size()> sectionEnds_;
-  std::string_view root_;
-  std::size_t rootTagEnd_ = 0;
-  bool leftOut_ = false;  // an item with a bad place
-  std::vector<TextRange> items_;
-  std::vector<Run> runs_;
+  FileText& text_;
+  const XmlDecoder& decoder_;
+  const TextSink& sink_;
+  ItemTokens items_;
+  FileTokens probe_;
+  std::array<FileSearch, kSections.size()> sectionEnds_;
+  std::string root_;
+  std::uint64_t rootTagEnd_ = 0;
+  std::optional<std::string> lastEndTag_;
+  bool leftOut_ = false;  // an item with a bad byte
+  bool isWhole_ = false;
   std::vector<Pending> faults_;
-  std::vector<std::size_t> badPlaces_;
+  std::vector<Pending> badPlaces_;
+  std::size_t furtherFaults_ = 0;
   std::size_t settled_ = 0;  // how many faults have their final place
   // The current run:
   bool isHead_ = true;
-  bool hasItem_ = false;
-  bool startsInItems_ = false;
-  std::size_t begin_ = 0;
-  std::vector<std::string_view> open_;  // elements that are open at its begin
+  std::uint64_t begin_ = 0;
+  std::vector<std::string> open_;  // elements that are open at its begin
+  WholeItems run_;
+  // What is written:
+  bool isMarked_;
+  TextRange encodingName_;
+  std::string outRoot_;  // empty before the first run
+  bool outInItems_ = false;
+  std::size_t closedItems_ = 0;
+  bool isRefused_ = false;
 };
+
+// Takes what `items_` stands at. False when there is nothing more.
+bool Salvager::step(Token token) {
+  const bool isRoot = token == Token::Start && !items_.isItem() && items_.scanner().depth() == 1;
+  const bool lostRoot = isRoot && items_.scanner().name() == "Items";
+  if (isRoot && !lostRoot && rootTagEnd_ == 0) {
+    root_ = items_.scanner().name();
+    rootTagEnd_ = items_.end();
+  }
+  const std::uint64_t begin = items_.begin();
+  const std::uint64_t sound = items_.errorToken();  // up to here nothing is wrong, after an error
+  if (lostRoot)
+    return goOn(errorAt(begin, Kind::BadTag, "\"Items\" without an element around it"), begin, begin);
+  if (const std::uint64_t swallower = findSwallowerIn(token, sound); swallower != npos) {
+    return goOn(errorAt(swallower, Kind::UnexpectedEnd,
+                        "markup that runs on into an item, because its own end is damaged"),
+                begin, swallower);
+  }
+  if (token == Token::Error) return goOn(items_.error(), begin, sound);
+  const bool isBad = tellBadByte(items_.badByte());
+  if (!items_.isItem()) return true;
+  if (!isBad) {
+    take(begin, items_.end());
+    return true;
+  }
+  // Goes on behind an item that is damaged, but not in its markup.
+  leftOut_ = true;
+  writeRun();
+  std::vector<std::string> open = {rootName()};
+  if (items_.version() == 4) open.push_back("Items");
+  startRun(items_.end(), std::move(open));
+  return true;
+}
+
+// Goes on behind a fault in what begins at `begin`, where nothing is wrong up to `sound`.
+bool Salvager::goOn(XmlError error, std::uint64_t begin, std::uint64_t sound) {
+  const std::size_t index = faults_.size();
+  addFault(std::move(error), sound);
+  const std::uint64_t next = nextCandidate(begin, sound);
+  if (index < faults_.size()) faults_[index].itemsBefore = closedItems_ + run_.count;
+  if (!decoder_.isPlain()) tellBadByte(text_.find(std::string_view(&kBadByte, 1), begin, next));
+  if (next == npos) return false;
+  writeRun();
+  // As if everything around the item were in order.
+  std::vector<std::string> open = {rootName()};
+  if (nameAt(next) == "Item") open.push_back("Items");
+  items_.resume(next, open);
+  startRun(next, std::move(open));
+  return true;
+}
+
+void Salvager::startRun(std::uint64_t begin, std::vector<std::string> open) {
+  open_ = std::move(open);
+  isHead_ = false;
+  begin_ = begin;
+  run_ = {};
+}
+
+void Salvager::take(std::uint64_t begin, std::uint64_t end) {
+  // No reader takes more between two items than an item may have.
+  const std::uint64_t gapBegin = run_.count > 0 ? run_.end : begin_;
+  if (begin - gapBegin > ItemStream::kMaxItem) {
+    addFault(errorAt(gapBegin, Kind::TooLarge, "more than 64 MiB without an item"), gapBegin);
+    writeRun();
+    std::vector<std::string> open = {rootName()};
+    if (items_.version() == 4) open.push_back("Items");
+    startRun(begin, std::move(open));
+  }
+  ++run_.count;
+  run_.end = end;
+  run_.endsInItems = items_.version() == 4;
+  // A fault that shows only behind a whole item has its place in front of that.
+  for (; settled_ < faults_.size(); ++settled_) {
+    auto& [error, token, before] = faults_[settled_];
+    if (error.offset <= begin) continue;
+    error.offset = static_cast<std::size_t>(std::min(token, begin));
+    error.message = token < begin ? "markup that does not end before the next item begins"
+                                  : "the item in front of this one does not end";
+  }
+}
+
+bool Salvager::tellBadByte(std::uint64_t place) {
+  if (place == npos) return false;
+  if (badPlaces_.size() < Recovery::kMaxFaults) {
+    badPlaces_.push_back({decoder_.badCharacter(static_cast<std::size_t>(place)), place,
+                          closedItems_ + run_.count});
+  } else {
+    ++furtherFaults_;
+  }
+  return true;
+}
+
+// Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
+// item, when the fault is in one. Takes back the items of the current run behind it: they were
+// found in a wrong structure.
+std::uint64_t Salvager::nextCandidate(std::uint64_t begin, std::uint64_t sound) {
+  const bool inItem = items_.isItem();
+  const std::string item(inItem ? nameAt(begin) : std::string_view());
+  std::optional<Candidate> found = candidateBefore(sound, item, false);
+  // What is open where the items end has swallowed others, in whatever part of it. At the end of
+  // the text it may be open because the rest is missing.
+  const Kind kind = items_.error().kind;
+  const bool pastItems = kind == Kind::MismatchedEnd &&
+                         (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
+  if (!found && pastItems) {
+    found = candidateBefore(sound, {}, true);
+  } else if (!found && (kind == Kind::UnexpectedEnd || kind == Kind::TooLarge)) {
+    found = candidateBefore(sound, item, true);
+  }
+  if (!found) return nextItemTag(std::max(sound, isHead_ ? 0 : begin_ + 1));
+  if (!inItem) {
+    run_ = found->items;
+    if (closedItems_ + run_.count == 0) loseRoot(found->place);
+  }
+  return found->place;
+}
+
+// The root is none when one that is not closed holds another, which its end tag names.
+void Salvager::loseRoot(std::uint64_t item) {
+  const std::string& last = lastEndTag();
+  if (root_.empty() || root_ == last || last.empty()) return;
+  if (text_.find('<' + last, rootTagEnd_, item + last.size() - 1) == npos) return;
+  root_.clear();
+  rootTagEnd_ = 0;
+}
+
+// In the text without a fault from `begin_` (or from the faulty item) to `end`: the first item
+// whose parent is not closed there. An element that was closed has been judged as a whole, but one
+// that stays open has lost its end, and what follows it only seems to stand in it. `item` is the
+// name of the faulty item. With `closed` those in closed elements count, too: in any part of what
+// is open below the root, in a second root, or anywhere when there is no item yet.
+std::optional<Candidate> Salvager::candidateBefore(std::uint64_t end, std::string_view item,
+                                                   bool closed) {
+  const bool inItem = items_.isItem();
+  std::uint64_t from = begin_;
+  std::vector<std::string> open = open_;
+  if (inItem) {
+    from = items_.begin();
+    open = {rootName()};
+    if (items_.version() == 4) open.push_back("Items");
+  }
+  Candidates candidates(closed, open);
+  ItemRule rule;
+  rule.resume(open.size() == 2 && open.back() == "Items");
+  WholeItems whole = inItem ? run_ : WholeItems();
+  int version = 0;  // of the item in which the probe stands
+  std::size_t parents = 0;
+  bool isFirst = true;
+  probe_.resume(from, open);
+  while (probe_.end() < end) {
+    const Token token = probe_.next();
+    if (token == Token::Finished || token == Token::Error || probe_.begin() >= end) break;
+    if (token != Token::Start && token != Token::Empty && token != Token::End) continue;
+    const XmlScanner& scanner = probe_.scanner();
+    const std::string_view name = scanner.name();
+    if (version == 0 && !inItem) {
+      version = rule.versionAt(scanner, token);
+      if (version == 0) rule.pass(scanner, token);
+      if (version != 0) {
+        parents = scanner.depth() - (token == Token::Start ? 1 : 0);
+        candidates.beginItem();
+      }
+    }
+    if (token == Token::End) {
+      candidates.close();
+    } else {
+      const bool inside = !inItem || probe_.begin() > from;
+      // An item that begins with the items was not one.
+      if (inside && std::exchange(isFirst, false) && name == "Items") item = {};
+      if (closed && inside && !candidates.isEmpty() && name == rootName()) {
+        candidates.beginRoot();
+        item = {};
+      }
+      // An element in a faulty item, or outside of all items, that can be an item of its own.
+      const bool isNested = item == "Item" && name == "Item";
+      const bool isPlausible =
+          isNested ? candidates.parent() != "Items" : name == "Item" || name == "Details";
+      if (inside && isPlausible) candidates.add({probe_.begin(), whole});
+      if (token == Token::Start) candidates.open(name, probe_.begin());
+    }
+    if (version != 0 && scanner.depth() == parents) {
+      candidates.endItem();
+      whole = {whole.count + 1, probe_.end(), version == 4};
+      version = 0;
+    }
+  }
+  return candidates.first(!inItem && closedItems_ + run_.count > 0);
+}
+
+// Where the next item could begin, at or behind `at`. Comments and CDATA sections are skipped,
+// unless one seems to run on into another because its own end is damaged.
+std::uint64_t Salvager::nextItemTag(std::uint64_t at) {
+  for (; (at = text_.find("<", at)) != npos; ++at) {
+    if (isItemTag(text_, at)) return at;
+    for (std::size_t i = 0; i < kSections.size(); ++i) {
+      const auto& [opening, closing] = kSections[i];
+      if (!text_.startsWith(at, opening)) continue;
+      const std::uint64_t end = sectionEnds_[i].find(text_, closing, at + opening.size());
+      if (end != npos && text_.find(opening, at + 1, end + 1) == npos) at = end;
+      break;
+    }
+  }
+  return npos;
+}
+
+bool Salvager::copy(std::uint64_t from, std::uint64_t to) {
+  return forEachBlock(text_, from, to, [&](std::string_view block) {
+    if (decoder_.isPlain()) return write(block);
+    for (;;) {
+      const std::size_t bad = block.find(kBadByte);
+      if (!write(block.substr(0, bad))) return false;
+      if (bad == block.npos) return true;
+      if (!write(kReplacement)) return false;
+      block.remove_prefix(bad + 1);
+    }
+  });
+}
+
+// Copies the text up to `to`, with its declaration made to name UTF-8.
+bool Salvager::copyHead(std::uint64_t to) {
+  if (isMarked_ && !write("\xEF\xBB\xBF")) return false;
+  if (encodingName_.size() == 0 || encodingName_.end > to) return copy(0, to);
+  return copy(0, encodingName_.begin) && write("UTF-8") && copy(encodingName_.end, to);
+}
+
+// Writes what stands in front of the first run.
+bool Salvager::writeFrame() {
+  if (rootTagEnd_ != 0) {
+    outRoot_ = root_;
+    return copyHead(isHead_ ? run_.end : rootTagEnd_);
+  }
+  outRoot_ = "PriceTracker";
+  const std::string frame = emptyCollection();
+  return write(frame.substr(0, frame.find("<Items")));
+}
+
+// Writes the current run, unless it has no item.
+bool Salvager::writeRun() {
+  if (run_.count == 0) return true;
+  closedItems_ += run_.count;
+  if (outRoot_.empty() && !writeFrame()) return false;
+  if (!isHead_) {
+    const bool startsInItems = open_.size() == 2;
+    if (!write("\n")) return false;
+    if (startsInItems != outInItems_ && !write(outInItems_ ? "</Items>" : "<Items>")) return false;
+    if (!copy(begin_, run_.end)) return false;
+  }
+  outInItems_ = run_.endsInItems;
+  run_.count = 0;
+  return true;
+}
+
+bool Salvager::finish() {
+  isWhole_ = faults_.empty() && !leftOut_;
+  if (isWhole_) {
+    closedItems_ = run_.count;
+    return true;
+  }
+  if (!writeRun() || closedItems_ == 0) return !isRefused_;
+  return (!outInItems_ || write("</Items>")) && write("</") && write(outRoot_) && write(">");
+}
+
+void Salvager::addFaults(Recovery& recovery) {
+  std::vector<Pending> all = std::move(faults_);
+  std::move(badPlaces_.begin(), badPlaces_.end(), std::back_inserter(all));
+  std::stable_sort(all.begin(), all.end(), [](const Pending& a, const Pending& b) {
+    return a.error.offset < b.error.offset;
+  });
+  recovery.furtherFaults = furtherFaults_;
+  std::size_t line = 1, column = 1;
+  std::uint64_t at = 0;
+  for (Pending& pending : all) {
+    XmlError& error = pending.error;
+    if (!recovery.faults.empty() && recovery.faults.back().error.offset == error.offset) continue;
+    // One pass: a text of one long line may have many faults.
+    forEachBlock(text_, at, error.offset, [&](std::string_view block) {
+      for (std::size_t end = 0; (end = block.find('\n')) != block.npos;) {
+        ++line;
+        column = 1;
+        block.remove_prefix(end + 1);
+      }
+      for (std::size_t i = 0; i < block.size(); ++column) nextUtf8(block, i);
+      return true;
+    });
+    at = error.offset;
+    error.line = line;
+    error.column = column;
+    recovery.faults.push_back({std::move(error), closedItems_ - pending.itemsBefore});
+  }
+}
+
+XmlError unreadable() { return errorAt(0, Kind::Unreadable, "the file cannot be read"); }
+
+// Recovers the text of `file`, which was decoded from `original` where that is another one.
+void recoverText(File& original, File& file, const XmlDecoder& decoder, const TextSink& sink,
+                 Recovery& recovery) {
+  const std::uint64_t markSize = decoder.isMarked() ? 3 : 0;
+  FileText text(file, markSize, file.size().value_or(markSize));
+  // The name of an encoding may be damaged like anything else.
+  const bool isUnknown = static_cast<bool>(decoder.error());
+  if (isUnknown && !isMostlyUtf8(text)) {
+    recovery.faults.push_back({decoder.error(), 0});
+    return;
+  }
+  Salvager salvager(text, decoder, sink);
+  bool isWritten = salvager.run();
+  recovery.items = salvager.items();
+  salvager.addFaults(recovery);
+  if (isUnknown) recovery.faults.insert(recovery.faults.begin(), {decoder.error(), recovery.items});
+  if (isWritten && recovery.items > 0 && recovery.faults.empty()) {
+    FileText whole(original, 0, original.size().value_or(0));
+    isWritten = forEachBlock(whole, 0, whole.size(), sink);
+    if (whole.hasFailed()) recovery.readError = unreadable();
+  } else if (isWritten && recovery.items > 0 && salvager.isWhole()) {
+    salvager.writeWhole();
+  }
+  if (text.hasFailed()) recovery.readError = unreadable();
+}
 
 }  // namespace
 
-Recovery recover(std::string_view damaged) {
-  const DecodedXml document = decodeXml(std::string(damaged));
+Recovery recover(File& damaged, const TextSink& sink) {
   Recovery recovery;
-  const bool unknown = document.error.kind == XmlError::Kind::UnknownEncoding;
-  // The name of an encoding may be damaged like anything else.
-  if (unknown && !isMostlyUtf8(document.text)) {
-    recovery.text = emptyCollection();
-    recovery.faults.push_back({document.error, 0});
-    return recovery;
+  File* file = &damaged;
+  std::unique_ptr<File> copy;
+  if (!damaged.size()) {
+    copy = copyToScratch(damaged);
+    file = copy.get();
   }
-  Salvager salvager(document);
-  salvager.run();
-  recovery.items = salvager.items();
-  recovery.faults = salvager.faults();
-  if (unknown) recovery.faults.insert(recovery.faults.begin(), {document.error, recovery.items});
-  if (recovery.faults.empty()) {
-    recovery.text = damaged;
-    return recovery;
+  const std::unique_ptr<XmlDecoder> decoder = file ? makeDecoder(*file) : nullptr;
+  std::unique_ptr<File> decoded;
+  if (decoder && !decoder->isPlain()) decoded = decodeToScratch(*file, *decoder, false);
+  if (!decoder || (!decoder->isPlain() && !decoded)) {
+    recovery.readError = unreadable();
+  } else {
+    recoverText(*file, decoded ? *decoded : *file, *decoder, sink, recovery);
   }
-  const bool whole = salvager.isWhole();
-  recovery.text = whole ? document.text : salvager.text();
-  if (recovery.items == 0) {
-    recovery.text = emptyCollection();
-  } else if (whole || salvager.keepsHead()) {
-    declareUtf8(document, recovery.text);
-    if (document.marked) recovery.text.insert(0, "\xEF\xBB\xBF");
-  }
+  return recovery;
+}
+
+Recovery recoverCollection(File& damaged, std::u16string_view path) {
+  CollectionWriter out(path);
+  Recovery recovery;
+  if (!out.error())
+    recovery = recover(damaged, [&](std::string_view text) { return out.write(text); });
+  if (recovery.items > 0 && !recovery.readError && !out.error()) out.commit();
+  recovery.writeError = out.error();
   return recovery;
 }
 

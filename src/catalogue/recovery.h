@@ -1,30 +1,46 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <cstdint>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
-#include "support/xml/xml.h"
+#include "catalogue/edit.h"
+#include "platform/file.h"
+#include "support/xml/error.h"
 #include "tessaron_export.h"
 
 namespace tessaron {
 
-/// What could be saved of a damaged collection.
+/// What was saved of a damaged collection.
 struct Recovery {
   struct Fault {
-    XmlError fault;               ///< offset, line and column count in the text as UTF-8
+    XmlError error;               ///< offset, line and column count in the text as UTF-8
     std::size_t itemsBehind = 0;  ///< how many of the saved items begin behind its place
   };
-  std::string text;           ///< a collection in UTF-8 with all whole items, in their order
-  std::size_t items = 0;      ///< how many
-  std::vector<Fault> faults;  ///< in the order of the text; none when the text was whole
+  /// Beyond so many faults only their number is told.
+  static constexpr std::size_t kMaxFaults = 50000;
+
+  std::size_t items = 0;           ///< how many were saved
+  std::vector<Fault> faults;       ///< in the order of the text; none when it is whole
+  std::size_t furtherFaults = 0;   ///< beyond kMaxFaults
+  XmlError readError;              ///< Unreadable: the text, or a temporary file, failed
+  std::error_code writeError;      ///< why `recoverCollection` could not write
 };
 
-/// Saves all whole items of `damaged`: goes on at the next whole item behind each fault. A text
-/// without a fault comes back as it is. An item with bytes that are no characters of the encoding
-/// is not whole. A text in an unknown encoding is read as UTF-8, unless too much of it is none.
-/// Without an item the result is an empty collection.
-TESSARON_API Recovery recover(std::string_view damaged);
+/// Saves all whole items of `damaged`, in their order, and writes a collection in UTF-8 that has
+/// them: goes on at the next whole item behind each fault. A text without a fault is copied as it
+/// is. An item with bytes that are no characters of the encoding is not whole, nor is one of more
+/// than ItemStream::kMaxItem. A text in an unknown encoding is read as UTF-8, unless too much of it
+/// is none. Without an item nothing is written. Memory does not grow with the text; one that tells
+/// no size, or is not in UTF-8, is copied into the folder for temporary files. Ends early when
+/// `sink` returns false.
+TESSARON_API Recovery recover(File& damaged, const TextSink& sink);
+
+/// As `recover`, into the file at `path`, by the rules of `editCollection`: no other edit of it can
+/// come between, and the new file takes its place in one step or not at all. Without an item, or
+/// after an error, nothing changes.
+TESSARON_API Recovery recoverCollection(File& damaged, std::u16string_view path);
 
 }  // namespace tessaron

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -16,9 +16,18 @@ std::u16string fromCodePage(std::string_view bytes);
 /// Narrows `text` into the system's ANSI code page. Characters that it lacks become '?'.
 std::string toCodePage(std::u16string_view text);
 
-/// Decodes `bytes` from the character set with the IANA name `name`, whatever its case. Bytes
-/// without a meaning become U+FFFD. Nothing when the system does not know the name.
-std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes);
+/// Decodes a text from a character set block by block. Used by one thread at a time.
+class CharsetDecoder {
+ public:
+  /// A decoder of the character set with the IANA name `name`, in any case; null when the system
+  /// does not know the name.
+  static std::unique_ptr<CharsetDecoder> open(std::string_view name);
+  virtual ~CharsetDecoder() = default;
+  /// Appends the characters of the next block to `out`. Bytes without a meaning become U+FFFD. A
+  /// character that is cut at the end of a block is completed by the next one; `isLast` tells that
+  /// there is none.
+  virtual void decode(std::string_view bytes, bool isLast, std::u16string& out) = 0;
+};
 
 /// Whether two texts are the same when each UTF-16 unit counts as its capital; no language's rules.
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right);

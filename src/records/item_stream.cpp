@@ -127,63 +127,77 @@ XmlError ItemStream::unreadable() const {
 
 // Reads on. False when the stream ends here.
 bool ItemStream::refill() {
-  if (!started_) return decode();
+  if (!started_) return readHead();
   dropFront(keep_);
   const std::size_t dropped = std::exchange(keep_, 0);
   if (size_ >= kMaxItem) return stop(tooLarge());
-  const std::size_t before = size_;
-  if (!readBlock()) return false;
-  scanner_.extend(view(), dropped, size_ == before);
+  bool isLast = false;
+  if (!readBlock(isLast)) return false;
+  scanner_.extend(view(), dropped, isLast);
   return true;
 }
 
-// Appends to the window what one read gives, which is nothing at the end. False when it fails.
-bool ItemStream::readBlock() {
-  if (window_.size() - size_ < kBlock) window_.resize(std::max(size_ * 2, size_ + kBlock));
-  data_ = window_.data();
-  const std::span<char> free(window_.data() + size_, window_.size() - size_);
+// Appends to the window what one read gives. False when it fails.
+bool ItemStream::readBlock(bool& isLast) {
+  std::string& into = decoder_ ? block_ : window_;
+  const std::size_t used = decoder_ ? 0 : size_;
+  if (into.size() - used < kBlock) into.resize(decoder_ ? kBlock : std::max(used * 2, used + kBlock));
+  const std::span<char> free(into.data() + used, into.size() - used);
   const std::optional<std::size_t> got = file_->read(std::as_writable_bytes(free));
+  data_ = window_.data();
   if (!got) return stop(unreadable());
-  size_ += *got;
+  isLast = *got == 0;
+  if (decoder_) {
+    decodeBlock(std::string_view(block_).substr(0, *got), isLast);
+  } else {
+    size_ += *got;
+  }
   return true;
 }
 
-// Reads the head of the file and goes by its encoding: a document that is not in UTF-8 is read and
-// decoded as a whole. False when that cannot be done.
-bool ItemStream::decode() {
+// Reads the head of the file and goes by its encoding. False when it cannot be read.
+bool ItemStream::readHead() {
   started_ = true;
-  std::size_t before = 0;
+  bool isLast = false;
   do {
-    before = size_;
-    if (!readBlock()) return false;
-  } while (size_ > before && size_ < kMaxHead && view().find('>') == std::string_view::npos);
-  DecodedXml head = decodeXml(std::string(view().substr(0, view().find('>') + 1)));
-  if (!head.reencoded && !head.error) {
-    scanner_ = XmlScanner(view(), size_ == before);
-    if (head.marked) skipMark();
-    return true;
+    if (!readBlock(isLast)) return false;
+  } while (!isLast && size_ < kMaxHead && view().find('>') == std::string_view::npos);
+  auto decoder = std::make_unique<XmlDecoder>(view());
+  if (decoder->error()) return stop(decoder->error());
+  reencoded_ = decoder->isReencoded();
+  const std::size_t mark = decoder->isMarked() ? kUtf8Mark.size() : 0;
+  if (!decoder->isPlain()) {
+    decoder_ = std::move(decoder);
+    const std::string head = std::exchange(window_, {}).substr(0, std::exchange(size_, 0));
+    decodeBlock(head, isLast);
+    headGrowth_ = decoder_->declareUtf8(window_);
+  } else if (reencoded_) {
+    window_.resize(size_);
+    window_.erase(0, mark);
+    headGrowth_ = decoder->declareUtf8(window_);
+    window_.insert(0, kUtf8Mark.substr(0, mark));
   }
-  window_.resize(size_);
-  const bool isRead = readToEnd(*file_, window_);
-  DecodedXml document = decodeXml(std::move(window_));
-  window_ = std::move(document.text);
-  reencoded_ = document.reencoded;
-  const bool known = document.error.kind != Kind::UnknownEncoding;
-  if (known) headGrowth_ = declareUtf8(document, window_);
-  if (document.marked) window_.insert(0, kUtf8Mark);
+  if (reencoded_) size_ = window_.size();
   data_ = window_.data();
-  size_ = window_.size();
-  scanner_ = XmlScanner(view());
-  if (document.marked) skipMark();
-  if (!isRead) return stop(unreadable());
-  if (document.error.kind == Kind::BadCharacter) badCharacter_ = document.error;
-  return known || stop(std::move(document.error));
+  scanner_ = XmlScanner(view(), isLast);
+  // A byte-order mark belongs to what stands in front of the items, but not to the XML.
+  if (mark > 0) scanner_.resume(mark, {});
+  if (mark > 0) ++headGrowth_;
+  return true;
 }
 
-// A byte-order mark belongs to what stands in front of the items, but not to the XML.
-void ItemStream::skipMark() {
-  scanner_.resume(kUtf8Mark.size(), {});
-  ++headGrowth_;
+// Appends a block of the document to the window, decoded.
+void ItemStream::decodeBlock(std::string_view block, bool isLast) {
+  std::vector<std::size_t> badPlaces;
+  window_.resize(size_);
+  decoder_->decode(block, isLast, window_, badPlaces);
+  size_ = window_.size();
+  data_ = window_.data();
+  if (badCharacter_ || badPlaces.empty()) return;
+  badCharacter_ = decoder_->badCharacter(badPlaces.front());
+  // The growth of the declaration counts in the window.
+  const auto place = static_cast<std::size_t>(badCharacter_.offset + headGrowth_ - dropped_);
+  locate(badCharacter_, place);
 }
 
 void ItemStream::dropFront(std::size_t count) {
@@ -195,12 +209,18 @@ void ItemStream::dropFront(std::size_t count) {
   end_ -= count;
 }
 
+// Fills line and column of an error at `place` of the window.
+void ItemStream::locate(XmlError& error, std::size_t place) const {
+  std::size_t line = line_, column = column_;
+  advance(view().substr(0, place), line, column);
+  error.line = line + 1;
+  error.column = column + 1;
+  if (line == 0) error.column -= headGrowth_;
+}
+
 // Ends the stream at an error, whose offset is in the window.
 bool ItemStream::stop(XmlError error) {
-  advance(view().substr(0, error.offset), line_, column_);
-  error.line = line_ + 1;
-  error.column = column_ + 1;
-  if (line_ == 0) error.column -= headGrowth_;
+  if (error.line == 0) locate(error, error.offset);
   error.offset += dropped_;
   error_ = std::move(error);
   broken_ = begin_;

@@ -2,12 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/file.h"
 #include "records/item_rule.h"
 #include "records/record.h"
+#include "support/xml/encoding.h"
 #include "support/xml/scanner.h"
 #include "support/xml/tree.h"
 #include "tessaron_export.h"
@@ -41,9 +44,8 @@ class TESSARON_API ItemStream {
 
   /// Over a text in UTF-8 without a byte-order mark, which must outlive the stream.
   explicit ItemStream(std::string_view text);
-  /// Over what `file` holds from its position on, in any encoding that `decodeXml` knows. Reads it
-  /// once from front to back, so that a pipe will do. A document in another encoding than UTF-8 is
-  /// held in memory as a whole.
+  /// Over what `file` holds from its position on, in any encoding that `XmlDecoder` knows. Reads it
+  /// once from front to back, so that a pipe will do.
   explicit ItemStream(File& file);
   ItemStream(const ItemStream&) = delete;
   ItemStream& operator=(const ItemStream&) = delete;
@@ -84,8 +86,8 @@ class TESSARON_API ItemStream {
   /// Whether the document is in another encoding than UTF-8. The text that comes out is in UTF-8,
   /// and its declaration says so.
   bool isReencoded() const { return reencoded_; }
-  /// The first bytes that are no characters in the document's encoding, if any. They came out as
-  /// U+FFFD, and the stream went on.
+  /// The first bytes that are no characters in the document's encoding, if any were read so far.
+  /// They came out as U+FFFD, and the stream went on.
   const XmlError& badCharacter() const { return badCharacter_; }
   /// After the last item of a text without errors: where more go, in `before()`.
   const InsertionPoint& insertionPoint() const { return insertion_; }
@@ -97,16 +99,19 @@ class TESSARON_API ItemStream {
   XmlError tooLarge() const;
   XmlError unreadable() const;
   bool refill();
-  bool readBlock();
-  bool decode();
-  void skipMark();
+  bool readBlock(bool& isLast);
+  bool readHead();
+  void decodeBlock(std::string_view block, bool isLast);
+  void locate(XmlError& error, std::size_t place) const;
   void dropFront(std::size_t count);
   bool stop(XmlError error);
   void outsideItem(Token token);
 
   File* file_ = nullptr;
-  std::string window_;   // of a file, or the whole of one that is not in UTF-8
-  bool started_ = true;  // the encoding is known
+  std::string window_;                   // of a file
+  bool started_ = true;                  // the encoding is known
+  std::unique_ptr<XmlDecoder> decoder_;  // of a document that is not in UTF-8
+  std::string block_;                    // of that document
   bool reencoded_ = false;
   XmlError badCharacter_;
   std::size_t headGrowth_ = 0;  // characters more in the first line, modulo 2^N

@@ -34,8 +34,9 @@ bool CRecordSet::fromFile(std::u16string path) {
 
 bool CRecordSet::fromString(std::string text) {
   if (text.empty()) return false;
-  const tessaron::DecodedXml document = tessaron::decodeXml(std::move(text));
-  if (document.error.kind == tessaron::XmlError::Kind::UnknownEncoding) return false;
+  tessaron::XmlDecoder decoder(text);
+  if (decoder.error()) return false;
+  const tessaron::DecodedXml document = tessaron::decodeXml(decoder, std::move(text));
   std::vector<CRecord> fresh;  // nothing changes when memory does not suffice
   tessaron::ItemStream items(document.text);
   while (items.next()) items.read(fresh.emplace_back());

@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-#include "catalogue/recovery.h"
 #include "records/record_set.h"
 #include "records/record_tables.h"
 #include "support/edited_collection.h"
 #include "support/text.h"
+#include "support/xml/xml.h"
 
 using namespace std::string_literals;
 using Collection = tessaron::EditedCollection;
 using tessaron::ImportCounts;
-using tessaron::Recovery;
+using tessaron::RecoveredText;
 using tessaron::XmlError;
 
 namespace {
@@ -482,7 +482,7 @@ TEST(Recover, SavesTheItemsBeforeAnyCut) {
       if (end.ends_with("-->")) at -= 8;
       if (at <= cut) ++items, kept = at;
     }
-    const Recovery recovery = tessaron::recover(damaged);
+    const RecoveredText recovery = tessaron::recoverText(damaged);
     EXPECT_EQ(recovery.items, items);
     EXPECT_EQ(parsed(recovery.text).records().size(), items);
     EXPECT_EQ(recovery.faults.size(), cut < whole.size() - 1 ? 1u : 0u);
@@ -547,7 +547,7 @@ TEST(Recover, LosesNoWholeItemInRandomDamage) {
     static const char* const kEncodings[] = {"", " encoding=\"UTF-8\"", " encoding='Shift_JIS'"};
     std::string text = shelf(6, dice.below(7), kEncodings[dice.below(3)], items);
     for (std::size_t n = 1 + dice.below(3); n > 0; --n) damage(text, dice);
-    const Recovery recovery = tessaron::recover(text);
+    const RecoveredText recovery = tessaron::recoverText(text);
     const Collection saved = parsed(recovery.text);
     ASSERT_EQ(saved.records().size(), recovery.items);
     for (std::size_t i = 0; i < items.size(); ++i) {
@@ -556,8 +556,8 @@ TEST(Recover, LosesNoWholeItemInRandomDamage) {
       ASSERT_TRUE(!intact || index != Collection::npos) << i << " of\n"
                                                         << testing::PrintToString(text);
     }
-    for (const Recovery::Fault& found : recovery.faults) {
-      ASSERT_LE(found.fault.offset, 3 * text.size());  // of the text as UTF-8
+    for (const tessaron::Recovery::Fault& found : recovery.faults) {
+      ASSERT_LE(found.error.offset, 3 * text.size());  // of the text as UTF-8
       ASSERT_LE(found.itemsBehind, recovery.items);
     }
   }
@@ -606,11 +606,11 @@ TEST(Recover, TellsEveryFaultAndGoesOn) {
        {{1, 1, 1}, {1, 27, 1}}},
   };
   for (const auto& [damaged, text, faults] : rows) {
-    const Recovery recovery = tessaron::recover(damaged);
+    const RecoveredText recovery = tessaron::recoverText(damaged);
     EXPECT_EQ(recovery.text, text);
     std::vector<std::array<std::size_t, 3>> found;
-    for (const auto& [fault, behind] : recovery.faults) {
-      found.push_back({fault.line, fault.column, behind});
+    for (const auto& [error, behind] : recovery.faults) {
+      found.push_back({error.line, error.column, behind});
     }
     EXPECT_EQ(found, faults) << damaged;
   }
@@ -621,7 +621,7 @@ TEST(Recover, EndsSoonOnTextsThatOnlyBegin) {
        {"<Item>", "<Item><!--", "<Item a='", "<Details><![CDATA[<Item>", "<!--"}) {
     std::string text = "<R><Items>";
     for (int i = 0; i < 1000; ++i) text += part;
-    EXPECT_EQ(tessaron::recover(text).items, 0u) << part;
-    EXPECT_EQ(tessaron::recover(text + "]]>-->'").items, 0u) << part;
+    EXPECT_EQ(tessaron::recoverText(text).items, 0u) << part;
+    EXPECT_EQ(tessaron::recoverText(text + "]]>-->'").items, 0u) << part;
   }
 }

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "catalogue/recovery.h"
 #include "records/record_set.h"
 #include "support/edited_collection.h"
 #include "support/record_samples.h"
@@ -135,7 +134,7 @@ TEST(RoundTrip, ReadsACutTextUpToTheCut) {
     const bool faulty = static_cast<bool>(collection.parse(sample.substr(0, cut)));
     EXPECT_EQ(faulty, cut + 1 < sample.size());
     EXPECT_EQ(collection.records().size(), faulty ? 0 : all);
-    const tessaron::Recovery recovery = tessaron::recover(sample.substr(0, cut));
+    const tessaron::RecoveredText recovery = tessaron::recoverText(sample.substr(0, cut));
     EXPECT_FALSE(collection.parse(recovery.text));
     EXPECT_EQ(collection.records().size(), recovery.items);
     EXPECT_EQ(recovery.faults.empty(), !faulty);

@@ -30,6 +30,17 @@ class OneEdit : public ItemEdit {
 
 }  // namespace
 
+RecoveredText recoverText(const std::string& damaged) {
+  const std::unique_ptr<File> file = memoryFile(damaged);
+  std::string text;
+  const Recovery recovery = recover(*file, [&](std::string_view part) {
+    text += part;
+    return true;
+  });
+  if (recovery.items == 0) text = recovery.faults.empty() ? damaged : emptyCollection();
+  return {recovery, std::move(text)};
+}
+
 XmlError EditedCollection::parse(std::string text) {
   const std::unique_ptr<File> file = memoryFile(text);
   ItemStream items(*file);

@@ -9,8 +9,16 @@
 
 #include "catalogue/edit.h"
 #include "catalogue/import.h"
+#include "catalogue/recovery.h"
 
 namespace tessaron {
+
+/// What `recover` makes of a text, and what it writes. Without an item that is the text itself when
+/// it is not damaged, or else an empty collection.
+struct RecoveredText : Recovery {
+  std::string text;
+};
+RecoveredText recoverText(const std::string& damaged);
 
 /// A collection's text that is edited in memory, an edit at a time, and the records that it gives.
 class EditedCollection {

@@ -14,6 +14,7 @@
 #include <chrono>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 namespace tessaron {
 namespace {
@@ -51,6 +52,28 @@ void writeReplacement(const void*, UConverterToUnicodeArgs* args, const char*, s
   ucnv_cbToUWriteUChars(args, u"\uFFFD", 1, 0, error);
 }
 
+class IcuDecoder : public CharsetDecoder {
+ public:
+  explicit IcuDecoder(Converter converter) : converter_(std::move(converter)) {}
+
+  void decode(std::string_view bytes, bool isLast, std::u16string& out) override {
+    char16_t buffer[4096];
+    const char* from = bytes.data();
+    const char* const end = from + bytes.size();
+    UErrorCode error = U_ZERO_ERROR;
+    do {  // in parts: ICU counts in 32 bits
+      error = U_ZERO_ERROR;
+      char16_t* to = buffer;
+      ucnv_toUnicode(converter_.get(), &to, std::end(buffer), &from, end, nullptr, isLast, &error);
+      out.append(buffer, to);
+    } while (error == U_BUFFER_OVERFLOW_ERROR);
+    if (U_FAILURE(error)) out += u'\uFFFD';
+  }
+
+ private:
+  Converter converter_;
+};
+
 // The short date of the user's locale, with the year in full; null when ICU has no data for it.
 std::unique_ptr<icu::DateFormat> makeShortDateFormat() {
   UErrorCode error = U_ZERO_ERROR;
@@ -87,26 +110,14 @@ std::string toCodePage(std::u16string_view text) {
   return out;
 }
 
-std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes) {
+std::unique_ptr<CharsetDecoder> CharsetDecoder::open(std::string_view name) {
   // ICU takes options behind a comma.
-  if (name.empty() || name.find(',') != name.npos) return std::nullopt;
+  if (name.empty() || name.find(',') != name.npos) return nullptr;
   UErrorCode error = U_ZERO_ERROR;
-  const Converter converter(ucnv_open(std::string(name).c_str(), &error));
+  Converter converter(ucnv_open(std::string(name).c_str(), &error));
   ucnv_setToUCallBack(converter.get(), writeReplacement, nullptr, nullptr, nullptr, &error);
-  if (U_FAILURE(error)) return std::nullopt;
-
-  std::u16string text;
-  char16_t buffer[4096];
-  const char* from = bytes.data();
-  const char* const end = from + bytes.size();
-  do {  // in parts: ICU counts in 32 bits
-    error = U_ZERO_ERROR;
-    char16_t* to = buffer;
-    ucnv_toUnicode(converter.get(), &to, std::end(buffer), &from, end, nullptr, true, &error);
-    text.append(buffer, to);
-  } while (error == U_BUFFER_OVERFLOW_ERROR);
-  if (U_FAILURE(error)) return std::nullopt;
-  return text;
+  if (U_FAILURE(error)) return nullptr;
+  return std::make_unique<IcuDecoder>(std::move(converter));
 }
 
 bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {

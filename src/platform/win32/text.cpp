@@ -48,38 +48,59 @@ bool appendDecoded(UINT codePage, std::string_view bytes, std::u16string& out) {
   return true;
 }
 
+// Whether a byte is a character in all of these sets, and part of no longer one.
+bool standsAlone(char c) { return (c >= 0 && c < 0x30) || (c >= 0x3A && c < 0x40); }
+
+class CodePageDecoder : public CharsetDecoder {
+ public:
+  explicit CodePageDecoder(UINT codePage) : codePage_(codePage) {}
+
+  void decode(std::string_view bytes, bool isLast, std::u16string& out) override {
+    held_ += bytes;
+    const auto end =
+        isLast ? held_.rbegin() : std::find_if(held_.rbegin(), held_.rend(), standsAlone);
+    const auto size = static_cast<std::size_t>(held_.rend() - end);
+    decodeLines(std::string_view(held_).substr(0, size), out);
+    held_.erase(0, size);
+  }
+
+ private:
+  // One line at a time: sizes are 32 bits wide, and only a faulty line is decoded piece by piece. No
+  // character of these sets has a line feed among its bytes.
+  void decodeLines(std::string_view bytes, std::u16string& out) const {
+    while (!bytes.empty()) {
+      constexpr std::size_t kMaxCall = std::size_t{1} << 30;
+      const std::string_view line = bytes.substr(0, bytes.find('\n') + 1);  // npos + 1 is 0
+      std::string_view part = (line.empty() ? bytes : line).substr(0, kMaxCall);
+      bytes.remove_prefix(part.size());
+      if (appendDecoded(codePage_, part, out)) continue;
+      while (!part.empty()) {
+        std::size_t size = IsDBCSLeadByteEx(codePage_, static_cast<BYTE>(part[0])) ? 2 : 1;
+        size = std::min(size, part.size());
+        if (!appendDecoded(codePage_, part.substr(0, size), out)) {
+          out += u'\uFFFD';
+          size = 1;
+        }
+        part.remove_prefix(size);
+      }
+    }
+  }
+
+  UINT codePage_;
+  std::string held_;  // behind the last byte that stands alone
+};
+
 }  // namespace
 
-std::optional<std::u16string> fromCharset(std::string_view name, std::string_view bytes) {
+std::unique_ptr<CharsetDecoder> CharsetDecoder::open(std::string_view name) {
   std::string lower(name);
   for (char& c : lower) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
   }
   const auto found = std::find_if(std::begin(kCharsets), std::end(kCharsets),
                                   [&](const Charset& known) { return known.name == lower; });
-  if (found == std::end(kCharsets) || !IsValidCodePage(found->codePage)) return std::nullopt;
-
-  // One line at a time: sizes are 32 bits wide, and only a faulty line is taken to pieces. No
-  // character of these sets has a line feed among its bytes.
-  std::u16string text;
-  text.reserve(bytes.size());
-  while (!bytes.empty()) {
-    constexpr std::size_t kLongestCall = std::size_t{1} << 30;
-    const std::string_view line = bytes.substr(0, bytes.find('\n') + 1);  // npos + 1 is 0
-    std::string_view part = (line.empty() ? bytes : line).substr(0, kLongestCall);
-    bytes.remove_prefix(part.size());
-    if (appendDecoded(found->codePage, part, text)) continue;
-    while (!part.empty()) {
-      std::size_t size = IsDBCSLeadByteEx(found->codePage, static_cast<BYTE>(part[0])) ? 2 : 1;
-      size = std::min(size, part.size());
-      if (!appendDecoded(found->codePage, part.substr(0, size), text)) {
-        text += u'\uFFFD';
-        size = 1;
-      }
-      part.remove_prefix(size);
-    }
-  }
-  return text;
+  if (found == std::end(kCharsets) || !IsValidCodePage(found->codePage)) return nullptr;
+  return std::make_unique<CodePageDecoder>(found->codePage);
 }
 
 std::u16string fromCodePage(std::string_view bytes) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <utility>
 
 #include "platform/text.h"
@@ -41,49 +40,6 @@ constexpr std::array kWideForms = {
     WideForm{"<\0"sv, 0, 2, true},          WideForm{"\0<"sv, 0, 2, false},
 };
 
-// Notes that the character that begins at `offset` stands for bytes that are none. One place
-// stands for a row of them.
-void addBadPlace(std::vector<std::size_t>& places, std::size_t offset, bool follows) {
-  if (!follows || places.empty()) places.push_back(offset);
-}
-
-// Decodes UTF-16. Lone surrogates and half a unit at the end become U+FFFD.
-std::string decodeUtf16(std::string_view bytes, bool little, std::vector<std::size_t>& badPlaces) {
-  const auto unitAt = [&](std::size_t at) {
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    const auto second = static_cast<unsigned char>(bytes[at + 1]);
-    return static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
-  };
-  std::string text;
-  std::size_t badEnd = 0;
-  for (std::size_t at = 0; at < bytes.size(); at += 2) {
-    const bool half = at + 1 == bytes.size();
-    char32_t codePoint = half ? 0xDC00 : unitAt(at);
-    if ((codePoint & 0xFC00) == 0xD800 && at + 3 < bytes.size()) {
-      const char16_t low = unitAt(at + 2);
-      if ((low & 0xFC00) == 0xDC00) {
-        codePoint = 0x10000 + ((codePoint & 0x3FF) << 10) + (low & 0x3FFu);
-        at += 2;
-      }
-    }
-    const bool bad = codePoint >= 0xD800 && codePoint < 0xE000;
-    if (bad) addBadPlace(badPlaces, text.size(), text.size() == badEnd);
-    appendUtf8(text, codePoint);
-    if (bad) badEnd = text.size();
-  }
-  return text;
-}
-
-// Finds the U+FFFD that a conversion has put in the place of bytes without a meaning.
-void findReplacements(std::string_view text, std::vector<std::size_t>& badPlaces) {
-  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-  std::size_t badEnd = 0;
-  for (std::size_t at = 0; (at = text.find(kReplacement, at)) != text.npos; badEnd = at) {
-    addBadPlace(badPlaces, at, at == badEnd);
-    at += kReplacement.size();
-  }
-}
-
 // What a declaration that is read byte by byte can name without a need to convert anything: it
 // contradicts a name of wider units.
 bool readsAsUtf8(std::string_view lowerName) {
@@ -100,19 +56,6 @@ std::string_view systemName(std::string_view lowerName) {
   const bool latin1 =
       std::find(std::begin(kLatin1), std::end(kLatin1), lowerName) != std::end(kLatin1);
   return latin1 ? "windows-1252" : lowerName;
-}
-
-void setError(DecodedXml& document, Kind kind, std::size_t offset, std::string message) {
-  document.error.kind = kind;
-  document.error.offset = offset;
-  document.error.message = std::move(message);
-  locate(document.text, document.error);
-}
-
-void setErrorAtBadPlace(DecodedXml& document, std::string_view encoding) {
-  if (document.badPlaces.empty()) return;
-  setError(document, Kind::BadCharacter, document.badPlaces.front(),
-           "bytes that are no characters in " + std::string(encoding));
 }
 
 }  // namespace
@@ -133,58 +76,161 @@ TextRange findEncodingName(std::string_view text) {
   return {};
 }
 
-DecodedXml decodeXml(std::string document) {
-  DecodedXml decoded;
-  const auto form = std::find_if(kWideForms.begin(), kWideForms.end(), [&](const WideForm& wide) {
+XmlDecoder::XmlDecoder(std::string_view head) {
+  head = head.substr(0, std::min(head.find('>'), head.size()) + 2);  // in UTF-16 one takes two bytes
+  const auto wide = std::find_if(kWideForms.begin(), kWideForms.end(), [&](const WideForm& form) {
     // Without a mark a second character tells UTF-16 from a NUL that damage has left.
-    const bool sure = wide.mark > 0 || (document.size() > 3 && document[wide.little ? 3 : 2] == 0);
-    return sure && document.starts_with(wide.start);
+    const bool sure = form.mark > 0 || (head.size() > 3 && head[form.little ? 3 : 2] == 0);
+    return sure && head.starts_with(form.start);
   });
-  if (form != kWideForms.end() && form->unit == 4) {
-    decoded.text = std::move(document);
-    setError(decoded, Kind::UnknownEncoding, 0, "the encoding UTF-32 is not supported");
-    return decoded;
+  const bool isWide = wide != kWideForms.end();
+  if (isWide && wide->unit == 4) {
+    refuse(head, 0, "the encoding UTF-32 is not supported");
+    return;
   }
-  decoded.marked = document.starts_with(kUtf8Mark);
-  if (decoded.marked) {
-    document.erase(0, kUtf8Mark.size());
-  } else if (form != kWideForms.end()) {
-    document =
-        decodeUtf16(std::string_view(document).substr(form->mark), form->little, decoded.badPlaces);
-    decoded.reencoded = true;
+  isMarked_ = head.starts_with(kUtf8Mark);
+  isReencoded_ = isWide;
+  skip_ = isMarked_ ? kUtf8Mark.size() : isWide ? wide->mark : 0;
+  std::string text(head.substr(skip_));
+  if (isWide) {
+    form_ = wide->little ? Form::LittleUtf16 : Form::BigUtf16;
+    encoding_ = "UTF-16";
+    std::vector<std::size_t> ignored;
+    decodeUtf16(std::exchange(text, {}), false, text, ignored);
+    cut_.clear();  // the head comes again
+    decoded_ = 0;
+    badEnd_ = kNone;
   }
-  decoded.text = std::move(document);
-  setErrorAtBadPlace(decoded, "UTF-16");
-  decoded.encodingName = findEncodingName(decoded.text);
-  const std::string name = lowerCase(decoded.encodingName.of(decoded.text));
-  if (name.empty() || name == "utf-8" || name == "utf8") return decoded;
-  const bool isUtf8 = decoded.marked || decoded.reencoded;
-  decoded.reencoded = true;
-  if (isUtf8 || readsAsUtf8(name)) return decoded;
-
-  const std::string_view declared = decoded.encodingName.of(decoded.text);
-  const std::optional<std::u16string> wide = fromCharset(systemName(name), decoded.text);
-  // A name that makes something else of the declaration itself cannot be meant.
-  const std::string text = wide ? toUtf8(*wide) : std::string();
-  const TextRange nameInText = findEncodingName(text);
-  if (nameInText.of(text) != declared) {
-    setError(decoded, Kind::UnknownEncoding, decoded.encodingName.begin,
-             "the encoding \"" + std::string(declared) + "\" is not known");
-    return decoded;
-  }
-  const std::string encoding(declared);  // a part of the text that is replaced
-  decoded.text = text;
-  decoded.encodingName = nameInText;  // may stand behind a character that has grown
-  findReplacements(decoded.text, decoded.badPlaces);
-  setErrorAtBadPlace(decoded, encoding);
-  return decoded;
+  encodingName_ = findEncodingName(text);
+  const std::string name = lowerCase(encodingName_.of(text));
+  if (name.empty() || name == "utf-8" || name == "utf8") return;
+  isReencoded_ = true;
+  if (!isWide && !isMarked_ && !readsAsUtf8(name)) openCharset(text);
 }
 
-std::size_t declareUtf8(const DecodedXml& document, std::string& head) {
-  const TextRange& name = document.encodingName;
-  if (!document.reencoded || name.size() == 0 || name.end > head.size()) return 0;
+void XmlDecoder::refuse(std::string_view text, std::size_t offset, std::string message) {
+  error_.kind = Kind::UnknownEncoding;
+  error_.offset = offset;
+  error_.message = std::move(message);
+  locate(text, error_);
+}
+
+void XmlDecoder::openCharset(std::string_view head) {
+  encoding_ = encodingName_.of(head);
+  const std::string name = lowerCase(encoding_);
+  head = head.substr(0, head.find('>'));
+  std::u16string wide;
+  if (const auto trial = CharsetDecoder::open(systemName(name))) trial->decode(head, true, wide);
+  // A name that makes something else of the declaration itself cannot be meant.
+  const std::string text = toUtf8(wide);
+  const TextRange nameInText = findEncodingName(text);
+  if (nameInText.of(text) != encoding_)
+    return refuse(head, encodingName_.begin, "the encoding \"" + encoding_ + "\" is not known");
+  encodingName_ = nameInText;  // may stand behind a character that has grown
+  charset_ = CharsetDecoder::open(systemName(name));
+  form_ = Form::Charset;
+}
+
+void XmlDecoder::decode(std::string_view bytes, bool isLast, std::string& out,
+                        std::vector<std::size_t>& badPlaces) {
+  const std::size_t skipped = std::min(skip_, bytes.size());
+  skip_ -= skipped;
+  bytes.remove_prefix(skipped);
+  switch (form_) {
+    case Form::Plain:
+      out += bytes;
+      decoded_ += bytes.size();
+      return;
+    case Form::Charset:
+      return decodeCharset(bytes, isLast, out, badPlaces);
+    default:
+      return decodeUtf16(bytes, isLast, out, badPlaces);
+  }
+}
+
+// Lone surrogates and half a unit at the end become U+FFFD.
+void XmlDecoder::decodeUtf16(std::string_view bytes, bool isLast, std::string& out,
+                             std::vector<std::size_t>& badPlaces) {
+  const std::string joined = cut_.append(bytes);
+  const auto unitAt = [&](std::size_t at) {
+    const auto first = static_cast<unsigned char>(joined[at]);
+    const auto second = static_cast<unsigned char>(joined[at + 1]);
+    const bool little = form_ == Form::LittleUtf16;
+    return static_cast<char16_t>(little ? second << 8 | first : first << 8 | second);
+  };
+  std::size_t at = 0;
+  while (at < joined.size()) {
+    const std::size_t left = joined.size() - at;
+    char32_t codePoint = left > 1 ? unitAt(at) : 0xDC00;
+    const bool isHigh = (codePoint & 0xFC00) == 0xD800;
+    if (!isLast && (left < 2 || (isHigh && left < 4))) break;
+    at += std::min<std::size_t>(left, 2);
+    if (isHigh && left > 3 && (unitAt(at) & 0xFC00) == 0xDC00) {
+      codePoint = 0x10000 + ((codePoint & 0x3FF) << 10) + (unitAt(at) & 0x3FFu);
+      at += 2;
+    }
+    const std::size_t begin = out.size();
+    appendUtf8(out, codePoint);
+    const std::size_t place = decoded_;
+    decoded_ += out.size() - begin;
+    if (codePoint >= 0xD800 && codePoint < 0xE000) addBadPlace(place, decoded_, badPlaces);
+  }
+  cut_ = joined.substr(at);
+}
+
+void XmlDecoder::decodeCharset(std::string_view bytes, bool isLast, std::string& out,
+                               std::vector<std::size_t>& badPlaces) {
+  wide_.clear();
+  charset_->decode(bytes, isLast, wide_);
+  const std::string text = toUtf8(wide_);
+  // The conversion puts U+FFFD in the place of bytes without a meaning.
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  for (std::size_t at = 0; (at = text.find(kReplacement, at)) != text.npos;) {
+    const std::size_t begin = decoded_ + at;
+    at += kReplacement.size();
+    addBadPlace(begin, decoded_ + at, badPlaces);
+  }
+  out += text;
+  decoded_ += text.size();
+}
+
+// A row of bad characters has one place.
+void XmlDecoder::addBadPlace(std::size_t begin, std::size_t end,
+                             std::vector<std::size_t>& badPlaces) {
+  if (begin != badEnd_) badPlaces.push_back(begin);
+  badEnd_ = end;
+}
+
+XmlError XmlDecoder::badCharacter(std::size_t offset) const {
+  XmlError error;
+  error.kind = Kind::BadCharacter;
+  error.offset = offset;
+  error.message = "bytes that are no characters in " + encoding_;
+  return error;
+}
+
+std::size_t XmlDecoder::declareUtf8(std::string& head) const {
+  const TextRange& name = encodingName_;
+  const bool isKnown = !error_ && isReencoded_;
+  if (!isKnown || name.size() == 0 || name.end > head.size()) return 0;
   head.replace(name.begin, name.size(), kUtf8);
   return kUtf8.size() - name.size();
+}
+
+DecodedXml decodeXml(XmlDecoder& decoder, std::string document) {
+  DecodedXml decoded;
+  decoded.error = decoder.error();
+  if (decoder.isPlain()) {
+    if (decoder.isMarked()) document.erase(0, kUtf8Mark.size());
+    decoded.text = std::move(document);
+    return decoded;
+  }
+  std::vector<std::size_t> badPlaces;
+  decoder.decode(document, true, decoded.text, badPlaces);
+  if (badPlaces.empty()) return decoded;
+  decoded.error = decoder.badCharacter(badPlaces.front());
+  locate(decoded.text, decoded.error);
+  return decoded;
 }
 
 }  // namespace tessaron

@@ -192,6 +192,13 @@ void XmlScanner::extend(std::string_view text, std::size_t dropped, bool complet
   searches_ = {};
 }
 
+void XmlScanner::continueWith(std::string_view text, bool complete) {
+  text_ = text;
+  complete_ = complete;
+  begin_ = end_ = 0;
+  searches_ = {};
+}
+
 void XmlScanner::resume(std::size_t at, const std::vector<std::string_view>& open) {
   begin_ = end_ = at;
   openNames_.clear();

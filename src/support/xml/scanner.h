@@ -64,6 +64,10 @@ class XmlScanner {
   /// exceed begin().
   void extend(std::string_view text, std::size_t dropped, bool complete);
 
+  /// Continues with `text`, at its start, behind a token that the caller has read by itself. `next`
+  /// must have returned Incomplete before. What is open stays open.
+  void continueWith(std::string_view text, bool complete);
+
   /// Continues at `at`, the start of a token, as if the elements `open` were open there.
   void resume(std::size_t at, const std::vector<std::string_view>& open);
 

@@ -237,8 +237,9 @@ void parseValidated(const char* text, TiXmlDocument& document) {
 XmlError parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
-  DecodedXml decoded = decodeXml(std::move(text));
-  if (decoded.error.kind == XmlError::Kind::UnknownEncoding) return decoded.error;
+  XmlDecoder decoder(text);
+  if (decoder.error()) return decoder.error();
+  DecodedXml decoded = decodeXml(decoder, std::move(text));
   text = std::move(decoded.text);
 
   using Token = XmlScanner::Token;
@@ -257,7 +258,7 @@ XmlError parseXml(std::string text, TiXmlDocument& document) {
     text.resize(error.offset);
   }
   if (!rewrites.empty()) text = rewriteReferences(text, rewrites);
-  declareUtf8(decoded, text);
+  decoder.declareUtf8(text);
 
   parseValidated(text.c_str(), document);
   if (!error && document.Error()) {
