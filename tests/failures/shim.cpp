@@ -1,11 +1,10 @@
 // Preloaded into a program: makes its n-th call of a kind fail, or kills it there. FAILURE holds
-// "KIND N MODE ERROR DESCRIPTOR": a kind of the table below; once, always or kill; an error number,
-// or 0 for a transfer of half the bytes; where to write a byte when the call is reached. Calls
-// before main are not counted.
+// "KIND N MODE ERROR DESCRIPTOR": a kind of those below; once, always or kill; an error number, or
+// 0 for a transfer of half the bytes; where to write a byte when the call is reached. Calls before
+// main are not counted.
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/file.h>
+#include <linux/fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,7 +12,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,8 +25,8 @@ std::atomic<long> calls{0};
 bool isArmed = false;
 
 // Whether this call is to fail, with errno set.
-bool fails(const char* of) {
-  if (!isArmed || std::strcmp(kind, of) != 0) return false;
+bool fails(const char* of, bool isTransfer = false) {
+  if (!isArmed || std::strcmp(kind, of) != 0 || (error == 0 && !isTransfer)) return false;
   const long number = ++calls;
   if (number < at || (number > at && std::strcmp(mode, "always") != 0)) return false;
   if (number == at) syscall(SYS_write, told, "x", 1);
@@ -42,14 +40,9 @@ Function* next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-template <typename Call>
-auto transfer(const char* of, std::size_t size, Call call) -> decltype(call(size)) {
-  if (!fails(of)) return call(size);
-  return error == 0 ? call(size > 1 ? size / 2 : size) : -1;
-}
-
-using Main = int (*)(int, char**, char**);
-Main realMain;
+using Main = int(int, char**, char**);
+using Start = int(Main*, int, char**, void (*)(), void (*)(), void (*)(), void*);
+Main* realMain;
 
 int armedMain(int count, char** arguments, char** environment) {
   const char* const wanted = std::getenv("FAILURE");
@@ -60,120 +53,67 @@ int armedMain(int count, char** arguments, char** environment) {
 
 }  // namespace
 
-#define NEXT(name) static const auto real = next(&name, #name)
+#define CALL(kind, type, failed, name, parameters, ...) \
+  type name parameters {                                \
+    static const auto real = next(&name, #name);        \
+    return fails(kind) ? failed : real(__VA_ARGS__);    \
+  }
+#define TRANSFER(kind, name, parameters, ...)    \
+  ssize_t name parameters {                      \
+    static const auto real = next(&name, #name); \
+    if (fails(kind, true)) {                     \
+      if (error != 0) return -1;                 \
+      if (size > 1) size /= 2;                   \
+    }                                            \
+    return real(__VA_ARGS__);                    \
+  }
 
+// clang-format off
 extern "C" {
 
-int __libc_start_main(Main main, int count, char** arguments, void (*begin)(), void (*end)(),
-                      void (*linkerEnd)(), void* stack) {
-  using Start = int (*)(Main, int, char**, void (*)(), void (*)(), void (*)(), void*);
+int __libc_start_main(Main main, int count, char** arguments, void (*begin)(), void (*end)(), void (*linkerEnd)(),
+                      void* stack) {
   realMain = main;
-  const auto start = reinterpret_cast<Start>(dlsym(RTLD_NEXT, "__libc_start_main"));
+  const auto start = reinterpret_cast<Start*>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return start(armedMain, count, arguments, begin, end, linkerEnd, stack);
 }
 
-#define OPEN(name)                                                \
-  int name(const char* path, int flags, ...) {                    \
-    va_list rest;                                                 \
-    va_start(rest, flags);                                        \
-    const mode_t bits = va_arg(rest, mode_t);                     \
-    va_end(rest);                                                 \
-    return fails("open") ? -1 : openat(-1000, path, flags, bits); \
-  }
-#define OPENAT(name)                                                                              \
-  int name(int folder, const char* path, int flags, ...) {                                        \
-    va_list rest;                                                                                 \
-    va_start(rest, flags);                                                                        \
-    const mode_t bits = va_arg(rest, mode_t);                                                     \
-    va_end(rest);                                                                                 \
-    const bool counted = folder != -1000; /* the functions above have counted theirs */           \
-    if (counted && fails("open")) return -1;                                                      \
-    return static_cast<int>(syscall(SYS_openat, counted ? folder : AT_FDCWD, path, flags, bits)); \
-  }
-OPENAT(openat)
-OPENAT(openat64)
-OPEN(open)
-OPEN(open64)
-
-#define FOPEN(name)                                   \
-  FILE* name(const char* path, const char* how) {     \
-    NEXT(name);                                       \
-    return fails("open") ? nullptr : real(path, how); \
-  }
-FOPEN(fopen)
-FOPEN(fopen64)
-
-ssize_t read(int file, void* data, std::size_t size) {
-  return transfer("read", size, [&](std::size_t n) { return syscall(SYS_read, file, data, n); });
-}
-ssize_t write(int file, const void* data, std::size_t size) {
-  return transfer("write", size, [&](std::size_t n) { return syscall(SYS_write, file, data, n); });
-}
-ssize_t writev(int file, const iovec* parts, int count) {
-  if (fails("write")) return error == 0 ? syscall(SYS_writev, file, parts, 1) : -1;
-  return syscall(SYS_writev, file, parts, count);
-}
-#define PREAD(name, kind, type, number)                                                     \
-  ssize_t name(int file, type* data, std::size_t size, off_t offset) {                      \
-    return transfer(kind, size,                                                             \
-                    [&](std::size_t n) { return syscall(number, file, data, n, offset); }); \
-  }
-PREAD(pread, "pread", void, SYS_pread64)
-PREAD(pread64, "pread", void, SYS_pread64)
-PREAD(pwrite, "pwrite", const void, SYS_pwrite64)
-PREAD(pwrite64, "pwrite", const void, SYS_pwrite64)
-
-std::size_t fwrite(const void* data, std::size_t size, std::size_t count, FILE* file) {
-  NEXT(fwrite);
-  const bool isFinal = error != 0 && error != EINTR;  // of a stream only these are failures
-  return isFinal && fails("write") ? 0 : real(data, size, count, file);
-}
-
-#define CALL(kind, name, parameters, ...)        \
-  int name parameters {                          \
-    NEXT(name);                                  \
-    return fails(kind) ? -1 : real(__VA_ARGS__); \
-  }
-CALL("fsync", fsync, (int file), file)
-CALL("fsync", fdatasync, (int file), file)
-CALL("change", ftruncate, (int file, off_t size), file, size)
-CALL("change", ftruncate64, (int file, off_t size), file, size)
-CALL("change", unlink, (const char* path), path)
-CALL("change", fchmod, (int file, mode_t bits), file, bits)
-CALL("change", mkdir, (const char* path, mode_t bits), path, bits)
-CALL("rename", rename, (const char* from, const char* to), from, to)
-CALL("rename", renameat, (int a, const char* from, int b, const char* to), a, from, b, to)
-CALL("rename", linkat, (int a, const char* from, int b, const char* to, int flags), a, from, b, to,
-     flags)
-CALL("flock", flock, (int file, int operation), file, operation)
-
-#define FCNTL(name)                                                                     \
-  int name(int file, int command, ...) {                                                \
-    va_list rest;                                                                       \
-    va_start(rest, command);                                                            \
-    void* const argument = va_arg(rest, void*);                                         \
-    va_end(rest);                                                                       \
-    const bool locks = command == F_SETLK || command == F_SETLKW || command == F_GETLK; \
-    if (locks && fails("setlk")) return -1;                                              \
-    return static_cast<int>(syscall(SYS_fcntl, file, command, argument));               \
-  }
-FCNTL(fcntl)
-FCNTL(fcntl64)
-
-void* mmap(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
-  if (fails("mmap")) return MAP_FAILED;
-  return reinterpret_cast<void*>(syscall(SYS_mmap, address, size, protection, flags, file, offset));
-}
+// Those with optional arguments get them all, as registers are passed on.
+CALL("open", int, -1, open, (const char* path, int flags, unsigned bits), path, flags, bits)
+CALL("open", int, -1, open64, (const char* path, int flags, unsigned bits), path, flags, bits)
+CALL("open", int, -1, openat, (int folder, const char* path, int flags, unsigned bits), folder, path, flags, bits)
+CALL("open", int, -1, openat64, (int folder, const char* path, int flags, unsigned bits), folder, path, flags, bits)
+CALL("stream", FILE*, nullptr, fopen, (const char* path, const char* how), path, how)
+CALL("stream", FILE*, nullptr, fopen64, (const char* path, const char* how), path, how)
+CALL("stream", std::size_t, 0, fwrite, (const void* data, std::size_t size, std::size_t n, FILE* file), data, size, n, file)
+CALL("stream", ssize_t, -1, writev, (int file, const void* parts, int count), file, parts, count)
+TRANSFER("read", read, (int file, void* data, std::size_t size), file, data, size)
+TRANSFER("write", write, (int file, const void* data, std::size_t size), file, data, size)
+TRANSFER("pread", pread, (int file, void* data, std::size_t size, off_t offset), file, data, size, offset)
+TRANSFER("pread", pread64, (int file, void* data, std::size_t size, off64_t offset), file, data, size, offset)
+TRANSFER("pwrite", pwrite, (int file, const void* data, std::size_t size, off_t offset), file, data, size, offset)
+TRANSFER("pwrite", pwrite64, (int file, const void* data, std::size_t size, off64_t offset), file, data, size, offset)
+CALL("fsync", int, -1, fsync, (int file), file)
+CALL("fsync", int, -1, fdatasync, (int file), file)
+CALL("rename", int, -1, rename, (const char* from, const char* to), from, to)
+CALL("rename", int, -1, renameat, (int a, const char* from, int b, const char* to), a, from, b, to)
+CALL("rename", int, -1, linkat, (int a, const char* from, int b, const char* to, int flags), a, from, b, to, flags)
+CALL("change", int, -1, ftruncate, (int file, off_t size), file, size)
+CALL("change", int, -1, ftruncate64, (int file, off64_t size), file, size)
+CALL("change", int, -1, unlink, (const char* path), path)
+CALL("change", int, -1, fchmod, (int file, mode_t bits), file, bits)
+CALL("change", int, -1, mkdir, (const char* path, mode_t bits), path, bits)
+#pragma GCC diagnostic ignored "-Wshadow"  // there is a structure of that name
+CALL("flock", int, -1, flock, (int file, int operation), file, operation)
+CALL(command >= F_GETLK && command <= F_SETLKW ? "setlk" : "", int, -1, fcntl, (int file, int command, void* argument), file, command, argument)
+CALL(command >= F_GETLK && command <= F_SETLKW ? "setlk" : "", int, -1, fcntl64, (int file, int command, void* argument), file, command, argument)
+CALL("mmap", void*, MAP_FAILED, mmap, (void* at, std::size_t size, int protection, int flags, int file, off_t from), at, size, protection, flags, file, from)
 
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void* malloc(std::size_t size) { return fails("malloc") ? nullptr : __libc_malloc(size); }
-void* calloc(std::size_t count, std::size_t size) {
-  return fails("malloc") ? nullptr : __libc_calloc(count, size);
-}
-void* realloc(void* memory, std::size_t size) {
-  return fails("malloc") ? nullptr : __libc_realloc(memory, size);
-}
+void* calloc(std::size_t n, std::size_t size) { return fails("malloc") ? nullptr : __libc_calloc(n, size); }
+void* realloc(void* old, std::size_t size) { return fails("malloc") ? nullptr : __libc_realloc(old, size); }
 
 }  // extern "C"
