@@ -19,10 +19,12 @@ struct FolderEntry {
   EntryKind kind = EntryKind::Other;
 };
 
+// Any thread may call these functions.
+
 /// The names in a folder without "." and "..", hidden ones included, in the order in which the file
 /// system gives them. On a failure sets `error` and returns what came before it. A name that is no
-/// well-formed text has surrogates without their partners in it; a path made of it leads to the file
-/// nevertheless.
+/// well-formed text has surrogates without their partners in it; a path made of it leads to the
+/// file nevertheless.
 TESSARON_API std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& error);
 
 /// Creates a folder, and those above it that are missing. No error when it is there already.

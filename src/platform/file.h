@@ -15,7 +15,7 @@
 
 namespace tessaron {
 
-/// What the file system says about an open file.
+/// Size, times and attributes of an open file.
 struct FileStatus {
   std::uint64_t size = 0;   ///< bytes
   FILETIME creationTime{};  ///< on Linux the change time where the file system keeps no birth time
@@ -23,7 +23,7 @@ struct FileStatus {
   std::uint32_t attributes = 0;  ///< attribute bits as Windows numbers them
 };
 
-/// An open file with a position of its own. Released, and closed, by its owner.
+/// An open file with its own position; closed by the destructor. For one thread at a time.
 class File {
  public:
   virtual ~File() = default;
@@ -50,7 +50,7 @@ class File {
   virtual std::optional<FileStatus> status() = 0;
 };
 
-/// How a file is opened: who may do what to it, and whether it must exist.
+/// Access, sharing and disposition for openFile.
 struct OpenMode {
   bool read = true;
   bool write = false;
@@ -62,10 +62,10 @@ struct OpenMode {
   bool shareDelete = false;
   enum class Disposition { OpenExisting, OpenAlways, CreateAlways, CreateNew };
   Disposition disposition = Disposition::OpenExisting;
-  /// The file vanishes when it is closed, whatever happens to the process, and is hidden until then
-  /// (on Linux it loses its name at once). A symbolic link is refused there.
+  /// Deletes the file when it is closed or the process dies, and hides it until then (on Linux by
+  /// unlinking it at once; a symbolic link is refused there).
   bool deleteOnClose = false;
-  /// A hint for the cache of Windows: reads will jump about.
+  /// Hints to Windows that access is random.
   bool randomAccess = false;
 };
 
@@ -81,8 +81,8 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path);
 /// A file in memory, for tests and for parsing what is already there.
 TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 
-/// Reads what is left of `file` from its position on. Memory grows with what is really read, not
-/// with what the file claims. False when a read failed; `out` then holds what came before.
+/// Appends to `out` the rest of `file` from its position on. Memory grows with what is read, not
+/// with the claimed size. False when a read failed; `out` then holds what came before.
 TESSARON_API bool readToEnd(File& file, std::string& out);
 
 /// Reads from `offset` on until `buffer` is full or the file ends. Returns how many bytes were
@@ -107,8 +107,8 @@ TESSARON_API std::error_code replaceFile(std::u16string_view path, std::string_v
 TESSARON_API std::error_code replaceFile(std::u16string_view path,
                                          const std::function<bool(File&)>& write);
 
-/// `replaceFile` in steps, for content that comes bit by bit. Without `commit` the old file stays
-/// as it was and nothing else stays.
+/// `replaceFile` in steps, for content that comes piece by piece. Without `commit` the old file
+/// stays unchanged and no temporary file remains. For one thread at a time.
 class TESSARON_API FileReplacement {
  public:
   /// `error` tells why the file cannot be replaced; nothing else may be called then.
@@ -134,8 +134,9 @@ class TESSARON_API FileReplacement {
   std::unique_ptr<Parts> parts_;
 };
 
-/// A folder that files are written into by their names alone. No link leads out of it: neither the
-/// folder itself nor a file in it may be one, also if others put links there meanwhile.
+/// A folder for writing files by their names alone. Refuses symbolic links, for the folder itself
+/// and for the files in it, also those that others create meanwhile. Several threads may use one
+/// object for different files; `discard` is for one thread at a time.
 class TESSARON_API OutputFolder {
  public:
   /// Creates the folder `name` in the folder `parent`, which must be there, or takes the one that
@@ -171,9 +172,9 @@ class TESSARON_API OutputFolder {
   bool isDiscarded_ = false;
 };
 
-/// Holds off every other FolderLock on the same folder, in this and in other processes, until it is
-/// destroyed; the system lets go of it when the process dies. It is advisory: it orders those who
-/// read, change and replace a file, and hinders nobody else.
+/// Excludes every other FolderLock on the same folder, in other threads and processes too, until it
+/// is destroyed or the process dies. Advisory: it serializes those who read, change and replace a
+/// file. To be destroyed by the thread that made it.
 class TESSARON_API FolderLock {
  public:
   /// Waits for the folder in which `path` stands. `error` tells why it could not be locked.

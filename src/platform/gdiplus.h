@@ -41,7 +41,7 @@ struct GpFont;
 struct GpStringFormat;
 struct EncoderParameters;
 
-/// A colour: alpha in the highest byte, then red, green, blue.
+/// A color: alpha in the highest byte, then red, green, blue.
 class Color {
  public:
   explicit Color(std::uint32_t argb) : argb_(argb) {}

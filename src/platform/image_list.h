@@ -45,6 +45,8 @@ enum class Transparency {
   Magenta,  ///< pixels of RGB 255, 0, 255 are transparent, all others opaque
 };
 
+/// Each function: one thread at a time per list; other lists may be in use meanwhile.
+///
 /// An empty list for images of `width` x `height` pixels that makes room for `initial` of them, and
 /// then for `grow` more at a time. With Alpha the images have 32 bits a pixel, with Magenta 24 and
 /// a mask. The caller destroys it. Null on failure.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Reads a value that must be of one of `types`, and unless it is empty end with `zeros` zero units.
+// Reads a value of one of `types` that is empty or ends with `zeros` zero units.
 std::int32_t queryText(const CRegKey& key, const char16_t* name, char16_t* text,
                        std::uint32_t* units, std::initializer_list<std::uint32_t> types,
                        std::uint32_t zeros) {

@@ -28,20 +28,22 @@ inline constexpr std::uint32_t KEY_READ = 0x20019;
 inline constexpr std::uint32_t KEY_WRITE = 0x20006;
 #endif
 
-/// An open key. All operations give an error code of the system, 0 for success; names end with a
-/// zero unit and are compared without regard to case; a null name counts as an empty one. On any
-/// failure what is to be filled stays as it was, unless told otherwise.
+/// An open key. All operations return an error code of the system, 0 for success. Names are
+/// NUL-terminated and compare without regard to case; a null name counts as empty. A failure leaves
+/// out-parameters untouched unless stated otherwise.
 ///
 /// The values of a key are numbered from 0 in a fixed order (elsewhere than on Windows: that of
 /// their first writing); deleting one moves the later ones down.
 ///
-/// Several processes and threads may use the store at once, each thread with objects of its own. An
-/// operation that waits longer than ten seconds for others gives up with ERROR_BUSY.
+/// Several processes and threads may use the store at once. One object is for one thread at a time;
+/// objects that share a key or the store need no guard. An operation that waits longer than ten
+/// seconds for others gives up with ERROR_BUSY.
 ///
-/// Elsewhere than on Windows an empty file counts as a missing one. Other codes tell that the file
-/// is damaged (ERROR_BADDB), something else than a store (ERROR_NOT_REGISTRY_FILE) or written by a
-/// newer version (ERROR_REVISION_MISMATCH); such a file is neither changed nor renamed, but Create
-/// quarantines a damaged one and makes a new store.
+/// Elsewhere than on Windows an empty file counts as a missing one. ERROR_BADDB: the file is
+/// damaged; ERROR_NOT_REGISTRY_FILE: it is no store; ERROR_REVISION_MISMATCH: a newer version wrote
+/// it; ERROR_REGISTRY_IO_FAILED: it could not be read or written, which says nothing about its
+/// content. Such a file is neither changed nor renamed, except that Create quarantines a damaged
+/// one, which it finds damaged twice without a failed read, and makes a new store.
 class TESSARON_API CRegKey {
  public:
   mutable HKEY m_hKey = nullptr;  ///< null when closed
@@ -91,9 +93,9 @@ class TESSARON_API CRegKey {
 
 namespace tessaron {
 
-/// Bounds a sequence of operations: as long as it exists, all operations of this thread together
-/// wait at most as long as one of them otherwise would, ten seconds. Later ones then fail at once
-/// with ERROR_BUSY where they would have to wait. Nested ones change nothing; on Windows none do.
+/// Bounds a sequence of operations: while it exists, all operations of the thread that made it wait
+/// ten seconds altogether; later ones fail with ERROR_BUSY instead of waiting. Nested ones change
+/// nothing; on Windows none do.
 class TESSARON_API RegistryDeadline {
  public:
   RegistryDeadline();
@@ -102,10 +104,10 @@ class TESSARON_API RegistryDeadline {
   RegistryDeadline& operator=(const RegistryDeadline&) = delete;
 };
 
-/// A transaction over all keys of the store: everything that this thread writes until `end` is
-/// written in one step, or not at all when it is destroyed without. Meanwhile other threads and
-/// processes wait to write. Must be destroyed by the thread that made it. Inside another batch and
-/// for a closed key it does nothing. On Windows every value is written at once.
+/// A transaction over all keys of the store: `end` commits everything that this thread has written,
+/// destruction without it rolls back. Meanwhile other threads wait to read and write, other
+/// processes to write. For the thread that made it alone. Inside another batch and for a closed key
+/// it does nothing. On Windows every value is written at once.
 class TESSARON_API RegistryBatch {
  public:
   enum class Mode {

@@ -40,7 +40,7 @@ TESSARON_API std::u16string temporaryFolder();
 TESSARON_API std::u16string temporaryFileName(std::u16string_view folder,
                                               std::u16string_view prefix, std::uint32_t number);
 
-/// Parts of windows that have a colour of their own, as Windows numbers them.
+/// Parts of windows with a system color, as Windows numbers them.
 enum class SystemColor {
   Window = 5,
   MenuText = 7,
@@ -53,7 +53,7 @@ enum class SystemColor {
   MenuHighlight = 29,
 };
 
-/// The user's colour. On Linux always that of a light desktop: white windows (255, 255, 255) with
+/// The user's color. On Linux always that of a light desktop: white windows (255, 255, 255) with
 /// black text; highlights (0, 120, 215) with white text; buttons (240, 240, 240) with shadows
 /// (160, 160, 160) and white highlights.
 TESSARON_API COLORREF systemColor(SystemColor part);

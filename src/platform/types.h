@@ -37,7 +37,7 @@ struct GUID {
 };
 using CLSID = GUID;
 
-/// A colour: red in the lowest byte, then green, then blue.
+/// A color: red in the lowest byte, then green, then blue.
 using COLORREF = std::uint32_t;
 
 // What the functions that give the system's error codes use, as Windows numbers them.

@@ -8,8 +8,8 @@
 #include "tessaron_export.h"
 
 /// Turns people's names and titles into their sort forms, and compares texts for sorting. Has
-/// static members only. Conversions work in the string that they are given, unit by unit; for one
-/// thread at a time, as `m_nOption` is one for the process.
+/// static members only. Conversions change the given string in place, unit by unit. Several threads
+/// may convert and compare at once as long as none changes `m_nOption`, which ApplyToRecord does.
 class TESSARON_API CCollationSystem {
  public:
   /// Which conversions run:

@@ -19,8 +19,8 @@ using SharedImageList = std::shared_ptr<std::remove_pointer_t<HIMAGELIST>>;
 /// The application's settings, and the folders and resources that follow from them. Nothing is read
 /// or made before `Initialize`; settings are then plain members.
 ///
-/// A copy has the same values, takes the open keys over, and shares image lists and theme manager.
-/// For one thread at a time.
+/// A copy has the same values, takes over the open keys, and shares image lists and theme manager.
+/// For one thread at a time; while no thread changes an object, several may read its members.
 class TESSARON_API Config {
  public:
   Config();
@@ -136,5 +136,6 @@ class TESSARON_API Config {
   void loadImages();
 };
 
-/// The application's one settings object. All image lists follow its `has32BitDisplay`.
+/// The application's settings object. All image lists read its `has32BitDisplay`, so set that
+/// before other threads fill any; nothing guards the object.
 extern TESSARON_API Config _Config;

@@ -9,6 +9,7 @@ TESSARON_API int fnTessaronBF();
 /// The library itself neither reads nor writes it; 0 at the start.
 extern TESSARON_API int nTessaronBF;
 
+/// An empty class, for any thread.
 class TESSARON_API CTessaronBF {
  public:
   CTessaronBF();

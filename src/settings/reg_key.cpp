@@ -8,7 +8,7 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "values are stored as they stand");
 
-constexpr std::uint32_t kLongestName = 16383;  // units of a value's name
+constexpr std::uint32_t kMaxNameUnits = 16383;  // units of a value's name
 
 std::int32_t queryNumber(const CRegKey& key, const char16_t* name, std::uint32_t& number) {
   std::uint32_t read = 0, type = 0, bytes = sizeof read;
@@ -151,9 +151,9 @@ std::int32_t CRegKeyEx::QueryMapStringValueEx(StringSetMap& value, std::u16strin
 std::int32_t CRegKeyEx::QueryMapStringValueEx(StringSetMap& value) {
   std::uint32_t count = 0;
   std::int32_t code = CountValues(count);
-  std::u16string name(kLongestName, u'\0');
+  std::u16string name(kMaxNameUnits, u'\0');
   for (std::uint32_t i = 0; i < count; ++i) {
-    std::uint32_t units = kLongestName;
+    std::uint32_t units = kMaxNameUnits;
     code = EnumValue(i, name.data(), &units);
     if (code == ERROR_SUCCESS) QueryMapStringValueEx(value, name.substr(0, units));
   }
@@ -183,9 +183,9 @@ std::int32_t CRegKeyEx::SetWTLCRectValueEx(const char16_t* name, CRect& value) {
 std::int32_t CRegKeyEx::RemoveAllValues() {
   std::uint32_t count = 0;
   std::int32_t code = CountValues(count);
-  std::u16string name(kLongestName, u'\0');
+  std::u16string name(kMaxNameUnits, u'\0');
   for (std::uint32_t i = 0; i < count; ++i) {
-    std::uint32_t units = kLongestName;
+    std::uint32_t units = kMaxNameUnits;
     // QUIRK: every second value stays, because deleting one moves the later ones down while the
     // index goes on. It looks like an error. Kept: applications rely on what it leaves.
     code = EnumValue(i, name.data(), &units);

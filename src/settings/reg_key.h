@@ -15,7 +15,8 @@ using StringSetMap = std::map<std::u16string, std::set<std::u16string>>;
 /// An open key with typed values. Every operation gives an error code of the system: 0 for success,
 /// 2 when there is no such value, 13 (ERROR_INVALID_DATA) when it is of another type or its data
 /// is malformed, or what else the registry says. A read that fails leaves its target as it was.
-/// Names end with a zero unit. What is written is taken by reference but never changed.
+/// Names are NUL-terminated. What is written is taken by reference but never changed. For one
+/// thread at a time; several threads may work with objects of their own on the same keys.
 class TESSARON_API CRegKeyEx : public CRegKey {
  public:
   CRegKeyEx();

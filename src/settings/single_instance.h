@@ -4,9 +4,9 @@
 
 #include "tessaron_export.h"
 
-/// Tells an application whether it is running already: as long as one of these is there, in
-/// whichever process, others of the same name find it. It goes with its process, also when that is
-/// killed.
+/// Tells an application whether it is running already: while one object exists, in any process,
+/// those made later with the same name find it. The system closes it when its process dies. Any
+/// thread may make one; an object is for one thread at a time.
 class TESSARON_API CLimitSingleInstance {
  public:
   std::uint32_t m_dwLastError = 0;  ///< the system's code when the mutex was made

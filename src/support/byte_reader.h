@@ -7,7 +7,8 @@
 namespace tessaron {
 
 /// Reads numbers from a view of bytes. A read that would leave the view yields zero, does not move,
-/// and makes every later read fail: read a fixed header straight down, then check `ok()` once.
+/// and makes every later read fail: read a fixed header straight down, then check `ok()` once. For
+/// one thread at a time; does not own the bytes.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const std::byte> bytes) : bytes_(bytes) {}

@@ -29,9 +29,9 @@ std::u16string dataRateText(double bitsPerSecond) {
 }
 
 std::u16string runTimeText(double seconds) {
-  constexpr double kMost = 1e15;
+  constexpr double kMaxSeconds = 1e15;
   const auto whole = static_cast<std::int64_t>(
-      std::isfinite(seconds) ? std::round(std::clamp(seconds, 0.0, kMost)) : 0);
+      std::isfinite(seconds) ? std::round(std::clamp(seconds, 0.0, kMaxSeconds)) : 0);
   const auto hours = static_cast<long long>(whole / 3600);
   const int minutes = static_cast<int>(whole / 60 % 60);
   const int rest = static_cast<int>(whole % 60);
@@ -48,7 +48,7 @@ std::u16string runTimeText(double seconds) {
 
 std::u16string hr_unitCalculator(double value, std::u16string unit, std::u16string prefixes,
                                  double step) {
-  constexpr std::size_t kMost = 127;
+  constexpr std::size_t kMaxUnits = 127;
   // Three significant digits; the number may reach the next prefix only by being rounded.
   const auto digits = [](double number) {
     const double size = std::abs(number);
@@ -66,5 +66,5 @@ std::u16string hr_unitCalculator(double value, std::u16string unit, std::u16stri
     const bool raise = letter != u'k' && letter >= u'a' && letter <= u'z';
     text += static_cast<char16_t>(raise ? letter - u'a' + u'A' : letter);
   }
-  return (text + unit).substr(0, kMost);
+  return (text + unit).substr(0, kMaxUnits);
 }

@@ -17,8 +17,8 @@ Inflater::~Inflater() { inflateEnd(stream_.get()); }
 
 std::size_t Inflater::inflate(std::span<const std::byte>& in, std::span<std::byte> out) {
   if (state_ != State::Open) return 0;
-  constexpr std::size_t kMost = std::numeric_limits<uInt>::max();
-  const std::size_t given = std::min(in.size(), kMost), room = std::min(out.size(), kMost);
+  constexpr std::size_t kMaxStep = std::numeric_limits<uInt>::max();
+  const std::size_t given = std::min(in.size(), kMaxStep), room = std::min(out.size(), kMaxStep);
   // zlib does not write to its input.
   stream_->next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(in.data()));
   stream_->avail_in = static_cast<uInt>(given);

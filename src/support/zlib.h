@@ -10,7 +10,7 @@
 
 struct z_stream_s;
 
-/// zlib decompression of whole buffers.
+/// zlib decompression of whole buffers. Has no state: any thread may use one object.
 class TESSARON_API CZDLLPlus {
  public:
   /// What one call inflates at most: a small input can claim to be endless.
@@ -30,7 +30,7 @@ class TESSARON_API CZDLLPlus {
 
 namespace tessaron {
 
-/// Inflates one zlib stream piece by piece, in a fixed amount of memory.
+/// Inflates one zlib stream piece by piece, in a fixed amount of memory. For one thread at a time.
 class TESSARON_API Inflater {
  public:
   enum class State {

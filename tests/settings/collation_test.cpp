@@ -54,39 +54,55 @@ TEST(CCollationSystem, KnowsSpacesAndPunctuation) {
   EXPECT_EQ(special, u"!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~");
 }
 
-TEST(CCollationSystem, PutsSurnamesFirst) {
+TEST(CCollationSystem, TurnsNamesAndTitlesIntoTheirSortForms) {
+  const auto name = CCollationSystem::ConvertName, title = CCollationSystem::ConvertTitle;
   const struct {
+    int (*convert)(std::u16string&);
     std::int32_t option;
-    std::u16string name, expected;
+    std::u16string text, expected;
     int result;
   } rows[] = {
-      {0, u"john smith", u"Smith, John", 1},
-      {2, u"john smith", u"Smith, John", 1},
-      {1, u"john smith", u"John Smith", 0},
-      {3, u"john smith", u"john smith", 0},
-      {-1, u"john smith", u"john smith", 0},
-      {4, u"john smith", u"john smith", 0},
-      {0, u"JOHN RONALD REUEL tolkien", u"Tolkien, John Ronald Reuel", 1},
-      {0, u"john smith (editor)", u"Smith (editor), John", 1},
-      {0, u"smith, john", u"Smith, John", 0},
-      {0, u"john\u00A0smith", u"Smith, John", 1},
-      {0, u"SMITH", u"Smith", 0},
-      {2, u"x", u"X", 0},
-      {0, u"", u"", 0},
-      {0, u"john ", u"John ", 0},
-      {0, u" john", u" john", 0},
-      {0, u"a b", u"B, A", 1},
-      {0, u"a (b) [c]", u"A (b) [c]", 0},
+      {name, 0, u"john smith", u"Smith, John", 1},
+      {name, 2, u"john smith", u"Smith, John", 1},
+      {name, 1, u"john smith", u"John Smith", 0},
+      {name, 3, u"john smith", u"john smith", 0},
+      {name, -1, u"john smith", u"john smith", 0},
+      {name, 4, u"john smith", u"john smith", 0},
+      {name, 0, u"JOHN RONALD REUEL tolkien", u"Tolkien, John Ronald Reuel", 1},
+      {name, 0, u"john smith (editor)", u"Smith (editor), John", 1},
+      {name, 0, u"smith, john", u"Smith, John", 0},
+      {name, 0, u"john\u00A0smith", u"Smith, John", 1},
+      {name, 0, u"SMITH", u"Smith", 0},
+      {name, 2, u"x", u"X", 0},
+      {name, 0, u"", u"", 0},
+      {name, 0, u"john ", u"John ", 0},
+      {name, 0, u" john", u" john", 0},
+      {name, 0, u"a b", u"B, A", 1},
+      {name, 0, u"a (b) [c]", u"A (b) [c]", 0},
+      {title, 0, u"the matrix", u"Matrix, The", 1},
+      {title, 3, u"THE matrix", u"Matrix, The", 1},
+      {title, 1, u"the matrix", u"the matrix", 0},
+      {title, 2, u"the matrix", u"the matrix", 0},
+      {title, -1, u"the matrix", u"the matrix", 0},
+      {title, 0, u"a beautiful mind", u"Beautiful mind, A", 1},
+      {title, 0, u"Theatre", u"Theatre", 0},
+      {title, 0, u"The ", u"The ", 0},
+      {title, 0, u"A", u"A", 0},
+      {title, 3, u"A ", u"A ", 0},
+      {title, 0, u"", u"", 0},
+      {title, 0, u"The  End", u" End, The", 1},
+      {title, 0, u"An Officer", u"An Officer", 0},
+      {title, 0, u"A Place, The", u"A Place, The", 0},
+      {title, 0, u"the élite", u"Élite, The", 1},
+      {title, 0, u"The\u00A0End", u"The\u00A0End", 0},
   };
   for (const auto& row : rows) {
     const Option option(row.option);
-    std::u16string name = row.name;
-    EXPECT_EQ(CCollationSystem::ConvertName(name), row.result);
-    EXPECT_EQ(name, row.expected);
-    if (row.result == 1) {
-      EXPECT_EQ(CCollationSystem::ConvertName(name), 0);
-    }
-    EXPECT_EQ(name, row.expected) << "a second time";
+    std::u16string text = row.text;
+    EXPECT_EQ(row.convert(text), row.result);
+    EXPECT_EQ(text, row.expected);
+    EXPECT_EQ(row.convert(text), 0);
+    EXPECT_EQ(text, row.expected) << "a second time";
   }
   const Option option(0);
   std::vector<std::u16string> names = {u"anna berg", u"cher"};
@@ -94,61 +110,25 @@ TEST(CCollationSystem, PutsSurnamesFirst) {
   EXPECT_EQ(names, (std::vector<std::u16string>{u"Berg, Anna", u"Cher"}));
 }
 
-TEST(CCollationSystem, MovesArticlesToTheEnd) {
-  const struct {
-    std::int32_t option;
-    std::u16string title, expected;
-    int result;
-  } rows[] = {
-      {0, u"the matrix", u"Matrix, The", 1},
-      {3, u"THE matrix", u"Matrix, The", 1},
-      {1, u"the matrix", u"the matrix", 0},
-      {2, u"the matrix", u"the matrix", 0},
-      {-1, u"the matrix", u"the matrix", 0},
-      {0, u"a beautiful mind", u"Beautiful mind, A", 1},
-      {0, u"Theatre", u"Theatre", 0},
-      {0, u"The ", u"The ", 0},
-      {0, u"A", u"A", 0},
-      {3, u"A ", u"A ", 0},
-      {0, u"", u"", 0},
-      {0, u"The  End", u" End, The", 1},
-      {0, u"An Officer", u"An Officer", 0},
-      {0, u"A Place, The", u"A Place, The", 0},
-      {0, u"the élite", u"Élite, The", 1},
-      {0, u"The\u00A0End", u"The\u00A0End", 0},
-  };
-  for (const auto& row : rows) {
-    const Option option(row.option);
-    std::u16string title = row.title;
-    EXPECT_EQ(CCollationSystem::ConvertTitle(title), row.result);
-    EXPECT_EQ(title, row.expected);
-  }
-}
-
 TEST(CCollationSystem, ConvertsARecordsPeopleAndTitle) {
   const Option after(-1);
-  CRecord record;
-  record.Title = record.OriginalTitle = u"The End";
-  record.actors = record.artists = record.authors = record.directors = record.translators =
-      record.formats = {u"jo doe"};
-  record.Publisher = u"jo doe";
-  CCollationSystem::ApplyToRecord(record);
-  EXPECT_EQ(CCollationSystem::m_nOption, 0);
-  const CRecord::Strings converted = {u"Doe, Jo"};
-  for (const auto list : {&CRecord::actors, &CRecord::artists, &CRecord::authors,
-                          &CRecord::directors, &CRecord::translators})
-    EXPECT_EQ(record.*list, converted);
-  EXPECT_EQ(record.Title, u"End, The");
-  EXPECT_EQ(record.OriginalTitle, u"The End");
-  EXPECT_EQ(record.formats, CRecord::Strings{u"jo doe"});
-  EXPECT_EQ(record.Publisher, u"jo doe");
-
-  _Config.CollationOption = 3;
-  record.actors = {u"jo doe"};
-  CCollationSystem::ApplyToRecord(record);
+  const CRecord::Strings given = {u"jo doe"}, converted = {u"Doe, Jo"};
+  const auto people = {&CRecord::actors, &CRecord::artists, &CRecord::authors, &CRecord::directors,
+                       &CRecord::translators};
+  for (const int option : {0, 3}) {  // the setting as it is now
+    CRecord record;
+    record.Title = record.OriginalTitle = u"The End";
+    for (const auto list : people) record.*list = given;
+    record.formats = given;
+    _Config.CollationOption = option;
+    CCollationSystem::ApplyToRecord(record);
+    EXPECT_EQ(CCollationSystem::m_nOption, option);
+    for (const auto list : people) EXPECT_EQ(record.*list, option == 0 ? converted : given);
+    EXPECT_EQ(record.Title, u"End, The");
+    EXPECT_EQ(record.OriginalTitle, u"The End");
+    EXPECT_EQ(record.formats, given);
+  }
   _Config.CollationOption = 0;
-  EXPECT_EQ(CCollationSystem::m_nOption, 3) << "the setting as it is now";
-  EXPECT_EQ(record.actors, CRecord::Strings{u"jo doe"});
 }
 
 TEST(CCollationSystem, ConvertsInPlace) {

@@ -48,6 +48,14 @@ class ConfigTest : public testing::Test {
     EXPECT_EQ(key.SetVectorStringValueEx(name, strings), 0);
   }
 
+  // Whether all members of the table are the same.
+  static void expectSame(const Config& one, const Config& other) {
+    for (const tessaron::Setting& setting : tessaron::settingTable()) {
+      const auto isSame = [&](const auto& it) { return one.*it.member == other.*it.member; };
+      EXPECT_TRUE(std::visit(isSame, setting.place)) << fs::path(setting.name);
+    }
+  }
+
   CRegKeyEx options, general, custom;
   const fs::path home = tessaron::programFolder();
   const fs::path data = home / "Data";
@@ -72,16 +80,12 @@ TEST_F(ConfigTest, HasItsDefaultsWhereNothingOfTheRightKindIsStored) {
   config.SortType = 7;
   config.Initialize();
   EXPECT_EQ(config.ImageSizePixels, 85000);
-  EXPECT_EQ(config.ViewType, 2);
-  EXPECT_EQ(config.TabPanePosition, 70);
-  EXPECT_FALSE(config.AutoSaveCollection);
-  EXPECT_EQ(config.AccountEmail, u"");
-  EXPECT_EQ(config.LVShowFields, std::vector<bool>(4, true));
   EXPECT_EQ(config.WindowRect, (CRect{-1, -1, 749, 549}));
-  EXPECT_TRUE(config.CustomIcons.empty());
-  EXPECT_EQ(config.SortType, 0);
-  EXPECT_EQ(config.WeekLastChecked, 7);
-  EXPECT_TRUE(config.NewVersion);
+  Config defaults;
+  for (const tessaron::Setting& setting : tessaron::settingTable()) resetSetting(setting, defaults);
+  defaults.WeekLastChecked = 7;
+  defaults.NewVersion = true;
+  expectSame(config, defaults);
 }
 
 TEST_F(ConfigTest, ComesBackAsItWasWritten) {
@@ -120,14 +124,7 @@ TEST_F(ConfigTest, ComesBackAsItWasWritten) {
   EXPECT_EQ(second.ThemeScheme, 0);
   second.ThemeFile = first.ThemeFile;
   second.ThemeScheme = first.ThemeScheme;
-  for (const tessaron::Setting& setting : tessaron::settingTable()) {
-    std::visit(
-        [&](const auto& it) {
-          EXPECT_TRUE(first.*it.member == second.*it.member)
-              << &setting - tessaron::settingTable().data();
-        },
-        setting.place);
-  }
+  expectSame(first, second);
   EXPECT_EQ(second.generalStringLists, first.generalStringLists);
   EXPECT_EQ(second.customStringLists, first.customStringLists);
 }
@@ -168,14 +165,14 @@ TEST_F(ConfigTest, FindsItsFoldersAndResources) {
   EXPECT_EQ(fs::path(config.helpFilePath), home / "Help" / "Tessaron_Help.chm");
   EXPECT_TRUE(config.themeManager->imageCache().isOpen());
   EXPECT_TRUE(fs::exists(data / "ImageCache.db"));
-  int width = 0, height = 0;
-  EXPECT_TRUE(tessaron::imageListSize(config.smallImages.get(), width, height));
-  EXPECT_EQ(width * height, 16 * 16);
-  EXPECT_TRUE(tessaron::imageListSize(config.largeImages.get(), width, height));
-  EXPECT_EQ(width * height, 32 * 32);
-  EXPECT_EQ(tessaron::imageCount(config.smallImages.get()), 11);
-  EXPECT_EQ(tessaron::imageCount(config.largeImages.get()), 11);
-  EXPECT_EQ(tessaron::imageCount(config.statusImages.get()), 8);
+  for (const auto& [list, size, count] : {std::tuple(config.smallImages, 16, 11),
+                                          {config.largeImages, 32, 11},
+                                          {config.statusImages, 16, 8}}) {
+    int width = 0, height = 0;
+    EXPECT_TRUE(tessaron::imageListSize(list.get(), width, height));
+    EXPECT_EQ(std::pair(width, height), std::pair(size, size));
+    EXPECT_EQ(tessaron::imageCount(list.get()), count);
+  }
   fs::remove(data / "PriceTracker.xml");
   config.Initialize();
   EXPECT_TRUE(config.priceTracker.records.empty());

@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <array>
+#include <tuple>
 #include <vector>
 
 #include "platform/system.h"
@@ -27,10 +28,8 @@ TEST(DosDate, ExistsOrDoesNot) {
   for (const auto& row : rows) {
     SYSTEMTIME time{};
     ASSERT_TRUE(DosDateTimeToSystemTime(row.date, &time)) << row.date;
-    EXPECT_EQ(time.wYear, row.year);
-    EXPECT_EQ(time.wMonth, row.month);
-    EXPECT_EQ(time.wDay, row.day);
-    EXPECT_EQ(time.wDayOfWeek, row.weekday);
+    EXPECT_EQ(std::tuple(time.wYear, time.wMonth, time.wDay, time.wDayOfWeek),
+              std::tuple(row.year, row.month, row.day, row.weekday));
     EXPECT_EQ(tessaron::toDosDate(row.year, row.month, row.day), row.date);
     const std::u16string text = DosDateTimeToString(row.date);
     EXPECT_NE(text.find(tessaron::fromUtf8(std::to_string(row.year))), text.npos) << row.date;

@@ -14,7 +14,7 @@
 namespace tessaron {
 namespace {
 
-constexpr std::size_t kLongestNumber = 254;  // digits that ICU takes for one number
+constexpr std::size_t kMaxDigits = 254;  // digits that ICU takes for one number
 
 bool isAsciiDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
 
@@ -22,7 +22,8 @@ bool isAscii(std::u16string_view text) {
   return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
 }
 
-// The order of the user's language, and what of it can be told without ICU.
+// The collation of the user's language, with ranks of those ASCII characters that compare without
+// ICU.
 class Order {
  public:
   Order() {
@@ -42,8 +43,8 @@ class Order {
                         right.data(), static_cast<std::int32_t>(right.size()));
   }
 
-  // The place of a unit among those of ASCII that sort by themselves, whatever stands beside them;
-  // 0 for all other units, NUL among them. All digits have the same.
+  // The rank of an ASCII character that sorts independently of its neighbors; 0 for NUL and all
+  // other units. All digits share one rank.
   int rank(char16_t unit) const { return unit < ranks_.size() ? ranks_[unit] : 0; }
 
  private:
@@ -52,7 +53,7 @@ class Order {
     void operator()(USet* set) const { uset_close(set); }
   };
 
-  // Whether a piece of ASCII has another weight than its units, or a unit more than one.
+  // Whether an ASCII sequence contracts to a weight of its own, or an ASCII character expands.
   bool hasAsciiContractions() const {
     UErrorCode error = U_ZERO_ERROR;
     const std::unique_ptr<USet, Closer> set(uset_openEmpty());
@@ -83,7 +84,8 @@ class Order {
       if (i == 0 || less(units[i - 1], units[i])) ++rank;
       ranks_[units[i]] = rank;
     }
-    // Where two differ by less than their places, what follows in the text would count first.
+    // Characters that differ only at the secondary level get no rank: later primary differences
+    // take precedence over theirs.
     ucol_setStrength(collator_.get(), UCOL_SECONDARY);
     std::vector<char16_t> close;
     for (std::size_t i = 1; i < units.size(); ++i)
@@ -102,7 +104,7 @@ const Order& order() {
   return instance;
 }
 
-// The end of the run of digits that begins at `at`.
+// Returns the end of the run of digits at `at`.
 std::size_t endOfDigits(std::u16string_view text, std::size_t at) {
   while (at < text.size() && isAsciiDigit(text[at])) ++at;
   return at;
@@ -112,7 +114,7 @@ std::u16string_view significant(std::u16string_view digits) {
   return digits.substr(std::min(digits.find_first_not_of(u'0'), digits.size()));
 }
 
-// Compares the numbers that begin at two places, and moves both behind them.
+// Compares two numbers by value and advances both pointers past them.
 int compareNumbers(const char16_t*& left, const char16_t*& right) {
   while (*left == u'0') ++left;
   while (*right == u'0') ++right;
@@ -126,7 +128,7 @@ int compareNumbers(const char16_t*& left, const char16_t*& right) {
   return difference;
 }
 
-// Compares by ranks. False when that does not do, as what stands beside a unit might count.
+// Compares by ranks. False where a character without a rank requires ICU.
 bool compareRanks(const Order& ranked, const char16_t* left, const char16_t* right, int& result) {
   for (;;) {
     int difference = 0;
@@ -147,19 +149,19 @@ bool compareRanks(const Order& ranked, const char16_t* left, const char16_t* rig
   }
 }
 
-// ICU takes the first 254 digits of a run for a number, and what follows for another one. A longer
-// run becomes a sign that sorts behind all numbers, how many digits there are, and these in pieces.
+// ICU takes at most 254 digits for one number. Rewrites a longer run as a character that sorts
+// after all numbers, the count of its digits, and the digits in groups of that size.
 std::u16string withoutLongNumbers(std::u16string_view text) {
   constexpr char16_t kBehindNumbers = u'\u0BF2';
   std::u16string out;
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t end = endOfDigits(text, i);
     const std::u16string_view digits = significant(text.substr(i, end - i));
-    if (digits.size() > kLongestNumber) {
+    if (digits.size() > kMaxDigits) {
       out += kBehindNumbers;
       for (const char digit : std::to_string(digits.size())) out += static_cast<char16_t>(digit);
-      for (std::size_t at = 0; at < digits.size(); at += kLongestNumber)
-        (out += kBehindNumbers) += digits.substr(at, kLongestNumber);
+      for (std::size_t at = 0; at < digits.size(); at += kMaxDigits)
+        (out += kBehindNumbers) += digits.substr(at, kMaxDigits);
       i = end;
     } else {
       const std::size_t stop = std::max(end, i + 1);
@@ -180,7 +182,7 @@ int compareLogically(const char16_t* left, const char16_t* right) {
   if (compareRanks(rules, left, right, result)) return result;
   const std::u16string_view a(left);
   const std::u16string_view b(right);
-  if (a.size() <= kLongestNumber && b.size() <= kLongestNumber) return rules.compare(a, b);
+  if (a.size() <= kMaxDigits && b.size() <= kMaxDigits) return rules.compare(a, b);
   return rules.compare(withoutLongNumbers(a), withoutLongNumbers(b));
 }
 

@@ -114,7 +114,7 @@ class PosixFile : public File {
   bool hidden_;
 };
 
-// The file that `path` leads to once its symbolic links are followed, also when that is not there.
+// Follows symbolic links, also to a target that does not exist.
 fs::path followLinks(fs::path path) {
   std::error_code error;
   for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
@@ -131,8 +131,8 @@ fs::path folderOf(const fs::path& path) {
 
 constexpr std::string_view kReplacementPrefix = ".tessaron-", kReplacementSuffix = ".tmp";
 
-// Deletes the replacements of processes that were killed before they could put them in place. One
-// that is still in use is locked.
+// Deletes the replacements that killed processes have left. Those in use are locked. Allocates
+// nothing that could throw.
 void removeLeftovers(const char* path) {
   DIR* const folder = opendir(path);
   if (!folder) return;
@@ -146,8 +146,8 @@ void removeLeftovers(const char* path) {
   closedir(folder);
 }
 
-// A file beside the target, to be filled and put in its place. As long as it has no name, nothing
-// of it stays whatever happens to the process.
+// A file beside the target, to be filled and renamed over it. Without a name where the system can,
+// so that nothing stays when the process is killed.
 class Replacement {
  public:
   Replacement(const fs::path& target, mode_t mode) : target_(target) {
@@ -184,8 +184,7 @@ class Replacement {
     }
     if (rename(name_.c_str(), target_.c_str()) != 0) return false;
     name_.clear();
-    // The new name reaches the disk with its folder. A folder that cannot be flushed is no failure:
-    // the file is in its place.
+    // Flush the folder as well, for the new name. A failure is ignored: the file is in its place.
     const Descriptor folder(open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder) retry([&] { return fsync(folder.get()); });
     return true;
@@ -204,8 +203,7 @@ class Replacement {
   Descriptor fd_;
 };
 
-// Owner, permission bits and access list of the old file. Where the owner cannot be kept, the bits
-// still are.
+// Copies owner, permission bits and access list. A failure to set the owner is ignored.
 bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
   if (info.st_uid != geteuid() || info.st_gid != getegid()) {
     [[maybe_unused]] const int ignored = fchown(to, info.st_uid, info.st_gid);
@@ -218,8 +216,7 @@ bool copyPermissions(const fs::path& from, const struct stat& info, int to) {
          fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
 }
 
-// Opens a regular file in a folder. What is no file is not even opened: that alone could do
-// something.
+// Opens a regular file in a folder. Checks the type first: opening a device can have effects.
 Descriptor openInFolder(std::intptr_t handle, const std::string& name, int flags, struct stat& info,
                         std::error_code& error) {
   error.clear();
@@ -245,18 +242,44 @@ Descriptor openInFolder(std::intptr_t handle, const std::string& name, int flags
   return Descriptor();
 }
 
+int flagsOf(const OpenMode& mode) {
+  using Disposition = OpenMode::Disposition;
+  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  flags |= mode.read && mode.write ? O_RDWR : mode.write ? O_WRONLY : O_RDONLY;
+  if (mode.disposition != Disposition::OpenExisting) flags |= O_CREAT;
+  if (mode.disposition == Disposition::CreateNew) flags |= O_EXCL;
+  if (mode.deleteOnClose) flags |= O_NOFOLLOW;  // unlinking would remove the link, not its target
+  return flags;
+}
+
+// Locks an open file for use by nobody else.
+std::error_code lockExclusively(int fd, const std::string& name, const struct stat& info) {
+  if (!lockAtOnce(fd)) return lastError();
+  // The former holder may have replaced the file.
+  struct stat named;
+  if (stat(name.c_str(), &named) != 0) return lastError();
+  if (named.st_dev == info.st_dev && named.st_ino == info.st_ino) return {};
+  return std::make_error_code(std::errc::resource_unavailable_try_again);
+}
+
+// Truncates a file unless it is empty: some file systems would flush even that on closing.
+bool truncateFile(int fd) {
+  struct stat info;
+  if (fstat(fd, &info) != 0) return false;
+  return info.st_size == 0 || retry([&] { return ftruncate(fd, 0); }) == 0;
+}
+
 }  // namespace
 
 std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                std::error_code& error) {
-  using Disposition = OpenMode::Disposition;
   error.clear();
   const std::string name = nativePath(path);
   const auto refuse = [&](std::error_code reason) {
     error = reason;
     return nullptr;
   };
-  // A pipe or a device is not even opened: that alone could wait, or do something.
+  // Check the type first: opening a pipe or a device can block or have effects.
   struct stat info;
   const auto regular = [&] {
     if (S_ISREG(info.st_mode)) return true;
@@ -266,29 +289,16 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   };
   if (stat(name.c_str(), &info) == 0 && !regular()) return nullptr;
 
-  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  flags |= mode.read && mode.write ? O_RDWR : mode.write ? O_WRONLY : O_RDONLY;
-  if (mode.disposition != Disposition::OpenExisting) flags |= O_CREAT;
-  if (mode.disposition == Disposition::CreateNew) flags |= O_EXCL;
-  if (mode.deleteOnClose) flags |= O_NOFOLLOW;  // what would be emptied is not what would vanish
+  const int flags = flagsOf(mode);
   Descriptor fd(retry([&] { return open(name.c_str(), flags, 0666); }));
   if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
   if (!regular()) return nullptr;
   if (!mode.shareRead || (mode.write && !mode.shareWrite)) {
-    if (!lockAtOnce(fd.get())) return refuse(lastError());
-    // Whoever held it until just now may have put another file in its place.
-    struct stat named;
-    if (stat(name.c_str(), &named) != 0) return refuse(lastError());
-    if (named.st_dev != info.st_dev || named.st_ino != info.st_ino) {
-      return refuse(std::make_error_code(std::errc::resource_unavailable_try_again));
-    }
+    error = lockExclusively(fd.get(), name, info);
+    if (error) return nullptr;
   }
-  // Nothing is cut off an empty file: some file systems would write it to the disk when it is
-  // closed.
-  if (mode.disposition == Disposition::CreateAlways &&
-      (fstat(fd.get(), &info) != 0 || (info.st_size > 0 && ftruncate(fd.get(), 0) != 0))) {
+  if (mode.disposition == OpenMode::Disposition::CreateAlways && !truncateFile(fd.get()))
     return refuse(lastError());
-  }
   if (mode.deleteOnClose && unlink(name.c_str()) != 0) return refuse(lastError());
   const bool hidden = fs::path(name).filename().native().starts_with('.');
   return std::make_unique<PosixFile>(std::move(fd), hidden);
@@ -321,12 +331,12 @@ FileReplacement::FileReplacement(std::u16string_view path, std::error_code& erro
     return;
   }
   if (parts.exists && !S_ISREG(parts.old.st_mode)) {
-    // A device or a pipe is there to be written to. The target of a link such as /dev/stdout may
+    // Write to a device or a pipe directly. Open the link itself: the target of /dev/stdout may
     // have no name.
     fd = Descriptor(retry([&] { return open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }));
   } else if (parts.exists ? faccessat(AT_FDCWD, parts.target.c_str(), W_OK, AT_EACCESS) == 0
                           : errno == ENOENT) {
-    // The folder may let us replace what the file itself does not let us write.
+    // Refuse a read-only file even where its folder would allow replacing it.
     parts.replacement.emplace(parts.target, parts.exists ? 0600 : 0666);
     const int beside = parts.replacement->fd();
     if (beside != -1) fd = Descriptor(fcntl(beside, F_DUPFD_CLOEXEC, 0));
@@ -396,7 +406,7 @@ std::unique_ptr<File> OutputFolder::createFile(std::u16string_view name,
   struct stat info;
   Descriptor fd = openInFolder(handle_, file, O_WRONLY | O_CREAT, info, error);
   if (!fd) return nullptr;
-  if (!lockAtOnce(fd.get()) || (info.st_size > 0 && ftruncate(fd.get(), 0) != 0)) {
+  if (!lockAtOnce(fd.get()) || !truncateFile(fd.get())) {
     error = lastError();
     return nullptr;
   }

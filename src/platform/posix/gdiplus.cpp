@@ -59,12 +59,12 @@ struct Flat {
   // Not linked: libgdiplus brings thirty libraries along, and most programs never draw a chart.
   Flat() {
     void* library = dlopen("libgdiplus.so.0", RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) return;
+    if (!library) return;
     bool complete = true;
     const auto find = [&](auto& function, const char* name) {
       function =
           reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
-      complete = complete && function != nullptr;
+      complete = complete && function;
     };
     Status (*start)(std::uintptr_t*, const StartupInput*, void*) = nullptr;
     find(start, "GdiplusStartup");
@@ -164,7 +164,7 @@ const FontFamily* FontFamily::GenericSansSerif() {
 }
 
 Font::Font(const FontFamily* family, float size, int style, Unit unit) {
-  const GpFontFamily* native = family != nullptr ? family->native_ : nullptr;
+  const GpFontFamily* native = family ? family->native_ : nullptr;
   keep(call(&Flat::GdipCreateFont, native, size, style, unit, &native_));
 }
 
@@ -183,7 +183,7 @@ Status StringFormat::SetTrimming(StringTrimming trimming) {
 }
 
 Graphics::Graphics(Bitmap* bitmap) {
-  GpImage* image = bitmap != nullptr ? bitmap->native_ : nullptr;
+  GpImage* image = bitmap ? bitmap->native_ : nullptr;
   keep(call(&Flat::GdipGetImageGraphicsContext, image, &native_));
 }
 

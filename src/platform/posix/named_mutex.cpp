@@ -21,9 +21,10 @@
 namespace tessaron {
 namespace {
 
-constexpr std::size_t kLongestFileName = 200;
+constexpr std::size_t kMaxFileName = 200;
 
-// The open mutexes by their handles, which are never used again: closing one twice does no harm.
+// Maps handles to lock files. Handles are never reused, so closing one twice is harmless.
+// Serialized by its own mutex.
 class OpenMutexes {
  public:
   void* add(int file) {
@@ -31,7 +32,7 @@ class OpenMutexes {
     files_.emplace(++last_, file);
     return reinterpret_cast<void*>(last_);
   }
-  // The file of a handle, which is no longer one; -1 when there is none.
+  // Removes a handle and returns its file, -1 for none.
   int remove(void* handle) {
     const std::lock_guard lock(mutex_);
     const auto found = files_.find(reinterpret_cast<std::uintptr_t>(handle));
@@ -52,7 +53,7 @@ OpenMutexes& openMutexes() {
   return mutexes;
 }
 
-// A folder of the user's own; empty when there is none that can be trusted.
+// The user's private lock folder, created if missing; empty when others could write to it.
 std::string lockFolder() {
   std::string folder = environment("XDG_RUNTIME_DIR");
   if (folder.starts_with('/')) {
@@ -68,8 +69,8 @@ std::string lockFolder() {
   return isOurs ? folder : std::string();
 }
 
-// A file name for any text: letters, digits and a few signs stand for themselves, other bytes as
-// %XX. The end of a long one is replaced by a number made of the whole.
+// Encodes a mutex name as a file name: ASCII letters, digits, '-' and '_' stay, other units become
+// %XXXX. A long name is cut and gets a hash of the whole appended.
 std::string fileName(std::u16string_view name) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string file = "mutex-";
@@ -83,14 +84,14 @@ std::string fileName(std::u16string_view name) {
       for (int shift = 12; shift >= 0; shift -= 4) file += kDigits[unit >> shift & 0xF];
     }
   }
-  if (file.size() > kLongestFileName) {
-    file.resize(kLongestFileName);
+  if (file.size() > kMaxFileName) {
+    file.resize(kMaxFileName);
     file += '~' + std::to_string(hash);
   }
   return file;
 }
 
-// Holds the file's shared lock. Tells whether others hold it, too.
+// Takes the file's shared lock. ERROR_ALREADY_EXISTS when others hold it.
 std::uint32_t hold(int file) {
   const bool isNew = retry([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0;
   if (retry([&] { return flock(file, LOCK_SH); }) != 0) return ERROR_ACCESS_DENIED;

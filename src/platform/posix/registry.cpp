@@ -11,7 +11,7 @@
 #include "platform/posix/native_path.h"
 #include "platform/posix/registry_store.h"
 
-// What a handle stands for.
+// An open key.
 struct HKEY__ {
   std::shared_ptr<tessaron::RegistryStore> store;
   std::int64_t number;
@@ -23,7 +23,7 @@ namespace {
 using tessaron::RegistryStore;
 using Query = RegistryStore::Query;
 
-constexpr std::size_t kLongestKeyName = 255, kLongestValueName = 16383;
+constexpr std::size_t kMaxKeyName = 255, kMaxValueName = 16383;
 
 std::u16string_view view(const char16_t* name) { return name ? name : std::u16string_view(); }
 
@@ -37,14 +37,13 @@ std::u16string folded(std::u16string_view name) {
   return text;
 }
 
-// Whether the key may be used in this way.
+// ERROR_ACCESS_DENIED unless the key was opened with `access`.
 std::int32_t permit(HKEY key, std::uint32_t access) {
   if (!key || key == HKEY_CURRENT_USER) return ERROR_INVALID_HANDLE;
   return (key->access & access) == access ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-// The number of the key `name` below another one, which is made when it is missing if `create` says
-// so.
+// Finds the key `name` below `parent`; creates a missing one if `create`.
 std::int32_t findKey(RegistryStore& store, std::int64_t parent, std::u16string_view name,
                      bool create, std::int64_t& number) {
   const std::u16string same = folded(name);
@@ -64,7 +63,7 @@ std::int32_t findKey(RegistryStore& store, std::int64_t parent, std::u16string_v
   return added == ERROR_SUCCESS ? find() : added;
 }
 
-// Walks down from `parent` along `path`.
+// Resolves `path` below `parent`; creates missing keys if `create`.
 std::int32_t walk(RegistryStore& store, std::int64_t parent, std::u16string_view path, bool create,
                   std::int64_t& number) {
   number = parent;
@@ -72,7 +71,7 @@ std::int32_t walk(RegistryStore& store, std::int64_t parent, std::u16string_view
     const std::u16string_view name = path.substr(0, path.find(u'\\'));
     path.remove_prefix(std::min(name.size() + 1, path.size()));
     if (name.empty()) continue;
-    if (name.size() > kLongestKeyName) return ERROR_INVALID_PARAMETER;
+    if (name.size() > kMaxKeyName) return ERROR_INVALID_PARAMETER;
     const std::int32_t code = findKey(store, number, name, create, number);
     if (code != ERROR_SUCCESS) return code;
   }
@@ -164,7 +163,7 @@ std::int32_t CRegKey::QueryValue(const char16_t* name, std::uint32_t* type, void
 std::int32_t CRegKey::SetValue(const char16_t* name, std::uint32_t type, const void* data,
                                std::uint32_t bytes) {
   if (const std::int32_t code = permit(m_hKey, KEY_SET_VALUE)) return code;
-  if (view(name).size() > kLongestValueName) return ERROR_INVALID_PARAMETER;
+  if (view(name).size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
   const std::u16string same = folded(view(name));
   return Query(*m_hKey->store, RegistryStore::PutValue)
       .bind(m_hKey->number)
@@ -211,7 +210,7 @@ std::int32_t CRegKey::EnumValue(std::uint32_t index, char16_t* name, std::uint32
 namespace tessaron {
 namespace {
 
-// Rolled back when it goes, unless it was committed.
+// An open transaction; the destructor rolls it back unless it was committed.
 struct Transaction {
   Transaction(const std::shared_ptr<RegistryStore>& of, RegistryStore::Lock held)
       : store(of), lock(std::move(held)) {}
@@ -237,7 +236,7 @@ RegistryBatch::RegistryBatch(const CRegKey& key, Mode mode) {
   }
   if (store.isInTransaction()) return;
   const auto transaction = std::make_shared<Transaction>(key.m_hKey->store, std::move(lock));
-  // Reading anything makes others wait with their writing.
+  // A read takes the shared lock, which blocks writers.
   code_ = store.execute(mode == Mode::Write ? "BEGIN IMMEDIATE"
                                             : "BEGIN; SELECT 1 FROM sqlite_schema LIMIT 1");
   if (code_ == ERROR_SUCCESS) transaction_ = transaction;

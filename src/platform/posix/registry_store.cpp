@@ -27,14 +27,14 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Waiting means to try again after this time. Longer pauses let a busy writer starve the others.
+// The interval between retries. Longer ones let a busy writer starve the others.
 constexpr milliseconds kPause{1};
 std::atomic<milliseconds> waitLimit{milliseconds(10'000)};
 
-thread_local int deadlines = 0;  // how many RegistryDeadline there are
+thread_local int deadlines = 0;  // nested RegistryDeadline objects
 thread_local Clock::time_point deadline;
 
-// Pauses. False, without a pause, when the deadline has passed.
+// Sleeps for kPause. Returns false at once when the deadline has passed.
 bool pause() {
   if (Clock::now() >= deadline) return false;
   std::this_thread::sleep_for(kPause);
@@ -46,11 +46,11 @@ constexpr std::string_view kApplicationBytes = "TSRS";  // the number below, at 
 constexpr const char* kApplication = "1414746707";
 constexpr std::size_t kWriteVersionOffset = 18, kApplicationOffset = 68, kHeaderSize = 100;
 
-// Increased when the tables change. 0 is that of the first stores, which have the same tables.
+// Increase when the tables change. Stores of format 0 have the same tables.
 constexpr int kFormat = 1;
 
-// Names are UTF-16 in the machine's order, as bytes: they come back as they were, whatever is in
-// them. A value keeps its number as long as it is there, and so its place.
+// Names are stored as the bytes of native UTF-16, so that ill-formed ones survive. A value keeps
+// its id, and with it its position, until it is deleted.
 constexpr const char* kTables =
     "PRAGMA application_id = 1414746707;"
     "PRAGMA user_version = 1;"
@@ -60,12 +60,12 @@ constexpr const char* kTables =
     " name BLOB NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"
     "CREATE INDEX value_order ON value(key);";
 
-// Everything that is declared on our tables, as one text.
+// Concatenates the declarations of our tables and indexes.
 constexpr const char* kSchema =
     "SELECT group_concat(type || name || coalesce(sql, ''), ';')"
     " FROM (SELECT * FROM sqlite_schema WHERE tbl_name IN ('key', 'value') ORDER BY name)";
 
-// Values of a type that nothing here writes.
+// Counts rows with a column of an unexpected type.
 constexpr const char* kStrayTypes =
     "SELECT (SELECT count(*) FROM key WHERE typeof(parent) || typeof(folded) || typeof(name)"
     " <> 'integerblobblob') + (SELECT count(*) FROM value WHERE typeof(key) || typeof(folded) ||"
@@ -134,7 +134,7 @@ bool isReadable(int file) {
   return got == 0;
 }
 
-// What a file is by its header: ERROR_SUCCESS for a database, ERROR_FILE_NOT_FOUND for an empty
+// Classifies a file by its header: ERROR_SUCCESS for a database, ERROR_FILE_NOT_FOUND for an empty
 // file.
 std::int32_t identify(int file) {
   struct stat status;
@@ -160,7 +160,7 @@ Quarantined& quarantined() {
   return last;
 }
 
-// Renames a file and its journal. The journal goes first: a new file must never find it.
+// Renames a file and its journal, the journal first: a new store must not find a stale one.
 std::int32_t quarantine(const std::string& path) {
   std::string to;
   for (int number = 1;; ++number) {
@@ -178,7 +178,7 @@ std::int32_t quarantine(const std::string& path) {
   return ERROR_SUCCESS;
 }
 
-// Makes the folder of the store; nobody else is let in where a new one is made.
+// Creates the store's folder and its missing parents, accessible to the user alone.
 void makeFolder(const fs::path& folder) {
   std::error_code error;
   if (folder.empty() || fs::exists(folder, error)) return;
@@ -186,12 +186,11 @@ void makeFolder(const fs::path& folder) {
   mkdir(folder.c_str(), 0700);
 }
 
-// The store's file while it is opened. Processes that open it share the lock; who quarantines it
-// holds it alone. A process that still had the old file open would take the journal of the new one
-// for its own, and delete it.
+// The store's file while it is being opened. Opening takes a shared lock, quarantine an exclusive
+// one: a process that still opens the old file would delete the journal of the new one as its own.
 class OpenedFile {
  public:
-  // A new file belongs to the user alone: there are addresses in it.
+  // Created readable by the user alone: the settings hold addresses.
   OpenedFile(const std::string& path, bool create)
       : path_(path),
         file_(retry([&] {
@@ -213,7 +212,7 @@ class OpenedFile {
     return error_ == EACCES ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
   }
 
-  // Waits. False when the deadline has passed. File systems without locks do without.
+  // Waits until the deadline; false when it has passed. True on file systems without locks.
   bool lock(int operation) const {
     while (flock(file_, operation | LOCK_NB) != 0) {
       if (errno == EINTR) continue;
@@ -223,7 +222,7 @@ class OpenedFile {
     return true;
   }
 
-  // Whether another file has taken its place.
+  // Whether the path now leads to another file.
   bool isStale() const {
     struct stat opened, named;
     return fstat(file_, &opened) != 0 || stat(path_.c_str(), &named) != 0 ||
@@ -251,6 +250,21 @@ std::vector<std::weak_ptr<RegistryStore>>& openStores() {
 
 }  // namespace
 
+bool DeadlineMutex::try_lock_until(Clock::time_point limit) {
+  std::unique_lock guard(mutex_);
+  const std::thread::id self = std::this_thread::get_id();
+  const auto isFree = [&] { return depth_ == 0 || owner_ == self; };
+  if (!released_.wait_until(guard, limit, isFree)) return false;
+  owner_ = self;
+  ++depth_;
+  return true;
+}
+
+void DeadlineMutex::unlock() {
+  const std::lock_guard guard(mutex_);
+  if (--depth_ == 0) released_.notify_one();
+}
+
 RegistryDeadline::RegistryDeadline() {
   if (deadlines++ == 0) deadline = Clock::now() + waitLimit.load();
 }
@@ -269,7 +283,7 @@ std::string takeQuarantinedPath() {
 
 void RegistryStore::setWait(milliseconds wait) { waitLimit = wait; }
 
-// A file must have one connection only: closing any descriptor of it drops the locks of all.
+// Use one connection per file: closing any descriptor of a file drops all its POSIX locks.
 std::shared_ptr<RegistryStore> RegistryStore::findOpen(const std::string& path) {
   std::erase_if(openStores(), [](const auto& store) { return store.expired(); });
   struct stat status;
@@ -283,14 +297,14 @@ std::shared_ptr<RegistryStore> RegistryStore::findOpen(const std::string& path) 
 
 std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& code) {
   const RegistryDeadline bounded;
-  static std::timed_mutex opening;
+  static DeadlineMutex opening;
   const std::unique_lock alone(opening, deadline);
   code = ERROR_BUSY;
   if (!alone) return nullptr;
 
   const std::string path = storePath();
   if (create) makeFolder(fs::path(path).parent_path());
-  bool isDamaged = false;  // already seen so
+  bool isDamaged = false;  // found damaged once, under the shared lock
   do {
     std::shared_ptr<RegistryStore> store = findOpen(path);
     code = ERROR_SUCCESS;
@@ -303,26 +317,31 @@ std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& co
     code = ERROR_BUSY;
     if (!file.lock(isDamaged ? LOCK_EX : LOCK_SH)) return nullptr;
     if (file.isStale()) continue;
-
-    code = identify(file.get());
-    if (code == ERROR_SUCCESS || (create && code == ERROR_FILE_NOT_FOUND)) {
-      store.reset(new RegistryStore);
-      code = store->load(file.realPath());
-      if (code == ERROR_SUCCESS) code = store->check(create);
-    }
-    if (code == ERROR_SUCCESS) {
+    store = openLocked(file.get(), file.realPath(), create, code);
+    if (store) {
       openStores().push_back(store);
       return store;
     }
-    store.reset();  // before the file is renamed
-    if (code != ERROR_BADDB) return nullptr;
-    if (!isReadable(file.get())) code = ERROR_REGISTRY_IO_FAILED;
     if (!create || code != ERROR_BADDB) return nullptr;
-    // What was seen twice, the second time with nobody else at the file, is so.
+    // Quarantine only what is found damaged a second time, under the exclusive lock.
     if (std::exchange(isDamaged, !isDamaged)) code = quarantine(file.realPath());
-    if (code != ERROR_SUCCESS && code != ERROR_BADDB) return nullptr;
+    if (code == ERROR_ACCESS_DENIED) return nullptr;
   } while (pause());
   code = ERROR_BUSY;
+  return nullptr;
+}
+
+// Opens and validates the store in a file that this process has locked.
+std::shared_ptr<RegistryStore> RegistryStore::openLocked(int file, const std::string& path,
+                                                         bool create, std::int32_t& code) {
+  code = identify(file);
+  if (code != ERROR_SUCCESS && !(create && code == ERROR_FILE_NOT_FOUND)) return nullptr;
+  std::shared_ptr<RegistryStore> store(new RegistryStore);
+  code = store->load(path);
+  if (code == ERROR_SUCCESS) code = store->check(create);
+  if (code == ERROR_SUCCESS) return store;
+  store.reset();  // closed before its file is read or renamed
+  if (code == ERROR_BADDB && !isReadable(file)) code = ERROR_REGISTRY_IO_FAILED;
   return nullptr;
 }
 
@@ -357,7 +376,7 @@ std::int32_t RegistryStore::codeOf(int result) const {
   return code == ERROR_BADDB ? damageCode() : code;
 }
 
-// Tells whether this is a store of ours; makes one of an empty file with `create`.
+// Validates the store; initializes an empty file if `create`.
 std::int32_t RegistryStore::check(bool create) {
   std::string answer;
   std::int32_t code = ask("PRAGMA application_id", answer);
@@ -377,7 +396,7 @@ std::int32_t RegistryStore::check(bool create) {
   return code == ERROR_SUCCESS ? checkContent() : code;
 }
 
-// Makes the tables unless another process was faster. Those of somebody else are left alone.
+// Creates the tables unless another process has. Refuses a foreign database.
 std::int32_t RegistryStore::createTables() {
   std::string answer;
   std::int32_t code = ask("PRAGMA application_id", answer);
@@ -387,7 +406,7 @@ std::int32_t RegistryStore::createTables() {
   return answer == "0" ? execute(kTables) : ERROR_NOT_REGISTRY_FILE;
 }
 
-// Looks through the whole file, which is small.
+// Validates the whole file, which is small.
 std::int32_t RegistryStore::checkContent() {
   std::string answer, expected;
   std::int32_t code = ask("PRAGMA user_version", answer);
@@ -410,8 +429,8 @@ std::int32_t RegistryStore::checkContent() {
   return code == ERROR_SUCCESS && answer != "0" ? ERROR_BADDB : code;
 }
 
-// Executes a statement and keeps the first column of its first row. A statement that cannot be
-// executed on this file, for a reason that has no code of its own, tells of damage.
+// Executes a query and stores the first column of its first row. Treats SQLITE_ERROR as damage: the
+// queries are valid on every sound store.
 std::int32_t RegistryStore::ask(const char* sql, std::string& first) {
   first.clear();
   const auto keep = [](void* out, int count, char** columns, char**) {

@@ -5,35 +5,51 @@
 
 #include <array>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "platform/registry.h"
 
 namespace tessaron {
 
+/// A recursive mutex with a time limit. The standard library's timed ones lock by a call that
+/// ThreadSanitizer does not know.
+class DeadlineMutex {
+ public:
+  bool try_lock_until(std::chrono::steady_clock::time_point limit);
+  void unlock();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable released_;
+  std::thread::id owner_;  // while depth_ is not 0
+  int depth_ = 0;
+};
+
 /// The file behind the keys: one SQLite database with one connection per process, open as long as a
-/// key is. Keys and values go by numbers; names are folded to one case where they are compared.
-/// Results are the system's error codes. Safe for several threads.
+/// key is. Keys and values have numeric ids; names compare by their uppercase form. Results are the
+/// system's error codes. Any thread may use it: queries and transactions hold its lock.
 class RegistryStore {
  public:
   static constexpr std::int64_t kRoot = 0;  ///< the number of the root key
 
-  /// The store if it is open already, or else the file. With `create` a missing or empty file is
-  /// made a store and a damaged one quarantined first; without, nothing is written. Null on
-  /// failure, ERROR_FILE_NOT_FOUND when there is no store. For the other codes see CRegKey.
+  /// Returns the open store, or opens the file. With `create`, initializes a missing or empty file
+  /// and quarantines a damaged one first; without it, writes nothing. Null on failure, with
+  /// ERROR_FILE_NOT_FOUND when there is no store. For the other codes see CRegKey.
   static std::shared_ptr<RegistryStore> open(bool create, std::int32_t& code);
   ~RegistryStore();
   RegistryStore(const RegistryStore&) = delete;
   RegistryStore& operator=(const RegistryStore&) = delete;
 
-  /// Changes how long operations wait for others from now on; for tests.
+  /// Sets the time limit of later operations; for tests.
   static void setWait(std::chrono::milliseconds wait);
 
-  /// One prepared statement, reset when it goes out of scope. Other threads wait until then.
+  /// One prepared statement, reset by the destructor. Holds the store's lock until then.
   class Query;
   enum Sql : int {
     FindKey,
@@ -49,8 +65,8 @@ class RegistryStore {
     kSqlCount,
   };
 
-  using Lock = std::unique_lock<std::recursive_timed_mutex>;
-  /// Takes the store for this thread. The result owns nothing when others held it for too long.
+  using Lock = std::unique_lock<DeadlineMutex>;
+  /// Locks the store for this thread. The result owns nothing when the deadline passed.
   Lock lock();
 
   // With the lock:
@@ -61,6 +77,8 @@ class RegistryStore {
  private:
   RegistryStore() = default;
   static std::shared_ptr<RegistryStore> findOpen(const std::string& path);
+  static std::shared_ptr<RegistryStore> openLocked(int file, const std::string& path, bool create,
+                                                   std::int32_t& code);
   std::int32_t load(const std::string& path);
   std::int32_t damageCode() const;
   std::int32_t codeOf(int result) const;
@@ -73,7 +91,7 @@ class RegistryStore {
   ino_t inode_ = 0;
   sqlite3* database_ = nullptr;
   std::array<sqlite3_stmt*, kSqlCount> prepared_{};
-  std::recursive_timed_mutex mutex_;
+  DeadlineMutex mutex_;
 };
 
 class RegistryStore::Query {
@@ -84,11 +102,11 @@ class RegistryStore::Query {
   Query& operator=(const Query&) = delete;
 
   Query& bind(std::int64_t value);
-  Query& bind(std::string_view bytes);  ///< which must stay until the statement is reset
+  Query& bind(std::string_view bytes);  ///< must stay valid until the statement is reset
 
-  /// Moves to the next row: false when there is none, or on a failure, which `code` tells.
+  /// Moves to the next row. False at the end, and on failure; `code` tells which.
   bool next();
-  /// Executes a statement without rows; `changed` tells whether it has changed one.
+  /// Executes a statement without rows. `changed`, if given, receives whether a row changed.
   std::int32_t run(bool* changed = nullptr);
   std::int32_t code() const { return code_; }
 
@@ -108,7 +126,7 @@ class RegistryStore::Query {
 /// The path of the store's file.
 std::string storePath();
 
-/// The path to which a file was quarantined, emptied; see takeQuarantinedStore.
+/// Returns and clears the path of the last quarantined file; see takeQuarantinedStore.
 std::string takeQuarantinedPath();
 
 }  // namespace tessaron

@@ -33,11 +33,11 @@ SYSTEMTIME now(std::tm* (*split)(const std::time_t*, std::tm*)) {
           word(parts.tm_sec),         word(std::max<std::int64_t>(milliseconds, 0))};
 }
 
-// Whether the page at `address` can be read. Asks the kernel to take a set of signals from there
-// for an operation that does not exist: it copies the set first, and then refuses.
+// Whether the page at `address` can be read. Passes it to the kernel as a signal set for an invalid
+// operation: the kernel copies the set before it rejects the operation.
 bool isPageReadable(std::uintptr_t address) {
   constexpr std::uintptr_t kSetSize = 8;  // in bytes
-  // A null pointer would stand for no set at all.
+  // A null pointer means no set.
   const std::uintptr_t set = std::max(address / kSetSize, std::uintptr_t{1}) * kSetSize;
   return syscall(SYS_rt_sigprocmask, ~0, set, nullptr, kSetSize) == 0 || errno != EFAULT;
 }
@@ -104,7 +104,7 @@ std::u16string temporaryFileName(std::u16string_view folder, std::u16string_view
 
 COLORREF systemColor(SystemColor part) {
   constexpr COLORREF kBlack = 0, kWhite = 0xFFFFFF, kBlue = 0xD77800, kLight = 0xF0F0F0,
-                     kGrey = 0xA0A0A0;
+                     kGray = 0xA0A0A0;
   switch (part) {
     case SystemColor::Window:
     case SystemColor::HighlightText:
@@ -116,7 +116,7 @@ COLORREF systemColor(SystemColor part) {
     case SystemColor::ButtonFace:
       return kLight;
     case SystemColor::ButtonShadow:
-      return kGrey;
+      return kGray;
     case SystemColor::WindowText:
     case SystemColor::MenuText:
       break;

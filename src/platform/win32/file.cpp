@@ -32,7 +32,7 @@ class Handle {
   HANDLE handle_;
 };
 
-// One call moves at most this many bytes.
+// Limits the size of one call.
 DWORD oneCall(std::size_t size) {
   return static_cast<DWORD>(std::min<std::size_t>(size, std::size_t{1} << 30));
 }
@@ -96,7 +96,7 @@ std::u16string nameBeside(const std::u16string& path) {
   return path + std::u16string(suffix.begin(), suffix.end());
 }
 
-// Gives one file what belongs to another: access list, attributes, creation time.
+// Copies access list, attributes and creation time.
 bool copyIdentity(const std::u16string& from, const std::u16string& to) {
   WIN32_FILE_ATTRIBUTE_DATA info{};
   DWORD size = 0;
@@ -113,8 +113,7 @@ bool copyIdentity(const std::u16string& from, const std::u16string& to) {
          SetFileAttributesW(wide(to), info.dwFileAttributes);
 }
 
-// Renames a file over another in one step. Those who look through all files, to index them or for
-// viruses, hold a file for a moment: it is tried for a while.
+// Replaces a file atomically. Retries for a while: indexers and virus scanners hold files briefly.
 bool renameOver(const std::u16string& from, const std::u16string& to) {
   constexpr int kTries = 20;
   constexpr DWORD kMilliseconds = 10;
@@ -188,7 +187,7 @@ std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
 struct FileReplacement::Parts {
   std::u16string target;
   DWORD attributes = INVALID_FILE_ATTRIBUTES;
-  // Goes when this does, unless it has been put in the target's place by then.
+  // Deleted by the destructor unless it was renamed over the target.
   struct Beside {
     std::u16string name;
     ~Beside() {
@@ -242,8 +241,7 @@ std::error_code FileReplacement::commit() {
   return done ? std::error_code{} : lastError();
 }
 
-// The folder is held so that nobody can put another in its place: what is then opened by a path
-// through it stands in it.
+// Keeps the folder open, so that nobody can replace it: paths through it stay inside.
 OutputFolder::OutputFolder(std::u16string_view parent, std::u16string_view name,
                            std::error_code& error)
     : path_(parent), handle_(-1) {

@@ -65,8 +65,8 @@ class CodePageDecoder : public CharsetDecoder {
   }
 
  private:
-  // One line at a time: sizes are 32 bits wide, and only a faulty line is decoded piece by piece. No
-  // character of these sets has a line feed among its bytes.
+  // One line at a time: sizes are 32 bits wide, and only a faulty line is decoded piece by piece.
+  // No character of these sets has a line feed among its bytes.
   void decodeLines(std::string_view bytes, std::u16string& out) const {
     while (!bytes.empty()) {
       constexpr std::size_t kMaxCall = std::size_t{1} << 30;
