@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/context.h"
 #include "cli/options.h"
 #include "graphics/simple_chart.h"
 
