@@ -1,31 +1,30 @@
-# The libraries that the project stands on, one interface target a concern, so that the rest of the
-# build does not ask where they come from: Debian's packages on Linux, the static libraries that
-# scripts/winlibs.sh has made on Windows.
+# tessaron_deps: the libraries that the project links. Debian's packages on Linux, the static libraries
+# built by scripts/winlibs.sh on Windows.
 
 add_library(tessaron_deps INTERFACE)
 
 if(WIN32)
-  find_package(winlibs CONFIG REQUIRED) # finds the libraries that FreeImage is built on, too
+  find_package(winlibs CONFIG REQUIRED) # and the libraries that FreeImage needs
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus
                                                 winlibs::tag)
   find_package(ZLIB REQUIRED)
   target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF comctl32 gdiplus
                                                 gdi32 ole32 oleaut32 shlwapi strmiids uxtheme)
-  # The product needs nothing beside it but Windows itself.
+  # The DLL must need no other libraries than those of Windows.
   target_link_options(tessaron_deps INTERFACE -static)
 else()
   find_package(ICU REQUIRED COMPONENTS i18n uc)
   find_package(JPEG REQUIRED)
   find_package(SQLite3 REQUIRED)
-  find_package(TIFF REQUIRED) # that of FreeImage, to hush it
+  find_package(TIFF REQUIRED) # used by FreeImage; linked to silence its messages
   find_package(ZLIB REQUIRED)
   find_path(TINYXML_INCLUDE_DIR tinyxml.h REQUIRED)
   find_library(TINYXML_LIBRARY tinyxml REQUIRED)
   find_path(FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h REQUIRED)
   find_library(FREEIMAGE_LIBRARY freeimage REQUIRED)
   find_library(FREEIMAGEPLUS_LIBRARY freeimageplus REQUIRED)
-  find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on its first use
-  find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED) # in a module of its own
+  find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on first use
+  find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED) # used by a separate module only
   find_library(EXIV2_LIBRARY exiv2 REQUIRED)
   find_path(TAGLIB_INCLUDE_DIR taglib/tiostream.h REQUIRED)
   find_library(TAGLIB_LIBRARY tag REQUIRED)
@@ -40,10 +39,27 @@ else()
                                                 ZLIB::ZLIB)
 endif()
 
-# What every piece of our own code is compiled with.
+# tessaron_warnings: the options that all our code is compiled and linked with.
 add_library(tessaron_warnings INTERFACE)
 target_compile_options(tessaron_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
                                                    -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+
+# Hardening: a detected overflow ends the process, and addresses are random. Debug builds have no
+# _FORTIFY_SOURCE, which needs optimization.
+set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+target_compile_options(tessaron_warnings INTERFACE -fstack-protector-strong)
+if(WIN32)
+  # Random addresses and no execution of data are flags in the header of the DLL.
+  target_link_options(tessaron_warnings INTERFACE -Wl,--dynamicbase,--nxcompat
+    $<$<STREQUAL:${CMAKE_SIZEOF_VOID_P},8>:-Wl,--high-entropy-va>)
+else()
+  check_cxx_compiler_flag(-fcf-protection TESSARON_HAS_CF_PROTECTION)
+  target_compile_options(tessaron_warnings INTERFACE
+    $<${optimized}:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>
+    $<$<BOOL:${TESSARON_HAS_CF_PROTECTION}>:-fcf-protection>)
+  target_link_options(tessaron_warnings INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
 if(TESSARON_SANITIZE)
   add_library(tessaron_sanitizers INTERFACE)
   set(flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -1,32 +1,22 @@
-# What is installed: the library, its public headers, the tool, a CMake package and a pkg-config
-# file. All of it finds its parts from where it stands, so the installed tree may be moved.
+# Installs the library, its public headers, the tool, a CMake package and a pkg-config file. All paths
+# in them are relative, so the installed tree may be moved.
 include(CMakePackageConfigHelpers)
 
 set(TESSARON_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/tessaron)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/TessaronBF)
 
-# The headers include each other as "folder/name.h", a consumer includes "tessaron/folder/name.h".
+# Headers include each other as "folder/name.h"; a consumer includes <tessaron/folder/name.h>.
 target_include_directories(TessaronBF INTERFACE
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${TESSARON_INCLUDE_DIR}>)
 target_compile_features(TessaronBF INTERFACE cxx_std_20)
 
-install(TARGETS TessaronBF EXPORT TessaronBF)
+install(TARGETS TessaronBF EXPORT TessaronBF FILE_SET HEADERS DESTINATION ${TESSARON_INCLUDE_DIR})
 if(NOT WIN32)
   install(TARGETS tessaron_exif LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}) # beside the library
 endif()
-install(FILES ${PROJECT_BINARY_DIR}/generated/tessaron_export.h
-        DESTINATION ${TESSARON_INCLUDE_DIR})
-foreach(folder IN ITEMS platform support support/xml support/pictures mediainfo records catalogue
-                       graphics themes settings)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.h)
-  list(FILTER headers EXCLUDE REGEX "_internal\\.h$")
-  install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/${folder})
-endforeach()
 if(WIN32)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/ui/*.h)
-  install(FILES ${headers} DESTINATION ${TESSARON_INCLUDE_DIR}/ui)
-
-  # Elements and pictures pass through the interface, so an application links the same libraries.
+  # The interface has TinyXML elements and FreeImagePlus pictures, so an application links these
+  # libraries, too.
   set(winlibs ${WINLIBS}/${MINGW_TRIPLE})
   install(FILES ${winlibs}/include/tinyxml.h ${winlibs}/include/FreeImage.h
                 ${winlibs}/include/FreeImagePlus.h
@@ -61,6 +51,10 @@ if(NOT WIN32)
   install(FILES ${PROJECT_BINARY_DIR}/tessaronbf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
   file(RELATIVE_PATH libdir /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(tessaron PROPERTIES INSTALL_RPATH $ORIGIN/${libdir})
+  # One RUNPATH for both trees: CMake pads one that it is to change later with colons, and an empty
+  # entry means the current folder. Libraries of the build tree are in lib.
+  set(rpath $ORIGIN/${libdir} $ORIGIN/../lib)
+  list(REMOVE_DUPLICATES rpath)
+  set_target_properties(tessaron PROPERTIES INSTALL_RPATH "${rpath}" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS tessaron)
 endif()

@@ -1,9 +1,8 @@
-# tessaron_subsystem(NAME SOURCE...): the objects of one folder of src/. The library is linked from
-# these objects, and so are the tests, so that nothing has to be exported for a test's sake.
+# tessaron_subsystem(NAME SOURCE...): the objects of one folder of src/. Both the library and the test
+# programs are linked from these objects, so nothing is exported for a test.
 function(tessaron_subsystem name)
   add_library(tessaron_${name} OBJECT ${ARGN})
-  set_target_properties(tessaron_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON
-                        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  set_target_properties(tessaron_${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_definitions(tessaron_${name} PRIVATE TessaronBF_EXPORTS)
   target_include_directories(tessaron_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src
                                                       ${PROJECT_BINARY_DIR}/generated)

@@ -1,7 +1,10 @@
 // statusbar [FOLDER]: scans a folder and shows how far it is in the status bar, then what was
 // found.
 
+// clang-format off
 #include <shlobj.h>
+#include <gdiplus.h>  // stands on <windows.h>
+// clang-format on
 #include <tessaron/graphics/image_list.h>
 #include <tessaron/settings/config.h>
 #include <tessaron/ui/mps_bar_with_progress.h>

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/gdiplus.h"
+
 using tessaron::gdiplusText;
 
 GPChart::GPChart() = default;

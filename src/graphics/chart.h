@@ -4,8 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/gdiplus.h"
+#include "platform/types.h"
 #include "tessaron_export.h"
+
+namespace Gdiplus {
+class Bitmap;
+}
 
 /// Base of the charts: a canvas, and saving it as a file.
 ///

@@ -7,6 +7,7 @@
 #include <limits>
 #include <numbers>
 
+#include "platform/gdiplus.h"
 #include "support/text.h"
 
 using Gdiplus::Color;

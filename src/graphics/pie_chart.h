@@ -5,6 +5,10 @@
 #include "graphics/simple_chart.h"
 #include "tessaron_export.h"
 
+namespace Gdiplus {
+class Graphics;
+}
+
 /// A tilted, three-dimensional pie with a legend of two columns below it. Call `feed` for every
 /// item, then `normalize(true)`, `draw` and `writePng`.
 ///

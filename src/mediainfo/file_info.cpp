@@ -16,7 +16,7 @@
 #include "platform/file.h"
 #include "platform/system.h"
 #include "platform/text.h"
-#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/loading.h"
 #include "support/text.h"
 #include "support/xml/xml.h"

@@ -76,7 +76,7 @@ TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const Open
 
 /// Whether the file at `path` is encrypted by the file system, numbered as Windows does: 0 it could
 /// be, 1 it is, 2 and above it cannot be. Linux gives 0 or 1. Nothing when it cannot be told.
-std::optional<std::uint32_t> encryptionStatus(std::u16string_view path);
+TESSARON_API std::optional<std::uint32_t> encryptionStatus(std::u16string_view path);
 
 /// A file in memory, for tests and for parsing what is already there.
 TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
@@ -93,8 +93,8 @@ TESSARON_API std::optional<std::size_t> readFully(File& file, std::uint64_t offs
 /// Copies up to `count` bytes at `source` of `from` to `target` of `to` through a buffer of fixed
 /// size. Returns how many were copied, fewer where `from` ends or cannot be read; nothing when `to`
 /// did not take them. The positions may be anywhere afterwards.
-std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& to,
-                                       std::uint64_t target, std::uint64_t count);
+TESSARON_API std::optional<std::uint64_t> copyBytes(File& from, std::uint64_t source, File& to,
+                                                    std::uint64_t target, std::uint64_t count);
 
 /// Replaces the file at `path`, or creates it: the content is written beside it, flushed to the
 /// disk and put in its place in one step, with the permissions of the file that was there. A

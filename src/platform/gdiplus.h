@@ -108,7 +108,7 @@ class Object {
   mutable Status status_ = Ok;
 };
 
-class TESSARON_API Bitmap : public Object<GpImage> {
+class Bitmap : public Object<GpImage> {
  public:
   /// Pixels are black until they are drawn on.
   Bitmap(int width, int height, int format);
@@ -120,7 +120,7 @@ class TESSARON_API Bitmap : public Object<GpImage> {
   Status Save(std::string& bytes, const CLSID* encoder, const EncoderParameters* parameters);
 };
 
-class TESSARON_API Brush : public Object<GpBrush> {
+class Brush : public Object<GpBrush> {
  public:
   ~Brush();
 
@@ -128,12 +128,12 @@ class TESSARON_API Brush : public Object<GpBrush> {
   Brush() = default;
 };
 
-class TESSARON_API SolidBrush : public Brush {
+class SolidBrush : public Brush {
  public:
   explicit SolidBrush(const Color& color);
 };
 
-class TESSARON_API FontFamily : public Object<GpFontFamily> {
+class FontFamily : public Object<GpFontFamily> {
  public:
   explicit FontFamily(const char16_t* name);
   ~FontFamily();
@@ -145,13 +145,13 @@ class TESSARON_API FontFamily : public Object<GpFontFamily> {
   FontFamily() = default;
 };
 
-class TESSARON_API Font : public Object<GpFont> {
+class Font : public Object<GpFont> {
  public:
   Font(const FontFamily* family, float size, int style, Unit unit);
   ~Font();
 };
 
-class TESSARON_API StringFormat : public Object<GpStringFormat> {
+class StringFormat : public Object<GpStringFormat> {
  public:
   StringFormat();
   ~StringFormat();
@@ -161,7 +161,7 @@ class TESSARON_API StringFormat : public Object<GpStringFormat> {
 
 /// What draws on a bitmap, which must outlive it. Pies and rectangles are given by their bounding
 /// boxes in pixels, angles in degrees clockwise from the right.
-class TESSARON_API Graphics : public Object<GpGraphics> {
+class Graphics : public Object<GpGraphics> {
  public:
   explicit Graphics(Bitmap* bitmap);
   ~Graphics();
@@ -177,6 +177,11 @@ class TESSARON_API Graphics : public Object<GpGraphics> {
 #endif
 
 namespace tessaron {
+
+#ifndef _WIN32
+/// Fills `bytes` with the encoded bitmap. False on failure; the bitmap's last status tells why.
+TESSARON_API bool encodeBitmap(Gdiplus::Bitmap& bitmap, const CLSID& encoder, std::string& bytes);
+#endif
 
 /// Makes GDI+ ready; the first call does it, from whichever thread it comes. It stays so until the
 /// process ends. False when there is no GDI+.

@@ -35,17 +35,17 @@ TESSARON_API std::string toUtf8(std::u16string_view text);
 
 /// Appends the UTF-8 form of `codePoint`; what is no character (a surrogate, above U+10FFFF)
 /// becomes U+FFFD.
-void appendUtf8(std::string& out, char32_t codePoint);
+TESSARON_API void appendUtf8(std::string& out, char32_t codePoint);
 
 /// Decodes the UTF-8 sequence at `text[at]` and moves `at` behind it. A byte that begins no
 /// well-formed sequence is taken alone, as Windows-1252. `at` must be below the size.
 /// `wellFormed`, when given, tells whether it was a sequence.
-char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed = nullptr);
+TESSARON_API char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed = nullptr);
 
 /// The first byte of `text` that belongs to no well-formed UTF-8 sequence; npos when there is none.
-std::size_t findIllFormed(std::string_view text);
+TESSARON_API std::size_t findIllFormed(std::string_view text);
 
 /// How many characters a well-formed UTF-8 text has: its bytes but those that continue a sequence.
-std::size_t countCharacters(std::string_view text);
+TESSARON_API std::size_t countCharacters(std::string_view text);
 
 }  // namespace tessaron

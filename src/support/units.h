@@ -15,12 +15,12 @@ TESSARON_API std::u16string hr_unitCalculator(double value, std::u16string unit,
 namespace tessaron {
 
 /// A data rate in bits per second: "4.79 Mbps".
-std::u16string dataRateText(double bitsPerSecond);
+TESSARON_API std::u16string dataRateText(double bitsPerSecond);
 
 /// A run time in whole seconds, rounded: "1:02:33", "3:05", "0:07".
 TESSARON_API std::u16string runTimeText(double seconds);
 
 /// A number with up to `decimals` decimal places, without zeros at the end: "29.97", "25".
-std::u16string decimalText(double value, int decimals);
+TESSARON_API std::u16string decimalText(double value, int decimals);
 
 }  // namespace tessaron

@@ -1,8 +1,5 @@
 // Uses classes, a function, an XML element and a picture of the installed library.
-#include <tessaron/mediainfo/picture_metadata.h>
-#include <tessaron/records/record_set.h>
-#include <tessaron/support/text.h>
-#include <tessaron/support/xml/xml.h>
+#include <tessaron/tessaron.h>
 
 #include <cstdio>
 #include <filesystem>

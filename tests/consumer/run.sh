@@ -33,10 +33,15 @@ if [ "$system" = Windows ]; then
 fi
 cmake -G Ninja -S "$source" -B "$work/build" "${arguments[@]}" >/dev/null
 cmake --build "$work/build"
+check_interface() {  # check_interface LIBRARY [TOOL-PREFIX]
+  python3 "$source/interface.py" "$work/build" "$work/moved/include" "$@"
+}
 if [ "$system" = Windows ]; then
+  check_interface "$work/moved/lib/libTessaronBF.dll.a" "$(read_cache MINGW_TRIPLE)-"
   expect "$@" "$work/build/consumer.exe"
   exit
 fi
+check_interface "$(find "$work/moved" -name libTessaronBF.so)"
 expect "$work/build/consumer"
 if ! readelf -d "$work/build/consumer" | grep -qF '[libTessaronBF.so.0.1]'; then
   echo "the consumer needs another library than libTessaronBF.so.0.1" >&2

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/gdiplus.h"
 #include "platform/picture.h"
 #include "support/text.h"
 #include "temporary_folder.h"

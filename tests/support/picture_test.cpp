@@ -11,7 +11,7 @@
 
 #include "support/bytes.h"
 #include "support/picture_samples.h"
-#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/loading.h"
 #include "support/pictures/picture_memory_internal.h"
 #include "support/test_file.h"

@@ -16,12 +16,12 @@ import unittest
 DLL, TRIPLE, EXPORTS = (pathlib.Path(sys.argv[1]), sys.argv[2], pathlib.Path(sys.argv[3]))
 
 STRINGS = pathlib.Path(__file__).resolve().parents[2] / "src/resources/strings.def"
-# What every Windows has had for long.
+# Every supported Windows has these.
 SYSTEM_LIBRARIES = {
     "advapi32.dll", "comctl32.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll", "msvcrt.dll",
     "ole32.dll", "oleaut32.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "uxtheme.dll",
 }
-# Whose members may be exported, beside functions and variables that are named in full.
+# Classes whose members may be exported.
 CLASSES = {
     "CAudioFormatTagInfo", "CCollationSystem", "CDSMediaStreamInfo", "CFileInfo", "CFolderInfo",
     "CFourCCInfo", "CGPImageMDParser", "CImageCacheMan", "CImageListEx", "CLimitSingleInstance",
@@ -99,6 +99,17 @@ class Dll(unittest.TestCase):
                  for name in demangled(exported())]
         strangers = [name for name in names if "::" in name and not is_ours(name)]
         self.assertEqual(strangers, [])
+
+    def test_is_hardened(self):
+        content = DLL.read_bytes()
+        header = struct.unpack_from("<I", content, 60)[0]
+        flags = struct.unpack_from("<H", content, header + 24 + 70)[0]
+        wanted = {0x0040: "dynamic base", 0x0100: "no execution of data"}
+        if TRIPLE.startswith("x86_64"):
+            wanted[0x0020] = "64-bit addresses"
+        self.assertEqual([name for flag, name in wanted.items() if not flags & flag], [])
+        self.assertIn(".reloc", objdump("-h"))  # without relocations the base cannot move
+        self.assertIn(b"stack smashing detected", content)
 
     def test_carries_its_resources(self):
         bitmaps, strings, versions = (resources(kind) for kind in (2, 6, 16))

@@ -217,6 +217,10 @@ Status Graphics::DrawString(const char16_t* text, int length, const Font* font, 
 
 namespace tessaron {
 
+bool encodeBitmap(Gdiplus::Bitmap& bitmap, const CLSID& encoder, std::string& bytes) {
+  return bitmap.Save(bytes, &encoder, nullptr) == Gdiplus::Ok;
+}
+
 bool startGdiplus() { return Gdiplus::flat().ready; }
 
 }  // namespace tessaron

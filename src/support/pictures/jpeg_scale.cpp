@@ -1,4 +1,4 @@
-#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/jpeg_scale_internal.h"
 
 // jpeglib.h needs these before it.
 #include <jerror.h>

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "platform/picture.h"
-#include "support/pictures/loading.h"
 #include "tessaron_export.h"
 
 /// Decodes a JPEG file straight to the largest of its full, half, quarter and eighth size that fits
@@ -15,19 +14,3 @@
 /// far as it goes.
 TESSARON_API int jpegScaleDirect(const std::u16string& path, fipWinImage& image, int maxWidth,
                                  int maxHeight);
-
-namespace tessaron {
-
-class PictureSource;
-
-/// Decodes a JPEG picture in its full size and as exactly as can be. False, with `picture`
-/// untouched, as above.
-bool loadJpeg(PictureSource& source, fipImage& picture);
-/// Sets `measures` to those that it has then.
-bool measureWholeJpeg(PictureSource& source, PictureMeasures& measures);
-
-/// Tells, from the header alone, the measures of the picture that `jpegScaleDirect` would give, and
-/// what it would return.
-int measureJpeg(File& file, PictureMeasures& measures, int maxWidth, int maxHeight);
-
-}  // namespace tessaron

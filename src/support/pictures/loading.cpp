@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "support/pictures/bitmap_file.h"
-#include "support/pictures/jpeg_scale.h"
+#include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/picture_format_internal.h"
 #include "support/pictures/picture_memory_internal.h"
 #include "support/pictures/picture_source_internal.h"

@@ -37,7 +37,7 @@ TESSARON_API XmlError parseXml(std::string text, TiXmlDocument& document);
 
 /// As `parseXml`, errors unreported: true when there is something to be read, also if that ends in
 /// an error. False for an empty text and for one in an unknown encoding.
-bool parseReadable(std::string text, TiXmlDocument& document);
+TESSARON_API bool parseReadable(std::string text, TiXmlDocument& document);
 
 /// Prints a document or a part of it, and appends that to `out`. Byte for byte what TinyXML's
 /// own print into a string gives, except where that would not read back: a text with
@@ -48,13 +48,13 @@ TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
 TESSARON_API TiXmlElement* appendElement(TiXmlNode& parent, const char* name);
 
 /// As `composeTextNode`, without copies.
-void appendText(TiXmlNode& parent, const char* name, std::u16string_view value);
+TESSARON_API void appendText(TiXmlNode& parent, const char* name, std::u16string_view value);
 
 /// Sets an attribute to the UTF-8 form of `value`, without the characters that XML does not allow.
-void setAttribute(TiXmlElement& element, const char* name, std::u16string_view value);
+TESSARON_API void setAttribute(TiXmlElement& element, const char* name, std::u16string_view value);
 
 /// The element's text: all its text and CDATA children in UTF-8, decoded. Empty when it has none.
-std::u16string elementText(const TiXmlElement& element);
+TESSARON_API std::u16string elementText(const TiXmlElement& element);
 
 /// The declaration that stands at the head of every document: version 1.0, UTF-8, standalone.
 TESSARON_API void appendDeclaration(TiXmlDocument& document);

@@ -18,6 +18,7 @@
 #include "output/csv.h"
 #include "output/json.h"
 #include "output/table.h"
+#include "platform/gdiplus.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -124,7 +125,7 @@ std::string pngOf(GPPieChart& chart) {
   CLSID encoder{};
   std::string content;
   if (chart.GetEncoderClsid(u"image/png", &encoder) < 0 ||
-      chart.canvas->Save(content, &encoder, nullptr) != Gdiplus::Ok || content.empty())
+      !encodeBitmap(*chart.canvas, encoder, content) || content.empty())
     throw Failure{kFailed, {}, "the chart cannot be drawn"};
   return content;
 }

@@ -421,7 +421,8 @@ void addTheme(CLI::App& app, Context& context) {
   verb->footer(
       "The data folder is \"Data\" in $TESSARON_HOME, or else in $XDG_DATA_HOME/tessaron.");
   verb->require_subcommand(1);
-  const auto addVerb = [&](const char* name, const char* text, const auto& run) {
+  const auto addVerb = [&](const char* name, const char* text,
+                           int (*run)(const Options&, const Context&)) {
     CLI::App* added = verb->add_subcommand(name, text);
     added->callback([&context, options, run] {
       context.run = [&context, options, run] { return run(*options, context); };
