@@ -1,9 +1,10 @@
-# The front door. Everything works on a fresh Debian 12: what is missing is installed first.
+# Every target works on a fresh Debian 12: it installs missing packages first.
 
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-tsan test-windows bench fuzz failures format tidy sdk install clean
+.PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures format sdk \
+  install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -27,6 +28,10 @@ test-tsan:  ## build with ThreadSanitizer and test what threads share
 test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
 
+lint:  ## check all sources with clang-format and clang-tidy; quick where nothing has changed
+	@scripts/setup lint
+	@scripts/lint
+
 bench:  ## run the benchmarks
 	@scripts/setup bench
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
@@ -44,14 +49,9 @@ failures:  ## let every system call of the verbs that write fail, one after the 
 
 format:  ## format the sources
 	@scripts/setup lint
-	@find src tools tests bench fuzz -name '*.h' -o -name '*.cpp' | xargs clang-format -i
+	@find src tools tests bench fuzz examples -name '*.h' -o -name '*.cpp' | xargs clang-format -i
 
-tidy:  ## run clang-tidy over the library and the tool
-	@scripts/setup lint
-	@cmake --preset linux >/dev/null && cmake --build --preset linux
-	@run-clang-tidy -quiet -p build/linux "$(CURDIR)/(src|tools)/"
-
-sdk:  ## pack what Windows applications need: build/windows-*/sdk/*.zip
+sdk:  ## pack the Windows SDK: build/windows-*/sdk/*.zip
 	@scripts/setup windows && scripts/winlibs.sh
 	@for target in windows-x64 windows-x86; do \
 	  cmake --preset $$target >/dev/null && cmake --build --preset $$target --target package || exit 1; \
@@ -62,5 +62,5 @@ install:  ## build for Linux and install below PREFIX (default /usr/local)
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@cmake --install build/linux --prefix $(PREFIX)
 
-clean:  ## remove what was built; what was fetched stays in the cache
+clean:  ## remove what was built; downloads stay in the cache
 	rm -rf build
