@@ -1,9 +1,9 @@
-# Gives TessaronBF::TessaronBF. Its headers show TinyXML elements and FreeImagePlus pictures, so
-# those libraries come with it.
+# Defines TessaronBF::TessaronBF. Its headers use TinyXML elements and FreeImagePlus pictures, so it
+# links those libraries as well.
 include(${CMAKE_CURRENT_LIST_DIR}/TessaronBFTargets.cmake)
 
 if(WIN32)
-  # They stand in the same tree, and those that they need themselves, each before what it uses.
+  # They are in the same tree with the libraries that they need, each before those that it uses.
   get_filename_component(tessaron_libraries ${CMAKE_CURRENT_LIST_DIR}/../.. ABSOLUTE)
   target_compile_definitions(TessaronBF::TessaronBF INTERFACE FREEIMAGE_LIB TIXML_USE_STL)
   foreach(library IN ITEMS tinyxml freeimageplus freeimage tiff png16 jpeg z)

@@ -1,5 +1,5 @@
-# The texts and bitmaps of src/resources as the systems take them: a resource file on Windows, a
-# table of bytes elsewhere (where the texts are compiled in as they stand).
+# Converts the strings and bitmaps of src/resources: on Windows into a resource file, elsewhere the
+# bitmaps into a table of bytes (the strings are compiled there directly).
 
 set(TESSARON_BITMAPS 102 103 104)
 
