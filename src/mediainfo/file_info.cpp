@@ -76,8 +76,8 @@ void describePicture(const tessaron::PictureMeasures& picture, int scale, Proper
   info[label::kDimensions] = measures(picture.width * factor, picture.height * factor);
   info[label::kColor] = fromUtf8(std::to_string(picture.bits) + " bit");
   if (picture.across <= 0 || picture.down <= 0) return;
-  const auto perInch = [](double perCentimetre) {
-    return static_cast<std::uint64_t>(std::llround(perCentimetre * 2.54));
+  const auto perInch = [](double perCentimeter) {
+    return static_cast<std::uint64_t>(std::llround(perCentimeter * 2.54));
   };
   info[label::kResolution] = measures(perInch(picture.across), perInch(picture.down)) + u" dpi";
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,7 +14,7 @@ constexpr int kMaxBoxes = 1000;
 constexpr std::size_t kMaxConfiguration = 4096;  // bytes of an "esds" box
 constexpr std::size_t kSampleEntry = 28;         // bytes of a sound's entry before its boxes
 
-// Takes numbers of any width from the highest bit on; behind the end there are zeros.
+// Reads numbers of any width, highest bit first. Reads zeros past the end.
 class BitReader {
  public:
   explicit BitReader(std::span<const std::byte> bytes) : bytes_(bytes) {}
@@ -33,7 +34,7 @@ class BitReader {
   std::size_t at_ = 0;
 };
 
-// An AudioSpecificConfig: object type, sample rate, channel configuration.
+// Decodes an AudioSpecificConfig: object type, sample rate, channel configuration.
 std::optional<std::uint32_t> channelsOf(std::span<const std::byte> configuration) {
   constexpr std::uint32_t kLongType = 31, kExplicitRate = 15, kParametricStereo = 29;
   constexpr std::array<std::uint8_t, 16> kChannels = {0, 1, 2, 3, 4, 5,  6, 8,
@@ -48,7 +49,7 @@ std::optional<std::uint32_t> channelsOf(std::span<const std::byte> configuration
   return type == kParametricStereo && channels == 1 ? 2 : channels;
 }
 
-// A descriptor's tag and content; an empty one at the end.
+// A descriptor: tag and content, empty past the end.
 struct Descriptor {
   std::uint8_t tag;
   std::span<const std::byte> content;
@@ -88,7 +89,7 @@ std::optional<std::uint32_t> readConfiguration(std::span<const std::byte> esds) 
   return channelsOf(specific.content);
 }
 
-// Walks down to the configuration of the first sound track.
+// Walks down the boxes to the configuration of the first audio track.
 class BoxWalk {
  public:
   explicit BoxWalk(File& file) : file_(file) {}
@@ -96,40 +97,51 @@ class BoxWalk {
   std::optional<std::uint32_t> find(std::uint64_t at, std::uint64_t end, std::size_t level = 0) {
     constexpr std::array<std::string_view, 8> kWay = {"moov", "trak", "mdia", "minf",
                                                       "stbl", "stsd", "mp4a", "esds"};
-    // What stands before the boxes inside a box.
+    // Bytes of fields before the child boxes.
     constexpr std::array<std::size_t, 8> kBefore = {0, 0, 0, 0, 0, 8, kSampleEntry, 0};
     constexpr std::size_t kTrack = 1, kMedia = 3, kEntry = 6;
-    while (at < end && end - at >= 8 && ++boxes_ <= kMaxBoxes) {
-      std::array<std::byte, 16> head{};
-      if (readFully(file_, at, head).value_or(0) < 8) return std::nullopt;
-      ByteReader reader(head);
-      std::uint64_t size = reader.u32be();
-      const auto name = reader.bytes(4);
-      std::uint64_t begin = 8;
-      if (size == 1) {
-        size = reader.u64be();
-        begin = 16;
-      }
-      if (size == 0 || size > end - at) size = end - at;
-      if (size < begin) return std::nullopt;
-      const auto is = [&](std::string_view wanted) {
-        return std::ranges::equal(name, std::as_bytes(std::span(wanted)));
-      };
-      if (level == kMedia && is("hdlr") && isSoundHandler(at + begin)) inSound_ = true;
-      if (is(kWay[level])) {
+    while (const std::optional<Box> box = readHeader(at, end)) {
+      const std::uint64_t begin = at + box->header;
+      if (level == kMedia && box->name == "hdlr" && isSoundHandler(begin)) inSound_ = true;
+      if (box->name == kWay[level]) {
         const std::uint64_t content = begin + kBefore[level];
-        const auto found = level + 1 == kWay.size() ? readBox(at + begin, size - begin)
-                           : size > content         ? find(at + content, at + size, level + 1)
-                                                    : std::nullopt;
+        const auto found = level + 1 == kWay.size()   ? readBox(begin, box->size - box->header)
+                           : at + box->size > content ? find(content, at + box->size, level + 1)
+                                                      : std::nullopt;
         if (found || (level <= kTrack && inSound_)) return found;
       }
-      if (level == kEntry) return std::nullopt;  // the track begins with another codec
-      at += size;
+      if (level == kEntry) return std::nullopt;  // the first sample entry has another codec
+      at += box->size;
     }
     return std::nullopt;
   }
 
  private:
+  struct Box {
+    std::string name;
+    std::uint64_t size;    // bytes, with the header
+    std::uint64_t header;  // bytes
+  };
+
+  // The header of the box at `at`; nothing at the end, for a damaged one, or after too many boxes.
+  std::optional<Box> readHeader(std::uint64_t at, std::uint64_t end) {
+    constexpr std::uint64_t kHeader = 8, kLongHeader = 16;
+    if (at >= end || end - at < kHeader || ++boxes_ > kMaxBoxes) return std::nullopt;
+    std::array<std::byte, kLongHeader> head{};
+    if (readFully(file_, at, head).value_or(0) < kHeader) return std::nullopt;
+    ByteReader reader(head);
+    Box box{{}, reader.u32be(), kHeader};
+    const auto name = reader.bytes(4);
+    box.name.assign(reinterpret_cast<const char*>(name.data()), name.size());
+    if (box.size == 1) {
+      box.size = reader.u64be();
+      box.header = kLongHeader;
+    }
+    if (box.size == 0 || box.size > end - at) box.size = end - at;
+    if (box.size < box.header) return std::nullopt;
+    return box;
+  }
+
   bool isSoundHandler(std::uint64_t at) {
     constexpr std::string_view kSound = "soun";
     std::array<std::byte, 4> type{};
@@ -147,7 +159,7 @@ class BoxWalk {
 
   File& file_;
   int boxes_ = 0;
-  bool inSound_ = false;  // a track with sound was entered
+  bool inSound_ = false;  // inside or past the first audio track
 };
 
 }  // namespace

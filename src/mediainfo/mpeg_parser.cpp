@@ -15,7 +15,7 @@ PropertyMap describe(const MpegScan::Video& video, bool isMpeg2) {
     int first;
     int second;
   };
-  // QUIRK: 3:4 stands the wrong way round beside 16:9. Kept: descriptions are compared by text.
+  // QUIRK: 3:4 is inverted, unlike 16:9. Kept: descriptions are compared by text.
   constexpr Ratio kAspectRatios[16] = {{0, 0}, {1, 1}, {3, 4}, {16, 9}};
   PropertyMap map;
   map[tessaron::label::kFormat] = isMpeg2 ? u"MPEG-2" : u"MPEG-1";

@@ -6,7 +6,7 @@
 #include "platform/file.h"
 #include "tessaron_export.h"
 
-/// Describes the video streams of an MPEG program stream by its beginning.
+/// Describes the video streams of an MPEG program stream from its beginning. Threads may share one.
 class TESSARON_API CMPEGFileParser {
  public:
   CMPEGFileParser();
@@ -15,8 +15,8 @@ class TESSARON_API CMPEGFileParser {
   ~CMPEGFileParser();
 
   /// Appends one map for each video stream whose sequence header stands in the first 512 KiB:
-  /// "Format", "Data Rate" and, for some codes, "Aspect Ratio". `metaInfo` and `audioStreams` are
-  /// there for symmetry with the RIFF parser and stay as they are. Always true, also when nothing
+  /// "Format", "Data Rate" and, for some codes, "Aspect Ratio". `metaInfo` and `audioStreams`
+  /// exist for symmetry with the RIFF parser and stay unchanged. Always true, also when nothing
   /// was found or the file could not be read.
   bool parseByHandle(tessaron::File& file, PropertyMap& metaInfo, StreamList& audioStreams,
                      StreamList& videoStreams);

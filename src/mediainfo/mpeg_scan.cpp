@@ -17,9 +17,9 @@ bool isStartCode(std::uint32_t code) { return code >> 8 == 1; }
 
 constexpr std::size_t kStride = 128;
 
-// Whether any of the pairs of bytes in a stride can be of a start code: one of them is 00 00 or,
-// when the code begins at an odd place, 00 01. The least bytes of eight pairs are judged together,
-// which errs seldom, and only to the safe side. Compilers make vectors of the loops.
+// Whether a stride may contain a start code. Of every start code one aligned pair of bytes is 00 00
+// or, at an odd offset, 00 01. Tests the bytewise minimum of eight pairs at once: false positives
+// are rare, false negatives impossible. Compilers vectorize the loops.
 bool mayHoldStartCode(std::span<const std::byte, kStride> bytes) {
   constexpr std::size_t kPart = kStride / 8;
   const auto lesser = [](std::byte a, std::byte b) { return a < b ? a : b; };
@@ -31,7 +31,7 @@ bool mayHoldStartCode(std::span<const std::byte, kStride> bytes) {
     least[i] = lesser(lesser(pair(0), pair(2)), lesser(pair(4), pair(6)));
   }
   for (const std::uint64_t pairs : std::bit_cast<std::array<std::uint64_t, 2>>(least)) {
-    // The low bit of each second byte does not count; the rest of a pair is zero then.
+    // Clear the low bit of each second byte, so that both pairs become zero.
     const std::uint64_t rest = pairs & 0xFEFFFEFFFEFFFEFF;
     if ((rest - 0x0001000100010001) & ~rest & 0x8000800080008000) return true;
   }
@@ -46,12 +46,12 @@ std::size_t findStartCode(std::span<const std::byte> bytes) {
       at += kStride;
       continue;
     }
-    // Codes that begin in this stride are found by their last byte: zeros fill whole packets.
+    // Find codes by their last byte: zeros may fill whole packets.
     std::size_t next = at;
     while (next < at + kStride + 2) {
       const void* one =
           next < bytes.size() ? std::memchr(bytes.data() + next, 1, bytes.size() - next) : nullptr;
-      if (one == nullptr) return bytes.size();
+      if (!one) return bytes.size();
       next = static_cast<std::size_t>(static_cast<const std::byte*>(one) - bytes.data()) + 1;
       if (next >= 3 && bytes[next - 2] == std::byte{} && bytes[next - 3] == std::byte{}) {
         return next - 3;
@@ -69,7 +69,7 @@ void MpegScan::scanBlock(std::span<const std::byte> block) {
   }
 }
 
-// Does what the current code asks for and takes the next one. False when the block is to be left.
+// Handles the current code and reads the next one. False when the scan leaves the block.
 bool MpegScan::step(std::span<const std::byte> block, ByteReader& in) {
   if (!isStartCode(code_)) {
     slide(block, in);
@@ -92,7 +92,7 @@ bool MpegScan::step(std::span<const std::byte> block, ByteReader& in) {
 void MpegScan::slide(std::span<const std::byte> block, ByteReader& in) {
   const auto shift = [&] { code_ = code_ << 8 | in.u8(); };
   shift();
-  // In a block of more than four bytes the code is what stands before the position.
+  // In a block of more than four bytes the code is the four bytes before the position.
   if (isStartCode(code_) || block.size() <= 4) return;
   const std::size_t from = in.position() - 3;
   const std::size_t found = from + findStartCode(block.subspan(from));
@@ -126,8 +126,8 @@ bool MpegScan::readPacket(ByteReader& in) {
     in.skip(static_cast<std::size_t>(rest));
     header = rest + 3;
   } else {
-    // QUIRK: nine bytes of time stamps are counted, whichever there are. A packet without them
-    // would be longer. Kept: where the scan goes on, and so what it finds, depends on it.
+    // QUIRK: counts nine bytes of time stamps, present or not. A packet without them would be
+    // longer. Kept: where the scan goes on, and so what it finds, depends on it.
     header = 9;
     std::uint8_t flags;
     do {
@@ -151,8 +151,8 @@ bool MpegScan::readPacket(ByteReader& in) {
     videoSeen = true;
     if (payload == kSequence && !readSequence(in)) return false;
   }
-  // QUIRK: the bytes of a sequence header are not taken off what is left of the packet. The scan
-  // misses a code that follows at once. Kept: as above.
+  // QUIRK: does not subtract the bytes of a sequence header from the rest of the packet. The scan
+  // misses a code directly behind it. Kept: as above.
   if (length - header > 4) in.skip(static_cast<std::size_t>(length - header - 4));
   return true;
 }
@@ -172,8 +172,8 @@ bool MpegScan::readAudio(std::uint32_t payload) {
 }
 
 bool MpegScan::readSequence(ByteReader& in) {
-  // QUIRK: the last place is judged by a full block, with some bytes to spare. Kept: a header there
-  // is not read.
+  // QUIRK: the limit is that of a full block, less some bytes. Kept: a header behind it is not
+  // read.
   constexpr std::size_t kLastPlace = 0x7FF4;
   if (in.position() > kLastPlace) return false;
   int b[7];
@@ -181,14 +181,13 @@ bool MpegScan::readSequence(ByteReader& in) {
   if (!in.ok()) return false;
   Video& to = video[code_ & 0x0F];
   to.present = true;
-  // QUIRK: the four low bits of the width, which stand in b[1], are left out. Kept: nothing
-  // reports it.
+  // QUIRK: leaves out the four low bits of the width, in b[1]. Kept: nothing reports the width.
   to.width = b[0] << 4;
   to.height = (b[1] & 0x0F) * 256 + b[2];
   to.aspectRatioCode = b[3] >> 4;
   to.frameRateCode = b[3] & 0x0F;
-  // QUIRK: the two low bits of the rate are taken unshifted, so they count 64 times as much. Kept:
-  // data rates are compared with those in catalogues.
+  // QUIRK: does not shift the two low bits of the rate, so they count 64 times. Kept: data rates
+  // are compared with those in existing collections.
   to.bitRate = ((b[4] * 256 + b[5]) * 4 + (b[6] & 0xC0)) * 400;
   totalBitRate += to.bitRate;
   return true;

@@ -10,8 +10,8 @@
 
 namespace tessaron {
 
-/// What the pack, packet and sequence headers of an MPEG program stream tell, gathered block by
-/// block.
+/// What the pack, packet and sequence headers of an MPEG program stream declare, collected block by
+/// block. Belongs to one thread.
 class MpegScan {
  public:
   static constexpr std::size_t kBlockSize = 0x8000;
@@ -39,8 +39,8 @@ class MpegScan {
   std::array<Video, kSlots> video{};  ///< by the low four bits
   std::int64_t totalBitRate = 0;
 
-  /// Scans a block of at most `kBlockSize` bytes. Of the block before, only the current start code
-  /// is remembered.
+  /// Scans a block of at most `kBlockSize` bytes. Only the current start code carries over from the
+  /// previous block.
   void scanBlock(std::span<const std::byte> block);
 
  private:
@@ -54,11 +54,11 @@ class MpegScan {
   std::uint32_t code_ = 0x1B9;
 };
 
-/// Scans the beginning of a file: 16 blocks at most, up to that in which an audio and a video
-/// stream have been seen.
+/// Scans the beginning of a file: at most 16 blocks, ending with the one in which both an audio and
+/// a video stream have been found. Gives up after 16 failed reads in a row.
 MpegScan scanBeginning(File& file);
 
-/// The offset of the first bytes 00 00 01 in `bytes`; its size when there are none.
+/// Returns the offset of the first 00 00 01 in `bytes`, or its size when there is none.
 std::size_t findStartCode(std::span<const std::byte> bytes);
 
 }  // namespace tessaron

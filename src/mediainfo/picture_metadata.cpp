@@ -157,9 +157,9 @@ std::u16string date(const Tags& tags, const PictureTag& tag) {
 }
 
 std::u16string seconds(double value) {
-  constexpr double kShortest = 0.3;  // that is not written as a fraction
+  constexpr double kMinPlain = 0.3;  // that is not written as a fraction
   if (!(value > 0) || value > 1e6) return {};
-  if (value >= kShortest) return decimalText(value, 1) + u" s";
+  if (value >= kMinPlain) return decimalText(value, 1) + u" s";
   return u"1/" + decimalText(1 / value, 0) + u" s";
 }
 
@@ -218,7 +218,7 @@ std::u16string meteringMode(double value) {
 std::u16string lightSource(double value) {
   using namespace label;
   // From 12 on the kinds of fluorescent lamps, from 17 on the standard lights: a filament lamp and
-  // daylight of several colours, then a studio's filament lamp.
+  // daylight of several colors, then a studio's filament lamp.
   return listed(
       {kUnknown,     kDaylight,    kFluorescent, kTungsten, kFlashLight, kOther,       kOther,
        kOther,       kOther,       kFineWeather, kCloudy,   kShade,      kFluorescent, kFluorescent,

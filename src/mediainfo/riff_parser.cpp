@@ -21,11 +21,11 @@ constexpr std::uint32_t tag(const char (&name)[5]) {
 }
 
 constexpr std::size_t kWindow = 8 << 10;
-constexpr std::uint64_t kIndexBytes = 256 << 10;  // of an index: enough for a mean
-constexpr std::size_t kMostStreams = 100;         // chunk names have two digits for the number
-constexpr std::size_t kMostOfAKind = 19;
-constexpr int kMostChunks = 1000;
-constexpr int kDeepest = 8;
+constexpr std::uint64_t kIndexBytes = 256 << 10;  // read of an index: enough for an average
+constexpr std::size_t kMaxStreams = 100;          // chunk names have two digits for the number
+constexpr std::size_t kMaxOfAKind = 19;
+constexpr int kMaxChunks = 1000;
+constexpr int kMaxDepth = 8;
 
 /// A stream as its headers and the index describe it.
 struct Stream {
@@ -75,7 +75,7 @@ class AviReader {
   std::uint32_t totalFrames_ = 0;
 };
 
-// Up to `count` bytes from `offset` on, at most a window full; fewer where the file ends. Valid
+// Returns up to `count` bytes at `offset`, at most kWindow, fewer at the end of the file. Valid
 // until the next call.
 std::span<const std::byte> AviReader::view(std::uint64_t offset, std::uint64_t count) {
   count = std::min<std::uint64_t>(count, kWindow);
@@ -100,21 +100,21 @@ bool AviReader::read() {
 }
 
 void AviReader::readChunks(std::uint64_t at, std::uint64_t end, int depth) {
-  while (at < end && end - at >= 8 && ++chunks_ <= kMostChunks) {
+  while (at < end && end - at >= 8 && ++chunks_ <= kMaxChunks) {
     ByteReader in(view(at, 12));
     const std::uint32_t id = in.u32le();
     const std::uint64_t size = in.u32le();
     const std::uint32_t form = in.u32le();
     const bool isList = id == tag("RIFF") || id == tag("LIST");
-    // A recording that was broken off has no sizes yet: what is there goes on to the end.
+    // An interrupted recording has no sizes yet: the chunk extends to the end.
     const bool isOpen = size == 0xFFFFFFFF || (isList && size == 0);
     const std::uint64_t content = at + 8;
     const std::uint64_t contentEnd = isOpen ? end : std::min(end, content + size);
     if (!isList) {
       readChunk(id, content, contentEnd);
     } else if (id == tag("RIFF") && form != tag("AVIX") && at > 0) {
-      return;  // another file altogether
-    } else if (form != tag("movi") && depth < kDeepest) {
+      return;  // a second file, appended
+    } else if (form != tag("movi") && depth < kMaxDepth) {
       readChunks(content + 4, contentEnd, depth + 1);
     }
     if (isOpen) return;
@@ -158,7 +158,7 @@ void AviReader::readMainHeader(ByteReader in) {
 }
 
 void AviReader::readStreamHeader(ByteReader in) {
-  if (streams.size() == kMostStreams) return;
+  if (streams.size() == kMaxStreams) return;
   Stream& stream = streams.emplace_back();
   const std::uint32_t type = in.u32le();
   stream.known.isVideo = type == tag("vids");
@@ -181,7 +181,7 @@ void AviReader::readFormat(ByteReader in) {
     in.skip(4);
     known.width = in.u32le();
     const std::uint32_t height = in.u32le();
-    known.height = height >> 31 ? 0 - height : height;  // of a picture that begins at the top
+    known.height = height >> 31 ? 0 - height : height;  // negative for rows from top to bottom
     in.skip(4);
     known.codes = {in.u32le(), stream.handler};
     if (in.ok() && known.codes[0] == 0) known.codecName = "RGB";
@@ -200,7 +200,7 @@ void AviReader::readFormat(ByteReader in) {
   }
 }
 
-// The index of a stream's indexes: one entry for each part of a file above 1 GiB.
+// Reads the index of a stream's indexes: one entry for each part of a file above 1 GiB.
 void AviReader::readSuperIndex(ByteReader in) {
   if (streams.empty()) return;
   Stream& stream = streams.back();
@@ -256,7 +256,7 @@ void AviReader::readStandardIndex(Stream& stream) {
   }
 }
 
-// Works out what the headers do not say in so many words.
+// Computes run times, frame rates and data rates from headers and indexes.
 void AviReader::finish() {
   bool isFirstVideo = true;
   for (Stream& stream : streams) {
@@ -269,8 +269,8 @@ void AviReader::finish() {
         stream.rate = 1000000;
       }
     }
-    // A recording that was broken off claims more than its file can hold: a frame takes at least
-    // the eight bytes of its chunk.
+    // An interrupted recording claims more frames than its file can hold: each takes at least the
+    // eight bytes of its chunk header.
     if (stream.length > size_ / (known.isVideo ? 8 : 1)) stream.length = 0;
     const double units = stream.unitsPerSecond();
     if (units > 0) known.seconds = static_cast<double>(stream.length) / units;
@@ -313,7 +313,7 @@ bool CRiffFileParser::parseByHandle(tessaron::File& file, PropertyMap& metaInfo,
   std::size_t audio = 0;
   std::size_t video = 0;
   for (const Stream& stream : reader.streams) {
-    if (!stream.isListed || ++(stream.known.isVideo ? video : audio) > kMostOfAKind) continue;
+    if (!stream.isListed || ++(stream.known.isVideo ? video : audio) > kMaxOfAKind) continue;
     (stream.known.isVideo ? videoStreams : audioStreams)
         .push_back(streamProperties(stream.known, formatTags, fourCCs));
   }

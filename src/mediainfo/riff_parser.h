@@ -4,7 +4,8 @@
 #include "platform/file.h"
 #include "tessaron_export.h"
 
-/// Describes the streams of an AVI file by its headers and its index.
+/// Describes the streams of an AVI file from its headers and its index. Stateless: threads may
+/// share one.
 class TESSARON_API CRiffFileParser {
  public:
   CRiffFileParser();

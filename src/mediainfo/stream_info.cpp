@@ -15,7 +15,7 @@ namespace {
 
 using tessaron::MediaStream;
 
-// The slots of the maps that CMPEGFileParser makes of this file, in their order.
+// Returns the slots of the maps that CMPEGFileParser makes of this file, in their order.
 std::vector<std::size_t> videoSlots(const std::u16string& path) {
   std::vector<std::size_t> slots;
   std::error_code error;
@@ -29,8 +29,8 @@ std::vector<std::size_t> videoSlots(const std::u16string& path) {
   return slots;
 }
 
-// Finds the map that describes each video stream already. The scan of a program stream may have met
-// only some of its streams; those are told apart by their ids. All others are taken in order.
+// Finds the existing map of a video stream. The scan of a program stream may have found only some
+// of its streams, so these are matched by their ids, all others by their order.
 class VideoMatcher {
  public:
   VideoMatcher(const std::u16string& path, const std::vector<MediaStream>& streams,
@@ -41,7 +41,7 @@ class VideoMatcher {
     if (slots_.size() != known) slots_.clear();
   }
 
-  // The index of the map of `stream`, which is the `order`th; nothing when there is none yet.
+  // Returns the index of the map of `stream`, the `order`th one; nothing when it has none yet.
   std::optional<std::size_t> find(const MediaStream& stream, std::size_t order,
                                   std::size_t count) const {
     if (slots_.empty()) return order < count ? std::optional(order) : std::nullopt;

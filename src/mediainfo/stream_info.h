@@ -7,7 +7,7 @@
 #include "tessaron_export.h"
 
 /// Describes the streams of a media file of any format that the system knows: libavformat on Linux,
-/// DirectShow on Windows.
+/// DirectShow on Windows. Belongs to one thread at a time.
 class TESSARON_API CDSMediaStreamInfo {
  public:
   CDSMediaStreamInfo();
@@ -17,13 +17,12 @@ class TESSARON_API CDSMediaStreamInfo {
   CDSMediaStreamInfo& operator=(CDSMediaStreamInfo&&) noexcept;
   ~CDSMediaStreamInfo();
 
-  /// Describes each stream in a map of its own. The first audio (video) stream of the file is taken
-  /// for the first map that is in `audio` (`video`) already, and so on; the video streams of an
-  /// MPEG program stream are told apart by their ids when `video` is as CMPEGFileParser fills it.
-  /// Such a map gets what it lacks, and the codec's name in place of a bare code; it keeps all
-  /// else. Further maps are appended, unless nothing but times is known of a stream. False, with
-  /// both lists as they were, when the file cannot be read or is of no known format, or the system
-  /// has no reader.
+  /// Describes each stream in one map. Maps that `audio` and `video` hold already are matched with
+  /// the file's streams in order; the video streams of an MPEG program stream by their ids when
+  /// `video` is as CMPEGFileParser fills it. A matched map gets the properties that it lacks, and
+  /// the codec's name in place of a bare code; its other values stay. Further streams are appended,
+  /// unless only times are known of them. False, with both lists unchanged, when the file cannot be
+  /// read, its format is unknown, or the system has no reader.
   bool identifyByFileName(const std::u16string& path, StreamList& audio, StreamList& video);
 
  private:

@@ -17,7 +17,7 @@ std::u16string hexadecimal(std::uint32_t value, int digits) {
   return fromUtf8(text);
 }
 
-// The four characters, when they can be shown.
+// Returns the four characters, or the number when they are not printable.
 std::u16string fourCCText(std::uint32_t code) {
   std::u16string text;
   for (int shift = 0; shift < 32; shift += 8) text += static_cast<char16_t>(code >> shift & 0xFF);

@@ -6,9 +6,9 @@
 
 namespace tessaron {
 
-/// A stream's properties as they are shown; what is unknown is left out. A codec that has no name
-/// in the tables goes by the system's, else by its code: "H264", "0x00FF".
-/// A frame rate above kMaxFrameRate is left out. Empty when nothing but times is known.
+/// Returns a stream's properties as texts, without unknown ones. A codec without a name in the
+/// tables gets the system's name, else its code: "H264", "0x00FF". A frame rate above kMaxFrameRate
+/// is left out. Empty when only times are known.
 PropertyMap streamProperties(const MediaStream& stream, CAudioFormatTagInfo& formatTags,
                              CFourCCInfo& fourCCs);
 
@@ -16,7 +16,7 @@ PropertyMap streamProperties(const MediaStream& stream, CAudioFormatTagInfo& for
 /// ticks a second in Windows Media files, 90000 in MPEG streams.
 constexpr double kMaxFrameRate = 300;
 
-/// Whether `format` is one of the stream's codes as streamProperties writes it for want of a name.
+/// Whether `format` is one of the stream's codes as streamProperties writes it without a name.
 bool isBareCode(const std::u16string& format, const MediaStream& stream);
 
 }  // namespace tessaron

@@ -10,31 +10,31 @@
 namespace tessaron {
 namespace {
 
-constexpr std::uint64_t kLongest = std::uint64_t{1} << 34;  // no tag stands behind it
+constexpr std::uint64_t kMaxSize = std::uint64_t{1} << 34;  // bytes; tags beyond are not read
 constexpr std::size_t kGuidSize = 16;
-constexpr std::size_t kLongestId3 = std::size_t{4} << 20;
-constexpr std::size_t kLongestFrame = std::size_t{64} << 10;
-constexpr std::size_t kPadding = 32;  // more than a footer or a frame's header
+constexpr std::size_t kMaxId3 = std::size_t{4} << 20;
+constexpr std::size_t kMaxFrame = std::size_t{64} << 10;
+constexpr std::size_t kPadding = 32;  // bytes; longer than a footer or a frame's header
 
-// Places in the header of a tag, and flags of it.
+// Offsets in the header of a tag, and its flags.
 constexpr std::size_t kId3Version = 3;
 constexpr std::size_t kId3Flags = 5;
-constexpr char kUnsynchronised = '\x80';
+constexpr char kUnsynchronized = '\x80';
 constexpr char kExtended = 0x40;
-constexpr int kLastPlainVersion = 3;  // later ones avoid marks frame by frame
+constexpr int kLastPlainVersion = 3;  // later ones unsynchronize frame by frame
 
 std::span<const std::byte> bytesOf(const std::string& text) {
   return std::as_bytes(std::span(text));
 }
 
-// Four bytes that carry seven bits each.
+// Decodes a number of four bytes with seven bits each.
 std::uint32_t synchSafe(std::uint32_t number) {
   return (number & 0x7F) | (number >> 1 & 0x3F80) | (number >> 2 & 0x1FC000) |
          (number >> 3 & 0xFE00000);
 }
 
-// Takes out the zero that follows each 0xFF of a tag which avoids the bytes that players look for.
-void resynchronise(std::string& bytes) {
+// Undoes unsynchronization: removes the zero after each 0xFF.
+void resynchronize(std::string& bytes) {
   bool afterMark = false;
   std::erase_if(bytes, [&](char byte) {
     const bool drop = afterMark && byte == 0;
@@ -44,19 +44,19 @@ void resynchronise(std::string& bytes) {
 }
 
 bool isFrameId(std::string_view id, int version) {
-  // Version 3 may hold frames of version 2, their shorter names filled up.
+  // Version 3 may hold frames of version 2, their shorter ids padded.
   if (version == 3 && id[3] == 0) id.remove_suffix(1);
   return std::ranges::all_of(
       id, [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
 }
 
-// A frame of text, an address or a remark.
+// Whether a frame holds text, a URL or a comment.
 bool isText(std::string_view id) {
   return id[0] == 'T' || id[0] == 'W' || id.starts_with("COM") || id == "ULT" || id == "USLT" ||
          id == "GRP1" || id == "MVNM" || id == "MVIN";
 }
 
-// The objects of a Windows Media file that hold as many attributes as they say.
+// Whether a Windows Media object begins with a count of attributes.
 bool holdsAttributes(const TagLib::ByteVector& guid) {
   using namespace std::string_view_literals;
   constexpr std::string_view kObjects[] = {
@@ -68,10 +68,21 @@ bool holdsAttributes(const TagLib::ByteVector& guid) {
          std::end(kObjects);
 }
 
-// The bits of a frame's flags that say that it is compressed or encrypted.
+// The frame flags for compression and encryption.
 std::uint16_t packedFlags(int version) { return version == 3 ? 0x00C0 : 0x000C; }
 
-// The frames of text of a tag, each with a sound header.
+std::uint32_t readFrameSize(ByteReader& reader, int version) {
+  if (version < 3) {
+    const std::uint32_t high = reader.u8();
+    return high << 16 | reader.u16be();
+  }
+  const std::uint32_t size = reader.u32be();
+  // Some writers of version 4 write sizes as in version 3.
+  const bool isSynchSafe = version > 3 && (size & 0x80808080) == 0;
+  return isSynchSafe ? synchSafe(size) : size;
+}
+
+// Returns the text frames of a tag, with valid headers, and padding.
 std::string textFrames(const std::string& body, int version) {
   const std::size_t idSize = version < 3 ? 3 : 4;
   std::string frames;
@@ -79,27 +90,19 @@ std::string textFrames(const std::string& body, int version) {
   for (;;) {
     const std::size_t at = reader.position();
     reader.skip(idSize);
-    std::uint32_t size = 0;
-    if (version < 3) {
-      size = std::uint32_t{reader.u8()} << 16;
-      size |= reader.u16be();
-    } else {
-      size = reader.u32be();
-      // Sizes of version 4 that are no such number were written as in version 3.
-      if (version > 3 && (size & 0x80808080) == 0) size = synchSafe(size);
-    }
+    const std::uint32_t size = readFrameSize(reader, version);
     const std::uint16_t flags = version < 3 ? 0 : reader.u16be();
     const std::size_t header = reader.position() - at;
     reader.skip(size);
     if (!reader.ok()) break;
     const std::string_view id(&body[at], idSize);
     if (!isFrameId(id, version)) break;
-    if (!isText(id) || size == 0 || size > kLongestFrame || (flags & packedFlags(version)) != 0) {
+    if (!isText(id) || size == 0 || size > kMaxFrame || (flags & packedFlags(version)) != 0) {
       continue;
     }
     frames.append(body, at, header + size);
   }
-  // Neither padding nor a footer is missed behind these, nor a size mistaken.
+  // Zero padding, so that TagLib neither looks for a footer nor takes following bytes for a frame.
   frames.append(kPadding, '\0');
   return frames;
 }
@@ -108,7 +111,7 @@ std::string textFrames(const std::string& body, int version) {
 
 TagStream::TagStream(File& file)
     : file_(file),
-      size_(std::min({file.size().value_or(0), kLongest,
+      size_(std::min({file.size().value_or(0), kMaxSize,
                       static_cast<std::uint64_t>(std::numeric_limits<long>::max())})) {}
 
 void TagStream::seek(long offset, Position from) {
@@ -165,18 +168,18 @@ void TagStream::expectId3(TagLib::ByteVector& header) {
   reader.skip(kId3Flags + 1);
   id3Begin_ = at_;
   id3Length_ = synchSafe(reader.u32be());
-  // What is passed on has neither.
+  // The frames passed on have neither.
   header[kId3Flags] &= ~kExtended;
-  if (id3Header_[kId3Version] <= kLastPlainVersion) header[kId3Flags] &= ~kUnsynchronised;
+  if (id3Header_[kId3Version] <= kLastPlainVersion) header[kId3Flags] &= ~kUnsynchronized;
 }
 
 TagLib::ByteVector TagStream::readId3(std::uint64_t offset, std::size_t held) {
   const int version = id3Header_[kId3Version];
   const char flags = id3Header_[kId3Flags];
   if (version < 2 || version > 4) return {};
-  std::string body(std::min(held, kLongestId3), '\0');
+  std::string body(std::min(held, kMaxId3), '\0');
   body.resize(readFully(file_, offset, std::as_writable_bytes(std::span(body))).value_or(0));
-  if ((flags & kUnsynchronised) != 0 && version <= kLastPlainVersion) resynchronise(body);
+  if ((flags & kUnsynchronized) != 0 && version <= kLastPlainVersion) resynchronize(body);
   if ((flags & kExtended) != 0 && version > 2) {
     const std::uint32_t size = ByteReader(bytesOf(body)).u32be();
     body.erase(0, version > 3 ? synchSafe(size) : std::size_t{size} + 4);

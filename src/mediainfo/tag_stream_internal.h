@@ -10,7 +10,7 @@
 
 namespace tessaron {
 
-/// What a reader of tags may take from a file before the file seems to have ended.
+/// How much a reader of tags gets from a file before the file seems to end.
 struct TagLimits {
   unsigned reads;
   std::size_t bytes;      ///< in all
@@ -20,9 +20,9 @@ struct TagLimits {
       1024;  ///< of Windows Media; TagLib goes on counting where the file has ended
 };
 
-/// A file as TagLib reads it, which believes the sizes that stand in files. This one sees to it
-/// that memory and time are bounded nevertheless. Of an ID3v2 tag only frames of text are passed
-/// on, and none that is compressed: a few kilobytes inflate to gigabytes there.
+/// A file as TagLib reads it. TagLib trusts the sizes that files claim; this stream bounds memory
+/// and time nevertheless. Of an ID3v2 tag it passes only text frames, and no compressed ones: a few
+/// kilobytes of those inflate to gigabytes. Belongs to one thread.
 class TagStream : public TagLib::IOStream {
  public:
   /// `file` must outlive the stream.
@@ -53,12 +53,12 @@ class TagStream : public TagLib::IOStream {
   File& file_;
   std::uint64_t size_;
   std::uint64_t at_ = 0;
-  // The ID3v2 tag whose header was read last: where its body begins and how long it says that is, 0
-  // when something else was read since.
+  // The last read ID3v2 header, the offset of its body and the length it claims; 0 after any other
+  // read.
   std::array<char, kId3Header> id3Header_{};
   std::uint64_t id3Begin_ = 0;
   unsigned long id3Length_ = 0;
-  std::uint64_t attributeCountAt_ = 0;  // where a number of attributes is read next, or 0
+  std::uint64_t attributeCountAt_ = 0;  // offset of the next count of attributes, or 0
   TagLimits limits_{};
 };
 

@@ -35,9 +35,9 @@ constexpr std::size_t kKiB = 1024;
 constexpr std::size_t kMiB = kKiB * kKiB;
 
 constexpr TagLimits kUsual{16 << 10, 8 * kMiB, kMiB, false};
-// Each box of an MP4 file takes a read, and boxes in boxes are read by recursion.
+// TagLib reads each box of an MP4 file, and nested boxes recursively.
 constexpr TagLimits kBoxes{kKiB, 8 * kMiB, kMiB, false};
-// A block that ends early makes a FLAC file invalid; pictures in it are long.
+// A block that ends early makes a FLAC file invalid, and its pictures are long.
 constexpr TagLimits kFlac{16 << 10, 48 * kMiB, kMiB, true};
 
 using FilePtr = std::unique_ptr<TagLib::File>;
@@ -53,13 +53,13 @@ FilePtr openWithFrames(TagStream& stream) {
 }
 
 struct Format {
-  bool (*recognise)(TagLib::IOStream*);
+  bool (*recognize)(TagLib::IOStream*);
   FilePtr (*open)(TagStream&);
   TagLimits limits;
   bool mayBeVideo;
 };
 
-// Those that are recognised by less come later.
+// Formats with weaker signatures come later.
 constexpr Format kFormats[] = {
     {TagLib::ASF::File::isSupported, open<TagLib::ASF::File>, kUsual, true},
     {TagLib::MP4::File::isSupported, open<TagLib::MP4::File>, kBoxes, true},
@@ -79,7 +79,7 @@ FilePtr openTags(TagStream& stream, bool isVideo) {
     if (isVideo && !format.mayBeVideo) continue;
     stream.limit(format.limits);
     stream.seek(0, TagLib::IOStream::Beginning);
-    if (!format.recognise(&stream)) continue;
+    if (!format.recognize(&stream)) continue;
     stream.seek(0, TagLib::IOStream::Beginning);
     if (FilePtr file = format.open(stream); file->isValid()) return file;
   }
@@ -88,9 +88,9 @@ FilePtr openTags(TagStream& stream, bool isVideo) {
 
 struct TagName {
   std::uint32_t label;
-  const char* property;   // what TagLib calls it in every format, or null
-  const char* attribute;  // its name in Windows Media files where TagLib has no name of its own, or
-                          // where it may be a number
+  const char* property;   // TagLib's name for it in every format, or null
+  const char* attribute;  // its name in Windows Media files where TagLib has none, or where
+                          // it may be a number
 };
 
 constexpr std::string_view kEncodingTime = "WM/EncodingTime";
@@ -149,14 +149,14 @@ constexpr TagName kNames[] = {
 
 std::u16string wideText(const TagLib::String& text) {
   const TagLib::String stripped = text.stripWhiteSpace();
-  return {stripped.begin(), stripped.end()};  // its units are those of UTF-16
+  return {stripped.begin(), stripped.end()};  // TagLib holds UTF-16 units
 }
 
 void add(PropertyMap& map, std::uint32_t label, const std::u16string& value) {
   if (!value.empty()) map.emplace(label, value);
 }
 
-// A FILETIME as "2004-05-06 07:08:09 UTC"; empty when it is 0 or behind the year 9999.
+// A FILETIME as "2004-05-06 07:08:09 UTC"; empty for 0 and for years after 9999.
 std::u16string fileTimeText(std::uint64_t steps) {
   using namespace std::chrono;
   constexpr std::uint64_t kStepsPerSecond = 10'000'000;
@@ -234,7 +234,7 @@ void addSound(const TagLib::AudioProperties& sound, File& file, PropertyMap& map
   constexpr double kThousand = 1000;
   if (sound.bitrate() > 0) add(map, label::kDataRate, dataRateText(sound.bitrate() * kThousand));
   const bool isMp4 = dynamic_cast<const TagLib::MP4::Properties*>(&sound) != nullptr;
-  // Of other sound than AAC the reader knows no channels, and often nothing else.
+  // The sample entry is right for other codecs than AAC.
   const std::optional<std::uint32_t> configured =
       isMp4 && sound.channels() > 0 ? mp4Channels(file) : std::nullopt;
   const double channels = configured ? *configured : sound.channels();

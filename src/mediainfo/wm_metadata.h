@@ -6,11 +6,12 @@
 #include "mediainfo/file_info.h"
 #include "tessaron_export.h"
 
-/// Reads the tags of an audio or video file: title, author, album and what else stands there.
+/// Reads the tags of an audio or video file: title, author, album and others. Threads may share
+/// one.
 class TESSARON_API CWMMDParser {
  public:
-  /// `category` is the file's, as CFileInfo finds it. Of a video file only containers that can hold
-  /// tags are read, and the properties of its sound are left out.
+  /// `category` is the file's, as CFileInfo detects it. For a video file, only containers that can
+  /// hold tags are read, and the properties of its sound are left out.
   explicit CWMMDParser(std::int32_t category);
   CWMMDParser(const CWMMDParser&);
   CWMMDParser& operator=(const CWMMDParser&);

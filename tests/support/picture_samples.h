@@ -11,7 +11,7 @@ struct JpegSample {
   unsigned width = 0, height = 0;
   enum class Colors { Grey, Rgb, Cmyk, InvertedCmyk } colors = Colors::Rgb;
   unsigned char value[4] = {200, 30, 60, 20};  ///< of every pixel, as its components
-  int densityUnit = 0;                         ///< 1 per inch, 2 per centimetre
+  int densityUnit = 0;                         ///< 1 per inch, 2 per centimeter
   int density = 1;
   bool progressive = false;
 };

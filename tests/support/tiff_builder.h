@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// Writes TIFF files of one grey pixel, with whatever entries, in either byte order.
+/// Writes TIFF files of one gray pixel, with whatever entries, in either byte order.
 class TiffBuilder {
  public:
   enum Directory { kMain, kExif, kGps };

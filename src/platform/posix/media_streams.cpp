@@ -52,19 +52,19 @@ struct Library {
   Library() {
     constexpr const char* kName = "libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR);
     void* const loaded = dlopen(kName, RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
-    void* const library = loaded != nullptr ? loaded : dlopen(kName, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) return;
+    void* const library = loaded ? loaded : dlopen(kName, RTLD_NOW | RTLD_LOCAL);
+    if (!library) return;
     ready = true;
     const auto find = [&](auto& function, const char* name) {
       function =
           reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
-      ready = ready && function != nullptr;
+      ready = ready && function;
     };
 #define FIND(name) find(name, #name);
     AV_FUNCTIONS(FIND)
 #undef FIND
     // A program that uses the library itself has set what it wants.
-    if (ready && loaded == nullptr) av_log_set_level(AV_LOG_QUIET);
+    if (ready && !loaded) av_log_set_level(AV_LOG_QUIET);
   }
 };
 
@@ -118,12 +118,12 @@ class Input {
  public:
   explicit Input(Source& source) {
     auto* const buffer = static_cast<unsigned char*>(av().av_malloc(kBufferSize));
-    if (buffer == nullptr) return;
+    if (!buffer) return;
     io_ = av().avio_alloc_context(buffer, kBufferSize, 0, &source, Source::readInto, nullptr,
                                   Source::seekTo);
-    if (io_ == nullptr) av().av_free(buffer);
+    if (!io_) av().av_free(buffer);
     context_ = av().avformat_alloc_context();
-    if (io_ == nullptr || context_ == nullptr) return;
+    if (!io_ || !context_) return;
     context_->pb = io_;
     context_->io_open = refuseToOpen;
     context_->protocol_whitelist = av().av_strdup("none");
@@ -134,8 +134,8 @@ class Input {
     if (av().avformat_open_input(&context_, "", nullptr, nullptr) == 0) isOpen_ = true;
   }
   ~Input() {
-    if (context_ != nullptr) av().avformat_close_input(&context_);
-    if (io_ != nullptr) av().av_free(io_->buffer);
+    if (context_) av().avformat_close_input(&context_);
+    if (io_) av().av_free(io_->buffer);
     av().avio_context_free(&io_);
   }
   Input(const Input&) = delete;
@@ -210,8 +210,8 @@ MediaStream describe(const AVStream& from, const AVFormatContext& context) {
   if (isProgramStream(context)) to.packetId = static_cast<std::uint8_t>(from.id);
   to.codes = codesOf(codec);
   const AVCodecDescriptor* const descriptor = av().avcodec_descriptor_get(codec.codec_id);
-  if (descriptor != nullptr && codec.codec_id != AV_CODEC_ID_NONE) {
-    to.codecName = descriptor->long_name != nullptr ? descriptor->long_name : descriptor->name;
+  if (descriptor && codec.codec_id != AV_CODEC_ID_NONE) {
+    to.codecName = descriptor->long_name ? descriptor->long_name : descriptor->name;
   }
   to.bitRate = static_cast<double>(codec.bit_rate);
   to.seconds = secondsOf(from, context);

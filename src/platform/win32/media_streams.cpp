@@ -38,15 +38,15 @@ class Detector {
     }
   }
   ~Detector() {
-    if (detector_ != nullptr) detector_->Release();
+    if (detector_) detector_->Release();
   }
   Detector(const Detector&) = delete;
   Detector& operator=(const Detector&) = delete;
 
   bool open(const std::u16string& path) {
-    if (detector_ == nullptr) return false;
+    if (!detector_) return false;
     const BSTR name = SysAllocString(wide(path));
-    const bool opened = name != nullptr && SUCCEEDED(detector_->put_Filename(name));
+    const bool opened = name && SUCCEEDED(detector_->put_Filename(name));
     SysFreeString(name);
     return opened;
   }
@@ -60,7 +60,7 @@ struct MediaType : AM_MEDIA_TYPE {
   MediaType() : AM_MEDIA_TYPE{} {}
   ~MediaType() {
     CoTaskMemFree(pbFormat);
-    if (pUnk != nullptr) pUnk->Release();
+    if (pUnk) pUnk->Release();
   }
   MediaType(const MediaType&) = delete;
   MediaType& operator=(const MediaType&) = delete;
@@ -82,14 +82,14 @@ void describePicture(const BITMAPINFOHEADER& header, MediaStream& to) {
 
 void describeVideo(const MediaType& type, MediaStream& to) {
   const auto* first = type.block<VIDEOINFOHEADER>(FORMAT_VideoInfo);
-  if (first == nullptr) first = type.block<VIDEOINFOHEADER>(FORMAT_MPEGVideo);
+  if (!first) first = type.block<VIDEOINFOHEADER>(FORMAT_MPEGVideo);
   const auto* second = type.block<VIDEOINFOHEADER2>(FORMAT_VideoInfo2);
-  if (second == nullptr) second = type.block<VIDEOINFOHEADER2>(FORMAT_MPEG2Video);
+  if (!second) second = type.block<VIDEOINFOHEADER2>(FORMAT_MPEG2Video);
   to.codes[1] = type.subtype.Data1;
-  if (first != nullptr) {
+  if (first) {
     describePicture(first->bmiHeader, to);
     to.bitRate = first->dwBitRate;
-  } else if (second != nullptr) {
+  } else if (second) {
     describePicture(second->bmiHeader, to);
     to.bitRate = second->dwBitRate;
     const DWORD common = std::gcd(second->dwPictAspectRatioX, second->dwPictAspectRatioY);
@@ -103,7 +103,7 @@ void describeVideo(const MediaType& type, MediaStream& to) {
 void describeAudio(const MediaType& type, MediaStream& to) {
   to.codes[1] = type.subtype.Data1;
   const auto* wave = type.block<WAVEFORMATEX>(FORMAT_WaveFormatEx);
-  if (wave == nullptr) return;
+  if (!wave) return;
   if (wave->wFormatTag != WAVE_FORMAT_EXTENSIBLE) to.codes[0] = wave->wFormatTag;
   to.channels = wave->nChannels;
   to.sampleRate = wave->nSamplesPerSec;

@@ -13,10 +13,10 @@ using Coding = BitmapHeader::Coding;
 constexpr std::uint32_t kFileHeader = 14;
 constexpr std::uint32_t kCoreHeader = 12;
 constexpr std::uint32_t kCommonHeader = 40;
-constexpr std::uint32_t kLongestHeader = 124;
+constexpr std::uint32_t kMaxHeader = 124;
 constexpr std::uint32_t kOs2Header = 64;
 constexpr std::size_t kMasks = 12;
-constexpr std::uint64_t kDensest = 4096;  // bytes of pixels that a byte of a compressed file gives
+constexpr std::uint64_t kMaxExpansion = 4096;  // bytes of pixels for a byte of a compressed file
 
 bool isValid(const BitmapHeader& header) {
   switch (header.coding) {
@@ -35,6 +35,31 @@ bool isValid(const BitmapHeader& header) {
   return false;
 }
 
+// Reads the fields up to the number of used colors. False for a version or coding that is not read.
+bool readFields(ByteReader& in, BitmapHeader& header, std::uint32_t& usedColors) {
+  header.size = in.u32le();
+  const bool isCore = header.size == kCoreHeader;
+  if (!isCore && (header.size < kCommonHeader || header.size > kMaxHeader)) return false;
+  header.width = isCore ? in.u16le() : in.u32le();
+  header.height = isCore ? in.u16le() : in.u32le();
+  in.skip(2);
+  header.bits = in.u16le();
+  if (isCore) {
+    header.paletteEntry = 3;
+    return true;
+  }
+  header.coding = static_cast<Coding>(in.u32le());
+  constexpr auto kAlphaMasks = static_cast<Coding>(6);
+  if (header.coding == Coding::AlphaMasks) return false;  // an embedded JPEG file, for printers
+  if (header.coding == kAlphaMasks) header.coding = Coding::AlphaMasks;
+  in.skip(4);
+  header.dotsAcross = in.u32le();
+  header.dotsDown = in.u32le();
+  usedColors = in.u32le();
+  in.skip(4);
+  return true;
+}
+
 bool hasMasks(const BitmapHeader& header) {
   return header.coding == Coding::Masks || header.coding == Coding::AlphaMasks;
 }
@@ -43,7 +68,7 @@ void append(std::vector<std::byte>& to, std::uint64_t value, int count) {
   for (int i = 0; i < count; ++i, value >>= 8) to.push_back(static_cast<std::byte>(value & 0xFF));
 }
 
-// Rows of pixels as they are decoded, from the first one stored on. What is outside is dropped.
+// Receives pixels in the order of the file. Drops those outside of the picture.
 class Canvas {
  public:
   Canvas(const BitmapHeader& header, std::span<std::byte> pixels)
@@ -75,19 +100,28 @@ class Canvas {
   std::uint64_t y_ = 0;
 };
 
-// The color at `index` of a run, whose bytes hold one color, or two in turn.
+// The color at `index` of a run: each of its bytes holds one color, or two in turn.
 unsigned colorAt(const BitmapHeader& header, unsigned byte, std::size_t index) {
   if (header.bits == 8) return byte;
   return index % 2 == 0 ? byte >> 4 : byte & 15;
 }
 
-// False when there is not even one run.
+// Puts `count` literal colors, which are padded to an even number of bytes.
+void putLiterals(const BitmapHeader& header, std::size_t count, ByteReader& in, Canvas& canvas) {
+  const std::size_t colorsAByte = header.bits == 8 ? 1 : 2;
+  const std::size_t length = (count + colorsAByte - 1) / colorsAByte;
+  const auto colors = in.bytes(std::min(length, in.remaining()));
+  for (std::size_t i = 0; i < count && i / colorsAByte < colors.size(); ++i)
+    canvas.put(colorAt(header, std::to_integer<unsigned>(colors[i / colorsAByte]), i));
+  in.skip(length % 2);
+}
+
+// Decodes compressed pixels. False when there are not even the bytes of one run.
 bool unpack(const BitmapHeader& header, std::span<const std::byte> bytes,
             std::span<std::byte> pixels) {
   constexpr unsigned kEndOfRow = 0, kEndOfPicture = 1, kMove = 2;
   Canvas canvas(header, pixels);
   ByteReader in(bytes);
-  const std::size_t colorsAByte = header.bits == 8 ? 1 : 2;
   while (!canvas.isFull()) {
     const unsigned count = in.u8();
     const unsigned value = in.u8();
@@ -101,14 +135,8 @@ bool unpack(const BitmapHeader& header, std::span<const std::byte> bytes,
     } else if (value == kMove) {
       const std::uint32_t right = in.u8();
       canvas.move(right, in.u8());
-    } else {  // as many colors one by one, in an even number of bytes
-      const std::size_t length = (value + colorsAByte - 1) / colorsAByte;
-      const auto colors = in.bytes(std::min(length, in.remaining()));
-      for (std::size_t i = 0; i < value && i / colorsAByte < colors.size(); ++i) {
-        const auto byte = std::to_integer<unsigned>(colors[i / colorsAByte]);
-        canvas.put(colorAt(header, byte, i));
-      }
-      in.skip(length % 2);
+    } else {
+      putLiterals(header, value, in, canvas);
     }
   }
   return bytes.size() >= 2;
@@ -123,45 +151,25 @@ bool BitmapHeader::isCommon(std::uint64_t fileSize) const {
 
 bool BitmapHeader::fits(std::uint64_t fileSize) const {
   if (pixelsAt > fileSize) return false;
-  if (isCompressed()) return pixelBytes() / kDensest <= fileSize;
+  if (isCompressed()) return pixelBytes() / kMaxExpansion <= fileSize;
   const std::uint64_t padding = rowBytes() - (std::uint64_t{width} * bits + 7) / 8;
   return pixelBytes() - padding <= fileSize - pixelsAt;
 }
 
 std::optional<BitmapHeader> readBitmapHeader(std::span<const std::byte> head) {
   constexpr std::uint16_t kMark = 0x4D42;  // "BM"
-  constexpr auto kHighest = static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
+  constexpr auto kMaxSide = static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
   BitmapHeader header;
   ByteReader in(head);
   if (in.u16le() != kMark) return std::nullopt;
   in.skip(8);
   header.pixelsAt = in.u32le();
-  header.size = in.u32le();
-  const bool isCore = header.size == kCoreHeader;
-  if (!isCore && (header.size < kCommonHeader || header.size > kLongestHeader)) return std::nullopt;
-  header.width = isCore ? in.u16le() : in.u32le();
-  header.height = isCore ? in.u16le() : in.u32le();
-  in.skip(2);
-  header.bits = in.u16le();
   std::uint32_t used = 0;
-  if (!isCore) {
-    header.coding = static_cast<Coding>(in.u32le());
-    constexpr auto kAlphaMasks = static_cast<Coding>(6);
-    if (header.coding == kAlphaMasks) {
-      header.coding = Coding::AlphaMasks;
-    } else if (header.coding == Coding::AlphaMasks) {
-      return std::nullopt;  // a JPEG file, for printers
-    }
-    in.skip(4);
-    header.dotsAcross = in.u32le();
-    header.dotsDown = in.u32le();
-    used = in.u32le();
-    in.skip(4);
-  }
-  header.isTopDown = header.height > kHighest;
+  if (!readFields(in, header, used)) return std::nullopt;
+  header.isTopDown = header.height > kMaxSide;
   if (header.isTopDown) header.height = 0 - header.height;
-  if (!in.ok() || header.width == 0 || header.width > kHighest || header.height == 0 ||
-      header.height > kHighest || !isValid(header)) {
+  if (!in.ok() || header.width == 0 || header.width > kMaxSide || header.height == 0 ||
+      header.height > kMaxSide || !isValid(header)) {
     return std::nullopt;
   }
   if (hasMasks(header)) {
@@ -172,12 +180,11 @@ std::optional<BitmapHeader> readBitmapHeader(std::span<const std::byte> head) {
   if (header.size == kCommonHeader && hasMasks(header)) {
     header.paletteAt += header.coding == Coding::AlphaMasks ? kMasks + 4 : kMasks;
   }
-  if (isCore) header.paletteEntry = 3;
   if (header.bits <= 8) {
-    const std::size_t most = std::size_t{1} << header.bits;
-    header.colors = used == 0 ? most : std::min<std::size_t>(used, most);
+    const std::size_t maxColors = std::size_t{1} << header.bits;
+    header.colors = used == 0 ? maxColors : std::min<std::size_t>(used, maxColors);
   }
-  // Some writers leave the place of the pixels out.
+  // Some writers leave out the offset of the pixels.
   if (header.pixelsAt < header.paletteAt) {
     header.pixelsAt = header.paletteAt + header.colors * header.paletteEntry;
   }
@@ -211,7 +218,7 @@ std::vector<std::byte> plainBitmapHead(const BitmapHeader& header,
   ByteReader in(head);
   in.skip(header.paletteAt);
   for (std::size_t i = 0; i < header.colors; ++i) {
-    std::uint64_t color = in.u16le();  // what is missing is black
+    std::uint64_t color = in.u16le();  // missing colors become black
     color |= std::uint64_t{in.u8()} << 16;
     if (header.paletteEntry > 3) in.skip(1);
     append(plain, color, 4);

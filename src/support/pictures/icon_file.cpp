@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <tuple>
 
 #include "support/byte_reader.h"
@@ -11,7 +12,7 @@
 namespace tessaron {
 namespace {
 
-constexpr std::int32_t kMostSize = 4096;  // pixels; no system makes icons of more than 256
+constexpr std::int32_t kMaxSide = 4096;  // pixels; no system makes icons of more than 256
 constexpr std::size_t kHeaderSize = 40;
 constexpr std::uint32_t kOpaque = 0xFF000000;
 
@@ -24,7 +25,7 @@ struct Frame {
 
 bool isPng(std::span<const std::byte> bytes) { return ByteReader(bytes).u32be() == 0x89504E47; }
 
-// The next frame of the directory; empty when it does not lie in the file.
+// Reads the next frame of the directory; its bytes are empty when they are not in the file.
 Frame readFrame(ByteReader& directory, std::span<const std::byte> file) {
   Frame frame{};
   frame.width = directory.u8();
@@ -45,7 +46,7 @@ Frame readFrame(ByteReader& directory, std::span<const std::byte> file) {
   return frame;
 }
 
-// The frame that the system chooses; empty when there is none.
+// Returns the frame that Windows would choose; empty when there is none.
 Frame chooseFrame(std::span<const std::byte> file, int width, int height) {
   ByteReader directory(file);
   const bool isIcon = directory.u16le() == 0 && directory.u16le() == 1;
@@ -110,46 +111,71 @@ std::size_t strideOf(int width, int bits) {
   return (static_cast<std::size_t>(width) * static_cast<std::size_t>(bits) + 31) / 32 * 4;
 }
 
-// A bitmap without its file header, and behind it a bit for every pixel that is transparent.
-bool decodeBitmap(std::span<const std::byte> bytes, fipImage& image) {
+// A bitmap without file header, followed by the mask: a bit for each pixel, set for transparent
+// ones.
+struct IconBitmap {
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  int bits = 0;  // a pixel
+  std::span<const std::byte> palette, pixels;
+  std::span<const std::byte> mask;  // empty when the file ends before it
+
+  std::size_t rows() const { return static_cast<std::size_t>(height); }
+};
+
+std::optional<IconBitmap> readIconBitmap(std::span<const std::byte> bytes) {
   ByteReader in(bytes);
+  IconBitmap bitmap;
   const std::uint32_t headerSize = in.u32le();
-  const auto width = static_cast<std::int32_t>(in.u32le());
-  const std::int32_t height = static_cast<std::int32_t>(in.u32le()) / 2;
+  bitmap.width = static_cast<std::int32_t>(in.u32le());
+  bitmap.height = static_cast<std::int32_t>(in.u32le()) / 2;
   in.skip(2);
-  const int bits = in.u16le();
+  bitmap.bits = in.u16le();
   const std::uint32_t compression = in.u32le();
   in.skip(12);
-  std::size_t colours = in.u32le();
+  std::size_t colors = in.u32le();
   in.skip(4);
   constexpr int kDepths[] = {1, 4, 8, 16, 24, 32};
-  if (!in.ok() || headerSize != kHeaderSize || compression != 0 || width <= 0 || height <= 0 ||
-      width > kMostSize || height > kMostSize || std::ranges::count(kDepths, bits) == 0)
-    return false;
-  if (bits <= 8 && colours == 0) colours = std::size_t{1} << bits;
-  if (colours > 256) return false;
-  const auto palette = in.bytes(4 * colours);
-  const std::size_t stride = strideOf(width, bits);
-  const std::size_t maskStride = strideOf(width, 1);
-  const auto rows = static_cast<std::size_t>(height);
-  const auto pixels = in.bytes(stride * rows);
-  if (!in.ok() ||
-      !image.setSize(FIT_BITMAP, static_cast<WORD>(width), static_cast<WORD>(height), 32))
-    return false;
-  const auto mask = in.bytes(maskStride * rows);  // none is taken for an empty one
+  const auto isSide = [](std::int32_t side) { return side > 0 && side <= kMaxSide; };
+  if (!in.ok() || headerSize != kHeaderSize || compression != 0 || !isSide(bitmap.width) ||
+      !isSide(bitmap.height) || std::ranges::count(kDepths, bitmap.bits) == 0)
+    return std::nullopt;
+  if (bitmap.bits <= 8 && colors == 0) colors = std::size_t{1} << bitmap.bits;
+  if (colors > 256) return std::nullopt;
+  bitmap.palette = in.bytes(4 * colors);
+  bitmap.pixels = in.bytes(strideOf(bitmap.width, bitmap.bits) * bitmap.rows());
+  if (!in.ok()) return std::nullopt;
+  bitmap.mask = in.bytes(strideOf(bitmap.width, 1) * bitmap.rows());
+  return bitmap;
+}
 
+// Calls `put` with each pixel of a bitmap and the next value of `read` in its row of `rows`.
+template <typename Read, typename Put>
+void forEachPixel(const IconBitmap& bitmap, std::span<const std::byte> rows, int bits,
+                  fipImage& image, const Read& read, const Put& put) {
+  const std::size_t stride = rows.empty() ? 0 : strideOf(bitmap.width, bits);
+  for (std::size_t y = 0; y < bitmap.rows(); ++y) {
+    RowReader row(rows.subspan(y * stride, stride), bits, bitmap.palette);
+    auto* out = reinterpret_cast<std::uint32_t*>(image.getScanLine(static_cast<unsigned>(y)));
+    for (std::int32_t x = 0; x < bitmap.width; ++x) put(out[x], read(row));
+  }
+}
+
+bool decodeBitmap(std::span<const std::byte> bytes, fipImage& image) {
+  const std::optional<IconBitmap> bitmap = readIconBitmap(bytes);
+  if (!bitmap || !image.setSize(FIT_BITMAP, static_cast<WORD>(bitmap->width),
+                                static_cast<WORD>(bitmap->height), 32))
+    return false;
   std::uint32_t alpha = 0;
-  for (std::size_t y = 0; y < rows; ++y) {
-    RowReader row(pixels.subspan(y * stride, stride), bits, palette);
-    auto* out = reinterpret_cast<std::uint32_t*>(image.getScanLine(static_cast<unsigned>(y)));
-    for (std::int32_t x = 0; x < width; ++x) alpha |= out[x] = row.next();
-  }
-  if (bits == 32 && (alpha & kOpaque) != 0) return true;
-  for (std::size_t y = 0; y < rows; ++y) {
-    RowReader row(mask.empty() ? mask : mask.subspan(y * maskStride, maskStride), 1, {});
-    auto* out = reinterpret_cast<std::uint32_t*>(image.getScanLine(static_cast<unsigned>(y)));
-    for (std::int32_t x = 0; x < width; ++x) out[x] = row.index() != 0 ? 0 : out[x] | kOpaque;
-  }
+  forEachPixel(
+      *bitmap, bitmap->pixels, bitmap->bits, image, [](RowReader& row) { return row.next(); },
+      [&](std::uint32_t& pixel, std::uint32_t color) { alpha |= pixel = color; });
+  if (bitmap->bits == 32 && (alpha & kOpaque) != 0) return true;
+  forEachPixel(
+      *bitmap, bitmap->mask, 1, image, [](RowReader& row) { return row.index(); },
+      [](std::uint32_t& pixel, std::uint32_t isClear) {
+        pixel = isClear != 0 ? 0 : pixel | kOpaque;
+      });
   return true;
 }
 

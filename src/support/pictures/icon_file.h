@@ -8,13 +8,14 @@
 
 namespace tessaron {
 
-/// Brings a picture to exactly `width` x `height`, whatever its own aspect ratio. It is left in no
-/// particular state. False when it cannot be brought to 32 bits a pixel.
+/// Scales a picture to exactly `width` x `height` pixels, whatever its aspect ratio, and sets
+/// `pixels`. `picture` ends in an unspecified state. False when it cannot be converted to 32 bits a
+/// pixel. Any thread may call it.
 bool scaleTo(int width, int height, fipImage& picture, Pixels& pixels);
 
-/// Makes an image of an icon file: of its frame that comes nearest to this size, of several such
-/// the one with the most colours; scaled where none fits. False, as for the system, when that frame
-/// is damaged. See IconDecoder.
+/// Decodes the frame of an icon file whose size is nearest to `width` x `height` pixels, among
+/// equal ones that with the most colors, and scales it to that size. False, with `icon` unchanged,
+/// when that frame is damaged. Any thread may call it. See IconDecoder.
 bool decodeIcon(std::span<const std::byte> file, int width, int height, Pixels& icon);
 
 }  // namespace tessaron

@@ -50,7 +50,7 @@ boolean fillBuffer(j_decompress_ptr info) {
   SourceManager& source = sourceOf(info);
   const std::size_t count = source.source->read(source.at, source.buffer);
   source.at += count;
-  const bool isOver = count == 0;  // the decoder makes do with what it has seen
+  const bool isOver = count == 0;  // the decoder fills the rest
   source.base.next_input_byte = isOver ? kEnd : reinterpret_cast<const JOCTET*>(source.buffer);
   source.base.bytes_in_buffer = isOver ? sizeof kEnd : count;
   return TRUE;
@@ -72,7 +72,7 @@ void skipInput(j_decompress_ptr info, long count) {
 void ignoreSource(j_decompress_ptr) {}
 
 bool canHold(const jpeg_decompress_struct& info, std::uint64_t length) {
-  // Every block of 8 by 8 pixels takes a bit at least, unless they are coded arithmetically.
+  // Every block of 8 by 8 pixels takes at least a bit, except with arithmetic coding.
   const std::uint64_t pixelsPerByte = info.arith_code ? 1 << 16 : 8 * 64;
   return std::uint64_t{info.image_width} * info.image_height / pixelsPerByte <= length;
 }
@@ -113,12 +113,12 @@ unsigned dotsPerMeter(const jpeg_decompress_struct& info, unsigned density) {
 }
 
 FIBITMAP* allocate(const jpeg_decompress_struct& info) {
-  const bool isGrey = info.out_color_space == JCS_GRAYSCALE;
+  const bool isGray = info.out_color_space == JCS_GRAYSCALE;
   FIBITMAP* bitmap =
       FreeImage_Allocate(static_cast<int>(info.output_width), static_cast<int>(info.output_height),
-                         isGrey ? 8 : 24, FI_RGBA_RED_MASK, FI_RGBA_GREEN_MASK, FI_RGBA_BLUE_MASK);
+                         isGray ? 8 : 24, FI_RGBA_RED_MASK, FI_RGBA_GREEN_MASK, FI_RGBA_BLUE_MASK);
   if (!bitmap) return nullptr;
-  for (unsigned i = 0; isGrey && i < 256; ++i) {
+  for (unsigned i = 0; isGray && i < 256; ++i) {
     const auto level = static_cast<BYTE>(i);
     FreeImage_GetPalette(bitmap)[i] = {level, level, level, 0};
   }
@@ -127,7 +127,7 @@ FIBITMAP* allocate(const jpeg_decompress_struct& info) {
   return bitmap;
 }
 
-// Inks, written inverted by those programs that leave Adobe's marker, to light.
+// Converts inks to light. Programs that write Adobe's marker write inks inverted.
 void mixInks(const JSAMPLE* inks, unsigned width, bool inverted, BYTE* pixels) {
   for (unsigned x = 0; x < width; ++x, inks += 4, pixels += 3) {
     const auto light = [&](int ink) { return inverted ? inks[ink] : 255 - inks[ink]; };
@@ -186,8 +186,8 @@ void readPixels(jpeg_decompress_struct& info, const Request& request, Result& re
   readRows(info, result.bitmap);
 }
 
-// An error of the decoder comes back to `setjmp` past all functions between: none of them, and not
-// this one, owns anything that has a destructor.
+// An error of the decoder jumps back to `setjmp`: neither this function nor those that it calls own
+// anything with a destructor.
 void decode(SourceManager& source, const Request& request, Result& result) {
   jpeg_decompress_struct info;
   ErrorManager errors;
@@ -213,7 +213,7 @@ void decode(SourceManager& source, const Request& request, Result& result) {
       info.output_width, info.output_height, info.out_color_space == JCS_GRAYSCALE ? 8u : 24u,
       dotsPerMeter(info, info.X_density) / 100.0, dotsPerMeter(info, info.Y_density) / 100.0};
   if (request.wantsPixels) readPixels(info, request, result);
-  jpeg_destroy_decompress(&info);  // what may follow the last row is of no interest
+  jpeg_destroy_decompress(&info);  // ignores what follows the last row
 }
 
 Result decode(tessaron::PictureSource& picture, const Request& request) {

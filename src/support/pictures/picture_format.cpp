@@ -14,6 +14,48 @@ std::uint64_t rowBytes(std::uint64_t width, std::uint64_t bits) {
   return (width * bits + 31) / 32 * 4;
 }
 
+constexpr std::uint8_t kGifPalette = 0x80;  // flag of a screen or image that has a palette
+
+std::uint64_t gifPaletteSize(std::uint8_t flags) {
+  return flags & kGifPalette ? std::uint64_t{3} << ((flags & 7) + 1) : 0;
+}
+
+// Bits of a pixel that FreeImage chooses for a palette.
+std::uint32_t gifBits(std::uint8_t flags) {
+  const int bits = flags & kGifPalette ? (flags & 7) + 1 : 8;
+  return bits == 1 ? 1 : bits <= 4 ? 4 : 8;
+}
+
+// Skips extensions from `at` on. Returns the offset of the first image's descriptor, or 0.
+std::uint64_t findGifImage(PictureSource& source, std::uint64_t at) {
+  constexpr std::uint8_t kImage = 0x2C, kExtension = 0x21;
+  const auto next = [&] {
+    const auto byte = source.bytes(at++, 1);
+    return ByteReader(byte).u8();
+  };
+  for (;;) {
+    const std::uint8_t mark = next();
+    if (mark == kImage) return at;
+    if (mark != kExtension) return 0;
+    ++at;  // the kind of extension
+    while (const std::uint8_t size = next()) at += size;
+  }
+}
+
+// TARGA has no signature, only numbers of which few are possible.
+bool isTarga(std::span<const std::byte> head) {
+  ByteReader reader(head);
+  reader.skip(1);
+  const std::uint8_t palette = reader.u8();
+  const unsigned coding = reader.u8() & ~8u;  // without the bit for compression
+  reader.skip(9);
+  const std::uint16_t width = reader.u16le();
+  const std::uint16_t height = reader.u16le();
+  const std::uint8_t bits = reader.u8();
+  return reader.ok() && palette <= 1 && coding >= 1 && coding <= 3 && width > 0 && height > 0 &&
+         bits >= 8 && bits <= 32 && (bits % 8 == 0 || bits == 15);
+}
+
 }  // namespace
 
 FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
@@ -38,18 +80,7 @@ FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
   if (text.starts_with("RIFF"sv) &&
       text.substr(std::min<std::size_t>(8, text.size()), 4) == "WEBP"sv)
     return FIF_WEBP;
-  // TARGA has no mark, only numbers of which few are possible.
-  ByteReader reader(head);
-  reader.skip(1);
-  const std::uint8_t palette = reader.u8();
-  const std::uint8_t coding = reader.u8();
-  reader.skip(9);
-  const std::uint16_t width = reader.u16le();
-  const std::uint16_t height = reader.u16le();
-  const std::uint8_t bits = reader.u8();
-  const bool isTarga = palette <= 1 && (coding & ~8) >= 1 && (coding & ~8) <= 3 && width > 0 &&
-                       height > 0 && bits >= 8 && bits <= 32 && (bits % 8 == 0 || bits == 15);
-  return reader.ok() && isTarga ? FIF_TARGA : FIF_UNKNOWN;
+  return isTarga(head) ? FIF_TARGA : FIF_UNKNOWN;
 }
 
 std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format) {
@@ -66,46 +97,25 @@ std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format) {
 }
 
 std::optional<PictureMeasures> measureGif(PictureSource& source) {
-  std::uint64_t at = 6;  // behind "GIF89a"
-  const auto next = [&](std::size_t count) {
-    at += count;
-    return source.bytes(at - count, count);
-  };
-  const auto skipPalette = [&](std::uint8_t flags) {
-    if (flags & 0x80) at += std::uint64_t{3} << ((flags & 7) + 1);
-  };
-  const auto bitsOf = [](std::uint8_t flags) -> std::uint32_t {
-    const int paletteBits = flags & 0x80 ? (flags & 7) + 1 : 8;
-    return paletteBits == 1 ? 1 : paletteBits <= 4 ? 4 : 8;
-  };
-  const auto screen = next(7);
+  constexpr std::size_t kMark = 6;  // "GIF89a"
+  constexpr std::size_t kScreen = 7, kDescriptor = 9;
+  const auto screen = source.bytes(kMark, kScreen);
   ByteReader header(screen);
-  PictureMeasures measures{header.u16le(), header.u16le(), 0, kDefaultDots, kDefaultDots};
+  const std::uint32_t width = header.u16le();
+  const std::uint32_t height = header.u16le();
   const std::uint8_t flags = header.u8();
-  measures.bits = bitsOf(flags);
-  skipPalette(flags);
-  constexpr std::uint8_t kImage = 0x2C, kExtension = 0x21;
-  std::uint8_t mark = kExtension;
-  while (mark == kExtension) {
-    const auto first = next(1);
-    mark = ByteReader(first).u8();
-    if (mark != kExtension) break;
-    at += 1;  // the kind of extension
-    for (std::size_t size = 1; size > 0; at += size) {
-      const auto length = next(1);
-      size = ByteReader(length).u8();
-    }
-  }
-  const auto descriptor = next(9);
+  PictureMeasures measures{width, height, gifBits(flags), kDefaultDots, kDefaultDots};
+  const std::uint64_t at = findGifImage(source, kMark + kScreen + gifPaletteSize(flags));
+  const auto descriptor = source.bytes(at, at > 0 ? kDescriptor : 0);
   ByteReader image(descriptor);
   image.skip(4);
-  const std::uint32_t width = image.u16le();
-  const std::uint32_t height = image.u16le();
+  const std::uint32_t imageWidth = image.u16le();
+  const std::uint32_t imageHeight = image.u16le();
   const std::uint8_t imageFlags = image.u8();
-  if (mark == kImage && image.ok()) {
-    measures.width = width;
-    measures.height = height;
-    if (imageFlags & 0x80) measures.bits = bitsOf(imageFlags);
+  if (image.ok()) {
+    measures.width = imageWidth;
+    measures.height = imageHeight;
+    if (imageFlags & kGifPalette) measures.bits = gifBits(imageFlags);
   }
   if (!header.ok() || measures.width == 0 || measures.height == 0) return std::nullopt;
   return measures;

@@ -9,16 +9,15 @@
 
 namespace tessaron {
 
-/// The format of a picture by its first bytes; FIF_UNKNOWN for all that is not read here. FreeImage
-/// would try all that it has on a file whose name says nothing: layered pictures, raw ones of
-/// cameras, and their libraries.
+/// Returns the format of a picture by its first bytes; FIF_UNKNOWN for all others that FreeImage
+/// might read, such as layered pictures and raw ones of cameras.
 FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head);
 
-/// The most bytes of pixels that a byte of a file of this format stands for.
+/// Returns the most bytes of pixels that a byte of a file of this format can stand for.
 std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format);
 
-/// The measures of a GIF's first image, as FreeImage decodes it; of its screen where the file ends
-/// before an image. Nothing when there are no pixels.
+/// Returns the measures of a GIF's first image, the only one that is decoded, or of its screen
+/// where the file ends before an image. Nothing when there are no pixels.
 std::optional<PictureMeasures> measureGif(PictureSource& source);
 
 /// Whether a TARGA file has the bytes of its pixels. Of compressed rows FreeImage needs some bytes
@@ -33,11 +32,11 @@ struct IconFrame {
   bool isPng = false;
   PictureMeasures measures;  ///< of one that is no PNG
 };
-/// Nothing when the frame is damaged. FreeImage believes what the frame's header says.
+/// Nothing when the frame is damaged. FreeImage would trust the frame's header.
 std::optional<IconFrame> firstIconFrame(PictureSource& source);
 
-/// The view of a PNG file at `offset` without its texts, which inflate to gigabytes, and other
-/// chunks that change no pixel. Nothing when it has too many chunks.
+/// Returns the view of a PNG file at `offset`, without texts, which may inflate to gigabytes, and
+/// other chunks that change no pixel. Nothing when it has too many chunks.
 std::optional<PictureView> pngView(PictureSource& source, std::uint64_t offset);
 
 }  // namespace tessaron

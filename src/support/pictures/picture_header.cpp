@@ -16,8 +16,8 @@ constexpr std::uint16_t kFirstOutsideGps = 32;
 constexpr std::uint16_t kShort = 3;
 constexpr std::uint16_t kLong = 4;
 constexpr std::size_t kEntrySize = 12;
-constexpr std::size_t kInline = 4;  // of a value, in the entry itself
-constexpr std::size_t kLongestValue = std::size_t{64} << 10;
+constexpr std::size_t kInline = 4;  // bytes of a value that fits into the entry
+constexpr std::size_t kMaxValue = std::size_t{64} << 10;
 // The bytes that an element of each type takes.
 constexpr std::array<std::uint32_t, 13> kWidths = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
 
@@ -29,12 +29,12 @@ std::string readString(File& file, std::uint64_t offset, std::size_t size) {
 
 ByteReader readerOf(std::string_view text) { return ByteReader(std::as_bytes(std::span(text))); }
 
-// Where in a JPEG file the Exif data begin, which are a TIFF file of their own.
+// Returns the offset of a JPEG file's Exif data, which are an embedded TIFF file.
 std::optional<std::uint64_t> findExif(File& file) {
-  constexpr int kMostSegments = 256;
+  constexpr int kMaxSegments = 256;
   constexpr std::string_view kExif("Exif\0\0", 6);
   std::uint64_t at = 2;
-  for (int i = 0; i < kMostSegments; ++i) {
+  for (int i = 0; i < kMaxSegments; ++i) {
     const std::string head = readString(file, at, 4 + kExif.size());
     ByteReader reader = readerOf(head);
     if (reader.u8() != 0xFF) return std::nullopt;
@@ -87,18 +87,18 @@ class Extract {
     return text;
   }
 
-  // From the beginning of the TIFF file on. Most of what is wanted stands in its first kilobytes.
+  // Reads at an offset in the TIFF file. Most reads hit the first kilobytes.
   std::string read(std::uint64_t offset, std::size_t size) {
     if (offset + size > window_.size()) return readString(file_, begin_ + offset, size);
     return window_.substr(static_cast<std::size_t>(offset), size);
   }
 
   void readDirectory(std::uint32_t offset, bool isMain) {
-    constexpr std::uint16_t kMostEntries = 1024;
+    constexpr std::uint16_t kMaxEntries = 1024;
     const std::string head = read(offset, 2);
     ByteReader count = readerOf(head);
     const std::string table =
-        read(offset + std::uint64_t{2}, kEntrySize * std::min(u16(count), kMostEntries));
+        read(offset + std::uint64_t{2}, kEntrySize * std::min(u16(count), kMaxEntries));
     for (ByteReader reader = readerOf(table); reader.remaining() >= kEntrySize;) {
       const std::uint16_t number = u16(reader);
       Entry entry{u16(reader), u32(reader), {}};
@@ -111,14 +111,14 @@ class Extract {
         continue;
       }
       const std::uint64_t size = std::uint64_t{kWidths[entry.type]} * entry.count;
-      if (size == 0 || size > kLongestValue) continue;
+      if (size == 0 || size > kMaxValue) continue;
       const auto length = static_cast<std::size_t>(size);
       entry.value = length > kInline ? read(place, length) : table.substr(at, length);
       if (entry.value.size() == length) entries_[number] = std::move(entry);
     }
   }
 
-  // What follows the mark: the directory, and behind it the values and the pixel.
+  // Returns what follows the signature: the directory, then the pixel and the values.
   std::string rest() {
     const auto add = [this](std::uint16_t number, std::uint32_t value) {
       entries_[number] = {kLong, 1, bytes(value, 4)};

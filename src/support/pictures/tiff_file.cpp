@@ -237,8 +237,8 @@ std::uint64_t TiffFile::memory() const {
 
 bool TiffFile::holdsPixels() const {
   constexpr std::uint32_t kPlain = 1;
-  constexpr std::uint64_t kDensest = 1 << 16;  // facsimile: a bit for every white line
-  if (compression_ > kPlain) return pixelBytes() / kDensest <= fileSize_;
+  constexpr std::uint64_t kMaxExpansion = 1 << 16;  // facsimile: a bit for every white line
+  if (compression_ > kPlain) return pixelBytes() / kMaxExpansion <= fileSize_;
   if (photometric_ == kYCbCr) return pixelBytes() / 3 <= fileSize_;  // with fewer samples of color
   return ceilingEighth(std::uint64_t{width_} * bits_ * samples_) <= fileSize_ / height_;
 }
@@ -254,7 +254,8 @@ void TiffFile::setNumbers(std::uint16_t tag, std::uint32_t value, std::uint32_t 
   entries_.insert_or_assign(tag, std::move(entry));
 }
 
-PictureView TiffFile::view(PictureSource& source) const {
+// Returns a copy of the directory with nothing but what decoding needs.
+TiffFile TiffFile::cleaned() const {
   TiffFile clean;
   clean.isBigEndian_ = isBigEndian_;
   for (const std::uint16_t tag : kPassedOn)
@@ -273,30 +274,39 @@ PictureView TiffFile::view(PictureSource& source) const {
     clean.setNumbers(kTileWidth, tileWidth_, 1);
     clean.setNumbers(kTileHeight, tileHeight_, 1);
   }
+  return clean;
+}
 
-  const std::uint64_t at = (fileSize_ + 1) / 2 * 2;
-  std::vector<std::byte> directory(static_cast<std::size_t>(at - fileSize_));
-  const std::uint64_t valuesAt = at + 2 + kEntrySize * clean.entries_.size() + 4;
-  std::vector<std::byte> values;
-  put16(directory, static_cast<std::uint32_t>(clean.entries_.size()));
-  for (const auto& [tag, entry] : clean.entries_) {
-    put16(directory, tag);
-    put16(directory, entry.type);
-    put32(directory, entry.count);
+// Returns the bytes of the directory for the offset `at`, followed by values that do not fit into
+// it.
+std::vector<std::byte> TiffFile::directory(std::uint64_t at) const {
+  const std::uint64_t valuesAt = at + 2 + kEntrySize * entries_.size() + 4;
+  std::vector<std::byte> table, values;
+  put16(table, static_cast<std::uint32_t>(entries_.size()));
+  for (const auto& [tag, entry] : entries_) {
+    put16(table, tag);
+    put16(table, entry.type);
+    put32(table, entry.count);
     const bool isInline = entry.value.size() <= 4;
-    if (!isInline) put32(directory, static_cast<std::uint32_t>(valuesAt + values.size()));
-    auto& to = isInline ? directory : values;
+    if (!isInline) put32(table, static_cast<std::uint32_t>(valuesAt + values.size()));
+    auto& to = isInline ? table : values;
     to.insert(to.end(), entry.value.begin(), entry.value.end());
   }
-  put32(directory, 0);  // no further picture
-  directory.insert(directory.end(), values.begin(), values.end());
+  put32(table, 0);  // no further picture
+  table.insert(table.end(), values.begin(), values.end());
+  return table;
+}
 
-  std::vector<std::byte> head = source.bytes(0, 4);
+PictureView TiffFile::view(PictureSource& source) const {
+  constexpr std::uint64_t kHeader = 8;
+  const std::uint64_t at = (fileSize_ + 1) / 2 * 2;
+  std::vector<std::byte> head = source.bytes(0, kHeader / 2);
   put32(head, static_cast<std::uint32_t>(at));
   PictureView view(source);
   view.addBytes(std::move(head));
-  view.addRange(8, fileSize_ - 8);
-  view.addBytes(std::move(directory));
+  view.addRange(kHeader, fileSize_ - kHeader);
+  view.addBytes(std::vector<std::byte>(static_cast<std::size_t>(at - fileSize_)));
+  view.addBytes(cleaned().directory(at));
   return view;
 }
 

@@ -10,9 +10,9 @@
 
 namespace tessaron {
 
-/// The first picture of a TIFF file, read from its directory. FreeImage corrupts memory over
-/// directories that it does not expect, and over blocks that only describe a picture: it gets a
-/// directory of our own, and only for layouts of pixels that it handles.
+/// The first picture of a TIFF file, as its directory declares it. FreeImage corrupts memory over
+/// unexpected layouts of pixels and over blocks that only describe a picture, so it gets a
+/// directory of our own, and only for layouts that it handles.
 class TiffFile {
  public:
   /// Nothing when the file is damaged or its pixels are laid out in a way that is not read.
@@ -45,9 +45,10 @@ class TiffFile {
   std::optional<float> resolution(PictureSource& source, std::uint16_t tag);
   bool readFields(PictureSource& source);
   bool isSupported() const;
-  bool isFloat() const;
   bool isTiled() const { return tileWidth_ != 0 || tileHeight_ != 0; }
   void setNumbers(std::uint16_t tag, std::uint32_t value, std::uint32_t count);
+  TiffFile cleaned() const;
+  std::vector<std::byte> directory(std::uint64_t at) const;
 
   bool isBigEndian_ = false;
   std::uint64_t fileSize_ = 0;
