@@ -1,4 +1,5 @@
-// What a name's sort form costs, and sorting titles beside ICU's own collator with the same rules.
+// Measures the conversion of a name to its sort form, and sorting titles against ICU's collator
+// with the same rules.
 
 #include <benchmark/benchmark.h>
 #include <unicode/coll.h>
@@ -23,7 +24,7 @@ using Texts = std::vector<std::u16string>;
 constexpr std::int64_t kNames = 1'000'000;
 constexpr std::int64_t kTitles = 100'000;
 
-// Words of a few letters; `accents` of a hundred have one that is no ASCII.
+// Words of a few letters; `accents` percent of them have a letter outside ASCII.
 std::u16string words(std::mt19937& random, unsigned count, unsigned accents) {
   std::u16string text;
   while (count-- > 0) {
@@ -41,7 +42,7 @@ Texts makeNames() {
   return names;
 }
 
-// Many begin alike, as the volumes of a series do.
+// Many titles share a prefix, as the volumes of a series do.
 Texts makeTitles(unsigned accents) {
   std::mt19937 random(2);
   Texts series(200);
@@ -56,7 +57,7 @@ Texts makeTitles(unsigned accents) {
   return titles;
 }
 
-// What is timed leaves out the copies that it works on.
+// Leaves copying the input out of the time.
 template <typename Prepare, typename Work>
 void timeWork(State& state, Prepare prepare, Work work) {
   for (auto _ : state) {
@@ -79,7 +80,7 @@ void convertNames(State& state) {
       state, [&] { return names; }, [](Texts& texts) { CCollationSystem::ConvertNames(texts); });
 }
 
-// The result of the conversion, made by nothing but copying into texts that are as long.
+// Lower bound: copies the converted texts into strings of the same length.
 void copyNames(State& state) {
   Texts names = makeNames();
   CCollationSystem::m_nOption = 0;

@@ -1,5 +1,5 @@
-// How fast a block of bytes is searched for start codes, against memchr over the same bytes: a run
-// from one end to the other for a byte that is not there.
+// Measures the search for start codes in a block of bytes against memchr, which looks through the
+// same bytes for one that is absent.
 
 #include <cstring>
 #include <random>
@@ -16,7 +16,7 @@ constexpr std::byte kAbsent{0xB7};
 
 enum Kind : std::int64_t { kPlain, kRandom, kZeros };
 
-// A block without a start code and without `kAbsent`, so that both go to its end.
+// A block without start codes and without `kAbsent`: both searches read it to the end.
 std::vector<std::byte> block(std::int64_t kind) {
   std::mt19937 random(1);
   std::vector<std::byte> bytes(MpegScan::kBlockSize);

@@ -1,5 +1,5 @@
-// Describing a folder of files against the two programs that people use for it, and a thumbnail of
-// a large photograph against decoding and rescaling it.
+// Measures the description of a folder of files against two other programs, and the thumbnail of a
+// large photograph against decoding and rescaling it.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -32,7 +32,7 @@ struct Cost {
   double memory = 1e9;     ///< KiB at most
 };
 
-/// Runs `work` in a process of its own and keeps the lowest costs. False when it has failed.
+/// Runs `work` in a child process and keeps the lowest costs. False when it failed.
 bool measure(Cost& cost, const std::function<bool()>& work) {
   const auto begin = std::chrono::steady_clock::now();
   const pid_t child = fork();
@@ -52,7 +52,7 @@ bool measure(Cost& cost, const std::function<bool()>& work) {
 
 bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
 
-/// A process that becomes the program: nothing of a shell is measured.
+/// Replaces the process with the program, so that no shell is measured.
 bool runInPlace(std::vector<std::string> words) {
   std::freopen("/dev/null", "w", stdout);
   std::freopen("/dev/null", "w", stderr);
@@ -66,7 +66,7 @@ bool runInPlace(std::vector<std::string> words) {
 const char* const kPicture = "-f lavfi -i testsrc2=size=";
 const char* const kSound = "-f lavfi -i sine=frequency=440:duration=5 ";
 
-/// The files that a folder of mixed kinds is made of.
+/// Makes the files of a folder of mixed kinds.
 bool makeOriginals(const fs::path& folder) {
   const auto make = [&](const std::string& what, const char* name) {
     return run("ffmpeg -loglevel error -nostdin -y " + what + " '" + (folder / name).string() +
@@ -128,7 +128,7 @@ bool benchFolder(const fs::path& folder, const std::string& tool) {
 }
 
 bool benchThumbnail(const fs::path& photo) {
-  // Noise, as every camera has it: a smooth picture would be decoded in no time.
+  // Noise, as in every photograph: a smooth picture would decode too fast.
   if (!run("ffmpeg -loglevel error -nostdin -y -f lavfi -i mandelbrot=size=6000x4000 -frames:v 1 "
            "-vf noise=alls=12 -pix_fmt yuvj420p -q:v 3 '" +
            photo.string() + "'")) {

@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <string>
 
-/// What libFuzzer calls.
+/// The entry point that libFuzzer calls.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/// Ends the run, which keeps the input, when `condition` does not hold.
+/// Aborts when `condition` is false; libFuzzer then keeps the input.
 #define CHECK(condition)                                                   \
   do {                                                                     \
     if (!(condition)) {                                                    \
