@@ -50,7 +50,9 @@ set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 target_compile_options(tessaron_warnings INTERFACE -fstack-protector-strong)
 if(WIN32)
   # Random addresses and no execution of data are flags in the header of the DLL.
-  target_link_options(tessaron_warnings INTERFACE -Wl,--dynamicbase,--nxcompat
+  # The compiler links the library of the stack protector only when it is told so.
+  target_link_options(tessaron_warnings INTERFACE -fstack-protector-strong
+    -Wl,--dynamicbase,--nxcompat
     $<$<STREQUAL:${CMAKE_SIZEOF_VOID_P},8>:-Wl,--high-entropy-va>)
 else()
   check_cxx_compiler_flag(-fcf-protection TESSARON_HAS_CF_PROTECTION)
