@@ -125,8 +125,8 @@ class TESSARON_API FileReplacement {
   std::error_code commit();
 
  private:
-  friend std::error_code replaceFile(std::u16string_view path,
-                                     const std::function<bool(File&)>& write);
+  friend TESSARON_API std::error_code replaceFile(std::u16string_view path,
+                                                  const std::function<bool(File&)>& write);
   // Calls `write` and returns the reason when it fails.
   std::error_code run(const std::function<bool(File&)>& write);
 
