@@ -1,5 +1,5 @@
-// Describes the input as a program stream, and searches it for start codes in the plainest way,
-// too.
+// Describes the input as a program stream, and compares the search for start codes with a plain
+// one.
 
 #include <algorithm>
 #include <span>

@@ -6,7 +6,7 @@
 
 #include "tessaron_export.h"
 
-/// Names of audio codecs by wave format tag.
+/// Names of audio codecs by wave format tag. One thread at a time: a lookup may add to `names`.
 class TESSARON_API CAudioFormatTagInfo {
  public:
   std::map<std::uint16_t, std::u16string> names;
@@ -22,7 +22,8 @@ class TESSARON_API CAudioFormatTagInfo {
   bool getNameByFormatTag(std::uint16_t tag, std::u16string& name);
 };
 
-/// Names of video codecs by FourCC, whose first character is the lowest byte. Case matters.
+/// Names of video codecs by FourCC, whose first character is the lowest byte. Case matters. One
+/// thread at a time: a lookup may add to `names`.
 class TESSARON_API CFourCCInfo {
  public:
   std::map<std::uint32_t, std::u16string> names;

@@ -68,10 +68,10 @@ std::u16string measures(std::uint64_t width, std::uint64_t height) {
   return fromUtf8(std::to_string(width) + " x " + std::to_string(height));
 }
 
-// Writes down the measures of a picture that was decoded at 1/`scale`.
+// Adds the measures of a picture that was decoded at 1/`scale`.
 void describePicture(const tessaron::PictureMeasures& picture, int scale, PropertyMap& info) {
-  // QUIRK: a scaled picture counts times its scale, so that up to 7 more are told than there are.
-  // The true size is in the file. Kept: collections hold measures that were told like that.
+  // QUIRK: multiplies the scaled size, which may give up to 7 pixels too many. The true size is in
+  // the file. Kept: existing collections hold measures like that.
   const auto factor = static_cast<std::uint64_t>(scale);
   info[label::kDimensions] = measures(picture.width * factor, picture.height * factor);
   info[label::kColor] = fromUtf8(std::to_string(picture.bits) + " bit");
@@ -144,8 +144,8 @@ bool CFileInfo::fromFileHandle(tessaron::File& file) {
     int scale = jpegScaleDirect(path, thumbnails[0], kThumbnailSize, kThumbnailSize);
     if (scale < 1) {
       scale = 1;
-      // QUIRK: what is no JPEG stays in its full size. A reduced one would be expected. Kept: the
-      // owner scales it to what is asked for.
+      // QUIRK: only JPEG files are reduced, others keep their full size. A reduced one would be
+      // expected. Kept: the owner scales it to the size that it needs.
       tessaron::loadPicture(file, sizeLow, thumbnails[0]);
     }
     describePicture(tessaron::measuresOf(thumbnails[0]), scale, info);
@@ -169,8 +169,8 @@ void CFileInfo::measurePicture(tessaron::File& file) {
 }
 
 bool CFileInfo::fromFilePostProcess() {
-  // QUIRK: a file of an exact multiple of 4 GiB counts as empty. Only half of the size is looked
-  // at. Kept: its description has always lacked these properties.
+  // QUIRK: a file of an exact multiple of 4 GiB counts as empty, because only the low half of the
+  // size is tested. Kept: its description has always lacked these properties.
   if (sizeLow == 0) return true;
   if (category == kVideo || category == kAudio) {
     CDSMediaStreamInfo().identifyByFileName(path, audioStreams, videoStreams);

@@ -16,8 +16,8 @@ namespace tessaron {
 class File;
 }
 
-/// The description of one file. A record describes one file: a second `fromFile` replaces the
-/// single facts and adds to the maps, and to the stream lists.
+/// The description of one file. A second `fromFile` replaces the single facts and adds to the maps
+/// and to the stream lists. One thread at a time may use a record; threads may fill different ones.
 class TESSARON_API CFileInfo {
  public:
   std::u16string path;
@@ -52,8 +52,8 @@ class TESSARON_API CFileInfo {
 
   /// Describes the file at `filePath`: name, category, size, times, attributes, and for pictures,
   /// audio and video what their readers find. False when the path has no separator ("\\", on Linux
-  /// also "/"), when the file cannot be opened, and for what is no plain file (on Linux a pipe or a
-  /// device is not even opened); what was found before that stays. True also where a reader failed.
+  /// also "/"), when the file cannot be opened, and when it is no plain file (on Linux a pipe or a
+  /// device is not even opened); what was found before that stays. True also when a reader failed.
   virtual bool fromFile(const std::u16string& filePath);
   /// Does nothing. Always false.
   virtual bool fromElem(TiXmlElement* elem);
@@ -64,10 +64,10 @@ class TESSARON_API CFileInfo {
   /// Reads what needs the open file: a picture's thumbnail and measures, the streams of a video.
   /// Always false.
   virtual bool fromFileHandle(tessaron::File& file);
-  /// Tells of a picture what `fromFileHandle` tells, from its header alone and without a thumbnail:
-  /// for those who override that, and have no use for thumbnails. A fault behind the header is not
-  /// seen.
+  /// Describes a picture as `fromFileHandle` does, but from its header alone and without a
+  /// thumbnail: for classes that override it and need no thumbnails. Does not notice damage behind
+  /// the header.
   void measurePicture(tessaron::File& file);
-  /// Reads what its readers find by name: streams, tags, picture properties. Always true.
+  /// Reads what needs the file's path: streams, tags, picture properties. Always true.
   virtual bool fromFilePostProcess();
 };

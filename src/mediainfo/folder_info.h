@@ -9,7 +9,7 @@
 #include "mediainfo/file_info.h"
 #include "tessaron_export.h"
 
-/// The description of one folder: the plain files directly in it.
+/// The description of one folder: the plain files directly in it. One thread at a time may use it.
 class TESSARON_API CFolderInfo {
  public:
   std::int32_t id = 0;

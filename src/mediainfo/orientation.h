@@ -10,13 +10,13 @@
 
 namespace tessaron {
 
-/// How a picture is to be shown: mirrored left to right first, then turned.
+/// How to show a picture: first mirrored left to right, then turned.
 struct Orientation {
   bool isMirrored;
   enum class Turn : std::uint8_t { None, Half, Left, Right } turn;
 };
 
-/// By the number that Exif gives them, less 1.
+/// By their Exif number, less 1.
 constexpr std::array<Orientation, 8> kOrientations = {{{false, Orientation::Turn::None},
                                                        {true, Orientation::Turn::None},
                                                        {false, Orientation::Turn::Half},
@@ -26,7 +26,7 @@ constexpr std::array<Orientation, 8> kOrientations = {{{false, Orientation::Turn
                                                        {true, Orientation::Turn::Right},
                                                        {false, Orientation::Turn::Left}}};
 
-/// The text that property maps hold for it.
+/// Returns the text of an orientation in property maps.
 inline std::u16string orientationText(const Orientation& orientation) {
   constexpr std::array<std::uint32_t, 4> kTurns = {label::kNormal, label::kRotated180,
                                                    label::kRotated90Counterclockwise,

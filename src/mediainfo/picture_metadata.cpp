@@ -47,7 +47,7 @@ const PictureTag* findTag(const Tags& tags, std::uint16_t number) {
 
 double asSigned(std::uint32_t bits) { return static_cast<std::int32_t>(bits); }
 
-// The number at `index` of a value of any type that holds numbers. What divides by zero is none.
+// Returns the number at `index` of a value of a numeric type. Nothing for a division by zero.
 std::optional<double> numberAt(const PictureTag& tag, std::size_t index = 0) {
   ByteReader reader(tag.bytes);
   std::optional<double> number;
@@ -124,7 +124,7 @@ std::u16string text(const Tags&, const PictureTag& tag) {
 // The texts that the file manager of Windows writes, in UTF-16.
 std::u16string windowsText(const Tags&, const PictureTag& tag) { return utf16(tag.bytes, false); }
 
-// A text behind eight bytes that name its character set.
+// Decodes a text that follows eight bytes with the name of its character set.
 std::u16string userComment(const Tags& tags, const PictureTag& tag) {
   constexpr std::size_t kName = 8;
   if (tag.type != kUndefined) return text(tags, tag);
@@ -133,8 +133,7 @@ std::u16string userComment(const Tags& tags, const PictureTag& tag) {
   const auto rest = std::span(tag.bytes).subspan(kName);
   if (set.starts_with("JIS")) return {};
   if (!set.starts_with("UNICODE")) return trimmed(fromUtf8(narrow(rest)));
-  // The order is the file's, or whatever the writer preferred: that which gives more of the
-  // characters that have an upper byte of zero.
+  // Writers disagree on the byte order: take the one with more zeros in the upper bytes.
   int first = 0, second = 0;
   for (std::size_t i = 0; i + 1 < rest.size(); i += 2) {
     if (rest[i] == std::byte{0}) ++first;
@@ -157,7 +156,7 @@ std::u16string date(const Tags& tags, const PictureTag& tag) {
 }
 
 std::u16string seconds(double value) {
-  constexpr double kMinPlain = 0.3;  // that is not written as a fraction
+  constexpr double kMinPlain = 0.3;  // seconds; shorter times are written as fractions
   if (!(value > 0) || value > 1e6) return {};
   if (value >= kMinPlain) return decimalText(value, 1) + u" s";
   return u"1/" + decimalText(1 / value, 0) + u" s";
@@ -167,7 +166,7 @@ std::u16string aperture(double number) {
   return number > 0 && number < 1e4 ? u"f/" + decimalText(number, 1) : u"";
 }
 
-// How a number is written.
+// Adapts a formatter of numbers.
 using FromNumber = std::u16string (*)(double);
 template <FromNumber Write>
 std::u16string number(const Tags&, const PictureTag& tag) {
@@ -182,7 +181,7 @@ std::u16string zoom(double value) { return value > 0 ? decimalText(value, 1) + u
 std::u16string exposureSteps(double value) {
   return (value > 0 ? u"+" : u"") + decimalText(value, 2) + u" EV";
 }
-// The logarithmic measures of shutter and aperture.
+// Shutter and aperture in logarithmic (APEX) units.
 std::u16string shutterValue(double value) { return seconds(std::exp2(-value)); }
 std::u16string apertureValue(double value) { return aperture(std::exp2(value / 2)); }
 
@@ -195,7 +194,7 @@ std::u16string distance(const Tags&, const PictureTag& tag) {
   return *value > 0 ? decimalText(*value, 2) + u" m" : tableText(label::kUnknown);
 }
 
-// The text at `value` of a list; what is not in it is "other".
+// Returns the text at index `value` of a list; "other" outside of it.
 template <std::size_t Size>
 std::u16string listed(const std::uint32_t (&labels)[Size], double value) {
   return tableText(value >= 0 && value < Size ? labels[static_cast<std::size_t>(value)]
@@ -217,8 +216,7 @@ std::u16string meteringMode(double value) {
 
 std::u16string lightSource(double value) {
   using namespace label;
-  // From 12 on the kinds of fluorescent lamps, from 17 on the standard lights: a filament lamp and
-  // daylight of several colors, then a studio's filament lamp.
+  // 12 to 16 are fluorescent lamps, 17 to 23 standard lights, 24 is studio tungsten.
   return listed(
       {kUnknown,     kDaylight,    kFluorescent, kTungsten, kFlashLight, kOther,       kOther,
        kOther,       kOther,       kFineWeather, kCloudy,   kShade,      kFluorescent, kFluorescent,
@@ -289,11 +287,11 @@ std::u16string altitude(const Tags& tags, const PictureTag& tag) {
 
 struct Property {
   std::uint16_t number;
-  std::uint32_t label;  // 0: only stands beside another
+  std::uint32_t label;  // 0: only used by other properties
   std::u16string (*format)(const Tags&, const PictureTag&);
 };
 
-// Of several for one label the first counts.
+// Of several numbers with the same label the first found counts.
 constexpr Property kProperties[] = {
     {0x9C9B, label::kPictureTitle, windowsText},
     {0x010D, label::kPictureTitle, text},

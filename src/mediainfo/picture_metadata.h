@@ -5,7 +5,8 @@
 #include "mediainfo/file_info.h"
 #include "tessaron_export.h"
 
-/// Reads what camera and drawing program have written into a picture.
+/// Reads the properties that cameras and drawing programs write into pictures. Threads may share
+/// one.
 class TESSARON_API CGPImageMDParser {
  public:
   CGPImageMDParser();

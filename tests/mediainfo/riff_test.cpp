@@ -86,125 +86,100 @@ std::vector<Row> files() {
   const std::string standardIndex =
       chunk("ix00", le16(2) + bytes({0, 1}) + le32(2) + "00dc" + std::string(12, '\0') + le32(0) +
                         le32(3000) + le32(8) + le32(0x80001000 - 1000 - 96));
+  std::string deep = xvid;
+  for (int level = 8; level > 0; --level)
+    deep = list(std::string(4, static_cast<char>('0' + level)), deep);
+  const std::string open = chunk("00dc", "frame");
+  const std::string picture = "40003=320 x 240 40101=XviD MPEG-4";
+  // clang-format off
   return {
       {"streams, software, data and an index", riff(headers + software + movi + index),
-       "40003=320 x 240 40101=XviD MPEG-4 40102=200 kbps 40106=0:02 40107=25 fps\n", kAudio,
-       "Maker 1.0"},
+       picture + " 40102=200 kbps 40106=0:02 40107=25 fps\n", kAudio, "Maker 1.0"},
       {"an odd chunk and an empty one between",
        riff(chunk("JUNK", "odd") + chunk("JUNK", "") + headers + movi), kVideo, kAudio},
-      {"lists in lists", riff(list("hdrl", list("aaaa", list("bbbb", xvid + software)))), kVideo,
-       "", "Maker 1.0"},
-      {"lists too deep",
-       riff(list("1111",
-                 list("2222",
-                      list("3333",
-                           list("4444",
-                                list("5555", list("6666", list("7777", list("8888", xvid)))))))) +
-            software),
-       "", "", "Maker 1.0"},
-      {"sizes of 0 in a recording that was broken off",
-       chunk("RIFF", "AVI " + headers + chunk("LIST", "movi" + chunk("00dc", "frame"), 0), 0),
-       kVideo, kAudio},
-      {"sizes of -1",
-       chunk("RIFF", "AVI " + headers + chunk("LIST", "movi" + chunk("00dc", "frame"), ~0u), ~0u),
-       kVideo, kAudio},
+      {"lists in lists", riff(list("hdrl", list("aaaa", list("bbbb", xvid + software)))), kVideo, "", "Maker 1.0"},
+      {"lists too deep", riff(deep + software), "", "", "Maker 1.0"},
+      {"sizes of 0 in an interrupted recording",
+       chunk("RIFF", "AVI " + headers + chunk("LIST", "movi" + open, 0), 0), kVideo, kAudio},
+      {"sizes of -1", chunk("RIFF", "AVI " + headers + chunk("LIST", "movi" + open, ~0u), ~0u), kVideo, kAudio},
       {"a list that claims more than its parent has",
        riff(chunk("LIST", "hdrl" + kMainHeader + xvid + mp3, 0x7FFFFFFF)), kVideo, kAudio},
       {"a second part, and software behind it",
-       riff(headers + movi) + riff(movi, "AVIX") + riff(software, "AVIX"), kVideo, kAudio,
-       "Maker 1.0"},
+       riff(headers + movi) + riff(movi, "AVIX") + riff(software, "AVIX"), kVideo, kAudio, "Maker 1.0"},
       {"another film behind it", riff(headers + movi) + riff(headers + software), kVideo, kAudio},
       {"all frames of all parts",
-       riff(list("hdrl", kMainHeader + xvid + list("odml", chunk("dmlh", le32(500)))) +
-            repeated(movi, 4)),
-       "40003=320 x 240 40101=XviD MPEG-4 40106=0:20 40107=25 fps\n"},
-      {"an index of indexes, the first of them at the file's begin",
+       riff(list("hdrl", kMainHeader + xvid + list("odml", chunk("dmlh", le32(500)))) + repeated(movi, 4)),
+       picture + " 40106=0:20 40107=25 fps\n"},
+      {"an index of indexes, the first of them at the file's beginning",
        riff(standardIndex + list("hdrl", kMainHeader + videoStream("XVID", 50, superIndex)) + movi),
-       "40003=320 x 240 40101=XviD MPEG-4 40102=600 kbps 40106=0:05 40107=25 fps\n"},
+       picture + " 40102=600 kbps 40106=0:05 40107=25 fps\n"},
       {"lengths that no file of this size has",
-       riff(list("hdrl", kMainHeader + videoStream("XVID", 0x40000000))),
-       "40003=320 x 240 40101=XviD MPEG-4 40107=25 fps\n"},
+       riff(list("hdrl", kMainHeader + videoStream("XVID", 0x40000000))), picture + " 40107=25 fps\n"},
       {"codes without a name, pictures from the top",
        riff(list("hdrl", kMainHeader + videoStream("QQQQ") +
-                             list("strl", streamHeader("vids", "DIB ", 1001, 30000, 60) +
-                                              pictureFormat(le32(0), 0u - 480)) +
-                             list("strl", streamHeader("vids", "CVID", 0, 0, 0) +
-                                              pictureFormat(bytes({1, 2, 3, 4}))))),
+                 list("strl", streamHeader("vids", "DIB ", 1001, 30000, 60) + pictureFormat(le32(0), 0u - 480)) +
+                 list("strl", streamHeader("vids", "CVID", 0, 0, 0) + pictureFormat(bytes({1, 2, 3, 4}))))),
        "40003=320 x 240 40101=QQQQ 40106=0:02 40107=25 fps\n"
-       "40003=320 x 480 40101=RGB 40106=0:02 40107=29.97 fps\n"
-       "40003=320 x 240 40101=Cinepak\n"},
+       "40003=320 x 480 40101=RGB 40106=0:02 40107=29.97 fps\n40003=320 x 240 40101=Cinepak\n"},
       {"sound without a name, and extensible sound",
        riff(list("hdrl", audioStream(waveFormat(0xABC)) +
-                             audioStream(waveFormat(0xFFFE, le16(22) + le16(16) + le32(3) +
-                                                                le16(3) + std::string(14, '\0'))))),
-       "",
+                 audioStream(waveFormat(0xFFFE, le16(22) + le16(16) + le32(3) + le16(3) + std::string(14, '\0'))))), "",
        "40101=0x0ABC 40102=128 kbps 40103=2 40104=44100 Hz, 16 bit 40106=0:02\n"
-       "40101=Microsoft Wave IEEE Float 40102=128 kbps 40103=2 40104=44100 Hz, 16 bit "
-       "40106=0:02\n"},
+       "40101=Microsoft Wave IEEE Float 40102=128 kbps 40103=2 40104=44100 Hz, 16 bit 40106=0:02\n"},
       {"nineteen of each kind, and streams of others",
-       riff(list("hdrl",
-                 list("strl", streamHeader("txts", le32(0), 1, 1, 1)) + repeated(xvid + mp3, 25))),
+       riff(list("hdrl", list("strl", streamHeader("txts", le32(0), 1, 1, 1)) + repeated(xvid + mp3, 25))),
        repeated(kVideo, 19), repeated(kAudio, 19)},
   };
+  // clang-format on
 }
 
-bool parse(tessaron::File& file, PropertyMap& meta, StreamList& audio, StreamList& video) {
-  return CRiffFileParser().parseByHandle(file, meta, audio, video);
-}
+struct Parsed {
+  explicit Parsed(tessaron::File& file)
+      : isAvi(CRiffFileParser().parseByHandle(file, meta, audio, video)) {}
+  explicit Parsed(const std::string& content) : Parsed(*tessaron::memoryFile(content)) {}
+
+  PropertyMap meta;
+  StreamList audio, video;
+  bool isAvi;
+};
 
 }  // namespace
 
 TEST(CRiffFileParser, DescribesStreams) {
   for (const Row& row : files()) {
-    PropertyMap meta;
-    StreamList audio;
-    StreamList video;
-    EXPECT_TRUE(parse(*tessaron::memoryFile(row.file), meta, audio, video)) << row.name;
-    EXPECT_EQ(lines(video), row.video) << row.name;
-    EXPECT_EQ(lines(audio), row.audio) << row.name;
-    EXPECT_EQ(tessaron::toUtf8(meta[40203]), row.software) << row.name;
+    Parsed parsed(row.file);
+    EXPECT_TRUE(parsed.isAvi) << row.name;
+    EXPECT_EQ(lines(parsed.video), row.video) << row.name;
+    EXPECT_EQ(lines(parsed.audio), row.audio) << row.name;
+    EXPECT_EQ(tessaron::toUtf8(parsed.meta[40203]), row.software) << row.name;
   }
 }
 
 TEST(CRiffFileParser, TellsTheWholeDataRate) {
   const std::string headers = list("hdrl", kMainHeader + videoStream("XVID"));
-  PropertyMap meta;
-  StreamList audio;
-  StreamList video;
-  parse(*tessaron::memoryFile(riff(headers + std::string(25000 - headers.size() - 12, '\0'))), meta,
-        audio, video);
-  EXPECT_EQ(line(meta), "40102=100 kbps");  // 25000 bytes in two seconds
-  meta.clear();
-  parse(*tessaron::memoryFile(riff(list("hdrl", kMainHeader))), meta, audio, video);
-  EXPECT_EQ(line(meta), "40102=4 Mbps");  // what the header says
+  const std::string rest(25000 - headers.size() - 12, '\0');
+  EXPECT_EQ(line(Parsed(riff(headers + rest)).meta), "40102=100 kbps");  // 25000 bytes in 2 s
+  EXPECT_EQ(line(Parsed(riff(list("hdrl", kMainHeader))).meta), "40102=4 Mbps");  // the header's
 }
 
 TEST(CRiffFileParser, LeavesOtherFilesToOthers) {
-  const std::string files[] = {"", "RIFF", riff("", "WAVE"), "XIFF" + riff("").substr(4),
-                               std::string(12, '\0')};
-  for (const std::string& content : files) {
-    PropertyMap meta;
-    StreamList audio;
-    StreamList video;
-    EXPECT_FALSE(parse(*tessaron::memoryFile(content), meta, audio, video));
-    EXPECT_TRUE(meta.empty() && audio.empty() && video.empty());
+  for (const std::string& content : {std::string(), std::string("RIFF"), riff("", "WAVE"),
+                                     "XIFF" + riff("").substr(4), std::string(12, '\0')}) {
+    const Parsed parsed(content);
+    EXPECT_FALSE(parsed.isAvi);
+    EXPECT_TRUE(parsed.meta.empty() && parsed.audio.empty() && parsed.video.empty());
   }
 }
 
 TEST(CRiffFileParser, ReadsLittleOfALongFile) {
   const std::string headers = "AVI " + list("hdrl", kMainHeader + videoStream("XVID"));
-  const std::string claims[] = {
-      chunk("RIFF", headers + chunk("LIST", "movi", 0xF0000000), 0xF0000400),
-      chunk("RIFF", headers + chunk("idx1", "", 0xF0000000), 0xF0000400),
-      chunk("RIFF", headers + repeated(chunk("JUNK", std::string(2000, 'j')), 5000), ~0u),
-  };
-  for (const std::string& begin : claims) {
+  for (const std::string& begin :
+       {chunk("RIFF", headers + chunk("LIST", "movi", 0xF0000000), 0xF0000400),
+        chunk("RIFF", headers + chunk("idx1", "", 0xF0000000), 0xF0000400),
+        chunk("RIFF", headers + repeated(chunk("JUNK", std::string(2000, 'j')), 5000), ~0u)}) {
     TestFile file(begin, std::uint64_t{0x100000000});
-    PropertyMap meta;
-    StreamList audio;
-    StreamList video;
-    EXPECT_TRUE(parse(file, meta, audio, video));
-    EXPECT_EQ(video.size(), 1u);
+    const Parsed parsed(file);
+    EXPECT_EQ(parsed.video.size(), 1u);
     EXPECT_LE(file.total, 8u << 20);
   }
 }

@@ -30,7 +30,7 @@ extern "C" __attribute__((visibility("default"))) void tessaronReadExif(const st
   try {
     readExif(tiff, size, found, context);
   } catch (const Exiv2::AnyError&) {
-    // What was found is all there is.
+    // Entries before the error were reported.
   }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// What the module that holds Exiv2 gives. Exiv2 takes longer to load than most of the program's
-// uses last, so it is linked into this module alone, which is loaded when a picture is described.
+// The interface of the module that contains Exiv2. Loading Exiv2 takes longer than most runs of the
+// program, so only this module links it, and it is loaded when a picture is first described.
 
 #include <cstddef>
 #include <cstdint>

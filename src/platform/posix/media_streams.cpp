@@ -20,11 +20,11 @@ namespace tessaron {
 namespace {
 
 constexpr std::int64_t kProbedBytes = 1 << 20;
-constexpr std::uint64_t kReadBytes = 16 << 20;  // with headers that stand at a file's end
+constexpr std::uint64_t kReadBytes = 16 << 20;  // bytes, with headers at the end of a file
 constexpr auto kTime = std::chrono::seconds(3);
 constexpr int kBufferSize = 32 << 10;
 
-// The functions in use, with the types that the headers declare.
+// The functions in use. Their types come from the headers.
 #define AV_FUNCTIONS(F)           \
   F(av_codec_get_id)              \
   F(av_codec_get_tag)             \
@@ -48,7 +48,7 @@ struct Library {
 #undef DECLARE
   bool ready = false;
 
-  // Not linked: it brings a hundred libraries along, and most programs never ask for streams.
+  // Not linked: it depends on a hundred libraries, and most programs never need streams.
   Library() {
     constexpr const char* kName = "libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR);
     void* const loaded = dlopen(kName, RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
@@ -63,7 +63,7 @@ struct Library {
 #define FIND(name) find(name, #name);
     AV_FUNCTIONS(FIND)
 #undef FIND
-    // A program that uses the library itself has set what it wants.
+    // A program that uses libavformat itself has set its own level.
     if (ready && !loaded) av_log_set_level(AV_LOG_QUIET);
   }
 };
@@ -73,7 +73,7 @@ const Library& av() {
   return library;
 }
 
-/// A file as libavformat reads it, and for how long and how much of it.
+/// A file as libavformat reads it, with limits of time and bytes.
 struct Source {
   std::unique_ptr<File> file;
   std::uint64_t size = 0;
@@ -108,12 +108,12 @@ struct Source {
   }
 };
 
-// Playlists name other files; none is opened.
+// Refuses the other files that playlists name.
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
 }
 
-/// An opened input with all that it owns.
+/// An opened input. Owns its libavformat objects.
 class Input {
  public:
   explicit Input(Source& source) {
@@ -163,7 +163,7 @@ bool isProgramStream(const AVFormatContext& context) {
 }
 
 double secondsOf(const AVStream& stream, const AVFormatContext& context) {
-  // A recording that was broken off claims more frames than its file has bytes.
+  // An interrupted recording claims more frames than its file has bytes.
   const auto* source = static_cast<const Source*>(context.pb->opaque);
   if (stream.nb_frames > static_cast<std::int64_t>(source->size)) return 0;
   if (stream.duration > 0) {
@@ -172,7 +172,7 @@ double secondsOf(const AVStream& stream, const AVFormatContext& context) {
   return context.duration > 0 ? static_cast<double>(context.duration) / AV_TIME_BASE : 0;
 }
 
-// Whether the file's headers told all, so that no packet need be read.
+// Whether the headers declare everything, so that no packets have to be read.
 bool isComplete(const Input& input) {
   if (input->nb_streams == 0) return false;
   return std::ranges::all_of(input.streams(), [&](const AVStream* stream) {
@@ -185,7 +185,7 @@ bool isComplete(const Input& input) {
   });
 }
 
-// The code in the file counts where the tables know it; codecs have several.
+// A codec has several codes: prefers the file's own if the tables know it.
 std::array<std::uint32_t, 2> codesOf(const AVCodecParameters& codec) {
   const bool isVideo = codec.codec_type == AVMEDIA_TYPE_VIDEO;
   const AVCodecTag* const tables[] = {
@@ -254,7 +254,7 @@ std::optional<std::vector<MediaStream>> findMediaStreams(std::u16string_view pat
   std::vector<AVStream*> found;
   std::ranges::copy_if(input.streams(), std::back_inserter(found),
                        [](const AVStream* stream) { return isListed(*stream); });
-  // A program stream's come in the order of their first packets.
+  // Those of a program stream are in the order of their first packets.
   if (isProgramStream(*input.get())) {
     std::ranges::stable_sort(found, {}, &AVStream::id);
   }

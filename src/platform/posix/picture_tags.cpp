@@ -9,8 +9,8 @@
 namespace tessaron {
 namespace {
 
-// The module stands beside the library, or in the folder "lib" beside that of a program which was
-// linked from the library's objects.
+// Loads the module from the library's folder, or, for a program that links the library's objects,
+// from the folder "lib" beside the program's.
 TessaronReadExif load() {
   Dl_info self;
   if (dladdr(reinterpret_cast<const void*>(&load), &self) == 0) return nullptr;

@@ -12,7 +12,7 @@
 namespace tessaron {
 namespace {
 
-/// The thread as COM wants it, for as long as this lives.
+/// Initializes COM on this thread, as long as it lives.
 class Apartment {
  public:
   Apartment() : result_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
@@ -23,7 +23,7 @@ class Apartment {
   Apartment& operator=(const Apartment&) = delete;
 
  private:
-  HRESULT result_;  // a failure when the thread is one already, in another way, which does as well
+  HRESULT result_;  // a failure when the thread uses COM already, in another mode, which works, too
 };
 
 class Detector {
@@ -65,7 +65,7 @@ struct MediaType : AM_MEDIA_TYPE {
   MediaType(const MediaType&) = delete;
   MediaType& operator=(const MediaType&) = delete;
 
-  // The format block, when it is of this kind and long enough.
+  // Returns the format block, or null when it is of another kind or too short.
   template <typename Block>
   const Block* block(const GUID& kind) const {
     if (formattype != kind || cbFormat < sizeof(Block)) return nullptr;
@@ -77,7 +77,7 @@ void describePicture(const BITMAPINFOHEADER& header, MediaStream& to) {
   to.codes[0] = header.biCompression;
   to.width = header.biWidth > 0 ? static_cast<std::uint32_t>(header.biWidth) : 0;
   const auto height = static_cast<std::uint32_t>(header.biHeight);
-  to.height = height >> 31 ? 0 - height : height;  // of a picture that begins at the top
+  to.height = height >> 31 ? 0 - height : height;  // negative for rows from top to bottom
 }
 
 void describeVideo(const MediaType& type, MediaStream& to) {

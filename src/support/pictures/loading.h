@@ -18,6 +18,8 @@ struct PictureMeasures {
   std::uint32_t bits = 0;  ///< a pixel
   double across = 0;       ///< dots per centimeter
   double down = 0;
+
+  bool operator==(const PictureMeasures&) const = default;
 };
 
 PictureMeasures measuresOf(const fipImage& picture);
