@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +11,9 @@
 #include <iterator>
 #include <memory>
 
+#include "graphics/image_cache_internal.h"
 #include "support/allocations.h"
+#include "support/unreliable_file.h"
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
@@ -251,55 +254,73 @@ TEST_F(CImageCacheManTest, LosesOnlyWhatIsNewWhenItsProcessDies) {
   EXPECT_EQ(find(cache, 'a'), "data");
 }
 
-TEST_F(CImageCacheManTest, TakesFilesCutAnywhere) {
-  const std::string whole =
-      kEmptyFile + section('a', "first") + section('b', "second") + section('c', "third");
-  const std::size_t ends[] = {kHeader + kSectionHeader + 5, kHeader + 2 * kSectionHeader + 11};
-  for (std::size_t size = kHeader - 2; size < whole.size(); ++size) {
-    SCOPED_TRACE(size);
-    write(whole.substr(0, size));
-    const bool hasKeys = size >= ends[1] + 41;
-    std::string third = "third";  // zeros stand for what is cut
-    for (std::size_t at = whole.size() - 5; at < whole.size(); ++at)
-      if (at >= size) third[at + 5 - whole.size()] = '\0';
-    for (int round = 0; round < 2; ++round) {  // as it was cut, and as it was written back
+TEST_F(CImageCacheManTest, TakesDamagedFiles) {
+  const std::string first = section('a', "first"), second = section('b', "second");
+  const std::string whole = kEmptyFile + first + second;
+  const struct {
+    std::string content;
+    std::string a, b;
+  } rows[] = {
+      {whole.substr(0, kHeader - 2), "none", "none"},
+      {whole.substr(0, kHeader + 3), "none", "none"},
+      {whole.substr(0, kHeader + first.size() + 30), "first", "none"},  // inside the keys
+      {whole.substr(0, whole.size() - 2), "first", "seco\0\0"s},
+      {whole + "stray", "first", "second"},
+      {kEmptyFile + first + std::string(kSectionHeader, '\0') + second, "first", "second"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    write(row.content);
+    for (int round = 0; round < 2; ++round) {  // as it was damaged, and as it was written back
       CImageCacheMan cache(path);
-      EXPECT_EQ(find(cache, 'a') == "first", size >= ends[0]);
-      EXPECT_EQ(find(cache, 'b') == "second", size >= ends[1]);
-      EXPECT_EQ(find(cache, 'c'), hasKeys ? third : "none");
+      EXPECT_EQ(find(cache, 'a'), row.a);
+      EXPECT_EQ(find(cache, 'b'), row.b);
       EXPECT_TRUE(round == 1 || save(cache, 'n', "new"));
       EXPECT_EQ(find(cache, 'n'), "new");
     }
   }
 }
 
-TEST_F(CImageCacheManTest, FindsTheSectionsThatAFlippedByteLeavesReachable) {
-  const std::string whole =
-      kEmptyFile + section('a', "first") + section('b', "second") + section('c', "third");
-  const std::size_t second = kHeader + kSectionHeader + 5;
-  // Whether a section of `size` bytes does not suffer from a flip `at` bytes behind its start: one
-  // that is elsewhere, in the offset, or in the tag behind its end.
-  const auto isSpared = [](std::size_t at, std::size_t size) {
-    return at >= kSectionHeader + size || (at >= 4 && at < 8) || (at >= 46 && at < kSectionHeader);
-  };
-  for (std::size_t i = 0; i < whole.size(); i += i < kHeader - 2 ? 97 : 1) {
-    for (const char mask : {'\1', '\x80'}) {
-      SCOPED_TRACE(i);
-      std::string damaged = whole;
-      damaged[i] = static_cast<char>(damaged[i] ^ mask);
-      write(damaged);
-      const std::size_t before = allocatedBytes();
-      CImageCacheMan cache(path);
-      EXPECT_EQ(find(cache, 'a') == "first", isSpared(i - kHeader, 5));
-      const bool isReachable = i < kHeader || i >= kHeader + 4;
-      EXPECT_EQ(find(cache, 'b') == "second", isReachable && isSpared(i - second, 6));
-      save(cache, 'n', "new");
-      cache.deinit();
-      EXPECT_LT(allocatedBytes() - before,
-                std::size_t{5} << 20);  // lookups of at most 1 MiB and a bit
-      cache.init();
-      EXPECT_EQ(find(cache, 'n'), "new");
-    }
+TEST(CacheFile, TellsReadErrorsFromDamage) {
+  using tessaron::CacheLoad;
+  const std::string whole = kEmptyFile + section('a', "first") + section('b', "second");
+  for (int failing = 0; failing < 5; ++failing) {  // two headers, two sections, nothing
+    SCOPED_TRACE(failing);
+    UnreliableFile file(whole);
+    file.fails = [=](int read) { return read == failing; };
+    tessaron::CacheWalk walk(file);
+    int count = 0;
+    while (walk.next()) ++count;
+    EXPECT_EQ(walk.hasReadError(), failing < 3);
+    EXPECT_EQ(walk.isWhole(), failing >= 3);
+    EXPECT_EQ(count, std::clamp(failing - 1, 0, 2));
+    file.reads = 0;
+    std::vector<CACHESECTIONHEADER> sections;
+    EXPECT_EQ(tessaron::loadCache(file, *tessaron::memoryFile(""), sections),
+              failing < 4 ? CacheLoad::ReadError : CacheLoad::Whole);
+  }
+  UnreliableFile cut(whole.substr(0, whole.size() - 1)), full("");
+  std::vector<CACHESECTIONHEADER> sections;
+  EXPECT_EQ(tessaron::loadCache(cut, *tessaron::memoryFile(""), sections), CacheLoad::Whole);
+  full.failsWriting = [](int) { return true; };
+  EXPECT_EQ(tessaron::loadCache(cut, full, sections), CacheLoad::Failed);
+}
+
+TEST(CacheFile, TellsEveryFailureToWrite) {
+  const std::string before = kEmptyFile + section('a', "first");
+  for (int failing = 0; failing < 5; ++failing) {
+    SCOPED_TRACE(failing);
+    UnreliableFile from(before), to("");
+    to.failsWriting = [=](int write) { return write == failing; };
+    from.fails = [=](int read) { return failing == 4 && read == 2; };
+    tessaron::CacheWalk walk(from);
+    ASSERT_TRUE(walk.next());
+    const bool isWritten = tessaron::writeCache(to, from, {&walk.section(), 1});
+    EXPECT_EQ(isWritten, failing == 2 || failing == 3);
+    if (!isWritten) continue;
+    CACHESECTIONHEADER added = walk.section();
+    EXPECT_FALSE(tessaron::appendSection(to, added, std::as_bytes(std::span("data"))));
+    EXPECT_EQ(to.size(), before.size()) << "cut back to what was whole";
   }
 }
 

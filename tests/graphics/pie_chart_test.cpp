@@ -44,7 +44,6 @@ int distance(const Rgb& a, const Rgb& b) {
 
 struct Box {
   int left, top, right, bottom;  // the last two are outside
-  bool holds(int x, int y) const { return x >= left && x < right && y >= top && y < bottom; }
 };
 
 /// What a viewer shows of a chart's file; FreeImage reads it.
@@ -58,21 +57,16 @@ class Picture {
     EXPECT_TRUE(image_.load(file.string().c_str()));
     EXPECT_EQ(image_.getBitsPerPixel(), 24U);
   }
-  int width() const { return static_cast<int>(image_.getWidth()); }
-  int height() const { return static_cast<int>(image_.getHeight()); }
-  Rgb at(int x, int y) const {
+  Rgb at(double x, double y) const {
     RGBQUAD color{};
     EXPECT_TRUE(image_.getPixelColor(static_cast<unsigned>(x),
-                                     image_.getHeight() - 1 - static_cast<unsigned>(y), &color))
-        << x << ", " << y;
+                                     image_.getHeight() - 1 - static_cast<unsigned>(y), &color));
     return {color.rgbRed, color.rgbGreen, color.rgbBlue};
   }
-  /// The pixels in a box that are not white.
+  /// How many pixels in a box are not white.
   int ink(const Box& box) const {
-    int count = 0;
-    for (int y = box.top; y < box.bottom; ++y)
-      for (int x = box.left; x < box.right; ++x) count += at(x, y) != kWhite;
-    return count;
+    const std::vector<Rgb> all = pixels(box);
+    return static_cast<int>(all.size()) - static_cast<int>(std::ranges::count(all, kWhite));
   }
   std::vector<Rgb> pixels(const Box& box) const {
     std::vector<Rgb> out;
@@ -148,61 +142,36 @@ TEST(GPPieChart, DrawsInSeveralThreadsAtOnce) {
   for (auto& chart : charts) EXPECT_EQ(Picture(*chart).pixels(all), expected);
 }
 
-/// The pixels that are not white although neither the body nor the legend is there.
-int strayInk(const Picture& picture, const Layout& layout, int items) {
-  int stray = 0;
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      // At most two pixels from the body: the face, and what lies up to 13 pixels below it.
-      const double u = (x + 0.5 - 20 - layout.a) / (layout.a + 2);
-      const double v = y + 0.5 - 20 - layout.b;
-      const double half = u * u < 1 ? (layout.b + 2) * std::sqrt(1 - u * u) : -1;
-      bool allowed = half >= 0 && v >= -half && v <= half + 13;
-      for (int i = 0; i < items && !allowed; ++i)
-        allowed = layout.square(i).holds(x, y) || layout.label(i, i + 1 == items).holds(x, y);
-      stray += !allowed && picture.at(x, y) != kWhite;
-    }
-  }
-  return stray;
-}
-
 TEST(GPPieChart, ShowsSlicesRimsAndLegendAndNothingElse) {
   for (const auto& shares : kPies) {
     SCOPED_TRACE(std::to_string(shares.size()) + " items");
     const auto items = static_cast<int>(shares.size());
-    const auto chart = drawn(shares);
-    const Picture picture(*chart);
-    ASSERT_EQ(picture.width(), kWidth);
-    ASSERT_EQ(picture.height(), kHeight);
+    const Picture picture(*drawn(shares));
     const Layout layout(items);
-    EXPECT_EQ(chart->pieWidth, 2 * layout.a);
-    EXPECT_EQ(chart->pieHeight, 2 * layout.b);
     const auto angles = middles(shares);
     for (int i = 0; i < items; ++i) {
       SCOPED_TRACE("item " + std::to_string(i + 1));
       const Rgb color = kColors[i % 12];
       const double angle = angles[static_cast<std::size_t>(i)];
-      for (const double radius : {0.5, 0.9})
-        EXPECT_EQ(picture.at(static_cast<int>(layout.x(angle, radius)),
-                             static_cast<int>(layout.y(angle, radius))),
-                  color);
-      if (std::sin(angle) > 0.3) {  // the front, below whose edge the side is seen
-        EXPECT_EQ(picture.at(static_cast<int>(layout.x(angle, 1)),
-                             static_cast<int>(layout.y(angle, 1) + 7)),
-                  shadeOf(color));
-      }
+      EXPECT_EQ(picture.at(layout.x(angle, 0.9), layout.y(angle, 0.9)), color);
+      // At the front the side is seen below the edge.
+      const Rgb below = picture.at(layout.x(angle, 1), layout.y(angle, 1) + 7);
+      EXPECT_TRUE(std::sin(angle) <= 0.3 || below == shadeOf(color));
       const Box square = layout.square(i);
-      const Rgb expected = i < 12 ? color : kWhite;  // the legend's colours are not used twice
-      for (const int offset : {1, 7, 13})
+      const Rgb expected = i < 12 ? color : kWhite;  // the legend's colors are not used twice
+      for (const int offset : {1, 13})
         EXPECT_EQ(picture.at(square.left + offset, square.top + offset), expected);
-      const Box label = layout.label(i, i + 1 == items);
-      if (i < 14) {  // the one after has no room
-        EXPECT_GT(picture.ink(label), 50) << "no label";
-      }
+      EXPECT_TRUE(i >= 14 || picture.ink(layout.label(i, i + 1 == items)) > 50) << "no label";
     }
-    if (items <= 14) {
-      EXPECT_EQ(strayInk(picture, layout, items), 0);
-    }
+    const int bottom = layout.square(0).top;
+    const Box empty[] = {{0, 0, kWidth, 18},
+                         {0, 0, 18, kHeight},
+                         {kWidth - 18, 0, kWidth, kHeight},
+                         {0, bottom - 18, kWidth, bottom},
+                         {36, bottom, 40, kHeight},
+                         {0, kHeight - 14, kWidth, kHeight}};
+    for (const Box& box : empty)
+      EXPECT_TRUE(items > 14 || picture.ink(box) == 0) << "around " << box.left << ", " << box.top;
   }
 #ifndef _WIN32  // Wine's edges may be off by a pixel
   // The lowest layer is narrower than the others: it ends at 526.4 here, they would at 528.
@@ -251,9 +220,7 @@ TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
   const Layout layout(5);
   const auto angles = middles({50, 0, 25, 0, 25});
   for (const std::size_t i : {0U, 2U, 4U})
-    EXPECT_EQ(picture.at(static_cast<int>(layout.x(angles[i], 0.5)),
-                         static_cast<int>(layout.y(angles[i], 0.5))),
-              kColors[i]);
+    EXPECT_EQ(picture.at(layout.x(angles[i], 0.5), layout.y(angles[i], 0.5)), kColors[i]);
   EXPECT_GT(picture.ink(layout.label(1)), 50);
 
   // More than a whole turn covers all.
@@ -271,18 +238,13 @@ TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
 TEST(GPPieChart, SurvivesWhateverItIsGiven) {
   const float great = std::numeric_limits<float>::max();
   const std::vector<float> lists[] = {{},
-                                      {0, 0},
                                       {kNan, 1, kNan},
-                                      {-1, -2},
-                                      {-50, 150},
-                                      {1e-30F, 1},
+                                      {-50, 150, 1e-30F},
                                       {great, great, -great},
-                                      {HUGE_VALF, 1},
-                                      {720, 400, 90},
+                                      {HUGE_VALF, 720},
                                       std::vector<float>(400, 0.25F)};
-  const int sizes[][2] = {{kWidth, kHeight}, {0, 0},    {-5, 10},   {1, 1},
-                          {40, 40},          {41, 194}, {300, 193}, {300, 220},
-                          {80, 240},         {3, 2000}, {2000, 3},  {INT_MAX, INT_MAX}};
+  const int sizes[][2] = {{kWidth, kHeight}, {0, 0},     {-5, 10},  {1, 1},
+                          {41, 194},         {300, 193}, {3, 2000}, {INT_MAX, INT_MAX}};
   for (const auto& size : sizes) {
     for (const auto& shares : lists) {
       const auto chart = drawn(shares, size[0], size[1]);
@@ -351,7 +313,7 @@ TEST(GPPieChart, SharesItsCanvasWithItsCopies) {
   EXPECT_EQ(Picture(*original).at(kWidth / 2, 60), kColors[0]);
   original.reset();
   other.draw();
-  EXPECT_EQ(Picture(other).width(), kWidth);
+  EXPECT_EQ(Picture(other).at(kWidth / 2, 60), kColors[0]);
 }
 
 TEST(GPChart, WritesPngFilesWhereItCan) {

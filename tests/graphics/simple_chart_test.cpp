@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <limits>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -64,47 +61,26 @@ TEST(GPSimpleChart, MergesSortsAndTurnsIntoPercentages) {
   }
 }
 
-// The merge and the rest as one would write them down, in quadratic time.
-void normalizeSlowly(std::vector<scdata>& items, bool groupRest) {
-  float total = 0;
-  for (const scdata& item : items) total += item.value;
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    for (std::size_t j = 0; j < items.size();) {
-      if (j == i || items[j].name != items[i].name) {
-        ++j;
-        continue;
-      }
-      items[i].value += items[j].value;
-      items[i].count += items[j].count;
-      items.erase(items.begin() + static_cast<std::ptrdiff_t>(j));
-    }
-  }
-  std::sort(items.begin(), items.end(), SortSCData());
-  while (groupRest && items.size() > 12) {
-    items[11].name += u", " + items[12].name;
-    items[11].value += items[12].value;
-    items[11].count += items[12].count;
-    items.erase(items.begin() + 12);
-  }
-  for (scdata& item : items) item.value = item.value / total * 100;
+TEST(GPSimpleChart, GroupsTheRestAfterElevenItems) {
+  GPSimpleChart chart;
+  for (int i = 0; i < 14; ++i)
+    chart.feed({std::u16string(1, static_cast<char16_t>(u'a' + i)), i, static_cast<float>(20 - i)});
+  GPSimpleChart twelve = chartOf({chart.items.begin(), chart.items.begin() + 12});
+  for (GPSimpleChart* each : {&chart, &twelve}) EXPECT_TRUE(each->merge(true));
+  EXPECT_EQ(text({chart.items.end() - 2, chart.items.end()}), "k 10 10; l, m, n 36 24; ");
+  EXPECT_EQ(text({twelve.items.end() - 1, twelve.items.end()}), "l 11 9; ");
+  EXPECT_EQ(chart.items.size(), 12U);
+  chart.normalize(true);
+  EXPECT_EQ(text({chart.items[0], chart.items[11]}, 4), "l, m, n 36 12.7; k 10 5.291; ");
 }
 
 TEST(GPSimpleChart, AddsInTheOrderOfTheItems) {
-  std::mt19937 random(7);
-  std::uniform_real_distribution<float> exponent(-12, 12);
-  for (int round = 0; round < 200; ++round) {
-    const auto size = random() % 60;
-    const auto names = 1 + random() % 40;
-    std::vector<scdata> items;
-    for (unsigned i = 0; i < size; ++i)
-      items.push_back({tessaron::fromUtf8("item " + std::to_string(random() % names)),
-                       static_cast<int>(random() % 9), std::exp(exponent(random))});
-    GPSimpleChart chart = chartOf(items);
-    const bool groupRest = round % 2 == 0;
-    chart.normalize(groupRest);
-    normalizeSlowly(items, groupRest);
-    ASSERT_EQ(text(chart.items), text(items)) << "round " << round;
-  }
+  GPSimpleChart chart;  // each addition of 4 is lost, their sum would not be
+  for (int i = 0; i < 9; ++i) chart.feed({u"sum", 1, i == 0 ? 1e8F : 4});
+  chart.feed({u"rest", std::numeric_limits<int>::max(), 1e8F});
+  chart.feed({u"rest", 1, 0});
+  chart.merge(false);
+  EXPECT_EQ(text(chart.items), "rest -2147483648 100000000; sum 9 100000000; ");
 }
 
 TEST(GPSimpleChart, NormalizesManyItemsQuickly) {
@@ -113,31 +89,17 @@ TEST(GPSimpleChart, NormalizesManyItemsQuickly) {
     chart.feed({tessaron::fromUtf8("the name " + std::to_string(i * 7919LL % 50'000)), 1, 1});
   const auto begin = std::chrono::steady_clock::now();
   chart.normalize(false);
-  // Half a minute and more for whoever compares every item with every other.
+  // Comparing every item with every other takes half a minute and more.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
-  ASSERT_EQ(chart.items.size(), 50'000U);
-  EXPECT_EQ(chart.items[0].name, u"the name 0");
-  for (const scdata& item : chart.items) ASSERT_EQ(item.count, 2);
+  EXPECT_EQ(chart.items.size(), 50'000U);
+  EXPECT_EQ(chart.items[0].count, 2);
 }
 
 TEST(GPSimpleChart, SortsAroundValuesThatAreNoNumbers) {
-  std::mt19937 random(11);
-  GPSimpleChart chart;
-  for (int i = 0; i < 2000; ++i) {
-    const auto kind = random() % 8;
-    const float value = kind == 0   ? kNan
-                        : kind == 1 ? kInfinity
-                                    : static_cast<float>(random() % 100);
-    chart.feed({u"x", i, value});
-  }
-  int sum = 0;
+  GPSimpleChart chart =
+      chartOf({{u"x", 1, kNan}, {u"b", 2, 1}, {u"a", 3, kNan}, {u"c", 4, kInfinity}, {u"a", 5, 1}});
   EXPECT_TRUE(chart.sortdata());
-  const auto firstNan = std::find_if(chart.items.begin(), chart.items.end(),
-                                     [](const scdata& item) { return std::isnan(item.value); });
-  EXPECT_TRUE(std::is_sorted(chart.items.begin(), firstNan, SortSCData()));
-  for (auto i = firstNan; i != chart.items.end(); ++i) EXPECT_TRUE(std::isnan(i->value));
-  for (const scdata& item : chart.items) sum += item.count;
-  EXPECT_EQ(sum, 1999 * 2000 / 2) << "items were lost";
+  EXPECT_EQ(text(chart.items), "c 4 inf; a 5 1; b 2 1; x 1 nan; a 3 nan; ");
   EXPECT_FALSE(SortSCData()({u"a", 1, kNan}, {u"b", 1, 1}));
   EXPECT_FALSE(SortSCData()({u"b", 1, 1}, {u"a", 1, kNan}));
 }
@@ -158,15 +120,13 @@ TEST(GPSimpleChart, PrintsATableWithTabs) {
       {{u"none", 0, -kNan}, "none\t0\tnan%\n"},
       {{u"all", 0, kInfinity}, "all\t0\tinf%\n"},
   };
-  GPSimpleChart all;
+  GPSimpleChart chart;
   std::string expected;
   for (const auto& row : rows) {
-    GPSimpleChart chart = chartOf({row.item});
-    EXPECT_EQ(csv(chart), row.expected);
-    all.feed(row.item);
+    chart.feed(row.item);
     expected += row.expected;
   }
-  EXPECT_EQ(csv(all), expected);
+  EXPECT_EQ(csv(chart), expected);
 }
 
 TEST(GPSimpleChart, LeavesTheStreamAtPrecisionTwoAndFlushed) {

@@ -14,13 +14,9 @@ std::string number(std::uint32_t value) {
 std::string escaped(const std::string& text) {
   std::string out;
   for (const char c : text) {
-    if (c == '&') {
-      out += "&amp;";
-    } else if (c == '"') {
-      out += "&quot;";
-    } else {
-      out += c;
-    }
+    if (c == '&') out += "&amp;";
+    if (c == '"') out += "&quot;";
+    if (c != '&' && c != '"') out += c;
   }
   return out;
 }
@@ -45,20 +41,6 @@ std::string deflated(const std::string& content) {
   compress(reinterpret_cast<Bytef*>(out.data()), &size,
            reinterpret_cast<const Bytef*>(content.data()), content.size());
   out.resize(size);
-  return out;
-}
-
-std::string inflated(const std::string& stream) {
-  std::string out(1 << 16, '\0');
-  z_stream state{};
-  state.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(stream.data()));
-  state.avail_in = static_cast<uInt>(stream.size());
-  state.next_out = reinterpret_cast<Bytef*>(out.data());
-  state.avail_out = static_cast<uInt>(out.size());
-  inflateInit(&state);
-  inflate(&state, Z_SYNC_FLUSH);
-  inflateEnd(&state);
-  out.resize(out.size() - state.avail_out);
   return out;
 }
 

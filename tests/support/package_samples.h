@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-/// Pieces of package files, written down apart from the library's own reader.
+/// Parts of package files, written independently of the library's reader.
 namespace samples {
 
 inline constexpr const char* kIdentifier = "000102030405060708090A0B0C0D0E0F";
@@ -15,15 +15,13 @@ inline constexpr std::size_t kEntryHeader = 76;
 
 /// A header with the identifier above.
 std::string packageHeader();
-/// An entry with sizes as given, whatever stands behind it.
+/// An entry with sizes as given, whatever data follows.
 std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t size,
                      const std::string& data);
 /// An entry that holds `content`.
 std::string entry(std::uint32_t id, const std::string& content);
 /// A zlib stream of `content`.
 std::string deflated(const std::string& content);
-/// What zlib makes of a stream before its end or its first fault.
-std::string inflated(const std::string& stream);
 /// An index with these ids and names.
 std::string indexXml(const std::vector<std::pair<std::uint32_t, std::string>>& files);
 /// A description with an author and two schemes, "Dark" and "Light", that name "back.png".

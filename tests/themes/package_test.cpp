@@ -3,14 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <map>
 
 #include "support/allocations.h"
 #include "support/package_samples.h"
 #include "support/text.h"
+#include "support/unreliable_file.h"
 #include "temporary_folder.h"
 #include "themes/file_names.h"
 #include "themes/package_reader_internal.h"
@@ -111,11 +115,10 @@ TEST_F(CPackageTest, UnpacksFilesAndReadsTheDescription) {
   package.Initialize(data.u16string(), true);
   fs::remove(file);
 
-  EXPECT_EQ(package.author, u"Ada \u00C4");
-  EXPECT_EQ(package.email, u"a@example.org");
-  EXPECT_EQ(package.url, u"http://example.org");
-  EXPECT_EQ(package.name, u"Shelves");
-  EXPECT_EQ(package.description, u"Two of them");
+  EXPECT_THAT(
+      (std::vector{package.author, package.email, package.url, package.name, package.description}),
+      ElementsAre(u"Ada \u00C4", u"a@example.org", u"http://example.org", u"Shelves",
+                  u"Two of them"));
   EXPECT_EQ(tessaron::toUtf8(package.identifierText), kIdentifier);
   EXPECT_EQ(package.identifierText[63], 0);
   EXPECT_EQ(fs::path(package.GetPathExtracted()), data / kIdentifier);
@@ -136,26 +139,23 @@ TEST_F(CPackageTest, UnpacksFilesAndReadsTheDescription) {
 
 TEST_F(CPackageTest, TellsWhatIsNoPackage) {
   const std::string good = package({});
-  struct Row {
+  const struct {
     std::string content;
     bool isPackage;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"", false},
-      {"T", false},
       {"XP" + good.substr(2), false},
       {"TP\2\0"s + good.substr(4), false},
       {"TP\1\1"s + good.substr(4), false},
       {"TP\1\0"s, true},  // what is missing is zero
       {good, true},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     Package package;
     package.Initialize(*memoryFile(row.content), u"", true);
     EXPECT_EQ(package.report.isPackage, row.isPackage);
     EXPECT_EQ(package.finished, 1);
-    EXPECT_EQ(package.author, u"");
     EXPECT_EQ(package.index->RootElement() != nullptr, row.content == good);
     EXPECT_EQ(package.GetPathExtracted(), u"");
   }
@@ -168,13 +168,10 @@ TEST_F(CPackageTest, TellsWhatIsNoPackage) {
 }
 
 TEST_F(CPackageTest, FollowsTheIndex) {
-  struct Row {
-    const char* index;
-    const char* files;
-  };
-  const Row rows[] = {
+  const struct {
+    const char *index, *files;
+  } rows[] = {
       {"", ""},
-      {"<i/>", ""},
       {"<i><!-- --><a id='2' filename='a'/>t<b filename='b' id='3'/></i>", "a=two b=three "},
       {"<i><f id='2' filename='a'/><f id='2' filename='b'/></i>", "a=two b=two "},
       {"<i><f id='2' filename='a'/><f id='2' filename='a'/></i>", "a=two "},
@@ -185,7 +182,7 @@ TEST_F(CPackageTest, FollowsTheIndex) {
       {"<i><a><f id='2' filename='a'/></a></i>", ""},
       {"<i><f id='2' filename='a'/><", "a=two "},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.index);
     std::string files;
     for (const auto& [name, content] :
@@ -207,20 +204,13 @@ TEST_F(CPackageTest, ReadsMainXmlAsItAlwaysDid) {
       entry(0, indexXml({{2, "a"}, {1, "b"}, {1, "MAIN.Xml"}, {1, "c"}, {3, "d"}}));
   const std::string content =
       packageHeader() + index + entry(2, "two") + entry(1, mainXml()) + entry(3, "three");
-  const auto names = [](const Files& files) {
-    std::string all;
-    for (const auto& file : files) all += file.first;
-    return all;
-  };
-  EXPECT_EQ(names(unpackedFrom(content, true)), "abcd");
-  EXPECT_EQ(names(unpackedFrom(content, false)), "ab");
+  EXPECT_THAT(unpackedFrom(content, true), SizeIs(4));
+  EXPECT_THAT(unpackedFrom(content, false), SizeIs(2));
 
   Package indexOnly;
   indexOnly.Initialize(*memoryFile(content), u"", true);
   EXPECT_NE(indexOnly.index->RootElement(), nullptr);
   EXPECT_EQ(indexOnly.mainDocument->RootElement(), nullptr);
-  EXPECT_EQ(indexOnly.author, u"");
-  EXPECT_EQ(reasons(indexOnly), "");
 
   fs::remove_all(data / kIdentifier);
   Package inspected;
@@ -229,7 +219,6 @@ TEST_F(CPackageTest, ReadsMainXmlAsItAlwaysDid) {
   EXPECT_EQ(inspected.report.entries.size(), 4u);
   inspected.Inspect(*memoryFile(content), false);
   EXPECT_EQ(inspected.report.entries.size(), 3u);
-  EXPECT_THAT(unpacked(), IsEmpty());
   EXPECT_FALSE(fs::exists(data / kIdentifier));
 }
 
@@ -269,16 +258,9 @@ TEST(FaultOfFileName, KnowsWhatAnySystemCannotTake) {
 TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
   const Files rows = {
       {"../outside.txt", "another folder"},
-      {"..\\outside.txt", "another folder"},
       {(root.path / "outside.txt").string(), ""},
-      {"../beside.txt", "another folder"},
-      {"..", "dot"},
-      {"sub/a", "another folder"},
-      {"C:a", "drive"},
       {"Aux.png", "device"},
-      {"a.", "dot or a blank"},
       {".tessaron-1.tmp", "reserved for"},
-      {std::string(256, 'a'), "too long"},
       {"GOOD.PNG", "case from good.png"},
       {"\xC3\x84.png", "case from \xC3\xA4.png"},
   };
@@ -301,11 +283,9 @@ TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
   EXPECT_EQ(reasons(inspected), reasons(package));
 
   // A NUL cannot be named: XML turns it into another character.
-  EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, "<i><f id='2' filename='a&#0;b'/></i>") +
+  EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, "<i><f id='2' filename='&#0;'/></i>") +
                            entry(2, "two")),
-              ElementsAre(Pair("a\xEF\xBF\xBD"
-                               "b",
-                               "two")));
+              ElementsAre(Pair("\xEF\xBF\xBD", "two")));
 }
 
 TEST_F(CPackageTest, KeepsToItsFolder) {
@@ -333,36 +313,29 @@ TEST_F(CPackageTest, KeepsToItsFolder) {
   EXPECT_FALSE(fs::exists(data / "missing"));
 }
 
-TEST_F(CPackageTest, SurvivesEveryTruncation) {
-  std::string noise(300, '\0');
-  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i * 31 >> 3);
-  const std::string content = package({{"a.png", noise}, {"b.png", "second"}});
-  // What an entry at `begin` becomes when the file ends at `length`.
-  const auto expect = [&](const char* name, const std::string& packed, std::size_t begin,
-                          std::size_t length, Files& files) {
-    begin += kEntryHeader;
-    if (length <= begin) return;
-    const std::size_t given = std::min(length - begin, packed.size());
-    files.push_back(
-        {name, inflated(packed.substr(0, given) + std::string(packed.size() - given, '\0'))});
-  };
-  const std::string first = deflated(noise), second = deflated("second");
-  const std::size_t secondBegin = content.size() - kEntryHeader - second.size();
-  const std::size_t firstBegin = secondBegin - kEntryHeader - first.size();
-  for (std::size_t length = packageHeader().size(); length <= content.size();
-       length += length < firstBegin ? 16 : 1) {
-    SCOPED_TRACE(length);
+TEST_F(CPackageTest, TakesFilesThatAreCut) {
+  const std::string content = package({{"a", "first"}, {"b", "second"}});
+  const std::size_t b = content.size() - deflated("second").size();  // where its data begins
+  const struct {
+    std::size_t size;
     Files files;
-    expect("a.png", first, firstBegin, length, files);
-    expect("b.png", second, secondBegin, length, files);
-    EXPECT_EQ(unpackedFrom(content.substr(0, length)), files);
+    const char* reason;
+  } rows[] = {
+      {content.size() - 4, {{"a", "first"}, {"b", "second"}}, "ends inside"},  // the check value
+      {b + 1, {{"a", "first"}, {"b", ""}}, "ends inside"},
+      {b, {{"a", "first"}}, "ends where"},
+      {b - 30, {{"a", "first"}}, "ends where"},  // inside a header
+      {b - kEntryHeader, {{"a", "first"}}, ""},
+      {1044 + 40, {}, "ends where"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.size);
+    EXPECT_EQ(unpackedFrom(content.substr(0, row.size)), row.files);
+    Package package;
+    unpack(package, content.substr(0, row.size));
+    EXPECT_THAT(reasons(package), HasSubstr(row.reason));
+    EXPECT_EQ(reasons(package).empty(), !*row.reason);
   }
-  // What inflates before the data ends is kept; its check value is all that is missing here.
-  const std::size_t cut = content.size() - 4;
-  Package package;
-  unpack(package, content.substr(0, cut));
-  EXPECT_THAT(unpacked(), ElementsAre(Pair("a.png", noise), Pair("b.png", "second")));
-  EXPECT_THAT(reasons(package), HasSubstr("ends inside"));
 }
 
 TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
@@ -404,13 +377,12 @@ TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
   for (int i = 0; i < 20; ++i) sameName += entry(2, std::to_string(i));
   std::string documents = packageHeader() + index + entry(2, "x");
   for (int i = 0; i < 5; ++i) documents += entry(0, "<i/>" + std::string(4000000, ' '));
-  struct Row {
+  const struct {
     const char* reason;
     tessaron::PackageReport::Failure failure;
     const std::string& content;
     tessaron::PackageLimits limits;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"unpacks to more than", TooLarge, copies, {.total = 31999}},
       {"more than 47 names", TooLarge, copies, {.names = 47}},
       {"more than 19 names", TooLarge, sameName, {.names = 19}},
@@ -419,7 +391,7 @@ TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
       {"documents are larger", TooLarge, documents, {}},
   };
   for (const bool isOver : {false, true}) {
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
       SCOPED_TRACE(row.reason);
       fs::remove_all(data / kIdentifier);
       if (isOver) {
@@ -481,35 +453,12 @@ TEST_F(CPackageTest, KeepsWhatInflatesBeforeDamage) {
   EXPECT_THAT(reasons(package), HasSubstr("damaged"));
 }
 
-namespace {
-
-// A file whose reads give at most `most` bytes, and fail where `fails` says so.
-struct UnreliableFile : tessaron::File {
-  explicit UnreliableFile(std::string content) : inner(memoryFile(std::move(content))) {}
-  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
-    if (fails(reads++)) return std::nullopt;
-    return inner->read(buffer.first(std::min(buffer.size(), most)));
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t) override { return false; }
-  std::optional<std::uint64_t> size() override { return std::nullopt; }
-  bool setEnd() override { return false; }
-  std::optional<tessaron::FileStatus> status() override { return std::nullopt; }
-
-  std::unique_ptr<File> inner;
-  std::size_t most = SIZE_MAX;
-  std::function<bool(int)> fails = [](int) { return false; };
-  int reads = 0;
-};
-
-}  // namespace
-
 TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
   const std::string content = package({{"a.png", "first"}, {"b.png", "second"}});
   const auto good = ElementsAre(Pair("a.png", "first"), Pair("b.png", "second"));
   {
     UnreliableFile slow(content);
-    slow.most = 1;
+    slow.maxRead = 1;
     Package package;
     package.Initialize(slow, data.u16string(), true);
     EXPECT_THAT(unpacked(), good);
@@ -534,8 +483,7 @@ TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
     }
   }
   {
-    // Reads of headers that fail fifteen times, and then go on. The header of the first round is
-    // zero, and there is none in between.
+    // The first header is read again up to fifteen times.
     UnreliableFile shaky(content);
     shaky.fails = [](int read) { return read >= 1 && read <= 15; };
     fs::remove_all(data / kIdentifier);
@@ -562,3 +510,38 @@ TEST_F(CPackageTest, PutsAllFilesInPlaceOrNone) {
   EXPECT_THAT(package.report.failureReason, testing::StartsWith("\"c\": "));
   EXPECT_THAT(unpacked(), ElementsAre(Pair("a", "old"), Pair("c", "(folder)"), Pair("d", "old")));
 }
+
+#ifndef _WIN32  // where links have other forms
+TEST_F(CPackageTest, FollowsNoLink) {
+  const fs::path folder = data / kIdentifier, elsewhere = root.path / "elsewhere";
+  fs::create_directories(folder);
+  fs::create_directory(elsewhere);
+  fs::create_symlink(root.path / "outside.txt", folder / "toFile");
+  fs::create_symlink(root.path / "new", folder / "toNothing");
+  fs::create_symlink(elsewhere, folder / "toFolder");
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  const std::string content = package(
+      {{"toFile", "bad"}, {"toNothing", "bad"}, {"toFolder", "bad"}, {"pipe", "bad"}, {"a", "a"}});
+  const std::string link = "a link stands there";
+  Package package;
+  unpack(package, content);
+  EXPECT_EQ(reasons(package), link + '\n' + link + '\n' + link + "\nNo such device or address\n");
+  EXPECT_FALSE(fs::exists(root.path / "new"));
+  EXPECT_TRUE(fs::is_empty(elsewhere));
+  fs::remove(folder / "pipe");
+  fs::remove(folder / "toNothing");
+  std::map<std::string, std::string> tree = treeOf(root.path);
+  EXPECT_EQ(tree["outside.txt"], "outside");
+  EXPECT_EQ(tree["data/"s + kIdentifier + "/a"], "a");
+
+  // The folder itself is refused as a link. The destination is the caller's choice.
+  fs::remove_all(folder);
+  fs::create_symlink(elsewhere, folder);
+  unpack(package, content);
+  EXPECT_TRUE(package.report.failureReason.ends_with(link));
+  EXPECT_TRUE(fs::is_empty(elsewhere));
+  fs::create_symlink(elsewhere, root.path / "destination");
+  package.Initialize(*memoryFile(content), (root.path / "destination").u16string(), true);
+  EXPECT_TRUE(fs::exists(elsewhere / kIdentifier / "a"));
+}
+#endif

@@ -1,6 +1,5 @@
-// statusbar_driver EXAMPLE.exe [PICTURES-FOLDER]: drives the example application from outside, as
-// its user would, and looks at it. With a folder it also looks at the screen, and leaves pictures
-// there.
+// statusbar_driver EXAMPLE.exe [PICTURES-FOLDER]: drives the example application from outside. With
+// a folder it also checks the screen's pixels, and writes screenshots there.
 
 // clang-format off
 #include <windows.h>
@@ -23,12 +22,10 @@ namespace fs = std::filesystem;
 constexpr int kPause = 102, kSimple = 104, kClose = 105;  // the example's commands
 constexpr int kFolders = 1500, kFilesEach = 2;
 
-[[noreturn]] void fail(const std::string& what) {
+void check(bool holds, const std::string& what) {
+  if (holds) return;
   std::printf("FAILED: %s (system error %lu)\n", what.c_str(), ::GetLastError());
   std::exit(1);
-}
-void check(bool holds, const std::string& what) {
-  if (!holds) fail(what);
 }
 
 // Waits up to 20 seconds.
@@ -38,7 +35,7 @@ void waitFor(Condition condition, const std::string& what) {
     if (condition()) return;
     ::Sleep(5);
   }
-  fail("waited for " + what);
+  check(false, "waited for " + what);
 }
 
 class Example {
@@ -69,7 +66,7 @@ class Example {
     return ::FindWindowExW(parent, nullptr, name, nullptr);
   }
   HWND progress() const { return child(bar, PROGRESS_CLASSW); }
-  // The bar answers into its own process' memory.
+  // The bar writes the rectangle into its own process' memory.
   RECT paneRect(int part) const {
     RECT rect{};
     check(::SendMessageW(bar, SB_GETRECT, static_cast<WPARAM>(part),
@@ -99,7 +96,7 @@ class Example {
   void* shared_ = nullptr;
 };
 
-// What stands on the screen, as rows of pixels 0x00RRGGBB from the top.
+// A screenshot: rows of pixels 0x00RRGGBB from the top.
 struct Picture {
   int width, height;
   std::vector<std::uint32_t> pixels;
@@ -142,23 +139,21 @@ Picture look(HWND window, const fs::path& file) {
   return seen;
 }
 
-// How many pixels of the bar's pane have more than one colour's worth of saturation: the bar itself
-// is grey, what has been done of the progress is not.
-int colouredIn(const Picture& seen, HWND window, HWND bar, const RECT& pane) {
+// How many pixels of the pane are saturated: the bar is gray, finished progress is not.
+int coloredIn(const Picture& seen, HWND window, HWND bar, const RECT& pane) {
   RECT outer{}, inner{};
   ::GetWindowRect(window, &outer);
   ::GetWindowRect(bar, &inner);
-  int coloured = 0;
+  int colored = 0;
   for (LONG y = pane.top; y < pane.bottom; ++y) {
     for (LONG x = pane.left; x < pane.right; ++x) {
       const std::uint32_t pixel = seen.at(static_cast<int>(inner.left - outer.left + x),
                                           static_cast<int>(inner.top - outer.top + y));
-      const int red = static_cast<int>(pixel >> 16), green = static_cast<int>(pixel >> 8 & 0xFF),
-                blue = static_cast<int>(pixel & 0xFF);
-      coloured += std::max({red, green, blue}) - std::min({red, green, blue}) > 60;
+      const auto [least, most] = std::minmax({pixel >> 16, pixel >> 8 & 0xFF, pixel & 0xFF});
+      colored += most - least > 60;
     }
   }
-  return coloured;
+  return colored;
 }
 
 void makeFolders(const fs::path& root) {
@@ -188,8 +183,8 @@ void drive(const fs::path& program, const fs::path& folder, const fs::path& pict
     ::SendMessageW(example.progress(), PBM_SETPOS, kFolders / 2, 0);
     const Picture seen = look(window, pictures / ("scanning-" + std::to_string(width) + ".bmp"));
     const int area = static_cast<int>((pane.right - pane.left) * (pane.bottom - pane.top));
-    const int coloured = colouredIn(seen, window, bar, pane);
-    check(coloured > area / 5 && coloured < area * 4 / 5, "half of the progress is seen");
+    const int colored = coloredIn(seen, window, bar, pane);
+    check(colored > area / 5 && colored < area * 4 / 5, "half of the progress is seen");
   }
 
   ::SendMessageW(window, WM_COMMAND, kSimple, 0);
@@ -197,7 +192,7 @@ void drive(const fs::path& program, const fs::path& folder, const fs::path& pict
   check(!example.isProgressShown(), "simple mode hides the progress bar");
   const RECT pane = example.paneRect(1);
   if (!pictures.empty()) {
-    check(colouredIn(look(window, pictures / "simple.bmp"), window, bar, pane) == 0,
+    check(coloredIn(look(window, pictures / "simple.bmp"), window, bar, pane) == 0,
           "nothing of it is seen in simple mode");
   }
   ::SendMessageW(window, WM_COMMAND, kSimple, 0);
@@ -224,7 +219,7 @@ void drive(const fs::path& program, const fs::path& folder, const fs::path& pict
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) fail("usage: statusbar_driver EXAMPLE.exe [PICTURES-FOLDER]");
+  check(argc >= 2, "usage: statusbar_driver EXAMPLE.exe [PICTURES-FOLDER]");
   const fs::path root =
       fs::temp_directory_path() / ("statusbar." + std::to_string(::GetTickCount()));
   makeFolders(root);
