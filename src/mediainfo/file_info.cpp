@@ -6,6 +6,7 @@
 #include <span>
 #include <system_error>
 
+#include "mediainfo/category.h"
 #include "mediainfo/labels.h"
 #include "mediainfo/mpeg_parser.h"
 #include "mediainfo/picture_metadata.h"
@@ -27,7 +28,6 @@ namespace label = tessaron::label;
 using tessaron::appendElement;
 using tessaron::fromUtf8;
 
-enum Category : std::int32_t { kOther = 1, kAudio = 16, kImage = 32, kVideo = 64 };
 constexpr std::uint32_t kDirectory = 0x10;
 constexpr int kThumbnailSize = 256;
 
@@ -51,8 +51,10 @@ struct CategoryRow {
   std::int32_t category;
   std::span<const std::u16string_view> extensions;
 };
-constexpr CategoryRow kCategories[] = {{2, kArchives},    {4, kDocuments},   {8, kFonts},
-                                       {kAudio, kAudios}, {kImage, kImages}, {kVideo, kVideos}};
+constexpr CategoryRow kCategories[] = {
+    {tessaron::kArchiveCategory, kArchives}, {tessaron::kDocumentCategory, kDocuments},
+    {tessaron::kFontCategory, kFonts},       {tessaron::kAudioCategory, kAudios},
+    {tessaron::kImageCategory, kImages},     {tessaron::kVideoCategory, kVideos}};
 
 std::int32_t detectCategory(std::u16string_view extension, std::int32_t mask) {
   for (const auto& [category, extensions] : kCategories) {
@@ -61,7 +63,7 @@ std::int32_t detectCategory(std::u16string_view extension, std::int32_t mask) {
     };
     if ((mask & category) != 0 && std::ranges::any_of(extensions, isSame)) return category;
   }
-  return kOther;
+  return tessaron::kOtherCategory;
 }
 
 std::u16string measures(std::uint64_t width, std::uint64_t height) {
@@ -138,7 +140,7 @@ bool CFileInfo::fromFile(const std::u16string& filePath) {
 }
 
 bool CFileInfo::fromFileHandle(tessaron::File& file) {
-  if (category == kImage) {
+  if (category == tessaron::kImageCategory) {
     thumbnails.assign(1, fipWinImage());
     if (sizeLow == 0) return false;
     int scale = jpegScaleDirect(path, thumbnails[0], kThumbnailSize, kThumbnailSize);
@@ -149,7 +151,7 @@ bool CFileInfo::fromFileHandle(tessaron::File& file) {
       tessaron::loadPicture(file, sizeLow, thumbnails[0]);
     }
     describePicture(tessaron::measuresOf(thumbnails[0]), scale, info);
-  } else if (category == kVideo) {
+  } else if (category == tessaron::kVideoCategory) {
     if (!CRiffFileParser().parseByHandle(file, metaInfo, audioStreams, videoStreams)) {
       CMPEGFileParser().parseByHandle(file, metaInfo, audioStreams, videoStreams);
     }
@@ -158,7 +160,7 @@ bool CFileInfo::fromFileHandle(tessaron::File& file) {
 }
 
 void CFileInfo::measurePicture(tessaron::File& file) {
-  if (category != kImage || sizeLow == 0) return;
+  if (category != tessaron::kImageCategory || sizeLow == 0) return;
   tessaron::PictureMeasures found;
   int scale = tessaron::measureJpeg(file, found, kThumbnailSize, kThumbnailSize);
   if (scale < 1) {
@@ -172,10 +174,10 @@ bool CFileInfo::fromFilePostProcess() {
   // QUIRK: a file of an exact multiple of 4 GiB counts as empty, because only the low half of the
   // size is tested. Kept: its description has always lacked these properties.
   if (sizeLow == 0) return true;
-  if (category == kVideo || category == kAudio) {
+  if (category == tessaron::kVideoCategory || category == tessaron::kAudioCategory) {
     CDSMediaStreamInfo().identifyByFileName(path, audioStreams, videoStreams);
     CWMMDParser(category).parseByFileName(path, metaInfo);
-  } else if (category == kImage) {
+  } else if (category == tessaron::kImageCategory) {
     CGPImageMDParser().parseByFileName(path, metaInfo);
   }
   return true;

@@ -20,6 +20,7 @@
 #include <optional>
 #include <string_view>
 
+#include "mediainfo/category.h"
 #include "mediainfo/labels.h"
 #include "mediainfo/mp4_sound_internal.h"
 #include "mediainfo/tag_stream_internal.h"
@@ -30,7 +31,6 @@
 namespace tessaron {
 namespace {
 
-constexpr std::int32_t kVideoCategory = 64;
 constexpr std::size_t kKiB = 1024;
 constexpr std::size_t kMiB = kKiB * kKiB;
 

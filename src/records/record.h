@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mediainfo/folder_info.h"
@@ -213,5 +214,11 @@ namespace tessaron {
 
 /// The due state (as `CRecord::getDueStates`) of `record` at the UTC time `now`.
 TESSARON_API int dueStateAt(const CRecord& record, const SYSTEMTIME& now);
+
+/// The name of a status, such as "Rented Out"; empty for a number that names none.
+TESSARON_API std::u16string_view statusLabel(std::int32_t status);
+
+/// The sentence of `CRecord::getStatusString`; empty without a status.
+TESSARON_API std::u16string statusText(const CRecord& record);
 
 }  // namespace tessaron

@@ -36,21 +36,7 @@ std::u16string dated(std::uint32_t word, const std::u16string& date) {
 }  // namespace
 
 bool CRecord::getStatusString(std::u16string& out) {
-  out.clear();
-  if (!hasStatus || status < 0 || status > kLast) return true;
-  const auto number = static_cast<std::uint32_t>(status);
-  const std::u16string_view sentence = tessaron::stringAt(kStatusSentences + number);
-  const std::u16string begin = DosDateTimeToString(StatusBeginDate);
-  const std::u16string end = DosDateTimeToString(StatusEndDate);
-  if (status <= kLastDated && !begin.empty() && !end.empty()) {
-    out = fill(sentence, StatusTarget) + dated(kFrom, begin) + dated(kTo, end);
-  } else if (status > kLastDated && status <= kLastNamed && !begin.empty()) {
-    out = fill(sentence, StatusTarget) + dated(kOn, begin);
-  } else if (status <= kLastNamed) {
-    out = fill(tessaron::stringAt(kShortSentence), tessaron::stringAt(kStatusNames + number));
-  } else {
-    out = sentence;
-  }
+  out = tessaron::statusText(*this);
   return true;
 }
 
@@ -62,6 +48,26 @@ bool CRecord::getDigestString(std::u16string& out) {
 }
 
 namespace tessaron {
+
+std::u16string_view statusLabel(std::int32_t status) {
+  if (status < 0 || status > kLast) return {};
+  return stringAt(kStatusNames + static_cast<std::uint32_t>(status));
+}
+
+std::u16string statusText(const CRecord& record) {
+  const std::int32_t status = record.status;
+  if (!record.hasStatus || status < 0 || status > kLast) return {};
+  const std::u16string_view sentence =
+      stringAt(kStatusSentences + static_cast<std::uint32_t>(status));
+  if (status > kLastNamed) return std::u16string(sentence);
+  const std::u16string begin = DosDateTimeToString(record.StatusBeginDate);
+  if (status > kLastDated && !begin.empty())
+    return fill(sentence, record.StatusTarget) + dated(kOn, begin);
+  const std::u16string end = DosDateTimeToString(record.StatusEndDate);
+  if (status <= kLastDated && !begin.empty() && !end.empty())
+    return fill(sentence, record.StatusTarget) + dated(kFrom, begin) + dated(kTo, end);
+  return fill(stringAt(kShortSentence), statusLabel(status));
+}
 
 int dueStateAt(const CRecord& record, const SYSTEMTIME& now) {
   SYSTEMTIME end{};

@@ -33,6 +33,15 @@ std::uint16_t toDosDate(int year, int month, int day) {
   return static_cast<std::uint16_t>((year - 1980) << 9 | month << 5 | day);
 }
 
+std::string isoDate(std::uint16_t date) {
+  SYSTEMTIME time{};
+  if (!DosDateTimeToSystemTime(date, &time)) return {};
+  const auto twoDigits = [](int number) {
+    return std::string(number < 10 ? "-0" : "-") + std::to_string(number);
+  };
+  return std::to_string(time.wYear) + twoDigits(time.wMonth) + twoDigits(time.wDay);
+}
+
 double dayCount(const SYSTEMTIME& time) {
   const chrono::sys_days day = chrono::year{time.wYear} / time.wMonth / time.wDay;
   const int seconds = (time.wHour * 60 + time.wMinute) * 60 + time.wSecond;

@@ -22,6 +22,9 @@ namespace tessaron {
 /// The date word of a date; 0 when it does not exist or lies outside 1980 to 2107.
 TESSARON_API std::uint16_t toDosDate(int year, int month, int day);
 
+/// The date as "2024-05-31"; empty for no date and for one that does not exist.
+TESSARON_API std::string isoDate(std::uint16_t date);
+
 /// Days from 1970-01-01 to the date of `time`, and the part of the day that has passed.
 TESSARON_API double dayCount(const SYSTEMTIME& time);
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// Least number of bytes to insert, delete, replace, or swap with the next one, that turns one word
+/// into the other; the case of ASCII letters does not count. Takes time and memory in proportion to
+/// the product of the sizes.
+TESSARON_API std::size_t editDistance(std::string_view from, std::string_view to);
+
+}  // namespace tessaron
