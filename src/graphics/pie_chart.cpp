@@ -36,7 +36,7 @@ constexpr std::size_t kRows = 7;  // in the left column
 constexpr int kSquare = 15;
 constexpr int kMinGlyphArea = 8;  // square pixels of a letter of the legend
 
-struct Ellipse {
+struct PieBox {
   int x, y, width, height;
 };
 
@@ -144,7 +144,7 @@ bool GPPieChart::draw() {
 void GPPieChart::drawPie(Graphics& graphics) const {
   const std::vector<Slice> slices =
       slicesOf(items, total, [this](float angle) { return transformAngle(angle); });
-  const auto fill = [&](const Ellipse& box, Color (Rgb::*shade)() const) {
+  const auto fill = [&](const PieBox& box, Color (Rgb::*shade)() const) {
     if (box.width <= 0 || box.height <= 0) return;
     for (const Slice& slice : slices) {
       const SolidBrush brush((slice.color->*shade)());
