@@ -11,16 +11,6 @@ std::string number(std::uint32_t value) {
   return bytes;
 }
 
-std::string escaped(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    if (c == '&') out += "&amp;";
-    if (c == '"') out += "&quot;";
-    if (c != '&' && c != '"') out += c;
-  }
-  return out;
-}
-
 }  // namespace
 
 std::string packageHeader() {
@@ -53,7 +43,7 @@ std::string entry(std::uint32_t id, const std::string& content) {
 std::string indexXml(const std::vector<std::pair<std::uint32_t, std::string>>& files) {
   std::string xml = "<index>";
   for (const auto& [id, name] : files)
-    xml += "<f id=\"" + std::to_string(id) + "\" filename=\"" + escaped(name) + "\"/>";
+    xml += "<f id=\"" + std::to_string(id) + "\" filename=\"" + name + "\"/>";
   return xml + "</index>";
 }
 

@@ -22,7 +22,7 @@ std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t siz
 std::string entry(std::uint32_t id, const std::string& content);
 /// A zlib stream of `content`.
 std::string deflated(const std::string& content);
-/// An index with these ids and names.
+/// An index with these ids and names, which must need no escaping.
 std::string indexXml(const std::vector<std::pair<std::uint32_t, std::string>>& files);
 /// A description with an author and two schemes, "Dark" and "Light", that name "back.png".
 std::string mainXml();
