@@ -15,7 +15,7 @@ TOOL = os.environ["TESSARON"]
 SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
 EXAMPLES = SOURCE / "examples"
 EVERYTHING = os.environ.get("FAILURES") == "all"
-NO_INPUT, CANNOT_CREATE, CANNOT_WRITE = 66, 73, 74
+CODES = (66, 73, 74)  # no such input, cannot be made, writing failed
 
 # What a verb is called with, and where its file has no fixed bytes, what tells of its content.
 VERBS = {
@@ -42,7 +42,6 @@ SHORT = {
             ("fsync", "once", "EINTR"), ("malloc", "always", "ENOMEM")],
     "settings set": [("pread", "once", "EIO"), ("fsync", "kill", "EIO")],
 }
-JOURNAL = "config/settings.db-journal"
 
 
 # The kinds, modes and errors that a verb goes through.
@@ -133,12 +132,11 @@ class Scene:
         if not isReached:
             return None
         message = f"{done.returncode}: {done.stderr.decode()}"
-        if mode == "kill" or JOURNAL in found:  # what stays goes with the next change
+        if mode == "kill" or "config/settings.db-journal" in found:  # what stays goes with the next change
             again = self.run(folder)
             if again.returncode != 0 and found != self.new:
                 return "a second run fails: " + again.stderr.decode()
-            stray = set(self.content(folder)) - set(self.new)
-            if stray:
+            if stray := set(self.content(folder)) - set(self.new):
                 return f"{stray} stay"
             found = {name: text for name, text in found.items() if name in self.old | self.new}
         shutil.rmtree(folder)
@@ -147,11 +145,10 @@ class Scene:
         if mode == "kill":
             return ""
         if done.returncode == 0:
-            isSame = found == self.new and done.stdout == self.done.stdout
-            return "" if isSame else f"the result is not whole: {message}"
+            return "" if (found, done.stdout) == (self.new, self.done.stdout) else f"the result is not whole: {message}"
         if error in ("EINTR", "short") and kind != "fsync":
             return f"it had only to go on: {message}"
-        codes = (NO_INPUT, CANNOT_CREATE, CANNOT_WRITE, *(1,) * (error == "ENOMEM" or self.isPartial))
+        codes = (*CODES, *(1,) * (error == "ENOMEM" or self.isPartial))
         return "" if done.returncode in codes and b"tessaron: " in done.stderr else message
 
     # How many calls there are, and what is wrong with each; of many allocations fewer and fewer are tried.
