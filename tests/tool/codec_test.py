@@ -1,5 +1,3 @@
-import unittest
-
 from support import ToolTest
 
 
@@ -33,7 +31,3 @@ class Codec(ToolTest):
             (2, "'4294967296'", "codec", "4294967296"),
             (2, "CODE", "codec"),
         ])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,5 +1,4 @@
 import datetime
-import unittest
 
 from support import ToolTest, collection, dos_date, item
 
@@ -68,7 +67,3 @@ class Due(ToolTest):
         self.assertEqual(len(set(ids)), 3)
         again = unfolded(self.tool("due", "-c", "c.xml", "--ics").out)
         self.assertEqual(ids, [line for line in again if line.startswith("UID:")])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,6 @@ import datetime
 import os
 import stat
 import subprocess
-import unittest
 
 from support import TOOL, ToolTest, collection, item
 
@@ -162,7 +161,3 @@ class Edit(ToolTest):
         self.assertEqual([process.wait(60) for process in running], [0] * 24)
         self.assertEqual([r["Notes"] for r in self.json("list", "-c", "c.xml")],
                          [f"n{i}" for i in range(24)])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -5,7 +5,6 @@ import pathlib
 import struct
 import threading
 import time
-import unittest
 import zlib
 
 from browser import Browser
@@ -279,7 +278,3 @@ class Page(ToolTest):
                 for name in ("backgroundColor", "color"))
             with self.subTest(scheme=scheme):
                 self.assertGreater((page - ink) * sign, 0.6 * 3 * 255)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -144,7 +144,3 @@ class Import(ToolTest):
             self.assertEqual(closed.returncode, 74)
         with self.subTest("the counts cannot be printed"), open("/dev/full", "wb") as full:
             self.assertIn("the collection is saved", self.tool(*into, code=74, stdout=full).err)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,17 +1,12 @@
 """Listing, showing, and what reaches a terminal."""
 
 import csv
-import fcntl
 import io
 import os
-import pty
 import re
 import signal
-import struct
 import subprocess
-import termios
 import unicodedata
-import unittest
 
 from support import TOOL, ToolTest, collection, item, response
 
@@ -35,23 +30,6 @@ class List(ToolTest):
 
     def asins(self, *arguments):
         return [r["ASIN"] for r in self.json("list", "-c", "c.xml", *arguments)]
-
-    def on_terminal(self, *arguments, width=20, env=None):
-        """Runs the program with both outputs on a terminal of that width; gives what it received."""
-        ours, theirs = pty.openpty()
-        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
-        process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL, stdout=theirs,
-                                   stderr=theirs, cwd=self.folder, env={**os.environ, **(env or {})})
-        os.close(theirs)
-        received = b""
-        try:
-            while part := os.read(ours, 4096):
-                received += part
-        except OSError:  # the other end was closed
-            pass
-        os.close(ours)
-        self.assertEqual(process.wait(60), 0)
-        return received.decode()
 
     def test_sorts_and_selects(self):
         rows = [
@@ -103,13 +81,18 @@ class List(ToolTest):
                     self.assertEqual((done.returncode, done.stderr.count(b"\n")), (code, told))
 
     def test_csv_keeps_texts_apart_and_formulas_harmless(self):
-        titles = ['a,"b"', "=1+1", "+x", "-5", "-5+2", "@x", "two\nlines", "＝1"]
+        titles = ['a,"b"', "=1+1", "+x", "-5", "-5+2", "@x", "two\nlines", "＝1",
+                  "x;=1+1;y", 'x; "=1"', "a; -b;-5;-", "l\n@m"]
         self.write("c.xml", collection(*(item("A", t.replace('"', "&quot;")) for t in titles)))
         out = self.tool("list", "-c", "c.xml", "--csv").out
         self.assertEqual(out.count("\r\n"), len(titles) + 1)
         rows = list(csv.DictReader(io.StringIO(out, newline="")))
         self.assertEqual([row["Title"] for row in rows],
-                         ['a,"b"', "'=1+1", "'+x", "-5", "'-5+2", "'@x", "two\nlines", "'＝1"])
+                         ['a,"b"', "'=1+1", "'+x", "-5", "'-5+2", "'@x", "two\nlines", "'＝1",
+                          "x;'=1+1;y", 'x; \'"=1"', "a; '-b;-5;-", "l\n'@m"])
+        out = self.tool("list", "-c", "c.xml", "--tsv").out
+        self.assertIn("x;'=1+1;y", out)
+        self.assertIn(r"l\n@m", out)
 
     def test_nothing_in_a_text_steers_the_terminal(self):
         self.write("h.xml", collection(item("A1", HOSTILE, f"<Notes>{HOSTILE}</Notes>")))
@@ -122,6 +105,10 @@ class List(ToolTest):
                 self.assertNotRegex(out, "[\x00-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f]")
                 data = "--json" in form or "--csv" in form  # is complete
                 self.assertEqual("\u202e" in out, data)
+        for verb in ("sort", "sortform"):
+            self.write("lines", "\x1b[2J\x9bx\n")
+            self.assertNotRegex(self.on_terminal(verb, "lines"), "[\x1b\x9b]")
+            self.assertIn("\x1b[2J\x9b", self.tool(verb, "lines").out.lower().replace("[2j", "[2J"))
         self.assertNotRegex(self.tool("show", "-c", "h.xml", "\x1b[2J", code=1).err, "\x1b")
 
     def test_tables_fit_the_terminal_and_are_whole_elsewhere(self):
@@ -180,7 +167,3 @@ class List(ToolTest):
         self.assertIn("Notes: one\n  two\n", out)
         self.assertRegex(out, r"discs:\n +-\n +- t1\n")
         self.assertNotIn("Publisher", out)
-
-
-if __name__ == "__main__":
-    unittest.main()

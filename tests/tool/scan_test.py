@@ -1,14 +1,11 @@
 import csv
 import datetime
-import fcntl
 import io
 import json
 import os
-import pty
 import resource
 import struct
 import subprocess
-import termios
 import unittest
 import xml.etree.ElementTree as ET
 import zlib
@@ -134,6 +131,40 @@ class ScanTest(ToolTest):
             (73, "No such", "scan", "t/sub", "--xml", "-o", "missing/x"),
         ], untouched=[kept])
 
+    @unittest.skipUnless("FAILING_READS" in os.environ, "reads fail by a library of the build")
+    def test_a_picture_whose_reads_fail_is_told(self):
+        self.write("bad.bmp", bmp(8, 8))
+        self.write("good.bmp", bmp(9, 9))
+        environment = {**os.environ, "LD_PRELOAD": os.environ["FAILING_READS"]}
+        kept = self.write("kept.json", "[]")
+        for more in [], ["--thumbnails", "th"]:
+            done = self.tool("scan", "bad.bmp", "good.bmp", *more, code=66, env=environment)
+            self.assertIn("bad.bmp: its content cannot be read", done.err)
+            self.assertIn("9 x 9", done.out)
+            self.assertNotIn("bad.bmp", done.out)
+        self.tool("scan", "bad.bmp", "--json", "-o", kept, code=66, env=environment)
+        self.assertEqual(kept.read_text(), "[]")
+
+    def test_rows_and_json_are_written_while_files_are_described(self):
+        self.write("one.bmp", bmp(2, 2))
+        (self.folder / "many/more").mkdir(parents=True)
+        for i in range(8000):
+            os.link(self.folder / "one.bmp", self.folder / f"many/{i // 4000 * 'more/'}{i}.bmp")
+        peaks = {}
+        for name, form in [("many", "--json"), ("many", "--csv"), ("one.bmp", "--json")]:
+            process = subprocess.Popen([TOOL, "scan", "-r", name, form, "-o", "out"], cwd=self.folder,
+                                       stderr=subprocess.DEVNULL,
+                                       env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"})
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(process.returncode, 0)
+            peaks[name, form] = usage.ru_maxrss  # KiB
+            if form == "--json" and name == "many":
+                folders = json.loads((self.folder / "out").read_text())
+        self.assertEqual([(f["id"], f["parentId"], len(f["files"]), f["files"][9]["name"])
+                          for f in folders], [(0, -1, 4000, "9.bmp"), (1, 0, 4000, "4009.bmp")])
+        self.assertLess(max(peaks.values()) - min(peaks.values()), 16 << 10)
+
     def test_writes_thumbnails_that_never_collide(self):
         for name in ["x/p.bmp", "y/p.bmp"]:
             (self.folder / name).parent.mkdir()
@@ -203,40 +234,11 @@ class ScanTest(ToolTest):
                 seen += "w" if red > 99 and blue > 99 else "r" if red > 99 else "b" if blue > 99 else "g"
             self.assertEqual(seen, above, number)
 
-    def test_pictures_that_claim_too_much_take_no_memory(self):
-        jpeg = (b"\xff\xd8\xff\xc2\x00\x11\x08\xff\xdc\xff\xdc\x03\x01\x22\x00\x02\x11\x01\x03\x11\x01"
-                + b"\xff\xda\x00\x0c\x03\x01\x00\x02\x00\x03\x00\x00\x00\x00" + bytes(100))
-        self.write("a.jpg", jpeg)
-        self.write("b.bmp", bmp(65500, 65500))
-        self.write("c.gif", b"GIF89a" + struct.pack("<HHBBB", 65500, 65500, 0x80, 0, 0) + bytes(6)
-                   + b"," + struct.pack("<HHHHB", 0, 0, 65500, 65500, 0) + b"\x02\x02\x4c\x01\x00;")
-        for more in [], ["--thumbnails", "th"]:
-            files = self.files("a.jpg", "b.bmp", "c.gif", *more)
-            for file in files.values():
-                self.assertEqual(value(file["info"], 40003), "0 x 0")
-        most = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss  # KiB
-        self.assertLess(most, 1 << 20)  # each claims 4 GiB and more
-
     def test_shows_pace_on_a_terminal(self):
         for i in range(60):
             self.write(f"{i}.bmp", bmp(500, 500))
-        ours, theirs = pty.openpty()
-        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
-        process = subprocess.Popen([TOOL, "scan", ".", "--thumbnails", "th"], cwd=self.folder,
-                                   stdout=subprocess.DEVNULL, stderr=theirs)
-        os.close(theirs)
-        received = b""
-        try:
-            while part := os.read(ours, 4096):
-                received += part
-        except OSError:
-            pass
-        os.close(ours)
-        self.assertEqual(process.wait(60), 0)
-        self.assertRegex(received.decode(),
+        received = self.on_terminal("scan", ".", "--thumbnails", "th", width=120,
+                                    stdout=subprocess.DEVNULL)
+        self.assertRegex(received,
                          r"describing \[[#.]{20}\] \d+/60, \d+/s, (\?|\d+:\d\d) left, \./\d+\.bmp")
-        self.assertTrue(received.endswith(b"\r\x1b[K"))
-
-
-if __name__ == "__main__":
-    unittest.main()
+        self.assertTrue(received.endswith("\r\x1b[K"))

@@ -2,7 +2,6 @@ import copy
 import json
 import os
 import pathlib
-import unittest
 
 import jsonschema
 from support import ToolTest, collection, item
@@ -58,17 +57,3 @@ class Schema(ToolTest):
             other = copy.deepcopy(record)
             other[part].update(change)
             self.assertFalse(one.is_valid(other), change)
-
-    def test_values_of_odd_items(self):
-        records = {record["ASIN"]: record for record in self.json("list", "-c", "odd.xml")}
-        self.assertEqual((records["A1"]["icon"], records["A1"]["DateAdded"]), (-3, None))
-        status = records["A1"]["status"]
-        self.assertEqual((status["value"], status["name"]), (42, ""))
-        self.assertIsNone(records["A2"]["status"]["end"])
-        self.assertEqual(records["A3"]["customFields"], [{"name": "", "value": "v"}])
-        self.assertEqual(records["A3"]["DateAdded"], "2005-09-01")
-        self.assertIsNone(records[""]["status"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,51 +1,27 @@
 import json
 import os
 import re
-import unittest
 
 import support
 from support import ToolTest
 
-# Written down apart from the library's table: name, type, default.
-SETTINGS = """
-    LoadLastCollectionOnStart bool true
-    LastCollectionFileName string ""
-    AutoSaveCollection bool false
-    AutoSaveCollectionInterval int 5
-    ImageSizePixels int 85000
-    WebcamDevice int 0
-    WebcamStrictMode bool true
-    InterfaceMode int 1
-    RememberWindowPositionSize bool true
-    EnableSplashScreen bool true
-    CollationOption int 0
-    HideNonRelevantPages bool true
-    LVShowFields flags [true,true,true,true]
-    ItemListingStyle int 0
-    HighlightDueItems bool true
-    AmazonECSSite int 0
-    UpdatePriceTrackerOnStart bool true
-    FetchLowPriceOffer bool true
-    AccountEmail string ""
-    CustomIcons strings []
-    UseCaseInsensitiveSorting bool false
-    ShowHide flags [true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true,true]
-    CategoryPanePosition int 20
-    ListPanePosition int 50
-    TabPanePosition int 70
-    WindowRect rectangle [-1,-1,749,549]
-    WindowCmdShow int 10
-    SwapCategoryPane bool false
-    SwapListPane bool false
-    ViewType int 2
-    SortType int 0
-    ThemeFile string "DefaultTheme.tpk"
-    ThemeScheme int 0
-    WeekLastChecked int 0
-    NewVersion bool false
-    ViewToolbar bool true
-    ViewStatusBar bool true
-"""
+# Apart from the library's table: type, default, names.
+DEFAULTS = [
+    ("bool", "true", "LoadLastCollectionOnStart WebcamStrictMode RememberWindowPositionSize "
+     "EnableSplashScreen HideNonRelevantPages HighlightDueItems UpdatePriceTrackerOnStart "
+     "FetchLowPriceOffer ViewToolbar ViewStatusBar"),
+    ("bool", "false", "AutoSaveCollection UseCaseInsensitiveSorting SwapCategoryPane SwapListPane "
+     "NewVersion"),
+    ("int", "0", "WebcamDevice CollationOption ItemListingStyle AmazonECSSite SortType ThemeScheme "
+     "WeekLastChecked"),
+    ("int", "1", "InterfaceMode"), ("int", "2", "ViewType"), ("int", "5", "AutoSaveCollectionInterval"),
+    ("int", "10", "WindowCmdShow"), ("int", "20", "CategoryPanePosition"),
+    ("int", "50", "ListPanePosition"), ("int", "70", "TabPanePosition"),
+    ("int", "85000", "ImageSizePixels"), ("rectangle", "[-1, -1, 749, 549]", "WindowRect"),
+    ("string", '""', "LastCollectionFileName AccountEmail"),
+    ("string", '"DefaultTheme.tpk"', "ThemeFile"), ("strings", "[]", "CustomIcons"),
+    ("flags", json.dumps([True] * 4), "LVShowFields"), ("flags", json.dumps([True] * 22), "ShowHide"),
+]
 
 
 class Settings(ToolTest):
@@ -69,11 +45,11 @@ class Settings(ToolTest):
 
     def test_lists_the_defaults_and_makes_nothing(self):
         listed = self.json("settings", "list")
-        expected = [line.split(None, 2) for line in SETTINGS.strip().splitlines()]
-        self.assertEqual(len(listed), len(expected))
-        for entry, (name, kind, text) in zip(listed, expected):
-            value = json.loads(text)
-            self.assertEqual(entry, {"name": name, "type": kind, "value": value, "default": value})
+        self.assertEqual([entry for entry in listed if entry["value"] != entry["default"]], [])
+        found = [(entry["type"], entry["default"], entry["name"]) for entry in listed]
+        expected = [(kind, json.loads(text), name) for kind, text, names in DEFAULTS
+                    for name in names.split()]
+        self.assertCountEqual(found, expected)
         self.tool("settings", "reset")
         self.assertEqual(list(self.folder.iterdir()), [])
 
@@ -157,7 +133,3 @@ class Settings(ToolTest):
                              untouched=[self.store])
         os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"
         self.tool("settings", "set", "ViewType", "1", code=73)
-
-
-if __name__ == "__main__":
-    unittest.main()

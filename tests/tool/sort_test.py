@@ -39,7 +39,3 @@ class Sort(ToolTest):
 class Strips(unittest.TestCase):
     def test_the_bitmaps_have_the_form_that_the_library_needs(self):
         subprocess.run([SOURCE / "scripts/strips", "--check"], check=True)
-
-
-if __name__ == "__main__":
-    unittest.main()

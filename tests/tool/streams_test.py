@@ -3,7 +3,6 @@
 import fractions
 import json
 import subprocess
-import unittest
 
 from support import ToolTest
 
@@ -103,7 +102,3 @@ class Streams(ToolTest):
             b"\0\0\1\xb3\x14\x00\xf0")
         self.assertEqual({s["Dimensions"]: s["Aspect Ratio"] for s in streams},
                          {"320 x 240": "16:9", "160 x 120": "3:4"})
-
-
-if __name__ == "__main__":
-    unittest.main()

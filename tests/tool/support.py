@@ -1,10 +1,15 @@
 """What the tests of the command-line tool share: a folder per test, and running the program."""
 
+import fcntl
 import json
 import os
 import pathlib
+import pty
+import resource
+import struct
 import subprocess
 import tempfile
+import termios
 import unittest
 
 TOOL = os.environ["TESSARON"]
@@ -31,6 +36,11 @@ def collection(*items):
 
 def dos_date(day):
     return (day.year - 1980) << 9 | day.month << 5 | day.day
+
+
+def file_limit(size):
+    """For `preexec_fn`: no file may grow beyond so many bytes."""
+    return lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
 
 
 class ToolTest(unittest.TestCase):
@@ -62,6 +72,23 @@ class ToolTest(unittest.TestCase):
         if code != 0:
             self.assertRegex(done.err, r"\Atessaron: [^\n]+\n\Z", arguments)
         return done
+
+    def on_terminal(self, *arguments, width=20, env=None, stdout=None):
+        """What a terminal of that width gets from the program: both outputs, or standard error alone."""
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
+        process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL,
+                                   stdout=theirs if stdout is None else stdout, stderr=theirs, cwd=self.folder, env={**os.environ, **(env or {})})
+        os.close(theirs)
+        received = b""
+        try:
+            while part := os.read(ours, 4096):
+                received += part
+        except OSError:  # the other end was closed
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(60), 0)
+        return received.decode()
 
     def json(self, *arguments, **options):
         return json.loads(self.tool(*arguments, "--json", **options).out)

@@ -2,7 +2,6 @@
 
 import json
 import subprocess
-import unittest
 
 from support import ToolTest
 
@@ -88,7 +87,3 @@ class Tags(ToolTest):
                 ours = self.meta(path)
                 for tag, _, label, form in PROPERTIES:
                     self.assertEqual(ours[label], form.format(theirs[tag]))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -65,52 +65,74 @@ std::string guess(const std::string& word, const std::vector<std::string>& candi
   return meant.empty() ? "" : "; did you mean " + std::string(meant) + '?';
 }
 
-/// What is wrong with the command line: the parser's words, unless a verb or an option is not one
-/// of ours.
-std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
-  const CLI::App* chosen = &app;
-  std::vector<std::string> options;
-  std::string of;
-  for (;;) {
-    for (const CLI::Option* option : chosen->get_options())
-      for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
-    const auto deeper = chosen->get_subcommands();
-    if (deeper.empty() || deeper.front()->get_name().empty()) break;
-    chosen = deeper.front();
-    of += (of.empty() ? "" : " ") + chosen->get_name();
-  }
-  if (!of.empty()) of += ": ";
-  // Groups of options count as subcommands without a name.
-  const auto isVerb = [](const CLI::App* each) { return !each->get_name().empty(); };
-  const std::vector<std::string> verbs = namesOf(chosen->get_subcommands(isVerb));
-  const std::vector<std::string> unknown = app.remaining(true);
-  const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-  const bool needsVerb = missing && !verbs.empty();
-  const bool extra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-  const std::string reason = error.what();
-  constexpr std::string_view kFlagValue = " was given a disallowed flag override";
-  if (reason.ends_with(kFlagValue)) {
-    const std::string flag = reason.substr(0, reason.size() - kFlagValue.size());
-    return of + inQuotes((flag.size() == 1 ? "-" : "--") + flag) + " takes no value";
-  }
-  if (!extra && !missing) return reason;
+/// The verb that was chosen, or the verb of that verb.
+struct Chosen {
+  const CLI::App* verb;
+  std::string prefix;                ///< "settings set: " for messages; empty without a verb
+  std::vector<std::string> options;  ///< that it takes, as "--name"
+};
 
+Chosen chosenVerb(const CLI::App& app) {
+  Chosen chosen{&app, {}, {}};
+  for (;;) {
+    for (const CLI::Option* option : chosen.verb->get_options())
+      for (const std::string& name : option->get_lnames()) chosen.options.push_back("--" + name);
+    const auto deeper = chosen.verb->get_subcommands();
+    if (deeper.empty() || deeper.front()->get_name().empty()) break;
+    chosen.verb = deeper.front();
+    chosen.prefix += (chosen.prefix.empty() ? "" : " ") + chosen.verb->get_name();
+  }
+  if (!chosen.prefix.empty()) chosen.prefix += ": ";
+  return chosen;
+}
+
+/// What is wrong with a flag that was given a value; empty when the parser has another complaint.
+std::string flagValueError(std::string_view reason) {
+  constexpr std::string_view kFlagValue = " was given a disallowed flag override";
+  if (!reason.ends_with(kFlagValue)) return {};
+  const std::string flag(reason.substr(0, reason.size() - kFlagValue.size()));
+  return inQuotes((flag.size() == 1 ? "-" : "--") + flag) + " takes no value";
+}
+
+/// What is wrong with words that no verb takes; empty when there are none.
+std::string unknownWordError(const Chosen& chosen, const std::vector<std::string>& words,
+                             const std::vector<std::string>& verbs, bool needsVerb) {
   const auto isOption = [](const std::string& word) { return word.starts_with('-'); };
-  const auto word = std::find_if_not(unknown.begin(), unknown.end(), isOption);
-  const std::string all = CLI::detail::join(verbs, ", ");
-  if (needsVerb && word != unknown.end()) {
+  const auto word = std::ranges::find_if_not(words, isOption);
+  if (needsVerb && word != words.end()) {
     const std::string meant = guess(*word, verbs);
-    return of + inQuotes(*word) + " is no verb" + (meant.empty() ? "; there are " + all : meant);
+    return inQuotes(*word) + " is no verb" +
+           (meant.empty() ? "; there are " + CLI::detail::join(verbs, ", ") : meant);
   }
-  const auto option = std::find_if(unknown.begin(), unknown.end(), isOption);
-  if (option != unknown.end()) {
+  const auto option = std::ranges::find_if(words, isOption);
+  if (option != words.end()) {
     const std::string name = option->substr(0, option->find('='));
-    if (!needsVerb && chosen->get_option_no_throw(name) != nullptr)
-      return of + inQuotes(name) + " must come after the verb";
-    return of + inQuotes(name) + " is no option" + guess(name, options);
+    if (!needsVerb && chosen.verb->get_option_no_throw(name))
+      return inQuotes(name) + " must come after the verb";
+    return inQuotes(name) + " is no option" + guess(name, chosen.options);
   }
-  if (needsVerb) return of + "a verb is required, one of " + all;
-  if (extra && word != unknown.end()) return of + inQuotes(*word) + " is not expected";
+  return !needsVerb && word != words.end() ? inQuotes(*word) + " is not expected" : std::string();
+}
+
+/// What is wrong with the command line: the parser's words, unless a verb or an option is unknown.
+std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
+  const Chosen chosen = chosenVerb(app);
+  const std::string flagError = flagValueError(error.what());
+  if (!flagError.empty()) return chosen.prefix + flagError;
+  const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error);
+  const bool isExtra = dynamic_cast<const CLI::ExtrasError*>(&error);
+  if (!isExtra && !isMissing) return error.what();
+  // Groups of options count as subcommands without a name.
+  const std::vector<std::string> verbs = namesOf(
+      chosen.verb->get_subcommands([](const CLI::App* each) { return !each->get_name().empty(); }));
+  const bool needsVerb = isMissing && !verbs.empty();
+  std::vector<std::string> words = app.remaining(true);
+  if (isMissing && !needsVerb)  // only unknown options explain why something is missing
+    std::erase_if(words, [](const std::string& word) { return !word.starts_with('-'); });
+  const std::string wordError = unknownWordError(chosen, words, verbs, needsVerb);
+  if (!wordError.empty()) return chosen.prefix + wordError;
+  if (needsVerb)
+    return chosen.prefix + "a verb is required, one of " + CLI::detail::join(verbs, ", ");
   return error.what();
 }
 
@@ -140,7 +162,7 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0)
-      return fail({kUsage, {}, usageFault(app, error) + " (--help tells the usage)"});
+      return fail({kUsage, {}, usageError(app, error) + " (--help tells the usage)"});
     std::ostringstream text;  // what --help and --version ask for
     app.exit(error, text, text);
     print(text.str());

@@ -2,33 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
+
+#include "support/spelling.h"
 
 namespace tessaron::tool {
-namespace {
-
-/// How many characters have to be added, left out, replaced or swapped with the next one to turn
-/// one word into the other, whatever their case.
-std::size_t editDistance(std::string_view a, std::string_view b) {
-  const auto same = [](char x, char y) {
-    return std::tolower(static_cast<unsigned char>(x)) ==
-           std::tolower(static_cast<unsigned char>(y));
-  };
-  std::vector<std::vector<std::size_t>> rows(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-  for (std::size_t i = 0; i <= a.size(); ++i) {
-    for (std::size_t j = 0; j <= b.size(); ++j) {
-      std::size_t& cost = rows[i][j] = i + j;  // right where either word is empty
-      if (i == 0 || j == 0) continue;
-      cost = std::min({rows[i - 1][j] + 1, rows[i][j - 1] + 1,
-                       rows[i - 1][j - 1] + (same(a[i - 1], b[j - 1]) ? 0 : 1)});
-      if (i > 1 && j > 1 && same(a[i - 1], b[j - 2]) && same(a[i - 2], b[j - 1]))
-        cost = std::min(cost, rows[i - 2][j - 2] + 1);
-    }
-  }
-  return rows[a.size()][b.size()];
-}
-
-}  // namespace
 
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
   verb.add_option("-c,--collection", path, "The collection's file")

@@ -1,5 +1,6 @@
 #include "output/csv.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "cli/options.h"
@@ -29,9 +30,37 @@ bool looksLikeFormula(std::string_view text) {
   return false;
 }
 
-/// The text without control characters but tabs and line ends, as no formula.
-std::string harmless(std::string_view text) {
+/// Where spreadsheets may divide a field, whatever the form says: those of many countries divide
+/// CSV at semicolons, and then heed quotation marks only where they begin what they take for a
+/// cell; others divide tab-separated rows at commas and semicolons as well.
+constexpr std::string_view kCsvDividers = ";\t\r\n", kTsvDividers = ",;";
+
+/// Whether a cell that begins with `rest` and ends at a divider would be a formula. Quotation marks
+/// before it may be gone by then.
+bool beginsFormula(std::string_view rest, std::string_view dividers) {
+  rest.remove_prefix(std::min(rest.find_first_not_of('"'), rest.size()));
+  const std::string_view cell = rest.substr(0, rest.find_first_of(dividers));
+  return cell.size() > 1 && looksLikeFormula(cell);
+}
+
+/// The text with an apostrophe before everything that would be a formula: at its beginning, and
+/// where it may be divided.
+std::string withoutFormulas(std::string_view text, std::string_view dividers) {
   std::string out = looksLikeFormula(text) ? "'" : "";
+  bool isBehindDivider = false;  // with nothing but blanks between
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isBehindDivider && text[i] != ' ' && beginsFormula(text.substr(i), dividers)) out += '\'';
+    const bool isDivider = dividers.find(text[i]) != dividers.npos;
+    isBehindDivider = isDivider || (isBehindDivider && text[i] == ' ');
+    out += text[i];
+  }
+  return out;
+}
+
+/// The text without control characters but tabs and line ends, as no formula.
+std::string harmless(std::string_view field, std::string_view dividers) {
+  const std::string text = withoutFormulas(field, dividers);
+  std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
@@ -49,7 +78,7 @@ std::string harmless(std::string_view text) {
 }  // namespace
 
 std::string csvField(std::string_view text) {
-  const std::string field = harmless(text);
+  const std::string field = harmless(text, kCsvDividers);
   const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
   if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) return field;
   std::string quoted = "\"";
@@ -70,7 +99,7 @@ std::string tsvRow(const std::vector<std::string>& fields) {
   std::string row;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i > 0) row += '\t';
-    for (const char c : harmless(fields[i])) {
+    for (const char c : harmless(fields[i], kTsvDividers)) {
       constexpr std::string_view kEscaped = "\t\n\r\\";
       const std::size_t at = kEscaped.find(c);
       if (at != kEscaped.npos) row += '\\';

@@ -1,6 +1,7 @@
 #pragma once
 // Rows of values for spreadsheets and programs. A text that a spreadsheet would take for a formula
-// gets an apostrophe in front (plain numbers do not); control characters become U+FFFD.
+// gets an apostrophe in front (plain numbers do not), and so does the rest of a text behind a
+// character at which spreadsheets divide cells; control characters become U+FFFD.
 
 #include <string>
 #include <string_view>

@@ -13,7 +13,8 @@
 #include "cli/output.h"
 #include "output/html_text.h"
 #include "output/page/page.h"
-#include "output/status.h"
+#include "records/due.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -222,7 +223,7 @@ class Page {
   }
 
   static std::string statusLabel(int status) {
-    const std::string name = statusName(status);
+    const std::string name = toUtf8(tessaron::statusLabel(status));
     return name.empty() ? fmt::format("Status {}", status) : escapeHtml(name);
   }
 
@@ -272,7 +273,7 @@ class Page {
       kind += (kind.empty() ? "" : " · ") + escaped(record.Binding);
     if (!kind.empty()) put("<p class=\"kind\" dir=\"auto\">{}</p>", kind);
     if (record.hasStatus)
-      put("<p class=\"state\" dir=\"auto\">{}</p>", escapeHtml(statusSentence(record)));
+      put("<p class=\"state\" dir=\"auto\">{}</p>", escaped(statusText(record)));
     price(record);
     out_ += "<details><summary>Details</summary><div class=\"more\">";
     facts(record);

@@ -28,6 +28,15 @@ std::string jsonText(const nlohmann::ordered_json& document) {
   return text;
 }
 
+std::string indented(std::string_view text, std::size_t columns) {
+  std::string out;
+  for (const char c : text) {
+    out += c;
+    if (c == '\n') out.append(columns, ' ');
+  }
+  return out;
+}
+
 void printJson(const nlohmann::ordered_json& document) { print(jsonText(document) + '\n'); }
 
 }  // namespace tessaron::tool

@@ -11,8 +11,8 @@
 #include "cli/terminal.h"
 #include "output/csv.h"
 #include "output/json.h"
-#include "output/status.h"
 #include "platform/system.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -76,11 +76,11 @@ ordered_json dateJson(std::uint16_t date) {
 ordered_json statusJson(const CRecord& record) {
   if (!record.hasStatus) return {};
   return {{"value", record.status},
-          {"name", statusName(record.status)},
+          {"name", toUtf8(statusLabel(record.status))},
           {"target", toJson(record.StatusTarget)},
           {"begin", dateJson(record.StatusBeginDate)},
           {"end", dateJson(record.StatusEndDate)},
-          {"text", statusSentence(record)},
+          {"text", toUtf8(statusText(record))},
           {"due", dueStateAt(record, utcNow())}};
 }
 

@@ -7,8 +7,8 @@
 #include "cli/output.h"
 #include "cli/paths.h"
 #include "cli/terminal.h"
+#include "output/html_text.h"
 #include "output/json.h"
-#include "output/table.h"
 #include "records/shopping_cart.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
@@ -33,6 +33,9 @@ int run(const Options& options) {
     throw Failure{kFailed, displayName(options.response), "no cart with a purchase address"};
   if (options.merge) cart.setMergeCart(true);
   const std::string address = toUtf8(cart.PurchaseURL);
+  if (!isWebAddress(address))
+    throw Failure{kBadData, displayName(options.response),
+                  "the purchase address is refused, it is none of http or https: " + address};
   writeResult(options.output, options.form == Form::Json
                                   ? jsonText({{"PurchaseURL", address}}) + '\n'
                                   : printable(address) + '\n');

@@ -1,3 +1,5 @@
+#include "records/due.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include "output/status.h"
 #include "output/table.h"
 #include "platform/system.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -110,7 +113,7 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
     std::string date = isoDate(loan.record.StatusEndDate);
     std::erase(date, '-');
     const std::string title = calendarText(toUtf8(loan.record.Title));
-    const std::string text = calendarText(statusSentence(loan.record));
+    const std::string text = calendarText(toUtf8(statusText(loan.record)));
     for (std::string line :
          {std::string("BEGIN:VEVENT"), "UID:" + eventId(loan.record, seen) + "@tessaron", stamp,
           "DTSTART;VALUE=DATE:" + date, "SUMMARY:Due: " + title, "DESCRIPTION:" + text,

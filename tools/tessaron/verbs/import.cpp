@@ -7,15 +7,15 @@
 #include <optional>
 
 #include "cli/collection.h"
+#include "cli/dates.h"
 #include "cli/failures.h"
 #include "cli/input.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/paths.h"
 #include "cli/progress.h"
-#include "cli/settings_key.h"
+#include "cli/settings_store.h"
 #include "output/json.h"
-#include "output/status.h"
 #include "settings/collation.h"
 #include "support/text.h"
 #include "support/xml/xml.h"

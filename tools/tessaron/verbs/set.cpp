@@ -6,10 +6,12 @@
 
 #include "catalogue/item_merge.h"
 #include "cli/collection.h"
+#include "cli/dates.h"
 #include "cli/failures.h"
 #include "cli/items.h"
 #include "cli/options.h"
-#include "output/status.h"
+#include "cli/status_names.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 

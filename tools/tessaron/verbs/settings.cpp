@@ -5,18 +5,16 @@
 #include <charconv>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <numeric>
 #include <optional>
 
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
-#include "cli/settings_key.h"
+#include "cli/settings_store.h"
 #include "cli/terminal.h"
 #include "output/csv.h"
 #include "output/json.h"
 #include "output/table.h"
-#include "settings/setting_table.h"
 #include "support/overloaded.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -35,93 +33,18 @@ struct Options {
 
 using Access = SettingsAccess;
 
-Failure storeFailure(std::int32_t code, Access access) {
-  const bool reading = access == Access::Read;
-  const std::string file = toUtf8(storeName());
-  switch (code) {
-    case ERROR_BUSY:
-      return {reading ? kNoInput : kCannotWrite, file,
-              "other programs are using the settings for too long"};
-    case ERROR_ACCESS_DENIED:
-      return {reading ? kNoInput : kCannotCreate, file, "permission denied"};
-    case ERROR_DISK_FULL:
-      return {kCannotWrite, file, "no space left on the disk"};
-    case ERROR_CANTOPEN:
-      return {reading ? kNoInput : kCannotCreate, file, "the file cannot be opened or made"};
-    case ERROR_BADDB:
-      return {kBadData, file,
-              "the settings are damaged; \"settings reset\" sets the file aside and starts anew"};
-    case ERROR_NOT_REGISTRY_FILE:
-      return {kBadData, file, "the file is something else than settings"};
-    case ERROR_REVISION_MISMATCH:
-      return {kBadData, file, "the settings were written by a newer version of this program"};
-    case ERROR_REGISTRY_IO_FAILED:
-      return {reading ? kNoInput : kCannotWrite, file, "reading or writing the file failed"};
-    default:
-      return {kFailed, file, fmt::format("error {}", code)};
-  }
-}
-
-/// The settings as they are stored, with the defaults of those that are not.
-std::unique_ptr<Config> loadSettings() {
-  const RegistryDeadline deadline;
-  CRegKeyEx key;
-  openSettings(key, kOptionsKey, Access::Read);
-  const RegistryBatch batch(key, RegistryBatch::Mode::Read);
-  requireSettings(batch.code(), Access::Read);
-  auto config = std::make_unique<Config>();
-  for (const Setting& setting : settingTable()) {
-    resetSetting(setting, *config);
-    requireSettings(readSetting(setting, key, *config), Access::Read);
-  }
-  return config;
-}
-
 std::string nameOf(const Setting& setting) { return toUtf8(setting.name); }
 
-char16_t smallLetter(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit;
-}
-
-/// How many letters have to be inserted, deleted or replaced, whatever their case.
-std::size_t distance(std::u16string_view from, std::u16string_view to) {
-  std::vector<std::size_t> row(to.size() + 1);
-  std::iota(row.begin(), row.end(), 0);
-  for (std::size_t i = 0; i < from.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t k = 0; k < to.size(); ++k) {
-      const std::size_t replaced = diagonal + (smallLetter(from[i]) == smallLetter(to[k]) ? 0 : 1);
-      diagonal = row[k + 1];
-      row[k + 1] = std::min({replaced, row[k] + 1, diagonal + 1});
-    }
-  }
-  return row.back();
-}
-
-/// Whether somebody who typed `wanted` may have meant `name`: one letter in three differs at most,
-/// or it is a part of the name.
-bool isNear(std::u16string_view wanted, std::u16string_view name) {
-  constexpr std::size_t kMinPart = 3;
-  const auto part = std::ranges::search(name, wanted, {}, smallLetter, smallLetter);
-  return distance(wanted, name) <= wanted.size() / 3 ||
-         (wanted.size() >= kMinPart && !part.empty());
-}
-
-/// The setting of that name, whatever its case. Fails with kUsage, and names the nearest one if any
-/// is near.
-const Setting& findSetting(const std::string& name) {
+/// As `findSetting`. Fails with kUsage when there is none, and names the nearest one.
+const Setting& requireSetting(const std::string& name) {
   const std::u16string wanted = fromUtf8(name);
-  const auto far = [&](const Setting& setting) {
-    return std::pair(!isNear(wanted, setting.name), distance(wanted, setting.name));
-  };
-  const auto nearest = std::ranges::min_element(settingTable(), {}, far);
-  const auto [isFar, letters] = far(*nearest);
-  if (letters == 0) return *nearest;
-  throw Failure{
-      kUsage,
-      {},
-      fmt::format("there is no setting '{}'; ", name) +
-          (isFar ? "\"settings list\" lists them all" : "the nearest one is " + nameOf(*nearest))};
+  if (const Setting* found = findSetting(wanted)) return *found;
+  const Setting* nearest = nearestSetting(wanted);
+  throw Failure{kUsage,
+                {},
+                fmt::format("there is no setting '{}'; ", name) +
+                    (nearest ? "the nearest one is " + nameOf(*nearest)
+                             : "\"settings list\" lists them all")};
 }
 
 const char* typeOf(const Setting& setting) {
@@ -259,12 +182,6 @@ ordered_json settingJson(const Setting& setting, const Config& config, const Con
           {"default", jsonValue(setting, defaults)}};
 }
 
-Config defaultSettings() {
-  Config defaults;
-  for (const Setting& setting : settingTable()) resetSetting(setting, defaults);
-  return defaults;
-}
-
 /// Hands out a result that was collected in all its forms.
 void write(const Options& options, const Context& context, const ordered_json& json,
            const Table& table, const std::vector<std::vector<std::string>>& rows) {
@@ -280,13 +197,14 @@ void write(const Options& options, const Context& context, const ordered_json& j
 }
 
 int list(const Options& options, const Context& context) {
-  const auto config = loadSettings();
-  const Config defaults = defaultSettings();
+  Config config, defaults;
+  loadSettings(config);
+  resetSettings(defaults);
   auto array = ordered_json::array();
   Table table({"Name", "Type", "Value", "Default"});
   std::vector<std::vector<std::string>> rows = {{"name", "type", "value", "default"}};
   for (const Setting& setting : settingTable()) {
-    const ordered_json json = settingJson(setting, *config, defaults);
+    const ordered_json json = settingJson(setting, config, defaults);
     const bool changed = json["value"] != json["default"];
     rows.push_back({nameOf(setting), typeOf(setting), valueText(json["value"], "; "),
                     valueText(json["default"], "; ")});
@@ -299,19 +217,21 @@ int list(const Options& options, const Context& context) {
 }
 
 int get(const Options& options, const Context&) {
-  const Setting& setting = findSetting(options.name);
-  const auto config = loadSettings();
+  const Setting& setting = requireSetting(options.name);
+  Config config, defaults;
+  loadSettings(config);
+  resetSettings(defaults);
   if (options.form == Form::Json) {
-    printJson(settingJson(setting, *config, defaultSettings()));
+    printJson(settingJson(setting, config, defaults));
     return kDone;
   }
-  const std::string text = valueText(jsonValue(setting, *config), "\n") + '\n';
+  const std::string text = valueText(jsonValue(setting, config), "\n") + '\n';
   print(terminalWidth(STDOUT_FILENO) ? printable(text, true) : text);
   return kDone;
 }
 
 int set(const Options& options, const Context&) {
-  const Setting& setting = findSetting(options.name);
+  const Setting& setting = requireSetting(options.name);
   const RegistryDeadline deadline;
   Config config;
   assign(setting, options.values, config);
@@ -322,7 +242,7 @@ int set(const Options& options, const Context&) {
 }
 
 int reset(const Options& options, const Context&) {
-  const Setting* only = options.name.empty() ? nullptr : &findSetting(options.name);
+  const Setting* only = options.name.empty() ? nullptr : &requireSetting(options.name);
   const RegistryDeadline deadline;
   CRegKeyEx key;
   openSettings(key, kOptionsKey, Access::Change);
@@ -366,29 +286,6 @@ int lists(const Options& options, const Context& context) {
 }
 
 }  // namespace
-
-void openSettings(CRegKeyEx& key, const char16_t* name, Access access) {
-  const std::uint32_t rights = access == Access::Read ? KEY_READ : KEY_READ | KEY_WRITE;
-  std::int32_t code = access == Access::Create ? key.Create(HKEY_CURRENT_USER, name)
-                                               : key.Open(HKEY_CURRENT_USER, name, rights);
-  if (access == Access::Change && code == ERROR_BADDB) code = key.Create(HKEY_CURRENT_USER, name);
-  if (access == Access::Create || code != ERROR_FILE_NOT_FOUND) requireSettings(code, access);
-}
-
-void requireSettings(std::int32_t code, Access access) {
-  if (code != ERROR_SUCCESS) throw storeFailure(code, access);
-}
-
-void loadSetting(std::u16string_view name, Config& config) {
-  const RegistryDeadline deadline;
-  CRegKeyEx key;
-  openSettings(key, kOptionsKey, Access::Read);
-  for (const Setting& setting : settingTable()) {
-    if (setting.name != name) continue;
-    resetSetting(setting, config);
-    requireSettings(readSetting(setting, key, config), Access::Read);
-  }
-}
 
 void addSettings(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -5,7 +7,8 @@
 #include "cli/failures.h"
 #include "cli/input.h"
 #include "cli/output.h"
-#include "cli/settings_key.h"
+#include "cli/settings_store.h"
+#include "cli/terminal.h"
 #include "settings/collation.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -38,9 +41,21 @@ std::vector<std::string> readLines(const std::string& path) {
   return lines;
 }
 
+/// Prints lines; on a terminal without what could steer it.
+class LinePrinter {
+ public:
+  void print(const std::string& line) const {
+    tool::print((isTerminal_ ? printable(line) : line) + '\n');
+  }
+
+ private:
+  bool isTerminal_ = terminalWidth(STDOUT_FILENO).has_value();
+};
+
 int sortForms(const Options& options) {
   if (!options.option) loadSetting(u"CollationOption", _Config);
   CCollationSystem::m_nOption = options.option.value_or(_Config.CollationOption);
+  const LinePrinter printer;
   for (const std::string& line : readLines(options.input)) {
     std::u16string text = fromUtf8(line);
     if (options.titles) {
@@ -48,7 +63,7 @@ int sortForms(const Options& options) {
     } else {
       CCollationSystem::ConvertName(text);
     }
-    print(toUtf8(text) + '\n');
+    printer.print(toUtf8(text));
   }
   return kDone;
 }
@@ -64,7 +79,8 @@ int sort(const Options& options) {
   std::ranges::stable_sort(lines, [&](const Line& a, const Line& b) {
     return CCollationSystem::CompareStringW(a.text.c_str(), b.text.c_str(), options.noCase) < 0;
   });
-  for (const Line& line : lines) print(line.bytes + '\n');
+  const LinePrinter printer;
+  for (const Line& line : lines) printer.print(line.bytes);
   return kDone;
 }
 

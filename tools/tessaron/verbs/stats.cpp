@@ -10,8 +10,7 @@
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "output/chart.h"
-#include "output/price.h"
-#include "output/status.h"
+#include "records/price.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -46,8 +45,8 @@ Texts yearOf(const CRecord& record) {
 }
 
 Texts statusOf(const CRecord& record) {
-  const std::string name = record.hasStatus ? statusName(record.status) : "";
-  return {name.empty() ? u"No status" : fromUtf8(name)};
+  const std::u16string_view name = record.hasStatus ? statusLabel(record.status) : u"";
+  return {std::u16string(name.empty() ? u"No status" : name)};
 }
 
 /// The languages without what the item has them for: "English (Published)" is English.
@@ -93,12 +92,8 @@ std::string commonCurrency(const std::vector<Counted>& items) {
   return {};
 }
 
-int run(const Options& options, const Context& context) {
-  const Property& property =
-      *std::find_if(std::begin(kProperties), std::end(kProperties),
-                    [&](const Property& each) { return options.by == each.name; });
-  const bool byPrice = options.value == "price";
-  CollectionReader collection(options.collection);
+std::vector<Counted> countedItems(CollectionReader& collection, const Property& property,
+                                  bool byPrice) {
   std::vector<Counted> counted;
   collection.forEachRecord(true, [&](const CRecord& record) {
     Texts names = property.of(record);
@@ -106,44 +101,69 @@ int run(const Options& options, const Context& context) {
     counted.push_back({{names.begin(), names.end()}, {}});
     if (byPrice) counted.back().price = parsePrice(record.ListPrice);
   });
-  const std::string currency = commonCurrency(counted);
+  return counted;
+}
 
+/// Items of the chart, and how many items of the collection are in none of them, by reason.
+struct Shares {
   std::vector<scdata> items;
   std::size_t nameless = 0;
   std::size_t priceless = 0;
-  std::size_t foreign = 0;
+  std::size_t foreign = 0;  ///< priced in another currency
+};
+
+/// Counts the items; with a currency, their prices in it.
+Shares sharesOf(const std::vector<Counted>& counted, const std::optional<std::string>& currency) {
+  Shares shares;
   for (const auto& [names, price] : counted) {
-    float value = 1;
-    if (byPrice && !price) {
-      ++priceless;
-    } else if (byPrice && price->currency != currency) {
-      ++foreign;
+    if (currency && !price) {
+      ++shares.priceless;
+    } else if (currency && price->currency != *currency) {
+      ++shares.foreign;
     } else if (names.empty()) {
-      ++nameless;
+      ++shares.nameless;
     } else {
-      if (byPrice) value = static_cast<float>(price->amount);
-      for (const std::u16string& name : names) items.push_back({name, 1, value});
+      const float value = currency ? static_cast<float>(price->amount) : 1;
+      for (const std::u16string& name : names) shares.items.push_back({name, 1, value});
     }
   }
-  std::vector<std::string> leftOut;
+  return shares;
+}
+
+/// What was left out of `total` items, and why; empty for nothing.
+std::string leftOut(const Shares& shares, std::size_t total, const std::string& property,
+                    const std::string& currency) {
+  std::vector<std::string> parts;
   const auto tell = [&](std::size_t count, const std::string& why) {
-    if (count > 0) leftOut.push_back(fmt::format("{} of {} items {}", count, counted.size(), why));
+    if (count > 0) parts.push_back(fmt::format("{} of {} items {}", count, total, why));
   };
-  tell(nameless, "without " + options.by);
-  tell(priceless, "without a list price");
-  tell(foreign,
+  tell(shares.nameless, "without " + property);
+  tell(shares.priceless, "without a list price");
+  tell(shares.foreign,
        "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
-  const std::string summary = CLI::detail::join(leftOut, ", ");
-  if (items.empty())
+  return CLI::detail::join(parts, ", ");
+}
+
+int run(const Options& options, const Context& context) {
+  const Property& property = *std::ranges::find_if(
+      kProperties, [&](const Property& each) { return options.by == each.name; });
+  const bool byPrice = options.value == "price";
+  CollectionReader collection(options.collection);
+  const std::vector<Counted> counted = countedItems(collection, property, byPrice);
+  const std::string currency = commonCurrency(counted);
+  const Shares shares = sharesOf(counted, byPrice ? std::optional(currency) : std::nullopt);
+  const std::string summary = leftOut(shares, counted.size(), options.by, currency);
+  if (shares.items.empty())
     throw Failure{kFailed, collection.name(),
                   counted.empty() ? "the collection is empty" : "nothing to count: " + summary};
-  if (!leftOut.empty()) note(context, "left out: " + summary);
+  if (!summary.empty()) note(context, "left out: " + summary);
 
   nlohmann::ordered_json about = {{"by", options.by}, {"value", options.value}};
   if (byPrice) about["currency"] = currency;
   std::string heading = options.by;
   heading[0] = static_cast<char>(heading[0] - 'a' + 'A');
-  giveChart(items, heading, byPrice ? "Price " + currency : "", about, options.form, context);
+  giveChart(shares.items, heading, byPrice ? "Price " + currency : "", about, options.form,
+            context);
   return kDone;
 }
 

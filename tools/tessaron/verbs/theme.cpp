@@ -14,7 +14,7 @@
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/paths.h"
-#include "cli/settings_key.h"
+#include "cli/settings_store.h"
 #include "cli/terminal.h"
 #include "output/json.h"
 #include "output/table.h"
@@ -218,32 +218,41 @@ int unpack(const Options& options, const Context&) {
   return tellProblems(options.file, package);
 }
 
-/// What the settings say, or their defaults.
+/// A theme that the settings select; by default the application's own.
 struct Choice {
-  std::u16string file = u"DefaultTheme.tpk";
+  std::u16string file;
   int scheme = 0;
 };
 
-constexpr const char16_t *kFileValue = u"ThemeFile", *kSchemeValue = u"ThemeScheme";
+constexpr const char16_t *kFileSetting = u"ThemeFile", *kSchemeSetting = u"ThemeScheme";
+
+Choice choiceIn(const Config& config) { return {config.ThemeFile, config.ThemeScheme}; }
 
 Choice readChoice() {
-  Choice choice;
-  CRegKeyEx key;
-  openSettings(key, kOptionsKey, SettingsAccess::Read);
-  key.QueryStringValueEx(kFileValue, choice.file);
-  key.QueryIntValueEx(kSchemeValue, choice.scheme);
-  return choice;
+  Config config;
+  loadSetting(kFileSetting, config);
+  loadSetting(kSchemeSetting, config);
+  return choiceIn(config);
+}
+
+Choice defaultChoice() {
+  Config config;
+  resetSettings(config);
+  return choiceIn(config);
 }
 
 void storeChoice(Choice choice) {
   const auto require = [](std::int32_t code) { requireSettings(code, SettingsAccess::Create); };
+  Config config;
+  config.ThemeFile = std::move(choice.file);
+  config.ThemeScheme = choice.scheme;
   const RegistryDeadline deadline;
   CRegKeyEx key;
   openSettings(key, kOptionsKey, SettingsAccess::Create);
   RegistryBatch batch(key);
   require(batch.code());
-  require(key.SetStringValueEx(kFileValue, choice.file));
-  require(key.SetIntValueEx(kSchemeValue, choice.scheme));
+  for (const char16_t* name : {kFileSetting, kSchemeSetting})
+    require(writeSetting(*findSetting(name), key, config));
   require(batch.end());
 }
 
@@ -270,46 +279,62 @@ Json choiceJson(const Choice& choice) {
   return {{"file", toUtf8(choice.file)}, {"scheme", choice.scheme}};
 }
 
+/// The themes that can be listed, and which of them the application takes into use.
+struct Themes {
+  Choice selected;
+  std::string error;              ///< why `selected` cannot be taken; empty when it can
+  std::optional<Choice> inForce;  ///< none when the default theme cannot be taken either
+  std::vector<std::u16string> files;
+};
+
+Themes findThemes(const std::u16string& folder) {
+  Themes themes{readChoice(), {}, {}, themePackages(folder)};
+  themes.error = faultOfChoice(folder, themes.selected);
+  if (themes.error.empty()) {
+    themes.inForce = themes.selected;
+  } else if (faultOfChoice(folder, defaultChoice()).empty()) {
+    themes.inForce = defaultChoice();
+  }
+  if (themes.inForce && std::ranges::find(themes.files, themes.inForce->file) == themes.files.end())
+    themes.files.push_back(themes.inForce->file);
+  return themes;
+}
+
+/// Adds a row about a theme's file to the table, and returns its JSON.
+Json listTheme(const std::u16string& folder, const std::u16string& file,
+               const std::optional<Choice>& inForce, Table& table) {
+  CThemePackage package;
+  package.path = joinPath(folder, file);
+  package.Inspect(false);
+  const bool isInForce = inForce && file == inForce->file;
+  auto schemes = Json::array();
+  std::string names, used;
+  for (const CThemeScheme* scheme : package.schemes) {
+    const std::string name =
+        scheme->name.empty() ? std::to_string(schemes.size()) : toUtf8(scheme->name);
+    if (isInForce && static_cast<int>(schemes.size()) == inForce->scheme) used = name;
+    names += (names.empty() ? "" : ", ") + name;
+    schemes.push_back(toUtf8(scheme->name));
+  }
+  const bool isPackage = package.report.isPackage;
+  table.add({{toUtf8(file)}, {isPackage ? toUtf8(package.name) : "(no package)"}, {names}, {used}});
+  return {{"file", toUtf8(file)},
+          {"isPackage", isPackage},
+          {"name", toUtf8(package.name)},
+          {"schemes", schemes}};
+}
+
 int list(const Options& options, const Context& context) {
   const std::u16string folder = dataFolder();
-  const Choice choice = readChoice();
-  const std::string fault = faultOfChoice(folder, choice);
-  std::optional<Choice> inForce = choice;
-  if (!fault.empty()) inForce = Choice();
-  if (!fault.empty() && !faultOfChoice(folder, *inForce).empty()) inForce.reset();
-
-  std::vector<std::u16string> files = themePackages(folder);
-  if (inForce && std::ranges::find(files, inForce->file) == files.end())
-    files.push_back(inForce->file);
+  const auto [selected, error, inForce, files] = findThemes(folder);
   auto array = Json::array();
   Table table({"File", "Name", "Schemes", "In force"});
-  for (const std::u16string& file : files) {
-    CThemePackage package;
-    package.path = joinPath(folder, file);
-    package.Inspect(false);
-    const bool isInForce = inForce && file == inForce->file;
-    auto schemes = Json::array();
-    std::string names, used;
-    for (const CThemeScheme* scheme : package.schemes) {
-      const std::string name =
-          scheme->name.empty() ? std::to_string(schemes.size()) : toUtf8(scheme->name);
-      if (isInForce && static_cast<int>(schemes.size()) == inForce->scheme) used = name;
-      names += (names.empty() ? "" : ", ") + name;
-      schemes.push_back(toUtf8(scheme->name));
-    }
-    const bool isPackage = package.report.isPackage;
-    table.add(
-        {{toUtf8(file)}, {isPackage ? toUtf8(package.name) : "(no package)"}, {names}, {used}});
-    array.push_back({{"file", toUtf8(file)},
-                     {"isPackage", isPackage},
-                     {"name", toUtf8(package.name)},
-                     {"schemes", schemes}});
-  }
+  for (const std::u16string& file : files) array.push_back(listTheme(folder, file, inForce, table));
   Output output(options.output);
   if (options.form == Form::Json) {
-    Json selected = choiceJson(choice);
-    selected["fault"] = fault.empty() ? Json() : Json(fault);
-    writeJson(output, {{"selected", selected},
+    Json choice = choiceJson(selected);
+    choice["fault"] = error.empty() ? Json() : Json(error);
+    writeJson(output, {{"selected", choice},
                        {"inForce", inForce ? choiceJson(*inForce) : Json()},
                        {"packages", array}});
   } else if (!array.empty()) {
@@ -318,8 +343,8 @@ int list(const Options& options, const Context& context) {
   output.finish();
   flushOutput();
   if (array.empty()) throw Failure{kFailed, toUtf8(folder), "no themes"};
-  if (!fault.empty())
-    warn(fmt::format("\"{}\", which the settings select, {}; {}", toUtf8(choice.file), fault,
+  if (!error.empty())
+    warn(fmt::format("\"{}\", which the settings select, {}; {}", toUtf8(selected.file), error,
                      inForce ? fmt::format("\"{}\" is in force", toUtf8(inForce->file))
                              : "no theme is in force"));
   return kDone;

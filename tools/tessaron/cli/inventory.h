@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cli/failures.h"
+
+namespace tessaron::tool {
+
+/// The folders and files that the command line names, and those below them, in the order in which
+/// they are told: files named alone by their folder, then in each folder the files before the
+/// folders, sorted by name as the user's language does, with numbers by value.
+class Inventory {
+ public:
+  struct Folder {
+    std::int32_t id;
+    std::int32_t parentId;  ///< -1 for a folder that the command line names
+    std::u16string path;
+  };
+  struct Entry {
+    std::size_t folder;  ///< index of its folder, never below that of the entry before it
+    std::u16string name;
+  };
+
+  /// Lists folders recursively where `isRecursive`. What cannot be listed is in `failures`.
+  Inventory(const std::vector<std::string>& paths, bool isRecursive);
+
+  const std::vector<Folder>& folders() const { return folders_; }
+  const std::vector<Entry>& files() const { return files_; }
+  const std::vector<Failure>& failures() const { return failures_; }
+  std::u16string pathOf(const Entry& file) const;
+
+ private:
+  void add(const std::string& path);
+  void addFolder(const std::u16string& path, std::int32_t parentId);
+  std::size_t newFolder(const std::u16string& path, std::int32_t parentId);
+  void refuse(const std::string& path, const std::string& reason);
+
+  bool isRecursive_;
+  bool isNamed_ = false;  // the last folder is that of files named alone
+  std::vector<Folder> folders_;
+  std::vector<Entry> files_;
+  std::vector<Failure> failures_;
+};
+
+}  // namespace tessaron::tool

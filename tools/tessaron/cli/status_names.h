@@ -1,0 +1,19 @@
+#pragma once
+// Statuses as the command line takes them.
+
+#include <string>
+#include <string_view>
+
+namespace tessaron::tool {
+
+/// A status name as it is compared and as messages give it: "Rented Out" as "rented-out".
+std::string plainName(std::string_view name);
+
+/// The status that a name means, compared as `plainName`. Fails with kUsage, and the names that
+/// there are, for any other.
+int parseStatus(std::string_view name);
+
+/// All names as they can be typed, with commas.
+std::string statusChoices();
+
+}  // namespace tessaron::tool
