@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "records/item_text.h"
-#include "records/record_tables.h"
+#include "records/record_fields.h"
 #include "support/xml/tree.h"
 
 namespace tessaron {

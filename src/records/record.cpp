@@ -1,6 +1,6 @@
 #include "records/record.h"
 
-#include "records/record_tables.h"
+#include "records/record_fields.h"
 #include "support/text.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "records/item_text.h"
 #include "records/item_walk.h"
 #include "records/record.h"
-#include "records/record_tables.h"
+#include "records/record_fields.h"
 #include "support/text.h"
 #include "support/xml/tiny_element.h"
 #include "support/xml/tree.h"

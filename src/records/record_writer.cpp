@@ -6,7 +6,7 @@
 #include "records/field_text.h"
 #include "records/item_text.h"
 #include "records/record.h"
-#include "records/record_tables.h"
+#include "records/record_fields.h"
 #include "support/text.h"
 #include "support/xml/writer.h"
 

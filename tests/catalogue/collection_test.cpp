@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "records/record_set.h"
-#include "records/record_tables.h"
+#include "records/record_fields.h"
 #include "support/edited_collection.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
