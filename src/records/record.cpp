@@ -14,6 +14,32 @@ bool replaceFirst(std::u16string& text, std::u16string_view what, std::u16string
   return true;
 }
 
+// The fields with a presence flag.
+constexpr auto kFlagged = [] {
+  std::array<const tessaron::Field*, 18> flagged{};
+  std::size_t count = 0;
+  for (const tessaron::Field& field : tessaron::kFields) {
+    if (field.flag) flagged[count++] = &field;
+  }
+  if (count != flagged.size()) throw "the table has another number of rows";
+  return flagged;
+}();
+
+// Calls `visit` with each of these flags and the value that it stands for.
+template <typename Visit>
+void forEachFlagged(CRecord& record, Visit visit) {
+  for (const tessaron::Field* field : kFlagged) {
+    bool& flag = record.*field->flag;
+    if (const auto* text = std::get_if<tessaron::TextMember>(&field->member)) {
+      visit(flag, record.**text);
+    } else if (const auto* list = std::get_if<tessaron::ListMember>(&field->member)) {
+      visit(flag, record.**list);
+    } else {
+      visit(flag, record.*std::get<tessaron::DiscsMember>(field->member));
+    }
+  }
+}
+
 }  // namespace
 
 CRecord::CRecord()
@@ -30,19 +56,13 @@ CRecord& CRecord::operator=(CRecord&&) noexcept = default;
 CRecord::~CRecord() = default;
 
 void CRecord::preProcess() {
-  for (const auto& [flag, text] : tessaron::kFlaggedTexts) {
-    if (!(this->*flag)) (this->*text).clear();
-  }
-  for (const auto& [flag, list] : tessaron::kFlaggedLists) {
-    if (!(this->*flag)) (this->*list).clear();
-  }
-  if (!hasDiscs) discs.clear();
+  forEachFlagged(*this, [](bool& flag, auto& value) {
+    if (!flag) value.clear();
+  });
 }
 
 void CRecord::postProcess() {
-  for (const auto& [flag, text] : tessaron::kFlaggedTexts) this->*flag = !(this->*text).empty();
-  for (const auto& [flag, list] : tessaron::kFlaggedLists) this->*flag = !(this->*list).empty();
-  hasDiscs = !discs.empty();
+  forEachFlagged(*this, [](bool& flag, auto& value) { flag = !value.empty(); });
 
   if (hasDiscs && NumberOfDiscs.empty()) {
     NumberOfDiscs = tessaron::fromUtf8(std::to_string(discs.size()));

@@ -2,7 +2,10 @@
 
 #include <random>
 #include <string_view>
+#include <utility>
+#include <variant>
 
+#include "records/record_fields.h"
 #include "support/text.h"
 
 namespace tessaron {
@@ -10,78 +13,23 @@ namespace {
 
 using Strings = CRecord::Strings;
 
+// Members that are no rows of the table of fields, or parts of a row.
+constexpr std::pair<const char*, ListMember> kCustomFieldLists[] = {
+    {"customFieldNames", &CRecord::customFieldNames},
+    {"customFieldValues", &CRecord::customFieldValues},
+};
+constexpr std::pair<const char*, FlagMember> kOtherFlags[] = {{"hasIcon", &CRecord::hasIcon},
+                                                              {"hasStatus", &CRecord::hasStatus}};
+constexpr std::pair<const char*, std::int32_t CRecord::*> kNumbers[] = {
+    {"icon", &CRecord::icon}, {"status", &CRecord::status}};
+
+// Whether `field` is kept as a `Member`, which is then put into `member`.
 template <typename Member>
-struct Field {
-  const char* name;
-  Member CRecord::*member;
-};
-
-#define FIELD(name) \
-  { #name, &CRecord::name }
-
-constexpr Field<std::u16string> kTexts[] = {
-    FIELD(ASIN),
-    FIELD(Title),
-    FIELD(NumberOfDiscs),
-    FIELD(Binding),
-    FIELD(Publisher),
-    FIELD(ReleaseDate),
-    FIELD(ProductGroup),
-    FIELD(DetailPageURL),
-    FIELD(UPC),
-    FIELD(EAN),
-    FIELD(LargeImage),
-    FIELD(SmallImage),
-    FIELD(MediumImage),
-    FIELD(description),
-    FIELD(AspectRatio),
-    FIELD(DVDLayers),
-    FIELD(DVDSides),
-    FIELD(PictureFormat),
-    FIELD(RegionCode),
-    FIELD(RunningTime),
-    FIELD(Studio),
-    FIELD(AudienceRating),
-    FIELD(NumberOfPages),
-    FIELD(TheatricalReleaseDate),
-    FIELD(OriginalTitle),
-    FIELD(ISBN),
-    FIELD(PublicationDate),
-    FIELD(Label),
-    FIELD(ESRBAgeRating),
-    FIELD(NumberOfTracks),
-    FIELD(AverageRating),
-    FIELD(TotalReviews),
-    FIELD(ListPrice),
-    FIELD(LowestNewPrice),
-    FIELD(TotalNew),
-    FIELD(LowestUsedPrice),
-    FIELD(TotalUsed),
-    FIELD(Notes),
-    FIELD(StatusTarget),
-};
-constexpr Field<Strings> kAttributeLists[] = {
-    FIELD(actors),      FIELD(directors), FIELD(formats),  FIELD(authors),
-    FIELD(translators), FIELD(artists),   FIELD(features), FIELD(platforms),
-};
-// Lists that keep their empty entries.
-constexpr Field<Strings> kFullLists[] = {
-    FIELD(languages),      FIELD(reviewRatings),    FIELD(reviewSummaries),
-    FIELD(reviewContents), FIELD(customFieldNames), FIELD(customFieldValues),
-};
-constexpr Field<bool> kFlags[] = {
-    FIELD(hasIcon),        FIELD(hasStatus),     FIELD(hasUPC),
-    FIELD(hasEAN),         FIELD(hasDVDLayers),  FIELD(hasDVDSides),
-    FIELD(hasDescription), FIELD(hasRegionCode), FIELD(hasActors),
-    FIELD(hasFormats),     FIELD(hasDirectors),  FIELD(hasTheatricalReleaseDate),
-    FIELD(hasAuthors),     FIELD(hasArtists),    FIELD(hasTranslators),
-    FIELD(hasLanguages),   FIELD(hasDiscs),      FIELD(hasFeatures),
-    FIELD(hasPlatforms),   FIELD(hasNotes),      FIELD(hasCoverImage),
-    FIELD(fullDetail),
-};
-constexpr Field<std::int32_t> kNumbers[] = {FIELD(icon), FIELD(status)};
-constexpr Field<std::uint16_t> kDates[] = {FIELD(DateAdded), FIELD(StatusBeginDate),
-                                           FIELD(StatusEndDate)};
+bool is(const Field& field, Member& member) {
+  const Member* found = std::get_if<Member>(&field.member);
+  member = found ? *found : nullptr;
+  return member != nullptr;
+}
 
 // Pieces of which texts are made.
 constexpr std::u16string_view kPieces[] = {
@@ -161,8 +109,7 @@ std::u16string legal(const std::u16string& text) {
   return out;
 }
 
-void makeLegal(Strings& list, bool keepEmpty) {
-  if (!keepEmpty) std::erase(list, u"");
+void makeLegal(Strings& list) {
   for (std::u16string& text : list) text = legal(text);
 }
 
@@ -179,27 +126,25 @@ std::string shown(std::int32_t number) { return std::to_string(number); }
 CRecord randomRecord(std::uint32_t seed) {
   Sampler sample(seed);
   CRecord record;
-  for (const auto& [name, member] : kTexts) record.*member = sample.text();
-  for (const auto& [name, member] : kAttributeLists) record.*member = sample.list();
-  for (const auto& [name, member] : kDates) {
-    record.*member = static_cast<std::uint16_t>(sample.below(2) * sample.below(0x10000));
-  }
-  for (const auto& [name, member] : kNumbers) {
-    record.*member = static_cast<std::int32_t>(sample.below(0x100000000));
-  }
-  for (const auto& [name, member] : kFlags) record.*member = sample.below(2) == 1;
-  record.hasCoverImage = false;
-  record.fullDetail = true;
-  for (auto price : {&CRecord::ListPrice, &CRecord::LowestNewPrice, &CRecord::LowestUsedPrice}) {
-    record.*price = sample.pick(kPrices);
-  }
-  record.languages = sample.list();
   const std::size_t reviews = sample.below(4);
-  record.reviewRatings = sample.list(reviews);
-  record.reviewSummaries = sample.list(reviews);
-  record.reviewContents = sample.list(reviews);
-  record.customFieldNames = sample.list(7);
-  record.customFieldValues = sample.list(7);
+  for (const Field& field : kFields) {
+    TextMember text;
+    ListMember list;
+    DateMember date;
+    const bool isReview = field.name.starts_with("review");
+    if (is(field, text)) {
+      record.*text = field.name.ends_with("Price") ? sample.pick(kPrices) : sample.text();
+    } else if (is(field, list)) {
+      record.*list = isReview ? sample.list(reviews) : sample.list();
+    } else if (is(field, date)) {
+      record.*date = static_cast<std::uint16_t>(sample.below(2) * sample.below(0x10000));
+    }
+    if (field.flag) record.*field.flag = sample.below(2) == 1;
+  }
+  for (const auto& [name, member] : kNumbers)
+    record.*member = static_cast<std::int32_t>(sample.below(0x100000000));
+  for (const auto& [name, flag] : kOtherFlags) record.*flag = sample.below(2) == 1;
+  for (const auto& [name, list] : kCustomFieldLists) record.*list = sample.list(7);
   for (std::size_t disc = sample.below(4); disc > 0; --disc) record.discs.push_back(sample.list());
   record.offerListing = {sample.text(), sample.pick(kPrices), sample.text()};
   record.offers.resize(sample.below(3));
@@ -210,13 +155,21 @@ CRecord randomRecord(std::uint32_t seed) {
 
 CRecord asReadBack(const CRecord& record) {
   CRecord back = record;
-  for (const auto& [name, member] : kTexts) back.*member = legal(back.*member);
-  for (const auto& [name, member] : kAttributeLists) makeLegal(back.*member, false);
-  for (const auto& [name, member] : kFullLists) makeLegal(back.*member, true);
-  for (Strings& disc : back.discs) makeLegal(disc, false);
-  for (auto text : {&COfferListing::OfferListingId, &COfferListing::Availability}) {
-    back.offerListing.*text = legal(back.offerListing.*text);
+  for (const Field& field : kFields) {
+    TextMember text;
+    ListMember list;
+    if (is(field, text)) back.*text = legal(back.*text);
+    if (!is(field, list)) continue;
+    if (field.xml.place == XmlPlace::AttributeList) std::erase(back.*list, u"");
+    makeLegal(back.*list);
   }
+  for (const auto& [name, list] : kCustomFieldLists) makeLegal(back.*list);
+  for (Strings& disc : back.discs) {
+    std::erase(disc, u"");
+    makeLegal(disc);
+  }
+  for (auto text : {&COfferListing::OfferListingId, &COfferListing::Availability})
+    back.offerListing.*text = legal(back.offerListing.*text);
   for (std::size_t i = 0; i < 7; ++i) back.customFieldFlags[i] = !back.customFieldNames[i].empty();
   if (back.Binding.empty()) back.Binding = back.ProductGroup;
   if (!back.hasIcon) back.icon = 0;
@@ -227,19 +180,22 @@ CRecord asReadBack(const CRecord& record) {
 
 std::string differences(const CRecord& wanted, const CRecord& got) {
   std::string out;
-  const auto compare = [&](const auto& fields) {
-    for (const auto& [name, member] : fields) {
-      if (wanted.*member == got.*member) continue;
-      out +=
-          std::string(name) + ": " + shown(wanted.*member) + " became " + shown(got.*member) + '\n';
-    }
+  const auto compare = [&](std::string_view name, auto member) {
+    if (wanted.*member == got.*member) return;
+    ((out += name) += ": ") += shown(wanted.*member) + " became " + shown(got.*member) + '\n';
   };
-  compare(kTexts);
-  compare(kAttributeLists);
-  compare(kFullLists);
-  compare(kFlags);
-  compare(kNumbers);
-  compare(kDates);
+  for (const Field& field : kFields) {
+    TextMember text;
+    ListMember list;
+    DateMember date;
+    if (is(field, text)) compare(field.name, text);
+    if (is(field, list)) compare(field.name, list);
+    if (is(field, date)) compare(field.name, date);
+    if (field.flag) compare(field.name, field.flag);
+  }
+  for (const auto& [name, member] : kNumbers) compare(name, member);
+  for (const auto& [name, flag] : kOtherFlags) compare(name, flag);
+  for (const auto& [name, list] : kCustomFieldLists) compare(name, list);
   if (wanted.discs != got.discs) out += "discs\n";
   if (wanted.customFieldFlags != got.customFieldFlags) out += "customFieldFlags\n";
   if (wanted.offerListing != got.offerListing) out += "offerListing\n";

@@ -47,6 +47,9 @@ class Schema(ToolTest):
         record = self.json("show", "-c", "c.xml", "EXB0000001")
         one = self.validator({"$ref": "#/$defs/record", "$defs": SCHEMA["$defs"]})
         self.assertTrue(one.is_valid(record))
+        described = SCHEMA["$defs"]["record"]
+        self.assertEqual(list(record), described["required"])
+        self.assertEqual(list(record), list(described["properties"]))
         for key in record:
             for value in ([None], {"x": 1}, 1.5):
                 self.assertFalse(one.is_valid({**record, key: value}), key)
