@@ -297,8 +297,15 @@ class ItemReader {
   }
 
   void readAttribute(Element attribute, std::string_view name) {
-    if (readSingle(attribute, singles_.size(), singles_.data())) {
-      singleRead_[kSingleAttributeNames.find(name)] = true;
+    if (const std::size_t i = kSingleAttributeNames.find(name); i < kSingleAttributes.size()) {
+      const auto& [ignored, member, rule] = kSingleAttributes[i];
+      std::u16string text = fieldText(attribute, rule);
+      if (i == kNumberOfDiscs || i == kNumberOfItems) {
+        hasNumberOfDiscs_ = true;
+        (i == kNumberOfDiscs ? numberOfDiscs_ : numberOfItems_) = std::move(text);
+      } else {
+        record_.*member = std::move(text);
+      }
     } else if (!readMulti(attribute, lists_.size(), lists_.data()) && record_.fullDetail) {
       if (name == "ListPrice") readPrice(attribute, record_.ListPrice);
       if (name == "Languages") readLanguages(attribute);
@@ -322,16 +329,11 @@ class ItemReader {
     return true;
   }
 
-  // Moves what was read into the record. What was not read keeps its former value.
+  // Moves into the record what can only be judged as a whole. A field that was not read keeps its
+  // former value.
   void scatter() {
-    for (std::size_t i = 0; i < singles_.size(); ++i) {
-      if (singleRead_[i] && i != kNumberOfDiscs && i != kNumberOfItems) {
-        record_.*kSingleAttributes[i].member = std::move(singles_[i]);
-      }
-    }
-    if (singleRead_[kNumberOfDiscs] || singleRead_[kNumberOfItems]) {
-      std::u16string& discs = singles_[kNumberOfDiscs];
-      record_.NumberOfDiscs = std::move(discs.empty() ? singles_[kNumberOfItems] : discs);
+    if (hasNumberOfDiscs_) {
+      record_.NumberOfDiscs = std::move(numberOfDiscs_.empty() ? numberOfItems_ : numberOfDiscs_);
     }
     for (std::size_t i = 0; i < lists_.size(); ++i) {
       if (!lists_[i].empty()) record_.*kListAttributes[i].member = std::move(lists_[i]);
@@ -350,8 +352,8 @@ class ItemReader {
 
   CRecord& record_;
   int version_;
-  std::array<std::u16string, kSingleAttributes.size()> singles_;
-  std::array<bool, kSingleAttributes.size()> singleRead_{};
+  bool hasNumberOfDiscs_ = false;
+  std::u16string numberOfDiscs_, numberOfItems_;
   std::array<Strings, kListAttributes.size()> lists_;
   std::array<Strings, kDetailsLists.size()> detailsLists_;
 };

@@ -1,5 +1,7 @@
 #include "records/record_set.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <new>
 #include <stdexcept>
@@ -13,6 +15,18 @@
 #include "support/files.h"
 #include "support/xml/encoding.h"
 #include "support/xml/xml.h"
+
+namespace {
+
+// How many items a text of `size` bytes probably has when `count` of them end before `position`:
+// at least one more, at most twice as many and some.
+std::size_t expectedItems(std::size_t count, std::uint64_t position, std::size_t size) {
+  const double share = static_cast<double>(count) / static_cast<double>(position + 1);
+  const auto expected = static_cast<std::size_t>(share * static_cast<double>(size) * 1.02);
+  return count + std::clamp<std::size_t>(expected - std::min(expected, count), 8, 2 * count + 64);
+}
+
+}  // namespace
 
 CRecordSet::CRecordSet() = default;
 CRecordSet::CRecordSet(const CRecordSet&) = default;
@@ -39,7 +53,12 @@ bool CRecordSet::fromString(std::string text) {
   const tessaron::DecodedXml document = tessaron::decodeXml(decoder, std::move(text));
   std::vector<CRecord> fresh;  // nothing changes when memory does not suffice
   tessaron::ItemStream items(document.text);
-  while (items.next()) items.read(fresh.emplace_back());
+  while (items.next()) {
+    if (fresh.size() == fresh.capacity()) {
+      fresh.reserve(expectedItems(fresh.size(), items.position(), document.text.size()));
+    }
+    items.read(fresh.emplace_back());
+  }
   if (items.isInItem()) items.readBroken(fresh.emplace_back());
   if (records.empty()) {
     records = std::move(fresh);

@@ -39,10 +39,12 @@ class NameTable {
   static_assert(N < 255);
   static constexpr std::size_t kSlots = N * 3 + 1;  // sparse, and never full
 
-  static constexpr std::uint32_t hash(std::string_view name) {  // FNV-1a
-    std::uint32_t value = 2166136261u;
-    for (const char c : name) value = (value ^ static_cast<unsigned char>(c)) * 16777619u;
-    return value;
+  // Of the length and three characters: names that share them are compared one after another.
+  static constexpr std::size_t hash(std::string_view name) {
+    if (name.empty()) return 0;
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(name[at]); };
+    return name.size() * 7 + byte(0) * 31u + byte(name.size() / 2) * 131u +
+           byte(name.size() - 1) * 1031u;
   }
 
   std::array<std::string_view, N> names_;

@@ -14,16 +14,22 @@ constexpr char16_t kReplacement = u'\uFFFD';
 constexpr bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-// Writes one or two units and returns where the next one goes. A character has at most as many
-// units in UTF-16 as it has bytes in UTF-8.
-char16_t* writeUtf16(char16_t* to, char32_t codePoint) {
-  if (codePoint < 0x10000) {
-    *to++ = static_cast<char16_t>(codePoint);
-  } else {
-    *to++ = static_cast<char16_t>(0xD7C0 + (codePoint >> 10));
-    *to++ = static_cast<char16_t>(0xDC00 | (codePoint & 0x3FF));
+// Widens the ASCII characters that `text` begins with to `to`, and returns how many these are.
+std::size_t widenAscii(std::string_view text, char16_t* to) {
+  constexpr std::size_t kBlock = 16;
+  std::size_t at = 0;
+  for (; at + kBlock <= text.size(); at += kBlock) {  // compilers make vectors of a block
+    unsigned char all = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      const auto byte = static_cast<unsigned char>(text[at + i]);
+      all |= byte;
+      to[at + i] = byte;
+    }
+    if (all >= 0x80) break;
   }
-  return to;
+  for (; at < text.size() && static_cast<unsigned char>(text[at]) < 0x80; ++at)
+    to[at] = static_cast<unsigned char>(text[at]);
+  return at;
 }
 
 }  // namespace
@@ -108,19 +114,29 @@ void appendUtf8(std::string& out, char32_t codePoint) {
   }
 }
 
+char16_t* writeUtf16(char16_t* to, char32_t codePoint) {
+  if (codePoint < 0x10000) {
+    *to++ = static_cast<char16_t>(codePoint);
+  } else {
+    *to++ = static_cast<char16_t>(0xD7C0 + (codePoint >> 10));
+    *to++ = static_cast<char16_t>(0xDC00 | (codePoint & 0x3FF));
+  }
+  return to;
+}
+
+char16_t* writeUtf16(char16_t* to, std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t plain = widenAscii(text.substr(at), to);
+    at += plain;
+    to += plain;
+    if (at < text.size()) to = writeUtf16(to, nextUtf8(text, at));
+  }
+  return to;
+}
+
 std::u16string fromUtf8(std::string_view text) {
   std::u16string out(text.size(), u'\0');
-  char16_t* to = out.data();
-  for (std::size_t at = 0; at < text.size();) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x80) {
-      *to++ = byte;
-      ++at;
-    } else {
-      to = writeUtf16(to, nextUtf8(text, at));
-    }
-  }
-  out.resize(static_cast<std::size_t>(to - out.data()));
+  out.resize(static_cast<std::size_t>(writeUtf16(out.data(), text) - out.data()));
   return out;
 }
 

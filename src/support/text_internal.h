@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace tessaron {
 
@@ -16,5 +17,11 @@ constexpr std::size_t sequenceLength(unsigned lead) {
   if (lead < 0xC2 || lead > 0xF4) return 1;
   return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
 }
+
+/// Writes the UTF-16 form of a code point, or of a text in UTF-8, as `fromUtf8` decodes it, and
+/// returns where the next unit goes. A character has at most as many units as it has bytes in
+/// UTF-8.
+char16_t* writeUtf16(char16_t* to, char32_t codePoint);
+char16_t* writeUtf16(char16_t* to, std::string_view text);
 
 }  // namespace tessaron

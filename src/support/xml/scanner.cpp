@@ -427,6 +427,15 @@ Token XmlScanner::startTag() {
 }
 
 Token XmlScanner::endTag() {
+  const std::string_view expected = open_.empty() ? std::string_view() : openName();
+  const std::size_t closing = begin_ + 2 + expected.size();
+  if (!expected.empty() && closing < text_.size() && text_[closing] == '>' &&
+      startsWith(text_, begin_ + 2, expected)) {  // as nearly all are
+    end_ = closing + 1;
+    name_ = text_.substr(begin_ + 2, expected.size());
+    pop();
+    return Token::End;
+  }
   const std::size_t nameEnd = skipName(text_, begin_ + 2);
   if (endsBefore(nameEnd)) return Token::Error;
   const std::string_view name = text_.substr(begin_ + 2, nameEnd - begin_ - 2);

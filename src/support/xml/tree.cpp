@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/text.h"
+#include "support/text_internal.h"
 
 namespace tessaron {
 namespace {
@@ -14,9 +15,44 @@ constexpr std::size_t kCDataOpen = 9, kCDataClose = 3;  // <![CDATA[ and ]]>
 
 // Whether TinyXML drops a text: one of white space only, also if references spell it.
 bool isDropped(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos) return true;
+  std::size_t first = 0;
+  while (first < text.size() && isXmlSpace(text[first])) ++first;
+  if (first == text.size()) return true;
   return text[first] == '&' && resolveReferences(text).find_first_not_of(kBlanks) == text.npos;
+}
+
+// Takes a text apart: `visitText` gets what stands for itself, `visitCharacter` the character that
+// a reference means.
+template <typename VisitText, typename VisitCharacter>
+void forEachPart(std::string_view text, VisitText visitText, VisitCharacter visitCharacter) {
+  std::size_t begin = 0;  // of the text that was not visited yet
+  for (std::size_t at = text.find('&'); at != text.npos; at = text.find('&', at)) {
+    const std::size_t end = at;
+    char32_t codePoint = 0;
+    char meaning = 0;
+    if (const std::size_t size = namedReference(text, at, meaning)) {
+      codePoint = static_cast<char32_t>(meaning);
+      at += size;
+    } else if (!readReference(text, at, codePoint)) {
+      ++at;  // an ampersand that begins no reference stays one
+      continue;
+    }
+    visitText(text.substr(begin, end - begin));
+    visitCharacter(codePoint);
+    begin = at;
+  }
+  visitText(text.substr(begin));
+}
+
+// Decodes a text with references.
+std::u16string decoded(std::string_view text) {
+  std::u16string out(text.size(), u'\0');  // no character has fewer bytes than it has units
+  char16_t* to = out.data();
+  forEachPart(
+      text, [&](std::string_view plain) { to = writeUtf16(to, plain); },
+      [&](char32_t codePoint) { to = writeUtf16(to, codePoint); });
+  out.resize(static_cast<std::size_t>(to - out.data()));
+  return out;
 }
 
 bool isText(XmlTree::Kind kind) {
@@ -150,7 +186,7 @@ std::u16string XmlTree::Element::elementText() const {
     const Node& child = tree_->nodes_[at];
     if (!isText(child.kind)) continue;
     const std::string_view raw = TextRange{child.contentBegin, child.contentEnd}.of(text());
-    std::u16string decoded = child.hasReferences ? fromUtf8(resolveReferences(raw)) : fromUtf8(raw);
+    std::u16string decoded = child.hasReferences ? tessaron::decoded(raw) : fromUtf8(raw);
     if (out.empty()) {
       out = std::move(decoded);
     } else {
@@ -237,23 +273,10 @@ std::optional<XmlTree::Element::Attribute> XmlTree::Element::findAttribute(
 std::string resolveReferences(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  std::size_t copied = 0;
-  for (std::size_t at = text.find('&'); at != text.npos; at = text.find('&', at)) {
-    const std::size_t begin = at;
-    char32_t codePoint = 0;
-    char meaning = 0;
-    if (const std::size_t size = namedReference(text, at, meaning)) {
-      codePoint = static_cast<char32_t>(meaning);
-      at += size;
-    } else if (!readReference(text, at, codePoint)) {
-      ++at;  // an ampersand that begins no reference stays one
-      continue;
-    }
-    out.append(text, copied, begin - copied);
-    appendUtf8(out, codePoint);
-    copied = at;
-  }
-  return out.append(text, copied, text.npos);
+  forEachPart(
+      text, [&](std::string_view plain) { out += plain; },
+      [&](char32_t codePoint) { appendUtf8(out, codePoint); });
+  return out;
 }
 
 TextRange blankBefore(std::string_view text, std::size_t at) {

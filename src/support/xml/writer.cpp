@@ -1,19 +1,10 @@
 #include "support/xml/writer.h"
 
-#include <array>
-
+#include "support/escape.h"
 #include "support/text.h"
 
 namespace tessaron {
 namespace {
-
-// Whether a unit of UTF-16 stands for itself in XML text.
-constexpr std::array<bool, 128> kPlain = [] {
-  std::array<bool, 128> plain{};
-  for (std::size_t c = 0x20; c < 128; ++c) plain[c] = true;
-  for (const char c : {'&', '<', '>', '"', '\''}) plain[static_cast<std::size_t>(c)] = false;
-  return plain;
-}();
 
 std::string_view escapeOf(char16_t unit) {
   switch (unit) {
@@ -33,29 +24,13 @@ std::string_view escapeOf(char16_t unit) {
       return "&#x0A;";
     case u'\r':
       return "&#x0D;";
-    default:
-      return "\xEF\xBF\xBD";  // U+FFFD for what XML does not allow
+    default:  // U+FFFD for what XML does not allow
+      return unit < 0x20 || unit >= 0xFFFE ? "\xEF\xBF\xBD" : std::string_view();
   }
 }
 
-// Appends `text` in UTF-8 with everything escaped that is not itself in text and in attributes.
-void appendEscaped(std::string& out, std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    std::array<char, 256> plain;
-    std::size_t count = 0;
-    while (i < text.size() && count < plain.size() && text[i] < 128 && kPlain[text[i]])
-      plain[count++] = static_cast<char>(text[i++]);
-    out.append(plain.data(), count);
-    if (i == text.size() || count == plain.size()) continue;
-    const char16_t unit = text[i++];
-    if (unit < 128 || unit >= 0xFFFE) {
-      out += escapeOf(unit);
-    } else if ((unit & 0xFC00) == 0xD800 && i < text.size() && (text[i] & 0xFC00) == 0xDC00) {
-      appendUtf8(out, 0x10000u + ((unit & 0x3FFu) << 10) + (text[i++] & 0x3FFu));
-    } else {
-      appendUtf8(out, unit);
-    }
-  }
+void appendXml(std::string& out, std::u16string_view text) {
+  appendEscaped<'&', '<', '>', '"', '\''>(out, text, escapeOf);
 }
 
 // A text of white space only is written as CDATA: parsers drop it otherwise.
@@ -98,7 +73,7 @@ void TextOutput::attribute(const char* name, std::u16string_view value) {
   // TinyXML chooses apostrophes when the value holds a quotation mark.
   const char quote = value.find(u'"') == value.npos ? '"' : '\'';
   (((out_ += ' ') += name) += '=') += quote;
-  appendEscaped(out_, value);
+  appendXml(out_, value);
   out_ += quote;
 }
 
@@ -115,7 +90,7 @@ void TextOutput::text(const char* name, std::u16string_view value, std::size_t b
     writeCData(value);
   } else {
     writeCData(value.substr(0, before));
-    appendEscaped(out_, value.substr(before, value.size() - before - behind));
+    appendXml(out_, value.substr(before, value.size() - before - behind));
     writeCData(value.substr(value.size() - behind));
   }
   ((out_ += "</") += name) += '>';

@@ -1,0 +1,52 @@
+#pragma once
+// UTF-16 to UTF-8 with some characters replaced, in one pass.
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "support/text.h"
+
+namespace tessaron {
+
+/// Appends `text` in UTF-8 to `out`. `escape(unit)` is asked about the characters `kSpecial`, the
+/// control characters, U+007F and everything above, and tells by what the unit is replaced; empty:
+/// by itself. A surrogate pair is one character that stays; a surrogate alone becomes U+FFFD.
+template <char... kSpecial, typename Escape>
+void appendEscaped(std::string& out, std::u16string_view text, Escape escape) {
+  constexpr std::size_t kBlock = 16;
+  const auto isPlain = [](char16_t unit) {
+    const bool printable = (unit >= 0x20) & (unit < 0x7F);
+    return (printable & ... & (unit != kSpecial));
+  };
+  for (std::size_t at = 0; at < text.size();) {
+    std::array<char, kBlock * 8> run;
+    std::size_t count = 0;
+    // Whole blocks without a branch in them, which compilers make vectors of.
+    while (text.size() - at >= kBlock && count + kBlock <= run.size()) {
+      bool plain = true;
+      for (std::size_t i = 0; i < kBlock; ++i) {
+        plain &= isPlain(text[at + i]);
+        run[count + i] = static_cast<char>(text[at + i]);
+      }
+      if (!plain) break;
+      at += kBlock;
+      count += kBlock;
+    }
+    while (at < text.size() && count < run.size() && isPlain(text[at]))
+      run[count++] = static_cast<char>(text[at++]);
+    out.append(run.data(), count);
+    if (at == text.size() || count == run.size()) continue;
+    const char16_t unit = text[at++];
+    if ((unit & 0xFC00) == 0xD800 && at < text.size() && (text[at] & 0xFC00) == 0xDC00) {
+      appendUtf8(out, 0x10000u + ((unit & 0x3FFu) << 10) + (text[at++] & 0x3FFu));
+    } else if (const std::string_view replacement = escape(unit); !replacement.empty()) {
+      out += replacement;
+    } else {
+      appendUtf8(out, unit);
+    }
+  }
+}
+
+}  // namespace tessaron
