@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "records/record_set.h"
-#include "support/edited_collection.h"
 #include "support/record_samples.h"
 #include "support/xml/xml.h"
 
@@ -129,15 +128,6 @@ TEST(RoundTrip, ReadsACutTextUpToTheCut) {
     }
     EXPECT_GE(count, before);
     before = count;
-
-    tessaron::EditedCollection collection;
-    const bool faulty = static_cast<bool>(collection.parse(sample.substr(0, cut)));
-    EXPECT_EQ(faulty, cut + 1 < sample.size());
-    EXPECT_EQ(collection.records().size(), faulty ? 0 : all);
-    const tessaron::RecoveredText recovery = tessaron::recoverText(sample.substr(0, cut));
-    EXPECT_FALSE(collection.parse(recovery.text));
-    EXPECT_EQ(collection.records().size(), recovery.items);
-    EXPECT_EQ(recovery.faults.empty(), !faulty);
   }
   EXPECT_EQ(before, all);
 }

@@ -1,6 +1,7 @@
 #include "output/csv.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 #include "cli/options.h"
@@ -57,6 +58,21 @@ std::string withoutFormulas(std::string_view text, std::string_view dividers) {
   return out;
 }
 
+constexpr std::array<bool, 256> kCommon = [] {
+  std::array<bool, 256> common{};
+  for (std::size_t byte = 0; byte < common.size(); ++byte)
+    common[byte] = byte >= 0x20 && byte != 0x7F && byte != 0xC2 && byte != '"' && byte != ';' &&
+                   byte != ',' && byte != '\\';
+  return common;
+}();
+
+/// Whether every format takes the text as it stands: most texts are so.
+bool isCommon(std::string_view text) {
+  bool common = true;
+  for (const char c : text) common &= kCommon[static_cast<unsigned char>(c)];
+  return common;
+}
+
 /// The text without control characters but tabs and line ends, as no formula.
 std::string harmless(std::string_view field, std::string_view dividers) {
   const std::string text = withoutFormulas(field, dividers);
@@ -75,42 +91,51 @@ std::string harmless(std::string_view field, std::string_view dividers) {
   return out;
 }
 
+void appendCsv(std::string& out, std::string_view field) {
+  const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
+  if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) {
+    out += field;
+    return;
+  }
+  out += '"';
+  for (const char c : field) out.append(c == '"' ? 2 : 1, c);
+  out += '"';
+}
+
+void appendTsv(std::string& out, std::string_view field) {
+  for (const char c : field) {
+    constexpr std::string_view kEscaped = "\t\n\r\\";
+    const std::size_t at = kEscaped.find(c);
+    if (at != kEscaped.npos) out += '\\';
+    out += at != kEscaped.npos ? "tnr\\"[at] : c;
+  }
+}
+
 }  // namespace
 
-std::string csvField(std::string_view text) {
-  const std::string field = harmless(text, kCsvDividers);
+void RowWriter::add(std::string_view field) {
+  if (!isEmpty_) out_ += isTsv_ ? '\t' : ',';
+  isEmpty_ = false;
   const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
-  if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) return field;
-  std::string quoted = "\"";
-  for (const char c : field) quoted.append(c == '"' ? 2 : 1, c);
-  return quoted + '"';
+  if (!outerBlank && isCommon(field) && !looksLikeFormula(field)) {
+    out_ += field;
+    return;
+  }
+  const std::string text = harmless(field, isTsv_ ? kTsvDividers : kCsvDividers);
+  isTsv_ ? appendTsv(out_, text) : appendCsv(out_, text);
 }
 
-std::string csvRow(const std::vector<std::string>& fields) {
-  std::string row;
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (i > 0) row += ',';
-    row += csvField(fields[i]);
-  }
-  return row + "\r\n";
-}
-
-std::string tsvRow(const std::vector<std::string>& fields) {
-  std::string row;
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (i > 0) row += '\t';
-    for (const char c : harmless(fields[i], kTsvDividers)) {
-      constexpr std::string_view kEscaped = "\t\n\r\\";
-      const std::size_t at = kEscaped.find(c);
-      if (at != kEscaped.npos) row += '\\';
-      row += at != kEscaped.npos ? "tnr\\"[at] : c;
-    }
-  }
-  return row + '\n';
+void RowWriter::end() {
+  out_ += isTsv_ ? "\n" : "\r\n";
+  isEmpty_ = true;
 }
 
 std::string separatedRow(Form form, const std::vector<std::string>& fields) {
-  return form == Form::Tsv ? tsvRow(fields) : csvRow(fields);
+  std::string text;
+  RowWriter row(form, text);
+  for (const std::string& field : fields) row.add(field);
+  row.end();
+  return text;
 }
 
 }  // namespace tessaron::tool

@@ -11,18 +11,25 @@
 
 namespace tessaron::tool {
 
-/// One field by RFC 4180, quoted where it must be, and where it has a semicolon: spreadsheets of
-/// some countries part the fields there.
-std::string csvField(std::string_view text);
+/// Writes rows field by field. CSV is that of RFC 4180: commas, CRLF, and quotation marks where
+/// they must be, or where a field has a semicolon, at which spreadsheets of some countries part
+/// fields. Tab-separated rows end with LF; tabs, LF, CR and backslashes in a field are written as
+/// \t, \n, \r and \\.
+class RowWriter {
+ public:
+  /// Appends to `out`, which must outlive the writer. `form` is Csv or Tsv.
+  RowWriter(Form form, std::string& out) : isTsv_(form == Form::Tsv), out_(out) {}
+  void add(std::string_view field);
+  /// Ends the row; a further field begins the next one.
+  void end();
 
-/// A CSV record: fields, commas, CRLF.
-std::string csvRow(const std::vector<std::string>& fields);
+ private:
+  bool isTsv_;
+  bool isEmpty_ = true;
+  std::string& out_;
+};
 
-/// A tab-separated record in one line, ended by LF. Tabs, LF, CR and backslashes in a field are
-/// written as \t, \n, \r and \\.
-std::string tsvRow(const std::vector<std::string>& fields);
-
-/// The record in the form Csv or Tsv.
+/// A row in the form Csv or Tsv.
 std::string separatedRow(Form form, const std::vector<std::string>& fields);
 
 }  // namespace tessaron::tool

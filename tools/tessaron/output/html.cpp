@@ -14,6 +14,7 @@
 #include "output/html_text.h"
 #include "output/page/page.h"
 #include "records/due.h"
+#include "records/record_fields.h"
 #include "support/dos_date.h"
 #include "support/text.h"
 
@@ -21,7 +22,7 @@ namespace tessaron::tool {
 
 namespace {
 
-std::string escaped(const std::u16string& text) { return escapeHtml(toUtf8(text)); }
+std::string escaped(const std::u16string& text) { return escapeHtml(text); }
 
 /// With semicolons where an item has a comma itself, as the sort forms of names do.
 std::string joined(const CRecord::Strings& list) {
@@ -106,43 +107,14 @@ std::string stars(const std::u16string& rating) {
   return plain ? fmt::format("<b aria-hidden=\"true\">★</b> {}", text) : escapeHtml(text);
 }
 
-struct Fact {
-  std::string_view label;
-  std::variant<std::u16string CRecord::*, CRecord::Strings CRecord::*> member;
-};
-
-constexpr Fact kFacts[] = {
-    {"Original title", &CRecord::OriginalTitle},
-    {"Authors", &CRecord::authors},
-    {"Translators", &CRecord::translators},
-    {"Artists", &CRecord::artists},
-    {"Directors", &CRecord::directors},
-    {"Actors", &CRecord::actors},
-    {"Publisher", &CRecord::Publisher},
-    {"Studio", &CRecord::Studio},
-    {"Label", &CRecord::Label},
-    {"Published", &CRecord::PublicationDate},
-    {"Released", &CRecord::ReleaseDate},
-    {"In cinemas", &CRecord::TheatricalReleaseDate},
-    {"Binding", &CRecord::Binding},
-    {"Formats", &CRecord::formats},
-    {"Platforms", &CRecord::platforms},
-    {"Pages", &CRecord::NumberOfPages},
-    {"Discs", &CRecord::NumberOfDiscs},
-    {"Tracks", &CRecord::NumberOfTracks},
-    {"Running time", &CRecord::RunningTime},
-    {"Languages", &CRecord::languages},
-    {"Audience", &CRecord::AudienceRating},
-    {"Age rating", &CRecord::ESRBAgeRating},
-    {"Region", &CRecord::RegionCode},
-    {"Picture", &CRecord::PictureFormat},
-    {"Aspect ratio", &CRecord::AspectRatio},
-    {"Layers", &CRecord::DVDLayers},
-    {"Sides", &CRecord::DVDSides},
-    {"ISBN", &CRecord::ISBN},
-    {"EAN", &CRecord::EAN},
-    {"UPC", &CRecord::UPC},
-};
+/// The fields that the page lists as facts, in order.
+constexpr auto kFacts = [] {
+  std::array<const Field*, 30> facts{};
+  for (const Field& field : kFields)
+    if (!field.page.label.empty()) facts.at(field.page.order) = &field;
+  if (std::find(facts.begin(), facts.end(), nullptr) != facts.end()) throw "a number is missing";
+  return facts;
+}();
 
 class Page {
  public:
@@ -329,11 +301,11 @@ class Page {
 
   void facts(const CRecord& record) {
     out_ += "<dl>";
-    for (const auto& [label, member] : kFacts) {
-      if (const auto* text = std::get_if<std::u16string CRecord::*>(&member))
-        fact(label, escaped(record.**text));
+    for (const Field* field : kFacts) {
+      if (const auto* text = std::get_if<TextMember>(&field->member))
+        fact(field->page.label, escaped(record.**text));
       else
-        fact(label, joined(record.*std::get<CRecord::Strings CRecord::*>(member)));
+        fact(field->page.label, joined(record.*std::get<ListMember>(field->member)));
     }
     fact("List price", escaped(record.ListPrice));
     fact("New from", offer(record.LowestNewPrice, record.TotalNew));

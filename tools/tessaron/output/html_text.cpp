@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/escape.h"
+
 namespace tessaron::tool {
 
 namespace {
@@ -19,29 +21,31 @@ std::string lower(std::string_view text) {
   return out;
 }
 
-void appendEscaped(std::string& out, char c) {
+/// What stands for a character in a page; empty: itself.
+std::string_view escapeOf(char16_t c) {
   switch (c) {
-    case '&':
-      out += "&amp;";
-      break;
-    case '<':
-      out += "&lt;";
-      break;
-    case '>':
-      out += "&gt;";
-      break;
-    case '"':
-      out += "&quot;";
-      break;
-    case '\'':
-      out += "&#39;";
-      break;
+    case u'&':
+      return "&amp;";
+    case u'<':
+      return "&lt;";
+    case u'>':
+      return "&gt;";
+    case u'"':
+      return "&quot;";
+    case u'\'':
+      return "&#39;";
+    case u'\t':
+    case u'\n':
+    case u'\r':
+      return {};
     default:
-      if ((c >= 0 && c < ' ' && c != '\t' && c != '\n' && c != '\r') || c == '\x7F')
-        out += "\uFFFD";
-      else
-        out += c;
+      return c < u' ' || c == 0x7F ? "\uFFFD" : std::string_view();
   }
+}
+
+void appendEscaped(std::string& out, char c) {
+  const std::string_view escape = escapeOf(static_cast<unsigned char>(c));
+  escape.empty() ? out += c : out += escape;
 }
 
 /// The length of the character reference at the start of `text`; 0 when there is none.
@@ -170,6 +174,12 @@ std::string escapeHtml(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (const char c : text) appendEscaped(out, c);
+  return out;
+}
+
+std::string escapeHtml(std::u16string_view text) {
+  std::string out;
+  tessaron::appendEscaped<'&', '<', '>', '"', '\''>(out, text, escapeOf);
   return out;
 }
 

@@ -8,6 +8,7 @@ namespace tessaron::tool {
 
 /// The text for element content and quoted attribute values. Control characters become U+FFFD.
 std::string escapeHtml(std::string_view text);
+std::string escapeHtml(std::u16string_view text);
 
 /// A fragment of foreign HTML as a fragment that is safe and well-formed: paragraphs, line breaks,
 /// lists, bold and italic stay, without their attributes; of every other element only the text

@@ -6,7 +6,6 @@
 #include <cctype>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "cli/collection.h"
 #include "cli/failures.h"
@@ -14,11 +13,10 @@
 #include "cli/output.h"
 #include "cli/terminal.h"
 #include "output/csv.h"
-#include "output/json.h"
-#include "output/record_json.h"
 #include "output/status.h"
 #include "output/table.h"
 #include "platform/system.h"
+#include "records/record_json.h"
 #include "support/dos_date.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -33,10 +31,10 @@ struct Options {
   Form form = Form::Table;
 };
 
-/// What a list for programs tells of a loan: columns of an export, then its own.
-const std::vector<std::string> kColumns = {
-    "ASIN",       "Title",       "ProductGroup", "status.name", "status.target", "status.begin",
-    "status.end", "status.text", "status.due",   "state",       "daysLeft"};
+/// What a list for programs tells of a loan: these columns of an export, then its own.
+const std::vector<std::string> kColumns = {"ASIN",        "Title",         "ProductGroup",
+                                           "status.name", "status.target", "status.begin",
+                                           "status.end",  "status.text",   "status.due"};
 
 /// An item that somebody has to bring back.
 struct Loan {
@@ -128,22 +126,47 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
   return text;
 }
 
-std::string textFor(const std::vector<Loan>& loans, Form form) {
-  auto array = nlohmann::ordered_json::array();
-  for (const Loan& loan : loans) {
-    const nlohmann::ordered_json record = recordJson(loan.record);
-    array.push_back({{"ASIN", record["ASIN"]},
-                     {"Title", record["Title"]},
-                     {"ProductGroup", record["ProductGroup"]},
-                     {"status", record["status"]},
-                     {"state", markOf(loan)},
-                     {"daysLeft", loan.daysLeft}});
+void writeJson(const Loan& loan, const SYSTEMTIME& now, JsonWriter& json) {
+  json.beginObject();
+  json.key("ASIN");
+  json.text(loan.record.ASIN);
+  json.key("Title");
+  json.text(loan.record.Title);
+  json.key("ProductGroup");
+  json.text(loan.record.ProductGroup);
+  json.key("status");
+  writeStatus(loan.record, now, json);
+  json.key("state");
+  json.text(fromUtf8(markOf(loan)));
+  json.key("daysLeft");
+  json.number(loan.daysLeft);
+  json.endObject();
+}
+
+std::string textFor(const std::vector<Loan>& loans, Form form, const SYSTEMTIME& now) {
+  std::string text;
+  if (form == Form::Json) {
+    JsonWriter json(text);
+    json.beginArray();
+    for (const Loan& loan : loans) writeJson(loan, now, json);
+    json.endArray();
+    return text + '\n';
   }
-  if (form == Form::Json) return jsonText(array) + '\n';
-  std::string rows = separatedRow(form, kColumns);
-  for (const nlohmann::ordered_json& loan : array)
-    rows += separatedRow(form, jsonCells(loan, kColumns));
-  return rows;
+  std::vector<std::string> heading(kColumns);
+  heading.insert(heading.end(), {"state", "daysLeft"});
+  text = separatedRow(form, heading);
+  RowWriter row(form, text);
+  for (const Loan& loan : loans) {
+    for (const std::string& column : kColumns) {
+      std::string cell;
+      appendCell(loan.record, recordColumn(column), now, cell);
+      row.add(cell);
+    }
+    row.add(markOf(loan));
+    row.add(std::to_string(loan.daysLeft));
+    row.end();
+  }
+  return text;
 }
 
 int run(const Options& options, const Context& context) {
@@ -155,7 +178,7 @@ int run(const Options& options, const Context& context) {
   if (options.form == Form::Ics) {
     output.write(calendar(loans, now));
   } else if (options.form != Form::Table) {
-    output.write(textFor(loans, options.form));
+    output.write(textFor(loans, options.form, now));
   } else if (!loans.empty()) {
     Table table({"ASIN", "Title", "Status", "Who", "Until", "Due", "Days"},
                 {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});

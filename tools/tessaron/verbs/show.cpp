@@ -7,9 +7,9 @@
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/terminal.h"
-#include "output/json.h"
-#include "output/record_json.h"
 #include "output/table.h"
+#include "platform/system.h"
+#include "records/record_json.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {
@@ -53,12 +53,15 @@ void writeValue(const std::string& name, const ordered_json& value, std::size_t 
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  const ordered_json record = recordJson(findItem(options.collection, options.asin));
+  std::string text;
+  JsonWriter json(text);
+  writeRecord(findItem(options.collection, options.asin), utcNow(), json);
   Output output(options.output);
   if (options.form == Form::Json) {
-    output.write(jsonText(record) + '\n');
+    output.write(text + '\n');
   } else {
     const bool color = useColor(context, output);
+    const auto record = ordered_json::parse(text);
     for (const auto& [key, value] : record.items()) writeValue(key + ':', value, 0, color, output);
   }
   output.finish();
