@@ -12,15 +12,37 @@
 namespace tessaron::tool {
 
 Table::Table(std::vector<std::string> heading, std::vector<Fit> fits) : fits_(std::move(fits)) {
-  rows_.emplace_back();
-  for (std::string& title : heading) rows_[0].push_back({std::move(title), Style::Bold});
+  for (std::string& title : heading) {
+    widths_.push_back(columns(title));
+    heading_.push_back({std::move(title), Style::Bold});
+  }
   if (fits_.empty()) fits_.push_back(Fit::Whole);
-  fits_.resize(rows_[0].size(), Fit::Wrap);
+  fits_.resize(heading_.size(), Fit::Wrap);
+  isUsed_.resize(heading_.size());
 }
 
 void Table::add(std::vector<Cell> row) {
-  for (Cell& cell : row) cell.text = printable(cell.text);
-  rows_.push_back(std::move(row));
+  std::vector<std::string_view> texts;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    std::string& text = row[i].text;
+    text = printable(text);
+    widths_[i] = std::max(widths_[i], columns(text));
+    if (!text.empty()) isUsed_[i] = true;
+    text.insert(text.begin(), static_cast<char>(row[i].style));
+    texts.push_back(text);
+  }
+  rows_.add(texts);
+}
+
+void Table::forEachRow(const std::function<void(const Row&)>& visit) const {
+  Row row(heading_.size());
+  rows_.forEach([&](const std::vector<std::string_view>& texts) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      row[i].style = static_cast<Style>(texts[i].front());
+      row[i].text = texts[i].substr(1);
+    }
+    visit(row);
+  });
 }
 
 namespace {
@@ -43,22 +65,10 @@ void append(std::string& line, std::size_t& owed, std::string_view text, Style s
 
 }  // namespace
 
-std::vector<Table::Column> Table::naturalColumns() const {
-  std::vector<Column> natural;
-  for (std::size_t i = 0; i < fits_.size(); ++i) {
-    natural.push_back({i, 0});
-    for (const Row& row : rows_)
-      natural[i].width = std::max(natural[i].width, columns(row[i].text));
-  }
-  return natural;
-}
-
 /// Leaves out empty columns and narrows others. False when the terminal is too narrow even so.
 bool Table::fit(std::vector<Column>& columns, std::size_t available) const {
   std::erase_if(columns, [&](const Column& column) {
-    return column.index > 0 && rows_.size() > 1 &&
-           std::all_of(rows_.begin() + 1, rows_.end(),
-                       [&](const Row& row) { return row[column.index].text.empty(); });
+    return column.index > 0 && !rows_.isEmpty() && !isUsed_[column.index];
   });
   // How much a column has to give, 0 for nothing: titles keep one and a half times as much as
   // others.
@@ -89,28 +99,45 @@ std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
   }
 }
 
-void Table::printBlocks(std::size_t available, bool color, Output& output) const {
+void Table::printBlock(const Row& row, std::size_t available, bool color, Output& output) const {
   constexpr std::size_t kIndent = 2;
   constexpr std::size_t kLeast = 8;
   std::size_t labels = 0;
-  for (std::size_t i = 1; i < fits_.size(); ++i)
-    labels = std::max(labels, columns(rows_[0][i].text));
+  for (std::size_t i = 1; i < heading_.size(); ++i)
+    labels = std::max(labels, columns(heading_[i].text));
   const std::size_t lead = kIndent + labels + kGap;
   const std::size_t width = std::max(available, lead + kLeast) - lead;
-  for (std::size_t r = 1; r < rows_.size(); ++r) {
-    const Row& row = rows_[r];
-    output.write(styled(row[0].text, Style::Bold, color) + '\n');
-    for (std::size_t i = 1; i < row.size(); ++i) {
-      if (row[i].text.empty()) continue;
-      std::string line = std::string(kIndent, ' ') + rows_[0][i].text;
-      std::size_t owed = lead - columns(line);
-      for (const std::string& text : linesOf(row, i, width)) {
-        append(line, owed, text, row[i].style, color);
-        output.write(line + '\n');
-        line.clear();
-        owed = lead;
-      }
+  output.write(styled(row[0].text, Style::Bold, color) + '\n');
+  for (std::size_t i = 1; i < row.size(); ++i) {
+    if (row[i].text.empty()) continue;
+    std::string line = std::string(kIndent, ' ') + heading_[i].text;
+    std::size_t owed = lead - columns(line);
+    for (const std::string& text : linesOf(row, i, width)) {
+      append(line, owed, text, row[i].style, color);
+      output.write(line + '\n');
+      line.clear();
+      owed = lead;
     }
+  }
+}
+
+void Table::printRow(const Row& row, const std::vector<Column>& shown, bool color,
+                     Output& output) const {
+  std::vector<std::vector<std::string>> cells;
+  std::size_t height = 0;
+  for (const auto& [index, width] : shown) {
+    cells.push_back(linesOf(row, index, width));
+    height = std::max(height, cells.back().size());
+  }
+  for (std::size_t n = 0; n < height; ++n) {
+    std::string line;
+    std::size_t owed = 0;
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+      const std::string text = n < cells[i].size() ? cells[i][n] : std::string();
+      append(line, owed, text, row[shown[i].index].style, color);
+      owed += shown[i].width - columns(text) + kGap;
+    }
+    output.write(line + '\n');
   }
 }
 
@@ -121,29 +148,13 @@ void Table::print(const Context& context) const {
 
 void Table::print(const Context& context, Output& output) const {
   const bool color = useColor(context, output);
-  std::vector<Column> shown = naturalColumns();
+  std::vector<Column> shown;
+  for (std::size_t i = 0; i < widths_.size(); ++i) shown.push_back({i, widths_[i]});
   const auto available = output.isFile() ? std::nullopt : terminalWidth(STDOUT_FILENO);
   if (available && totalWidth(shown) > *available && !fit(shown, *available))
-    return printBlocks(*available, color, output);
-
-  for (const Row& row : rows_) {
-    std::vector<std::vector<std::string>> cells;
-    std::size_t height = 0;
-    for (const auto& [index, width] : shown) {
-      cells.push_back(linesOf(row, index, width));
-      height = std::max(height, cells.back().size());
-    }
-    for (std::size_t n = 0; n < height; ++n) {
-      std::string line;
-      std::size_t owed = 0;
-      for (std::size_t i = 0; i < shown.size(); ++i) {
-        const std::string text = n < cells[i].size() ? cells[i][n] : std::string();
-        append(line, owed, text, row[shown[i].index].style, color);
-        owed += shown[i].width - columns(text) + kGap;
-      }
-      output.write(line + '\n');
-    }
-  }
+    return forEachRow([&](const Row& row) { printBlock(row, *available, color, output); });
+  printRow(heading_, shown, color, output);
+  forEachRow([&](const Row& row) { printRow(row, shown, color, output); });
 }
 
 }  // namespace tessaron::tool

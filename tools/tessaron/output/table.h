@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "cli/context.h"
 #include "cli/output.h"
 #include "cli/terminal.h"
+#include "output/row_store.h"
 
 namespace tessaron::tool {
 
@@ -20,7 +22,7 @@ enum class Fit {
 /// A table of texts with a heading. Where a terminal is too narrow for it, columns without any text
 /// are left out, then columns give way as they may; where that is not enough, each row becomes a
 /// block of lines under the text of its first column. Elsewhere every row is one line, with all
-/// that it holds.
+/// that it holds. Memory does not depend on the number of rows.
 class Table {
  public:
   struct Cell {
@@ -40,13 +42,17 @@ class Table {
     std::size_t index;
     std::size_t width;
   };
-  std::vector<Column> naturalColumns() const;
   bool fit(std::vector<Column>& columns, std::size_t available) const;
   std::vector<std::string> linesOf(const Row& row, std::size_t index, std::size_t width) const;
-  void printBlocks(std::size_t available, bool color, Output& output) const;
+  void printRow(const Row& row, const std::vector<Column>& shown, bool color, Output& output) const;
+  void printBlock(const Row& row, std::size_t available, bool color, Output& output) const;
+  void forEachRow(const std::function<void(const Row&)>& visit) const;
 
   std::vector<Fit> fits_;
-  std::vector<Row> rows_;
+  Row heading_;
+  std::vector<std::size_t> widths_;  // of each column's widest text
+  std::vector<bool> isUsed_;         // whether a column has any text below its heading
+  RowStore rows_;                    // each cell's style in front of its text
 };
 
 }  // namespace tessaron::tool

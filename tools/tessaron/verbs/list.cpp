@@ -33,7 +33,7 @@ const std::vector<std::string> kColumns = {
     "ASIN",          "Title",        "ProductGroup", "DateAdded",   "status.name",
     "status.target", "status.begin", "status.end",   "status.text", "status.due"};
 
-/// What is kept of an item until all are known: what is printed of it and what it is sorted by.
+/// What is kept of an item that is sorted: what it is sorted by, and what is printed of it.
 struct Row {
   std::u16string group;
   std::u16string title;
@@ -82,35 +82,30 @@ int run(const Options& options, const Context& context) {
   CollectionReader collection(options.collection);
   Output output(options.output);
   RecordWriter writer(options.form, kColumns, output);
+  Table table({"ASIN", "Title", "Group", "Status", "Who", "Until", "Due"},
+              {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole});
   std::vector<Row> rows;
   std::size_t count = 0;
   collection.forEachRecord(!isTable, [&](const CRecord& record) {
     if (!wanted(record)) return;
     ++count;
-    if (!isTable && options.sort.empty()) return writer.write(record);
-    Row& row = rows.emplace_back();
-    if (!options.sort.empty())  // those without a status come last
-      row = {record.ProductGroup,
-             record.Title,
-             record.DateAdded,
-             record.hasStatus ? record.status : INT32_MAX,
-             {},
-             {}};
+    if (options.sort.empty())
+      return isTable ? table.add(cellsOf(record, now)) : writer.write(record);
+    Row& row = rows.emplace_back(Row{record.ProductGroup,
+                                     record.Title,
+                                     record.DateAdded,
+                                     record.hasStatus ? record.status : INT32_MAX,  // none: last
+                                     {},
+                                     {}});
     if (isTable)
       row.cells = cellsOf(record, now);
     else
       row.text = writer.text(record);
   });
-  if (!options.sort.empty()) sortRows(rows, options.sort);
-  if (!isTable) {
-    for (const Row& row : rows) writer.writeText(row.text);
-    writer.finish();
-  } else if (count > 0) {
-    Table table({"ASIN", "Title", "Group", "Status", "Who", "Until", "Due"},
-                {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole});
-    for (Row& row : rows) table.add(std::move(row.cells));
-    table.print(context, output);
-  }
+  sortRows(rows, options.sort);
+  for (Row& row : rows) isTable ? table.add(std::move(row.cells)) : writer.writeText(row.text);
+  if (!isTable) writer.finish();
+  if (isTable && count > 0) table.print(context, output);
   output.finish();
   if (count > 0) return kDone;
   throw Failure{kFailed, collection.name(),

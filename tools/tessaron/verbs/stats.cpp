@@ -4,13 +4,14 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
+#include <utility>
 
 #include "cli/collection.h"
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "output/chart.h"
-#include "records/price.h"
+#include "output/price.h"
+#include "output/status.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -45,8 +46,8 @@ Texts yearOf(const CRecord& record) {
 }
 
 Texts statusOf(const CRecord& record) {
-  const std::u16string_view name = record.hasStatus ? statusLabel(record.status) : u"";
-  return {std::u16string(name.empty() ? u"No status" : name)};
+  const std::string name = record.hasStatus ? statusName(record.status) : "";
+  return {name.empty() ? u"No status" : fromUtf8(name)};
 }
 
 /// The languages without what the item has them for: "English (Published)" is English.
@@ -61,6 +62,7 @@ Texts languagesOf(const CRecord& record) {
 struct Property {
   const char* name;
   Texts (*of)(const CRecord&);
+  bool isDetail = false;  ///< only complete records have it
 };
 
 constexpr Property kProperties[] = {
@@ -72,98 +74,101 @@ constexpr Property kProperties[] = {
     {"artist", [](const CRecord& record) { return record.artists; }},
     {"year", yearOf},
     {"status", statusOf},
-    {"language", languagesOf},
+    {"language", languagesOf, true},
 };
 
-/// What counts of an item: its names, each once, and its price.
-struct Counted {
-  std::set<std::u16string> names;
-  std::optional<Price> price;
+/// What the items priced in one currency add up to. Items that are only counted have the currency
+/// "".
+struct Sum {
+  std::size_t items = 0;
+  std::size_t place = 0;     ///< of the first such item among all
+  std::size_t nameless = 0;  ///< those without a name to be counted under
+  std::map<std::u16string, scdata> shares;
 };
 
-/// The currency that most of the items have.
-std::string commonCurrency(const std::vector<Counted>& items) {
-  std::map<std::string, int> uses;
-  int most = 0;
-  for (const Counted& item : items)
-    if (item.price) most = std::max(most, ++uses[item.price->currency]);
-  for (const Counted& item : items)
-    if (item.price && uses[item.price->currency] == most) return item.price->currency;
-  return {};
-}
+/// Counts items one by one, and keeps sums only.
+class Counter {
+ public:
+  Counter(const Property& property, bool byPrice) : property_(property), byPrice_(byPrice) {}
 
-std::vector<Counted> countedItems(CollectionReader& collection, const Property& property,
-                                  bool byPrice) {
-  std::vector<Counted> counted;
-  collection.forEachRecord(true, [&](const CRecord& record) {
-    Texts names = property.of(record);
+  void add(const CRecord& record) {
+    ++items_;
+    std::optional<Price> price;
+    if (byPrice_ && !(price = parsePrice(record.ListPrice))) {
+      ++priceless_;
+      return;
+    }
+    Sum& sum = sums_[price ? price->currency : std::string()];
+    if (sum.items++ == 0) sum.place = items_;
+    Texts names = property_.of(record);
     std::erase(names, u"");
-    counted.push_back({{names.begin(), names.end()}, {}});
-    if (byPrice) counted.back().price = parsePrice(record.ListPrice);
-  });
-  return counted;
-}
-
-/// Items of the chart, and how many items of the collection are in none of them, by reason.
-struct Shares {
-  std::vector<scdata> items;
-  std::size_t nameless = 0;
-  std::size_t priceless = 0;
-  std::size_t foreign = 0;  ///< priced in another currency
-};
-
-/// Counts the items; with a currency, their prices in it.
-Shares sharesOf(const std::vector<Counted>& counted, const std::optional<std::string>& currency) {
-  Shares shares;
-  for (const auto& [names, price] : counted) {
-    if (currency && !price) {
-      ++shares.priceless;
-    } else if (currency && price->currency != *currency) {
-      ++shares.foreign;
-    } else if (names.empty()) {
-      ++shares.nameless;
-    } else {
-      const float value = currency ? static_cast<float>(price->amount) : 1;
-      for (const std::u16string& name : names) shares.items.push_back({name, 1, value});
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());  // each counts once
+    if (names.empty()) ++sum.nameless;
+    const float value = price ? static_cast<float>(price->amount) : 1;
+    for (const std::u16string& name : names) {
+      scdata& share = sum.shares.try_emplace(name, name, 0, 0.0F).first->second;
+      ++share.count;
+      share.value += value;
     }
   }
-  return shares;
-}
 
-/// What was left out of `total` items, and why; empty for nothing.
-std::string leftOut(const Shares& shares, std::size_t total, const std::string& property,
-                    const std::string& currency) {
-  std::vector<std::string> parts;
-  const auto tell = [&](std::size_t count, const std::string& why) {
-    if (count > 0) parts.push_back(fmt::format("{} of {} items {}", count, total, why));
-  };
-  tell(shares.nameless, "without " + property);
-  tell(shares.priceless, "without a list price");
-  tell(shares.foreign,
-       "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
-  return CLI::detail::join(parts, ", ");
-}
+  std::size_t items() const { return items_; }
+  std::size_t priceless() const { return priceless_; }
+
+  /// The sum in the currency that most items have, the first of several; null without any.
+  const std::pair<const std::string, Sum>* common() const {
+    const auto found = std::max_element(sums_.begin(), sums_.end(), [](auto& a, auto& b) {
+      return std::pair(a.second.items, b.second.place) < std::pair(b.second.items, a.second.place);
+    });
+    return found == sums_.end() ? nullptr : &*found;
+  }
+
+ private:
+  const Property& property_;
+  const bool byPrice_;
+  std::size_t items_ = 0;
+  std::size_t priceless_ = 0;
+  std::map<std::string, Sum> sums_;
+};
 
 int run(const Options& options, const Context& context) {
-  const Property& property = *std::ranges::find_if(
-      kProperties, [&](const Property& each) { return options.by == each.name; });
+  const Property& property =
+      *std::find_if(std::begin(kProperties), std::end(kProperties),
+                    [&](const Property& each) { return options.by == each.name; });
   const bool byPrice = options.value == "price";
   CollectionReader collection(options.collection);
-  const std::vector<Counted> counted = countedItems(collection, property, byPrice);
-  const std::string currency = commonCurrency(counted);
-  const Shares shares = sharesOf(counted, byPrice ? std::optional(currency) : std::nullopt);
-  const std::string summary = leftOut(shares, counted.size(), options.by, currency);
-  if (shares.items.empty())
-    throw Failure{kFailed, collection.name(),
-                  counted.empty() ? "the collection is empty" : "nothing to count: " + summary};
-  if (!summary.empty()) note(context, "left out: " + summary);
+  Counter counter(property, byPrice);
+  collection.forEachRecord(byPrice || property.isDetail,
+                           [&](const CRecord& record) { counter.add(record); });
+  const auto* common = counter.common();
+  const std::string currency = common ? common->first : std::string();
+  std::vector<scdata> items;
+  if (common)
+    for (const auto& [name, share] : common->second.shares) items.push_back(share);
+  const std::size_t nameless = common ? common->second.nameless : 0;
+  const std::size_t foreign =
+      counter.items() - counter.priceless() - (common ? common->second.items : 0);
+  std::vector<std::string> leftOut;
+  const auto tell = [&](std::size_t count, const std::string& why) {
+    if (count > 0) leftOut.push_back(fmt::format("{} of {} items {}", count, counter.items(), why));
+  };
+  tell(nameless, "without " + options.by);
+  tell(counter.priceless(), "without a list price");
+  tell(foreign,
+       "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
+  const std::string summary = CLI::detail::join(leftOut, ", ");
+  if (items.empty())
+    throw Failure{
+        kFailed, collection.name(),
+        counter.items() == 0 ? "the collection is empty" : "nothing to count: " + summary};
+  if (!leftOut.empty()) note(context, "left out: " + summary);
 
   nlohmann::ordered_json about = {{"by", options.by}, {"value", options.value}};
   if (byPrice) about["currency"] = currency;
   std::string heading = options.by;
   heading[0] = static_cast<char>(heading[0] - 'a' + 'A');
-  giveChart(shares.items, heading, byPrice ? "Price " + currency : "", about, options.form,
-            context);
+  giveChart(items, heading, byPrice ? "Price " + currency : "", about, options.form, context);
   return kDone;
 }
 
