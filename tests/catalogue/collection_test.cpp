@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "records/record_set.h"
 #include "records/record_fields.h"
+#include "records/record_set.h"
 #include "support/edited_collection.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
