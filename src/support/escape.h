@@ -15,26 +15,16 @@ namespace tessaron {
 /// by itself. A surrogate pair is one character that stays; a surrogate alone becomes U+FFFD.
 template <char... kSpecial, typename Escape>
 void appendEscaped(std::string& out, std::u16string_view text, Escape escape) {
-  constexpr std::size_t kBlock = 16;
-  const auto isPlain = [](char16_t unit) {
-    const bool printable = (unit >= 0x20) & (unit < 0x7F);
-    return (printable & ... & (unit != kSpecial));
-  };
+  static constexpr std::array<bool, 128> kPlain = [] {
+    std::array<bool, 128> plain{};
+    for (std::size_t unit = 0x20; unit < 0x7F; ++unit) plain[unit] = true;
+    ((plain[static_cast<std::size_t>(kSpecial)] = false), ...);
+    return plain;
+  }();
   for (std::size_t at = 0; at < text.size();) {
-    std::array<char, kBlock * 8> run;
+    std::array<char, 256> run;
     std::size_t count = 0;
-    // Whole blocks without a branch in them, which compilers make vectors of.
-    while (text.size() - at >= kBlock && count + kBlock <= run.size()) {
-      bool plain = true;
-      for (std::size_t i = 0; i < kBlock; ++i) {
-        plain &= isPlain(text[at + i]);
-        run[count + i] = static_cast<char>(text[at + i]);
-      }
-      if (!plain) break;
-      at += kBlock;
-      count += kBlock;
-    }
-    while (at < text.size() && count < run.size() && isPlain(text[at]))
+    while (at < text.size() && count < run.size() && text[at] < 128 && kPlain[text[at]])
       run[count++] = static_cast<char>(text[at++]);
     out.append(run.data(), count);
     if (at == text.size() || count == run.size()) continue;
