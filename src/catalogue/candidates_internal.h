@@ -114,8 +114,8 @@ class Candidates {
 
   bool closed_;
   std::vector<Open> open_;
-  std::vector<Candidate> found_;   // without `closed_`: at most two of each open element
-  std::size_t count_ = 0;          // with `closed_`: how many there were, and some of them
+  std::vector<Candidate> found_;  // without `closed_`: at most two of each open element
+  std::size_t count_ = 0;         // with `closed_`: how many there were, and some of them
   Tracked all_;
   std::optional<Tracked> inRoot_;  // since a second root began
   std::optional<Tracked> inner_;   // since the second open element began

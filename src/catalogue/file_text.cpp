@@ -38,7 +38,8 @@ std::uint64_t FileText::find(std::string_view what, std::uint64_t from, std::uin
   to = std::min(to, size_);
   while (from < to && to - from >= what.size()) {
     std::string_view here = view(from, what.size());
-    here = here.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(here.size(), to - from)));
+    here =
+        here.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(here.size(), to - from)));
     const std::size_t at = here.find(what);
     if (at != here.npos) return from + at;
     if (here.size() < what.size()) break;

@@ -58,7 +58,8 @@ void FileTokens::fill(std::size_t dropped) {
 
 std::uint64_t FileTokens::findInToken(std::string_view what, std::uint64_t from) {
   if (begin_ < origin_) return text_.find(what, from, end_);
-  const std::size_t at = window().substr(0, static_cast<std::size_t>(end_ - origin_))
+  const std::size_t at = window()
+                             .substr(0, static_cast<std::size_t>(end_ - origin_))
                              .find(what, static_cast<std::size_t>(from - origin_));
   return at == std::string_view::npos ? FileText::npos : origin_ + at;
 }

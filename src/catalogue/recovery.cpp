@@ -57,6 +57,16 @@ bool forEachBlock(FileText& text, std::uint64_t from, std::uint64_t to, Take tak
   return true;
 }
 
+// The text with U+FFFD in the place of each kBadByte.
+std::string withoutBadBytes(std::string_view text) {
+  std::string out;
+  for (std::size_t bad = 0; (bad = text.find(kBadByte)) != text.npos;) {
+    out.append(text.substr(0, bad)) += kReplacement;
+    text.remove_prefix(bad + 1);
+  }
+  return out += text;
+}
+
 // Whether a text of an unknown encoding may be UTF-8 with a few damaged bytes: invalid ones are
 // fewer than its other characters above 127, or a fiftieth of the text at most.
 bool isMostlyUtf8(FileText& text) {
@@ -288,7 +298,8 @@ bool Salvager::step(Token token) {
   const std::uint64_t begin = items_.begin();
   const std::uint64_t sound = items_.errorToken();  // up to here nothing is wrong, after an error
   if (lostRoot)
-    return goOn(errorAt(begin, Kind::BadTag, "\"Items\" without an element around it"), begin, begin);
+    return goOn(errorAt(begin, Kind::BadTag, "\"Items\" without an element around it"), begin,
+                begin);
   if (const std::uint64_t swallower = findSwallowerIn(token, sound); swallower != npos) {
     return goOn(errorAt(swallower, Kind::UnexpectedEnd,
                         "markup that runs on into an item, because its own end is damaged"),
@@ -360,8 +371,8 @@ void Salvager::take(std::uint64_t begin, std::uint64_t end) {
 bool Salvager::tellBadByte(std::uint64_t place) {
   if (place == npos) return false;
   if (badPlaces_.size() < Recovery::kMaxFaults) {
-    badPlaces_.push_back({decoder_.badCharacter(static_cast<std::size_t>(place)), place,
-                          closedItems_ + run_.count});
+    badPlaces_.push_back(
+        {decoder_.badCharacter(static_cast<std::size_t>(place)), place, closedItems_ + run_.count});
   } else {
     ++furtherFaults_;
   }
@@ -378,8 +389,8 @@ std::uint64_t Salvager::nextCandidate(std::uint64_t begin, std::uint64_t sound) 
   // What is open where the items end has swallowed others, in whatever part of it. At the end of
   // the text it may be open because the rest is missing.
   const Kind kind = items_.error().kind;
-  const bool pastItems = kind == Kind::MismatchedEnd &&
-                         (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
+  const bool pastItems =
+      kind == Kind::MismatchedEnd && (isEndTag(sound, "Items") || isEndTag(sound, rootName()));
   if (!found && pastItems) {
     found = candidateBefore(sound, {}, true);
   } else if (!found && (kind == Kind::UnexpectedEnd || kind == Kind::TooLarge)) {
@@ -483,14 +494,7 @@ std::uint64_t Salvager::nextItemTag(std::uint64_t at) {
 
 bool Salvager::copy(std::uint64_t from, std::uint64_t to) {
   return forEachBlock(text_, from, to, [&](std::string_view block) {
-    if (decoder_.isPlain()) return write(block);
-    for (;;) {
-      const std::size_t bad = block.find(kBadByte);
-      if (!write(block.substr(0, bad))) return false;
-      if (bad == block.npos) return true;
-      if (!write(kReplacement)) return false;
-      block.remove_prefix(bad + 1);
-    }
+    return decoder_.isPlain() ? write(block) : write(withoutBadBytes(block));
   });
 }
 
@@ -563,6 +567,7 @@ void Salvager::addFaults(Recovery& recovery) {
     at = error.offset;
     error.line = line;
     error.column = column;
+    if (!decoder_.isPlain()) error.message = withoutBadBytes(error.message);
     recovery.faults.push_back({std::move(error), closedItems_ - pending.itemsBefore});
   }
 }

@@ -22,11 +22,11 @@ struct Recovery {
   /// Beyond so many faults only their number is told.
   static constexpr std::size_t kMaxFaults = 50000;
 
-  std::size_t items = 0;           ///< how many were saved
-  std::vector<Fault> faults;       ///< in the order of the text; none when it is whole
-  std::size_t furtherFaults = 0;   ///< beyond kMaxFaults
-  XmlError readError;              ///< Unreadable: the text, or a temporary file, failed
-  std::error_code writeError;      ///< why `recoverCollection` could not write
+  std::size_t items = 0;          ///< how many were saved
+  std::vector<Fault> faults;      ///< in the order of the text; none when it is whole
+  std::size_t furtherFaults = 0;  ///< beyond kMaxFaults
+  XmlError readError;             ///< Unreadable: the text, or a temporary file, failed
+  std::error_code writeError;     ///< why `recoverCollection` could not write
 };
 
 /// Saves all whole items of `damaged`, in their order, and writes a collection in UTF-8 that has

@@ -141,7 +141,8 @@ bool ItemStream::refill() {
 bool ItemStream::readBlock(bool& isLast) {
   std::string& into = decoder_ ? block_ : window_;
   const std::size_t used = decoder_ ? 0 : size_;
-  if (into.size() - used < kBlock) into.resize(decoder_ ? kBlock : std::max(used * 2, used + kBlock));
+  if (into.size() - used < kBlock)
+    into.resize(decoder_ ? kBlock : std::max(used * 2, used + kBlock));
   const std::span<char> free(into.data() + used, into.size() - used);
   const std::optional<std::size_t> got = file_->read(std::as_writable_bytes(free));
   data_ = window_.data();

@@ -77,7 +77,8 @@ TextRange findEncodingName(std::string_view text) {
 }
 
 XmlDecoder::XmlDecoder(std::string_view head) {
-  head = head.substr(0, std::min(head.find('>'), head.size()) + 2);  // in UTF-16 one takes two bytes
+  head =
+      head.substr(0, std::min(head.find('>'), head.size()) + 2);  // in UTF-16 one takes two bytes
   const auto wide = std::find_if(kWideForms.begin(), kWideForms.end(), [&](const WideForm& form) {
     // Without a mark a second character tells UTF-16 from a NUL that damage has left.
     const bool sure = form.mark > 0 || (head.size() > 3 && head[form.little ? 3 : 2] == 0);

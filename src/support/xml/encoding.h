@@ -40,8 +40,8 @@ class XmlDecoder {
               std::vector<std::size_t>& badPlaces);
   /// The error for bytes that are no characters, at `offset` of the decoded text; not located.
   XmlError badCharacter(std::size_t offset) const;
-  /// Makes the declaration in `head`, the start of the decoded text, name UTF-8 where a reader would
-  /// take the text for something else. A head that ends before the name stays as it is.
+  /// Makes the declaration in `head`, the start of the decoded text, name UTF-8 where a reader
+  /// would take the text for something else. A head that ends before the name stays as it is.
   /// Returns by how many bytes `head` grew (modulo 2^N).
   std::size_t declareUtf8(std::string& head) const;
 
@@ -67,7 +67,7 @@ class XmlDecoder {
   std::string cut_;       // the start of a character in UTF-16
   std::unique_ptr<CharsetDecoder> charset_;
   std::u16string wide_;
-  std::size_t decoded_ = 0;  // bytes of the decoded text so far
+  std::size_t decoded_ = 0;     // bytes of the decoded text so far
   std::size_t badEnd_ = kNone;  // behind the last bad character
 };
 

@@ -74,6 +74,12 @@ bool Input::seek(std::uint64_t offset) {
   return ::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) >= 0;
 }
 
+std::optional<std::uint64_t> Input::size() {
+  struct stat status;
+  if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
 void Input::requireRead() const {
   if (!reason_.empty()) throw Failure{kNoInput, displayName(path_), reason_};
 }

@@ -31,7 +31,8 @@ class Input : public File {
   std::optional<std::size_t> read(std::span<std::byte> buffer) override;
   bool write(std::span<const std::byte>) override { return false; }
   bool seek(std::uint64_t offset) override;
-  std::optional<std::uint64_t> size() override { return std::nullopt; }
+  /// Of a regular file; nothing for others.
+  std::optional<std::uint64_t> size() override;
   bool setEnd() override { return false; }
   std::optional<FileStatus> status() override { return std::nullopt; }
 

@@ -29,25 +29,41 @@ bool isRegularFile(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// Writes what can be saved, and fails when that is nothing.
+Recovery save(const Options& options) {
+  Input damaged(options.damaged);
+  const bool isFile = !options.out.empty() && options.out != "-";
+  const auto toOutput = [](std::string_view text) {
+    print(text);
+    return true;
+  };
+  const Recovery recovery =
+      isFile ? recoverCollection(damaged, widePath(options.out)) : recover(damaged, toOutput);
+  damaged.requireRead();
+  const std::string name = displayName(options.damaged);
+  if (recovery.readError) throw Failure{kNoInput, name, recovery.readError.message};
+  if (recovery.writeError) throwWriteFailure(options.out, recovery.writeError);
+  if (!isFile) flushOutput();
+  if (recovery.items > 0) return recovery;
+  if (recovery.faults.empty()) throw Failure{kFailed, name, "no item to save; not damaged"};
+  const XmlError& error = recovery.faults.front().error;
+  throw Failure{error.kind == XmlError::Kind::UnknownEncoding ? kBadData : kFailed, name,
+                fmt::format("no item to save; damaged at line {}, column {}: {}", error.line,
+                            error.column, error.message)};
+}
+
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.out, options.damaged);
   if (!options.force && isRegularFile(options.out))
     throw Failure{kCannotCreate, options.out, "the file exists; --force replaces it"};
-  const Recovery recovery = recover(readInput(options.damaged));
+  const Recovery recovery = save(options);
   const std::string name = displayName(options.damaged);
-  if (recovery.items == 0) {
-    if (recovery.faults.empty()) throw Failure{kFailed, name, "no item to save; not damaged"};
-    const XmlError& fault = recovery.faults.front().fault;
-    const bool unknown = fault.kind == XmlError::Kind::UnknownEncoding;
-    throw Failure{unknown ? kBadData : kFailed, name,
-                  fmt::format("no item to save; damaged at line {}, column {}: {}", fault.line,
-                              fault.column, fault.message)};
+  for (const auto& [error, itemsBehind] : recovery.faults) {
+    note(context, fmt::format("{}:{}:{}: {}; {} behind it", name, error.line, error.column,
+                              error.message, counted(itemsBehind)));
   }
-  writeResult(options.out, recovery.text);
-  for (const Recovery::Fault& found : recovery.faults) {
-    note(context, fmt::format("{}:{}:{}: {}; {} behind it", name, found.fault.line,
-                              found.fault.column, found.fault.message, counted(found.itemsBehind)));
-  }
+  if (recovery.furtherFaults > 0)
+    note(context, fmt::format("{}: {} further places of damage", name, recovery.furtherFaults));
   note(context,
        fmt::format("{}: {}, {} saved", name, recovery.faults.empty() ? "not damaged" : "damaged",
                    counted(recovery.items)));
