@@ -98,6 +98,7 @@ class CollectionEdit : public ItemEdit {
 // Runs the edit; true when its result is to take the place of the old file.
 bool runEdit(File& from, ItemEdit& edit, const TextSink& out, EditResult& result) {
   ItemStream items(from);
+  items.parseOnDemand();
   CollectionEdit checked(items, edit);
   bool refused = false;
   const EditEnd end = editItems(items, checked, [&](std::string_view text) {

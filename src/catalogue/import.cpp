@@ -63,8 +63,9 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
   std::vector<ImportCounts::Rejection> rejected;
   std::vector<std::pair<std::u16string, Incoming>> found;
   ItemStream items(*response);
+  items.parseOnDemand();
   while (items.next()) {
-    std::u16string asin = items.key().asin;
+    std::u16string asin = items.asin();
     if (!asin.empty()) {
       found.emplace_back(std::move(asin),
                          Incoming{response.get(), items.position(), items.item().size()});
@@ -92,21 +93,20 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
   return summary;
 }
 
-CRecord Import::read(Incoming& item) {
+void Import::read(Incoming& item, CRecord& record) {
   item.done = true;
-  std::string text(item.size, '\0');
-  const auto bytes = std::as_writable_bytes(std::span(text));
-  if (readFully(*item.response, item.offset, bytes) != item.size) {
-    readFailed_ = true;
-    return {};
-  }
-  return recordOf(text);
+  text_.resize(item.size);
+  const auto bytes = std::as_writable_bytes(std::span(text_));
+  readFailed_ = readFully(*item.response, item.offset, bytes) != item.size;
+  if (readFailed_ || tree_.parse(text_)) return;
+  readItem(tree_.root(), versionOf(tree_.root()), record);
 }
 
 // Brings an item up to date by what the response says about it, from `index` on.
 void Import::applyFrom(std::size_t index, std::string& text, int& version, CRecord& known) {
   for (; index != kNone; index = items_[index].next) {
-    CRecord record = read(items_[index]);
+    CRecord record;
+    read(items_[index], record);
     if (readFailed_) return;
     copyUserFields(known, record);
     if (finish_) finish_(record);
@@ -121,7 +121,7 @@ void Import::applyFrom(std::size_t index, std::string& text, int& version, CReco
 }
 
 ItemChange Import::change(const ItemStream& items) {
-  const auto chain = chains_.find(items.key().asin);
+  const auto chain = chains_.find(items.asin());
   if (chain == chains_.end() || items_[chain->second.first].done) return {};
   CRecord known;
   items.read(known);
@@ -137,12 +137,13 @@ std::string Import::addition() {
   while (next_ < items_.size() && (items_[next_].done || !items_[next_].isFirst)) ++next_;
   if (next_ == items_.size()) return {};
   Incoming& item = items_[next_++];
-  CRecord record = read(item);
+  CRecord record;
+  read(item, record);
   if (readFailed_) return {};
   record.DateAdded = today_;
   if (finish_) finish_(record);
   ++counts_.added;
-  std::string text = itemText(record);
+  std::string text = itemText(std::move(record));
   if (item.next == kNone) return text;
   CRecord known = recordOf(text);
   int version = 4;

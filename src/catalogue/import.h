@@ -73,7 +73,7 @@ class TESSARON_API Import : public ItemEdit {
     std::size_t last;
   };
 
-  CRecord read(Incoming& item);
+  void read(Incoming& item, CRecord& record);
   void applyFrom(std::size_t index, std::string& text, int& version, CRecord& known);
 
   std::uint16_t today_;
@@ -83,6 +83,8 @@ class TESSARON_API Import : public ItemEdit {
   bool readFailed_ = false;
   std::unordered_map<std::u16string, Chain> chains_;
   std::size_t next_ = 0;  // of the additions
+  std::string text_;      // of the item that was read last, and its parts
+  XmlTree tree_;
   ImportCounts counts_;
 };
 

@@ -56,7 +56,7 @@ class Edits {
     replace({blankBefore(text_, element.range().begin).begin, element.range().end}, {});
   }
   void cut(const Element::Attribute& attribute) {
-    // The library reads attributes that stand side by side.
+    // TinyXML reads attributes that stand side by side.
     const bool apart = !isNamePart(text_[attribute.range.end]);
     const std::size_t begin = attribute.range.begin;
     replace({apart ? blankBefore(text_, begin).begin : begin, attribute.range.end}, {});
@@ -209,29 +209,26 @@ class Merger {
     for (std::size_t i = 0; i < wanted.size(); ++i) {
       const std::string_view name = wanted[i].name();
       if (i > 0 && wanted[i - 1].name() == name) continue;
-      const Elements news = next.childrenNamed(name);
-      const Elements bases = base ? base.childrenNamed(name) : Elements();
       const Elements olds = oldChildren(item, name);
-      if (name == "CustomField") {
-        mergeSlots(olds, bases, news, place);
-      } else if (name == "Offer") {
-        mergeOffers(olds, bases, news, place);
-      } else if (isListed(name)) {
-        mergeList(olds, bases, news, place);
-      } else if (!same(at(bases, 0), news[0])) {
-        if (olds.empty()) {
-          insert(place, news[0]);
-        } else {
-          mergeElement(firstCounts(name) ? olds.front() : olds.back(), at(bases, 0), news[0]);
-          if (name == "EditorialReview") {  // all of them make up one text
-            for (std::size_t j = 0; j + 1 < olds.size(); ++j) erase(olds[j]);
-          }
-        }
-      }
+      mergeNamed(olds, base ? base.childrenNamed(name) : Elements(), next.childrenNamed(name),
+                 place);
       if (!olds.empty()) moveBehind(place, olds.back());
     }
     if (!place.opened.empty()) edits_.open(item, place.opened);
     if (base) removeMissing(item, base, next);
+  }
+
+  // Merges the children of one name, of which there are `news`.
+  void mergeNamed(const Elements& olds, const Elements& bases, const Elements& news, Place& place) {
+    const std::string_view name = news[0].name();
+    if (name == "CustomField") return mergeSlots(olds, bases, news, place);
+    if (name == "Offer") return mergeOffers(olds, bases, news, place);
+    if (isListed(name)) return mergeList(olds, bases, news, place);
+    if (same(at(bases, 0), news[0])) return;
+    if (olds.empty()) return insert(place, news[0]);
+    mergeElement(firstCounts(name) ? olds.front() : olds.back(), at(bases, 0), news[0]);
+    if (name != "EditorialReview") return;  // all of these make up one text
+    for (std::size_t i = 0; i + 1 < olds.size(); ++i) erase(olds[i]);
   }
 
   void removeMissing(Element item, Element base, Element next) {
@@ -447,7 +444,7 @@ CRecord recordOf(std::string_view item) {
   XmlTree tree;
   tree.parse(item);
   CRecord record;
-  if (tree.root()) readItem(tree.root(), tree.root().name() == "Details" ? 3 : 4, record);
+  if (tree.root()) readItem(tree.root(), versionOf(tree.root()), record);
   return record;
 }
 

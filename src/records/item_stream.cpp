@@ -50,7 +50,8 @@ bool ItemStream::next() {
     }
     if (token == Token::Error) {
       const std::size_t cut = scanner_.errorToken();
-      if (inItem_) tree_.addCut(view().substr(cut, scanner_.end() - cut), cut - begin_);
+      if (inItem_ && !onDemand_)
+        tree_.addCut(view().substr(cut, scanner_.end() - cut), cut - begin_);
       return stop(scanner_.error());
     }
     if (token == Token::Finished) {
@@ -65,18 +66,41 @@ bool ItemStream::next() {
         rule_.pass(scanner_, token);
         continue;
       }
-      inItem_ = true;
-      begin_ = scanner_.begin();
-      hasInsertion_ = false;  // further items go behind all others
+      beginItem(token);
     }
     if (scanner_.end() - begin_ > kMaxItem) return stop(tooLarge());
-    if (!tree_.add(scanner_, token, view(), begin_)) continue;
+    if (!addToItem(token)) continue;
     inItem_ = false;
     end_ = scanner_.end();
-    tree_.setText(item());
+    if (!onDemand_) tree_.setText(item());
     ++count_;
     return true;
   }
+}
+
+void ItemStream::beginItem(Token token) {
+  inItem_ = true;
+  begin_ = scanner_.begin();
+  parents_ = scanner_.depth() - (token == Token::Start ? 1 : 0);
+  asin_ = {};
+  hasInsertion_ = false;  // further items go behind all others
+}
+
+// Takes note of a token in an item. True when the item ends with it.
+bool ItemStream::addToItem(Token token) {
+  const std::size_t depth = scanner_.depth() - parents_;
+  const auto isAsin = [&] { return scanner_.name() == (version_ == 3 ? "Asin" : "ASIN"); };
+  if (token == Token::Start && depth == 2 && isAsin()) asin_.begin = scanner_.begin() - begin_;
+  if (token == Token::Empty && depth == 1 && isAsin())
+    asin_ = {scanner_.begin() - begin_, scanner_.end() - begin_};
+  if (token == Token::End && depth == 1 && isAsin()) asin_.end = scanner_.end() - begin_;
+  if (!onDemand_) return tree_.add(scanner_, token, view(), begin_);
+  return depth == 0 && (token == Token::End || token == Token::Empty);
+}
+
+const XmlTree& ItemStream::tree() const {
+  if (onDemand_ && !tree_.root()) tree_.parse(item());
+  return tree_;
 }
 
 // Keeps track of where items may stand.
@@ -234,30 +258,13 @@ bool ItemStream::canHoldItems() const {
   return count_ > 0 || itemsSeen_ || rootName_ == "PriceTracker" || rootName_ == "ProductInfo";
 }
 
-ItemKey ItemStream::key() const {
-  ItemKey key;
-  const auto take = [](XmlTree::Element element, std::string_view name, std::u16string& out) {
-    if (element.name() == name) out = fieldText(element, TextRule::Value);
-  };
-  for (XmlTree::Element child = tree_.root().firstChild(); child; child = child.nextSibling()) {
-    if (version_ == 3) {
-      take(child, "Asin", key.asin);
-      take(child, "Upc", key.upc);
-      take(child, "Isbn", key.isbn);
-      continue;
-    }
-    take(child, "ASIN", key.asin);
-    if (child.name() != "ItemAttributes") continue;
-    for (XmlTree::Element value = child.firstChild(); value; value = value.nextSibling()) {
-      take(value, "EAN", key.ean);
-      take(value, "UPC", key.upc);
-      take(value, "ISBN", key.isbn);
-    }
-  }
-  return key;
+std::u16string ItemStream::asin() const {
+  if (asin_.size() == 0) return {};
+  asinTree_.parse(asin_.of(item()));
+  return value(asinTree_.root());
 }
 
-void ItemStream::read(CRecord& record) const { readItem(tree_.root(), version_, record); }
+void ItemStream::read(CRecord& record) const { readItem(tree().root(), version_, record); }
 
 void ItemStream::readBroken(CRecord& record) const {
   XmlTree tree = tree_;

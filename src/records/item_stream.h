@@ -25,14 +25,6 @@ struct InsertionPoint {
   std::string behind;
 };
 
-/// What tells an item from others; empty where the item does not say.
-struct ItemKey {
-  std::u16string asin;
-  std::u16string ean;
-  std::u16string upc;
-  std::u16string isbn;
-};
-
 /// The items of a collection or of a response, one after another, in either dialect: every
 /// "Details" below the root and every "Item" below the root's "Items". This is the one place that
 /// knows what an item is in a text. A file is read through a window, so that memory depends on the
@@ -50,6 +42,10 @@ class TESSARON_API ItemStream {
   ItemStream(const ItemStream&) = delete;
   ItemStream& operator=(const ItemStream&) = delete;
 
+  /// Parses items only when `tree` or `read` asks for that; for walks that look at few of them.
+  /// Call it before the first `next`. `readBroken` is not available then.
+  void parseOnDemand() { onDemand_ = true; }
+
   /// Moves to the next item. False behind the last one and at an error.
   bool next();
 
@@ -61,9 +57,9 @@ class TESSARON_API ItemStream {
   /// 4 for an "Item", 3 for a "Details".
   int version() const { return version_; }
   /// The parts of the item.
-  const XmlTree& tree() const { return tree_; }
-  /// What tells the item from others, trimmed.
-  ItemKey key() const;
+  const XmlTree& tree() const;
+  /// The ASIN, trimmed; empty when the item has none.
+  std::u16string asin() const;
   /// The item's text as a record, which should be fresh.
   void read(CRecord& record) const;
   /// Where the item's text begins in the file; only for a file in UTF-8.
@@ -98,6 +94,8 @@ class TESSARON_API ItemStream {
   std::string_view view() const { return {data_, size_}; }
   XmlError tooLarge() const;
   XmlError unreadable() const;
+  void beginItem(Token token);
+  bool addToItem(Token token);
   bool refill();
   bool readBlock(bool& isLast);
   bool readHead();
@@ -122,7 +120,11 @@ class TESSARON_API ItemStream {
   std::size_t column_ = 0;
 
   XmlScanner scanner_;
-  XmlTree tree_;
+  mutable XmlTree tree_;
+  bool onDemand_ = false;
+  std::size_t parents_ = 0;  // elements that are open around the item
+  TextRange asin_;           // the element with the ASIN, in the item
+  mutable XmlTree asinTree_;
   std::size_t keep_ = 0;   // the window is needed from here on
   std::size_t begin_ = 0;  // the item
   std::size_t end_ = 0;

@@ -9,6 +9,9 @@
 
 namespace tessaron {
 
+/// The version of an item's dialect: 3 for a "Details", 4 for an "Item".
+inline int versionOf(const XmlTree::Element& item) { return item.name() == "Details" ? 3 : 4; }
+
 /// Reads `item` into `record` as `CRecord::fromXmlNodeVersion` does with an element of a document.
 void readItem(const XmlTree::Element& item, int version, CRecord& record);
 

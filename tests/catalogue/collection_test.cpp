@@ -5,12 +5,14 @@
 #include <memory>
 #include <random>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "records/record_fields.h"
 #include "records/record_set.h"
 #include "support/edited_collection.h"
+#include "support/test_file.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
 
@@ -298,24 +300,62 @@ TEST(Collection, LosesNothingInRandomEdits) {
   }
 }
 
-TEST(Collection, FindsTheItemsThatASetReads) {
-  const std::vector<std::string> texts = {
-      "<R/>",
-      "<R><Items><Item><ASIN>1</ASIN><Items><Item/></Items><Details/></Item></Items></R>",
-      "<R><x><Items><Item/></Items><Details/></x><Items><x/><Item/></Items><Item/></R>",
-      "<!--a--><R><Details><Asin>1</Asin></Details><Items/><Items><Item/><Details/></Items></R>",
-      "<R><Items><Item/>t<![CDATA[<Item/>]]><!--<Item/>--><Items><Item/></Items></Items></R>\n",
-      "\xEF\xBB\xBF<?xml version='1.0'?><n:R xmlns:n='u'><Items><Item/></Items><Details/></n:R>",
-      "<?xml encoding='KOI8-R'?><R><Items><Item><Notes>\xF0\xD2</Notes></Item></Items></R>",
-      "\xFF\xFE<\0R\0>\0<\0D\0e\0t\0a\0i\0l\0s\0/\0>\0<\0/\0R\0>\0"s,
-      Collection().text(),
+namespace {
+
+// A file of which a read gives a few bytes at most.
+class SlowFile : public TestFile {
+ public:
+  SlowFile(std::string content, std::size_t most) : TestFile(std::move(content)), most_(most) {}
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    return TestFile::read(buffer.first(std::min(buffer.size(), most_)));
+  }
+
+ private:
+  std::size_t most_;
+};
+
+}  // namespace
+
+TEST(ItemStream, DecodesBlockByBlock) {
+  const auto wide = [](std::u16string_view text, bool little) {
+    std::string bytes;
+    for (const char16_t unit : text) {
+      const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
+      bytes += {little ? low : high, little ? high : low};
+    }
+    return bytes;
   };
-  for (const std::string& text : texts) {
-    const Collection collection = parsed(text);
-    CRecordSet set;
-    set.fromString(text);
-    EXPECT_EQ(written(collection.records()), written(set.records)) << text;
-    EXPECT_EQ(collection.text(), text);
+  const std::u16string utf16 =
+      u"<?xml encoding='UTF-16'?>\n<R><Items><Item><Notes>日😀</Notes></Item>\n</Items></R>";
+  const struct {
+    std::string text;
+    std::u16string notes;
+    std::size_t line, column;  // of the first bad bytes, or of the error
+  } rows[] = {
+      {wide(utf16, true), u"日😀", 0, 0},
+      {"\xFE\xFF" + wide(utf16, false), u"日😀", 0, 0},
+      {wide(utf16, true) + "x", u"日😀", 3, 13},
+      {wide(u"<R><Details><Notes>a\xD83D"
+            u"b</Notes></Details></R>",
+            false),
+       u"a\uFFFDb", 1, 21},
+      {"<?xml encoding='Shift_JIS'?><R><Details><Notes>\x93\xFA\x83\x5C</Notes></Details></R>",
+       u"日ソ", 0, 0},
+      {"<?xml encoding='Shift_JIS'?><R>\x93\xFA<Details><Notes>\x83\x5C\x81 </Notes></Details></R>",
+       u"ソ\uFFFD ", 1, 50},
+      {"<?xml encoding='KOI8-R'?><R><Details><Notes>\xF0</Notes></Details></x>", u"П", 1, 64},
+      {"\xEF\xBB\xBF<?xml encoding='GBK'?><R><Details><Notes>é</Notes></Details></x>", u"é", 1, 61},
+  };
+  for (const auto& row : rows) {
+    for (const std::size_t most : {1, 3, 1000}) {
+      SlowFile file(row.text, most);
+      tessaron::ItemStream items(file);
+      CRecord record;
+      while (items.next()) items.read(record);
+      EXPECT_EQ(record.Notes, row.notes) << row.text;
+      const XmlError& error = items.error() ? items.error() : items.badCharacter();
+      EXPECT_EQ(std::pair(error.line, error.column), std::pair(row.line, row.column)) << row.text;
+    }
   }
 }
 
@@ -465,38 +505,6 @@ TEST(Collection, ImportsProductDataAndKeepsTheUsers) {
   EXPECT_EQ(collection.text(), text);
 }
 
-TEST(Recover, SavesTheItemsBeforeAnyCut) {
-  const std::string whole =
-      "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<R a='b'><Details><Asin>1</Asin></Details>\n<Items>"
-      "<Item><ASIN>2</ASIN><Items><Item/></Items></Item> <Item/><!--c--></Items><Items/><Details/>"
-      "<x><![CDATA[y]]></x></R>\n";
-  const std::vector<std::string> ends = {"</Details>", "</Items></Item>", "<Item/><!--c-->",
-                                         "<Details/>"};
-  for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
-    SCOPED_TRACE(cut);
-    const std::string damaged = whole.substr(0, cut);
-    std::size_t items = 0;
-    std::size_t kept = 0;
-    for (const std::string& end : ends) {
-      std::size_t at = whole.find(end) + end.size();
-      if (end.ends_with("-->")) at -= 8;
-      if (at <= cut) ++items, kept = at;
-    }
-    const RecoveredText recovery = tessaron::recoverText(damaged);
-    EXPECT_EQ(recovery.items, items);
-    EXPECT_EQ(parsed(recovery.text).records().size(), items);
-    EXPECT_EQ(recovery.faults.size(), cut < whole.size() - 1 ? 1u : 0u);
-    if (recovery.faults.empty()) {
-      EXPECT_EQ(recovery.text, damaged);
-    } else if (items == 0) {
-      EXPECT_EQ(recovery.text, Collection().text());
-    } else {
-      const bool inItems = items == 2 || items == 3;
-      EXPECT_EQ(recovery.text, whole.substr(0, kept) + (inItems ? "</Items></R>" : "</R>"));
-    }
-  }
-}
-
 namespace {
 
 // A collection with much in its items that damage can make run on into the next one. The first
@@ -569,6 +577,12 @@ TEST(Recover, TellsEveryFaultAndGoesOn) {
     std::string text;
     std::vector<std::array<std::size_t, 3>> faults;  // line, column, items behind
   } rows[] = {
+      {"<R><Items/></R>\n", "<R><Items/></R>\n", {}},
+      {"<R a='b'>\n<Details/><Items><Item>1</Item><!--",
+       "<R a='b'>\n<Details/><Items>"
+       "<Item>1</Item></Items></R>",
+       {{2, 36, 0}}},
+      {"<R a='b'>\n<Details/><It", "<R a='b'>\n<Details/></R>", {{2, 14, 0}}},
       {"<R><Items><Item>\n1</Itxm><Item>2</Item>\n<Item a></Item><Item>3</Item></Items></R>",
        "<R>\n<Items><Item>2</Item>\n<Item>3</Item></Items></R>",
        {{2, 2, 2}, {3, 8, 1}}},
@@ -613,6 +627,37 @@ TEST(Recover, TellsEveryFaultAndGoesOn) {
       found.push_back({error.line, error.column, behind});
     }
     EXPECT_EQ(found, faults) << damaged;
+  }
+}
+
+// What is longer than the window that the text is read through.
+TEST(Recover, ReadsLongTokens) {
+  const std::string x(std::size_t{3} << 20, 'x'), item = "<Item><ASIN>1</ASIN></Item>";
+  std::string references;
+  while (references.size() < x.size()) references += "&#65;&amp;";
+  const struct {
+    std::string part;   // behind the first of two items
+    std::size_t items;  // that are saved
+    std::size_t faults;
+  } rows[] = {
+      {"<!--" + x + "-->", 2, 0},
+      {"<!--" + x, 2, 1},
+      {"<!--" + item + x + "<!---->", 3, 1},
+      {"<!--\0"s + x + "-->", 2, 1},
+      {"<Item><![CDATA[" + x + "]]></Item>", 3, 0},
+      {"<Item>" + references + "</Item>", 3, 0},
+      {"<Item>" + references + "&#;" + x + "</Item>", 2, 1},
+      {"<Item>&#;" + x + "</Item>", 2, 1},
+      {"<Item a='" + x + "'/>", 3, 0},
+      {"<Item a='" + x + x + "'/>", 2, 1},
+  };
+  for (const auto& row : rows) {
+    const std::string text = "<R><Items>" + item + row.part + item + "</Items></R>";
+    const RecoveredText recovery = tessaron::recoverText(text);
+    EXPECT_EQ(std::pair(recovery.items, recovery.faults.size()), std::pair(row.items, row.faults))
+        << row.part.substr(0, 30);
+    EXPECT_EQ(recovery.text == text, row.faults == 0);
+    EXPECT_EQ(parsed(recovery.text).records().size(), row.items);
   }
 }
 

@@ -40,7 +40,7 @@ class KeepWhiteSpace {
 using Range = std::pair<std::size_t, std::size_t>;
 
 // Spells out the high references in the given ranges of `text`, and escapes ampersands that begin
-// no reference, which the library would drop.
+// no reference, which TinyXML would drop.
 std::string rewriteReferences(std::string_view text, const std::vector<Range>& ranges) {
   std::string out;
   out.reserve(text.size() + 4 * ranges.size());
@@ -141,7 +141,7 @@ void appendPrinted(std::string& out, std::string_view text, bool escape) {
   out.append(text, plain, text.npos);
 }
 
-// Prints as the library does into a stream: no indent, no line ends of its own.
+// Prints as TinyXML does into a stream: no indent, no line ends of its own.
 class Printer : public TiXmlVisitor {
  public:
   explicit Printer(std::string& out) : out_(out) {}
@@ -186,7 +186,7 @@ class Printer : public TiXmlVisitor {
 
  private:
   void print(std::string_view attribute, std::string_view value) {
-    // The library chooses apostrophes when the value holds a quotation mark.
+    // TinyXML chooses apostrophes when the value holds a quotation mark.
     const char quote = value.find('"') == value.npos ? '"' : '\'';
     out_ += ' ';
     out_ += attribute;

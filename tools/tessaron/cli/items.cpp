@@ -25,7 +25,7 @@ CRecord findItem(const std::string& path, const std::string& argument) {
   CollectionReader collection(path);
   std::optional<CRecord> found;
   collection.forEachItem([&](const ItemStream& items) {
-    if (!found && items.key().asin == name) items.read(found.emplace());
+    if (!found && items.asin() == name) items.read(found.emplace());
   });
   if (!found) throw Failure{kFailed, collection.name(), "no item " + argument};
   return *std::move(found);

@@ -26,7 +26,7 @@ class RemoveEdit : public ItemEdit {
   }
 
   ItemChange change(const ItemStream& items) override {
-    const auto wanted = found_.find(items.key().asin);
+    const auto wanted = found_.find(items.asin());
     if (wanted == found_.end()) return {};
     ++wanted->second;
     return {ItemChange::Kind::Drop, {}};

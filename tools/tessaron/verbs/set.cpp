@@ -128,7 +128,7 @@ class SetEdit : public ItemEdit {
       : options_(options), name_(itemName(options.asin)), change_(std::move(change)) {}
 
   ItemChange change(const ItemStream& items) override {
-    if (found_ || items.key().asin != name_) return {};
+    if (found_ || items.asin() != name_) return {};
     found_ = true;
     CRecord known;
     items.read(known);
