@@ -21,7 +21,7 @@ class FileTokens {
   explicit FileTokens(FileText& text) : text_(text), scanner_({}, false) {}
 
   /// Moves to the next token; never Incomplete. Character data may come in several tokens. A tag of
-  /// more than 4 MiB is an error.
+  /// more than 4 to 8 MiB is an error, as the window happens to lie.
   Token next();
   /// See XmlScanner::resume.
   void resume(std::uint64_t at, const std::vector<std::string>& open);

@@ -649,7 +649,7 @@ TEST(Recover, ReadsLongTokens) {
       {"<Item>" + references + "&#;" + x + "</Item>", 2, 1},
       {"<Item>&#;" + x + "</Item>", 2, 1},
       {"<Item a='" + x + "'/>", 3, 0},
-      {"<Item a='" + x + x + "'/>", 2, 1},
+      {"<Item a='" + x + x + x + x + "'/>", 2, 1},
   };
   for (const auto& row : rows) {
     const std::string text = "<R><Items>" + item + row.part + item + "</Items></R>";
