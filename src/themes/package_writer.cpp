@@ -46,6 +46,7 @@ PackError readFiles(const std::u16string& folder, std::vector<PackedFile>& files
     if (entry.kind != EntryKind::File) return {false, path, "only files can be packed"};
     files.push_back({toUtf8(entry.name), {}});
     const std::string& name = files.back().name;
+    if (fromUtf8(name) != entry.name) return {false, path, "the name is not UTF-8"};
     if (name != kMain && isMainName(name))
       return {false, path, "the name differs only in case from main.xml"};
     if (PackError failed = readContent(path, files.back().content)) return failed;
