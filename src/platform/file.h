@@ -123,13 +123,11 @@ class TESSARON_API FileReplacement {
   std::error_code write(std::string_view content);
   /// Puts the new file in its place, once.
   std::error_code commit();
-
- private:
-  friend TESSARON_API std::error_code replaceFile(std::u16string_view path,
-                                                  const std::function<bool(File&)>& write);
-  // Calls `write` and returns the reason when it fails.
+  /// Calls `write` with the new file. When that returns false, the error is that of the last system
+  /// call that failed.
   std::error_code run(const std::function<bool(File&)>& write);
 
+ private:
   struct Parts;
   std::unique_ptr<Parts> parts_;
 };
