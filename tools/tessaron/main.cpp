@@ -20,7 +20,7 @@ namespace {
 
 using namespace tessaron::tool;
 
-/// Says so when damaged settings were quarantined, by whichever verb.
+/// Warns when a verb has quarantined damaged settings.
 void tellQuarantined() {
   const std::u16string path = tessaron::takeQuarantinedStore();
   if (!path.empty())
@@ -34,8 +34,8 @@ int fail(const Failure& failure) {
   return failure.code;
 }
 
-/// Takes up standard streams that the caller has closed, so that no file of ours gets their numbers
-/// and then our messages. Using one of them still fails.
+/// Opens /dev/null for standard streams that the caller has closed, so that no other file gets
+/// their numbers and thereby our messages. Using such a stream still fails.
 void occupyStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(stream, F_GETFD) != -1) continue;
@@ -50,7 +50,7 @@ std::vector<std::string> namesOf(const std::vector<const CLI::App*>& verbs) {
   return names;
 }
 
-/// Lets no flag take a value: "--json=false" would count as given, or not, depending on the flag.
+/// Makes all flags refuse values: whether "--json=false" counts as given depends on the flag.
 void refuseFlagValues(CLI::App& app) {
   for (CLI::Option* option : app.get_options())
     if (option->get_expected_max() == 0) option->disable_flag_override();

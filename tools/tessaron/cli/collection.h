@@ -14,10 +14,10 @@
 namespace tessaron::tool {
 
 /// A collection's items, one at a time. Fails with kNoInput when it cannot be read, with kBadData
-/// when it is damaged or something else altogether: what came before that has been visited.
+/// when it is damaged or no collection; the items before the damage have been visited by then.
 class CollectionReader {
  public:
-  /// With `twice` it can be walked over twice, though it be a pipe.
+  /// With `twice` the items can be read twice, also from a pipe.
   explicit CollectionReader(std::string path, bool twice = false);
   ~CollectionReader();
 
@@ -25,7 +25,7 @@ class CollectionReader {
   /// With `detail` the records are complete; without it they lack texts that only `show` and
   /// `export` tell (see CRecord::fullDetail).
   void forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit);
-  /// How many items the last walk came by.
+  /// Number of items that the last walk read.
   std::size_t count() const { return count_; }
   std::string name() const { return displayName(path_); }
 

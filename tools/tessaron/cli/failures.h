@@ -15,7 +15,7 @@ enum ExitCode : int {
   kUsage = 2,
   kBadData = 65,       ///< damaged or foreign data
   kNoInput = 66,       ///< an input is missing or unreadable
-  kCannotCreate = 73,  ///< an output cannot be made where it is to stand
+  kCannotCreate = 73,  ///< an output cannot be created at its path
   kCannotWrite = 74,   ///< an error while writing
 };
 
@@ -26,14 +26,14 @@ struct Failure {
   std::string reason;
 };
 
-/// Ends a verb silently: nobody reads what it writes any more. `main` ends the process as SIGPIPE
-/// does.
+/// Ends a verb silently because the reader of its output is gone. `main` ends the process as
+/// SIGPIPE does.
 struct BrokenPipe {};
 
-/// One line on standard error, with the program's name in front: about something that went wrong.
+/// Prints a line about a failure to standard error, after the program's name.
 void warn(std::string_view line);
 
-/// One line on standard error, unless --quiet: about what was done.
+/// Prints a line about what was done to standard error, unless --quiet.
 void note(const Context& context, std::string_view line);
 
 /// The system's words for an error number.
@@ -42,7 +42,7 @@ std::string reasonOf(int number);
 /// Throws the failure that an error while writing `path` means.
 [[noreturn]] void throwWriteFailure(const std::string& path, const std::error_code& error);
 
-/// Writes to standard error. There is nobody to tell when that fails.
+/// Writes to standard error; a failure is ignored.
 void say(const std::string& text);
 
 }  // namespace tessaron::tool

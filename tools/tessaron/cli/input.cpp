@@ -13,7 +13,7 @@
 namespace tessaron::tool {
 namespace {
 
-/// The most that is read, so that nothing endless fills the memory.
+/// Limit of what is read, so that endless inputs do not fill the memory.
 struct InputLimit {
   std::uint64_t bytes;
   const char* text;

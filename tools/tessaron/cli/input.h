@@ -43,7 +43,7 @@ class Input : public File {
   std::string reason_;
 };
 
-/// Fails with kBadData and the error's place when there is an error.
+/// Fails with kBadData and the position of `error`, unless there is none.
 void requireSound(const std::string& path, const XmlError& error);
 
 }  // namespace tessaron::tool

@@ -9,9 +9,9 @@
 
 namespace tessaron::tool {
 
-/// The folders and files that the command line names, and those below them, in the order in which
-/// they are told: files named alone by their folder, then in each folder the files before the
-/// folders, sorted by name as the user's language does, with numbers by value.
+/// Folders and files that the command line names, and those below them, in the order of the output:
+/// as named, and within a folder the files before the folders, both sorted by name in the order of
+/// the user's language, numbers by value.
 class Inventory {
  public:
   struct Folder {

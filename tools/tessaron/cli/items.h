@@ -12,10 +12,10 @@ class Option;
 
 namespace tessaron::tool {
 
-/// Makes an option that names items refuse a name without a character in it.
+/// Makes an option that names items refuse empty and blank names.
 void requireItemName(CLI::Option& option);
 
-/// The ASIN that the user means: without white space at its ends, as items are read.
+/// The argument as an ASIN: without white space at its ends, as in items that are read.
 std::u16string itemName(const std::string& argument);
 
 /// The first item of that name in the collection at `path`. Fails with kFailed when there is none.

@@ -54,8 +54,8 @@ void addOutputOption(CLI::App& verb, std::string& path) {
 
 std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates) {
   std::string_view best;
-  std::size_t least = (word.size() + 2) / 4 + 1;  // a near one has fewer typing errors than that
-  if (word.size() > 64) return best;              // not typed, and slow to compare
+  std::size_t least = (word.size() + 2) / 4 + 1;  // typing errors; a near candidate has fewer
+  if (word.size() > 64) return best;              // not typed by a person, and slow to compare
   for (const std::string& candidate : candidates) {
     const std::size_t distance = editDistance(word, candidate);
     if (distance >= least) continue;

@@ -13,7 +13,7 @@
 namespace tessaron::tool {
 namespace {
 
-/// A run's threads and what they share; stops and joins them when it goes.
+/// Threads of a run and their shared state; the destructor stops and joins them.
 class Crew {
  public:
   explicit Crew(const OrderedWork& work) : work_(work) {

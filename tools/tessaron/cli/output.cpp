@@ -30,7 +30,7 @@ void writeOutput(const std::string& path, const std::function<bool(File&)>& writ
 
 void requireOtherFile(const std::string& output, const std::string& input) {
   if (output.empty() || output == "-" || input == "-") return;
-  std::error_code error;  // an output that does not exist yet is another file
+  std::error_code error;  // an output that does not exist is another file
   if (std::filesystem::equivalent(input, output, error))
     throw Failure{kUsage, output, "the output would replace the input"};
 }

@@ -43,7 +43,7 @@ void writeResult(const std::string& path, std::string_view text);
 /// Writes to standard output. Fails with kCannotWrite, or BrokenPipe.
 void print(std::string_view text);
 
-/// Hands over all that was printed so far. Fails as `print` does.
+/// Flushes standard output. Fails as `print` does.
 void flushOutput();
 
 }  // namespace tessaron::tool

@@ -9,8 +9,8 @@
 
 namespace tessaron::tool {
 
-/// One line on standard error that tells how far the work is; only on a terminal, never wider than
-/// it, and gone when the object goes.
+/// A progress line on standard error: only on a terminal, cut to its width, and erased by the
+/// destructor.
 class Progress {
  public:
   Progress(const Context& context, std::string_view task, std::size_t total);
@@ -20,8 +20,7 @@ class Progress {
 
   /// Shows that `done` of the total are done, and what comes next.
   void show(std::size_t done, std::string_view next);
-  /// As `show`, with a bar, the pace and the time that is left; for many short steps, of which it
-  /// shows some.
+  /// As `show`, with a bar, the pace and the time left, at most ten times a second.
   void showPace(std::size_t done, std::string_view next);
 
  private:

@@ -1,5 +1,5 @@
 #pragma once
-// How the verbs read and change the settings, and what they tell when they cannot.
+// Access of the verbs to the settings; errors of the store become failures.
 
 #include <cstdint>
 #include <string_view>

@@ -62,8 +62,8 @@ std::vector<std::size_t> boundaries(UBreakIteratorType type, std::string_view te
   UErrorCode error = U_ZERO_ERROR;
   UText source = UTEXT_INITIALIZER;
   utext_openUTF8(&source, text.data(), static_cast<std::int64_t>(text.size()), &error);
-  if (iterator != nullptr) ubrk_setUText(iterator, &source, &error);
-  if (iterator != nullptr && U_SUCCESS(error)) {
+  if (iterator) ubrk_setUText(iterator, &source, &error);
+  if (iterator && U_SUCCESS(error)) {
     while (true) {
       const std::int32_t end = ubrk_next(iterator);
       if (end == UBRK_DONE) break;
@@ -189,7 +189,7 @@ std::string shortened(std::string_view text, std::size_t width) {
 bool useColor(const Context& context) {
   if (context.color != "auto") return context.color == "always";
   const char* refused = std::getenv("NO_COLOR");
-  return ::isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+  return ::isatty(STDOUT_FILENO) != 0 && (!refused || *refused == '\0');
 }
 
 bool useColor(const Context& context, const Output& output) {

@@ -15,9 +15,9 @@ namespace tessaron::tool {
 /// The columns of the terminal behind a file descriptor; nothing when it is no terminal.
 std::optional<std::size_t> terminalWidth(int descriptor);
 
-/// UTF-8 text with all that could steer a terminal taken out: control characters and marks that
-/// turn the direction of writing become U+FFFD, bytes that are no UTF-8 "\xE9"; line ends and tabs
-/// become blanks, unless `keepLines` lets the line ends stand.
+/// UTF-8 text without terminal control: control characters and marks that change the direction of
+/// writing become U+FFFD, bytes that are not UTF-8 become "\xE9", line ends and tabs become blanks;
+/// `keepLines` keeps the line ends.
 std::string printable(std::string_view text, bool keepLines = false);
 
 /// How many columns printable UTF-8 text takes: two for wide characters, none for combining ones.

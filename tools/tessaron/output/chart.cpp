@@ -34,15 +34,16 @@ struct Size {
 
 /// "600x400" as numbers; zeros for anything else. What is smaller has no room for the legend.
 Size parseSize(const std::string& text) {
-  constexpr Size kLeast = {200, 240};
-  constexpr int kMost = 8192;
+  constexpr Size kMinSize = {200, 240};
+  constexpr int kMaxSide = 8192;
   Size size;
   const char* end = text.data() + text.size();
   const auto width = std::from_chars(text.data(), end, size.width);
   if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return {};
   const auto height = std::from_chars(width.ptr + 1, end, size.height);
-  const bool fits = height.ec == std::errc() && height.ptr == end && size.width >= kLeast.width &&
-                    size.height >= kLeast.height && size.width <= kMost && size.height <= kMost;
+  const bool fits = height.ec == std::errc() && height.ptr == end && size.width >= kMinSize.width &&
+                    size.height >= kMinSize.height && size.width <= kMaxSide &&
+                    size.height <= kMaxSide;
   return fits ? size : Size{};
 }
 
@@ -116,7 +117,7 @@ Table tableOf(const std::vector<Slice>& slices, const std::string& heading,
 
 /// The picture's bytes.
 std::string pngOf(GPPieChart& chart) {
-  if (chart.canvas == nullptr) throw Failure{kFailed, {}, "libgdiplus, which draws, is not there"};
+  if (!chart.canvas) throw Failure{kFailed, {}, "libgdiplus, which draws, is not there"};
   for (const scdata& item : chart.items)
     if (item.value < 0)
       throw Failure{

@@ -56,7 +56,8 @@ std::size_t totalWidth(const Columns& columns) {
   return total;
 }
 
-/// Adds text to a line that owes blanks before the next text; a line gets none at its end.
+/// Appends the `owed` blanks and the text to a line; empty text leaves the blanks owed, so that no
+/// line ends in blanks.
 void append(std::string& line, std::size_t& owed, std::string_view text, Style style, bool color) {
   if (text.empty()) return;
   line.append(owed, ' ').append(styled(text, style, color));
@@ -101,12 +102,12 @@ std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
 
 void Table::printBlock(const Row& row, std::size_t available, bool color, Output& output) const {
   constexpr std::size_t kIndent = 2;
-  constexpr std::size_t kLeast = 8;
+  constexpr std::size_t kMinWidth = 8;
   std::size_t labels = 0;
   for (std::size_t i = 1; i < heading_.size(); ++i)
     labels = std::max(labels, columns(heading_[i].text));
   const std::size_t lead = kIndent + labels + kGap;
-  const std::size_t width = std::max(available, lead + kLeast) - lead;
+  const std::size_t width = std::max(available, lead + kMinWidth) - lead;
   output.write(styled(row[0].text, Style::Bold, color) + '\n');
   for (std::size_t i = 1; i < row.size(); ++i) {
     if (row[i].text.empty()) continue;

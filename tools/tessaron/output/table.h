@@ -12,17 +12,17 @@
 
 namespace tessaron::tool {
 
-/// How a column gives way where its table is too wide for the terminal.
+/// How a column is narrowed if its table is too wide for the terminal.
 enum class Fit {
   Whole,  ///< not at all: a person may have to type what it holds
   Wrap,   ///< in as many lines as it takes
   Title,  ///< in up to three lines; longer texts lose their middle
 };
 
-/// A table of texts with a heading. Where a terminal is too narrow for it, columns without any text
-/// are left out, then columns give way as they may; where that is not enough, each row becomes a
-/// block of lines under the text of its first column. Elsewhere every row is one line, with all
-/// that it holds. Memory does not depend on the number of rows.
+/// A table of texts with a heading. On a terminal that is too narrow for it, empty columns are left
+/// out, then columns are narrowed according to their `Fit`; if that is not enough, each row becomes
+/// a block of lines under the text of its first column. Elsewhere every row is one whole line.
+/// Memory does not depend on the number of rows.
 class Table {
  public:
   struct Cell {

@@ -20,11 +20,11 @@ std::uint64_t hashOf(std::string_view text) {
 
 /// The beginning of a name, short enough to stand in a longer one, with no character cut in two.
 std::string beginningOf(const std::string& name) {
-  constexpr std::size_t kMost = 100;
+  constexpr std::size_t kMaxBytes = 100;
   std::size_t end = 0;
-  for (std::size_t at = 0; at < name.size() && at < kMost; ++at)
+  for (std::size_t at = 0; at < name.size() && at < kMaxBytes; ++at)
     if ((static_cast<unsigned char>(name[at]) & 0xC0) != 0x80) end = at;
-  return name.size() <= kMost ? name : name.substr(0, end);
+  return name.size() <= kMaxBytes ? name : name.substr(0, end);
 }
 
 /// Shows the picture as its camera was held. False when there is no memory for it.

@@ -8,8 +8,8 @@
 
 namespace tessaron::tool {
 
-/// Names the thumbnails of a run: the picture's name with digits that stand for its whole path, so
-/// that the same picture gets the same name again and no two pictures get one.
+/// Names the thumbnails of a run: the picture's name and a hash of its whole path, so that a
+/// picture gets the same name in every run and no two pictures share one.
 class ThumbnailNames {
  public:
   /// The name for the picture at `path`, with the extension "png"; another one for each call.

@@ -118,7 +118,7 @@ struct Result {
 
 std::string reasonFor(const std::u16string& path) {
   std::error_code error;
-  const bool isOpened = openFile(path, {}, error) != nullptr;
+  const bool isOpened = static_cast<bool>(openFile(path, {}, error));
   return isOpened ? "it cannot be read" : error.message();
 }
 

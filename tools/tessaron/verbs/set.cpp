@@ -32,7 +32,7 @@ struct Options {
   std::vector<std::string> fields;
 };
 
-/// What is to be done to the record, checked as far as that goes without it.
+/// Changes to a record, checked as far as possible without it.
 struct Change {
   std::optional<int> status;
   bool noStatus = false;
@@ -81,7 +81,7 @@ void clearStatus(CRecord& record) {
 }
 
 void setStatus(CRecord& record, const Change& change, const std::string& where) {
-  // Another status is another story: person and dates of the old one do not belong to it.
+  // A different status drops the person and the dates of the old one.
   if (change.noStatus || (change.status && !(record.hasStatus && record.status == *change.status)))
     clearStatus(record);
   if (change.status) {

@@ -79,7 +79,7 @@ ordered_json jsonValue(const Setting& setting, const Config& config) {
       setting.place);
 }
 
-/// A value as `set` takes it; lists have a line, or what else `separator` is, between their parts.
+/// A value as `set` takes it; `separator` divides the parts of lists.
 std::string valueText(const ordered_json& value, const std::string& separator) {
   if (value.is_string()) return value.get<std::string>();
   if (!value.is_array()) return value.dump();
@@ -182,7 +182,7 @@ ordered_json settingJson(const Setting& setting, const Config& config, const Con
           {"default", jsonValue(setting, defaults)}};
 }
 
-/// Hands out a result that was collected in all its forms.
+/// Writes a result in the form that was chosen.
 void write(const Options& options, const Context& context, const ordered_json& json,
            const Table& table, const std::vector<std::vector<std::string>>& rows) {
   Output output(options.output);

@@ -71,7 +71,7 @@ Json problemsJson(const CPackage& package) {
   return array;
 }
 
-/// Fails when the package had to be given up.
+/// Fails when unpacking was aborted.
 void requireUnpacked(const std::string& path, const PackageReport& report) {
   using enum PackageReport::Failure;
   if (report.failure == None) return;
@@ -83,7 +83,7 @@ void requireUnpacked(const std::string& path, const PackageReport& report) {
   throw Failure{code, displayName(path), report.failureReason};
 }
 
-/// Tells what was dropped, and gives the exit code for those whom that fails.
+/// Warns of dropped entries; kFailed if there are any.
 int tellProblems(const std::string& path, const CPackage& package) {
   flushOutput();
   for (const PackageReport::Problem& problem : package.report.problems) {
@@ -176,7 +176,7 @@ int info(const Options& options, const Context& context) {
   return tellProblems(options.file, package);
 }
 
-/// Folders that are made, and removed again as long as they are empty unless that is `kept`.
+/// The missing folders of a path; the destructor removes those that are empty, unless `kept`.
 struct NewFolders {
   explicit NewFolders(const std::u16string& path) {
     std::error_code error;
