@@ -41,7 +41,8 @@ constexpr std::string_view kCsvDividers = ";\t\r\n", kTsvDividers = ",;";
 bool beginsFormula(std::string_view rest, std::string_view dividers) {
   rest.remove_prefix(std::min(rest.find_first_not_of('"'), rest.size()));
   const std::string_view cell = rest.substr(0, rest.find_first_of(dividers));
-  return cell.size() > 1 && looksLikeFormula(cell);
+  const bool isEscaped = cell.find_first_of("\t\r\n") == 0;  // as in tab-separated rows
+  return cell.size() > 1 && !isEscaped && looksLikeFormula(cell);
 }
 
 /// The text with an apostrophe before everything that would be a formula: at its beginning, and
