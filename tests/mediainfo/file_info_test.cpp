@@ -132,21 +132,6 @@ TEST_F(CFileInfoTest, DescribesPictures) {
   EXPECT_EQ(empty.thumbnails.size(), 1u);
 }
 
-TEST_F(CFileInfoTest, ACopyIsItsOwn) {
-  CFileInfo first;
-  first.fromFile(write(folder_.path / "p.bmp", makePicture(FIF_BMP, 5, 4)));
-  first.ownerText = u"mine";
-  first.checksum[15] = 9;
-  first.digest = u"digest";
-  CFileInfo second = first;
-  EXPECT_EQ(second.ownerText, u"mine");
-  EXPECT_EQ(second.checksum, first.checksum);
-  EXPECT_EQ(second.info, first.info);
-  EXPECT_EQ(second.lastWriteTime.dwLowDateTime, first.lastWriteTime.dwLowDateTime);
-  second.thumbnails[0].rescale(2, 2, FILTER_BOX);
-  EXPECT_EQ(first.thumbnails[0].getWidth(), 5u);
-}
-
 TEST_F(CFileInfoTest, CallsItsReadersInOrder) {
   struct Probe : CFileInfo {
     std::string calls;

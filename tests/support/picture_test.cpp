@@ -219,6 +219,7 @@ TEST(loadPicture, HidesWhatOnlyDescribesAPicture) {
         TiffBuilder(false).putBytes(33723, 1, std::string(100'000, '\x1C')).build(),
         TiffBuilder(true).put(0x829A, 5, {1, 60}, TiffBuilder::kExif).build(),
         TiffBuilder(true).put(0x011B, 5, {72, 1}).build(),
+        TiffBuilder(false).put(0x011A, 5, {0xFFFFFFFF, 1}).put(0x011B, 5, {1, 0}).build(),
         TiffBuilder(false)
             .put(0x011A, 5, {60, 1})
             .put(0x011B, 5, {40, 1})

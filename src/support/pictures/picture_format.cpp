@@ -86,7 +86,7 @@ FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
 std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format) {
   switch (format) {
     case FIF_JPEG:
-      return 3 * 512;  // a bit for every block of 8 by 8 pixels
+      return std::uint64_t{3} * 512;  // a bit for every block of 8 by 8 pixels
     case FIF_PNG:
       return 1032;  // deflate
     case FIF_WEBP:  // one color takes some bytes in all

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 #include "support/byte_reader.h"
 #include "support/pictures/tiff_file_internal.h"
@@ -141,18 +140,20 @@ std::optional<std::uint32_t> TiffFile::number(PictureSource& source, std::uint16
   return first;
 }
 
-// A resolution, in units. Nothing when the field is missing or damaged.
+// Returns a resolution, in dots per unit. Nothing when the field is missing, damaged or absurd,
+// which does not cost the picture: the field is dropped, since FreeImage converts it unchecked.
 std::optional<float> TiffFile::resolution(PictureSource& source, std::uint16_t tag) {
+  constexpr float kMaxDots = 1e6F;
   const auto found = entries_.find(tag);
   if (found == entries_.end()) return std::nullopt;
   const auto& [type, count, value] = found->second;
   const std::vector<std::byte> fraction = source.bytes(u32(value), 8);
-  if (type != kRational || count != 1 || fraction.size() < 8) {
-    entries_.erase(found);  // a damaged one does not cost the picture
-    return std::nullopt;
-  }
-  const std::uint32_t denominator = u32(std::span(fraction).subspan(4));
-  return denominator == 0 ? 0 : static_cast<float>(double{1} * u32(fraction) / denominator);
+  ByteReader reader(fraction);
+  const double numerator = u32(reader.bytes(4)), denominator = u32(reader.bytes(4));
+  const float dots = denominator == 0 ? 0 : static_cast<float>(numerator / denominator);
+  if (type == kRational && count == 1 && reader.ok() && dots <= kMaxDots) return dots;
+  entries_.erase(found);
+  return std::nullopt;
 }
 
 bool TiffFile::readFields(PictureSource& source) {
@@ -213,8 +214,7 @@ PictureMeasures TiffFile::measures() const {
   if (unit_ == kNoUnit && (across_ <= 0 || down_ <= 0)) return measures;
   const auto perCentimeter = [&](double resolution) {
     const double perMeter = unit_ == kCentimeter ? resolution * 100 : resolution / 0.0254;
-    constexpr double kMaxPerMeter = std::numeric_limits<std::uint32_t>::max();
-    return std::floor(std::min(perMeter + 0.5, kMaxPerMeter)) / 100;
+    return std::floor(perMeter + 0.5) / 100;
   };
   measures.across = perCentimeter(across_);
   measures.down = perCentimeter(down_);
