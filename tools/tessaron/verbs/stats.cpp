@@ -10,8 +10,8 @@
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "output/chart.h"
-#include "output/price.h"
-#include "output/status.h"
+#include "records/price.h"
+#include "records/record.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -46,8 +46,9 @@ Texts yearOf(const CRecord& record) {
 }
 
 Texts statusOf(const CRecord& record) {
-  const std::string name = record.hasStatus ? statusName(record.status) : "";
-  return {name.empty() ? u"No status" : fromUtf8(name)};
+  const std::u16string_view name =
+      record.hasStatus ? statusLabel(record.status) : std::u16string_view();
+  return {std::u16string(name.empty() ? u"No status" : name)};
 }
 
 /// The languages without what the item has them for: "English (Published)" is English.
@@ -116,12 +117,13 @@ class Counter {
   std::size_t items() const { return items_; }
   std::size_t priceless() const { return priceless_; }
 
-  /// The sum in the currency that most items have, the first of several; null without any.
-  const std::pair<const std::string, Sum>* common() const {
+  /// The currency that most items have, the first of several, and the sum in it.
+  std::pair<std::string, Sum> common() const {
     const auto found = std::max_element(sums_.begin(), sums_.end(), [](auto& a, auto& b) {
       return std::pair(a.second.items, b.second.place) < std::pair(b.second.items, a.second.place);
     });
-    return found == sums_.end() ? nullptr : &*found;
+    if (found == sums_.end()) return {};
+    return *found;
   }
 
  private:
@@ -132,37 +134,37 @@ class Counter {
   std::map<std::string, Sum> sums_;
 };
 
+/// Which items are not in `common`, and why; empty when all are.
+std::string leftOut(const Counter& counter, const Sum& common, const std::string& property,
+                    const std::string& currency) {
+  std::vector<std::string> parts;
+  const auto tell = [&](std::size_t count, const std::string& why) {
+    if (count > 0) parts.push_back(fmt::format("{} of {} items {}", count, counter.items(), why));
+  };
+  tell(common.nameless, "without " + property);
+  tell(counter.priceless(), "without a list price");
+  tell(counter.items() - counter.priceless() - common.items,
+       "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
+  return CLI::detail::join(parts, ", ");
+}
+
 int run(const Options& options, const Context& context) {
-  const Property& property =
-      *std::find_if(std::begin(kProperties), std::end(kProperties),
-                    [&](const Property& each) { return options.by == each.name; });
+  const Property& property = *std::ranges::find_if(
+      kProperties, [&](const Property& each) { return options.by == each.name; });
   const bool byPrice = options.value == "price";
   CollectionReader collection(options.collection);
   Counter counter(property, byPrice);
   collection.forEachRecord(byPrice || property.isDetail,
                            [&](const CRecord& record) { counter.add(record); });
-  const auto* common = counter.common();
-  const std::string currency = common ? common->first : std::string();
+  const auto [currency, common] = counter.common();
   std::vector<scdata> items;
-  if (common)
-    for (const auto& [name, share] : common->second.shares) items.push_back(share);
-  const std::size_t nameless = common ? common->second.nameless : 0;
-  const std::size_t foreign =
-      counter.items() - counter.priceless() - (common ? common->second.items : 0);
-  std::vector<std::string> leftOut;
-  const auto tell = [&](std::size_t count, const std::string& why) {
-    if (count > 0) leftOut.push_back(fmt::format("{} of {} items {}", count, counter.items(), why));
-  };
-  tell(nameless, "without " + options.by);
-  tell(counter.priceless(), "without a list price");
-  tell(foreign,
-       "priced in other currencies than " + (currency.empty() ? "that of most" : currency));
-  const std::string summary = CLI::detail::join(leftOut, ", ");
+  for (const auto& [name, share] : common.shares) items.push_back(share);
+  const std::string summary = leftOut(counter, common, options.by, currency);
   if (items.empty())
     throw Failure{
         kFailed, collection.name(),
         counter.items() == 0 ? "the collection is empty" : "nothing to count: " + summary};
-  if (!leftOut.empty()) note(context, "left out: " + summary);
+  if (!summary.empty()) note(context, "left out: " + summary);
 
   nlohmann::ordered_json about = {{"by", options.by}, {"value", options.value}};
   if (byPrice) about["currency"] = currency;
