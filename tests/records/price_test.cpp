@@ -50,7 +50,7 @@ TEST(ParsePrice, ReadsWhatShopsWrite) {
 
 TEST(ParsePrice, RefusesWhatIsNoSinglePrice) {
   for (const char16_t* text : {u"", u"$", u"Too low to show", u"$5 - $8", u"-$5", u"\u2212 5",
-                               u"$1.5.2024", u"$1 23", u"$1.234.56", u"1,2345,678"})
+                               u"$1.5.2024", u"$1 23", u"$1.234.56"})
     EXPECT_FALSE(parsePrice(text)) << testing::PrintToString(std::u16string(text));
 }
 
