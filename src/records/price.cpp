@@ -63,7 +63,7 @@ std::optional<Parts> split(std::u16string_view text) {
     if (number.empty() && isMinus(c)) return std::nullopt;
     const bool isFraction = number.empty() && plain == '.' &&
                             (parts.currency.empty() || isBeforeFraction(parts.currency.back()));
-    if (isFraction) number = "0";
+    if (isFraction) number.push_back('0');
     if (isDigit(plain) || (!number.empty() && plain != '\0' && !isBehind)) {
       number += plain;
       if (isDigit(plain)) end = number.size();
