@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "graphics/pie_chart.h"
+#include "platform/gdiplus.h"
 #include "report.h"
 #include "support/text.h"
 

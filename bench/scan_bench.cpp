@@ -54,8 +54,8 @@ bool run(const std::string& command) { return std::system(command.c_str()) == 0;
 
 /// Replaces the process with the program, so that no shell is measured.
 bool runInPlace(std::vector<std::string> words) {
-  std::freopen("/dev/null", "w", stdout);
-  std::freopen("/dev/null", "w", stderr);
+  if (!std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr))
+    return false;
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
