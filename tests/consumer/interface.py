@@ -136,9 +136,11 @@ def main():
     missing = sorted(functions - defined(str(compiled)) - defined(*dynamic, str(LIBRARY)))
     if len(functions) < 300:
         raise SystemExit(f"only {len(functions)} functions were found in {HEADERS}")
-    if missing:
-        names = run(f"{PREFIX}c++filt", *missing)
-        raise SystemExit(f"declared in an installed header, but not exported:\n{names}")
+    names = run(f"{PREFIX}c++filt", *missing).splitlines() if missing else []
+    # Whoever uses a class template instantiates it.
+    names = [name for name in names if "<" not in name.split("(")[0].replace("operator<", "")]
+    if names:
+        raise SystemExit("\n".join(["declared in an installed header, but not exported:", *names]))
 
 
 main()
