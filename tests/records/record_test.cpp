@@ -6,31 +6,36 @@
 #include <sstream>
 #include <string>
 
+#include "records/due.h"
 #include "records/record_set.h"
 #include "records/shopping_cart.h"
 #include "support/dos_date.h"
+#include "support/record_samples.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
 
 namespace {
 
+using tessaron::fieldsOf;
 using tessaron::toDosDate;
-using Strings = CRecord::Strings;
 
-// The record that a document holds; an empty one when it holds none.
-CRecord read(const std::string& xml) {
+std::string item(const std::string& content) {
+  return "<Items><Item>" + content + "</Item></Items>";
+}
+std::string attributes(const std::string& content) {
+  return item("<ItemAttributes>" + content + "</ItemAttributes>");
+}
+std::string details(const std::string& content) {
+  return "<Details url='u'>" + content + "</Details>";
+}
+
+// The fields that a record reads from what a root element holds; "none" when that is no item.
+std::string read(CRecord& record, const std::string& content) {
+  return record.fromString("<R>" + content + "</R>") ? fieldsOf(record) : "none";
+}
+std::string read(const std::string& content) {
   CRecord record;
-  EXPECT_TRUE(record.fromString(xml)) << xml;
-  return record;
-}
-CRecord readItem(const std::string& content) {
-  return read("<R><Items><Item>" + content + "</Item></Items></R>");
-}
-CRecord readDetails(const std::string& content) {
-  return read("<R><Details url=\"http://example.org/d\">" + content + "</Details></R>");
-}
-CRecord readAttributes(const std::string& content) {
-  return readItem("<ItemAttributes>" + content + "</ItemAttributes>");
+  return read(record, content);
 }
 
 // The item element as the writer prints it.
@@ -42,7 +47,13 @@ std::string written(CRecord& record) {
   return out;
 }
 
-void* nowhere() { return reinterpret_cast<void*>(std::uintptr_t{64}); }
+// Elements of these names, each with its name as text.
+std::string elements(const std::string& names) {
+  std::istringstream in(names);
+  std::string name, out;
+  while (in >> name) out += '<' + name + '>' + name + "</" + name + '>';
+  return out;
+}
 
 TEST(CRecord, CopiesItsPicture) {
   CRecord record;
@@ -53,237 +64,147 @@ TEST(CRecord, CopiesItsPicture) {
   EXPECT_EQ(*copy.coverImage.accessPixels(), 10);
 }
 
-TEST(CRecordReader, FindsTheFirstItem) {
-  EXPECT_EQ(read("<R xmlns='u'><Request><Errors/></Request><Items><X/><Item><ASIN>1</ASIN></Item>"
-                 "<Item><ASIN>2</ASIN></Item></Items></R>")
-                .ASIN,
-            u"1");
-  EXPECT_EQ(read("<R><Items/><Details><Asin>3</Asin></Details><Items><Item/></Items></R>").ASIN,
-            u"3");
-  for (const std::string xml :
-       {"", "<R/>", "<R><Item/></R>", "<R><A><Items><Item/></Items></A></R>",
-        "<Items><Item/></Items>", "<R><items><Item/></items></R>"}) {
-    CRecord record;
-    EXPECT_FALSE(record.fromString(xml)) << xml;
-  }
-  CRecord record;
-  EXPECT_FALSE(record.fromXml(nullptr));
-  EXPECT_FALSE(record.fromXml(static_cast<TiXmlDocument*>(nowhere())));
-  EXPECT_FALSE(record.fromXmlNode(static_cast<TiXmlElement*>(nowhere())));
+TEST(CRecordReader, ReadsFields) {
+  const struct {
+    std::string content, fields;
+  } rows[] = {
+      // The first item.
+      {"<Q><E/></Q><Items><X/><Item><ASIN>1</ASIN></Item><Item><ASIN>2</ASIN></Item></Items>",
+       "ASIN=1"},
+      {"<Items/>" + details("<Asin>3</Asin>") + "<Items><Item/></Items>", "ASIN=3|DetailPageURL=u"},
+      {"<Item/>", "none"},
+      {"<A><Items><Item/></Items></A>", "none"},
+      {"<items><Item/></items>", "none"},
+      // One of two sources.
+      {attributes("<NumberOfItems>2</NumberOfItems>"), "NumberOfDiscs=2"},
+      {attributes("<NumberOfItems>2</NumberOfItems><NumberOfDiscs>3</NumberOfDiscs>"),
+       "NumberOfDiscs=3"},
+      {attributes("<NumberOfItems>2</NumberOfItems><NumberOfDiscs/>"), "NumberOfDiscs=2"},
+      {attributes("<ProductGroup>D</ProductGroup>"), "Binding=D|ProductGroup=D"},
+      {attributes("<ProductGroup>D</ProductGroup><Binding>B</Binding>"),
+       "Binding=B|ProductGroup=D"},
+      {"<Items><Item url='a'><DetailPageURL>b</DetailPageURL></Item></Items>", "DetailPageURL=b"},
+      {"<Items><Item url=' a'/></Items>", "DetailPageURL=a"},
+      {attributes("<Languages><Language><Name>A</Name><Type>T</Type></Language><Language>"
+                  "<AudioFormat>F</AudioFormat><Name>B</Name></Language><Language><Name>C</Name>"
+                  "<Type>T</Type><AudioFormat>F</AudioFormat></Language></Languages>"),
+       "languages=A (T); B (F); C (T)"},
+      // Numbers.
+      {"<Items><Item icon='7' status='-1'/></Items>", "icon=7|status.value=-1|status.due=0"},
+      {"<Items><Item icon='x' status=''/></Items>", ""},
+      {"<Items><Item status='8'><StatusBeginDate>33x</StatusBeginDate><StatusEndDate>65602"
+       "</StatusEndDate></Item></Items>",
+       "status.value=8|status.begin=1980-01-01|status.end=1980-02-02|status.due=0"},
+      {item("<DateAdded>none</DateAdded>"), ""},
+      // Parts that are missing or unknown, and the shapes of descriptions.
+      {item("<LargeImage><X/><URL>l</URL></LargeImage><Tracks><Disc><Track>1</Track></Disc><Disc/>"
+            "<Disc><Track>2</Track><Track>3</Track></Disc></Tracks>"),
+       "NumberOfDiscs=3|LargeImage=l|discs=1\n\n2; 3"},
+      {item("<CustomerReviews><Review><Rating>5</Rating><Summary>s</Summary></Review><Review>"
+            "<Content>c</Content></Review></CustomerReviews>"),
+       "reviewRatings=5; |reviewSummaries=s; |reviewContents=; c"},
+      {item("<Offers><X/><Offer><OfferListing><Availability>a</Availability></OfferListing></Offer>"
+            "</Offers>"),
+       ""},
+      {item("<EditorialReviews><EditorialReview><Source>S</Source><Content>C</Content>"
+            "</EditorialReview><EditorialReview>\n <Content>D</Content></EditorialReview>"
+            "</EditorialReviews>"),
+       "description=<p><b>S </b>C</p>\nD</p>\n"},
+      {item("<EditorialReviews><EditorialReview>&lt;p&gt; x</EditorialReview></EditorialReviews>"),
+       "description=<p> x"},
+      // The older dialect.
+      {details("<Asin>1</Asin><ProductName>T</ProductName><Media>CD</Media><NumMedia>2</NumMedia>"
+               "<Manufacturer>M</Manufacturer><ImageUrlLarge>u</ImageUrlLarge><Catalog>G</Catalog>"
+               "<ListPrice>$1</ListPrice><OurPrice>$2</OurPrice><UsedPrice>$3</UsedPrice>"
+               "<ProductDescription>D</ProductDescription><Authors/><Starring><Actor>A</Actor>"
+               "<Actor>B</Actor></Starring><Features><Feature>F</Feature></Features><Tracks>"
+               "<Track>t1</Track><Track>t2</Track></Tracks><Reviews><AvgCustomerRating>3"
+               "</AvgCustomerRating><CustomerReview><Rating>1</Rating><Summary>s</Summary>"
+               "<Comment>c</Comment></CustomerReview></Reviews><OfferSummary><TotalNew>9"
+               "</TotalNew></OfferSummary>"),
+       "ASIN=1|Title=T|NumberOfDiscs=2|Binding=CD|Publisher=M|ProductGroup=G|DetailPageURL=u|"
+       "LargeImage=u|description=D|actors=A; B|formats=F|discs=t1; t2|AverageRating=3|"
+       "reviewRatings=1|reviewSummaries=s|reviewContents=c|ListPrice=$1|LowestUsedPrice=$3"},
+      {details("<Catalog>G</Catalog>"), "ProductGroup=G|DetailPageURL=u"},
+  };
+  for (const auto& [content, fields] : rows) EXPECT_EQ(read(content), fields) << content;
+  for (const std::string xml : {"", "<R/>", "<Items><Item/></Items>"})
+    EXPECT_FALSE(CRecord().fromString(xml)) << xml;
 }
 
+constexpr char kSingles[] =
+    "AspectRatio AudienceRating Binding DVDLayers DVDSides EAN ISBN Label NumberOfDiscs "
+    "NumberOfItems NumberOfPages NumberOfTracks PictureFormat ProductGroup PublicationDate "
+    "Publisher RegionCode ReleaseDate RunningTime Studio TheatricalReleaseDate Title UPC "
+    "OriginalTitle ESRBAgeRating";
+constexpr char kLists[] = "Actor Artist Author Director Format Translator Feature Platform";
+
 TEST(CRecordReader, ReadsEveryAttribute) {
-  std::istringstream singles(
-      "AspectRatio AudienceRating Binding DVDLayers DVDSides EAN ISBN Label NumberOfDiscs "
-      "NumberOfItems NumberOfPages NumberOfTracks PictureFormat ProductGroup PublicationDate "
-      "Publisher RegionCode ReleaseDate RunningTime Studio TheatricalReleaseDate Title UPC "
-      "OriginalTitle ESRBAgeRating");
+  std::istringstream singles(kSingles), lists(kLists);
   std::u16string fields[25];
+  CRecord::Strings entries[8];
   CRecord record;
   std::string name;
+  const auto element = [&] {
+    TiXmlElement out(name);
+    out.LinkEndChild(new TiXmlText(name));
+    return out;
+  };
   for (unsigned i = 0; singles >> name; ++i) {
-    TiXmlElement element(name);
-    element.LinkEndChild(new TiXmlText(name));
-    EXPECT_FALSE(record.parseItemAttributesSingle(&element, i, fields)) << "beyond the count";
-    EXPECT_TRUE(record.parseItemAttributesSingle(&element, i + 1, fields));
+    TiXmlElement single = element();
+    EXPECT_FALSE(record.parseItemAttributesSingle(&single, i, fields)) << "beyond the count";
+    EXPECT_TRUE(record.parseItemAttributesSingle(&single, i == 24 ? 100 : i + 1, fields));
     EXPECT_EQ(wchar2utf8(fields[i]), name);
   }
-  std::istringstream multis("Actor Artist Author Director Format Translator Feature Platform");
-  Strings lists[8];
-  for (unsigned i = 0; multis >> name; ++i) {
-    TiXmlElement element(name);
-    EXPECT_FALSE(record.parseItemAttributesMulti(&element, i, lists));
-    EXPECT_TRUE(record.parseItemAttributesMulti(&element, 100, lists));
-    EXPECT_TRUE(record.parseItemAttributesMulti(&element, 100, lists));
-    EXPECT_EQ(lists[i].size(), 2u);
+  for (unsigned i = 0; lists >> name; ++i) {
+    TiXmlElement entry = element();
+    EXPECT_FALSE(record.parseItemAttributesMulti(&entry, i, entries));
+    EXPECT_TRUE(record.parseItemAttributesMulti(&entry, 100, entries));
+    EXPECT_TRUE(record.parseItemAttributesMulti(&entry, i + 1, entries));
+    EXPECT_EQ(entries[i].size(), 2u);
   }
   TiXmlElement other("title");
   EXPECT_FALSE(record.parseItemAttributesSingle(&other, 25, fields));
-  EXPECT_FALSE(record.parseItemAttributesMulti(&other, 8, lists));
-}
-
-TEST(CRecordReader, ChoosesBetweenSources) {
-  EXPECT_EQ(readAttributes("<NumberOfItems>2</NumberOfItems>").NumberOfDiscs, u"2");
-  EXPECT_EQ(readAttributes("<NumberOfItems>2</NumberOfItems><NumberOfDiscs>3</NumberOfDiscs>")
-                .NumberOfDiscs,
-            u"3");
-  EXPECT_EQ(readAttributes("<NumberOfItems>2</NumberOfItems><NumberOfDiscs/>").NumberOfDiscs, u"2");
-  EXPECT_EQ(readAttributes("<ProductGroup>DVD</ProductGroup>").Binding, u"DVD");
-  EXPECT_EQ(readAttributes("<ProductGroup>DVD</ProductGroup><Binding>Box</Binding>").Binding,
-            u"Box");
-  EXPECT_EQ(readDetails("<Catalog>DVD</Catalog>").Binding, u"");
-  EXPECT_EQ(read("<R><Items><Item url='a'><DetailPageURL>b</DetailPageURL></Item></Items></R>")
-                .DetailPageURL,
-            u"b");
-  EXPECT_EQ(read("<R><Items><Item url='a'/></Items></R>").DetailPageURL, u"a");
-}
-
-TEST(CRecordReader, ReadsSharedAttributesAndDates) {
-  const struct {
-    const char* attributes;
-    bool hasIcon;
-    int icon;
-    bool hasStatus;
-    int status;
-  } rows[] = {
-      {"icon='7' status='-1'", true, 7, true, -1},
-      {"icon='x' status=''", false, 0, false, 0},
-      {"status='3'", false, 0, true, 3},
-  };
-  for (const auto& row : rows) {
-    const CRecord record =
-        read("<R><Items><Item " + std::string(row.attributes) + "/></Items></R>");
-    EXPECT_EQ(record.hasIcon, row.hasIcon) << row.attributes;
-    EXPECT_EQ(record.icon, row.icon);
-    EXPECT_EQ(record.hasStatus, row.hasStatus);
-    EXPECT_EQ(record.status, row.status);
-  }
-  const CRecord dates = readItem(
-      "<DateAdded>13089</DateAdded><StatusBeginDate>12x</StatusBeginDate>"
-      "<StatusEndDate>65537</StatusEndDate>");
-  EXPECT_EQ(dates.DateAdded, 13089);
-  EXPECT_EQ(dates.StatusBeginDate, 12);
-  EXPECT_EQ(dates.StatusEndDate, 1);  // 16 bits are kept
-  EXPECT_EQ(readItem("<DateAdded>none</DateAdded>").DateAdded, 0);
+  EXPECT_FALSE(record.parseItemAttributesMulti(&other, 8, entries));
 }
 
 TEST(CRecordReader, SkipsIndentation) {
-  // "~" stands for white space without a line break, "|" for an indent.
+  // "~" stands for white space without a line break, "^" for an indent.
   const auto spelt = [](std::string text) {
-    for (std::size_t at = 0; (at = text.find_first_of("~|", at)) != text.npos;) {
+    for (std::size_t at = 0; (at = text.find_first_of("~^", at)) != text.npos;)
       text.replace(at, 1, text[at] == '~' ? " \t" : "\r\n  ");
-    }
     return text;
   };
-  const char* values =
-      "<ASIN>|A1~</ASIN><DetailPageURL><![CDATA[|http://u|]]></DetailPageURL>"
-      "<StatusEndDate>|13089|</StatusEndDate><LargeImage><URL>|i|</URL></LargeImage>"
-      "<ItemAttributes><EAN>~E~</EAN><ListPrice><FormattedPrice>|$1|</FormattedPrice></ListPrice>"
-      "</ItemAttributes><OfferSummary><TotalNew>|3~</TotalNew></OfferSummary>"
-      "<CustomerReviews><AverageRating>|4.5|</AverageRating></CustomerReviews>";
-  const CRecord record = readItem(spelt(values));
-  EXPECT_EQ(record.ASIN + u',' + record.DetailPageURL + u',' + record.LargeImage + u',' +
-                record.EAN + u',' + record.ListPrice + u',' + record.TotalNew + u',' +
-                record.AverageRating,
-            u"A1,http://u,i,E,$1,3,4.5");
-  EXPECT_EQ(record.StatusEndDate, 13089);
-  EXPECT_EQ(readDetails(spelt("<Asin>|A1|</Asin>")).ASIN, u"A1");
-
+  EXPECT_EQ(read(spelt(item(
+                "<ASIN>^A1~</ASIN><DetailPageURL><![CDATA[^h^]]></DetailPageURL><DateAdded>^13089^"
+                "</DateAdded><LargeImage><URL>^i^</URL></LargeImage><ItemAttributes><EAN>~E~</EAN>"
+                "<ListPrice><FormattedPrice>^$1^</FormattedPrice></ListPrice></ItemAttributes>"
+                "<OfferSummary><TotalNew>^3~</TotalNew></OfferSummary><CustomerReviews>"
+                "<AverageRating>^4.5^</AverageRating></CustomerReviews>"))),
+            "ASIN=A1|DetailPageURL=h|EAN=E|LargeImage=i|AverageRating=4.5|DateAdded=2005-09-01|"
+            "ListPrice=$1|TotalNew=3");
+  EXPECT_EQ(read(spelt(details("<Asin>^A1^</Asin>"))), "ASIN=A1|DetailPageURL=u");
   const std::pair<const char*, const char*> texts[] = {
-      {"|a|b|", "a|b"},
-      {"~a~|", "~a"},
+      {"^a^b^", "a^b"},
+      {"~a~^", "~a"},
       {"~a b~", "~a b~"},
-      {"|~<![CDATA[|a]]><!--c-->~|", "a"},
-      {"<![CDATA[|]]>|a<![CDATA[~|]]>", "||a~|"},
+      {"^~<![CDATA[^a]]><!--c-->~^", "a"},
+      {"<![CDATA[^]]>^a<![CDATA[~^]]>", "^^a~^"},
   };
   for (const auto& [xml, text] : texts) {
-    EXPECT_EQ(readItem(spelt("<Notes>" + std::string(xml) + "</Notes>")).Notes,
-              utf82wchar(spelt(text)))
-        << xml;
+    CRecord record;
+    read(record, item("<Notes>" + spelt(xml) + "</Notes>"));
+    EXPECT_EQ(record.Notes, utf82wchar(spelt(text))) << xml;
   }
 }
 
 TEST(CRecordReader, KeepsFieldsThatAnItemDoesNotGive) {
-  CRecord record = readItem(
-      "<ASIN>1</ASIN><DateAdded>5</DateAdded><ItemAttributes><Title>T</Title>"
-      "<NumberOfDiscs>4</NumberOfDiscs><Actor>A</Actor></ItemAttributes>");
-  ASSERT_TRUE(
-      record.fromString("<R><Items><Item><DateAdded/><ItemAttributes><Label>L</Label>"
-                        "<NumberOfItems>2</NumberOfItems></ItemAttributes></Item></Items></R>"));
-  EXPECT_EQ(record.ASIN, u"1");
-  EXPECT_EQ(record.DateAdded, 5);
-  EXPECT_EQ(record.Title, u"T");
-  EXPECT_EQ(record.actors, Strings{u"A"});
-  EXPECT_EQ(record.Label, u"L");
-  EXPECT_EQ(record.NumberOfDiscs, u"2");
-}
-
-TEST(CRecordReader, ReadsDetailsWhenAskedTo) {
-  const std::string content =
-      "<SmallImage><URL>s</URL></SmallImage><LargeImage><X/><URL>l</URL></LargeImage>"
-      "<ItemAttributes><Title>T</Title><ListPrice><Amount>1</Amount><FormattedPrice>$1</"
-      "FormattedPrice>"
-      "</ListPrice><Languages><Language><Name>English</Name><Type>Original</Type></Language>"
-      "<Language><AudioFormat>DTS</AudioFormat><Name>French</Name></Language>"
-      "<Language><Name>German</Name><Type>Dubbed</Type><AudioFormat>DTS</AudioFormat></Language>"
-      "<Language><Name>Dutch</Name></Language></Languages></ItemAttributes>"
-      "<EditorialReviews><EditorialReview><Source>Us</Source><Content>Good</Content></"
-      "EditorialReview>"
-      "<EditorialReview><Content>Fine</Content></EditorialReview></EditorialReviews>"
-      "<Tracks><Disc><Track>1</Track><Track>2</Track></Disc><Disc/><Disc><Track>3</Track></Disc></"
-      "Tracks>"
-      "<OfferSummary><LowestNewPrice><FormattedPrice>$2</FormattedPrice></LowestNewPrice>"
-      "<TotalNew>3</TotalNew></OfferSummary>"
-      "<Offers><Offer><OfferListing><OfferListingId>id</OfferListingId><Price><FormattedPrice>$4"
-      "</FormattedPrice></Price></OfferListing></Offer><Offer/></Offers>"
-      "<CustomerReviews><AverageRating>4.5</AverageRating><TotalReviews>2</TotalReviews>"
-      "<Review><Rating>5</Rating><Summary>s</Summary></Review><Review><Content>c</Content></Review>"
-      "</CustomerReviews><CustomFields><CustomField name='n' value='v'/></CustomFields>";
-  const CRecord record = readItem(content);
-  EXPECT_EQ(record.SmallImage, u"s");
-  EXPECT_EQ(record.LargeImage, u"l");
-  EXPECT_EQ(record.ListPrice, u"$1");
-  EXPECT_EQ(record.languages,
-            (Strings{u"English (Original)", u"French (DTS)", u"German (Dubbed)", u"Dutch"}));
-  EXPECT_EQ(record.description, u"<p><b>Us </b>Good</p>\nFine</p>\n");
-  EXPECT_EQ(record.discs, (std::vector<Strings>{{u"1", u"2"}, {}, {u"3"}}));
-  EXPECT_EQ(record.NumberOfDiscs, u"3");
-  EXPECT_EQ(record.LowestNewPrice, u"$2");
-  EXPECT_EQ(record.TotalNew, u"3");
-  EXPECT_EQ(record.offerListing, (COfferListing{u"id", u"$4", u""}));
-  EXPECT_TRUE(record.offers.empty());
-  EXPECT_EQ(record.AverageRating, u"4.5");
-  EXPECT_EQ(record.reviewRatings, (Strings{u"5", u""}));
-  EXPECT_EQ(record.reviewContents, (Strings{u"", u"c"}));
-  EXPECT_EQ(record.customFieldValues[0], u"v");
-
-  CRecord brief;
-  brief.fullDetail = false;
-  ASSERT_TRUE(brief.fromString("<R><Items><Item>" + content + "</Item></Items></R>"));
-  EXPECT_EQ(brief.Title, u"T");
-  EXPECT_EQ(brief.LargeImage, u"l");
-  EXPECT_EQ(brief.ListPrice + brief.description + brief.TotalNew + brief.AverageRating +
-                brief.customFieldValues[0] + brief.offerListing.Price,
-            u"");
-  EXPECT_TRUE(brief.languages.empty() && brief.discs.empty() && brief.reviewRatings.empty());
-}
-
-TEST(CRecordReader, ReadsAnySavedDescriptionAsItStands) {
-  EXPECT_EQ(
-      readItem(
-          "<EditorialReviews><EditorialReview>&lt;p&gt; x</EditorialReview></EditorialReviews>")
-          .description,
-      u"<p> x");
-  EXPECT_EQ(readItem("<EditorialReviews><EditorialReview>\n  "
-                     "<Content>c</Content>\n</EditorialReview></EditorialReviews>")
-                .description,
-            u"c</p>\n");
-}
-
-TEST(CRecordReader, ReadsTheOlderDialect) {
-  const CRecord record = readDetails(
-      "<Asin>1</Asin><ProductName>T</ProductName><Media>CD</Media><NumMedia>2</NumMedia>"
-      "<Manufacturer>M</Manufacturer><ImageUrlLarge>u</ImageUrlLarge><ListPrice>$1</ListPrice>"
-      "<OurPrice>$2</OurPrice><UsedPrice>$3</UsedPrice><ProductDescription>D</ProductDescription>"
-      "<Starring><Actor>A</Actor><Actor>B</Actor></Starring><Features><Feature>F</Feature></"
-      "Features>"
-      "<Tracks><Track>t1</Track><Track>t2</Track></Tracks><Authors/>"
-      "<Reviews><AvgCustomerRating>3</AvgCustomerRating><CustomerReview><Rating>1</Rating>"
-      "<Summary>s</Summary><Comment>c</Comment></CustomerReview></Reviews>"
-      "<OfferSummary><TotalNew>9</TotalNew></OfferSummary>");
-  EXPECT_EQ(record.ASIN + record.Title + record.Binding + record.Publisher + record.LargeImage,
-            u"1TCDMu");
-  EXPECT_EQ(record.DetailPageURL, u"http://example.org/d");
-  EXPECT_EQ(record.ListPrice, u"$1");
-  EXPECT_EQ(record.LowestUsedPrice, u"$3");
-  EXPECT_EQ(record.description, u"D");
-  EXPECT_EQ(record.actors, (Strings{u"A", u"B"}));
-  EXPECT_EQ(record.formats, Strings{u"F"});  // not the features
-  EXPECT_TRUE(record.features.empty());
-  EXPECT_EQ(record.discs, (std::vector<Strings>{{u"t1", u"t2"}}));
-  EXPECT_EQ(record.NumberOfDiscs, u"2");
-  EXPECT_EQ(record.reviewContents, Strings{u"c"});
-  EXPECT_EQ(record.TotalNew, u"");  // not of this dialect
+  CRecord record;
+  read(record, item("<ASIN>1</ASIN><DateAdded>33</DateAdded><ItemAttributes><Title>T</Title>"
+                    "<NumberOfDiscs>4</NumberOfDiscs><Actor>A</Actor></ItemAttributes>"));
+  EXPECT_EQ(read(record, item("<DateAdded/><ItemAttributes><Label>L</Label><NumberOfItems>2"
+                              "</NumberOfItems></ItemAttributes>")),
+            "ASIN=1|Title=T|NumberOfDiscs=2|actors=A|Label=L|DateAdded=1980-01-01");
 }
 
 TEST(CRecordReader, ReadsAllOffersWhenAskedTo) {
@@ -307,122 +228,122 @@ TEST(CRecordReader, ReadsAllOffersWhenAskedTo) {
   EXPECT_FALSE(record.parseLanguages(document.RootElement())) << "another reader's element";
 }
 
-TEST(CRecordReader, IgnoresCustomFieldsBeyondTheSlots) {
+// The frozen format, in both directions.
+TEST(CRecordFormat, HoldsEverythingInItsOrder) {
+  std::string singles = kSingles;
+  singles.erase(singles.find("NumberOfDiscs "), 14);  // written under the other name
   std::string fields;
-  for (int i = 0; i < 9; ++i) fields += "<CustomField name='n" + std::to_string(i) + "'/>";
-  CRecord record = readItem("<CustomFields>" + fields + "</CustomFields>");
-  EXPECT_EQ(record.customFieldNames.size(), 7u);
-  EXPECT_EQ(record.customFieldNames[6], u"n6");
+  for (const char c : {'1', '2', '3', '4', '5', '6', '7'})
+    fields += std::string("<CustomField name=\"") + c + "\" value='&quot;v&quot;' />";
+  const std::string text =
+      "<Item icon=\"-2\" status=\"9\"><ASIN>A</ASIN><DetailPageURL>u</DetailPageURL>"
+      "<Notes>n</Notes><StatusTarget>t</StatusTarget><DateAdded>33</DateAdded><StatusBeginDate>34"
+      "</StatusBeginDate><StatusEndDate>35</StatusEndDate><SmallImage><URL>s</URL></SmallImage>"
+      "<MediumImage><URL>m</URL></MediumImage><LargeImage><URL>l</URL></LargeImage>"
+      "<ItemAttributes>" +
+      elements(singles) + elements(kLists) +
+      "<ListPrice><FormattedPrice>$1</FormattedPrice></ListPrice><Languages><Language><Name>L (T)"
+      "</Name></Language></Languages></ItemAttributes><EditorialReviews><EditorialReview>&lt;p&gt;d"
+      "</EditorialReview></EditorialReviews><OfferSummary><LowestNewPrice><FormattedPrice>$2"
+      "</FormattedPrice></LowestNewPrice><LowestUsedPrice><FormattedPrice>$3</FormattedPrice>"
+      "</LowestUsedPrice><TotalNew>4</TotalNew><TotalUsed>5</TotalUsed></OfferSummary><Offers>"
+      "<Offer><OfferListing><OfferListingId>o</OfferListingId><Availability>a</Availability>"
+      "<Price><FormattedPrice>$6</FormattedPrice></Price></OfferListing></Offer></Offers>"
+      "<CustomerReviews><AverageRating>4.5</AverageRating><TotalReviews>1</TotalReviews><Review>"
+      "<Rating>5</Rating><Summary>S</Summary><Content>C</Content></Review></CustomerReviews>"
+      "<Tracks><Disc><Track>1</Track></Disc></Tracks><CustomFields>" +
+      fields + "</CustomFields><Tessaron>";
+  const std::string document = "<Items>" + text + "<Folders /></Tessaron></Item></Items>";
+  CRecord record;
+  const std::string before =
+      "icon=-2|status.value=9|status.target=t|status.begin=1980-01-02|status.end=1980-01-03|"
+      "status.due=0|ASIN=A|Title=Title|";
+  EXPECT_TRUE(read(record, document).starts_with(before));
+  EXPECT_EQ(written(record), text + "<Folders /></Tessaron></Item>");
+  for (const bool& flag : {record.hasActors, record.hasDiscs, record.hasNotes, record.hasUPC})
+    EXPECT_TRUE(flag);
+
+  CRecord brief;
+  brief.fullDetail = false;
+  const std::string fewer = read(brief, document);
+  EXPECT_TRUE(fewer.starts_with(before));
+  EXPECT_TRUE(fewer.ends_with("platforms=Platform|DateAdded=1980-01-01|Notes=n")) << fewer;
+
+  record.folders.resize(1);
+  record.folders[0].files.resize(1);
+  record.folders[0].files[0].info[40003] = u"1 x 2";
+  const std::string folders =
+      "<Folders><Folder ID=\"0\" ParentID=\"-1\"><File><PathFileName></PathFileName><SizeLow>0"
+      "</SizeLow><SizeHigh>0</SizeHigh><Created>0 0</Created><Modified>0 0</Modified><Attributes>0"
+      "</Attributes><EncryptionStatus>0</EncryptionStatus><Checksum>"
+      "00000000000000000000000000000000</Checksum><Digest></Digest><Info><Node Name=\"40003\">1 x 2"
+      "</Node></Info><MetaInfo /></File></Folder></Folders>";
+  EXPECT_EQ(written(record), text + folders + "</Tessaron></Item>");
+  TiXmlElement extra("Tessaron");
+  record.composeExtraNode(&extra);
+  std::string printed;
+  tessaron::printXml(extra, printed);
+  EXPECT_EQ(printed, "<Tessaron>" + folders + "</Tessaron>");
 }
 
-TEST(CRecordWriter, WritesNoEmptyTexts) {
+TEST(CRecordFormat, LeavesEmptyTextsOut) {
   CRecord record;
-  record.ASIN = u"1";
-  record.Title = u"T";
+  // Beyond the slots.
+  read(record, item("<CustomFields><CustomField/><CustomField/><CustomField/><CustomField/>"
+                    "<CustomField/><CustomField/><CustomField/><CustomField name='8'/>"
+                    "</CustomFields>"));
   std::string fields;
   for (int i = 0; i < 7; ++i) fields += "<CustomField name=\"\" value=\"\" />";
   EXPECT_EQ(
       written(record),
-      "<Item><ASIN>1</ASIN><SmallImage /><MediumImage /><LargeImage /><ItemAttributes>"
-      "<Title>T</Title><ListPrice /><Languages /></ItemAttributes><EditorialReviews />"
-      "<OfferSummary><LowestNewPrice /><LowestUsedPrice /></OfferSummary>"
-      "<Offers><Offer><OfferListing><Price /></OfferListing></Offer></Offers><CustomerReviews />"
-      "<Tracks /><CustomFields>" +
+      "<Item><SmallImage /><MediumImage /><LargeImage /><ItemAttributes><ListPrice /><Languages />"
+      "</ItemAttributes><EditorialReviews /><OfferSummary><LowestNewPrice /><LowestUsedPrice />"
+      "</OfferSummary><Offers><Offer><OfferListing><Price /></OfferListing></Offer></Offers>"
+      "<CustomerReviews /><Tracks /><CustomFields>" +
           fields + "</CustomFields><Tessaron><Folders /></Tessaron></Item>");
 }
 
-TEST(CRecordWriter, KeepsTheOrderOfTheFormat) {
-  CRecord record;
-  record.hasIcon = record.hasStatus = true;
-  record.icon = -2;
-  record.status = 6;
-  record.Notes = u"n";
-  record.DateAdded = 13089;
-  record.NumberOfDiscs = u"2";
-  record.actors = {u"A", u"B"};
-  record.languages = {u"English (Original)"};
-  record.description = u"<p>d</p>";
-  record.offerListing = {u"id", u"$1", u"now"};
-  record.offers = {{u"s", u"n", u"st", u"co", u"New", u"note", u"o", u"$2", u"soon"}};
-  record.reviewRatings = {u"5"};
-  record.reviewSummaries = {u""};
-  record.reviewContents = {u"c"};
-  record.discs = {{u"t"}};
-  record.customFieldNames = {u"f"};
-  record.customFieldValues = {u"\"v\""};
-  record.folders.resize(1);
-  record.folders[0].files.resize(1);
-  record.folders[0].files[0].info[40003] = u"1 x 2";
-  EXPECT_EQ(
-      written(record),
-      "<Item icon=\"-2\" status=\"6\"><Notes>n</Notes><DateAdded>13089</DateAdded><SmallImage />"
-      "<MediumImage /><LargeImage "
-      "/><ItemAttributes><NumberOfItems>2</NumberOfItems><Actor>A</Actor>"
-      "<Actor>B</Actor><ListPrice /><Languages><Language><Name>English (Original)</Name></Language>"
-      "</Languages></ItemAttributes><EditorialReviews><EditorialReview>&lt;p&gt;d&lt;/p&gt;"
-      "</EditorialReview></EditorialReviews><OfferSummary><LowestNewPrice /><LowestUsedPrice />"
-      "</OfferSummary><Offers><Offer><OfferListing><OfferListingId>id</"
-      "OfferListingId><Availability>now"
-      "</Availability><Price><FormattedPrice>$1</FormattedPrice></Price></OfferListing></"
-      "Offer><Offer>"
-      "<Seller><Location><State>st</State><Country>co</Country></Location><SellerId>s</SellerId>"
-      "<Nickname>n</Nickname></Seller><OfferAttributes><Condition>New</"
-      "Condition><ConditionNote>note"
-      "</ConditionNote></OfferAttributes><OfferListing><OfferListingId>o</OfferListingId><Price>"
-      "<FormattedPrice>$2</FormattedPrice></Price><Availability>soon</Availability></"
-      "OfferListing></Offer>"
-      "</Offers><CustomerReviews><Review><Rating>5</Rating><Content>c</Content></Review></"
-      "CustomerReviews>"
-      "<Tracks><Disc><Track>t</Track></Disc></Tracks><CustomFields><CustomField name=\"f\""
-      " value='&quot;v&quot;' /></CustomFields><Tessaron><Folders><Folder ID=\"0\" "
-      "ParentID=\"-1\"><File>"
-      "<PathFileName></PathFileName><SizeLow>0</SizeLow><SizeHigh>0</SizeHigh><Created>0 "
-      "0</Created>"
-      "<Modified>0 0</Modified><Attributes>0</Attributes><EncryptionStatus>0</EncryptionStatus>"
-      "<Checksum>00000000000000000000000000000000</Checksum><Digest></Digest><Info>"
-      "<Node Name=\"40003\">1 x 2</Node></Info><MetaInfo "
-      "/></File></Folder></Folders></Tessaron></Item>");
-}
-
-TEST(CRecordWriter, ReportsUnreadablePointers) {
-  CRecord record;
-  EXPECT_FALSE(record.toXml(nullptr));
-  EXPECT_FALSE(record.toXml(static_cast<TiXmlDocument*>(nowhere())));
-  EXPECT_FALSE(record.toXmlNode(nullptr));
-  record.composeItemNode(nullptr);
-  std::string out = "x";
-  EXPECT_TRUE(record.toString(out));
-  EXPECT_EQ(out.rfind("x<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" "
-                      "?><ProductInfo><Items><Item>",
-                      0),
-            0u);
+TEST(CRecordFormat, RefusesUnreadablePointers) {
+  for (const std::uintptr_t address : {std::uintptr_t{0}, std::uintptr_t{64}}) {
+    auto* document = reinterpret_cast<TiXmlDocument*>(address);
+    auto* element = reinterpret_cast<TiXmlElement*>(address);
+    CRecord record;
+    EXPECT_FALSE(record.fromXml(document) || record.fromXmlNode(element));
+    EXPECT_FALSE(record.toXml(document) || record.toXmlNode(element));
+    record.composeItemNode(element);
+    EXPECT_FALSE(CRecordSet().fromXml(document) || CShoppingCart().fromXml(document));
+  }
 }
 
 TEST(CRecordStatus, SaysTheStatusInASentence) {
   const std::uint16_t begin = toDosDate(2024, 1, 2), end = toDosDate(2024, 3, 4);
   const std::u16string b = DosDateTimeToString(begin), e = DosDateTimeToString(end);
+  const std::u16string x(100, u'x');
   const struct {
     int status;
+    std::u16string target;
     std::uint16_t begin, end;
     std::u16string text;
   } rows[] = {
-      {0, begin, end, u"This item is lent to Bo from: " + b + u" to: " + e},
-      {3, begin, end, u"This item is rented from Bo from: " + b + u" to: " + e},
-      {0, begin, 0, u"This item is Lent."},
-      {2, 0, end, u"This item is Rented Out."},
-      {4, begin, 0, u"This item is just bought from Bo on: " + b},
-      {5, begin, end, u"This item is sold out on: " + b},
-      {6, 0, end, u"This item is On the Way."},
-      {7, begin, end, u"This item is my favorite"},
-      {0, 1 << 5, end, u"This item is Lent."},  // a date that does not exist
-      {8, begin, end, u""},
-      {-1, begin, end, u""},
+      {0, u"Bo", begin, end, u"This item is lent to Bo from: " + b + u" to: " + e},
+      {3, u"Bo", begin, end, u"This item is rented from Bo from: " + b + u" to: " + e},
+      {0, u"Bo", begin, 0, u"This item is Lent."},
+      {2, u"Bo", 0, end, u"This item is Rented Out."},
+      {4, u"Bo", begin, 0, u"This item is just bought from Bo on: " + b},
+      {4, x, begin, 0, (u"This item is just bought from " + x).substr(0, 64) + u" on: " + b},
+      {4, u"%s %n%d", begin, 0, u"This item is just bought from %s %n%d on: " + b},
+      {5, u"Bo", begin, end, u"This item is sold out on: " + b},
+      {6, u"Bo", 0, end, u"This item is On the Way."},
+      {7, u"Bo", begin, end, u"This item is my favorite"},
+      {0, u"Bo", 1 << 5, end, u"This item is Lent."},  // a date that does not exist
+      {8, u"Bo", begin, end, u""},
+      {-1, u"Bo", begin, end, u""},
   };
   for (const auto& row : rows) {
     CRecord record;
     record.hasStatus = true;
     record.status = row.status;
-    record.StatusTarget = u"Bo";
+    record.StatusTarget = row.target;
     record.StatusBeginDate = row.begin;
     record.StatusEndDate = row.end;
     std::u16string text = u"before";
@@ -434,56 +355,42 @@ TEST(CRecordStatus, SaysTheStatusInASentence) {
   }
 }
 
-TEST(CRecordStatus, CutsTheFilledSentence) {
-  CRecord record;
-  record.hasStatus = true;
-  record.status = 4;
-  record.StatusBeginDate = toDosDate(2024, 1, 2);
-  const std::u16string head = u"This item is just bought from ";
-  for (const std::u16string& target : {std::u16string(100, u'x'), std::u16string(u"100%s %n%d")}) {
-    record.StatusTarget = target;
-    std::u16string text;
-    record.getStatusString(text);
-    EXPECT_EQ(text, (head + target).substr(0, 64) + u" on: " +
-                        DosDateTimeToString(record.StatusBeginDate));
-  }
-}
-
 TEST(CRecordStatus, FallsDue) {
-  const SYSTEMTIME evening{2024, 6, 1, 10, 20, 0, 0, 0}, midnight{2024, 6, 1, 10, 0, 0, 0, 0};
   const struct {
     int status;
     std::uint16_t end;
-    const SYSTEMTIME& now;
+    WORD hour;  // of the tenth of June
     int due;
+    const char* mark;
   } rows[] = {
-      {0, toDosDate(2024, 6, 11), evening, 1},
-      {1, toDosDate(2024, 6, 12), evening, 2},
-      {0, toDosDate(2024, 6, 13), evening, 0},
-      {2, toDosDate(2024, 6, 10), evening, 1},
-      {3, toDosDate(1999, 1, 1), evening, 1},
-      {0, toDosDate(2024, 6, 11), midnight, 2},  // exactly one day
-      {0, toDosDate(2024, 6, 12), midnight, 2},  // exactly two
-      {0, toDosDate(2024, 6, 13), midnight, 0},
-      {4, toDosDate(2024, 6, 11), evening, 0},
-      {5, toDosDate(2024, 6, 11), evening, 0},
-      {-1, toDosDate(2024, 6, 11), evening, 0},
-      {0, 0, evening, 0},
-      {0, 2 << 5 | 30, evening, 0},
+      {0, toDosDate(2024, 6, 11), 20, 1, "due"},
+      {1, toDosDate(2024, 6, 12), 20, 2, "due soon"},
+      {0, toDosDate(2024, 6, 13), 20, 0, ""},
+      {2, toDosDate(2024, 6, 10), 20, 1, "due"},
+      {2, toDosDate(2024, 6, 9), 0, 1, "overdue"},
+      {3, toDosDate(1999, 1, 1), 20, 1, "overdue"},
+      {0, toDosDate(2024, 6, 11), 0, 2, "due soon"},  // exactly one day
+      {0, toDosDate(2024, 6, 12), 0, 2, "due soon"},  // exactly two
+      {0, toDosDate(2024, 6, 13), 0, 0, ""},
+      {4, toDosDate(2024, 6, 11), 20, 0, ""},
+      {-1, toDosDate(2024, 6, 11), 20, 0, ""},
+      {0, 0, 20, 0, ""},
+      {0, 2 << 5 | 30, 20, 0, ""},
   };
+  CRecord record;
   for (const auto& row : rows) {
-    CRecord record;
+    const SYSTEMTIME now{2024, 6, 1, 10, row.hour, 0, 0, 0};
     record.hasStatus = true;
     record.status = row.status;
     record.StatusEndDate = row.end;
-    EXPECT_EQ(tessaron::dueStateAt(record, row.now), row.due) << row.status << ' ' << row.end;
+    EXPECT_EQ(tessaron::dueStateAt(record, now), row.due) << row.status << ' ' << row.end;
+    EXPECT_EQ(tessaron::dueMark(record, now), row.mark) << row.status << ' ' << row.end;
     record.hasStatus = false;
-    EXPECT_EQ(tessaron::dueStateAt(record, row.now), 0);
+    EXPECT_EQ(tessaron::dueStateAt(record, now), 0);
   }
-  CRecord past;
-  past.hasStatus = true;
-  past.StatusEndDate = toDosDate(2001, 1, 1);
-  EXPECT_EQ(past.getDueStates(), 1);
+  record.hasStatus = true;
+  record.StatusEndDate = toDosDate(2001, 1, 1);
+  EXPECT_EQ(record.getDueStates(), 1);
 }
 
 TEST(CRecordStatus, DigestsWithoutSkippingParts) {
@@ -499,36 +406,33 @@ TEST(CRecordStatus, DigestsWithoutSkippingParts) {
 }
 
 TEST(CRecordPasses, ClearWhatIsSwitchedOff) {
-  CRecord record = readItem(
-      "<Notes>n</Notes><ItemAttributes><UPC>1</UPC><Actor>A</Actor></ItemAttributes>"
-      "<Tracks><Disc/></Tracks>");
-  EXPECT_TRUE(record.hasNotes && record.hasUPC && record.hasActors && record.hasDiscs);
+  CRecord record;
+  const std::string fields =
+      read(record, item("<Notes>n</Notes><ItemAttributes><UPC>1</UPC><Actor>A</Actor>"
+                        "</ItemAttributes><Tracks><Disc/></Tracks>"));
   record.preProcess();
-  EXPECT_EQ(record.Notes + record.UPC, u"n1");
+  EXPECT_EQ(fieldsOf(record), fields);
   record.hasNotes = record.hasUPC = record.hasActors = record.hasDiscs = false;
   record.preProcess();
-  EXPECT_EQ(record.Notes + record.UPC, u"");
-  EXPECT_TRUE(record.actors.empty() && record.discs.empty());
+  EXPECT_EQ(fieldsOf(record), "NumberOfDiscs=1");
 }
 
 TEST(CRecordPasses, ShortenCurrencyMarksByTheListPrice) {
-  const struct {
-    std::u16string list, fresh, used, listAfter, freshAfter, usedAfter;
-  } rows[] = {
-      {u"EUR 1 EUR 2", u"EUR 3", u"4", u"€1 EUR 2", u"€3", u"4"},
+  const std::u16string rows[][6] = {
+      {u"EUR 1 EUR 2", u"EUR 3", u"4 EUR 5", u"€1 EUR 2", u"€3", u"4 €5"},
       {u"$1", u"EUR 3", u"\uFFE5 4", u"$1", u"EUR 3", u"\uFFE5 4"},
       {u"\uFFE5 1", u"\uFFE5 2", u"EUR 3", u"\u00A51", u"\u00A52", u"EUR 3"},
       {u"EUR1", u"EUR 2", u"", u"EUR1", u"EUR 2", u""},
   };
   for (const auto& row : rows) {
     CRecord record;
-    record.ListPrice = row.list;
-    record.LowestNewPrice = row.fresh;
-    record.LowestUsedPrice = row.used;
+    record.ListPrice = row[0];
+    record.LowestNewPrice = row[1];
+    record.LowestUsedPrice = row[2];
     record.postProcess();
-    EXPECT_EQ(record.ListPrice, row.listAfter);
-    EXPECT_EQ(record.LowestNewPrice, row.freshAfter);
-    EXPECT_EQ(record.LowestUsedPrice, row.usedAfter);
+    EXPECT_EQ(record.ListPrice, row[3]);
+    EXPECT_EQ(record.LowestNewPrice, row[4]);
+    EXPECT_EQ(record.LowestUsedPrice, row[5]);
   }
 }
 
@@ -547,16 +451,8 @@ TEST(CRecordSet, AppendsWhatItCanRead) {
   EXPECT_FALSE(set.fromString(""));
   EXPECT_FALSE(set.fromString("<?xml encoding='x-none'?><R><Details/></R>"));
   EXPECT_TRUE(set.fromString("no XML at all"));
-  EXPECT_FALSE(set.fromXml(nullptr));
   EXPECT_FALSE(set.fromFile(u"no/such/file.xml"));
   EXPECT_EQ(set.records.size(), 2u);
-
-  CRecord single;
-  single.ASIN = u"9";
-  std::string document;
-  ASSERT_TRUE(single.toString(document));
-  EXPECT_TRUE(set.fromString(document));
-  EXPECT_EQ(set.records.back().ASIN, u"9");
 
   std::string deep = "<R><Details><Asin>d</Asin></Details><Details>";
   for (int i = 0; i < 100000; ++i) deep += "<a>";
@@ -576,46 +472,37 @@ TEST(CRecordSet, PrintsAnEmptySet) {
 }
 
 TEST(CShoppingCart, TakesTheFirstAddress) {
-  const struct {
-    const char* xml;
-    bool found;
-    const char16_t* url;
-  } rows[] = {
-      {"<R><Q/><Cart/><Cart><X/><PurchaseURL>a&amp;b</PurchaseURL></Cart></R>", true, u"a&b"},
-      {"<R><Cart><X/></Cart><Cart><PurchaseURL>b</PurchaseURL></Cart></R>", false, u"old"},
-      {"<R><Cart><PurchaseURL>\n  a b\n</PurchaseURL></Cart></R>", true, u"a b"},
-      {"<R><PurchaseURL>a</PurchaseURL></R>", false, u"old"},
-      {"", false, u"old"},
+  const std::pair<const char*, const char16_t*> rows[] = {
+      {"<Q/><Cart/><Cart><X/><PurchaseURL>a&amp;b</PurchaseURL></Cart>", u"a&b"},
+      {"<Cart><X/></Cart><Cart><PurchaseURL>b</PurchaseURL></Cart>", u"old"},
+      {"<Cart><PurchaseURL>\n  a b\n</PurchaseURL></Cart>", u"a b"},
+      {"<PurchaseURL>a</PurchaseURL>", u"old"},
   };
-  for (const auto& [xml, found, url] : rows) {
+  std::string out;
+  for (const auto& [content, url] : rows) {
     CShoppingCart cart;
     cart.PurchaseURL = u"old";
-    EXPECT_EQ(cart.fromString(xml), found) << xml;
-    EXPECT_EQ(cart.PurchaseURL, url) << xml;
-    std::string out;
-    EXPECT_FALSE(cart.toString(out));
+    const bool found = cart.fromString(std::string("<R>") + content + "</R>");
+    EXPECT_EQ(cart.PurchaseURL, url) << content;
+    EXPECT_EQ(found, cart.PurchaseURL != u"old");
   }
-  CShoppingCart cart;
-  EXPECT_FALSE(cart.fromXml(nullptr));
+  EXPECT_FALSE(CShoppingCart().fromString(""));
+  EXPECT_FALSE(CShoppingCart().toString(out));
 }
 
 TEST(CShoppingCart, AlwaysMerges) {
-  const struct {
-    const char16_t *before, *after;
-  } rows[] = {
+  const std::pair<const char16_t*, const char16_t*> rows[] = {
       {u"u?MergeCart=False", u"u?MergeCart=True"},
       {u"u?MergeCart=False&MergeCart=False", u"u?MergeCart=True&MergeCart=True"},
       {u"u?MergeCart=True", u"u?MergeCart=True"},
       {u"u?MergeCart=maybe", u"u?MergeCart=maybe"},
       {u"http://example.org/c", u"http://example.org/cMergeCart=True"},
   };
-  for (const bool argument : {true, false}) {
-    for (const auto& [before, after] : rows) {
-      CShoppingCart cart;
-      cart.PurchaseURL = before;
-      EXPECT_TRUE(cart.setMergeCart(argument));
-      EXPECT_EQ(cart.PurchaseURL, after);
-    }
+  for (const auto& [before, after] : rows) {
+    CShoppingCart cart;
+    cart.PurchaseURL = before;
+    EXPECT_TRUE(cart.setMergeCart(false)) << "as with true";
+    EXPECT_EQ(cart.PurchaseURL, after);
   }
 }
 

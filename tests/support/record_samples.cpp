@@ -1,11 +1,13 @@
 #include "support/record_samples.h"
 
+#include <algorithm>
 #include <random>
 #include <string_view>
 #include <utility>
 #include <variant>
 
 #include "records/record_fields.h"
+#include "records/record_json.h"
 #include "support/text.h"
 
 namespace tessaron {
@@ -13,15 +15,9 @@ namespace {
 
 using Strings = CRecord::Strings;
 
-// Members that are no rows of the table of fields, or parts of a row.
-constexpr std::pair<const char*, ListMember> kCustomFieldLists[] = {
-    {"customFieldNames", &CRecord::customFieldNames},
-    {"customFieldValues", &CRecord::customFieldValues},
-};
-constexpr std::pair<const char*, FlagMember> kOtherFlags[] = {{"hasIcon", &CRecord::hasIcon},
-                                                              {"hasStatus", &CRecord::hasStatus}};
-constexpr std::pair<const char*, std::int32_t CRecord::*> kNumbers[] = {
-    {"icon", &CRecord::icon}, {"status", &CRecord::status}};
+const SYSTEMTIME kNow{2024, 6, 1, 10, 12, 0, 0, 0};
+constexpr ListMember kCustomFieldLists[] = {&CRecord::customFieldNames,
+                                            &CRecord::customFieldValues};
 
 // Whether `field` is kept as a `Member`, which is then put into `member`.
 template <typename Member>
@@ -31,30 +27,17 @@ bool is(const Field& field, Member& member) {
   return member != nullptr;
 }
 
+using namespace std::string_view_literals;
+
 // Pieces of which texts are made.
 constexpr std::u16string_view kPieces[] = {
-    u" ",          u"  ",
-    u"\t",         u"\n",
-    u"\r\n",       u"\r",
-    u"a",          u"Zwölf Wörter",
-    u"日本語",     u"\u00A0",
-    u"\u0085",     u"\U0001F600",
-    u"\U0010FFFF", u"]]>",
-    u"<![CDATA[",  u"<!--",
-    u"&",          u"&amp;",
-    u"&#x41;",     u"&#8364;",
-    u"&#",         u"<p>",
-    u"</Title>",   u"'",
-    u"\"",         u"'\"",
-    u"\uFEFF",     u"\uFFFD",
-    u"\u2028",     u"GrÃ¶ÃŸe",
-    u"Ã",          u"\xD83D",
-    u"\xDE00",     u"\xDE00\xD83D",
-    u"\uFFFE",     u"\uFFFF",
-    u"\x01",       u"\v",
-    u"\f",         u"\x1F",
-    u"\x7F",       std::u16string_view(u"\0", 1),
-};
+    u" ",          u"  ",           u"\t",        u"\n",           u"\r\n",     u"\r",
+    u"a",          u"Zwölf Wörter", u"日本語",    u"\u00A0",       u"\u0085",   u"\U0001F600",
+    u"\U0010FFFF", u"]]>",          u"<![CDATA[", u"<!--",         u"&",        u"&amp;",
+    u"&#x41;",     u"&#8364;",      u"&#",        u"<p>",          u"</Title>", u"'",
+    u"\"",         u"'\"",          u"\uFEFF",    u"\uFFFD",       u"\u2028",   u"GrÃ¶ÃŸe",
+    u"Ã",          u"\xD83D",       u"\xDE00",    u"\xDE00\xD83D", u"\uFFFE",   u"\uFFFF",
+    u"\x01",       u"\v",           u"\f",        u"\x1F",         u"\x7F",     u"\0"sv};
 constexpr std::u16string_view kPrices[] = {
     u"", u"$5.99", u"EUR 9,99", u"\uFFE5 1,200", u"\u20AC7", u"5 EUR ", u"  free  ",
 };
@@ -94,17 +77,12 @@ std::u16string legal(const std::u16string& text) {
   std::u16string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char16_t c = text[i];
-    const bool pair = c >= 0xD800 && c < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-                      text[i + 1] < 0xE000;
-    if (pair) {
-      out += c;
-      out += text[++i];
-    } else if ((c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') || c >= 0xFFFE ||
-               (c >= 0xD800 && c < 0xE000)) {
-      out += u'\uFFFD';
-    } else {
-      out += c;
+    if ((c & 0xFC00) == 0xD800 && (text[i + 1] & 0xFC00) == 0xDC00) {  // a pair
+      (out += c) += text[++i];
+      continue;
     }
+    const bool isControl = c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r';
+    out += isControl || c >= 0xFFFE || (c & 0xF800) == 0xD800 ? u'\uFFFD' : c;
   }
   return out;
 }
@@ -112,14 +90,6 @@ std::u16string legal(const std::u16string& text) {
 void makeLegal(Strings& list) {
   for (std::u16string& text : list) text = legal(text);
 }
-
-std::string shown(const std::u16string& text) { return '"' + toUtf8(text) + '"'; }
-std::string shown(const Strings& list) {
-  std::string out;
-  for (const std::u16string& text : list) out += shown(text) + ' ';
-  return out;
-}
-std::string shown(std::int32_t number) { return std::to_string(number); }
 
 }  // namespace
 
@@ -141,10 +111,11 @@ CRecord randomRecord(std::uint32_t seed) {
     }
     if (field.flag) record.*field.flag = sample.below(2) == 1;
   }
-  for (const auto& [name, member] : kNumbers)
-    record.*member = static_cast<std::int32_t>(sample.below(0x100000000));
-  for (const auto& [name, flag] : kOtherFlags) record.*flag = sample.below(2) == 1;
-  for (const auto& [name, list] : kCustomFieldLists) record.*list = sample.list(7);
+  for (const auto number : {&CRecord::icon, &CRecord::status})
+    record.*number = static_cast<std::int32_t>(sample.below(0x100000000));
+  for (const auto flag : {&CRecord::hasIcon, &CRecord::hasStatus})
+    record.*flag = sample.below(2) == 1;
+  for (const ListMember list : kCustomFieldLists) record.*list = sample.list(7);
   for (std::size_t disc = sample.below(4); disc > 0; --disc) record.discs.push_back(sample.list());
   record.offerListing = {sample.text(), sample.pick(kPrices), sample.text()};
   record.offers.resize(sample.below(3));
@@ -163,7 +134,7 @@ CRecord asReadBack(const CRecord& record) {
     if (field.xml.place == XmlPlace::AttributeList) std::erase(back.*list, u"");
     makeLegal(back.*list);
   }
-  for (const auto& [name, list] : kCustomFieldLists) makeLegal(back.*list);
+  for (const ListMember list : kCustomFieldLists) makeLegal(back.*list);
   for (Strings& disc : back.discs) {
     std::erase(disc, u"");
     makeLegal(disc);
@@ -178,27 +149,36 @@ CRecord asReadBack(const CRecord& record) {
   return back;
 }
 
-std::string differences(const CRecord& wanted, const CRecord& got) {
-  std::string out;
-  const auto compare = [&](std::string_view name, auto member) {
-    if (wanted.*member == got.*member) return;
-    ((out += name) += ": ") += shown(wanted.*member) + " became " + shown(got.*member) + '\n';
-  };
-  for (const Field& field : kFields) {
-    TextMember text;
-    ListMember list;
-    DateMember date;
-    if (is(field, text)) compare(field.name, text);
-    if (is(field, list)) compare(field.name, list);
-    if (is(field, date)) compare(field.name, date);
-    if (field.flag) compare(field.name, field.flag);
+std::string fieldsOf(const CRecord& record) {
+  std::string out, cell;
+  for (const std::string& name : recordColumns()) {
+    cell.clear();
+    appendCell(record, recordColumn(name), kNow, cell);
+    if (!cell.empty()) out += (out.empty() ? "" : "|") + name + '=' + cell;
   }
-  for (const auto& [name, member] : kNumbers) compare(name, member);
-  for (const auto& [name, flag] : kOtherFlags) compare(name, flag);
-  for (const auto& [name, list] : kCustomFieldLists) compare(name, list);
-  if (wanted.discs != got.discs) out += "discs\n";
-  if (wanted.customFieldFlags != got.customFieldFlags) out += "customFieldFlags\n";
-  if (wanted.offerListing != got.offerListing) out += "offerListing\n";
+  return out;
+}
+
+std::string everythingOf(const CRecord& record) {
+  std::string out = std::to_string(record.icon) + ' ' + std::to_string(record.status) + ' ';
+  const auto flag = [&](bool value) { out += value ? '1' : '0'; };
+  for (const Field& field : kFields) {
+    DateMember date;
+    if (field.flag) flag(record.*field.flag);
+    if (is(field, date)) out += ' ' + std::to_string(record.*date) + ' ';
+  }
+  std::for_each(record.customFieldFlags.begin(), record.customFieldFlags.end(), flag);
+  CRecord rest = record;
+  rest.folders.clear();
+  rest.offers.clear();
+  // Shown also without a status, and with all of its slots.
+  out += '\n' + toUtf8(rest.StatusTarget);
+  for (const auto* list : {&rest.customFieldNames, &rest.customFieldValues}) {
+    for (const std::u16string& slot : *list) out += '|' + toUtf8(slot);
+  }
+  out += '\n';
+  JsonWriter json(out);
+  writeRecord(rest, kNow, json);
   return out;
 }
 

@@ -16,8 +16,11 @@ CRecord randomRecord(std::uint32_t seed);
 /// replaced, and so is everything else that the format does not carry or the reader derives.
 CRecord asReadBack(const CRecord& record);
 
-/// The names of the fields in which two records differ, each with both values; empty when they are
-/// equal. Folders, offers and the picture are left out: they are written only, or not even that.
-std::string differences(const CRecord& wanted, const CRecord& got);
+/// The fields of `record` that are not empty, as in a table for programs: "ASIN=1|Title=T".
+std::string fieldsOf(const CRecord& record);
+
+/// All of a record, a line for each field, to compare. Folders, offers and the picture are left
+/// out: they are written only, or not even that.
+std::string everythingOf(const CRecord& record);
 
 }  // namespace tessaron
