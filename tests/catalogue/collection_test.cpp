@@ -12,6 +12,7 @@
 #include "records/record_fields.h"
 #include "records/record_set.h"
 #include "support/edited_collection.h"
+#include "support/record_samples.h"
 #include "support/test_file.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
@@ -190,39 +191,27 @@ class Dice {
   }
   bool oneIn(std::size_t chances) { return below(chances) == 0; }
 
-  std::u16string text() {
-    static const std::vector<std::u16string> kParts = {
-        u"a",  u"B", u"7",   u"  ",     u"\n",     u"&",    u"<",         u"]]>",
-        u"\"", u"'", u"-->", u"&#x41;", u"\u00E9", u"EUR ", u"\U0001F600"};
-    std::u16string text;
-    for (std::size_t n = below(4); n > 0; --n) text += kParts[below(kParts.size())];
-    return text;
-  }
-  CRecord::Strings texts() {
-    CRecord::Strings texts(below(4));
-    for (std::u16string& entry : texts) entry = u"x" + text();
-    return texts;
-  }
-
+  // Takes some of its fields from a random record.
   void change(CRecord& record) {
-    const auto single = tessaron::kSingleAttributes[below(tessaron::kSingleAttributes.size())];
-    if (single.member) record.*single.member = text();
-    if (oneIn(4)) record.*tessaron::kItemTexts[below(4)].member = text();
-    if (oneIn(4)) record.*tessaron::kItemDates[below(3)].member = engine_() & 0xFFFF;
-    if (oneIn(4)) record.*tessaron::kImages[below(3)].member = text();
-    if (oneIn(2)) record.*tessaron::kListAttributes[below(8)].member = texts();
-    if (oneIn(4)) record.languages = texts();
-    if (oneIn(4)) record.description = text();
-    if (oneIn(4)) record.LowestNewPrice = text(), record.TotalUsed = text();
-    if (oneIn(9)) record.ListPrice = text();
-    if (oneIn(4)) record.offerListing = {text(), text(), text()};
-    if (oneIn(4)) record.reviewContents = texts();
-    record.reviewRatings.resize(record.reviewContents.size(), u"5");
-    record.reviewSummaries.resize(record.reviewContents.size(), text());
-    if (oneIn(4)) record.discs.resize(below(3), texts());
-    if (oneIn(4)) record.customFieldNames[below(7)] = record.customFieldValues[below(7)] = text();
-    if (oneIn(4)) record.hasIcon = oneIn(2), record.icon = static_cast<int>(below(5));
-    if (oneIn(4)) record.hasStatus = oneIn(2), record.status = static_cast<int>(below(8));
+    const CRecord other = tessaron::asReadBack(tessaron::randomRecord(engine_()));
+    const auto take = [&](auto member) {
+      if (member) record.*member = other.*member;
+    };
+    for (const tessaron::Field& field : tessaron::kFields) {
+      if (field.name.starts_with("review") || !oneIn(9)) continue;
+      if (const auto* text = std::get_if<tessaron::TextMember>(&field.member)) take(*text);
+      if (const auto* list = std::get_if<tessaron::ListMember>(&field.member)) take(*list);
+      if (const auto* date = std::get_if<tessaron::DateMember>(&field.member)) take(*date);
+      if (field.name == "discs") take(&CRecord::discs);
+      if (field.name == "offerListing") take(&CRecord::offerListing);
+      if (field.name == "icon") take(&CRecord::hasIcon), take(&CRecord::icon);
+      if (field.name == "status") take(&CRecord::hasStatus), take(&CRecord::status);
+      if (field.name == "customFields") take(&CRecord::customFieldNames);
+    }
+    if (oneIn(4)) {
+      take(&CRecord::reviewRatings), take(&CRecord::reviewSummaries);
+      take(&CRecord::reviewContents), take(&CRecord::customFieldValues);
+    }
     record.postProcess();
   }
 

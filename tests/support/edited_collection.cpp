@@ -1,6 +1,7 @@
 #include "support/edited_collection.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -10,22 +11,15 @@ namespace tessaron {
 namespace {
 
 /// Changes the item at one position, or adds one.
-class OneEdit : public ItemEdit {
- public:
-  using Change = std::function<ItemChange(const ItemStream&)>;
-  OneEdit(std::size_t index, Change change) : index_(index), change_(std::move(change)) {}
-  explicit OneEdit(std::string added) : index_(static_cast<std::size_t>(-1)), added_(added) {}
-
+struct OneEdit : ItemEdit {
   ItemChange change(const ItemStream& items) override {
-    return at_++ == index_ ? change_(items) : ItemChange();
+    return index-- == 0 ? decide(items) : ItemChange();
   }
-  std::string addition() override { return std::exchange(added_, {}); }
+  std::string addition() override { return std::exchange(added, {}); }
 
- private:
-  std::size_t index_;
-  Change change_;
-  std::string added_;
-  std::size_t at_ = 0;
+  std::size_t index = EditedCollection::npos;
+  std::function<ItemChange(const ItemStream&)> decide;
+  std::string added;
 };
 
 }  // namespace
@@ -60,36 +54,36 @@ std::size_t EditedCollection::find(std::u16string_view asin) const {
 }
 
 void EditedCollection::add(const CRecord& record) {
-  OneEdit edit(itemText(record));
+  OneEdit edit;
+  edit.added = itemText(record);
   apply(edit);
 }
 
 bool EditedCollection::update(std::size_t index, const CRecord& record) {
-  OneEdit edit(index, [&](const ItemStream& items) {
+  OneEdit edit;
+  edit.index = index;
+  edit.decide = [&](const ItemStream& items) {
     CRecord known;
     items.read(known);
     auto text = updateItem(items.item(), items.version(), known, record);
     return text ? replaceItem(items, *std::move(text)) : ItemChange();
-  });
+  };
   return apply(edit);
 }
 
 void EditedCollection::remove(std::size_t index) {
-  OneEdit edit(index, [](const ItemStream&) { return ItemChange{ItemChange::Kind::Drop, {}}; });
+  OneEdit edit;
+  edit.index = index;
+  edit.decide = [](const ItemStream&) { return ItemChange{ItemChange::Kind::Drop, {}}; };
   apply(edit);
 }
 
-XmlError EditedCollection::import(std::string response, std::uint16_t today, ImportCounts& counts,
-                                  const std::function<void(CRecord&)>& finish) {
-  Import import(today, finish);
-  if (const ResponseSummary summary = import.add(memoryFile(std::move(response))); summary.error)
+XmlError EditedCollection::import(std::string response, std::uint16_t today, ImportCounts& counts) {
+  Import import(today);
+  if (ResponseSummary summary = import.add(memoryFile(std::move(response))); summary.error)
     return summary.error;
   apply(import);
-  counts.read += import.counts().read;
-  counts.added += import.counts().added;
-  counts.updated += import.counts().updated;
-  counts.skipped += import.counts().skipped;
-  for (const auto& rejection : import.counts().rejected) counts.rejected.push_back(rejection);
+  counts = import.counts();
   return {};
 }
 

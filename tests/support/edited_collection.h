@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,9 +35,8 @@ class EditedCollection {
   void add(const CRecord& record);
   bool update(std::size_t index, const CRecord& record);
   void remove(std::size_t index);
-  /// On an error nothing changes. Adds to `counts`.
-  XmlError import(std::string response, std::uint16_t today, ImportCounts& counts,
-                  const std::function<void(CRecord&)>& finish = {});
+  /// On an error nothing changes, nor does `counts`.
+  XmlError import(std::string response, std::uint16_t today, ImportCounts& counts);
 
  private:
   bool apply(ItemEdit& edit);
