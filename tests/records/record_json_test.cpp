@@ -88,7 +88,7 @@ TEST(RecordJson, HoldsEveryFieldOfEveryRecord) {
   }
 }
 
-TEST(RecordJson, TellsStatusDatesAndCustomFields) {
+TEST(RecordJson, TellsWhatIsNoText) {
   CRecord record;
   ordered_json json = ordered_json::parse(textOf(record));
   EXPECT_TRUE(json["icon"].is_null() && json["status"].is_null() && json["DateAdded"].is_null());
@@ -102,40 +102,30 @@ TEST(RecordJson, TellsStatusDatesAndCustomFields) {
   record.DateAdded = 0xFFFF;  // no date that exists
   record.customFieldNames[2] = u"n";
   record.customFieldValues[4] = u"v";
-  json = ordered_json::parse(textOf(record));
-  std::u16string sentence;
-  record.getStatusString(sentence);
-  EXPECT_EQ(json["icon"], -3);
-  EXPECT_EQ(json["status"], (ordered_json{{"value", 0},
-                                          {"name", "Lent"},
-                                          {"target", "Mo"},
-                                          {"begin", "1999-12-31"},
-                                          {"end", "2024-06-11"},
-                                          {"text", toUtf8(sentence)},
-                                          {"due", 1}}));
-  EXPECT_TRUE(json["DateAdded"].is_null());
-  EXPECT_EQ(json["customFields"].dump(), R"([{"name":"n","value":""},{"name":"","value":"v"}])");
-  record.status = 42;
-  json = ordered_json::parse(textOf(record));
-  EXPECT_EQ(json["status"]["name"], "");
-}
-
-TEST(RecordJson, DescribesFolders) {
-  CRecord record;
   record.folders.resize(1);
   record.folders[0].path = u"a";
   record.folders[0].files.resize(1);
   record.folders[0].files[0].name = u"\u0085\"";
   record.folders[0].files[0].sizeHigh = 1;
   std::string text = "[";
-  JsonWriter json(text, 1);
-  writeRecord(record, kNow, json);
-  const ordered_json folders = ordered_json::parse(text + ']')[0]["folders"];
+  JsonWriter nested(text, 1);
+  writeRecord(record, kNow, nested);
+  EXPECT_EQ(text.substr(1, 14), "{\n    \"icon\": ") << "one level deeper";
+  json = ordered_json::parse(text + ']')[0];
+  EXPECT_EQ(json["icon"], -3);
+  EXPECT_EQ(json["status"], (ordered_json{{"value", 0},
+                                          {"name", "Lent"},
+                                          {"target", "Mo"},
+                                          {"begin", "1999-12-31"},
+                                          {"end", "2024-06-11"},
+                                          {"text", toUtf8(tessaron::statusText(record))},
+                                          {"due", 1}}));
+  EXPECT_TRUE(json["DateAdded"].is_null());
+  EXPECT_EQ(json["customFields"].dump(), R"([{"name":"n","value":""},{"name":"","value":"v"}])");
   EXPECT_EQ(
-      folders.dump(),
+      json["folders"].dump(),
       "[{\"id\":0,\"parentId\":-1,\"path\":\"a\",\"files\":[{\"path\":\"\",\"name\":\"\xC2\x85"
       "\\\"\",\"size\":4294967296}]}]");
-  EXPECT_EQ(text.substr(1, 14), "{\n    \"icon\": ") << "one level deeper";
 }
 
 }  // namespace
