@@ -334,6 +334,7 @@ TEST(ItemStream, DecodesBlockByBlock) {
       {"<?xml encoding='Shift_JIS'?><R>\x93\xFA<Details><Notes>\x83\x5C\x81 </Notes></Details></R>",
        u"ソ\uFFFD ", 1, 50},
       {"<?xml encoding='KOI8-R'?>" + notes + "\xF0</Notes></Details></x>", u"П", 1, 64},
+      {"\xEF\xBB\xBF<R>\n <\u00C4>&#x;</\u00C4></R>", u"", 2, 5},
       {"\xEF\xBB\xBF<?xml encoding='GBK'?>" + notes + "é</Notes></Details></x>", u"é", 1, 61},
   };
   for (const auto& row : rows) {
@@ -368,12 +369,10 @@ TEST(ItemStream, TellsWhetherATextCanHoldItems) {
 
 TEST(Collection, TakesNothingFromFaultyTexts) {
   const std::string sound = "<R><Items><Item><ASIN>1</ASIN></Item></Items></R>";
-  std::string deep;
-  for (int i = 0; i < 300; ++i) deep += "<a>";
-  for (const std::string& text :
-       {""s, "<!--x-->"s, "<?xml encoding='EUC-JP'?><R>\xA4</R>"s, "<?xml encoding='no'?><R/>"s,
-        "<R><Items><Item></Items></R>"s, "<R/>x"s, deep}) {
-    Collection collection = parsed(sound);
+  Collection collection = parsed(sound);
+  for (const std::string text :
+       {"", "<!--x-->", "<?xml encoding='EUC-JP'?><R>\xA4</R>", "<?xml encoding='no'?><R/>",
+        "<R><Items><Item></Items></R>", "<R/>x"}) {
     ImportCounts counts;
     EXPECT_TRUE(collection.parse(text));
     EXPECT_TRUE(collection.import(text, 1, counts));
@@ -381,9 +380,6 @@ TEST(Collection, TakesNothingFromFaultyTexts) {
     EXPECT_EQ(collection.text(), sound);
     EXPECT_EQ(collection.records().size(), 1u);
   }
-  Collection collection;
-  const XmlError fault = collection.parse("\xEF\xBB\xBF<R>\n <\u00C4>&#x;</\u00C4></R>");
-  EXPECT_EQ(std::pair(fault.line, fault.column), std::pair(std::size_t{2}, std::size_t{5}));
 }
 
 TEST(Collection, AddsBehindAllOthersAndRemoves) {
