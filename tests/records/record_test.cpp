@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
 #include <string>
 
@@ -49,23 +48,6 @@ std::string written(CRecord& record) {
   TiXmlElement item("Item");
   record.composeItemNode(&item);
   return printed(item);
-}
-
-// Elements of these names, each with its name as text.
-std::string elements(const std::string& names) {
-  std::istringstream in(names);
-  std::string name, out;
-  while (in >> name) out += '<' + name + '>' + name + "</" + name + '>';
-  return out;
-}
-
-TEST(CRecord, CopiesItsPicture) {
-  CRecord record;
-  ASSERT_TRUE(record.coverImage.setSize(FIT_BITMAP, 4, 4, 24));
-  std::memset(record.coverImage.accessPixels(), 10, 4);
-  CRecord copy = record;
-  std::memset(record.coverImage.accessPixels(), 99, 4);
-  EXPECT_EQ(*copy.coverImage.accessPixels(), 10);
 }
 
 TEST(CRecordReader, ReadsFields) {
@@ -136,40 +118,25 @@ TEST(CRecordReader, ReadsFields) {
     EXPECT_FALSE(CRecord().fromString(xml)) << xml;
 }
 
-constexpr char kSingles[] =
-    "AspectRatio AudienceRating Binding DVDLayers DVDSides EAN ISBN Label NumberOfDiscs "
-    "NumberOfItems NumberOfPages NumberOfTracks PictureFormat ProductGroup PublicationDate "
-    "Publisher RegionCode ReleaseDate RunningTime Studio TheatricalReleaseDate Title UPC "
-    "OriginalTitle ESRBAgeRating";
-constexpr char kLists[] = "Actor Artist Author Director Format Translator Feature Platform";
-
-TEST(CRecordReader, ReadsEveryAttribute) {
-  std::istringstream singles(kSingles), lists(kLists);
-  std::u16string fields[25];
-  CRecord::Strings entries[8];
+TEST(CRecordReader, ReadsAttributesUpToACount) {
   CRecord record;
-  std::string name;
-  const auto element = [&] {
-    TiXmlElement out(name);
-    out.LinkEndChild(new TiXmlText(name));
-    return out;
-  };
-  for (unsigned i = 0; singles >> name; ++i) {
-    TiXmlElement single = element();
-    EXPECT_FALSE(record.parseItemAttributesSingle(&single, i, fields)) << "beyond the count";
-    EXPECT_TRUE(record.parseItemAttributesSingle(&single, i == 24 ? 100 : i + 1, fields));
-    EXPECT_EQ(wchar2utf8(fields[i]), name);
+  std::u16string texts[25];
+  CRecord::Strings lists[8];
+  const struct {
+    const char* name;
+    unsigned single, list;  // the least count that takes it
+  } rows[] = {{"AspectRatio", 1, 99}, {"ESRBAgeRating", 25, 99}, {"Title", 22, 99},
+              {"Actor", 99, 1},       {"Platform", 99, 8},       {"title", 99, 99}};
+  for (const auto& [name, single, list] : rows) {
+    TiXmlElement element(name);
+    element.LinkEndChild(new TiXmlText(name));
+    EXPECT_FALSE(record.parseItemAttributesSingle(&element, single - 1, texts)) << name;
+    EXPECT_FALSE(record.parseItemAttributesMulti(&element, list - 1, lists)) << name;
+    EXPECT_EQ(record.parseItemAttributesSingle(&element, single, texts), single < 99) << name;
+    EXPECT_EQ(record.parseItemAttributesMulti(&element, list, lists), list < 99) << name;
+    EXPECT_TRUE(single == 99 || wchar2utf8(texts[single - 1]) == name) << name;
+    EXPECT_TRUE(list == 99 || lists[list - 1] == CRecord::Strings{utf82wchar(name)}) << name;
   }
-  for (unsigned i = 0; lists >> name; ++i) {
-    TiXmlElement entry = element();
-    EXPECT_FALSE(record.parseItemAttributesMulti(&entry, i, entries));
-    EXPECT_TRUE(record.parseItemAttributesMulti(&entry, 100, entries));
-    EXPECT_TRUE(record.parseItemAttributesMulti(&entry, i + 1, entries));
-    EXPECT_EQ(entries[i].size(), 2u);
-  }
-  TiXmlElement other("title");
-  EXPECT_FALSE(record.parseItemAttributesSingle(&other, 25, fields));
-  EXPECT_FALSE(record.parseItemAttributesMulti(&other, 8, entries));
 }
 
 TEST(CRecordReader, SkipsIndentation) {
@@ -232,10 +199,22 @@ TEST(CRecordReader, ReadsAllOffersWhenAskedTo) {
   EXPECT_FALSE(record.parseLanguages(document.RootElement())) << "another reader's element";
 }
 
+// Elements of these names, each with its name as text.
+std::string elements(const std::string& names) {
+  std::istringstream in(names);
+  std::string name, out;
+  while (in >> name) out += '<' + name + '>' + name + "</" + name + '>';
+  return out;
+}
+
 // The frozen format, in both directions.
 TEST(CRecordFormat, HoldsEverythingInItsOrder) {
-  std::string singles = kSingles;
-  singles.erase(singles.find("NumberOfDiscs "), 14);  // written under the other name
+  // The number of discs is written under another name.
+  const std::string attributes = elements(
+      "AspectRatio AudienceRating Binding DVDLayers DVDSides EAN ISBN Label NumberOfItems "
+      "NumberOfPages NumberOfTracks PictureFormat ProductGroup PublicationDate Publisher "
+      "RegionCode ReleaseDate RunningTime Studio TheatricalReleaseDate Title UPC OriginalTitle "
+      "ESRBAgeRating Actor Artist Author Director Format Translator Feature Platform");
   std::string fields;
   for (const char c : {'1', '2', '3', '4', '5', '6', '7'})
     fields += std::string("<CustomField name=\"") + c + "\" value='&quot;v&quot;' />";
@@ -245,7 +224,7 @@ TEST(CRecordFormat, HoldsEverythingInItsOrder) {
       "</StatusBeginDate><StatusEndDate>35</StatusEndDate><SmallImage><URL>s</URL></SmallImage>"
       "<MediumImage><URL>m</URL></MediumImage><LargeImage><URL>l</URL></LargeImage>"
       "<ItemAttributes>" +
-      elements(singles) + elements(kLists) +
+      attributes +
       "<ListPrice><FormattedPrice>$1</FormattedPrice></ListPrice><Languages><Language><Name>L (T)"
       "</Name></Language></Languages></ItemAttributes><EditorialReviews><EditorialReview>&lt;p&gt;d"
       "</EditorialReview></EditorialReviews><OfferSummary><LowestNewPrice><FormattedPrice>$2"
@@ -284,18 +263,14 @@ TEST(CRecordFormat, HoldsEverythingInItsOrder) {
 TEST(CRecordFormat, LeavesEmptyTextsOut) {
   CRecord record;
   // Beyond the slots.
-  read(record, item("<CustomFields><CustomField/><CustomField/><CustomField/><CustomField/>"
-                    "<CustomField/><CustomField/><CustomField/><CustomField name='8'/>"
-                    "</CustomFields>"));
-  std::string fields;
+  std::string fields = "<CustomFields>";
   for (int i = 0; i < 7; ++i) fields += "<CustomField name=\"\" value=\"\" />";
-  EXPECT_EQ(
-      written(record),
-      "<Item><SmallImage /><MediumImage /><LargeImage /><ItemAttributes><ListPrice /><Languages />"
-      "</ItemAttributes><EditorialReviews /><OfferSummary><LowestNewPrice /><LowestUsedPrice />"
-      "</OfferSummary><Offers><Offer><OfferListing><Price /></OfferListing></Offer></Offers>"
-      "<CustomerReviews /><Tracks /><CustomFields>" +
-          fields + "</CustomFields><Tessaron><Folders /></Tessaron></Item>");
+  EXPECT_EQ(read(record, item(fields + "<CustomField name='8'/></CustomFields>")), "");
+  const std::string text = written(record);
+  EXPECT_TRUE(
+      text.starts_with("<Item><SmallImage /><MediumImage /><LargeImage /><ItemAttributes>"
+                       "<ListPrice /><Languages /></ItemAttributes><EditorialReviews />"));
+  EXPECT_NE(text.find(fields + "</CustomFields>"), text.npos) << text;
 }
 
 TEST(CRecordFormat, RefusesUnreadablePointers) {
@@ -432,29 +407,33 @@ TEST(CRecordPasses, ShortenCurrencyMarksByTheListPrice) {
 }
 
 TEST(CRecordSet, AppendsWhatItCanRead) {
-  CRecordSet set;
-  const std::string xml =
-      "<R><Details><Asin>1</Asin></Details><Items><Item><ASIN>2</ASIN></Item><X/>"
-      "<Item/></Items><Items><Item><ASIN>3</ASIN></Item></Items></R>";
-  EXPECT_TRUE(set.fromString(xml));
-  EXPECT_TRUE(set.fromString(xml));
-  ASSERT_EQ(set.records.size(), 8u);
-  EXPECT_EQ(set.records[0].ASIN + set.records[1].ASIN + set.records[3].ASIN, u"123");
-  set.clear();
-  EXPECT_TRUE(set.fromString("<R><Items><Item><ASIN>1</ASIN></Item><Item><ASIN>2</ASIN></WRONG>"));
-  EXPECT_EQ(set.records.size(), 2u) << "what stands before the fault";
-  EXPECT_FALSE(set.fromString(""));
-  EXPECT_FALSE(set.fromString("<?xml encoding='x-none'?><R><Details/></R>"));
-  EXPECT_TRUE(set.fromString("no XML at all"));
-  EXPECT_FALSE(set.fromFile(u"no/such/file.xml"));
-  EXPECT_EQ(set.records.size(), 2u);
-
   std::string deep = "<R><Details><Asin>d</Asin></Details><Details>";
   for (int i = 0; i < 100000; ++i) deep += "<a>";
+  const struct {
+    std::string text;
+    bool isRead;
+    std::string asins;  // one letter each
+  } rows[] = {
+      {"<R><Details><Asin>1</Asin></Details><Items><Item><ASIN>2</ASIN></Item><X/><Item><ASIN>3"
+       "</ASIN></Item></Items><Items><Item><ASIN>4</ASIN></Item></Items></R>",
+       true, "1234"},
+      {"<R><Items><Item><ASIN>5</ASIN></Item><Item><ASIN>6</ASIN></WRONG>", true, "56"},
+      {deep, true, "d"},
+      {"no XML at all", true, ""},
+      {"", false, ""},
+      {"<?xml encoding='x-none'?><R><Details/></R>", false, ""},
+  };
+  CRecordSet set;
+  std::u16string all;
+  for (const auto& [text, isRead, asins] : rows) {
+    EXPECT_EQ(set.fromString(text), isRead);
+    std::u16string found;
+    for (const CRecord& record : set.records) found += record.ASIN;
+    EXPECT_EQ(found, all += utf82wchar(asins)) << text.substr(0, 80);
+  }
+  EXPECT_FALSE(set.fromFile(u"no/such/file.xml"));
   set.clear();
-  EXPECT_TRUE(set.fromString(deep));
-  ASSERT_EQ(set.records.size(), 2u) << "what stands before the fault";
-  EXPECT_EQ(set.records[0].ASIN, u"d");
+  EXPECT_TRUE(set.records.empty());
 }
 
 TEST(CRecordSet, PrintsAnEmptySet) {
