@@ -367,37 +367,27 @@ TEST(Collection, TakesNothingFromFaultyTexts) {
 TEST(Collection, AddsBehindAllOthersAndRemoves) {
   CRecord record;
   record.ASIN = u"new";
-  const struct {
-    std::string before;
-    std::string after;  // with @ for each of two new items
-  } rows[] = {
-      {"<R/>", "<R><Items>@@</Items></R>"},
-      {"<R a='/'\n/><!--c-->", "<R a='/'><Items>@@</Items></R><!--c-->"},
-      {"<R>\n</R >", "<R><Items>@@</Items>\n</R >"},
-      {"<R><Items b='c' /><x/></R>", "<R><Items b='c'>@@</Items><x/></R>"},
-      {"<R><Items/><Items>\n</Items></R>", "<R><Items/><Items>@@\n</Items></R>"},
-      {"<R>\n <Items>\n  <Item/>\n </Items>\n</R>",
-       "<R>\n <Items>\n  <Item/>\n  @\n  @\n </Items>\n</R>"},
-      {"<R><Items><Item/></Items><Details/></R>",
-       "<R><Items><Item/></Items><Details/><Items>@@</Items></R>"},
-      {"<R><Items><Item/><!--c--></Items><x><Items/></x></R>",
-       "<R><Items><Item/><!--c-->@@</Items><x><Items/></x></R>"},
-      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<R a='\xE9\xC3\xA9'/>",
-       "<?xml version='1.0' encoding='UTF-8'?>\n<R a='éÃ©'><Items>@@</Items></R>"},
-      {"<R>\xE9<Items><Item>\xE9\xC3\xA9</Item></Items></R>",
-       "<R>é<Items><Item>éé</Item>@@</Items></R>"},
-      {"\xEF\xBB\xBF<?xml encoding='GBK'?><R>é<Items><Item/></Items></R>",
-       "\xEF\xBB\xBF<?xml encoding='UTF-8'?><R>é<Items><Item/>@@</Items></R>"},
-      {"\xFE\xFF\0<\0?\0x\0m\0l\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0U\0'\0?\0>\0<\0R\0/\0>"s,
-       "<?xml encoding='UTF-8'?><R><Items>@@</Items></R>"},
+  const std::string rows[] = {
+      // before and after, with @ for each of two new items
+      "<R{/>|><Items>@@</Items></R>}",
+      "<R a='/'{\n/>|><Items>@@</Items></R>}<!--c-->",
+      "<R>{|<Items>@@</Items>}\n</R >",
+      "<R><Items b='c'{ />|>@@</Items>}<x/></R>",
+      "<R><Items/><Items>{|@@}\n</Items></R>",
+      "<R>\n <Items>\n  <Item/>{|\n  @\n  @}\n </Items>\n</R>",
+      "<R><Items><Item/></Items><Details/>{|<Items>@@</Items>}</R>",
+      "<R><Items><Item/><!--c-->{|@@}</Items><x><Items/></x></R>",
+      "<?xml encoding='{ISO-8859-1|UTF-8}'?>\n<R a='{\xE9\xC3\xA9|éÃ©}'{/>|><Items>@@</Items></R>}",
+      "<R>{\xE9|é}<Items><Item>{\xE9\xC3\xA9|éé}</Item>{|@@}</Items></R>",
+      "\xEF\xBB\xBF<?xml encoding='{GBK|UTF-8}'?><R>é<Items><Item/>{|@@}</Items></R>",
+      "{\xFE\xFF\0<\0?\0x\0m\0l\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0U\0'\0?\0>\0<\0R\0/\0>|"
+      "<?xml encoding='UTF-8'?><R><Items>@@</Items></R>}"s,
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.before);
-    std::string expected = row.after;
-    for (std::size_t at = 0; (at = expected.find('@', at)) != expected.npos;) {
-      expected.replace(at, 1, itemText(record));
-    }
-    Collection collection = parsed(row.before);
+  for (const std::string& row : rows) {
+    SCOPED_TRACE(row);
+    const std::string expected =
+        std::regex_replace(reading(row, true), std::regex("@"), itemText(record));
+    Collection collection = parsed(reading(row, false));
     collection.add(record);
     const std::size_t first = collection.find(u"new");
     const std::string one = collection.text();
@@ -547,63 +537,44 @@ TEST(Recover, LosesNoWholeItemInRandomDamage) {
 }
 
 TEST(Recover, TellsEveryFaultAndGoesOn) {
-  const std::string kHead =
+  const std::string head =
       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><PriceTracker>\n";
   const struct {
-    std::string damaged;
-    std::string text;
+    std::string text;                                // damaged and recovered
     std::vector<std::array<std::size_t, 3>> faults;  // line, column, items behind
   } rows[] = {
-      {"<R><Items/></R>\n", "<R><Items/></R>\n", {}},
-      {"<R a='b'>\n<Details/><Items><Item>1</Item><!--",
-       "<R a='b'>\n<Details/><Items>"
-       "<Item>1</Item></Items></R>",
-       {{2, 36, 0}}},
-      {"<R a='b'>\n<Details/><It", "<R a='b'>\n<Details/></R>", {{2, 14, 0}}},
-      {"<R><Items><Item>\n1</Itxm><Item>2</Item>\n<Item a></Item><Item>3</Item></Items></R>",
-       "<R>\n<Items><Item>2</Item>\n<Item>3</Item></Items></R>",
+      {"<R><Items/></R>\n", {}},
+      {"<R a='b'>\n<Details/><Items><Item>1</Item>{<!--|</Items></R>}", {{2, 36, 0}}},
+      {"<R a='b'>\n<Details/>{<It|</R>}", {{2, 14, 0}}},
+      {"<R>{|\n}<Items>{<Item>\n1</Itxm>|}<Item>2</Item>\n{<Item a></Item>|}<Item>3</Item></Items>"
+       "</R>",
        {{2, 2, 2}, {3, 8, 1}}},
-      {"<R><Items><Item>1<Item>2</Item><!--c--><Item>3</Item></Items></R>",
-       "<R>\n<Items><Item>2</Item><!--c--><Item>3</Item></Items></R>",
-       {{1, 18, 2}}},
-      {"<R><Items><Item><!--1</Item><Item>2</Item><!--c--><Item>3</Item></Items></R>",
-       "<R>\n<Items><Item>2</Item><!--c--><Item>3</Item></Items></R>",
+      {"<R>{|\n}<Items>{<Item>1|}<Item>2</Item><!--c--><Item>3</Item></Items></R>", {{1, 18, 2}}},
+      {"<R>{|\n}<Items>{<Item><!--1</Item>|}<Item>2</Item><!--c--><Item>3</Item></Items></R>",
        {{1, 17, 2}}},
-      {"x<R><Details/><x><Items><Item/></Items></x><Details/></R>",
-       kHead + "<Details/>"
-               "<x><Items><Item/></Items></x><Details/></PriceTracker>",
+      {"{x<R>|" + head + "}<Details/><x><Items><Item/></Items></x><Details/>{</R>|</PriceTracker>}",
        {{1, 1, 2}}},
-      {"<?xml encoding='UTF-\b'?><R><Items><Item>1</Item></Items></R>",
-       "<?xml encoding='UTF-8'?><R><Items><Item>1</Item></Items></R>",
-       {{1, 17, 1}}},
-      {"<?xml encoding='no'?><R>\xE9<Items><Item/></Items></R>",
-       "<?xml encoding='UTF-8'?><R>\xE9<Items><Item/></Items></R>",
-       {{1, 17, 1}}},
-      {"<?xml encoding='no'?><R>\xF0\xD2\xC9<Items><Item/></Items></R>",
-       Collection().text(),
+      {"<?xml encoding='UTF-{\b|8}'?><R><Items><Item>1</Item></Items></R>", {{1, 17, 1}}},
+      {"<?xml encoding='{no|UTF-8}'?><R>\xE9<Items><Item/></Items></R>", {{1, 17, 1}}},
+      {"{<?xml encoding='no'?><R>\xF0\xD2\xC9<Items><Item/></Items></R>|" + Collection().text() +
+           '}',
        {{1, 17, 0}}},
-      {"<?xml encoding='Shift_JIS'?><R><Items><Item>1</Item>\n<Item>\x81 </Item><Item>3</Item>\n"
-       "<Item>\xFF</Item><Item>5</Item></Items><!--\x81 --></R>",
-       "<?xml "
-       "encoding='UTF-8'?><R><Items><Item>1</Item>\n<Item>3</Item>\n<Item>5</Item></Items></R>",
+      {"<?xml encoding='{Shift_JIS|UTF-8}'?><R><Items><Item>1</Item>\n{<Item>\x81 </Item>|}<Item>3"
+       "</Item>\n{<Item>\xFF</Item>|}<Item>5</Item></Items>{<!--\x81 -->|}</R>",
        {{2, 7, 2}, {3, 7, 1}, {3, 41, 0}}},
-      {"<?xml?><Details><R><Items><Item>1</Item><Item>2</Item></Items></R>",
-       kHead + "<Items>"
-               "<Item>1</Item><Item>2</Item></Items></PriceTracker>",
+      {"{<?xml?><Details><R>|" + head +
+           "}<Items><Item>1</Item><Item>2</Item></Items>{</R>|</PriceTracker>}",
        {{1, 27, 2}}},
-      {"<?x<Details>ml?><R><Items><Item>1</Item></Items></R>",
-       kHead + "<Items>"
-               "<Item>1</Item></Items></PriceTracker>",
+      {"{<?x<Details>ml?><R>|" + head + "}<Items><Item>1</Item></Items>{</R>|</PriceTracker>}",
        {{1, 1, 1}, {1, 27, 1}}},
   };
-  for (const auto& [damaged, text, faults] : rows) {
-    const RecoveredText recovery = tessaron::recoverText(damaged);
-    EXPECT_EQ(recovery.text, text);
+  for (const auto& [text, faults] : rows) {
+    const RecoveredText recovery = tessaron::recoverText(reading(text, false));
+    EXPECT_EQ(recovery.text, reading(text, true));
     std::vector<std::array<std::size_t, 3>> found;
-    for (const auto& [error, behind] : recovery.faults) {
+    for (const auto& [error, behind] : recovery.faults)
       found.push_back({error.line, error.column, behind});
-    }
-    EXPECT_EQ(found, faults) << damaged;
+    EXPECT_EQ(found, faults) << text;
   }
 }
 

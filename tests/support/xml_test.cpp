@@ -160,20 +160,15 @@ TEST(ParseXml, LeavesTheProcessesSwitchAsItWas) {
 }
 
 TEST(PrintXml, PrintsAsTinyXmlDoes) {
-  const std::string rows[] = {
-      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><a><b c=\"1\" "
-      "d='x\"y'>t</b><e /></a>",
-      "<!DOCTYPE a><!-- c --><a><![CDATA[<x>]]>mixed <b>bold</b> tail "
-      "&lt;&amp;&gt;&quot;&apos;</a>",
-      "<a>tab\tline\ncarriage\r end é 日本</a>",
-  };
-  for (const std::string& xml : rows) {
-    TiXmlDocument document;
-    ASSERT_FALSE(parseXml(xml, document)) << xml;
-    std::string expected;
-    expected << document;
-    EXPECT_EQ(print(document), expected);
-  }
+  TiXmlDocument document;
+  ASSERT_FALSE(
+      parseXml("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><!DOCTYPE a>"
+               "<!-- c --><a b=\"1\" c='x\"y'><![CDATA[<x>]]>mixed <b>bold</b> <e />tail "
+               "&lt;&amp;&gt;&quot;&apos; tab\tline\ncarriage\r end é 日本</a>",
+               document));
+  std::string expected;
+  expected << document;
+  EXPECT_EQ(print(document), expected);
 }
 
 TEST(PrintXml, WritesNothingThatDoesNotReadBack) {
