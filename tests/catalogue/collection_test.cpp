@@ -288,12 +288,11 @@ class SlowFile : public TestFile {
 }  // namespace
 
 TEST(ItemStream, DecodesBlockByBlock) {
-  const auto wide = [](std::u16string_view text, bool little) {
+  const auto wide = [](std::u16string text, bool little) {
     std::string bytes;
-    for (const char16_t unit : text) {
-      const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
-      bytes += {little ? low : high, little ? high : low};
-    }
+    for (const char16_t unit : text)
+      (bytes += static_cast<char>(little ? unit : unit >> 8)) +=
+          static_cast<char>(little ? unit >> 8 : unit);
     return bytes;
   };
   const std::u16string utf16 =

@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace tessaron {
 namespace {
 
 TEST(ParsePrice, ReadsWhatShopsWrite) {
-  struct Row {
-    std::u16string text;
-    std::string currency;
-    double amount;
-  };
-  const Row rows[] = {
+  const std::tuple<std::u16string, std::string, double> rows[] = {
       {u"$12.99", "$", 12.99},
       {u"$ 1,980", "$", 1980},
       {u"USD 1,234.50", "$", 1234.5},
@@ -39,12 +36,12 @@ TEST(ParsePrice, ReadsWhatShopsWrite) {
       {u"9.99", "", 9.99},
       {u"5.", "", 5},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.text));
-    const std::optional<Price> price = parsePrice(row.text);
+  for (const auto& [text, currency, amount] : rows) {
+    SCOPED_TRACE(testing::PrintToString(text));
+    const std::optional<Price> price = parsePrice(text);
     ASSERT_TRUE(price);
-    EXPECT_EQ(price->currency, row.currency);
-    EXPECT_DOUBLE_EQ(price->amount, row.amount);
+    EXPECT_EQ(price->currency, currency);
+    EXPECT_DOUBLE_EQ(price->amount, amount);
   }
 }
 
