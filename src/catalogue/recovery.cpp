@@ -157,9 +157,102 @@ class ItemTokens {
   bool mayHaveSwallower_ = false;
 };
 
+// Where a search for candidates starts.
+struct SearchStart {
+  std::uint64_t from;
+  std::vector<std::string> open;  // elements that are open there
+  bool inItem;                    // a damaged item begins there
+  WholeItems whole;               // the whole items in front of it
+};
+
+// Walks over text without an error and collects elements that may be items which were not
+// recognized; see Salvager::candidateBefore.
+class CandidateSearch {
+ public:
+  CandidateSearch(FileTokens& probe, const SearchStart& start, std::string_view root,
+                  std::string_view item, bool closed)
+      : probe_(probe),
+        from_(start.from),
+        inItem_(start.inItem),
+        whole_(start.whole),
+        root_(root),
+        item_(item),
+        closed_(closed),
+        candidates_(closed, start.open) {
+    rule_.resume(start.open.size() == 2 && start.open.back() == "Items");
+    probe_.resume(from_, start.open);
+  }
+
+  // The result of Candidates::first for the text up to `end`.
+  std::optional<Candidate> run(std::uint64_t end, bool behindItems) {
+    while (probe_.end() < end) {
+      const Token token = probe_.next();
+      if (token == Token::Finished || token == Token::Error || probe_.begin() >= end) break;
+      if (token != Token::Start && token != Token::Empty && token != Token::End) continue;
+      if (version_ == 0 && !inItem_) trackItem(token);
+      if (token == Token::End) {
+        candidates_.close();
+      } else {
+        openElement(token);
+      }
+      if (version_ != 0 && probe_.scanner().depth() == parents_) endItem();
+    }
+    return candidates_.first(behindItems);
+  }
+
+ private:
+  // Recognizes the start of an item.
+  void trackItem(Token token) {
+    const XmlScanner& scanner = probe_.scanner();
+    version_ = rule_.versionAt(scanner, token);
+    if (version_ == 0) return rule_.pass(scanner, token);
+    parents_ = scanner.depth() - (token == Token::Start ? 1 : 0);
+    candidates_.beginItem();
+  }
+
+  void endItem() {
+    candidates_.endItem();
+    whole_ = {whole_.count + 1, probe_.end(), version_ == 4};
+    version_ = 0;
+  }
+
+  void openElement(Token token) {
+    const std::string_view name = probe_.scanner().name();
+    if (!inItem_ || probe_.begin() > from_) judge(name);
+    if (token == Token::Start) candidates_.open(name, probe_.begin());
+  }
+
+  // Adds an element in a damaged item, or outside of all items, that can be an item of its own.
+  void judge(std::string_view name) {
+    // An item that begins with the items was not one.
+    if (std::exchange(isFirst_, false) && name == "Items") item_ = {};
+    if (closed_ && !candidates_.isEmpty() && name == root_) {
+      candidates_.beginRoot();
+      item_ = {};
+    }
+    const bool isNested = item_ == "Item" && name == "Item";
+    const bool isPlausible =
+        isNested ? candidates_.parent() != "Items" : name == "Item" || name == "Details";
+    if (isPlausible) candidates_.add({probe_.begin(), whole_});
+  }
+
+  FileTokens& probe_;
+  std::uint64_t from_;
+  bool inItem_;
+  WholeItems whole_;
+  std::string_view root_;
+  std::string_view item_;
+  bool closed_;
+  Candidates candidates_;
+  ItemRule rule_;
+  int version_ = 0;  // of the item in which the probe stands
+  std::size_t parents_ = 0;
+  bool isFirst_ = true;
+};
+
 // Finds the whole items of a text and writes them, with all that stands between them without a
-// fault. A run is text without a fault, from its first item (or the head of the text) to the end of
-// its last one. It is written as soon as it has ended: what follows cannot change it any more.
+// fault. A run is text without an error, from its first item (or the head of the text) to the end
+// of its last one. It is written as soon as it has ended: what follows cannot change it any more.
 class Salvager {
  public:
   Salvager(FileText& text, const XmlDecoder& decoder, const TextSink& sink)
@@ -188,8 +281,8 @@ class Salvager {
   // Whether all is as it was, except for bad bytes outside of the items. Nothing is written then.
   bool isWhole() const { return isWhole_; }
   bool writeWhole() { return copyHead(text_.size()); }
-  // Adds the faults in the order of the text, with line and column.
-  void addFaults(Recovery& recovery);
+  // Adds the errors in the order of the text, with line and column.
+  void addErrors(Recovery& recovery);
 
  private:
   static constexpr std::size_t kMaxHead = std::size_t{32} << 10;
@@ -226,11 +319,11 @@ class Salvager {
     return lastEndTag_.emplace(name.substr(0, name.find_first_of("> \t\r\n")));
   }
 
-  void addFault(XmlError error, std::uint64_t token) {
-    if (faults_.size() < Recovery::kMaxFaults) {
-      faults_.push_back({std::move(error), token, closedItems_ + run_.count});
+  void addError(XmlError error, std::uint64_t token) {
+    if (errors_.size() < Recovery::kMaxFaults) {
+      errors_.push_back({std::move(error), token, closedItems_ + run_.count});
     } else {
-      ++furtherFaults_;
+      ++furtherErrors_;
     }
   }
 
@@ -269,10 +362,10 @@ class Salvager {
   std::optional<std::string> lastEndTag_;
   bool leftOut_ = false;  // an item with a bad byte
   bool isWhole_ = false;
-  std::vector<Pending> faults_;
+  std::vector<Pending> errors_;
   std::vector<Pending> badPlaces_;
-  std::size_t furtherFaults_ = 0;
-  std::size_t settled_ = 0;  // how many faults have their final place
+  std::size_t furtherErrors_ = 0;
+  std::size_t settled_ = 0;  // how many errors have their final place
   // The current run:
   bool isHead_ = true;
   std::uint64_t begin_ = 0;
@@ -321,12 +414,12 @@ bool Salvager::step(Token token) {
   return true;
 }
 
-// Goes on behind a fault in what begins at `begin`, where nothing is wrong up to `sound`.
+// Goes on behind an error in what begins at `begin`, where nothing is wrong up to `sound`.
 bool Salvager::goOn(XmlError error, std::uint64_t begin, std::uint64_t sound) {
-  const std::size_t index = faults_.size();
-  addFault(std::move(error), sound);
+  const std::size_t index = errors_.size();
+  addError(std::move(error), sound);
   const std::uint64_t next = nextCandidate(begin, sound);
-  if (index < faults_.size()) faults_[index].itemsBefore = closedItems_ + run_.count;
+  if (index < errors_.size()) errors_[index].itemsBefore = closedItems_ + run_.count;
   if (!decoder_.isPlain()) tellBadByte(text_.find(std::string_view(&kBadByte, 1), begin, next));
   if (next == npos) return false;
   writeRun();
@@ -349,7 +442,7 @@ void Salvager::take(std::uint64_t begin, std::uint64_t end) {
   // No reader takes more between two items than an item may have.
   const std::uint64_t gapBegin = run_.count > 0 ? run_.end : begin_;
   if (begin - gapBegin > ItemStream::kMaxItem) {
-    addFault(errorAt(gapBegin, Kind::TooLarge, "more than 64 MiB without an item"), gapBegin);
+    addError(errorAt(gapBegin, Kind::TooLarge, "more than 64 MiB without an item"), gapBegin);
     writeRun();
     std::vector<std::string> open = {rootName()};
     if (items_.version() == 4) open.push_back("Items");
@@ -358,9 +451,9 @@ void Salvager::take(std::uint64_t begin, std::uint64_t end) {
   ++run_.count;
   run_.end = end;
   run_.endsInItems = items_.version() == 4;
-  // A fault that shows only behind a whole item has its place in front of that.
-  for (; settled_ < faults_.size(); ++settled_) {
-    auto& [error, token, before] = faults_[settled_];
+  // An error that shows only behind a whole item has its place in front of that.
+  for (; settled_ < errors_.size(); ++settled_) {
+    auto& [error, token, before] = errors_[settled_];
     if (error.offset <= begin) continue;
     error.offset = static_cast<std::size_t>(std::min(token, begin));
     error.message = token < begin ? "markup that does not end before the next item begins"
@@ -374,13 +467,13 @@ bool Salvager::tellBadByte(std::uint64_t place) {
     badPlaces_.push_back(
         {decoder_.badCharacter(static_cast<std::size_t>(place)), place, closedItems_ + run_.count});
   } else {
-    ++furtherFaults_;
+    ++furtherErrors_;
   }
   return true;
 }
 
-// Where an item may begin that was not recognized before the fault. `begin` is that of the faulty
-// item, when the fault is in one. Takes back the items of the current run behind it: they were
+// Where an item may begin that was not recognized before the error. `begin` is that of the damaged
+// item, when the error is in one. Takes back the items of the current run behind it: they were
 // found in a wrong structure.
 std::uint64_t Salvager::nextCandidate(std::uint64_t begin, std::uint64_t sound) {
   const bool inItem = items_.isItem();
@@ -413,67 +506,20 @@ void Salvager::loseRoot(std::uint64_t item) {
   rootTagEnd_ = 0;
 }
 
-// In the text without a fault from `begin_` (or from the faulty item) to `end`: the first item
+// In the text without an error from `begin_` (or from the damaged item) to `end`: the first item
 // whose parent is not closed there. An element that was closed has been judged as a whole, but one
 // that stays open has lost its end, and what follows it only seems to stand in it. `item` is the
-// name of the faulty item. With `closed` those in closed elements count, too: in any part of what
+// name of the damaged item. With `closed` those in closed elements count, too: in any part of what
 // is open below the root, in a second root, or anywhere when there is no item yet.
 std::optional<Candidate> Salvager::candidateBefore(std::uint64_t end, std::string_view item,
                                                    bool closed) {
-  const bool inItem = items_.isItem();
-  std::uint64_t from = begin_;
-  std::vector<std::string> open = open_;
-  if (inItem) {
-    from = items_.begin();
-    open = {rootName()};
-    if (items_.version() == 4) open.push_back("Items");
+  SearchStart start{begin_, open_, items_.isItem(), {}};
+  if (start.inItem) {
+    start = {items_.begin(), {rootName()}, true, run_};
+    if (items_.version() == 4) start.open.push_back("Items");
   }
-  Candidates candidates(closed, open);
-  ItemRule rule;
-  rule.resume(open.size() == 2 && open.back() == "Items");
-  WholeItems whole = inItem ? run_ : WholeItems();
-  int version = 0;  // of the item in which the probe stands
-  std::size_t parents = 0;
-  bool isFirst = true;
-  probe_.resume(from, open);
-  while (probe_.end() < end) {
-    const Token token = probe_.next();
-    if (token == Token::Finished || token == Token::Error || probe_.begin() >= end) break;
-    if (token != Token::Start && token != Token::Empty && token != Token::End) continue;
-    const XmlScanner& scanner = probe_.scanner();
-    const std::string_view name = scanner.name();
-    if (version == 0 && !inItem) {
-      version = rule.versionAt(scanner, token);
-      if (version == 0) rule.pass(scanner, token);
-      if (version != 0) {
-        parents = scanner.depth() - (token == Token::Start ? 1 : 0);
-        candidates.beginItem();
-      }
-    }
-    if (token == Token::End) {
-      candidates.close();
-    } else {
-      const bool inside = !inItem || probe_.begin() > from;
-      // An item that begins with the items was not one.
-      if (inside && std::exchange(isFirst, false) && name == "Items") item = {};
-      if (closed && inside && !candidates.isEmpty() && name == rootName()) {
-        candidates.beginRoot();
-        item = {};
-      }
-      // An element in a faulty item, or outside of all items, that can be an item of its own.
-      const bool isNested = item == "Item" && name == "Item";
-      const bool isPlausible =
-          isNested ? candidates.parent() != "Items" : name == "Item" || name == "Details";
-      if (inside && isPlausible) candidates.add({probe_.begin(), whole});
-      if (token == Token::Start) candidates.open(name, probe_.begin());
-    }
-    if (version != 0 && scanner.depth() == parents) {
-      candidates.endItem();
-      whole = {whole.count + 1, probe_.end(), version == 4};
-      version = 0;
-    }
-  }
-  return candidates.first(!inItem && closedItems_ + run_.count > 0);
+  CandidateSearch search(probe_, start, rootName(), item, closed);
+  return search.run(end, !start.inItem && closedItems_ + run_.count > 0);
 }
 
 // Where the next item could begin, at or behind `at`. Comments and CDATA sections are skipped,
@@ -533,7 +579,7 @@ bool Salvager::writeRun() {
 }
 
 bool Salvager::finish() {
-  isWhole_ = faults_.empty() && !leftOut_;
+  isWhole_ = errors_.empty() && !leftOut_;
   if (isWhole_) {
     closedItems_ = run_.count;
     return true;
@@ -542,19 +588,19 @@ bool Salvager::finish() {
   return (!outInItems_ || write("</Items>")) && write("</") && write(outRoot_) && write(">");
 }
 
-void Salvager::addFaults(Recovery& recovery) {
-  std::vector<Pending> all = std::move(faults_);
+void Salvager::addErrors(Recovery& recovery) {
+  std::vector<Pending> all = std::move(errors_);
   std::move(badPlaces_.begin(), badPlaces_.end(), std::back_inserter(all));
   std::stable_sort(all.begin(), all.end(), [](const Pending& a, const Pending& b) {
     return a.error.offset < b.error.offset;
   });
-  recovery.furtherFaults = furtherFaults_;
+  recovery.furtherFaults = furtherErrors_;
   std::size_t line = 1, column = 1;
   std::uint64_t at = 0;
   for (Pending& pending : all) {
     XmlError& error = pending.error;
     if (!recovery.faults.empty() && recovery.faults.back().error.offset == error.offset) continue;
-    // One pass: a text of one long line may have many faults.
+    // One pass: a text of one long line may have many errors.
     forEachBlock(text_, at, error.offset, [&](std::string_view block) {
       for (std::size_t end = 0; (end = block.find('\n')) != block.npos;) {
         ++line;
@@ -588,7 +634,7 @@ void recoverText(File& original, File& file, const XmlDecoder& decoder, const Te
   Salvager salvager(text, decoder, sink);
   bool isWritten = salvager.run();
   recovery.items = salvager.items();
-  salvager.addFaults(recovery);
+  salvager.addErrors(recovery);
   if (isUnknown) recovery.faults.insert(recovery.faults.begin(), {decoder.error(), recovery.items});
   if (isWritten && recovery.items > 0 && recovery.faults.empty()) {
     FileText whole(original, 0, original.size().value_or(0));
