@@ -15,7 +15,7 @@ namespace tessaron {
 struct WholeItems {
   std::size_t count = 0;
   std::uint64_t end = 0;     // of the last one
-  bool endsInItems = false;  // the last one stands in "Items"
+  bool endsInItems = false;  // the last one is in "Items"
 };
 
 /// Where an item may begin that was not recognized, and the whole items in front of it.

@@ -13,7 +13,7 @@
 namespace tessaron {
 namespace {
 
-// What stands in front of dropped items and then in front of the next one: one blank of two goes.
+// Joins the text before dropped items and the text before the next one; drops one of two blanks.
 std::string joined(std::string carried, std::string_view behind) {
   if (!behind.empty() && isXmlSpace(behind.front()))
     carried.resize(blankBefore(carried, carried.size()).begin);

@@ -14,16 +14,16 @@ namespace tessaron {
 struct ItemChange {
   enum class Kind { Keep, Replace, Drop, GiveUp };
   Kind kind = Kind::Keep;
-  std::string text;  ///< of Replace: what stands in the item's place
+  std::string text;  ///< of Replace: the text that replaces the item
 };
 
 /// An edit of a collection: asked about each item in turn, then for those to be added.
 class TESSARON_API ItemEdit {
  public:
   virtual ~ItemEdit() = default;
-  /// Decides about the item at which `items` stands.
+  /// Decides about the current item of `items`.
   virtual ItemChange change(const ItemStream& items) = 0;
-  /// The text of the next item that goes behind all others; empty when there is none left.
+  /// The text of the next item to append; empty when there is none left.
   virtual std::string addition() { return {}; }
   /// Asked at the end: whether the edit is to be. Otherwise nothing changes.
   virtual bool accept() { return true; }

@@ -51,7 +51,7 @@ std::uint64_t FileText::find(std::string_view what, std::uint64_t from, std::uin
 std::uint64_t FileText::findLast(std::string_view what) {
   for (std::uint64_t end = size_; end > 0;) {
     const std::uint64_t begin = end - std::min<std::uint64_t>(end, kBlock / 2);
-    // A match may begin here and go on behind the end.
+    // A match may begin here and continue after the end.
     const std::size_t at = view(begin, kBlock / 2 + what.size())
                                .substr(0, static_cast<std::size_t>(end - begin) + what.size() - 1)
                                .rfind(what);

@@ -16,7 +16,7 @@ class FileText {
  public:
   static constexpr std::uint64_t npos = std::numeric_limits<std::uint64_t>::max();
 
-  /// The text begins `base` bytes behind the start of `file`, which must outlive this object and
+  /// The text begins `base` bytes after the start of `file`, which must outlive this object and
   /// has `fileSize` bytes.
   FileText(File& file, std::uint64_t base, std::uint64_t fileSize)
       : file_(file), base_(base), size_(fileSize - base) {}
@@ -25,16 +25,16 @@ class FileText {
   /// Whether a read has failed. The text counts as ended where it did.
   bool hasFailed() const { return hasFailed_; }
 
-  /// What stands from `at` on: at least `count` bytes, where the text has as many. `count` may be
+  /// The text from `at` on: at least `count` bytes, where the text has as many. `count` may be
   /// up to 60 KiB. Valid until the next call of any function.
   std::string_view view(std::uint64_t at, std::size_t count = 1);
   /// Reads up to `size` bytes from `at` on. Returns how many.
   std::size_t read(std::uint64_t at, char* buffer, std::size_t size);
 
-  /// Where `what` stands first, or last, between `from` and `to`; npos when it does not.
+  /// The first, or last, place of `what` between `from` and `to`; npos when there is none.
   std::uint64_t find(std::string_view what, std::uint64_t from, std::uint64_t to = npos);
   std::uint64_t findLast(std::string_view what);
-  /// Whether `what` stands at `at`.
+  /// Whether the text at `at` is `what`.
   bool startsWith(std::uint64_t at, std::string_view what) {
     return view(at, what.size()).starts_with(what);
   }

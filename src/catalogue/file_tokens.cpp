@@ -117,7 +117,7 @@ Token FileTokens::fail(XmlError error, std::uint64_t offset) {
   return Token::Error;
 }
 
-// Goes on behind a token.
+// Continues after a token.
 Token FileTokens::pass(Token token, std::uint64_t end) {
   end_ = end;
   if (end > origin_ + size_) {

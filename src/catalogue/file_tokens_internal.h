@@ -34,7 +34,7 @@ class FileTokens {
   const XmlError& error() const { return error_; }
   /// Where the token with the error begins; nothing before it is wrong.
   std::uint64_t errorToken() const { return errorToken_; }
-  /// Where `what` stands first in the token from `from` on; npos when it does not.
+  /// The first place of `what` in the token from `from` on; npos when there is none.
   std::uint64_t findInToken(std::string_view what, std::uint64_t from);
 
  private:

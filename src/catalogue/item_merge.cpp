@@ -85,7 +85,7 @@ class Edits {
     std::string out;
     std::size_t at = 0;
     for (const Edit& edit : edits_) {
-      // A blank may be deleted with the text in front of it and with the element behind it.
+      // A blank may be deleted with the text before it and with the element after it.
       if (edit.range.begin > at) out.append(text_, at, edit.range.begin - at);
       out += edit.by;
       at = std::max(at, edit.range.end);

@@ -245,13 +245,13 @@ class CandidateSearch {
   bool closed_;
   Candidates candidates_;
   ItemRule rule_;
-  int version_ = 0;  // of the item in which the probe stands
+  int version_ = 0;  // of the item that contains the probe
   std::size_t parents_ = 0;
   bool isFirst_ = true;
 };
 
-// Finds the whole items of a text and writes them, with all that stands between them without a
-// fault. A run is text without an error, from its first item (or the head of the text) to the end
+// Finds the whole items of a text and writes them, with all text between them that has no
+// error. A run is text without an error, from its first item (or the head of the text) to the end
 // of its last one. It is written as soon as it has ended: what follows cannot change it any more.
 class Salvager {
  public:
@@ -296,7 +296,7 @@ class Salvager {
   bool goOn(XmlError error, std::uint64_t begin, std::uint64_t sound);
   bool finish();
 
-  // As `findSwallower`, for what `items_` stands at.
+  // As `findSwallower`, for what `items_` has read.
   std::uint64_t findSwallowerIn(Token token, std::uint64_t sound) {
     const std::uint64_t begin = items_.begin();
     if (items_.isItem() || token == Token::Comment || token == Token::CData) {
@@ -380,7 +380,7 @@ class Salvager {
   bool isRefused_ = false;
 };
 
-// Takes what `items_` stands at. False when there is nothing more.
+// Takes what `items_` has read. False at the end.
 bool Salvager::step(Token token) {
   const bool isRoot = token == Token::Start && !items_.isItem() && items_.scanner().depth() == 1;
   const bool lostRoot = isRoot && items_.scanner().name() == "Items";
@@ -405,7 +405,7 @@ bool Salvager::step(Token token) {
     take(begin, items_.end());
     return true;
   }
-  // Goes on behind an item that is damaged, but not in its markup.
+  // Continues after an item that is damaged, but not in its markup.
   leftOut_ = true;
   writeRun();
   std::vector<std::string> open = {rootName()};
@@ -414,7 +414,7 @@ bool Salvager::step(Token token) {
   return true;
 }
 
-// Goes on behind an error in what begins at `begin`, where nothing is wrong up to `sound`.
+// Continues after an error in what begins at `begin`, where nothing is wrong up to `sound`.
 bool Salvager::goOn(XmlError error, std::uint64_t begin, std::uint64_t sound) {
   const std::size_t index = errors_.size();
   addError(std::move(error), sound);
@@ -451,7 +451,7 @@ void Salvager::take(std::uint64_t begin, std::uint64_t end) {
   ++run_.count;
   run_.end = end;
   run_.endsInItems = items_.version() == 4;
-  // An error that shows only behind a whole item has its place in front of that.
+  // An error that is found only after a whole item belongs before that.
   for (; settled_ < errors_.size(); ++settled_) {
     auto& [error, token, before] = errors_[settled_];
     if (error.offset <= begin) continue;
@@ -473,7 +473,7 @@ bool Salvager::tellBadByte(std::uint64_t place) {
 }
 
 // Where an item may begin that was not recognized before the error. `begin` is that of the damaged
-// item, when the error is in one. Takes back the items of the current run behind it: they were
+// item, when the error is in one. Takes back the items of the current run after it: they were
 // found in a wrong structure.
 std::uint64_t Salvager::nextCandidate(std::uint64_t begin, std::uint64_t sound) {
   const bool inItem = items_.isItem();
@@ -522,7 +522,7 @@ std::optional<Candidate> Salvager::candidateBefore(std::uint64_t end, std::strin
   return search.run(end, !start.inItem && closedItems_ + run_.count > 0);
 }
 
-// Where the next item could begin, at or behind `at`. Comments and CDATA sections are skipped,
+// Where the next item could begin, at or after `at`. Comments and CDATA sections are skipped,
 // unless one seems to run on into another because its own end is damaged.
 std::uint64_t Salvager::nextItemTag(std::uint64_t at) {
   for (; (at = text_.find("<", at)) != npos; ++at) {
@@ -551,7 +551,7 @@ bool Salvager::copyHead(std::uint64_t to) {
   return copy(0, encodingName_.begin) && write("UTF-8") && copy(encodingName_.end, to);
 }
 
-// Writes what stands in front of the first run.
+// Writes the text before the first run.
 bool Salvager::writeFrame() {
   if (rootTagEnd_ != 0) {
     outRoot_ = root_;

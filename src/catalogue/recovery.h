@@ -17,20 +17,20 @@ namespace tessaron {
 struct Recovery {
   struct Fault {
     XmlError error;               ///< offset, line and column count in the text as UTF-8
-    std::size_t itemsBehind = 0;  ///< how many of the saved items begin behind its place
+    std::size_t itemsBehind = 0;  ///< how many of the saved items begin after its place
   };
-  /// Beyond so many faults only their number is told.
+  /// Further errors are only counted.
   static constexpr std::size_t kMaxFaults = 50000;
 
   std::size_t items = 0;          ///< how many were saved
-  std::vector<Fault> faults;      ///< in the order of the text; none when it is whole
+  std::vector<Fault> faults;      ///< the errors, in the order of the text; none when it is whole
   std::size_t furtherFaults = 0;  ///< beyond kMaxFaults
   XmlError readError;             ///< Unreadable: the text, or a temporary file, failed
   std::error_code writeError;     ///< why `recoverCollection` could not write
 };
 
 /// Saves all whole items of `damaged`, in their order, and writes a collection in UTF-8 that has
-/// them: goes on at the next whole item behind each fault. A text without a fault is copied as it
+/// them: continues at the next whole item after each error. A text without an error is copied as it
 /// is. An item with bytes that are no characters of the encoding is not whole, nor is one of more
 /// than ItemStream::kMaxItem. A text in an unknown encoding is read as UTF-8, unless too much of it
 /// is none. Without an item nothing is written. Memory does not grow with the text; one that tells

@@ -18,11 +18,11 @@ inline constexpr std::array kSections = {Section{"<!--", "-->"}, Section{"<![CDA
 /// Whether the start tag of an item could stand at `at`.
 bool isItemTag(FileText& text, std::uint64_t at);
 
-/// Where the first such tag between `from` and `to` stands; npos when there is none.
+/// The place of the first such tag between `from` and `to`; npos when there is none.
 std::uint64_t findItemTag(FileText& text, std::uint64_t from, std::uint64_t to);
 
-/// The first section between `from` and `to`, a part without a fault, that swallows an item because
-/// its own end is damaged and that of another one is taken for it; npos when there is none.
+/// The first section between `from` and `to`, a part without an error, that swallows an item
+/// because its own end is damaged and that of another one is taken for it; npos when there is none.
 std::uint64_t findSwallower(FileText& text, std::uint64_t from, std::uint64_t to);
 
 }  // namespace tessaron

@@ -34,7 +34,7 @@ bool forEachBlock(File& file, const std::function<bool(std::string_view, bool is
   }
 }
 
-// Puts a kBadByte in the place of the U+FFFD at each of `places` behind `origin`.
+// Puts a kBadByte in the place of the U+FFFD at each of `places`, relative to `origin`.
 void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std::size_t>& places) {
   constexpr std::size_t kReplacementSize = 3;
   std::string marked;

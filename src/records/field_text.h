@@ -25,8 +25,8 @@ Indentation indentationOf(std::u16string_view text, TextRule rule);
 TESSARON_API std::u16string_view trimmed(std::u16string_view text);
 
 /// The text of a TinyElement or an XmlTree::Element (all its text and CDATA children), read by
-/// `rule`. A CDATA section of nothing but white space at either end stays: it stands there on
-/// purpose.
+/// `rule`. A CDATA section of nothing but white space at either end stays: it was written
+/// on purpose.
 template <typename Element>
 std::u16string fieldText(const Element& element, TextRule rule) {
   std::u16string text = element.elementText();

@@ -8,7 +8,7 @@ namespace tessaron {
 /// the root's "Items". Told every token outside of items in turn.
 class ItemRule {
  public:
-  /// 4 when the token, at which `scanner` stands outside of any item, begins an "Item", 3 for a
+  /// 4 when the token at which `scanner` is, outside of any item, begins an "Item", 3 for a
   /// "Details", 0 for none.
   int versionAt(const XmlScanner& scanner, XmlScanner::Token token) const {
     using Token = XmlScanner::Token;

@@ -20,7 +20,7 @@ constexpr std::size_t kBlock = std::size_t{256} << 10;
 constexpr std::size_t kMaxHead = std::size_t{1} << 20;  // in which a declaration is looked for
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
-// Moves `line` and `column`, which count from 0, behind `text`.
+// Moves `line` and `column`, which count from 0, past `text`.
 void advance(std::string_view text, std::size_t& line, std::size_t& column) {
   std::size_t lineStart = 0;
   for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', lineStart)) {
@@ -83,7 +83,7 @@ void ItemStream::beginItem(Token token) {
   begin_ = scanner_.begin();
   parents_ = scanner_.depth() - (token == Token::Start ? 1 : 0);
   asin_ = {};
-  hasInsertion_ = false;  // further items go behind all others
+  hasInsertion_ = false;  // further items go after all others
 }
 
 // Takes note of a token in an item. True when the item ends with it.
@@ -205,7 +205,7 @@ bool ItemStream::readHead() {
   if (reencoded_) size_ = window_.size();
   data_ = window_.data();
   scanner_ = XmlScanner(view(), isLast);
-  // A byte-order mark belongs to what stands in front of the items, but not to the XML.
+  // A byte-order mark belongs to the text before the items, but not to the XML.
   if (mark > 0) scanner_.resume(mark, {});
   if (mark > 0) ++headGrowth_;
   return true;

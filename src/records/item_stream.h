@@ -46,7 +46,7 @@ class TESSARON_API ItemStream {
   /// Call it before the first `next`. `readBroken` is not available then.
   void parseOnDemand() { onDemand_ = true; }
 
-  /// Moves to the next item. False behind the last one and at an error.
+  /// Moves to the next item. False after the last one and at an error.
   bool next();
 
   /// The text in front of the item, from the end of the previous one (or from the start); after the

@@ -25,7 +25,7 @@ constexpr auto kFlagged = [] {
   return flagged;
 }();
 
-// Calls `visit` with each of these flags and the value that it stands for.
+// Calls `visit` with each of these flags and the value that it describes.
 template <typename Visit>
 void forEachFlagged(CRecord& record, Visit visit) {
   for (const tessaron::Field* field : kFlagged) {

@@ -39,7 +39,7 @@ struct COfferListing {
 /// One item of the catalogue: a book, disc, film, game or other product, filled from the product
 /// web service and completed by the user.
 ///
-/// A presence flag `hasX` tells whether the field behind it holds a value; `postProcess` brings
+/// A presence flag `hasX` tells whether its field holds a value; `postProcess` brings
 /// flags and fields in step. The order of the fields is part of the exported layout. Dates are
 /// MS-DOS date words, 0 for none. The record owns all that it holds; a copy is independent.
 class TESSARON_API CRecord : public CSimpleRecord {
@@ -52,7 +52,7 @@ class TESSARON_API CRecord : public CSimpleRecord {
   std::int32_t icon = 0;
   bool hasStatus = false;
   std::int32_t status = 0;  ///< 0 lent, 1 borrowed, 2 rented out, 3 rented, 4 bought, 5 sold,
-                            ///< 6 on the way, 7 favourite
+                            ///< 6 on the way, 7 favorite
   bool fullDetail = true;   ///< read prices, languages, reviews, tracks, offers, custom fields too
   std::u16string ASIN;      ///< the shop's item identifier
   std::u16string Title;

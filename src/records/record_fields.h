@@ -34,7 +34,7 @@ enum class CompositeField {
 using FieldMember = std::variant<TextMember, ListMember, DateMember, DiscsMember, OffersMember,
                                  ListingMember, FoldersMember, CompositeField>;
 
-/// Where an element that holds a field stands in an "Item".
+/// Where the element that holds a field is placed in an "Item".
 enum class XmlPlace {
   Composite,      ///< in a structure of its own that reader and writer know
   Item,           ///< a text directly in the item
@@ -62,7 +62,7 @@ struct Field {
   Xml xml = {};                 ///< in the current dialect
   std::string_view older = {};  ///< the element in a "Details" of the older dialect; empty: none
   Page page = {};               ///< among the facts that the page lists
-  bool isPart = false;          ///< it is told as part of another field, not by its own name
+  bool isPart = false;          ///< part of another field, not listed under its own name
 
   constexpr std::string_view element() const { return xml.element.empty() ? name : xml.element; }
 };
@@ -220,7 +220,7 @@ constexpr std::array<NamedMember<Member>, N> olderMembers() {
   return members;
 }
 
-/// The names of a table of members, as a hash. Does not compile when a name stands twice in it.
+/// The names of a table of members, as a hash. Does not compile when a name occurs twice in it.
 template <typename Member, std::size_t N>
 constexpr NameTable<N> namesOf(const std::array<NamedMember<Member>, N>& table) {
   std::array<std::string_view, N> names{};

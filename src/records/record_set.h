@@ -24,7 +24,7 @@ class TESSARON_API CRecordSet {
   /// Reads a file and appends its items. False, and nothing changed, when it cannot be read, is
   /// empty, names an unknown encoding, or memory does not suffice.
   bool fromFile(std::u16string path);
-  /// Parses `text` and appends its items, those before a fault included. False only for an empty
+  /// Parses `text` and appends its items, also those before an error. False only for an empty
   /// text and for one in an encoding that is not known. Nothing changed when it throws bad_alloc.
   bool fromString(std::string text);
   /// Appends a record for every "Details" below the root and every "Item" below the root's "Items".

@@ -17,7 +17,7 @@ class TESSARON_API CSimpleRecord {
   /// Fills the record from a parsed document. False for an unreadable pointer.
   virtual bool fromXml(TiXmlDocument* document) = 0;
   /// Parses `text` and hands the document to `fromXml`, whose result comes back. Malformed text is
-  /// not reported: what stands before the fault is read. False for an empty text and for one in an
+  /// not reported: what precedes the error is read. False for an empty text and for one in an
   /// encoding that is not known.
   virtual bool fromString(std::string text);
   /// Reads a file and hands its text to `fromString`, whose result comes back. False, and nothing

@@ -127,7 +127,7 @@ void XmlDecoder::openCharset(std::string_view head) {
   const TextRange nameInText = findEncodingName(text);
   if (nameInText.of(text) != encoding_)
     return refuse(head, encodingName_.begin, "the encoding \"" + encoding_ + "\" is not known");
-  encodingName_ = nameInText;  // may stand behind a character that has grown
+  encodingName_ = nameInText;  // may follow a character that has grown
   charset_ = CharsetDecoder::open(systemName(name));
   form_ = Form::Charset;
 }

@@ -24,7 +24,7 @@ class XmlDecoder {
   /// UnknownEncoding, with line and column, when the document cannot be decoded; it is then passed
   /// on as it is.
   const XmlError& error() const { return error_; }
-  /// Whether a UTF-8 byte-order mark stands in front. Marks are no part of the decoded text.
+  /// Whether the text begins with a UTF-8 byte-order mark. Marks are no part of the decoded text.
   bool isMarked() const { return isMarked_; }
   /// Whether a reader that goes by the declaration would not take the text for UTF-8.
   bool isReencoded() const { return isReencoded_; }
@@ -68,7 +68,7 @@ class XmlDecoder {
   std::unique_ptr<CharsetDecoder> charset_;
   std::u16string wide_;
   std::size_t decoded_ = 0;     // bytes of the decoded text so far
-  std::size_t badEnd_ = kNone;  // behind the last bad character
+  std::size_t badEnd_ = kNone;  // after the last bad character
 };
 
 /// A whole XML document, decoded into UTF-8.

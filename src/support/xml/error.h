@@ -22,7 +22,7 @@ struct TESSARON_API XmlError {
     Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
     TooDeep,          ///< elements nested deeper than kMaxXmlDepth
     UnknownEncoding,  ///< the declaration names an encoding that cannot be read
-    TooLarge,         ///< an item, or what stands between two, above ItemStream::kMaxItem
+    TooLarge,         ///< an item, or the text between two, above ItemStream::kMaxItem
     Unreadable,       ///< the file could not be read
   };
   Kind kind = Kind::None;

@@ -326,7 +326,7 @@ bool XmlScanner::endsBefore(std::size_t at) {
   return true;
 }
 
-// Reads an attribute with its value, quoted or bare, and moves `at` behind it.
+// Reads an attribute with its value, quoted or bare, and moves `at` past it.
 bool XmlScanner::attribute(std::size_t& at) {
   Attribute attribute;
   attribute.name = {at, skipName(text_, at)};
@@ -453,7 +453,7 @@ Token XmlScanner::endTag() {
   return Token::End;
 }
 
-// Checks what the ampersand at `at` begins and moves behind it. An ampersand that begins nothing is
+// Checks what the ampersand at `at` begins and moves past it. An ampersand that begins nothing is
 // forgiven, as TinyXML does, but for a numeric reference.
 bool XmlScanner::reference(std::size_t& at, std::size_t limit) {
   hasReferences_ = true;

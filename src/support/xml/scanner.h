@@ -42,13 +42,13 @@ class XmlScanner {
     Declaration,  ///< <?xml ... ?>
     Other,        ///< processing instructions, <!DOCTYPE ...>
     Finished,     ///< the end of a well-formed text
-    Incomplete,   ///< the token may go on behind what is there: call `extend`
+    Incomplete,   ///< the token may continue after this text: call `extend`
     Error,        ///< see error()
   };
   struct Attribute {
     TextRange name;
     TextRange value;      ///< without its quotation marks
-    std::size_t end = 0;  ///< behind the closing quotation mark
+    std::size_t end = 0;  ///< after the closing quotation mark
     bool quoted = true;   ///< references are resolved in quoted values only
   };
 
@@ -60,11 +60,11 @@ class XmlScanner {
   Token next();
 
   /// Continues after Incomplete in a longer text: the bytes seen so far without the first
-  /// `dropped`, and further ones behind them. All positions move by `dropped`, which must not
+  /// `dropped`, and further ones after them. All positions move by `dropped`, which must not
   /// exceed begin().
   void extend(std::string_view text, std::size_t dropped, bool complete);
 
-  /// Continues with `text`, at its start, behind a token that the caller has read by itself. `next`
+  /// Continues with `text`, at its start, after a token that the caller has read by itself. `next`
   /// must have returned Incomplete before. What is open stays open.
   void continueWith(std::string_view text, bool complete);
 
@@ -72,9 +72,9 @@ class XmlScanner {
   void resume(std::size_t at, const std::vector<std::string_view>& open);
 
   std::size_t begin() const { return begin_; }        ///< the token's first byte
-  std::size_t end() const { return end_; }            ///< behind the token's last byte
+  std::size_t end() const { return end_; }            ///< after the token's last byte
   std::string_view name() const { return name_; }     ///< of Start, Empty or End
-  std::size_t depth() const { return open_.size(); }  ///< elements open behind the token
+  std::size_t depth() const { return open_.size(); }  ///< elements open after the token
   /// Of Start or Empty, in the order of the text.
   const std::vector<Attribute>& attributes() const { return attributes_; }
   /// Whether the token (Text, Start or Empty) has an ampersand in its text or its values.
@@ -110,7 +110,7 @@ class XmlScanner {
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::string_view name_;
-  std::string openNames_;            // of the open elements, one behind the other
+  std::string openNames_;            // of the open elements, one after the other
   std::vector<std::uint32_t> open_;  // where each name begins
   std::vector<Attribute> attributes_;
   bool rootSeen_ = false;
@@ -131,7 +131,7 @@ void locate(std::string_view text, XmlError& error);
 /// stands for; 0 when there is none.
 std::size_t namedReference(std::string_view text, std::size_t at, char& meaning);
 
-/// Reads the numeric character reference at `text[at]` ("&#...;") and moves `at` behind it. False,
+/// Reads the numeric character reference at `text[at]` ("&#...;") and moves `at` past it. False,
 /// and `at` unmoved, when there is none. A pair of references that spells a surrogate pair is one
 /// character; what names no character comes back as U+FFFD.
 bool readReference(std::string_view text, std::size_t& at, char32_t& codePoint);

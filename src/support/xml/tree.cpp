@@ -21,8 +21,8 @@ bool isDropped(std::string_view text) {
   return text[first] == '&' && resolveReferences(text).find_first_not_of(kBlanks) == text.npos;
 }
 
-// Takes a text apart: `visitText` gets what stands for itself, `visitCharacter` the character that
-// a reference means.
+// Splits a text: `visitText` gets plain text, `visitCharacter` the character that a reference
+// names.
 template <typename VisitText, typename VisitCharacter>
 void forEachPart(std::string_view text, VisitText visitText, VisitCharacter visitCharacter) {
   std::size_t begin = 0;  // of the text that was not visited yet

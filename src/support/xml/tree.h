@@ -12,7 +12,7 @@
 
 namespace tessaron {
 
-/// A light tree over the text of one element: where each part of it stands. It copies no text, and
+/// A light tree over the text of one element: where each part of it is. It copies no text, and
 /// keeps its memory for the next element, so that reading many costs no allocations. Positions are
 /// bytes from the start of the element's text, which may have up to 4 GiB and must outlive the
 /// tree.
@@ -81,7 +81,7 @@ class XmlTree::Element {
  public:
   struct Attribute {
     std::string_view name;
-    TextRange range;  ///< from the name to behind the value's closing quotation mark
+    TextRange range;  ///< from the name to after the value's closing quotation mark
   };
 
   Element() = default;
@@ -90,7 +90,7 @@ class XmlTree::Element {
 
   std::string_view name() const { return text().substr(node().begin + 1, node().nameSize); }
   TextRange range() const { return {node().begin, node().end}; }
-  /// Between the tags; for an empty tag nothing, behind it.
+  /// Between the tags; for an empty tag nothing, after it.
   TextRange content() const { return {node().contentBegin, node().contentEnd}; }
   bool isEmptyTag() const { return node().emptyTag; }
 

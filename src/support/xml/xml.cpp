@@ -141,7 +141,7 @@ void appendPrinted(std::string& out, std::string_view text, bool escape) {
   out.append(text, plain, text.npos);
 }
 
-// Prints as TinyXML does into a stream: no indent, no line ends of its own.
+// Prints as TinyXML does into a stream: no indent, no added line ends.
 class Printer : public TiXmlVisitor {
  public:
   explicit Printer(std::string& out) : out_(out) {}

@@ -56,7 +56,7 @@ TESSARON_API void setAttribute(TiXmlElement& element, const char* name, std::u16
 /// The element's text: all its text and CDATA children in UTF-8, decoded. Empty when it has none.
 TESSARON_API std::u16string elementText(const TiXmlElement& element);
 
-/// The declaration that stands at the head of every document: version 1.0, UTF-8, standalone.
+/// The declaration at the head of every document: version 1.0, UTF-8, standalone.
 TESSARON_API void appendDeclaration(TiXmlDocument& document);
 
 }  // namespace tessaron
