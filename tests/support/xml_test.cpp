@@ -175,9 +175,7 @@ TEST(PrintXml, WritesNothingThatDoesNotReadBack) {
   const std::pair<std::u16string, std::u16string> rows[] = {
       {u"&#x41; &#65; &amp; &#x<b> ]]> -->", u"&#x41; &#65; &amp; &#x<b> ]]> -->"},
       {u" \t\r\n", u" \t\r\n"},
-      {u"  a  b\r\n", u"  a  b\r\n"},
-      {u"\u0001\u001F\uFFFE\uFFFF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {u"a\0b"s, u"a\uFFFDb"},
+      {u"  a\0b\u0001\u001F\uFFFE\uFFFF\r\n"s, u"  a\uFFFDb\uFFFD\uFFFD\uFFFD\uFFFD\r\n"},
       {u"x" + std::u16string(1, 0xDC00), u"x\uFFFD"},
       {u"", u""},
   };
