@@ -19,12 +19,10 @@ const SYSTEMTIME kNow{2024, 6, 1, 10, 12, 0, 0, 0};
 constexpr ListMember kCustomFieldLists[] = {&CRecord::customFieldNames,
                                             &CRecord::customFieldValues};
 
-// Whether `field` is kept as a `Member`, which is then put into `member`.
-template <typename Member>
-bool is(const Field& field, Member& member) {
-  const Member* found = std::get_if<Member>(&field.member);
-  member = found ? *found : nullptr;
-  return member != nullptr;
+// Calls `visit` with the member of a field that is kept as a `Member`.
+template <typename Member, typename Visit>
+void with(const Field& field, Visit visit) {
+  if (const Member* member = std::get_if<Member>(&field.member); member && *member) visit(*member);
 }
 
 using namespace std::string_view_literals;
@@ -98,17 +96,15 @@ CRecord randomRecord(std::uint32_t seed) {
   CRecord record;
   const std::size_t reviews = sample.below(4);
   for (const Field& field : kFields) {
-    TextMember text;
-    ListMember list;
-    DateMember date;
-    const bool isReview = field.name.starts_with("review");
-    if (is(field, text)) {
+    with<TextMember>(field, [&](TextMember text) {
       record.*text = field.name.ends_with("Price") ? sample.pick(kPrices) : sample.text();
-    } else if (is(field, list)) {
-      record.*list = isReview ? sample.list(reviews) : sample.list();
-    } else if (is(field, date)) {
+    });
+    with<ListMember>(field, [&](ListMember list) {
+      record.*list = field.name.starts_with("review") ? sample.list(reviews) : sample.list();
+    });
+    with<DateMember>(field, [&](DateMember date) {
       record.*date = static_cast<std::uint16_t>(sample.below(2) * sample.below(0x10000));
-    }
+    });
     if (field.flag) record.*field.flag = sample.below(2) == 1;
   }
   for (const auto number : {&CRecord::icon, &CRecord::status})
@@ -127,12 +123,11 @@ CRecord randomRecord(std::uint32_t seed) {
 CRecord asReadBack(const CRecord& record) {
   CRecord back = record;
   for (const Field& field : kFields) {
-    TextMember text;
-    ListMember list;
-    if (is(field, text)) back.*text = legal(back.*text);
-    if (!is(field, list)) continue;
-    if (field.xml.place == XmlPlace::AttributeList) std::erase(back.*list, u"");
-    makeLegal(back.*list);
+    with<TextMember>(field, [&](TextMember text) { back.*text = legal(back.*text); });
+    with<ListMember>(field, [&](ListMember list) {
+      if (field.xml.place == XmlPlace::AttributeList) std::erase(back.*list, u"");
+      makeLegal(back.*list);
+    });
   }
   for (const ListMember list : kCustomFieldLists) makeLegal(back.*list);
   for (Strings& disc : back.discs) {
@@ -163,9 +158,8 @@ std::string everythingOf(const CRecord& record) {
   std::string out = std::to_string(record.icon) + ' ' + std::to_string(record.status) + ' ';
   const auto flag = [&](bool value) { out += value ? '1' : '0'; };
   for (const Field& field : kFields) {
-    DateMember date;
     if (field.flag) flag(record.*field.flag);
-    if (is(field, date)) out += ' ' + std::to_string(record.*date) + ' ';
+    with<DateMember>(field, [&](DateMember date) { out += std::to_string(record.*date) + ' '; });
   }
   std::for_each(record.customFieldFlags.begin(), record.customFieldFlags.end(), flag);
   CRecord rest = record;
