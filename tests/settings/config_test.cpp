@@ -9,6 +9,7 @@
 #include "graphics/image_list.h"
 #include "platform/system.h"
 #include "settings/setting_table.h"
+#include "support/overloaded.h"
 
 namespace fs = std::filesystem;
 using testing::Contains;
@@ -93,26 +94,18 @@ TEST_F(ConfigTest, ComesBackAsItWasWritten) {
   first.Initialize();
   int count = 0;
   for (const tessaron::Setting& setting : tessaron::settingTable()) {
-    ++count;
-    std::visit(
-        [&](const auto& it) {
-          auto& member = first.*it.member;
-          using Member = std::remove_reference_t<decltype(member)>;
-          if constexpr (std::is_same_v<Member, bool>) {
-            member = !member;
-          } else if constexpr (std::is_same_v<Member, int>) {
-            member = -count;
-          } else if constexpr (std::is_same_v<Member, std::u16string>) {
-            member = std::u16string(setting.name) + u" \u4E16";
-          } else if constexpr (std::is_same_v<Member, std::vector<bool>>) {
-            member[2] = false;
-          } else if constexpr (std::is_same_v<Member, std::vector<std::u16string>>) {
-            member = {u"one.ico", u"two.png"};
-          } else {
-            member = {1, 2, 3, 4};
-          }
+    const auto change = tessaron::Overloaded{
+        [&](bool& value) { value = !value; },
+        [&](int& value) { value = --count; },
+        [&](std::u16string& value) { value = std::u16string(setting.name) + u" \u4E16"; },
+        [&](std::vector<bool>& value) { value[2] = false; },
+        [&](std::vector<std::u16string>& value) {
+          value = {u"one.ico", u"two.png"};
         },
-        setting.place);
+        [&](CRect& value) {
+          value = {1, 2, 3, 4};
+        }};
+    std::visit([&](const auto& it) { change(first.*it.member); }, setting.place);
   }
   first.generalStringLists[u"Studios"] = {u"Studio A"};
   first.customStringLists[u"Shelf"] = {u"left", u"right"};

@@ -156,47 +156,32 @@ TEST_F(CRegKeyExTest, ReadsWhatIsWellFormedAndOfItsType) {
     std::string bytes;
     Result expected;
   } rows[] = {
-      {number, REG_DWORD, "\0\0\0\0"s, {0, "0"}},
-      {number, REG_DWORD, "\0\1\0\x80"s, {0, "2147483904"}},
-      {number, REG_DWORD, "\7"s, {0, "7"}},
-      {number, REG_DWORD, "", {0, "0"}},
+      // clang-format off
+      {number, REG_DWORD, "\0\0\0\0"s, {0, "0"}}, {number, REG_DWORD, "\0\1\0\x80"s, {0, "2147483904"}},
+      {number, REG_DWORD, "\7"s, {0, "7"}}, {number, REG_DWORD, "", {0, "0"}},
       {number, REG_DWORD, "\1\0\0\0\0\0\0\0"s, {ERROR_MORE_DATA, "42"}},
-      {number, REG_SZ, wide(u"1\0"s), {13, "42"}},
-      {number, REG_BINARY, "\1\0\0\0"s, {13, "42"}},
+      {number, REG_SZ, wide(u"1\0"s), {13, "42"}}, {number, REG_BINARY, "\1\0\0\0"s, {13, "42"}},
 
-      {text, REG_SZ, wide(u"\u00C4 x\0"s), {0, "\u00C4 x"}},
-      {text, REG_EXPAND_SZ, wide(u"%PATH%\0"s), {0, "%PATH%"}},
-      {text, REG_SZ, wide(u"a\0b\0"s), {0, "a"}},
-      {text, REG_SZ, "", {0, ""}},
-      {text, REG_SZ, wide(u"\0"s), {0, ""}},
-      {text, REG_SZ, wide(u"abc"), {13, "old"}},
-      {text, REG_SZ, wide(u"ab\0"s) + "\0"s, {13, "old"}},
-      {text, REG_SZ, "\0"s, {13, "old"}},
-      {text, REG_MULTI_SZ, wide(u"a\0\0"s), {13, "old"}},
+      {text, REG_SZ, wide(u"\u00C4 x\0"s), {0, "\u00C4 x"}}, {text, REG_EXPAND_SZ, wide(u"%PATH%\0"s), {0, "%PATH%"}},
+      {text, REG_SZ, wide(u"a\0b\0"s), {0, "a"}}, {text, REG_SZ, "", {0, ""}}, {text, REG_SZ, wide(u"\0"s), {0, ""}},
+      {text, REG_SZ, wide(u"abc"), {13, "old"}}, {text, REG_SZ, wide(u"ab\0"s) + "\0"s, {13, "old"}},
+      {text, REG_SZ, "\0"s, {13, "old"}}, {text, REG_MULTI_SZ, wide(u"a\0\0"s), {13, "old"}},
       {text, REG_BINARY, wide(u"a\0"s), {13, "old"}},
 
       {list, REG_MULTI_SZ, wide(u"b\0\u4E16c\0\0"s), {0, "old;b;\u4E16c;"}},
-      {list, REG_MULTI_SZ, wide(u"\0\0b\0\0c\0\0\0"s), {0, "old;b;c;"}},
-      {list, REG_MULTI_SZ, wide(u"\0\0"s), {0, "old;"}},
-      {list, REG_MULTI_SZ, "", {13, "old;"}},
-      {list, REG_MULTI_SZ, wide(u"\0"s), {13, "old;"}},
-      {list, REG_MULTI_SZ, "\0\0\0"s, {13, "old;"}},
-      {list, REG_MULTI_SZ, wide(u"b\0"s), {13, "old;"}},
-      {list, REG_MULTI_SZ, wide(u"b\0c"s), {13, "old;"}},
-      {list, REG_MULTI_SZ, wide(u"b\0\0"s) + "\0"s, {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"\0\0b\0\0c\0\0\0"s), {0, "old;b;c;"}}, {list, REG_MULTI_SZ, wide(u"\0\0"s), {0, "old;"}},
+      {list, REG_MULTI_SZ, "", {13, "old;"}}, {list, REG_MULTI_SZ, wide(u"\0"s), {13, "old;"}},
+      {list, REG_MULTI_SZ, "\0\0\0"s, {13, "old;"}}, {list, REG_MULTI_SZ, wide(u"b\0"s), {13, "old;"}},
+      {list, REG_MULTI_SZ, wide(u"b\0c"s), {13, "old;"}}, {list, REG_MULTI_SZ, wide(u"b\0\0"s) + "\0"s, {13, "old;"}},
       {list, REG_SZ, wide(u"b\0\0"s), {13, "old;"}},
 
       // Of another length than is asked for they are ignored.
-      {flags, REG_BINARY, "\0\1\x80\0\xFF"s, {0, "01101"}},
-      {flags, REG_BINARY, "\0\0\0\0"s, {0, "11011"}},
-      {flags, REG_BINARY, "", {0, "11011"}},
-      {flags, REG_SZ, "\0\0\0\0\0"s, {13, "11011"}},
-      {rect,
-       REG_BINARY,
-       "\7\0\0\0\xFF\xFF\xFF\xFF\0\0\1\0\0\1\0\0"s,
-       {0, sides({7, -1, 65536, 256})}},
+      {flags, REG_BINARY, "\0\1\x80\0\xFF"s, {0, "01101"}}, {flags, REG_BINARY, "\0\0\0\0"s, {0, "11011"}},
+      {flags, REG_BINARY, "", {0, "11011"}}, {flags, REG_SZ, "\0\0\0\0\0"s, {13, "11011"}},
+      {rect, REG_BINARY, "\7\0\0\0\xFF\xFF\xFF\xFF\0\0\1\0\0\1\0\0"s, {0, sides({7, -1, 65536, 256})}},
       {rect, REG_BINARY, "\7\0\0\0\0\0\0\0"s, {0, sides({1, 2, 3, 4})}},
       {rect, REG_DWORD, "\0\0\0\0"s, {13, sides({1, 2, 3, 4})}},
+      // clang-format on
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);

@@ -12,13 +12,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <memory>
 
 #include "platform/posix/registry_store.h"
 #include "settings/config.h"
+#include "support/file_content.h"
 #include "temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -78,11 +78,8 @@ class StoreTest : public testing::Test {
     ASSERT_EQ(key.Create(HKEY_CURRENT_USER, kKey), 0);
     for (int i = 0; i < 40; ++i) set(key, std::u16string(1, char16_t(u'\u4E00' + i)), i);
   }
-  std::string content() const {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  void write(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
+  std::string content() const { return readFile(path); }
+  void write(const std::string& text) const { writeFile(path, text); }
 
   TemporaryFolder folder;
   const fs::path path = folder.path / "new" / "settings.db";
@@ -160,8 +157,7 @@ TEST_F(StoreTest, QuarantinesADamagedFileWhenItIsWrittenTo) {
     EXPECT_EQ(get(u"same"), 4);
     EXPECT_EQ(get(u"\u4E01"), -1);
     EXPECT_TRUE(fs::is_symlink(path));
-    std::ifstream aside(name, std::ios::binary);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), damaged);
+    EXPECT_EQ(readFile(name), damaged);
     ++name.back();
   }
   EXPECT_FALSE(fs::exists(name));

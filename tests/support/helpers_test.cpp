@@ -56,9 +56,8 @@ TEST(DosDate, CountsDaysWithTheirParts) {
 TEST(StringTable, FindsWhatItHas) {
   EXPECT_EQ(tessaron::stringAt(3000), u"Lent");
   EXPECT_EQ(tessaron::stringAt(8510), u"This item is %s.");
-  for (const std::uint32_t number : {0u, 3008u, 3050u, 3059u, 0xFFFFFFFFu}) {
+  for (const std::uint32_t number : {0u, 3008u, 3050u, 3059u, 0xFFFFFFFFu})
     EXPECT_EQ(tessaron::stringAt(number), u"") << number;
-  }
 }
 
 TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
@@ -78,20 +77,13 @@ TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
   EXPECT_FALSE(whole.ok());
 }
 
-// Deflates `mebibytes` of zeros on the fly.
-std::vector<unsigned char> packedZeros(int mebibytes) {
-  z_stream stream{};
-  EXPECT_EQ(deflateInit(&stream, Z_BEST_SPEED), Z_OK);
-  std::vector<unsigned char> packed(4 << 20), zeros(1 << 20);
-  stream.next_out = packed.data();
-  stream.avail_out = static_cast<uInt>(packed.size());
-  for (int i = 1; i <= mebibytes; ++i) {
-    stream.next_in = zeros.data();
-    stream.avail_in = static_cast<uInt>(zeros.size());
-    deflate(&stream, i == mebibytes ? Z_FINISH : Z_NO_FLUSH);
-  }
-  packed.resize(packed.size() - stream.avail_out);
-  EXPECT_EQ(deflateEnd(&stream), Z_OK);
+// Deflates `mebibytes` of zeros.
+std::vector<unsigned char> packedZeros(std::size_t mebibytes) {
+  const std::vector<unsigned char> zeros(mebibytes << 20);
+  std::vector<unsigned char> packed(4 << 20);
+  uLongf size = packed.size();
+  EXPECT_EQ(compress2(packed.data(), &size, zeros.data(), zeros.size(), Z_BEST_SPEED), Z_OK);
+  packed.resize(size);
   return packed;
 }
 
@@ -116,12 +108,10 @@ TEST(CZDLLPlus, InflatesWholeStreamsUpToItsLimit) {
 TEST(IsReadable, ProbesInsteadOfTrusting) {
   const std::vector<char> large(1 << 20);
   EXPECT_TRUE(tessaron::isReadable(large.data(), large.size()));
-  EXPECT_FALSE(tessaron::isReadable(nullptr, 1));
   EXPECT_FALSE(tessaron::isReadable(nullptr, 0));
   for (const std::uintptr_t address :
-       {std::uintptr_t{1}, std::uintptr_t{64}, ~std::uintptr_t{0}, ~std::uintptr_t{0} - 4095}) {
+       {std::uintptr_t{0}, std::uintptr_t{64}, ~std::uintptr_t{0}, ~std::uintptr_t{4095}})
     EXPECT_FALSE(tessaron::isReadable(reinterpret_cast<const void*>(address), 16)) << address;
-  }
   EXPECT_FALSE(tessaron::isReadable(large.data(), ~std::size_t{0}));
 }
 

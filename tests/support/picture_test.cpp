@@ -5,11 +5,11 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/file_content.h"
 #include "support/picture_samples.h"
 #include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/loading.h"
@@ -30,8 +30,7 @@ class Scaler {
  public:
   int operator()(const std::string& content, fipWinImage& image, int width = 256,
                  int height = 256) {
-    std::ofstream(path_, std::ios::binary) << content;
-    return jpegScaleDirect(path_.u16string(), image, width, height);
+    return jpegScaleDirect(writeFile(path_, content), image, width, height);
   }
 
  private:
@@ -108,9 +107,8 @@ TEST(jpegScaleDirect, KeepsColorsAndResolution) {
       image->convertTo24Bits();
       RGBQUAD pixel;
       ASSERT_TRUE(image->getPixelColor(100, 5, &pixel));
-      EXPECT_NEAR(pixel.rgbRed, row.color[0], 4);
-      EXPECT_NEAR(pixel.rgbGreen, row.color[1], 4);
-      EXPECT_NEAR(pixel.rgbBlue, row.color[2], 4);
+      const int color[] = {pixel.rgbRed, pixel.rgbGreen, pixel.rgbBlue};
+      for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(color[i], row.color[i], 4);
     }
   }
 }
@@ -190,8 +188,8 @@ TEST(loadPicture, ReadsTheLayoutsOfTiffPixels) {
     fipImage drawing(row.type, 40, 30, static_cast<WORD>(row.bits)), picture;
     std::memset(drawing.accessPixels(), 0x3C, drawing.getScanWidth() * std::size_t{30});
     loadMeasured(saved(drawing, FIF_TIFF, row.compression), picture);
-    EXPECT_EQ(picture.getImageType(), row.type);
-    EXPECT_EQ(picture.getBitsPerPixel(), row.bits);
+    EXPECT_EQ(std::pair(picture.getImageType(), picture.getBitsPerPixel()),
+              std::pair(row.type, row.bits));
     EXPECT_EQ(std::memcmp(picture.accessPixels(), drawing.accessPixels(), row.bits * 40 / 8), 0);
   }
   // Inks become colors, and layouts whose size FreeImage mistakes are refused.
@@ -221,9 +219,9 @@ TEST(loadPicture, HidesWhatOnlyDescribesAPicture) {
         TiffBuilder(true).put(0x011B, 5, {72, 1}).build(),
         TiffBuilder(false).put(0x011A, 5, {0xFFFFFFFF, 1}).put(0x011B, 5, {1, 0}).build(),
         TiffBuilder(false)
-            .put(0x011A, 5, {60, 1})
-            .put(0x011B, 5, {40, 1})
-            .put(0x0128, 3, {3})
+            .put(0x11A, 5, {60, 1})
+            .put(0x11B, 5, {40, 1})
+            .put(0x128, 3, {3})
             .build()}) {
     fipImage picture;
     loadMeasured(content, picture);

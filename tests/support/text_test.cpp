@@ -134,37 +134,13 @@ TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
 }
 
 TEST(FixUnicode, LeavesAloneWhatItCannotProve) {
-  const std::u16string rightAlready[] = {u"",
-                                         u"plain ASCII",
-                                         u"Größe",
-                                         u"CAFÉ’S GREATEST",
-                                         u"TÖ – SCHÖ…",
-                                         u"IRMÃ’S",
-                                         u"«CAFÉ»",
-                                         u"Spaß”, sagte er",
-                                         u"café…”",
-                                         u"3×”",
-                                         u"Ã¼ and 日本",
-                                         u"Ã",
-                                         u"ÃB",
-                                         u"Ä",
-                                         u"À – É – Ô",
-                                         u"ÉTÉ – HIVER",
-                                         u"\u0080\u0081",
-                                         std::u16string(1, 0xD800),
-                                         u"Â\u0085",
-                                         u"100 € – 5 %",
-                                         u"“É”",
-                                         u"SEÑOR’S",
-                                         u"Lettre à\u00A0…",
-                                         u"Ô…toi",
-                                         u"Ö…sterreich",
-                                         u"LULEÅ–BODEN",
-                                         u"KILIÇ’IN",
-                                         u"CAFÉ\u0085",
-                                         u"100 Å³",
-                                         u"Ø½",
-                                         u"2×½"};
+  // clang-format off
+  const std::u16string rightAlready[] = {
+      u"", u"plain ASCII", u"Größe", u"CAFÉ’S GREATEST", u"TÖ – SCHÖ…", u"IRMÃ’S", u"«CAFÉ»", u"Spaß”, sagte er",
+      u"café…”", u"3×”", u"Ã¼ and 日本", u"Ã", u"ÃB", u"Ä", u"À – É – Ô", u"ÉTÉ – HIVER", u"\u0080\u0081",
+      std::u16string(1, 0xD800), u"Â\u0085", u"100 € – 5 %", u"“É”", u"SEÑOR’S", u"Lettre à\u00A0…", u"Ô…toi",
+      u"Ö…sterreich", u"LULEÅ–BODEN", u"KILIÇ’IN", u"CAFÉ\u0085", u"100 Å³", u"Ø½", u"2×½"};
+  // clang-format on
   for (const std::u16string& text : rightAlready) {
     std::u16string copy = text;
     EXPECT_FALSE(fixunicode(copy)) << wchar2utf8(text) << " became " << wchar2utf8(copy);

@@ -68,9 +68,8 @@ std::string TiffBuilder::build() const {
   main.put(0x0116, 3, {1}).put(0x0117, 4, {1});                      // rows and bytes in it
   if (const auto own = directories_.find(kMain); own != directories_.end())
     for (const auto& [number, entry] : own->second) main.directories_[kMain][number] = entry;
-  for (const auto& [kind, pointer] : kInner) {
+  for (const auto& [kind, pointer] : kInner)
     if (directories_.count(kind) != 0) main.put(pointer, 4, {0});
-  }
   const Entries& entries = main.directories_[kMain];
   const std::size_t mainSize = directory(entries, kHeader).size();  // wherever the others are
   std::string behind;
