@@ -7,12 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 
 #include "graphics/image_cache_internal.h"
 #include "support/allocations.h"
+#include "support/bytes.h"
+#include "support/file_content.h"
 #include "support/unreliable_file.h"
 
 namespace fs = std::filesystem;
@@ -23,19 +24,13 @@ namespace {
 constexpr std::size_t kHeader = 1026;
 constexpr std::size_t kSectionHeader = 108;
 
-std::string number(std::uint32_t value) {
-  std::string bytes;
-  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
-  return bytes;
-}
-
 const std::string kEmptyFile = "CM" + std::string(1024, '\0');
 
 // A section as it stands on disk, written down apart from the library's own encoder.
 std::string section(char key, const std::string& data, std::uint32_t offset = 0,
                     const std::u16string& tag = u"") {
-  std::string bytes = number(static_cast<std::uint32_t>(data.size())) + number(offset) +
-                      std::string(16, key) + std::string(16, '\0') + number(7);
+  std::string bytes = le32(static_cast<std::uint32_t>(data.size())) + le32(offset) +
+                      std::string(16, key) + std::string(16, '\0') + le32(7);
   for (const char16_t unit : tag) bytes += {static_cast<char>(unit), static_cast<char>(unit >> 8)};
   bytes.resize(kSectionHeader, '\0');
   return bytes + data;
@@ -70,12 +65,9 @@ class CImageCacheManTest : public testing::Test {
 
   void write(const std::string& content) const {
     fs::remove(path);  // emptying a file costs some file systems a flush
-    std::ofstream(fs::path(path), std::ios::binary) << content;
+    writeFile(path, content);
   }
-  std::string read() const {
-    std::ifstream file(fs::path(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  std::string read() const { return readFile(path); }
   fs::path workPath() const { return path + u",$~tmp~$"; }
 
   // The same in a process that a test starts, another one in another build folder.
@@ -120,41 +112,39 @@ TEST_F(CImageCacheManTest, WritesTheFrozenFormat) {
 TEST_F(CImageCacheManTest, ComparesAllFourKeys) {
   const std::string zero(16, '\0'), one(16, '\1');
   const std::u16string tag31(31, u'\u00FC'), tag32(32, u'y');
-  struct Row {
-    const std::string* savedKey2;
-    std::uint32_t savedVariant;
-    std::u16string savedTag;
-    const std::string* key2;
+  struct Key {
+    const std::string* second;
     std::uint32_t variant;
     std::u16string tag;
-    bool found;
   };
-  const Row rows[] = {
-      {nullptr, 1, u"", nullptr, 1, u"", true},
-      {nullptr, 1, u"", &zero, 1, u"", true},
-      {&zero, 1, u"", nullptr, 1, u"", true},
-      {&one, 1, u"", &one, 1, u"", true},
-      {&one, 1, u"", nullptr, 1, u"", false},
-      {nullptr, 1, u"", nullptr, 0x10001, u"", false},
-      {nullptr, 1, u"Cover", nullptr, 1, u"cOVER", true},
-      {nullptr, 1, u"Cover", nullptr, 1, u"Covers", false},
-      {nullptr, 1, u"Cover", nullptr, 1, u"Co-ver", false},
-      {nullptr, 1, u"a\0b"s, nullptr, 1, u"a\0c"s, true},
-      {nullptr, 1, tag31, nullptr, 1, std::u16string(31, u'\u00DC'), true},
-      {nullptr, 1, tag32, nullptr, 1, tag32, false},
-      {nullptr, 1, tag32, nullptr, 1, tag32.substr(1), true},
+  const std::tuple<Key, Key, bool> rows[] = {
+      {{nullptr, 1, u""}, {nullptr, 1, u""}, true},
+      {{nullptr, 1, u""}, {&zero, 1, u""}, true},
+      {{&zero, 1, u""}, {nullptr, 1, u""}, true},
+      {{&one, 1, u""}, {&one, 1, u""}, true},
+      {{&one, 1, u""}, {nullptr, 1, u""}, false},
+      {{nullptr, 1, u""}, {nullptr, 0x10001, u""}, false},
+      {{nullptr, 1, u"Cover"}, {nullptr, 1, u"cOVER"}, true},
+      {{nullptr, 1, u"Cover"}, {nullptr, 1, u"Covers"}, false},
+      {{nullptr, 1, u"Cover"}, {nullptr, 1, u"Co-ver"}, false},
+      {{nullptr, 1, u"a\0b"s}, {nullptr, 1, u"a\0c"s}, true},
+      {{nullptr, 1, tag31}, {nullptr, 1, std::u16string(31, u'\u00DC')}, true},
+      {{nullptr, 1, tag32}, {nullptr, 1, tag32}, false},
+      {{nullptr, 1, tag32}, {nullptr, 1, tag32.substr(1)}, true},
   };
-  for (const Row& row : rows) {
+  const auto pointer = [](const std::string* text) { return text ? bytesOf(*text) : nullptr; };
+  for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
+    const auto& [saved, asked, isFound] = row;
     write("");
     CImageCacheMan cache(path);
-    const auto pointer = [](const std::string* text) { return text ? bytesOf(*text) : nullptr; };
-    ASSERT_TRUE(cache.saveToCache(bytesOf(one), 1, bytesOf(one), pointer(row.savedKey2),
-                                  row.savedVariant, row.savedTag));
+    ASSERT_TRUE(cache.saveToCache(bytesOf(one), 1, bytesOf(one), pointer(saved.second),
+                                  saved.variant, saved.tag));
     std::vector<unsigned char> bytes;
-    EXPECT_EQ(cache.getFromCache(bytes, bytesOf(one), pointer(row.key2), row.variant, row.tag),
-              row.found);
-    EXPECT_FALSE(cache.getFromCache(bytes, bytesOf(zero), pointer(row.key2), row.variant, row.tag));
+    for (const std::string* first : {&one, &zero})
+      EXPECT_EQ(cache.getFromCache(bytes, bytesOf(*first), pointer(asked.second), asked.variant,
+                                   asked.tag),
+                isFound && first == &one);
   }
 }
 
@@ -328,7 +318,7 @@ TEST_F(CImageCacheManTest, NeedsLittleMemoryWhateverSizesAreClaimed) {
   const std::string large(8 << 20, 'L');
   std::string cut = section('c', "there");
   for (const std::uint32_t claim : {0xFFFFFFFFu, 0x80000000u, 0x200000u}) {
-    write(kEmptyFile + section('a', large) + cut.replace(0, 4, number(claim)));
+    write(kEmptyFile + section('a', large) + cut.replace(0, 4, le32(claim)));
     const std::size_t before = allocatedBytes();
     CImageCacheMan cache(path);
     EXPECT_EQ(cache.sections.back().dataSize, 5u + (1 << 20));

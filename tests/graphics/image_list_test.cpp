@@ -4,13 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "platform/picture.h"
 #include "settings/config.h"
+#include "support/bytes.h"
+#include "support/file_content.h"
+#include "support/picture_samples.h"
 #include "support/pictures/icon_file.h"
 #include "temporary_folder.h"
 
@@ -35,9 +37,8 @@ struct Filled {
     tessaron::destroyImageList(filler.imageList);
     _Config.has32BitDisplay = false;
   }
-  std::u16string write(const std::u16string& name, const std::string& content) {
-    std::ofstream(folder.path / name, std::ios::binary) << content;
-    return (folder.path / name).u16string();
+  std::u16string write(const std::u16string& name, const std::string& content) const {
+    return writeFile(folder.path / name, content);
   }
   int count() const { return tessaron::imageCount(filler.imageList); }
   std::vector<std::uint32_t> image(int index) const {
@@ -47,22 +48,11 @@ struct Filled {
   CImageListEx filler;
 };
 
-std::string number(std::uint32_t value, int bytes) {
-  std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
-  return text;
-}
-
 std::string encoded(FREE_IMAGE_FORMAT format, unsigned width, unsigned height, std::uint32_t argb) {
   fipImage image(FIT_BITMAP, static_cast<WORD>(width), static_cast<WORD>(height), 32);
   for (unsigned y = 0; y < height; ++y)
     std::fill_n(reinterpret_cast<std::uint32_t*>(image.getScanLine(y)), width, argb);
-  fipMemoryIO memory;
-  EXPECT_TRUE(image.saveToMemory(format, memory));
-  BYTE* data = nullptr;
-  DWORD size = 0;
-  memory.acquire(&data, &size);
-  return {reinterpret_cast<const char*>(data), size};
+  return saved(image, format);
 }
 
 struct Frame {
@@ -73,19 +63,14 @@ struct Frame {
 
 /// One color in a bitmap frame of any depth; the mask makes the left half transparent on demand.
 Frame bitmapFrame(int size, int bits, std::uint32_t argb, bool halfMasked = false) {
-  const auto n = static_cast<std::uint32_t>(size);
-  const std::size_t stride = (n * static_cast<std::uint32_t>(bits) + 31) / 32 * 4;
-  std::string text = number(40, 4) + number(n, 4) + number(2 * n, 4) + number(1, 2) +
-                     number(static_cast<std::uint32_t>(bits), 2) + std::string(24, '\0');
-  std::string row;
-  if (bits <= 8) {
-    text += number(argb & 0xFFFFFF, 4) + std::string((std::size_t{4} << bits) - 4, '\0');
-  } else {
-    for (int x = 0; x < size; ++x) row += number(argb, bits / 8);
-  }
-  row.resize(stride);
-  const std::size_t maskStride = (n + 31) / 32 * 4;
-  std::string mask(maskStride, '\0');
+  const auto n = static_cast<std::uint32_t>(size), depth = static_cast<std::uint32_t>(bits);
+  std::string text = le32(40) + le32(n) + le32(2 * n) + le16(1) + le16(depth);
+  text.resize(40);
+  std::string row, mask(std::size_t{(n + 31) / 32 * 4}, '\0');
+  if (bits <= 8) text += (le32(argb & 0xFFFFFF) + std::string((std::size_t{4} << bits) - 4, '\0'));
+  for (int x = 0; bits > 8 && x < size; ++x)
+    row += bits == 16 ? le16(argb) : le32(argb).substr(0, depth / 8);
+  row.resize((n * depth + 31) / 32 * 4);
   if (halfMasked) std::fill_n(mask.begin(), size / 16, '\xFF');
   for (int y = 0; y < size; ++y) text += row;
   for (int y = 0; y < size; ++y) text += mask;
@@ -93,27 +78,21 @@ Frame bitmapFrame(int size, int bits, std::uint32_t argb, bool halfMasked = fals
 }
 
 std::string iconOf(const std::vector<Frame>& frames) {
-  std::string directory =
-      number(0, 2) + number(1, 2) + number(static_cast<std::uint32_t>(frames.size()), 2);
-  std::size_t offset = 6 + 16 * frames.size();
-  std::string data;
+  const auto count = static_cast<std::uint32_t>(frames.size());
+  std::string directory = le16(0) + le16(1) + le16(count), data;
   for (const Frame& frame : frames) {
-    const auto size = static_cast<std::uint32_t>(frame.size % 256);
-    directory += number(size, 1) + number(size, 1) + number(0, 2) + number(1, 2) +
-                 number(static_cast<std::uint32_t>(frame.bits), 2) +
-                 number(static_cast<std::uint32_t>(frame.bytes.size()), 4) +
-                 number(static_cast<std::uint32_t>(offset), 4);
+    const std::string side(1, static_cast<char>(frame.size));
+    directory += side + side + le16(0) + le16(1) + le16(static_cast<std::uint32_t>(frame.bits)) +
+                 le32(static_cast<std::uint32_t>(frame.bytes.size())) +
+                 le32(static_cast<std::uint32_t>(6 + 16 * count + data.size()));
     data += frame.bytes;
-    offset += frame.bytes.size();
   }
   return directory + data;
 }
 
-const std::string& sampleIcon() {
-  static const std::string icon =
-      iconOf({bitmapFrame(16, 4, kRed), bitmapFrame(16, 32, kGreen), bitmapFrame(32, 24, kBlue),
-              bitmapFrame(48, 32, kYellow)});
-  return icon;
+std::string sampleIcon() {
+  return iconOf({bitmapFrame(16, 4, kRed), bitmapFrame(16, 32, kGreen), bitmapFrame(32, 24, kBlue),
+                 bitmapFrame(48, 32, kYellow)});
 }
 
 TEST(CImageListEx, TakesTheStripsApart) {
@@ -165,17 +144,12 @@ TEST(CImageListEx, TakesFilesByTheirEndings) {
   Filled list(16);
   const std::string png = encoded(FIF_PNG, 7, 3, kRed);
   std::vector<std::u16string> files = {
-      list.write(u"a.ICO", sampleIcon()),
-      list.write(u"b.jpg", encoded(FIF_PNG, 7, 3, kBlue)),
-      list.write(u"c.Png", png),
-      list.write(u"d\u00E9\u97F3.bmp", encoded(FIF_BMP, 40, 40, kBlue)),
-      list.write(u"broken.png", png.substr(0, 30)),
-      list.write(u"broken.ico", "no icon"),
-      u"",
-      u"png",
-      u"missing.ico",
-      list.folder.path.u16string(),
-      list.write(u"e.icopng", png)};
+      list.write(u"a.ICO", sampleIcon()), list.write(u"b.jpg", encoded(FIF_PNG, 7, 3, kBlue)),
+      list.write(u"c.Png", png), list.write(u"d\u00E9\u97F3.bmp", encoded(FIF_BMP, 40, 40, kBlue)),
+      // clang-format off
+      list.write(u"broken.png", png.substr(0, 30)), list.write(u"broken.ico", "no icon"), u"", u"png",
+      u"missing.ico", list.folder.path.u16string(), list.write(u"e.icopng", png)};
+  // clang-format on
   list.filler.Reload(103U, files);
   ASSERT_EQ(list.count(), 11 + 4);
   EXPECT_THAT(list.image(11), Each(kGreen));
@@ -215,12 +189,13 @@ TEST(CImageListEx, ChoosesTheFrameOfAnIcon) {
 }
 
 TEST(CImageListEx, ReadsIconsOfAnyDepth) {
-  for (const int bits : {1, 4, 8, 24, 32}) {
+  for (const int bits : {1, 4, 8, 16, 24, 32}) {
     SCOPED_TRACE(bits);
     Filled list(16, bits == 32);
-    // The alpha channel goes before the mask.
-    const std::uint32_t color = bits == 32 ? 0x400000FF : kBlue;
-    list.filler.InsertIconEx(list.write(u"i.ico", iconOf({bitmapFrame(16, bits, color, true)})), 0);
+    // The alpha channel goes before the mask; 31 is all the blue that 16 bits have.
+    const std::uint32_t color = bits == 32 ? 0x400000FF : kBlue, stored = bits == 16 ? 31 : color;
+    list.filler.InsertIconEx(list.write(u"i.ico", iconOf({bitmapFrame(16, bits, stored, true)})),
+                             0);
     ASSERT_EQ(list.count(), 1);
     const std::vector<std::uint32_t> image = list.image(0);
     EXPECT_EQ(image[255], color);
@@ -228,9 +203,7 @@ TEST(CImageListEx, ReadsIconsOfAnyDepth) {
   }
 }
 
-auto bytesOf(const std::string& text) { return std::as_bytes(std::span(text)); }
-
-TEST(DecodeIcon, ReadsCompressedFrames) {
+TEST(DecodeIcon, ReadsCompressedFramesAndSkipsCutOnes) {
   const std::string file =
       iconOf({bitmapFrame(16, 32, kGreen), {256, 32, encoded(FIF_PNG, 256, 256, kYellow)}});
   Pixels icon;
@@ -238,11 +211,8 @@ TEST(DecodeIcon, ReadsCompressedFrames) {
   EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(200 * 200, kYellow));
   ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 32, 32, icon));
   EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(32 * 32, kGreen));
-}
-
-TEST(DecodeIcon, SkipsAFrameThatIsCut) {
+  // A frame that is cut.
   const std::string cut = sampleIcon().substr(0, sampleIcon().size() - 1);
-  Pixels icon;
   EXPECT_FALSE(tessaron::decodeIcon(bytesOf(cut), 48, 48, icon));
   EXPECT_TRUE(tessaron::decodeIcon(bytesOf(cut), 32, 32, icon));
 }
@@ -251,7 +221,7 @@ TEST(CImageListEx, RefusesHugePictures) {
   std::string png = encoded(FIF_PNG, 1, 1, kRed);
   png.replace(16, 8, std::string("\0\0\xEA\x60\0\0\xEA\x60", 8));  // 60000 x 60000
   Frame frame = bitmapFrame(16, 32, kGreen);
-  frame.bytes.replace(4, 8, number(4096, 4) + number(8192, 4));
+  frame.bytes.replace(4, 8, le32(4096) + le32(8192));
   Filled list(16);
   list.filler.Reload(103U, {list.write(u"a.png", png), list.write(u"b.ico", iconOf({frame})),
                             list.write(u"c.ico", iconOf({{16, 32, png}}))});

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <vector>
 
 #include "support/allocations.h"
+#include "support/file_content.h"
 #include "support/picture_samples.h"
 #include "support/properties.h"
 #include "support/tiff_builder.h"
@@ -72,9 +72,11 @@ const Row kRows[] = {
     {0x9286, kUndefined, {}, "UNICODE\0h\0i\0"s, "40206=hi"},
     {0x9286, kUndefined, {}, "UNICODE\0\0h\0i"s, "40206=hi"},
     {0x9286, kUndefined, {}, "UNICODE\0\xFE\xFF\x66\x1F"s, "40206=星"},
+    {0x9286, kUndefined, {}, "UNICODE\0\x66\x1F\0h"s, "40206=星h"},
     {0x9286, kUndefined, {}, "JIS\0\0\0\0\0x"s, ""},
     {0x9286, kUndefined, {}, "ASCII\0\0"s, ""},
     {0x0132, kText, {}, "2004:05:06 07:08:09\0"s, "40212=2004-05-06 07:08:09"},
+    {0x9003, kText, {}, "2004:05:06\0"s, "40213=2004-05-06"},
     {0x9003, kText, {}, "0000:00:00 00:00:00\0"s, ""},
     {0x9003, kText, {}, "    :  :     :  :  \0"s, ""},
     {0x9004, kText, {}, "May 2004\0"s, "40214=May 2004"},
@@ -112,20 +114,17 @@ const Row kRows[] = {
 
 // All kinds of values in all directories.
 TiffBuilder everything(bool bigEndian) {
+  // clang-format off
   TiffBuilder tiff(bigEndian);
-  tiff.putBytes(0x010F, kText, "Acme\0"s)
-      .putBytes(0x0110, kText, "Foto 3\0"s)
-      .put(0x0112, kShort, {6});
-  tiff.put(0x829A, kRational, {1, 60}, TiffBuilder::kExif);
-  tiff.put(0x9204, kSignedRational, {negative(-2), 3}, TiffBuilder::kExif);
-  tiff.putBytes(0x9286, kUndefined, "ASCII\0\0\0seen"s, TiffBuilder::kExif);
-  tiff.putBytes(1, kText, "N\0"s, TiffBuilder::kGps);
-  tiff.put(2, kRational, {48, 1, 51, 1, 296, 10}, TiffBuilder::kGps);
-  tiff.putBytes(3, kText, "W\0"s, TiffBuilder::kGps);
-  tiff.put(4, kRational, {2, 1, 17670, 1000, 0, 1}, TiffBuilder::kGps);
-  tiff.put(5, kBytes, {1}, TiffBuilder::kGps);
-  tiff.put(6, kRational, {421, 10}, TiffBuilder::kGps);
-  return tiff;
+  constexpr auto kExif = TiffBuilder::kExif, kGps = TiffBuilder::kGps;
+  return tiff.putBytes(0x010F, kText, "Acme\0"s).putBytes(0x0110, kText, "Foto 3\0"s)
+      .put(0x0112, kShort, {6})
+      .put(0x829A, kRational, {1, 60}, kExif).put(0x9204, kSignedRational, {negative(-2), 3}, kExif)
+      .putBytes(0x9286, kUndefined, "ASCII\0\0\0seen"s, kExif)
+      .putBytes(1, kText, "N\0"s, kGps).put(2, kRational, {48, 1, 51, 1, 296, 10}, kGps)
+      .putBytes(3, kText, "W\0"s, kGps).put(4, kRational, {2, 1, 17670, 1000, 0, 1}, kGps)
+      .put(5, kBytes, {1}, kGps).put(6, kRational, {421, 10}, kGps);
+  // clang-format on
 }
 
 const std::string kEverything =
@@ -138,7 +137,7 @@ class CGPImageMDParserTest : public testing::Test {
  protected:
   // What is said of a file with this content.
   std::string read(const std::string& content) const {
-    std::ofstream(path, std::ios::binary) << content;
+    writeFile(path, content);
     PropertyMap map;
     const bool found = CGPImageMDParser().parseByFileName(path.u16string(), map);
     EXPECT_EQ(found, !map.empty());
@@ -204,7 +203,7 @@ TEST_F(CGPImageMDParserTest, TakesNoMoreThanIsWanted) {
   for (std::uint16_t number = 0x4000; number < 0x40F0; ++number) {  // all claim the same megabytes
     tiff.putBytes(number, kUndefined, "12345678").lie(number, kLongText - 0x4000);
   }
-  std::ofstream(path, std::ios::binary) << tiff.build();
+  writeFile(path, tiff.build());
   const std::size_t before = allocatedBytes();
   PropertyMap map;
   EXPECT_TRUE(CGPImageMDParser().parseByFileName(path.u16string(), map));

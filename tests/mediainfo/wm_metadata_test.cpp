@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <fstream>
-
+#include "mediainfo/mp4_sound_internal.h"
 #include "support/allocations.h"
 #include "support/bytes.h"
+#include "support/file_content.h"
 #include "support/properties.h"
 #include "support/sound_builder.h"
 #include "temporary_folder.h"
@@ -24,7 +24,7 @@ class CWMMDParserTest : public testing::Test {
  protected:
   // What is said of a file with this content.
   std::string read(const std::string& content, std::int32_t category = kAudio) {
-    std::ofstream(path, std::ios::binary) << content;
+    writeFile(path, content);
     PropertyMap map;
     const std::size_t before = allocatedBytes();
     found = CWMMDParser(category).parseByFileName(path.u16string(), map);
@@ -85,6 +85,9 @@ TEST_F(CWMMDParserTest, ReadsEveryVersionOfId3) {
       {id3Tag(4, id3Frame(3, "TIT2", '\0' + std::string(200, 'L')) + id3Text(4, "TPE1", "M")),
        "40301=" + std::string(200, 'L') + " 40302=M"},
       {id3Tag(4, id3Frame(4, "TIT2", bytes({0, 'A', 0xFF, 0, 'B'}), 0x0002)), "40301=AÿB"},
+      {id3Tag(3, id3Frame(3, "TT2" + std::string(1, '\0'), std::string("\0Lied", 5))),
+       "40301=Lied"},
+      {id3Tag(3, id3Frame(3, "COMM", std::string("\0eng\0fine", 9))), "40308=fine"},
       {id3Tag(3, ""), ""},
       {id3Tag(7, frames(3)), ""},
       {"", ""},
@@ -142,6 +145,53 @@ TEST_F(CWMMDParserTest, ReadsNothingElse) {
   PropertyMap map;
   EXPECT_FALSE(CWMMDParser(kAudio).parseByFileName(folder.path.u16string(), map));
   EXPECT_FALSE(CWMMDParser(kAudio).parseByFileName(u"", map));
+}
+
+// An MP4 file with a picture's and a sound's track. The configuration is what AAC says of itself.
+std::string mp4File(int codec, const std::string& configuration, const std::string& fields,
+                    const std::string& entry) {
+  const auto descriptor = [](int tag, const std::string& content) {
+    return bytes({tag, 0x80, 0x80, static_cast<int>(content.size())}) + content;
+  };
+  const auto track = [](const std::string& kind, const std::string& description) {
+    return mp4Box("trak", mp4Box("mdia", mp4Box("hdlr", be32(0) + be32(0) + kind) +
+                                             mp4Box("minf", mp4Box("stbl", description))));
+  };
+  const std::string decoder = bytes({codec}) + std::string(12, '\0') + descriptor(5, configuration);
+  const std::string esds = be32(0) + descriptor(3, be16(1) + fields + descriptor(4, decoder));
+  const std::string entries =
+      be32(0) + be32(1) + mp4Box(entry, std::string(28, '\0') + mp4Box("esds", esds));
+  return mp4Box("ftyp", "M4A ") +
+         mp4Box("moov", track("vide", "") + track("soun", mp4Box("stsd", entries)));
+}
+
+TEST(Mp4Channels, ReadsWhatAacSaysOfItself) {
+  const std::string stereo = bytes({0x12, 0x10}), plain(1, '\0');
+  const struct {
+    int codec;
+    std::string configuration, fields;
+    std::uint32_t channels = 0;  // 0 for none
+    std::string entry = "mp4a";
+  } rows[] = {
+      {0x40, stereo, plain, 2},
+      {0x40, stereo, bytes({0xE0, 9, 9, 2, 9, 9, 9, 9}), 2},  // all optional fields
+      {0x40, bytes({0x12, 0x08}), plain, 1},
+      {0x40, bytes({0xEA, 0x08}), plain, 2},              // parametric stereo
+      {0x40, bytes({0x17, 0x80, 0, 0, 0x30}), plain, 6},  // a rate in full
+      {0x40, bytes({0xF8, 0x08, 0xE0}), plain, 8},        // a type beyond 31
+      {0x40, bytes({0x12, 0x00}), plain},
+      {0x40, bytes({0x12}), plain},
+      {0x66, stereo, plain, 2},
+      {0x68, stereo, plain, 2},
+      {0x65, stereo, plain},
+      {0x69, stereo, plain},
+      {0x40, stereo, plain, 0, "alac"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    const std::string file = mp4File(row.codec, row.configuration, row.fields, row.entry);
+    EXPECT_EQ(tessaron::mp4Channels(*tessaron::memoryFile(file)).value_or(0), row.channels);
+  }
 }
 
 TEST_F(CWMMDParserTest, KeepsWhatIsThere) {
