@@ -2,16 +2,9 @@
 
 #include <zlib.h>
 
+#include "support/bytes.h"
+
 namespace samples {
-namespace {
-
-std::string number(std::uint32_t value) {
-  std::string bytes;
-  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
-  return bytes;
-}
-
-}  // namespace
 
 std::string packageHeader() {
   std::string header("TP\1\0", 4);
@@ -21,8 +14,8 @@ std::string packageHeader() {
 
 std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t size,
                      const std::string& data) {
-  return number(id) + number(static_cast<std::uint32_t>(packedSize)) +
-         number(static_cast<std::uint32_t>(size)) + std::string(64, '\x55') + data;
+  return le32(id) + le32(static_cast<std::uint32_t>(packedSize)) +
+         le32(static_cast<std::uint32_t>(size)) + std::string(64, '\x55') + data;
 }
 
 std::string deflated(const std::string& content) {

@@ -1,8 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
+#include "support/file_content.h"
 #include "support/package_samples.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
@@ -20,10 +19,6 @@ CThemeScheme schemeOf(const std::string& xml) {
   TiXmlDocument document;
   EXPECT_FALSE(tessaron::parseXml(xml, document)) << xml;
   return CThemeScheme(document.RootElement());
-}
-
-void write(const fs::path& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
 }
 
 }  // namespace
@@ -51,29 +46,24 @@ TEST(CThemeScheme, ReadsAllThatAnElementHas) {
 }
 
 TEST(CThemeScheme, TakesWhatItKnows) {
-  const struct {
-    const char* inner;
-    const char16_t *fullFrame, *background;
-    int uwidth;
-    std::size_t groups;
-  } rows[] = {
-      {"<templates><t mode='fullframe'/></templates>", u"", u"", 0, 0},
-      {"<templates><t mode='FullFrame' file='f'/></templates>", u"", u"", 0, 0},
-      {"<Templates><t mode='fullframe' file='f'/></Templates>", u"", u"", 0, 0},
-      {"<virtualshelf background='b' uwidth='wide'><g/></virtualshelf>", u"", u"b", 0, 1},
-      {"<VirtualShelf background='b' uwidth='4'><g/></VirtualShelf>", u"", u"", 0, 0},
+  const std::pair<const char*, const char*> rows[] = {
+      // template, background, width, groups
+      {"<templates><t mode='fullframe'/></templates>", "//0/0"},
+      {"<templates><t mode='FullFrame' file='f'/></templates>", "//0/0"},
+      {"<Templates><t mode='fullframe' file='f'/></Templates>", "//0/0"},
+      {"<virtualshelf background='b' uwidth='wide'><g/></virtualshelf>", "/b/0/1"},
+      {"<VirtualShelf background='b' uwidth='4'><g/></VirtualShelf>", "//0/0"},
       {"<virtualshelf background='a' uwidth='4'><g/></virtualshelf>"
        "<virtualshelf uheight='1'><g/><h/></virtualshelf>",
-       u"", u"a", 0, 3},
-      {"<virtualshelf background='a'/><virtualshelf background='b' uwidth='5'/>", u"", u"b", 5, 0},
+       "/a/0/3"},
+      {"<virtualshelf background='a'/><virtualshelf background='b' uwidth='5'/>", "/b/5/0"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.inner);
-    const CThemeScheme scheme = schemeOf("<theme>" + std::string(row.inner) + "</theme>");
-    EXPECT_EQ(scheme.fullFrameTemplate, row.fullFrame);
-    EXPECT_EQ(scheme.background, row.background);
-    EXPECT_EQ(scheme.uwidth, row.uwidth);
-    EXPECT_EQ(scheme.groups.size(), row.groups);
+  for (const auto& [inner, expected] : rows) {
+    const CThemeScheme scheme = schemeOf("<theme>" + std::string(inner) + "</theme>");
+    const std::string known =
+        tessaron::toUtf8(scheme.fullFrameTemplate + u'/' + scheme.background + u'/') +
+        std::to_string(scheme.uwidth) + '/' + std::to_string(scheme.groups.size());
+    EXPECT_EQ(known, expected) << inner;
   }
   EXPECT_EQ(CThemeScheme(nullptr).name, u"");
 }
@@ -99,10 +89,10 @@ TEST(CThemeMan, ListsAndSelectsPackages) {
   const TemporaryFolder folder;
   const fs::path data = folder.path;
   const std::string good = samples::package({{"back.png", "b"}, {"../evil.png", "x"}});
-  write(data / "DefaultTheme.tpk", good);
-  write(data / "Other.TPK", samples::packageHeader());
-  write(data / "foreign.tpk", "no package");
-  write(data / "tpk", good);
+  writeFile(data / "DefaultTheme.tpk", good);
+  writeFile(data / "Other.TPK", samples::packageHeader());
+  writeFile(data / "foreign.tpk", "no package");
+  writeFile(data / "tpk", good);
   fs::create_directory(data / "folder.tpk");
 
   CThemeMan themes(data.u16string());
@@ -137,7 +127,7 @@ TEST(CThemeMan, ListsAndSelectsPackages) {
   EXPECT_EQ(themes.picturePath(u"none.png"), u"");
 
   fs::remove_all(data / samples::kIdentifier);
-  write(data / samples::kIdentifier, "in the way");
+  writeFile(data / samples::kIdentifier, "in the way");
   EXPECT_FALSE(themes.select(u"DefaultTheme.tpk", 0));
   EXPECT_EQ(themes.lastReport().failure, tessaron::PackageReport::Failure::CannotCreate);
   EXPECT_EQ(themes.scheme()->name, u"Light");
@@ -166,8 +156,8 @@ TEST(CheckTheme, WarnsOfWhatIsNotMeant) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.description);
     const TemporaryFolder folder;
-    write(folder.path / "main.xml", "<p>" + std::string(row.description) + "</p>");
-    for (const char* file : {"a.png", "b.png", "LICENSE"}) write(folder.path / file, "x");
+    writeFile(folder.path / "main.xml", "<p>" + std::string(row.description) + "</p>");
+    for (const char* file : {"a.png", "b.png", "LICENSE"}) writeFile(folder.path / file, "x");
     std::string package, text;
     std::vector<tessaron::ThemeWarning> warnings;
     EXPECT_FALSE(tessaron::packFolder(folder.path.u16string(), package, warnings));
