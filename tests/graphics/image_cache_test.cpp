@@ -118,19 +118,17 @@ TEST_F(CImageCacheManTest, ComparesAllFourKeys) {
     std::u16string tag;
   };
   const std::tuple<Key, Key, bool> rows[] = {
-      {{nullptr, 1, u""}, {nullptr, 1, u""}, true},
-      {{nullptr, 1, u""}, {&zero, 1, u""}, true},
-      {{&zero, 1, u""}, {nullptr, 1, u""}, true},
-      {{&one, 1, u""}, {&one, 1, u""}, true},
-      {{&one, 1, u""}, {nullptr, 1, u""}, false},
-      {{nullptr, 1, u""}, {nullptr, 0x10001, u""}, false},
+      // clang-format off
+      {{nullptr, 1, u""}, {nullptr, 1, u""}, true}, {{nullptr, 1, u""}, {&zero, 1, u""}, true},
+      {{&zero, 1, u""}, {nullptr, 1, u""}, true}, {{&one, 1, u""}, {&one, 1, u""}, true},
+      {{&one, 1, u""}, {nullptr, 1, u""}, false}, {{nullptr, 1, u""}, {nullptr, 0x10001, u""}, false},
       {{nullptr, 1, u"Cover"}, {nullptr, 1, u"cOVER"}, true},
       {{nullptr, 1, u"Cover"}, {nullptr, 1, u"Covers"}, false},
       {{nullptr, 1, u"Cover"}, {nullptr, 1, u"Co-ver"}, false},
       {{nullptr, 1, u"a\0b"s}, {nullptr, 1, u"a\0c"s}, true},
       {{nullptr, 1, tag31}, {nullptr, 1, std::u16string(31, u'\u00DC')}, true},
-      {{nullptr, 1, tag32}, {nullptr, 1, tag32}, false},
-      {{nullptr, 1, tag32}, {nullptr, 1, tag32.substr(1)}, true},
+      {{nullptr, 1, tag32}, {nullptr, 1, tag32}, false}, {{nullptr, 1, tag32}, {nullptr, 1, tag32.substr(1)}, true},
+      // clang-format on
   };
   const auto pointer = [](const std::string* text) { return text ? bytesOf(*text) : nullptr; };
   for (const auto& row : rows) {

@@ -122,13 +122,10 @@ std::vector<double> middles(const std::vector<float>& shares) {
 }
 
 const std::vector<float> kPies[] = {
-    {100},
-    {50, 50},
-    {75, 25},
-    {40, 30, 15, 10, 5},
-    {30, 25, 20, 12, 8, 5},
-    {18, 14, 12, 10, 9, 8, 7, 6, 5, 4, 4, 3},
+    // clang-format off
+    {100}, {50, 50}, {75, 25}, {40, 30, 15, 10, 5}, {30, 25, 20, 12, 8, 5}, {18, 14, 12, 10, 9, 8, 7, 6, 5, 4, 4, 3},
     {10, 10, 10, 10, 10, 8, 8, 7, 6, 5, 5, 4, 3, 2, 2},
+    // clang-format on
 };
 
 // The first test, so that the threads find GDI+ not yet started.

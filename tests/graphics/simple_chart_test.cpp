@@ -110,12 +110,11 @@ TEST(GPSimpleChart, PrintsATableWithTabs) {
     scdata item;
     std::string expected;
   } rows[] = {
-      {{u"Rock", 12, 37.5F}, "Rock\t12\t37.50%\n"},
-      {{u"third", 1, third}, "third\t1\t0.33%\n"},
-      {{u"a\tb \"c\"", -3, -0.005F}, "a\tb \"c\"\t-3\t-0.00%\n"},
-      {{u"Ωδ 音", 0, 99.999F}, "Ωδ 音\t0\t100.00%\n"},
-      {{u"tie", 0, 0.125F}, "tie\t0\t0.12%\n"},
-      {{u"", 0, std::numeric_limits<float>::lowest()},
+      // clang-format off
+      {{u"Rock", 12, 37.5F}, "Rock\t12\t37.50%\n"}, {{u"third", 1, third}, "third\t1\t0.33%\n"},
+      {{u"a\tb \"c\"", -3, -0.005F}, "a\tb \"c\"\t-3\t-0.00%\n"}, {{u"Ωδ 音", 0, 99.999F}, "Ωδ 音\t0\t100.00%\n"},
+      {{u"tie", 0, 0.125F}, "tie\t0\t0.12%\n"}, {{u"", 0, std::numeric_limits<float>::lowest()},
+       // clang-format on
        "\t0\t-340282346638528859811704183484516925440.00%\n"},
       {{u"none", 0, -kNan}, "none\t0\tnan%\n"},
       {{u"all", 0, kInfinity}, "all\t0\tinf%\n"},

@@ -82,9 +82,7 @@ std::vector<Row> streams() {
   };
   // clang-format off
   return {
-      {"nothing", "", ""},
-      {"the program end alone", kEnd, ""},
-      {"audio alone", pack + audio + audio, ""},
+      {"nothing", "", ""}, {"the program end alone", kEnd, ""}, {"audio alone", pack + audio + audio, ""},
       {"MPEG-2", pack + kSystem + end, kVideo},
       {"MPEG-2, time stamp and stuffing",
        mpeg2Pack(7) + packet(0xE3, kMpeg2Stamp, sequence(3)) + tail, kVideo},

@@ -1,11 +1,11 @@
 #include "mediainfo/wm_metadata.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include "mediainfo/mp4_sound_internal.h"
 #include "support/allocations.h"
 #include "support/bytes.h"
+#include "support/deflated.h"
 #include "support/file_content.h"
 #include "support/properties.h"
 #include "support/sound_builder.h"
@@ -38,15 +38,6 @@ class CWMMDParserTest : public testing::Test {
   bool found = false;
   std::size_t allocated = 0;  // in bytes
 };
-
-std::string deflated(const std::string& text) {
-  uLongf size = compressBound(static_cast<uLong>(text.size()));
-  std::string packed(size, '\0');
-  compress2(reinterpret_cast<Bytef*>(packed.data()), &size,
-            reinterpret_cast<const Bytef*>(text.data()), static_cast<uLong>(text.size()), 9);
-  packed.resize(size);
-  return packed;
-}
 
 // A zero after each 0xFF, as tags have it that avoid what looks like a frame of sound.
 std::string unsynchronized(const std::string& bytes) {
@@ -87,10 +78,10 @@ TEST_F(CWMMDParserTest, ReadsEveryVersionOfId3) {
       {id3Tag(4, id3Frame(4, "TIT2", bytes({0, 'A', 0xFF, 0, 'B'}), 0x0002)), "40301=AÿB"},
       {id3Tag(3, id3Frame(3, "TT2" + std::string(1, '\0'), std::string("\0Lied", 5))),
        "40301=Lied"},
-      {id3Tag(3, id3Frame(3, "COMM", std::string("\0eng\0fine", 9))), "40308=fine"},
-      {id3Tag(3, ""), ""},
-      {id3Tag(7, frames(3)), ""},
-      {"", ""},
+      // clang-format off
+      {id3Tag(3, id3Frame(3, "COMM", std::string("\0eng\0fine", 9))), "40308=fine"}, {id3Tag(3, ""), ""},
+      {id3Tag(7, frames(3)), ""}, {"", ""},
+      // clang-format on
   };
   for (const auto& [tag, expected] : rows) {
     SCOPED_TRACE(&expected - &rows[0].second);
@@ -179,13 +170,10 @@ TEST(Mp4Channels, ReadsWhatAacSaysOfItself) {
       {0x40, bytes({0xEA, 0x08}), plain, 2},              // parametric stereo
       {0x40, bytes({0x17, 0x80, 0, 0, 0x30}), plain, 6},  // a rate in full
       {0x40, bytes({0xF8, 0x08, 0xE0}), plain, 8},        // a type beyond 31
-      {0x40, bytes({0x12, 0x00}), plain},
-      {0x40, bytes({0x12}), plain},
-      {0x66, stereo, plain, 2},
-      {0x68, stereo, plain, 2},
-      {0x65, stereo, plain},
-      {0x69, stereo, plain},
-      {0x40, stereo, plain, 0, "alac"},
+                                                          // clang-format off
+      {0x40, bytes({0x12, 0x00}), plain}, {0x40, bytes({0x12}), plain}, {0x66, stereo, plain, 2},
+      {0x68, stereo, plain, 2}, {0x65, stereo, plain}, {0x69, stereo, plain}, {0x40, stereo, plain, 0, "alac"},
+                                                          // clang-format on
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
@@ -205,7 +193,8 @@ TEST_F(CWMMDParserTest, KeepsWhatIsThere) {
 
 // Kilobytes that inflate to gigabytes: plain, hidden in frames of frames, and in other containers.
 TEST_F(CWMMDParserTest, InflatesNothing) {
-  const std::string bomb = be32(64 * kMiB) + deflated(std::string(64 * kMiB, 'x'));
+  const std::string bomb =
+      be32(64 * kMiB) + deflated(std::string(64 * kMiB, 'x'), Z_BEST_COMPRESSION);
   const std::string three = id3Frame(3, "TXXX", bomb, 0x0080);
   const std::string four = id3Frame(4, "TXXX", bomb, 0x0009);
   const std::string title = id3Text(3, "TIT2", "Lied");

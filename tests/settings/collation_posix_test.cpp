@@ -24,14 +24,12 @@ TEST(CCollationSystem, ComparesNumbersOfAnyLengthByValue) {
     std::u16string a, b;
     int expected;
   } rows[] = {
-      {ones, u"2" + ones.substr(1), -1},
-      {u"9" + ones.substr(50), ones, -1},
-      {u"é9" + ones.substr(50), u"é" + ones, -1},
-      {u"é9" + ones.substr(1), u"é10" + ones.substr(1), -1},
-      {u"é000" + ones, u"é" + ones, 0},
-      {ones, u"a", -1},
-      {u"!", ones, -1},
+      // clang-format off
+      {ones, u"2" + ones.substr(1), -1}, {u"9" + ones.substr(50), ones, -1},
+      {u"é9" + ones.substr(50), u"é" + ones, -1}, {u"é9" + ones.substr(1), u"é10" + ones.substr(1), -1},
+      {u"é000" + ones, u"é" + ones, 0}, {ones, u"a", -1}, {u"!", ones, -1},
       {u"é" + ones + u"a", u"É" + ones + u"B", -1},
+      // clang-format on
   };
   for (const auto& row : rows) {
     EXPECT_EQ(compare(row.a, row.b), row.expected);

@@ -29,11 +29,10 @@ TEST(CCollationSystem, CapitalizesWords) {
       {u"", u""},
       {u"mcDONALD o'BRIEN", u"Mcdonald O'brien"},
       {u"a  b", u"A  b"},  // the second space is the word's first unit
-      {u"a   b", u"A   B"},
-      {u" ab", u" ab"},
-      {u"ab ", u"Ab "},
-      {u"x\u00A0y\tz", u"X\u00A0Y\tz"},
+      // clang-format off
+      {u"a   b", u"A   B"}, {u" ab", u" ab"}, {u"ab ", u"Ab "}, {u"x\u00A0y\tz", u"X\u00A0Y\tz"},
       {u"ÉMILE ørsted IÏ ßA", u"Émile Ørsted Iï ßa"},
+      // clang-format on
       {u"\xD801\xDC28 \xD801", u"\xD801\xDC28 \xD801"},  // unit by unit: no pair is looked at
   };
   for (const auto& row : rows) {

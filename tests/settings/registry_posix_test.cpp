@@ -221,12 +221,10 @@ TEST_F(StoreTest, TellsAClosedFolderFromAMissingStore) {
   chmod(path.parent_path().c_str(), 0755);
 }
 
-// $TESSARON_FLIPS sets how many bits are flipped, each in a store of its own.
 TEST_F(StoreTest, StandsSingleFlippedBits) {
   make();
   const std::string sound = content();
-  const char* const wanted = std::getenv("TESSARON_FLIPS");
-  const std::size_t flips = wanted ? std::stoul(wanted) : 600, bits = sound.size() * 8;
+  const std::size_t flips = 600, bits = sound.size() * 8;
   const auto refusal =
       testing::AnyOf(ERROR_BADDB, ERROR_NOT_REGISTRY_FILE, ERROR_REVISION_MISMATCH);
   int refused = 0;
@@ -246,10 +244,7 @@ TEST_F(StoreTest, StandsSingleFlippedBits) {
     if (code == 0) continue;
     EXPECT_THAT(code, refusal) << bit;
     EXPECT_EQ(content(), flipped) << bit;
-    if (++refused % 8 != 0) continue;
-    EXPECT_THAT(key.Create(HKEY_CURRENT_USER, kKey), testing::AnyOf(0, refusal)) << bit;
-    key.Close();
-    for (const auto& entry : fs::directory_iterator(path.parent_path())) fs::remove(entry);
+    ++refused;
   }
   EXPECT_GT(refused, 0);
 }

@@ -19,7 +19,6 @@
 namespace {
 
 constexpr int kThreads = 2;
-
 std::u16string wideNumber(int number) { return utf82wchar(std::to_string(number)); }
 
 template <typename Work>
@@ -38,8 +37,8 @@ std::u16string useEverything(int thread, int round) {
 
   const std::u16string name = u"tessaron threads " + wideNumber(thread * 1000 + round);
   const CLimitSingleInstance first(name.c_str()), second(name.c_str());
-  all += first.IsAnotherInstanceRunning() ? u'1' : u'0';
-  all += second.IsAnotherInstanceRunning() ? u'1' : u'0';
+  all +=
+      wideNumber(first.IsAnotherInstanceRunning()) + wideNumber(second.IsAnotherInstanceRunning());
 
   const HIMAGELIST list = tessaron::createImageList(16, 16, tessaron::Transparency::Alpha, 4, 4);
   CImageListEx(list).Reload(103, {});
@@ -86,9 +85,6 @@ TEST(Threads, DoNotDisturbEachOther) {
   const std::u16string expected = useEverything(kThreads, 0);
   EXPECT_NE(expected.find(u"01"), expected.npos) << "the second guard sees the first";
   runAtOnce([&](int thread) {
-    for (int round = 0; round < 100; ++round) {
-      const std::u16string all = useEverything(thread, round);
-      ASSERT_EQ(all, expected);
-    }
+    for (int round = 0; round < 100; ++round) ASSERT_EQ(useEverything(thread, round), expected);
   });
 }

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <array>
 #include <tuple>
@@ -8,6 +7,7 @@
 #include "platform/system.h"
 #include "platform/text.h"
 #include "support/byte_reader.h"
+#include "support/deflated.h"
 #include "support/dos_date.h"
 #include "support/string_table.h"
 #include "support/text.h"
@@ -20,10 +20,10 @@ TEST(DosDate, ExistsOrDoesNot) {
     std::uint16_t date;
     int year, month, day, weekday;
   } rows[] = {
-      {13089, 2005, 9, 1, 4},
-      {tessaron::toDosDate(1980, 1, 1), 1980, 1, 1, 2},
-      {tessaron::toDosDate(2107, 12, 31), 2107, 12, 31, 6},
-      {tessaron::toDosDate(2024, 2, 29), 2024, 2, 29, 4},
+      // clang-format off
+      {13089, 2005, 9, 1, 4}, {tessaron::toDosDate(1980, 1, 1), 1980, 1, 1, 2},
+      {tessaron::toDosDate(2107, 12, 31), 2107, 12, 31, 6}, {tessaron::toDosDate(2024, 2, 29), 2024, 2, 29, 4},
+      // clang-format on
   };
   for (const auto& row : rows) {
     SYSTEMTIME time{};
@@ -77,14 +77,9 @@ TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
   EXPECT_FALSE(whole.ok());
 }
 
-// Deflates `mebibytes` of zeros.
 std::vector<unsigned char> packedZeros(std::size_t mebibytes) {
-  const std::vector<unsigned char> zeros(mebibytes << 20);
-  std::vector<unsigned char> packed(4 << 20);
-  uLongf size = packed.size();
-  EXPECT_EQ(compress2(packed.data(), &size, zeros.data(), zeros.size(), Z_BEST_SPEED), Z_OK);
-  packed.resize(size);
-  return packed;
+  const std::string packed = deflated(std::string(mebibytes << 20, '\0'), Z_BEST_SPEED);
+  return {packed.begin(), packed.end()};
 }
 
 TEST(CZDLLPlus, InflatesWholeStreamsUpToItsLimit) {

@@ -1,7 +1,5 @@
 #include "support/package_samples.h"
 
-#include <zlib.h>
-
 #include "support/bytes.h"
 
 namespace samples {
@@ -16,15 +14,6 @@ std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t siz
                      const std::string& data) {
   return le32(id) + le32(static_cast<std::uint32_t>(packedSize)) +
          le32(static_cast<std::uint32_t>(size)) + std::string(64, '\x55') + data;
-}
-
-std::string deflated(const std::string& content) {
-  uLongf size = compressBound(content.size());
-  std::string out(size, '\0');
-  compress(reinterpret_cast<Bytef*>(out.data()), &size,
-           reinterpret_cast<const Bytef*>(content.data()), content.size());
-  out.resize(size);
-  return out;
 }
 
 std::string entry(std::uint32_t id, const std::string& content) {

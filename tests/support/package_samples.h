@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/deflated.h"
+
 /// Parts of package files, written independently of the library's reader.
 namespace samples {
 
@@ -20,8 +22,6 @@ std::string rawEntry(std::uint32_t id, std::int32_t packedSize, std::int32_t siz
                      const std::string& data);
 /// An entry that holds `content`.
 std::string entry(std::uint32_t id, const std::string& content);
-/// A zlib stream of `content`.
-std::string deflated(const std::string& content);
 /// An index with these ids and names, which must need no escaping.
 std::string indexXml(const std::vector<std::pair<std::uint32_t, std::string>>& files);
 /// A description with an author and two schemes, "Dark" and "Light", that name "back.png".

@@ -281,20 +281,19 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
   // Compressed rows that would begin behind the end of the file.
   const std::string targa = "\xFD\0\xA\0\0\0\0\0\0\0\0\0\x10\0\x10\0\x18 "s + std::string(43, '\6');
   const std::pair<const char*, std::string> bombs[] = {
-      {"JPEG", withMeasures(jpeg, 65500, 65500)},
-      {"progressive JPEG", withMeasures(progressive, 65500, 65500)},
+      // clang-format off
+      {"JPEG", withMeasures(jpeg, 65500, 65500)}, {"progressive JPEG", withMeasures(progressive, 65500, 65500)},
       {"JPEG, a little too large", withMeasures(jpeg, 1024, 4096)},
       {"PNG", patched(makePicture(FIF_PNG, 8, 8), 16, "\0\1\0\0\0\1\0\0"s)},
-      {"GIF", patched(gif, gif.rfind("\x8\0\x8\0"s), large)},
-      {"BMP", patched(bmp, 18, "\0\0\1\0\0\0\1\0"s)},
+      {"GIF", patched(gif, gif.rfind("\x8\0\x8\0"s), large)}, {"BMP", patched(bmp, 18, "\0\0\1\0\0\0\1\0"s)},
+      // clang-format on
       {"TIFF", patched(TiffBuilder(true).build(), 18, "\4"s)},  // a width of 1025
+                                                                // clang-format off
       {"tiles", TiffBuilder(true).put(0x0142, 4, {1 << 20}).put(0x0143, 4, {1 << 20}).build()},
-      {"TGA", patched(makePicture(FIF_TARGA, 8, 8), 12, large)},
-      {"compressed TGA", targa},
-      {"ICO", patched(ico, 26, le32(2000) + le32(4000))},
-      {"ICO of 48 bits", patched(ico, 36, le16(48))},
-      {"ICO upside down", patched(ico, 30, le32(0u - 16))},
-      {"no wanted kind", makePicture(FIF_PSD, 8, 8)},
+      {"TGA", patched(makePicture(FIF_TARGA, 8, 8), 12, large)}, {"compressed TGA", targa},
+      {"ICO", patched(ico, 26, le32(2000) + le32(4000))}, {"ICO of 48 bits", patched(ico, 36, le16(48))},
+      {"ICO upside down", patched(ico, 30, le32(0u - 16))}, {"no wanted kind", makePicture(FIF_PSD, 8, 8)},
+                                                                // clang-format on
   };
   Scaler scale;
   for (const auto& [what, content] : bombs) {

@@ -136,10 +136,10 @@ TEST_F(CPackageTest, UnpacksFilesAndReadsTheDescription) {
 TEST_F(CPackageTest, TellsWhatIsNoPackage) {
   const std::string good = package({});
   const std::pair<std::string, bool> rows[] = {{"", false},
-                                               {"XP" + good.substr(2), false},
-                                               {"TP\2\0"s + good.substr(4), false},
-                                               {"TP\1\1"s + good.substr(4), false},
-                                               {"TP\1\0"s, true},
+                                               // clang-format off
+                                               {"XP" + good.substr(2), false}, {"TP\2\0"s + good.substr(4), false},
+                                               {"TP\1\1"s + good.substr(4), false}, {"TP\1\0"s, true},
+                                               // clang-format on
                                                {good, true}};  // what is missing is zero
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
@@ -246,12 +246,11 @@ TEST(FaultOfFileName, KnowsWhatAnySystemCannotTake) {
 
 TEST_F(CPackageTest, DropsNamesThatAreNotPlain) {
   const Files rows = {
-      {"../outside.txt", "another folder"},
-      {(root.path / "outside.txt").string(), ""},
-      {"Aux.png", "device"},
-      {".tessaron-1.tmp", "reserved for"},
-      {"GOOD.PNG", "case from good.png"},
+      // clang-format off
+      {"../outside.txt", "another folder"}, {(root.path / "outside.txt").string(), ""}, {"Aux.png", "device"},
+      {".tessaron-1.tmp", "reserved for"}, {"GOOD.PNG", "case from good.png"},
       {"\xC3\x84.png", "case from \xC3\xA4.png"},
+      // clang-format on
   };
   Files files = {{"good.png", "good"}, {"\xC3\xA4.png", "good"}};
   for (const auto& row : rows) files.push_back({row.first, "bad"});

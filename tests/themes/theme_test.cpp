@@ -103,12 +103,10 @@ TEST(CThemeMan, ListsAndSelectsPackages) {
   const std::size_t before = folder.entries();
   using Row = std::pair<std::u16string, std::int32_t>;
   const Row refused[] = {{u"missing.tpk", 0},
-                         {u"foreign.tpk", 0},
-                         {u"folder.tpk", 0},
-                         {u"Other.TPK", 0},
-                         {u"", 0},
-                         {u"DefaultTheme.tpk", 2},
-                         {u"DefaultTheme.tpk", -1},
+                         // clang-format off
+                         {u"foreign.tpk", 0}, {u"folder.tpk", 0}, {u"Other.TPK", 0}, {u"", 0},
+                         {u"DefaultTheme.tpk", 2}, {u"DefaultTheme.tpk", -1},
+                         // clang-format on
                          {u"../" + data.filename().u16string() + u"/DefaultTheme.tpk", 0}};
   for (const auto& [file, scheme] : refused) EXPECT_FALSE(themes.select(file, scheme));
   EXPECT_EQ(themes.scheme(), nullptr);
