@@ -152,10 +152,8 @@ TEST(CImageListEx, TakesFilesByTheirEndings) {
   // clang-format on
   list.filler.Reload(103U, files);
   ASSERT_EQ(list.count(), 11 + 4);
-  EXPECT_THAT(list.image(11), Each(kGreen));
-  EXPECT_THAT(list.image(12), Each(kRed));
-  EXPECT_THAT(list.image(13), Each(kBlue));
-  EXPECT_THAT(list.image(14), Each(kRed));
+  const std::uint32_t expected[] = {kGreen, kRed, kBlue, kRed};
+  for (int i = 0; i < 4; ++i) EXPECT_THAT(list.image(11 + i), Each(expected[i]));
 
   CImageListEx none;
   none.Reload(102U, files);

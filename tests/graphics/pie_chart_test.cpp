@@ -32,9 +32,10 @@ constexpr int kHeight = 400;
 
 using Rgb = std::array<int, 3>;
 constexpr Rgb kWhite = {255, 255, 255};
-constexpr Rgb kColors[] = {{50, 193, 0},  {122, 229, 0}, {234, 255, 0}, {255, 215, 0},
-                           {255, 160, 0}, {255, 111, 0}, {255, 27, 0},  {255, 0, 117},
-                           {166, 0, 204}, {18, 0, 198},  {0, 87, 209},  {0, 168, 228}};
+// clang-format off
+constexpr Rgb kColors[] = {{50, 193, 0}, {122, 229, 0}, {234, 255, 0}, {255, 215, 0}, {255, 160, 0}, {255, 111, 0},
+                           {255, 27, 0}, {255, 0, 117}, {166, 0, 204}, {18, 0, 198}, {0, 87, 209}, {0, 168, 228}};
+// clang-format on
 
 Rgb shadeOf(const Rgb& c) { return {c[0] * 2 / 3, c[1] * 2 / 3, c[2] * 2 / 3}; }
 
@@ -161,12 +162,10 @@ TEST(GPPieChart, ShowsSlicesRimsAndLegendAndNothingElse) {
       EXPECT_TRUE(i >= 14 || picture.ink(layout.label(i, i + 1 == items)) > 50) << "no label";
     }
     const int bottom = layout.square(0).top;
-    const Box empty[] = {{0, 0, kWidth, 18},
-                         {0, 0, 18, kHeight},
-                         {kWidth - 18, 0, kWidth, kHeight},
-                         {0, bottom - 18, kWidth, bottom},
-                         {36, bottom, 40, kHeight},
-                         {0, kHeight - 14, kWidth, kHeight}};
+    // clang-format off
+    const Box empty[] = {{0, 0, kWidth, 18}, {0, 0, 18, kHeight}, {kWidth - 18, 0, kWidth, kHeight},
+                         {0, bottom - 18, kWidth, bottom}, {36, bottom, 40, kHeight}, {0, kHeight - 14, kWidth, kHeight}};
+    // clang-format on
     for (const Box& box : empty)
       EXPECT_TRUE(items > 14 || picture.ink(box) == 0) << "around " << box.left << ", " << box.top;
   }
@@ -234,19 +233,16 @@ TEST(GPPieChart, DrawsWhatHasAShareAndLeavesOutWhatHasNone) {
 
 TEST(GPPieChart, SurvivesWhateverItIsGiven) {
   const float great = std::numeric_limits<float>::max();
-  const std::vector<float> lists[] = {{},
-                                      {kNan, 1, kNan},
-                                      {-50, 150, 1e-30F},
-                                      {great, great, -great},
-                                      {HUGE_VALF, 720},
-                                      std::vector<float>(400, 0.25F)};
+  // clang-format off
+  const std::vector<float> lists[] = {{}, {kNan, 1, kNan}, {-50, 150, 1e-30F}, {great, great, -great},
+                                      {HUGE_VALF, 720}, std::vector<float>(400, 0.25F)};
+  // clang-format on
   const int sizes[][2] = {{kWidth, kHeight}, {0, 0},     {-5, 10},  {1, 1},
                           {41, 194},         {300, 193}, {3, 2000}, {INT_MAX, INT_MAX}};
-  for (const auto& size : sizes) {
+  for (const auto& [width, height] : sizes) {
     for (const auto& shares : lists) {
-      const auto chart = drawn(shares, size[0], size[1]);
-      EXPECT_TRUE(chart->normalize(true));
-      EXPECT_TRUE(chart->draw());
+      const auto chart = drawn(shares, width, height);
+      EXPECT_TRUE(chart->normalize(true) && chart->draw());
     }
   }
   GPPieChart impossible(0, 0);
@@ -329,8 +325,7 @@ TEST(GPChart, WritesPngFilesWhereItCan) {
 
 TEST(GPChart, FindsEncodersByTheirExactType) {
   GPChart chart;
-  CLSID png{};
-  CLSID untouched{};
+  CLSID png{}, untouched{};
   EXPECT_GE(chart.GetEncoderClsid(u"image/png", &png), 0);
   EXPECT_NE(png.Data1, 0U);
   for (const char16_t* type : {u"IMAGE/PNG", u"image/pn", u"image/png ", u""})

@@ -105,13 +105,9 @@ TEST(GPSimpleChart, SortsAroundValuesThatAreNoNumbers) {
 }
 
 TEST(GPSimpleChart, PrintsATableWithTabs) {
-  const float third = 1.0F / 3;
-  const struct {
-    scdata item;
-    std::string expected;
-  } rows[] = {
+  const std::pair<scdata, std::string> rows[] = {
       // clang-format off
-      {{u"Rock", 12, 37.5F}, "Rock\t12\t37.50%\n"}, {{u"third", 1, third}, "third\t1\t0.33%\n"},
+      {{u"Rock", 12, 37.5F}, "Rock\t12\t37.50%\n"}, {{u"third", 1, 1.0F / 3}, "third\t1\t0.33%\n"},
       {{u"a\tb \"c\"", -3, -0.005F}, "a\tb \"c\"\t-3\t-0.00%\n"}, {{u"Ωδ 音", 0, 99.999F}, "Ωδ 音\t0\t100.00%\n"},
       {{u"tie", 0, 0.125F}, "tie\t0\t0.12%\n"}, {{u"", 0, std::numeric_limits<float>::lowest()},
        // clang-format on
@@ -121,10 +117,7 @@ TEST(GPSimpleChart, PrintsATableWithTabs) {
   };
   GPSimpleChart chart;
   std::string expected;
-  for (const auto& row : rows) {
-    chart.feed(row.item);
-    expected += row.expected;
-  }
+  for (const auto& [item, line] : rows) chart.feed(item), expected += line;
   EXPECT_EQ(csv(chart), expected);
 }
 

@@ -189,8 +189,8 @@ TEST_F(StoreTest, LeavesOtherFilesAlone) {
   write("");
   execute("CREATE TABLE t(x)");
   refuses(ERROR_NOT_REGISTRY_FILE);
-  write("");
   CRegKeyEx key;
+  write("");
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, kKey), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(content(), "");
   make();
