@@ -33,21 +33,17 @@ def run(*command):
 
 def compile_command():
     """The consumer's compiler and its options, without input and output."""
-    for entry in json.loads((BUILD / "compile_commands.json").read_text()):
-        if entry["file"].endswith("consumer.cpp"):
-            words = shlex.split(entry["command"])
-            at = words.index("-o")
-            return [word for word in words[:at] + words[at + 2:]
-                    if word not in ("-c", entry["file"])]
-    raise SystemExit("the consumer has no compile command")
+    entry, = (entry for entry in json.loads((BUILD / "compile_commands.json").read_text())
+              if entry["file"].endswith("consumer.cpp"))
+    words = shlex.split(entry["command"])
+    at = words.index("-o")
+    return [word for word in words[:at] + words[at + 2:] if word not in ("-c", entry["file"])]
 
 
 def candidates():
     """Every identifier of the headers that a parenthesis follows, in both namespaces."""
-    names = set()
-    for header in HEADERS.rglob("*.h"):
-        text = re.sub(r"//.*|/\*.*?\*/", "", header.read_text())
-        names.update(re.findall(r"\b([A-Za-z_]\w*)\s*\(", text))
+    texts = (re.sub(r"//.*|/\*.*?\*/", "", header.read_text()) for header in HEADERS.rglob("*.h"))
+    names = {name for text in texts for name in re.findall(r"\b([A-Za-z_]\w*)\s*\(", text)}
     return [f"{scope}::{name}" for name in sorted(names) for scope in ("", "tessaron")]
 
 
@@ -79,13 +75,9 @@ def file_numbers(compiled):
     folders, files = (dict((int(number), rest) for number, rest in re.findall(
         r"^\s+(\d+)\t(.*)$", raw.split(title, 1)[1].split("\n\n", 1)[0], re.MULTILINE))
                       for title in ("The Directory Table", "The File Name Table"))
-    ours = set()
-    for number, row in files.items():
-        folder, _, _, name = row.split("\t")
-        path = pathlib.Path(folders.get(int(folder), "")) / name
-        if (BUILD / path).resolve().is_relative_to(HEADERS):
-            ours.add(number)
-    return ours
+    rows = ((number, row.split("\t")) for number, row in files.items())
+    return {number for number, (folder, _, _, name) in rows
+            if (BUILD / folders.get(int(folder), "") / name).resolve().is_relative_to(HEADERS)}
 
 
 def declared(compiled):
@@ -109,12 +101,10 @@ def declared(compiled):
 
 def defined(*arguments):
     """The global symbols that a file defines."""
-    symbols = {line.split()[-1] for line in run(f"{PREFIX}nm", "-g", "--defined-only",
-                                                *arguments).splitlines() if " " in line}
-    symbols = {symbol.split("@")[0] for symbol in symbols}
-    if PREFIX.startswith("i686"):  # where every symbol begins with one more underscore
-        symbols = {symbol.removeprefix("_") for symbol in symbols}
-    return symbols
+    lines = run(f"{PREFIX}nm", "-g", "--defined-only", *arguments).splitlines()
+    symbols = {line.split()[-1].split("@")[0] for line in lines if " " in line}
+    # There every symbol begins with one more underscore.
+    return {symbol.removeprefix("_") for symbol in symbols} if PREFIX.startswith("i686") else symbols
 
 
 def check_page():
