@@ -116,10 +116,10 @@ std::vector<Row> files() {
       {"lengths that no file of this size has",
        riff(list("hdrl", kMainHeader + videoStream("XVID", 0x40000000))), picture + " 40107=25 fps\n"},
       {"codes without a name, pictures from the top",
-       riff(list("hdrl", kMainHeader + videoStream("QQQQ") +
+       riff(list("hdrl", kMainHeader + videoStream("QQQ~") +
                  list("strl", streamHeader("vids", "DIB ", 1001, 30000, 60) + pictureFormat(le32(0), 0u - 480)) +
                  list("strl", streamHeader("vids", "CVID", 0, 0, 0) + pictureFormat(bytes({1, 2, 3, 4}))))),
-       "40003=320 x 240 40101=QQQQ 40106=0:02 40107=25 fps\n"
+       "40003=320 x 240 40101=QQQ~ 40106=0:02 40107=25 fps\n"
        "40003=320 x 480 40101=RGB 40106=0:02 40107=29.97 fps\n40003=320 x 240 40101=Cinepak\n"},
       {"sound without a name, and extensible sound",
        riff(list("hdrl", audioStream(waveFormat(0xABC)) +
