@@ -161,10 +161,15 @@ TEST(loadPicture, ReadsTheCommonFormats) {
       for (int round = 0; round < 5; ++round) check();
     });
   for (std::thread& thread : threads) thread.join();
+  fipImage picture;
+  for (const WORD bits : {1, 4}) {  // small palettes
+    fipImage drawing(FIT_BITMAP, 40, 30, bits);
+    loadMeasured(saved(drawing, FIF_GIF), picture);
+    EXPECT_EQ(picture.getBitsPerPixel(), bits);
+  }
   // Inside the pixels of a GIF only the header tells.
   std::string gif = makePicture(FIF_GIF, 256, 192);
   gif.resize(gif.size() - 20);
-  fipImage picture;
   PictureMeasures measures;
   EXPECT_FALSE(loadPicture(bytesOf(gif), picture));
   EXPECT_TRUE(measure(gif, measures));
