@@ -34,14 +34,13 @@ TEST_F(CFileInfoTest, TakesThePathApart) {
     const char16_t *name, *extension;
     int category;
   };
-  const Row rows[] = {{u"archive.TAR.GZ", u"GZ", 2}, {u"a.z", u"z", 2},
-                      {u"letter.Html", u"Html", 4},  {u"x.123", u"123", 4},
-                      {u"f.ttc", u"ttc", 8},         {u"song.MP4", u"MP4", 16},
-                      {u"song.wave", u"wave", 16},   {u"photo.jfif", u"jfif", 32},
-                      {u"p.TIFF", u"TIFF", 32},      {u"film.dvr-ms", u"dvr-ms", 64},
-                      {u"film.rmvb", u"rmvb", 64},   {u"README", u"", 1},
-                      {u"picture.png", u"png", 1},   {u"dot.", u"", 1},
-                      {u".mpg", u"mpg", 64},         {u"long.jpegs", u"jpegs", 1}};
+  // clang-format off
+  const Row rows[] = {
+      {u"archive.TAR.GZ", u"GZ", 2}, {u"a.z", u"z", 2}, {u"letter.Html", u"Html", 4}, {u"x.123", u"123", 4},
+      {u"f.ttc", u"ttc", 8}, {u"song.MP4", u"MP4", 16}, {u"song.wave", u"wave", 16}, {u"photo.jfif", u"jfif", 32},
+      {u"p.TIFF", u"TIFF", 32}, {u"film.dvr-ms", u"dvr-ms", 64}, {u"film.rmvb", u"rmvb", 64}, {u"README", u"", 1},
+      {u"picture.png", u"png", 1}, {u"dot.", u"", 1}, {u".mpg", u"mpg", 64}, {u"long.jpegs", u"jpegs", 1}};
+  // clang-format on
   for (const Row& row : rows) {
     CFileInfo info;
     const std::u16string missing = path("missing") + fs::path("/").make_preferred().u16string();

@@ -141,13 +141,14 @@ TEST(CMPEGFileParser, ReadsAtMostHalfAMebibyteAndGivesUpOnFailures) {
 
 TEST(CMPEGFileParser, DecodesAudioHeadersWithItsOwnTables) {
   using Row = std::array<int, 4>;  // length, bit rate, sample rate, channels
+  // clang-format off
   const std::pair<std::uint32_t, Row> rows[] = {
       {0xFFFB9064, {413, 128000, 44100, 2}}, {0xFFFB9264, {414, 128000, 44100, 2}},
       {0xFFFB90C4, {413, 128000, 44100, 1}}, {0xFFFDE400, {1148, 384000, 48000, 2}},
-      {0xFFFF1800, {140, 32000, 32000, 2}},  {0xFFF3E800, {2876, 320000, 16000, 2}},
-      {0xFFF37000, {361, 56000, 22050, 2}},  {0xFFF5E400, {2492, 416000, 24000, 2}},
-      {0xFFFB9C64, {0, -1, -1, -1}},         {0xFFFBF064, {0, -1, -1, -1}},
-      {0xFFFB0064, {0, -1, -1, -1}},         {0xFFF99064, {0, -1, -1, -1}}};
+      {0xFFFF1800, {140, 32000, 32000, 2}}, {0xFFF3E800, {2876, 320000, 16000, 2}},
+      {0xFFF37000, {361, 56000, 22050, 2}}, {0xFFF5E400, {2492, 416000, 24000, 2}}, {0xFFFB9C64, {0, -1, -1, -1}},
+      {0xFFFBF064, {0, -1, -1, -1}}, {0xFFFB0064, {0, -1, -1, -1}}, {0xFFF99064, {0, -1, -1, -1}}};
+  // clang-format on
   for (const auto& [header, expected] : rows) {
     Row found{-1, -1, -1, -1};
     found[0] = CMPEGFileParser().getMP3FrameData(header, &found[1], &found[2], &found[3]);

@@ -136,10 +136,11 @@ TEST(CCollationSystem, ComparesDigitsByValueWithoutRegardToCase) {
   const struct {
     std::u16string a, b;
     int expected;
+    // clang-format off
   } rows[] = {
-      {u"", u"", 0},         {u"", u"a", -1},   {u"a", u"A", 0}, {u"Part 9", u"part 10", -1},
-      {u"a2b", u"a10a", -1}, {u"a", u"a1", -1}, {u"B", u"a", 1}, {u"abc", u"abd", -1},
-  };
+      {u"", u"", 0}, {u"", u"a", -1}, {u"a", u"A", 0}, {u"Part 9", u"part 10", -1}, {u"a2b", u"a10a", -1},
+      {u"a", u"a1", -1}, {u"B", u"a", 1}, {u"abc", u"abd", -1}};
+  // clang-format on
   for (const auto& row : rows) {
     EXPECT_EQ(compare(row.a, row.b), row.expected);
     EXPECT_EQ(compare(row.b, row.a), -row.expected);
