@@ -12,34 +12,15 @@ SECTION = struct.Struct("<II16s16sI64s")
 KEY = bytes(range(16))
 
 
-def write_cache(sections):
+def cache(sections):
     """The bytes of a cache file with sections (key, second key, variant, tag, data)."""
-    content = HEADER.pack(b"CM", b"")
-    for key, key2, variant, tag, data in sections:
-        tag = tag.encode("utf-16-le")
-        content += SECTION.pack(len(data), 0, key, key2, variant, tag) + data
-    return content
+    return HEADER.pack(b"CM", b"") + b"".join(
+        SECTION.pack(len(data), 0, key, key2, variant, tag.encode("utf-16-le")) + data
+        for key, key2, variant, tag, data in sections)
 
 
-def read_cache(content):
-    """What write_cache was given; fails on anything that is not exactly a cache file."""
-    signature, reserved = HEADER.unpack_from(content)
-    assert signature == b"CM" and not any(reserved)
-    at = HEADER.size
-    sections = []
-    while at < len(content):
-        size, _, key, key2, variant, tag = SECTION.unpack_from(content, at)
-        at += SECTION.size
-        assert 0 < size <= len(content) - at
-        text, _, rest = tag.decode("utf-16-le", "surrogatepass").partition("\0")
-        assert not rest.strip("\0")
-        sections.append((key, key2, variant, text, content[at : at + size]))
-        at += size
-    return sections
-
-
-def sample(count, seed=1):
-    rng = random.Random(seed)
+def sample(count):
+    rng = random.Random(1)
     return [
         (rng.randbytes(16), rng.choice([bytes(16), rng.randbytes(16)]), rng.getrandbits(32),
          rng.choice(["", "Cover", "Größe 日本 🎵", "x" * 31]), rng.randbytes(rng.randint(1, 3000)))
@@ -57,12 +38,12 @@ class Cache(ToolTest):
         self.write("image", section[4])
         return self.tool("cache", "put", "c.db", "image", *self.options(section), **options)
 
-    def read(self):
-        return read_cache((self.folder / "c.db").read_bytes())
-
-    def test_reads_what_another_program_has_written(self):
+    def test_puts_lists_and_gets(self):
         sections = sample(20)
-        self.write("c.db", write_cache(sections))
+        for section in sections:
+            self.put(section)
+        self.assertEqual((self.folder / "c.db").read_bytes(), cache(sections))
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["c.db", "image"])
         listed = self.json("cache", "list", "c.db")
         at = HEADER.size
         for section, entry in zip(sections, listed, strict=True):
@@ -79,31 +60,18 @@ class Cache(ToolTest):
             self.assertEqual(self.json("cache", "list", "-", stdin=piped), listed)
         self.assertEqual(self.tool("cache", "list", "c.db", "--tsv").out.splitlines()[0].split(),
                          list(listed[0]))
-        self.assertEqual(self.read(), sections)
 
+    def test_lists_without_keeping_the_rows(self):
         def limit():  # of the memory that is written to
             resource.setrlimit(resource.RLIMIT_DATA, (12 << 20, resource.RLIM_INFINITY))
 
-        small = write_cache([(KEY, KEY, 1, "", b"x")])
-        self.write("c.db", small[:HEADER.size] + small[HEADER.size:] * 20000)
+        self.write("c.db", cache([(KEY, KEY, 1, "", b"x")] * 20000))
         for form in ([], ["--json"], ["--csv"]):
             done = self.tool("cache", "list", "c.db", *form, preexec_fn=limit)
             self.assertEqual(done.out.count(KEY.hex()), 40000)
 
-    def test_writes_what_another_program_reads(self):
-        sections = sample(5)
-        for section in sections:
-            self.put(section)
-        self.assertEqual(self.read(), sections)
-        many = sample(199, seed=2)
-        self.write("c.db", write_cache(sections + many))
-        self.put(sections[0])
-        self.assertEqual(self.read(), (sections + many + sections[:1])[-200:])
-        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["c.db", "image"])
-
     def test_failures_leave_the_file_alone(self):
-        first = (KEY, bytes(16), 0, "", b"data")
-        sound = write_cache([first, (KEY, KEY, 0, "", b"second")])
+        sound = cache([(KEY, bytes(16), 0, "", b"data"), (KEY, KEY, 0, "", b"second")])
         db = self.write("c.db", sound)
         cut = self.write("cut.db", sound[:-1])
         foreign = self.write("foreign.db", b"XM" + sound[2:])
@@ -116,7 +84,6 @@ class Cache(ToolTest):
             (2, "--key", "cache", "put", "c.db", "empty"),
             (2, "variant", "cache", "get", "c.db", *key, "--variant", 1 << 32, "-o", "out"),
             (65, "empty", "cache", "put", "c.db", *key, "empty"),
-            (65, "damaged", "cache", "list", "cut.db"),
             (65, "damaged", "cache", "get", "cut.db", *key, "--key2", KEY.hex(), "-o", "out"),
             (65, "damaged", "cache", "put", "cut.db", *key, "c.db"),
             (65, "no image cache", "cache", "list", "foreign.db"),
@@ -129,28 +96,24 @@ class Cache(ToolTest):
         ], untouched=[db, cut, foreign])
         self.assertEqual(self.tool("cache", "get", "cut.db", *key).out, "data")
         self.assertIn(KEY.hex(), self.tool("cache", "list", "cut.db", code=65).out)
-
         with open(db, "rb") as holder:
             fcntl.flock(holder, fcntl.LOCK_EX)
             self.assert_failures([(73, "another process", "cache", verb, "c.db", *more)
                                   for verb, *more in [("list",), ("get", *key, "-o", "out"),
                                                       ("put", *key, "foreign.db")]],
                                  untouched=[db])
-        limit = file_limit(len(sound) + 500)
-        self.put((KEY, KEY, 0, "", bytes(1000)), code=74, preexec_fn=limit)
+        self.put((KEY, KEY, 0, "", bytes(1000)), code=74, preexec_fn=file_limit(len(sound) + 500))
         self.assertEqual(db.read_bytes(), sound)
 
-    def test_tags_longer_than_can_be_found_are_told(self):
         self.assertIn("31", self.put((KEY, bytes(16), 0, "t" * 32, b"data")).err)
-        self.tool("cache", "get", "c.db", "--key", KEY.hex(), "--tag", "t" * 32, "-o", "-", code=1)
-        self.tool("cache", "get", "c.db", "--key", KEY.hex(), "--tag", "T" * 31, "-o", "-")
+        self.tool("cache", "get", "c.db", *key, "--tag", "t" * 32, code=1)
+        self.assertEqual(self.tool("cache", "get", "c.db", *key, "--tag", "T" * 31).out, "data")
 
     def test_simultaneous_puts_lose_nothing(self):
-        old = [(KEY, KEY, 1, "", os.urandom(1 << 20))]
-        new = (KEY, KEY, 2, "", os.urandom(4 << 20))
-        self.write("c.db", write_cache(old))
+        old, new = (KEY, KEY, 1, "", os.urandom(1 << 20)), (KEY, KEY, 2, "", os.urandom(4 << 20))
+        db = self.write("c.db", cache([old]))
         self.write("image", new[4])
         command = [TOOL, "cache", "put", "c.db", *map(str, self.options(new)), "image"]
         processes = [subprocess.Popen(command, cwd=self.folder) for _ in range(4)]
         self.assertEqual([process.wait() for process in processes], [0] * 4)
-        self.assertEqual(self.read(), old + [new] * 4)
+        self.assertEqual(db.read_bytes(), cache([old] + [new] * 4))

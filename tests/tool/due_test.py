@@ -1,12 +1,13 @@
 import datetime
 
-from support import ToolTest, collection, dos_date, item
+from support import ToolTest, collection, item
 
 TODAY = datetime.datetime.now(datetime.timezone.utc).date()
 
 
 def loan(asin, days, title="Title", status=0):
-    date = dos_date(TODAY + datetime.timedelta(days=days))
+    day = TODAY + datetime.timedelta(days=days)
+    date = (day.year - 1980) << 9 | day.month << 5 | day.day
     return item(asin, title, f"<StatusEndDate>{date}</StatusEndDate>", f' status="{status}"')
 
 
@@ -32,7 +33,6 @@ class Due(ToolTest):
                 found = self.json("due", "-c", "c.xml", *arguments)
                 self.assertEqual([(i["ASIN"], i["state"], i["daysLeft"]) for i in found],
                                  marks[:count])
-        self.assertEqual([i["status"]["due"] for i in found], [1, 1, 1])
         lines = self.tool("due", "-c", "c.xml").out.splitlines()
         self.assertRegex(lines[1], r"^LONG +Title +Rented +\d{4}-\d\d-\d\d +overdue +-400$")
         self.assertEqual(len(lines), 6)
@@ -43,7 +43,6 @@ class Due(ToolTest):
             (1, "c.xml: nothing", "due", "-c", "c.xml"),
             (2, '"-1" is no number of days from 0 to 99999 ', "due", "-c", "c.xml", "--within", "-1"),
             (2, "excludes", "due", "-c", "c.xml", "--json", "--ics"),
-            (66, "no.xml", "due", "-c", "no.xml"),
         ])
         self.assertEqual(unfolded(self.tool("due", "-c", "c.xml", "--ics", code=1).out)[-1],
                          "END:VCALENDAR")

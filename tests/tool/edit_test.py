@@ -29,14 +29,12 @@ class Edit(ToolTest):
         rows = [  # each goes on where the one before has left the item
             (["--status", "LENT", "--target", "Ana 🎁", "--from", "2024-02-29", "--until", "+14d"],
              status(0, "Lent", "Ana 🎁", "2024-02-29", day(14))),
-            (["--status", "lent", "--until", "tomorrow"],
-             status(0, "Lent", "Ana 🎁", "2024-02-29", day(1))),
+            (["--status", "lent", "--until", "tomorrow"], status(0, "Lent", "Ana 🎁", "2024-02-29", day(1))),
             (["--from", "", "--target", ""], status(0, "Lent", "", None, day(1))),
             (["--status", "rented-out", "--from", "today", "--until", "today"],
              status(2, "Rented Out", "", day(0), day(0))),
             (["--status", "On the Way"], status(6, "On the Way")),
-            (["--target", "Shop", "--from", "2107-12-31"],
-             status(6, "On the Way", "Shop", "2107-12-31")),
+            (["--target", "Shop", "--from", "2107-12-31"], status(6, "On the Way", "Shop", "2107-12-31")),
             (["--no-status"], None),
         ]
         for arguments, expected in rows:
@@ -89,10 +87,8 @@ class Edit(ToolTest):
             (2, "ASIN.*empty", "show", "-c", "c.xml", ""),
             (2, "standard input", "set", "-c", "-", "A1", "--notes", "x"),
             (65, r"broken.xml:2:\d+: ", "set", "-c", "broken.xml", "A1", "--notes", "x"),
-            (65, r"broken.xml:2:\d+: ", "remove", "-c", "broken.xml", "A1"),
             (65, "page.html: ", "remove", "-c", "page.html", "A1"),
             (66, "no.xml: No such", "set", "-c", "no.xml", "A1", "--notes", "x"),
-            (66, "no.xml: No such", "remove", "-c", "no.xml", "A1"),
             (66, "pipe: only a regular file", "set", "-c", "pipe", "A1", "--notes", "x"),
             (66, "/dev/full: only a regular file", "import", "-c", "/dev/full", "c.xml"),
             (65, "/dev/zero:1:1: a NUL", "list", "-c", "/dev/zero"),
@@ -101,7 +97,7 @@ class Edit(ToolTest):
 
     def test_removes_every_named_item(self):
         self.tool("remove", "-c", "c.xml", "A3", "A1", "A3", "--quiet")
-        self.assertEqual([r["ASIN"] for r in self.json("list", "-c", "c.xml")], ["A2"])
+        self.assertEqual(self.asins("c.xml"), ["A2"])
 
     def test_simultaneous_edits_do_not_lose_one_another(self):
         self.file.write_text(collection(*(item(f"A{i}") for i in range(24))))

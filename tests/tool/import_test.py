@@ -3,8 +3,6 @@ import os
 import resource
 import signal
 import subprocess
-import unittest
-import unittest.mock
 
 from support import TOOL, ToolTest, collection, item, response
 
@@ -20,32 +18,34 @@ def limit_file_size():
 
 
 class Import(ToolTest):
-    def counts(self, *arguments, **options):
+    def assert_counts(self, counts, *arguments, **options):
+        """Numbers of added, updated and skipped items; the rejected ones come back."""
         result = self.json("import", "-c", "c.xml", *arguments, **options)
-        rejected = result.pop("rejected")
-        total = result["added"] + result["updated"] + result["skipped"] + len(rejected)
-        self.assertEqual(result["read"], total)
-        return [result[key] for key in ("added", "updated", "skipped")], rejected
+        rejected = result["rejected"]
+        self.assertEqual([result[key] for key in ("added", "updated", "skipped")], counts)
+        self.assertEqual(result["read"], sum(counts) + len(rejected))
+        return rejected
 
     def test_adds_then_skips_then_updates_what_the_shop_changed(self):
         self.write("r.xml", response(item("A1", "Äpfel 🍏"), item("A2")))
         self.write("old.xml", OLD_DIALECT)
-        self.assertEqual(self.counts("r.xml", "old.xml"), ([3, 0, 0], []))
+        self.assert_counts([3, 0, 0], "r.xml", "old.xml", "--dry-run")
+        self.assertFalse((self.folder / "c.xml").exists())
+        self.assert_counts([3, 0, 0], "r.xml", "old.xml")
         before = (self.folder / "c.xml").stat()
-        self.assertEqual(self.counts("r.xml", "old.xml"), ([0, 0, 3], []))
+        self.assert_counts([0, 0, 3], "r.xml", "old.xml")
         after = (self.folder / "c.xml").stat()
         self.assertEqual((before.st_ino, before.st_mtime_ns), (after.st_ino, after.st_mtime_ns))
 
         self.tool("set", "-c", "c.xml", "A1", "--status", "lent", "--target", "Åsa", "--notes",
                   "signed", "--icon", 3, "--field", "Shelf=7")
         self.write("r.xml", response(item("A1", "Birnen"), item("A2")))
-        self.assertEqual(self.counts("r.xml"), ([0, 1, 1], []))
+        self.assert_counts([0, 1, 1], "r.xml")
         record = self.json("show", "-c", "c.xml", "A1")
-        self.assertEqual(record["Title"], "Birnen")
-        self.assertEqual(record["DateAdded"], datetime.date.today().isoformat())
-        self.assertEqual((record["status"]["target"], record["Notes"], record["icon"]),
-                         ("Åsa", "signed", 3))
-        self.assertEqual(record["customFields"], [{"name": "Shelf", "value": "7"}])
+        self.assertEqual([record["Title"], record["DateAdded"], record["status"]["target"], record["Notes"],
+                          record["icon"], record["customFields"]],
+                         ["Birnen", datetime.date.today().isoformat(), "Åsa", "signed", 3,
+                          [{"name": "Shelf", "value": "7"}]])
 
     def test_stores_what_items_sort_by_and_knows_them_again(self):
         people = "".join(f"<{kind}>jo van der doe</{kind}>" for kind in ("Actor", "Author"))
@@ -54,64 +54,49 @@ class Import(ToolTest):
         def stored():
             record = self.json("show", "-c", "c.xml", "A1")
             return record["Title"], record["actors"], record["authors"]
-        store = {"TESSARON_SETTINGS": str(self.folder / "settings.db")}
-        settings = unittest.mock.patch.dict(os.environ, store)
-        settings.start()
-        self.addCleanup(settings.stop)
+        self.setting(TESSARON_SETTINGS=self.folder / "settings.db")
         shop("The Matrix")
-        self.assertEqual(self.counts("r.xml")[0], [1, 0, 0])
+        self.assert_counts([1, 0, 0], "r.xml")
         self.assertEqual(stored(), ("Matrix, The", ["Doe, Jo Van Der"], ["Doe, Jo Van Der"]))
-        self.assertEqual(self.counts("r.xml")[0], [0, 0, 1])
+        self.assert_counts([0, 0, 1], "r.xml")
         self.tool("set", "-c", "c.xml", "A1", "--status", "lent")
         shop("The Matrix Reloaded")
-        self.assertEqual(self.counts("r.xml")[0], [0, 1, 0])
+        self.assert_counts([0, 1, 0], "r.xml")
         self.assertEqual(stored()[0], "Matrix Reloaded, The")
         self.tool("settings", "set", "CollationOption", 3)
-        self.assertEqual(self.counts("r.xml")[0], [0, 1, 0])
+        self.assert_counts([0, 1, 0], "r.xml")
         self.assertEqual(stored(), ("Matrix Reloaded, The", ["jo van der doe"], ["jo van der doe"]))
         self.assertEqual(self.tool("sortform", text="jo doe").out, "jo doe\n")
-        os.environ["TESSARON_SETTINGS"] = str(self.folder)  # which cannot be read as a file
+        self.setting(TESSARON_SETTINGS=self.folder)  # which cannot be read as a file
         self.assert_failures([
             (66, "cannot be opened", "import", "-c", "c.xml", "r.xml"),
             (66, "cannot be opened", "sortform", "r.xml"),
             (66, "cannot be opened", "theme", "list"),
         ], untouched=[self.folder / "c.xml"])
 
-    def test_reads_standard_input_and_pipes(self):
-        self.assertEqual(self.counts("-", text=response(item("A1")))[0], [1, 0, 0])
+    def test_reads_standard_input_and_pipes_and_rejects_single_items(self):
+        text = response(item("A1"), item("", "Nameless"))
+        self.assertEqual([(r["file"], r["item"], r["title"], bool(r["reason"]))
+                          for r in self.assert_counts([1, 0, 0], "-", text=text)],
+                         [("standard input", 2, "Nameless", True)])
         read, write = os.pipe()
-        os.write(write, response(item("A2")).encode())
+        os.write(write, text.replace("A1", "A2").encode())
         os.close(write)
-        self.assertEqual(self.counts(f"/dev/fd/{read}", pass_fds=[read])[0], [1, 0, 0])
+        done = self.tool("import", "-c", "c.xml", f"/dev/fd/{read}", pass_fds=[read])
         os.close(read)
-
-    def test_rejects_single_items_and_takes_the_others(self):
-        self.write("r.xml", response(item("A1"), item("", "Nameless")))
-        done = self.tool("import", "-c", "c.xml", "r.xml")
         self.assertEqual(done.out, "read 2, added 1, updated 0, skipped 0, rejected 1\n")
-        self.assertRegex(done.err, r'\Atessaron: r.xml: item 2 "Nameless" rejected: .+\n\Z')
-        _, rejected = self.counts("r.xml")
-        self.assertEqual([(r["file"], r["item"], r["title"]) for r in rejected],
-                         [("r.xml", 2, "Nameless")])
-        self.assertTrue(rejected[0]["reason"])
-
-    def test_a_dry_run_counts_and_writes_nothing(self):
-        self.write("r.xml", response(item("A1")))
-        self.assertEqual(self.counts("r.xml", "--dry-run"), ([1, 0, 0], []))
-        self.assertFalse((self.folder / "c.xml").exists())
+        self.assertRegex(done.err, r'\Atessaron: /dev/fd/\d+: item 2 "Nameless" rejected: .+\n\Z')
 
     def test_failures_leave_the_collection_as_it_was(self):
         kept = self.write("c.xml", collection(item("A1")))
-        self.write("good.xml", response(item("A2")))
-        self.write("cut.xml", response(item("A3"))[:-20])
-        self.write("mixed.xml", "<R>\n <Items><Item></Items>\n</R>")
-        self.write("none.xml", response())
-        self.write("error.xml", SERVICE_ERROR)
-        self.write("bad.xml", response(item("")))
-        self.write("page.html", "<html><body><p>Not found</p></body></html>")
-        self.write("empty.xml", "")
+        for name, text in {
+            "good.xml": response(item("A2")), "cut.xml": response(item("A3"))[:-20], "none.xml": response(),
+            "mixed.xml": "<R>\n <Items><Item></Items>\n</R>", "error.xml": SERVICE_ERROR,
+            "bad.xml": response(item("")), "page.html": "<html><body><p>Not found</p></body></html>",
+            "empty.xml": "", "picture.svg": "<svg><g/></svg>",
+        }.items():
+            self.write(name, text)
         broken = self.write("broken.xml", "<PriceTracker>\n<Items>\n  <Item></Itm></Items>")
-        self.write("picture.svg", "<svg><g/></svg>")
         (self.folder / "folder").mkdir()
         into = ("import", "-c", "c.xml")
         self.assert_failures([
@@ -133,14 +118,11 @@ class Import(ToolTest):
         ], untouched=[kept, broken])
 
         into = (*into, "good.xml")
-        with self.subTest("the disk is full"):
-            done = self.tool(*into, code=74, preexec_fn=limit_file_size)
-            self.assertEqual(done.out, "", "nothing was imported")
-            self.assertEqual(kept.read_text(), collection(item("A1")))
-            self.assertEqual([p for p in self.folder.iterdir() if ".tmp" in p.name], [])
-        with self.subTest("there are no standard streams"):
-            closed = subprocess.run([TOOL, *into], cwd=self.folder, check=False, timeout=60,
-                                    preexec_fn=lambda: os.closerange(0, 3))
-            self.assertEqual(closed.returncode, 74)
-        with self.subTest("the counts cannot be printed"), open("/dev/full", "wb") as full:
+        self.assertEqual(self.tool(*into, code=74, preexec_fn=limit_file_size).out, "", "nothing was imported")
+        self.assertEqual(kept.read_text(), collection(item("A1")))
+        self.assertEqual([p for p in self.folder.iterdir() if ".tmp" in p.name], [])
+        closed = subprocess.run([TOOL, *into], cwd=self.folder, check=False, timeout=60,
+                                preexec_fn=lambda: os.closerange(0, 3))
+        self.assertEqual(closed.returncode, 74, "there are no standard streams")
+        with open("/dev/full", "wb") as full:
             self.assertIn("the collection is saved", self.tool(*into, code=74, stdout=full).err)

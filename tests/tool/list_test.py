@@ -5,18 +5,16 @@ import io
 import os
 import re
 import signal
-import subprocess
 import unicodedata
 
-from support import TOOL, ToolTest, collection, item, response
+from support import ToolTest, collection, item, response
 
 HOSTILE = "&#27;[2J&#155;31m\u202e&#7;&#127;x\r\ny\u009b"
 
 
 def columns(line):
-    widths = [0 if unicodedata.category(c) in ("Mn", "Cf") else
-              2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in line]
-    return sum(widths)
+    return sum(0 if unicodedata.category(c) in ("Mn", "Cf") else
+               2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in line)
 
 
 class List(ToolTest):
@@ -27,9 +25,6 @@ class List(ToolTest):
             item("A2", "äther", attributes=' status="7"'),
             item("A3", "Zebra", "<DateAdded>2</DateAdded>", ' status="2"'),
             item("A4", "disc 9").replace("Book", "art")))
-
-    def asins(self, *arguments):
-        return [r["ASIN"] for r in self.json("list", "-c", "c.xml", *arguments)]
 
     def test_sorts_and_selects(self):
         rows = [
@@ -44,14 +39,13 @@ class List(ToolTest):
         ]
         for arguments, expected in rows:
             with self.subTest(arguments=arguments):
-                self.assertEqual(self.asins(*arguments), expected.split())
+                self.assertEqual(self.asins("c.xml", *arguments), expected.split())
         self.write("none.xml", collection())
         self.assert_failures([
             (1, "c.xml: .*sold-out", "list", "-c", "c.xml", "--status", "sold-out"),
             (1, "none.xml: ", "list", "-c", "none.xml"),
             (2, "lent, borrowed, .*favorite", "list", "-c", "c.xml", "--status", "here"),
             (2, "--sort", "list", "-c", "c.xml", "--sort", "price"),
-            (2, "excludes", "list", "-c", "c.xml", "--json", "--csv"),
             (2, "--collection", "list"),
             (2, "a verb is required, one of import"),
             (2, '"lst" is no verb; did you mean list\\?', "lst", "-c", "c.xml"),
@@ -67,38 +61,32 @@ class List(ToolTest):
         self.assertEqual(self.tool("list", "-c", "none.xml", "--json", code=1).out, "[]\n")
 
     def test_a_reader_may_go_away(self):
-        for arguments in (["list"], ["list", "-o", "/dev/stdout"]):
-            for handler, code, told in [(signal.SIG_DFL, -signal.SIGPIPE, 0),
-                                        (signal.SIG_IGN, 74, 1)]:
-                read, write = os.pipe()
-                os.close(read)
-                done = subprocess.run(
-                    [TOOL, *arguments, "-c", "c.xml"], stdout=write, stderr=subprocess.PIPE,
-                    cwd=self.folder, check=False, timeout=60, restore_signals=False,
-                    preexec_fn=lambda handler=handler: signal.signal(signal.SIGPIPE, handler))
-                os.close(write)
+        read, write = os.pipe()
+        os.close(read)
+        for arguments in ([], ["-o", "/dev/stdout"]):
+            for handler, code, lines in [(signal.SIG_DFL, -signal.SIGPIPE, 0), (signal.SIG_IGN, 74, 1)]:
                 with self.subTest(arguments=arguments, handler=handler):
-                    self.assertEqual((done.returncode, done.stderr.count(b"\n")), (code, told))
+                    self.tool("list", "-c", "c.xml", *arguments, code=code, lines=lines, stdout=write,
+                              restore_signals=False, preexec_fn=lambda: signal.signal(signal.SIGPIPE, handler))
+        os.close(write)
 
     def test_csv_keeps_texts_apart_and_formulas_harmless(self):
-        titles = ['a,"b"', "=1+1", "+x", "-5", "-5+2", "@x", "two\nlines", "＝1",
-                  "x;=1+1;y", 'x; "=1"', "a; -b;-5;-", "l\n@m"]
+        titles = {
+            'a,"b"': 'a,"b"', "=1+1": "'=1+1", "+x": "'+x", "-5": "-5", "-5+2": "'-5+2", "@x": "'@x",
+            "two\nlines": "two\nlines", "＝1": "'＝1", "x;=1+1;y": "x;'=1+1;y", 'x; "=1"': 'x; \'"=1"',
+            "a; -b;-5;-": "a; '-b;-5;-", "l\n@m": "l\n'@m", "a;\t\\\r=b": "a;\t\\\r'=b"}
         self.write("c.xml", collection(*(item("A", t.replace('"', "&quot;")) for t in titles)))
         out = self.tool("list", "-c", "c.xml", "--csv").out
         self.assertEqual(out.count("\r\n"), len(titles) + 1)
         rows = list(csv.DictReader(io.StringIO(out, newline="")))
-        self.assertEqual([row["Title"] for row in rows],
-                         ['a,"b"', "'=1+1", "'+x", "-5", "'-5+2", "'@x", "two\nlines", "'＝1",
-                          "x;'=1+1;y", 'x; \'"=1"', "a; '-b;-5;-", "l\n'@m"])
+        self.assertEqual([row["Title"] for row in rows], list(titles.values()))
         out = self.tool("list", "-c", "c.xml", "--tsv").out
-        self.assertIn("x;'=1+1;y", out)
-        self.assertIn(r"l\n@m", out)
+        for text in ("x;'=1+1;y", r"l\n@m", r"a;\t\\\r=b"):
+            self.assertIn(text, out)
 
     def test_nothing_in_a_text_steers_the_terminal(self):
         self.write("h.xml", collection(item("A1", HOSTILE, f"<Notes>{HOSTILE}</Notes>")))
-        forms = [["list"], ["list", "--json"], ["list", "--csv"], ["show", "A1"],
-                 ["show", "A1", "--json"]]
-        for form in forms:
+        for form in [["list"], ["list", "--json"], ["list", "--csv"], ["show", "A1"], ["show", "A1", "--json"]]:
             with self.subTest(form=form):
                 out = self.on_terminal(*form, "-c", "h.xml", "--color", "never", width=200)
                 self.assertIn("[2J", out)
@@ -117,7 +105,7 @@ class List(ToolTest):
         self.write("w.xml", collection(item(key, long), item("B2", "Short")))
         self.tool("set", "-c", "w.xml", key, "--status", "lent", "--target", who, "--until",
                   "2024-02-29", "--from", "2024-02-28")
-        for width in (20, 40, 80, 120):
+        for width in (20, 80):
             with self.subTest(width=width):
                 out = self.on_terminal("list", "-c", "w.xml", "--color", "never", width=width)
                 lines = out.splitlines()
@@ -146,14 +134,9 @@ class List(ToolTest):
         self.assertEqual(self.tool("import", "-c", "n.xml", *names).err, "")
 
     def test_colour_only_where_it_is_wanted(self):
-        rows = [
-            ({}, [], True),
-            ({"NO_COLOR": "1"}, [], False),
-            ({"NO_COLOR": ""}, [], True),
-            ({"NO_COLOR": "1"}, ["--color", "always"], True),
-            ({}, ["--color=never"], False),
-        ]
-        for env, arguments, expected in rows:
+        for env, arguments, expected in [({}, [], True), ({"NO_COLOR": "1"}, [], False), ({"NO_COLOR": ""}, [], True),
+                                         ({"NO_COLOR": "1"}, ["--color", "always"], True),
+                                         ({}, ["--color=never"], False)]:
             with self.subTest(env=env, arguments=arguments):
                 out = self.on_terminal(*arguments, "list", "-c", "c.xml", env=env, width=80)
                 self.assertEqual("\x1b[" in out, expected)

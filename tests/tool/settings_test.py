@@ -1,9 +1,9 @@
 import json
 import os
+import pathlib
 import re
 
-import support
-from support import ToolTest
+from support import ToolTest, item, response
 
 # Apart from the library's table: type, default, names.
 DEFAULTS = [
@@ -28,17 +28,7 @@ class Settings(ToolTest):
     def setUp(self):
         super().setUp()
         self.store = self.folder / "own" / "settings.db"
-        environment = {"TESSARON_SETTINGS": str(self.store), "TESSARON_HOME": str(self.folder)}
-        before = {name: os.environ.get(name) for name in environment}
-        os.environ.update(environment)
-
-        def restore():
-            for name, value in before.items():
-                os.environ.pop(name)
-                if value is not None:
-                    os.environ[name] = value
-
-        self.addCleanup(restore)
+        self.setting(TESSARON_SETTINGS=self.store, TESSARON_HOME=self.folder)
 
     def get(self, name):
         return self.json("settings", "get", name)["value"]
@@ -70,8 +60,7 @@ class Settings(ToolTest):
                 self.assertEqual(self.tool("settings", "get", name).out, text + "\n")
         self.assertRegex(self.tool("settings", "list").out, r"SwapListPane +bool +true +false\n")
         self.tool("settings", "reset", "LVShowFields")
-        self.assertEqual(self.get("LVShowFields"), [True] * 4)
-        self.assertEqual(self.get("SwapListPane"), True)
+        self.assertEqual((self.get("LVShowFields"), self.get("SwapListPane")), ([True] * 4, True))
         self.tool("settings", "reset")
         self.assertTrue(all(entry["value"] == entry["default"]
                             for entry in self.json("settings", "list")))
@@ -85,14 +74,12 @@ class Settings(ToolTest):
             (2, r"'Nope'; \"settings list\"", "settings", "set", "Nope", "1"),
             (2, "takes a whole number from 0 to 3", "settings", "set", "CollationOption", "4"),
             (2, "ViewType takes a whole number", "settings", "set", "ViewType", "1.5"),
-            (2, "ViewType takes a whole number", "settings", "set", "ViewType", "--", "-1"),
             (2, "ViewType takes a whole number", "settings", "set", "ViewType", "2147483648"),
             (2, "ViewType takes one value", "settings", "set", "ViewType", "1", "2"),
             (2, "SwapListPane takes true or false", "settings", "set", "SwapListPane", "maybe"),
             (2, "LVShowFields takes 4 flags", "settings", "set", "LVShowFields", "1,1,1"),
             (2, "ShowHide takes true or false", "settings", "set", "ShowHide", "1,,1"),
             (2, "WindowRect takes four", "settings", "set", "WindowRect", "1,2,3,"),
-            (2, "WindowRect takes four", "settings", "set", "WindowRect", "1,2,3,x,4"),
             (2, "not empty", "settings", "set", "CustomIcons", ""),
             (2, "VALUE", "settings", "set", "ViewType"),
             (2, "UTF-8", "settings", "set", "AccountEmail", os.fsdecode(b"\xff")),
@@ -110,19 +97,16 @@ class Settings(ToolTest):
     def test_a_damaged_file_is_refused_until_a_change_sets_it_aside(self):
         self.tool("settings", "set", "ViewType", "7")
         sound = self.store.read_bytes()
-        response = self.write("response.xml", support.response(support.item("A1")))
         readers = [("settings", "list"), ("settings", "lists"), ("theme", "list"),
-                   ("import", "-c", "shelf.xml", response)]
-        changes = [("set", "ViewType", "3"), ("reset",), ("reset", "ViewType")]
-        for number, change in enumerate(changes, 1):
+                   ("import", "-c", "shelf.xml", self.write("r.xml", response(item("A1"))))]
+        for number, change in enumerate([("set", "ViewType", "3"), ("reset",), ("reset", "ViewType")], 1):
             self.store.write_bytes(sound[:5000])
             self.assert_failures([(65, "settings.db: .*damaged", *reader) for reader in readers],
                                  untouched=[self.store])
             aside = f"{self.store}.damaged-{number}"
             self.assertRegex(self.tool("settings", *change).err,
                              rf"\Atessaron: settings: [^\n]*{re.escape(aside)}[^\n]*\n\Z")
-            with open(aside, "rb") as file:
-                self.assertEqual(file.read(), sound[:5000])
+            self.assertEqual(pathlib.Path(aside).read_bytes(), sound[:5000])
         self.assertEqual(self.tool("settings", "get", "ViewType").err, "")
 
     def test_what_is_no_store_is_left_alone(self):
@@ -131,5 +115,5 @@ class Settings(ToolTest):
         self.assert_failures([(65, "settings.db: .*something else", "settings", *arguments)
                               for arguments in (["list"], ["set", "ViewType", "1"], ["reset"])],
                              untouched=[self.store])
-        os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"
+        self.setting(TESSARON_SETTINGS="/dev/null/settings.db")
         self.tool("settings", "set", "ViewType", "1", code=73)

@@ -1,11 +1,7 @@
-import os
-import pathlib
 import subprocess
 import unittest
 
-from support import ToolTest
-
-SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
+from support import SOURCE, ToolTest
 
 
 class Sort(ToolTest):

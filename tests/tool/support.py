@@ -11,8 +11,11 @@ import subprocess
 import tempfile
 import termios
 import unittest
+import unittest.mock
 
 TOOL = os.environ["TESSARON"]
+SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
+RESPONSES = [SOURCE / "examples" / name for name in ("response.xml", "response_v3.xml")]
 os.environ["LC_ALL"] = "C.UTF-8"  # sorting and dates follow the user's language
 os.environ.pop("NO_COLOR", None)
 os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"  # not the user's: all have their defaults
@@ -34,8 +37,15 @@ def collection(*items):
     return response(*items, root="PriceTracker")
 
 
-def dos_date(day):
-    return (day.year - 1980) << 9 | day.month << 5 | day.day
+def png_size(path):
+    data = path.read_bytes()
+    assert (data[:8], data[-8:-4]) == (b"\x89PNG\r\n\x1a\n", b"IEND"), path
+    return struct.unpack_from(">II", data, 16)
+
+
+def ffmpeg(*arguments):
+    subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-y", *map(str, arguments)],
+                   check=True, timeout=60)
 
 
 def file_limit(size):
@@ -54,31 +64,30 @@ class ToolTest(unittest.TestCase):
         path.write_bytes(text if isinstance(text, bytes) else text.encode())
         return path
 
-    def tool(self, *arguments, code=0, text=None, **options):
-        """Runs the program in the test's folder. A failure must be told in one line of its form."""
+    def setting(self, **environment):
+        """Sets variables of the environment for the rest of the test."""
+        change = unittest.mock.patch.dict(os.environ, {name: str(value) for name, value in environment.items()})
+        change.start()
+        self.addCleanup(change.stop)
+
+    def tool(self, *arguments, code=0, text=None, lines=1, **options):
+        """Runs the program in the test's folder. A failure must be told in so many lines of its form."""
         options.setdefault("stdout", subprocess.PIPE)
-        done = subprocess.run(
-            [TOOL, *map(str, arguments)],
-            input=None if text is None else text.encode(),
-            stderr=subprocess.PIPE,
-            cwd=self.folder,
-            timeout=60,
-            check=False,
-            **options,
-        )
+        done = subprocess.run([TOOL, *map(str, arguments)], input=None if text is None else text.encode(),
+                              stderr=subprocess.PIPE, cwd=self.folder, timeout=60, check=False, **options)
         done.out = (done.stdout or b"").decode()
         done.err = done.stderr.decode()
         self.assertEqual(done.returncode, code, f"{arguments}: {done.err}")
         if code != 0:
-            self.assertRegex(done.err, r"\Atessaron: [^\n]+\n\Z", arguments)
+            self.assertRegex(done.err, r"\A(tessaron: [^\n]+\n){%d}\Z" % lines, arguments)
         return done
 
     def on_terminal(self, *arguments, width=20, env=None, stdout=None):
         """What a terminal of that width gets from the program: both outputs, or standard error alone."""
         ours, theirs = pty.openpty()
         fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
-        process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL,
-                                   stdout=theirs if stdout is None else stdout, stderr=theirs, cwd=self.folder, env={**os.environ, **(env or {})})
+        process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL, stderr=theirs, cwd=self.folder,
+                                   stdout=theirs if stdout is None else stdout, env={**os.environ, **(env or {})})
         os.close(theirs)
         received = b""
         try:
@@ -89,6 +98,9 @@ class ToolTest(unittest.TestCase):
         os.close(ours)
         self.assertEqual(process.wait(60), 0)
         return received.decode()
+
+    def asins(self, file, *arguments):
+        return [record["ASIN"] for record in self.json("list", "-c", file, *arguments)]
 
     def json(self, *arguments, **options):
         return json.loads(self.tool(*arguments, "--json", **options).out)
