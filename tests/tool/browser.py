@@ -1,6 +1,5 @@
 """A headless Chromium, steered by chromedriver over its plain HTTP interface."""
 
-import base64
 import json
 import re
 import subprocess
@@ -14,9 +13,8 @@ class Browser:
 
     def __init__(self):
         self._profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        self._driver = subprocess.Popen(
-            ["chromedriver", "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
-        )
+        self._driver = subprocess.Popen(["chromedriver", "--port=0"], stdout=subprocess.PIPE,
+                                        stderr=subprocess.DEVNULL, text=True)
         self._session = None
         try:
             self._start()
@@ -31,29 +29,17 @@ class Browser:
         else:
             raise RuntimeError("chromedriver does not start")
         self._address = f"http://127.0.0.1:{port[1]}/session"
-        arguments = [
-            "--headless",
-            "--no-sandbox",
-            "--disable-gpu",
-            "--disable-quic",
-            "--no-first-run",
-            "--disable-background-networking",
-            "--disable-component-update",
-            "--disable-sync",
-            "--disable-dev-shm-usage",
-            "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
-            f"--user-data-dir={self._profile.name}",
-        ]
-        wanted = {
-            "goog:chromeOptions": {"args": arguments},
-            "goog:loggingPrefs": {"browser": "ALL"},
-            "unhandledPromptBehavior": "ignore",
-        }
-        session = self._post("", {"capabilities": {"alwaysMatch": wanted}})
+        switches = ("headless no-sandbox no-first-run disable-gpu disable-quic disable-background-networking "
+                    "disable-component-update disable-sync disable-dev-shm-usage")
+        arguments = [*("--" + switch for switch in switches.split()), f"--user-data-dir={self._profile.name}",
+                     "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1"]
+        wanted = {"goog:chromeOptions": {"args": arguments}, "goog:loggingPrefs": {"browser": "ALL"},
+                  "unhandledPromptBehavior": "ignore"}
+        session = self._request("POST", "", capabilities={"alwaysMatch": wanted})
         self._session = "/" + session["sessionId"]
 
-    def _request(self, method, path, body=None):
-        data = None if body is None else json.dumps(body).encode()
+    def _request(self, method, path, **body):
+        data = json.dumps(body).encode() if method == "POST" else None
         request = urllib.request.Request(self._address + path, data, method=method)
         try:
             with urllib.request.urlopen(request, timeout=120) as answer:
@@ -61,35 +47,28 @@ class Browser:
         except urllib.error.HTTPError as error:
             raise RuntimeError(json.load(error)["value"]["message"]) from None
 
-    def _post(self, path, body):
-        return self._request("POST", path, body)
+    def _post(self, path, **body):
+        return self._request("POST", self._session + path, **body)
 
     def open(self, address):
-        self._post(self._session + "/url", {"url": address})
+        self._post("/url", url=address)
 
     def run(self, script, *arguments):
         """The value that a function body returns in the page."""
-        return self._post(self._session + "/execute/sync", {"script": script, "args": arguments})
+        return self._post("/execute/sync", script=script, args=arguments)
 
     def type(self, text):
         """Presses keys, in whatever has the focus."""
         keys = [{"type": kind, "value": c} for c in text for kind in ("keyDown", "keyUp")]
-        self._post(
-            self._session + "/actions", {"actions": [{"type": "key", "id": "keys", "actions": keys}]}
-        )
+        self._post("/actions", actions=[{"type": "key", "id": "keys", "actions": keys}])
 
     def command(self, name, **parameters):
         """A command of the browser's own debugging protocol."""
-        return self._post(self._session + "/goog/cdp/execute", {"cmd": name, "params": parameters})
+        return self._post("/goog/cdp/execute", cmd=name, params=parameters)
 
-    def resize(self, width, height, scale=1):
-        self.command(
-            "Emulation.setDeviceMetricsOverride",
-            width=width,
-            height=height,
-            deviceScaleFactor=scale,
-            mobile=width < 600,
-        )
+    def resize(self, width, height):
+        self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
+                     mobile=width < 600)
 
     def dialog(self):
         """The text of the open dialog; nothing when there is none."""
@@ -100,12 +79,7 @@ class Browser:
 
     def messages(self):
         """What the console has said since the last call."""
-        entries = self._post(self._session + "/se/log", {"type": "browser"})
-        return [entry["message"] for entry in entries]
-
-    def screenshot(self, path):
-        with open(path, "wb") as file:
-            file.write(base64.b64decode(self._request("GET", self._session + "/screenshot")))
+        return [entry["message"] for entry in self._post("/se/log", type="browser")]
 
     def close(self):
         try:

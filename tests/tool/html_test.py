@@ -1,16 +1,11 @@
 import html
 import http.server
-import os
-import pathlib
-import struct
 import threading
 import time
-import zlib
 
 from browser import Browser
-from support import ToolTest, collection, item
+from support import RESPONSES, ToolTest, collection, item
 
-EXAMPLES = pathlib.Path(os.environ["TESSARON_SOURCE"]) / "examples"
 EVIL = "\"'><script>hit('x')</script><img src=x onerror=hit('y')>&amp;"
 DESCRIPTION = """Plain<BR/> <b onclick="hit(1)">bold<p>one<p style="position:fixed">two <i>three</b>
 <script>hit(2)</script><style>body{display:none}</style><img src=x onerror=hit(3)><!-- <b> -->
@@ -23,23 +18,14 @@ TIDIED = (
 
 
 def picture(width, height):
-    """A PNG of one colour."""
-
-    def chunk(kind, data):
-        check = zlib.crc32(kind + data)
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", check)
-
-    head = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
-    rows = (b"\0" + b"\xd0\x60\x20" * width) * height
-    chunks = chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
-    return b"\x89PNG\r\n\x1a\n" + chunks
+    return f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"/>'.encode()
 
 
 class Covers(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        content = {"/cover.png": picture(60, 90), "/dot.png": picture(1, 1)}.get(self.path)
+        content = {"/cover.svg": picture(60, 90), "/dot.svg": picture(1, 1)}.get(self.path)
         self.send_response(200 if content else 404)
-        self.send_header("Content-Type", "image/png")
+        self.send_header("Content-Type", "image/svg+xml")
         self.end_headers()
         self.wfile.write(content or b"")
 
@@ -64,8 +50,7 @@ class Page(ToolTest):
         self.browser.open((self.folder / "page.html").as_uri())
 
     def show_examples(self):
-        responses = [EXAMPLES / name for name in ("response.xml", "response_v3.xml")]
-        self.tool("import", "-c", "shelf.xml", *responses)
+        self.tool("import", "-c", "shelf.xml", *RESPONSES)
         for asin, *options in [
             ("EXB0000001", "--status", "lent", "--until", "tomorrow"),
             ("EXB0000003", "--status", "lent", "--until", "+30d"),
@@ -81,11 +66,10 @@ class Page(ToolTest):
 
     def shown(self):
         """The cards that take up room on the page."""
-        cards = self.each(".card", "[e.offsetHeight > 0, e.dataset.id]")
-        return [asin for visible, asin in cards if visible]
+        return [asin for asin in self.each(".card", "e.offsetHeight > 0 && e.dataset.id") if asin]
 
     def printed(self):
-        """How many cards are on the page when the browser prints it."""
+        """The number of cards on the page when the browser prints it."""
         self.run_script("addEventListener('beforeprint', () => "
                         "window.printed = document.querySelectorAll('.card').length)")
         self.browser.command("Page.printToPDF")
@@ -114,18 +98,15 @@ class Page(ToolTest):
         self.show_examples()
         self.assertEqual((len(self.shown()), self.each("#count", "e.value")), (15, ["15 items"]))
         for query, expected in [
-            ("tides", ["EXB0000001"]),
             ("TIDES  quillFEATHER", ["EXB0000001"]),
             ("tides übelmesser", []),
             ("grossenwahn", ["EXB0000002"]),
-            ("GRÖSSENWAHN", ["EXB0000002"]),
             ("elastiques éloise", ["EXB0000004"]),
             ("coeurdeloup", ["EXD0000009"]),
             ("ｎｉｎｅ minutes", ["EXD0000008"]),
             ("cumulus interruptus", ["EXM0000005"]),
             ("終電", ["EXM0000006"]),
             ("zoe", ["EXM0000006"]),
-            ("exs0000012", ["EXS0000012"]),
             ("🚂", ["EXG0000010"]),
             ("paper moose", ["EXD0000008", "EXD0000023"]),
             ("<sofort>", ["EXS0000012"]),
@@ -137,12 +118,10 @@ class Page(ToolTest):
                 self.assertEqual(self.each("#count", "e.value"), [f"{len(expected)} of 15 items"])
                 self.assertEqual(self.each("#none", "e.offsetHeight > 0"), [not expected])
         self.run_script("document.getElementById('clear').click()")
-        self.assertEqual(len(self.shown()), 15)
         loaded = "return performance.getEntriesByType('resource').map(e => e.initiatorType)"
         self.assertEqual(set(self.run_script(loaded)), {"img"}, "all but the covers is in the file")
 
-    def test_keyboard(self):
-        self.show_examples()
+        self.run_script("document.activeElement.blur()")
         self.browser.type("/nine")
         self.search(self.run_script("return document.activeElement.value"))
         self.assertEqual(self.shown(), ["EXD0000008"])
@@ -161,11 +140,9 @@ class Page(ToolTest):
             ("=Music", "*", "", music),
             ("=Music", "7", "", ["EXM0000006"]),
             ("=Music", "none", "", [asin for asin in music if asin != "EXM0000006"]),
-            ("=Book", "0", "", ["EXB0000001", "EXB0000003"]),
             ("*", "due", "", ["EXB0000001"]),
-            ("=DVD", "*", "moose", ["EXD0000008", "EXD0000023"]),
             ("=DVD", "due", "", []),
-            ("*", "*", "moose", ["EXD0000008", "EXD0000023"]),
+            ("=DVD", "*", "nine", ["EXD0000008"]),
         ]:
             with self.subTest(group=group, status=status, query=query):
                 self.choose("group", group)
@@ -243,10 +220,10 @@ class Page(ToolTest):
                                             for size, address in images.items()))
 
         self.write("c.xml", collection(
-            cover("A1", Small=here + "/no.png", Large=here + "/cover.png"),
-            cover("A2", Large="file:///x.png", Small=here + "/cover.png"),
-            cover("A3", Large=here + "/gone.png"),
-            cover("A4", Medium=here + "/dot.png"),
+            cover("A1", Small=here + "/no.svg", Large=here + "/cover.svg"),
+            cover("A2", Large="file:///x.svg", Small=here + "/cover.svg"),
+            cover("A3", Large=here + "/gone.svg"),
+            cover("A4", Medium=here + "/dot.svg"),
             cover("A5")))
         self.show("c.xml")
         self.assert_soon(lambda: self.each(".cover:not(.loaded) img", "1"), [])
@@ -273,8 +250,6 @@ class Page(ToolTest):
         for scheme, sign in (("light", 1), ("dark", -1)):
             self.browser.command("Emulation.setEmulatedMedia",
                                  features=[{"name": "prefers-color-scheme", "value": scheme}])
-            page, ink = (
-                sum(map(int, self.each("body", f"getComputedStyle(e).{name}.match(/\\d+/g)")[0]))
-                for name in ("backgroundColor", "color"))
-            with self.subTest(scheme=scheme):
-                self.assertGreater((page - ink) * sign, 0.6 * 3 * 255)
+            page, ink = (sum(map(int, self.each("body", f"getComputedStyle(e).{name}.match(/\\d+/g)")[0]))
+                         for name in ("backgroundColor", "color"))
+            self.assertGreater((page - ink) * sign, 0.6 * 3 * 255, scheme)
