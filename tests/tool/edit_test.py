@@ -48,14 +48,12 @@ class Edit(ToolTest):
     def test_notes_icon_and_fields(self):
         self.set("--notes", "-a <b>\n\"c\"", "--icon", "-1", "--field", "Shelf=a=b", "--field", "Ä=ö")
         record = self.record()
-        self.assertEqual((record["Notes"], record["icon"]), ("-a <b>\n\"c\"", -1))
-        self.assertEqual(record["customFields"],
-                         [{"name": "Shelf", "value": "a=b"}, {"name": "Ä", "value": "ö"}])
+        self.assertEqual([record[name] for name in ("Notes", "icon", "customFields")],
+                         ["-a <b>\n\"c\"", -1, [{"name": "Shelf", "value": "a=b"}, {"name": "Ä", "value": "ö"}]])
         self.set("--notes", "", "--no-icon", "--field", "Shelf=", "--field", "Unknown=", "--field", "New=1")
         record = self.record()
         self.assertEqual((record["Notes"], record["icon"]), ("", None))
-        self.assertCountEqual(record["customFields"],
-                              [{"name": "New", "value": "1"}, {"name": "Ä", "value": "ö"}])
+        self.assertCountEqual(record["customFields"], [{"name": "New", "value": "1"}, {"name": "Ä", "value": "ö"}])
 
     def test_failures_change_nothing(self):
         for i in range(7):
