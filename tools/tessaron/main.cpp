@@ -65,7 +65,7 @@ std::string guess(const std::string& word, const std::vector<std::string>& candi
   return meant.empty() ? "" : "; did you mean " + std::string(meant) + '?';
 }
 
-/// The verb that was chosen, or the verb of that verb.
+/// The chosen verb; with nested verbs, the innermost one.
 struct Chosen {
   const CLI::App* verb;
   std::string prefix;                ///< "settings set: " for messages; empty without a verb
@@ -86,7 +86,7 @@ Chosen chosenVerb(const CLI::App& app) {
   return chosen;
 }
 
-/// What is wrong with a flag that was given a value; empty when the parser has another complaint.
+/// The message for a flag that was given a value; empty for any other parser error.
 std::string flagValueError(std::string_view reason) {
   constexpr std::string_view kFlagValue = " was given a disallowed flag override";
   if (!reason.ends_with(kFlagValue)) return {};
@@ -94,7 +94,7 @@ std::string flagValueError(std::string_view reason) {
   return inQuotes((flag.size() == 1 ? "-" : "--") + flag) + " takes no value";
 }
 
-/// What is wrong with words that no verb takes; empty when there are none.
+/// The message for words that no verb takes; empty when there are none.
 std::string unknownWordError(const Chosen& chosen, const std::vector<std::string>& words,
                              const std::vector<std::string>& verbs, bool needsVerb) {
   const auto isOption = [](const std::string& word) { return word.starts_with('-'); };
@@ -114,7 +114,7 @@ std::string unknownWordError(const Chosen& chosen, const std::vector<std::string
   return !needsVerb && word != words.end() ? inQuotes(*word) + " is not expected" : std::string();
 }
 
-/// What is wrong with the command line: the parser's words, unless a verb or an option is unknown.
+/// The message for a wrong command line: the parser's, unless a verb or an option is unknown.
 std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
   const Chosen chosen = chosenVerb(app);
   const std::string flagError = flagValueError(error.what());
@@ -136,9 +136,8 @@ std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
   return error.what();
 }
 
-int run(int argc, char** argv) {
-  Context context;
-  CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
+/// Adds the verbs, and the options that all of them share.
+void configure(CLI::App& app, Context& context) {
   app.set_version_flag("--version", "tessaron " TESSARON_VERSION);
   app.set_help_all_flag("--help-all", "The options of all verbs");
   app.add_flag("-q,--quiet", context.quiet, "No messages and no progress on standard error");
@@ -157,18 +156,28 @@ int run(int argc, char** argv) {
                          addSortForm, addSort, addCodec, addScan, addTheme})
     add(app, context);
   refuseFlagValues(app);
+}
 
+/// Prints what --help or --version asks for, or else the usage error. Returns the exit code.
+int endParsing(const CLI::App& app, const CLI::ParseError& error) {
+  if (error.get_exit_code() != 0)
+    return fail({kUsage, {}, usageError(app, error) + " (--help tells the usage)"});
+  std::ostringstream text;
+  app.exit(error, text, text);
+  print(text.str());
+  if (!text.str().ends_with('\n')) print("\n");
+  flushOutput();
+  return kDone;
+}
+
+int run(int argc, char** argv) {
+  Context context;
+  CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
+  configure(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0)
-      return fail({kUsage, {}, usageError(app, error) + " (--help tells the usage)"});
-    std::ostringstream text;  // what --help and --version ask for
-    app.exit(error, text, text);
-    print(text.str());
-    if (!text.str().ends_with('\n')) print("\n");
-    flushOutput();
-    return kDone;
+    return endParsing(app, error);
   }
   const int code = context.run();
   flushOutput();
@@ -183,7 +192,7 @@ int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
   } catch (const Failure& failure) {
     return fail(failure);
   } catch (const BrokenPipe&) {
-    // A caller who ignores the signal wants to be told.
+    // A caller that ignores the signal gets a message instead.
     if (isPipeSignalIgnored) return fail({kCannotWrite, "standard output", "Broken pipe"});
     std::signal(SIGPIPE, SIG_DFL);
     std::raise(SIGPIPE);
@@ -199,14 +208,14 @@ int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
 
 int main(int argc, char** argv) {
   occupyStandardStreams();
-  // A reader that went away and a limit on file sizes are write errors like any other, so that
-  // locks are released and no temporary file stays.
+  // Turn a closed pipe and a limit on file sizes into ordinary write errors, so that locks are
+  // released and temporary files removed.
   const auto pipeHandler = std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {
     return runAndTell(argc, argv, pipeHandler == SIG_IGN);
   } catch (const std::bad_alloc&) {
-    // Nothing may be allocated here.
+    // Allocate nothing here.
     constexpr std::string_view kMessage = "tessaron: out of memory\n";
     [[maybe_unused]] const ssize_t ignored =
         ::write(STDERR_FILENO, kMessage.data(), kMessage.size());

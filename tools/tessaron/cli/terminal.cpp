@@ -80,6 +80,53 @@ std::string_view withoutTrailingBlanks(std::string_view text) {
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
+/// Fills lines of at most `width` columns with words.
+class LineFiller {
+ public:
+  explicit LineFiller(std::size_t width) : width_(width) {}
+
+  /// Adds a word with the blanks after it; a word wider than a line is broken.
+  void addWord(std::string_view word) {
+    const std::size_t needed = columns(withoutTrailingBlanks(word));
+    // A word that must be broken starts on the current line while at least half of that is free.
+    const bool startsHere = needed > width_ && 2 * used_ <= width_;
+    if (used_ > 0 && used_ + needed > width_ && !startsHere) endLine();
+    if (needed <= width_)
+      append(word);
+    else
+      breakWord(word);
+  }
+  std::vector<std::string> finish() {
+    if (!line_.empty() || lines_.empty()) endLine();
+    return std::move(lines_);
+  }
+
+ private:
+  void append(std::string_view text) {
+    line_ += text;
+    used_ += columns(text);
+  }
+  void breakWord(std::string_view word) {
+    std::size_t from = 0;
+    for (const std::size_t to : boundaries(UBRK_CHARACTER, word)) {
+      const std::string_view character = word.substr(from, to - from);
+      from = to;
+      if (used_ > 0 && character != " " && used_ + columns(character) > width_) endLine();
+      append(character);
+    }
+  }
+  void endLine() {
+    lines_.emplace_back(withoutTrailingBlanks(line_));
+    line_.clear();
+    used_ = 0;
+  }
+
+  const std::size_t width_;
+  std::vector<std::string> lines_;
+  std::string line_;
+  std::size_t used_ = 0;  // columns of `line_`
+};
+
 }  // namespace
 
 std::optional<std::size_t> terminalWidth(int descriptor) {
@@ -132,39 +179,13 @@ std::string cutToWidth(std::string_view text, std::size_t width) {
 }
 
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
-  std::vector<std::string> lines;
-  std::string line;
-  std::size_t used = 0;
-  const auto endLine = [&] {
-    lines.emplace_back(withoutTrailingBlanks(line));
-    line.clear();
-    used = 0;
-  };
+  LineFiller filler(width);
   std::size_t begin = 0;
   for (const std::size_t end : boundaries(UBRK_LINE, text)) {
-    const std::string_view part = text.substr(begin, end - begin);
+    filler.addWord(text.substr(begin, end - begin));
     begin = end;
-    const std::string_view word = withoutTrailingBlanks(part);
-    const std::size_t needed = columns(word);
-    // A word that has to be broken anyhow begins where the line has some room left.
-    const bool isBroken = needed > width && 2 * used <= width;
-    if (used > 0 && used + needed > width && !isBroken) endLine();
-    if (needed <= width) {
-      line += part;
-      used += columns(part);
-      continue;
-    }
-    std::size_t from = 0;
-    for (const std::size_t to : boundaries(UBRK_CHARACTER, part)) {
-      const std::string_view character = part.substr(from, to - from);
-      from = to;
-      if (used > 0 && character != " " && used + columns(character) > width) endLine();
-      line += character;
-      used += columns(character);
-    }
   }
-  if (!line.empty() || lines.empty()) endLine();
-  return lines;
+  return filler.finish();
 }
 
 std::string shortened(std::string_view text, std::size_t width) {

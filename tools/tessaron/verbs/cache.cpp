@@ -38,7 +38,7 @@ struct Options {
   std::uint32_t variant = 0;
   std::string tag;
   std::string image;   ///< to be stored
-  std::string output;  ///< where a found one goes, or the list
+  std::string output;  ///< where `get` and `list` write
   Form form = Form::Table;
 };
 
@@ -47,7 +47,7 @@ std::string checkKey(const std::string& text) {
   return hex && text.size() == 2 * KeyBytes{}.size() ? "" : "a key is 32 hexadecimal digits";
 }
 
-/// The bytes of a text that has passed `checkKey`.
+/// Converts a text that `checkKey` accepts to bytes.
 KeyBytes parseKey(const std::string& text) {
   KeyBytes key;
   for (std::size_t i = 0; i < key.size(); ++i)
@@ -55,7 +55,7 @@ KeyBytes parseKey(const std::string& text) {
   return key;
 }
 
-/// A text with its lines moved two blanks to the right.
+/// Indents all lines but the first by two blanks.
 std::string indented(const std::string& text) {
   std::string moved;
   for (const char byte : text) {
@@ -71,7 +71,7 @@ std::string hex(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-/// What is asked for, in the form that the library takes.
+/// The key options, converted for the library.
 struct Wanted {
   explicit Wanted(const Options& options)
       : key(parseKey(options.key)),
@@ -89,7 +89,7 @@ struct Wanted {
   std::u16string tag;
 };
 
-/// Opens a cache without changing it, and holds it against others where it may be written to.
+/// Opens a cache for reading; takes the exclusive lock as well where the file is writable.
 std::unique_ptr<File> openCache(const std::string& path) {
   if (path == "-") return memoryFile(readInput(path));
   std::error_code error;
@@ -107,7 +107,7 @@ void requireRead(const std::string& path, const CacheWalk& walk) {
   if (walk.hasReadError()) throw Failure{kNoInput, displayName(path), "an error while reading"};
 }
 
-/// Begins to go through a cache. Fails when the file is none.
+/// Starts a walk through a cache. Fails when the file is not a cache.
 CacheWalk walkCache(const std::string& path, File& file) {
   CacheWalk walk(file);
   requireRead(path, walk);
@@ -115,7 +115,7 @@ CacheWalk walkCache(const std::string& path, File& file) {
   return walk;
 }
 
-/// Moves on to the next section that the file holds all of.
+/// Advances to the next section; false at the end and at a truncated section.
 bool nextSound(CacheWalk& walk) { return walk.next() && !walk.isCut(); }
 
 std::string readData(const std::string& path, File& file, const CACHESECTIONHEADER& section) {
@@ -145,6 +145,7 @@ int get(const Options& options) {
   throw Failure{kFailed, displayName(options.file), "no such image"};
 }
 
+/// A section as `list` prints it.
 struct Listed {
   explicit Listed(const CACHESECTIONHEADER& section)
       : offset(section.dataOffset),
@@ -181,7 +182,7 @@ struct Listed {
   std::string tag;
 };
 
-/// A table of rows that nobody keeps: measured first, then printed.
+/// A table in two passes that keeps no rows: measure() all of them, then print each line().
 class Columns {
  public:
   explicit Columns(const std::vector<std::string>& titles) : widths_(titles.size()) {
@@ -205,52 +206,85 @@ class Columns {
   std::vector<std::size_t> widths_;
 };
 
-/// Goes through the sections as often as the form takes, since there may be millions of them.
+/// The sections of a cache. Read again in each pass, since there may be millions of them.
+class Listing {
+ public:
+  Listing(const std::string& path, File& file)
+      : path_(path), file_(file), walk_(walkCache(path, file)) {}
+
+  /// Calls `act(section, index)` for each sound section.
+  template <typename Act>
+  void forEach(Act&& act) {
+    walk_ = CacheWalk(file_);
+    for (count_ = 0; nextSound(walk_); ++count_) act(Listed(walk_.section()), count_);
+  }
+  /// Number of sections in the last pass.
+  std::size_t count() const { return count_; }
+  /// Fails unless the last pass reached the end of a cache that is sound and not empty.
+  void requireSections() const {
+    requireWhole(path_, walk_);
+    if (count_ == 0) throw Failure{kFailed, displayName(path_), "the cache is empty"};
+  }
+
+ private:
+  const std::string& path_;
+  File& file_;
+  CacheWalk walk_;
+  std::size_t count_ = 0;
+};
+
+void listAsJson(Listing& listing, Output& output) {
+  listing.forEach([&](const Listed& listed, std::size_t index) {
+    output.write(index == 0 ? "[" : ",");
+    output.write(indented("\n" + jsonText(listed.json())));
+  });
+  output.write(listing.count() == 0 ? "[]\n" : "\n]\n");
+}
+
+void listAsTable(Listing& listing, const Context& context, Output& output) {
+  constexpr std::size_t kMaxRows = 10'000;  // of a table that is fitted to the terminal
+  const std::vector<std::string> titles = {"Offset", "Size", "Key", "Key 2", "Variant", "Tag"};
+  Columns wide(titles);
+  Table table(titles, {Fit::Whole, Fit::Whole, Fit::Whole, Fit::Whole});
+  listing.forEach([&](const Listed& listed, std::size_t index) {
+    wide.measure(listed.fields());
+    if (index < kMaxRows) table.add(listed.row());
+  });
+  if (listing.count() > kMaxRows) {
+    output.write(wide.line(titles));
+    listing.forEach(
+        [&](const Listed& listed, std::size_t) { output.write(wide.line(listed.fields())); });
+  } else if (listing.count() > 0) {
+    table.print(context, output);
+  }
+}
+
+void listAsRows(Listing& listing, Form form, Output& output) {
+  output.write(separatedRow(
+      form, {"dataOffset", "dataSize", "primaryKey", "secondaryKey", "variant", "tag"}));
+  listing.forEach([&](const Listed& listed, std::size_t) {
+    output.write(separatedRow(form, listed.fields()));
+  });
+}
+
 int list(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.file);
   const std::unique_ptr<File> file = openCache(options.file);
-  CacheWalk walk = walkCache(options.file, *file);
-  const std::vector<std::string> titles = {"Offset", "Size", "Key", "Key 2", "Variant", "Tag"};
-  std::size_t count = 0;
-  const auto forEach = [&](auto&& act) {
-    walk = CacheWalk(*file);
-    for (count = 0; nextSound(walk); ++count) act(Listed(walk.section()));
-  };
+  Listing listing(options.file, *file);
   Output output(options.output);
-  if (options.form == Form::Json) {
-    forEach([&](const Listed& listed) {
-      output.write(count == 0 ? "[" : ",");
-      output.write(indented("\n" + jsonText(listed.json())));
-    });
-    output.write(count == 0 ? "[]\n" : "\n]\n");
-  } else if (options.form == Form::Table) {
-    constexpr std::size_t kMaxRows = 10'000;  // of a table that fits itself to a terminal
-    Columns wide(titles);
-    Table table(titles, {Fit::Whole, Fit::Whole, Fit::Whole, Fit::Whole});
-    forEach([&](const Listed& listed) {
-      wide.measure(listed.fields());
-      if (count < kMaxRows) table.add(listed.row());
-    });
-    if (count > kMaxRows) {
-      output.write(wide.line(titles));
-      forEach([&](const Listed& listed) { output.write(wide.line(listed.fields())); });
-    } else if (count > 0) {
-      table.print(context, output);
-    }
-  } else {
-    output.write(separatedRow(
-        options.form, {"dataOffset", "dataSize", "primaryKey", "secondaryKey", "variant", "tag"}));
-    forEach(
-        [&](const Listed& listed) { output.write(separatedRow(options.form, listed.fields())); });
-  }
+  if (options.form == Form::Json)
+    listAsJson(listing, output);
+  else if (options.form == Form::Table)
+    listAsTable(listing, context, output);
+  else
+    listAsRows(listing, options.form, output);
   output.finish();
-  requireWhole(options.file, walk);
-  if (count == 0) throw Failure{kFailed, displayName(options.file), "the cache is empty"};
+  listing.requireSections();
   return kDone;
 }
 
-/// Writes sections of an existing cache, if there is one, and the image after them. False when that
-/// fails or the new file does not contain the image.
+/// Copies the kept sections of an existing cache, if any, and appends the image. False when writing
+/// fails or the new file does not read back with the image.
 bool writeWith(File& to, File* from, std::span<const CACHESECTIONHEADER> kept,
                const std::string& image, const Wanted& wanted) {
   const std::unique_ptr<File> none = memoryFile("");

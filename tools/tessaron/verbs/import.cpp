@@ -31,33 +31,33 @@ struct Options {
   bool dryRun = false;
 };
 
-/// What is known of a response besides its items.
+/// A response's file, and the summary of its import.
 struct Response {
   std::string path;
   std::unique_ptr<Input> input;
-  std::optional<std::string> content;  ///< of what can be read once only
+  std::optional<std::string> content;  ///< of a source that can be read only once
   ResponseSummary summary;
 };
 
-/// What the service says went wrong, in either dialect; empty when it says nothing.
+/// The service's error message, in either dialect; empty when there is none.
 std::string serviceError(const TiXmlElement& element) {
   const std::string_view name = element.Value();
-  if (name == "ErrorMsg" && element.GetText() != nullptr) return element.GetText();
-  for (const TiXmlElement* child = element.FirstChildElement(); child != nullptr;
+  if (name == "ErrorMsg" && element.GetText()) return element.GetText();
+  for (const TiXmlElement* child = element.FirstChildElement(); child;
        child = child->NextSiblingElement()) {
-    if (name == "Error" && child->ValueStr() == "Message" && child->GetText() != nullptr)
+    if (name == "Error" && child->ValueStr() == "Message" && child->GetText())
       return child->GetText();
     if (std::string error = serviceError(*child); !error.empty()) return error;
   }
   return {};
 }
 
-/// Says that a response without items is one; fails when it is no response at all.
+/// Warns that a response has no items. Fails when the file is not a response.
 void explainEmpty(const Response& response) {
   TiXmlDocument document;
   parseXml(response.content ? *response.content : readInput(response.path), document);
   const std::string error =
-      document.RootElement() == nullptr ? std::string() : serviceError(*document.RootElement());
+      document.RootElement() ? serviceError(*document.RootElement()) : std::string();
   const std::string name = displayName(response.path);
   if (error.empty() && !response.summary.canHoldItems)
     throw Failure{kBadData, name, "this is no response: it has no place for items"};
@@ -73,7 +73,7 @@ Response openResponse(const std::string& path) {
   return response;
 }
 
-/// Hands a response to the import. Fails when it cannot be read or is damaged.
+/// Adds a response to the import. Fails when it cannot be read or is damaged.
 void addResponse(Import& import, Response& response) {
   std::unique_ptr<File> file = std::move(response.input);
   if (response.content) file = memoryFile(*response.content);
@@ -112,7 +112,7 @@ int run(const Options& options, const Context& context) {
   loadSetting(u"CollationOption", _Config);
   Import import(localToday(), CCollationSystem::ApplyToRecord);
   std::vector<Response> responses;
-  for (const std::string& path : options.responses)  // before the lock: input may be slow
+  for (const std::string& path : options.responses)  // before the lock, since input may be slow
     responses.push_back(openResponse(path));
   {
     Progress progress(context, "importing", responses.size());
@@ -129,7 +129,7 @@ int run(const Options& options, const Context& context) {
     throw Failure{kNoInput, {}, "a response could not be read a second time"};
   const ImportCounts& counts = import.counts();
   try {
-    report(responses, counts, options);  // not before the file has what it tells of
+    report(responses, counts, options);  // only when the file is written
   } catch (Failure& failure) {
     failure.reason += options.dryRun ? "" : "; the collection is saved";
     throw;

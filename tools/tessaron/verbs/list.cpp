@@ -28,20 +28,30 @@ struct Options {
   Form form = Form::Table;
 };
 
-/// What a list for programs tells of an item: these columns of an export.
+/// The columns of an export that JSON, CSV and TSV lists contain.
 const std::vector<std::string> kColumns = {
     "ASIN",          "Title",        "ProductGroup", "DateAdded",   "status.name",
     "status.target", "status.begin", "status.end",   "status.text", "status.due"};
 
-/// What is kept of an item that is sorted: what it is sorted by, and what is printed of it.
+/// An item in a sorted list: its sort keys and what is printed of it.
 struct Row {
   std::u16string group;
   std::u16string title;
   std::uint16_t added;
   std::int32_t status;
-  std::string text;                // for programs
-  std::vector<Table::Cell> cells;  // for people
+  std::string text;                ///< for JSON, CSV and TSV
+  std::vector<Table::Cell> cells;  ///< for a table
 };
+
+Row keysOf(const CRecord& record) {
+  constexpr std::int32_t kLast = INT32_MAX;  // items without a status come last
+  return {record.ProductGroup,
+          record.Title,
+          record.DateAdded,
+          record.hasStatus ? record.status : kLast,
+          {},
+          {}};
+}
 
 void sortRows(std::vector<Row>& rows, const std::string& order) {
   const auto compare = [](const std::u16string& a, const std::u16string& b) {
@@ -64,7 +74,7 @@ std::vector<Table::Cell> cellsOf(const CRecord& record, const SYSTEMTIME& now) {
       std::move(who),        std::move(until),       dueCell(dueMark(record, now))};
 }
 
-/// The test for --status. Fails with kUsage for a name that means nothing.
+/// The filter for --status. Fails with kUsage for an unknown name.
 std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
   const std::string plain = plainName(name);
   if (plain == "all") return [](const CRecord&) { return true; };
@@ -91,12 +101,7 @@ int run(const Options& options, const Context& context) {
     ++count;
     if (options.sort.empty())
       return isTable ? table.add(cellsOf(record, now)) : writer.write(record);
-    Row& row = rows.emplace_back(Row{record.ProductGroup,
-                                     record.Title,
-                                     record.DateAdded,
-                                     record.hasStatus ? record.status : INT32_MAX,  // none: last
-                                     {},
-                                     {}});
+    Row& row = rows.emplace_back(keysOf(record));
     if (isTable)
       row.cells = cellsOf(record, now);
     else

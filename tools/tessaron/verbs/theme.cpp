@@ -218,7 +218,7 @@ int unpack(const Options& options, const Context&) {
   return tellProblems(options.file, package);
 }
 
-/// A theme that the settings select; by default the application's own.
+/// A theme's file and scheme, as the settings hold them.
 struct Choice {
   std::u16string file;
   int scheme = 0;
@@ -258,7 +258,7 @@ void storeChoice(Choice choice) {
 
 std::u16string dataFolder() { return joinPath(programFolder(), u"Data"); }
 
-/// Why the application cannot take a theme into use; empty when it can.
+/// The reason why the application cannot use a theme; empty when it can.
 std::string faultOfChoice(const std::u16string& folder, const Choice& choice) {
   if (faultOfFileName(choice.file)) return "is no file of the data folder";
   CThemePackage package;
@@ -279,11 +279,11 @@ Json choiceJson(const Choice& choice) {
   return {{"file", toUtf8(choice.file)}, {"scheme", choice.scheme}};
 }
 
-/// The themes that can be listed, and which of them the application takes into use.
+/// The themes to be listed, and the one that the application uses.
 struct Themes {
   Choice selected;
-  std::string error;              ///< why `selected` cannot be taken; empty when it can
-  std::optional<Choice> inForce;  ///< none when the default theme cannot be taken either
+  std::string error;              ///< why `selected` cannot be used; empty when it can
+  std::optional<Choice> inForce;  ///< none when the default theme cannot be used either
   std::vector<std::u16string> files;
 };
 
@@ -438,59 +438,70 @@ int check(const Options& options, const Context& context) {
   return warnings.empty() ? kDone : kFailed;
 }
 
+/// Adds the verbs of "theme" and their options.
+struct ThemeVerbs {
+  CLI::App& theme;
+  Context& context;
+  std::shared_ptr<Options> options = std::make_shared<Options>();
+
+  CLI::App* add(const char* name, const char* text, int (*run)(const Options&, const Context&)) {
+    CLI::App* added = theme.add_subcommand(name, text);
+    added->callback([&context = context, options = options, run] {
+      context.run = [&context, options, run] { return run(*options, context); };
+    });
+    return added;
+  }
+  void addFile(CLI::App* verb, const char* text) {
+    verb->add_option("FILE", options->file, text)->required();
+  }
+  void addFolder(CLI::App* verb, const char* text) {
+    verb->add_option("DIR", options->folder, text)->required();
+  }
+  void addJson(CLI::App* verb) { addFormFlags(*verb, options->form, {Form::Json}); }
+  void addResult(CLI::App* verb) {
+    addJson(verb);
+    addOutputOption(*verb, options->output);
+  }
+};
+
+void addReadingVerbs(ThemeVerbs& verbs) {
+  verbs.addResult(verbs.add(
+      "list", "Lists the packages of the data folder, and tells which theme is in force", list));
+  CLI::App* infoVerb = verbs.add("info", "Tells what is in a package", info);
+  verbs.addFile(infoVerb, "The package's file");
+  verbs.addResult(infoVerb);
+  CLI::App* checkVerb = verbs.add(
+      "check", "Warns of what the maker of a theme will not have meant; exits with 1 then", check);
+  verbs.addFile(checkVerb, "The package's file, or a folder that is to be packed");
+  verbs.addResult(checkVerb);
+}
+
+void addWritingVerbs(ThemeVerbs& verbs) {
+  CLI::App* selectVerb = verbs.add("select", "Chooses a package of the data folder", select);
+  verbs.addFile(selectVerb, "The package's name there");
+  selectVerb->add_option("SCHEME", verbs.options->scheme, "Which of its schemes, counted from 0")
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+  CLI::App* unpackVerb = verbs.add(
+      "unpack", "Unpacks a package into a folder named after its identifier; prints that", unpack);
+  verbs.addFile(unpackVerb, "The package's file");
+  verbs.addFolder(unpackVerb, "Where that folder is made");
+  verbs.addJson(unpackVerb);
+  CLI::App* packVerb =
+      verbs.add("pack", "Makes a package of a folder's files, main.xml among them", pack);
+  verbs.addFile(packVerb, "The package to be made; \"-\" is standard output");
+  verbs.addFolder(packVerb, "The folder");
+}
+
 }  // namespace
 
 void addTheme(CLI::App& app, Context& context) {
-  const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("theme", "Lists, chooses, checks, unpacks and packs themes");
   verb->footer(
       "The data folder is \"Data\" in $TESSARON_HOME, or else in $XDG_DATA_HOME/tessaron.");
   verb->require_subcommand(1);
-  const auto addVerb = [&](const char* name, const char* text,
-                           int (*run)(const Options&, const Context&)) {
-    CLI::App* added = verb->add_subcommand(name, text);
-    added->callback([&context, options, run] {
-      context.run = [&context, options, run] { return run(*options, context); };
-    });
-    return added;
-  };
-  const auto addFile = [&](CLI::App* to, const char* text) {
-    to->add_option("FILE", options->file, text)->required();
-  };
-  const auto addJson = [&](CLI::App* to) { addFormFlags(*to, options->form, {Form::Json}); };
-  const auto addOutput = [&](CLI::App* to) { addOutputOption(*to, options->output); };
-
-  CLI::App* listVerb = addVerb(
-      "list", "Lists the packages of the data folder, and tells which theme is in force", list);
-  addJson(listVerb);
-  addOutput(listVerb);
-
-  CLI::App* infoVerb = addVerb("info", "Tells what is in a package", info);
-  addFile(infoVerb, "The package's file");
-  addJson(infoVerb);
-  addOutput(infoVerb);
-
-  CLI::App* checkVerb = addVerb(
-      "check", "Warns of what the maker of a theme will not have meant; exits with 1 then", check);
-  addFile(checkVerb, "The package's file, or a folder that is to be packed");
-  addJson(checkVerb);
-  addOutput(checkVerb);
-
-  CLI::App* selectVerb = addVerb("select", "Chooses a package of the data folder", select);
-  addFile(selectVerb, "The package's name there");
-  selectVerb->add_option("SCHEME", options->scheme, "Which of its schemes, counted from 0")
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()));
-
-  CLI::App* unpackVerb = addVerb(
-      "unpack", "Unpacks a package into a folder named after its identifier; prints that", unpack);
-  addFile(unpackVerb, "The package's file");
-  unpackVerb->add_option("DIR", options->folder, "Where that folder is made")->required();
-  addJson(unpackVerb);
-
-  CLI::App* packVerb =
-      addVerb("pack", "Makes a package of a folder's files, main.xml among them", pack);
-  addFile(packVerb, "The package to be made; \"-\" is standard output");
-  packVerb->add_option("DIR", options->folder, "The folder")->required();
+  ThemeVerbs verbs{*verb, context};
+  addReadingVerbs(verbs);
+  addWritingVerbs(verbs);
 }
 
 }  // namespace tessaron::tool
