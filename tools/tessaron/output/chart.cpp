@@ -32,7 +32,7 @@ struct Size {
   int height = 0;
 };
 
-/// "600x400" as numbers; zeros for anything else. What is smaller has no room for the legend.
+/// Parses "600x400"; zeros for anything else, and for sizes without room for the legend.
 Size parseSize(const std::string& text) {
   constexpr Size kMinSize = {200, 240};
   constexpr int kMaxSide = 8192;
@@ -47,19 +47,18 @@ Size parseSize(const std::string& text) {
   return fits ? size : Size{};
 }
 
-/// The digits that a 32-bit number really has.
+/// Formats a number with the precision of 32-bit floats.
 std::string digitsOf(double value) { return fmt::format("{:.7g}", value); }
 
-/// What is given of an item as text or as a number.
+/// A row of the chart's data.
 struct Slice {
   std::string name;
   std::int32_t count;
   double value;
-  std::optional<double> percent;  ///< none when all values add up to nothing
+  std::optional<double> percent;  ///< none when the sum is zero
 };
 
-/// The chart's items, whose values are percentages of the sum; with a sum of nothing they are what
-/// they were.
+/// Converts the chart's items, whose values are percentages of `sum`, or unscaled if that is zero.
 std::vector<Slice> slicesOf(const GPSimpleChart& chart, double sum) {
   std::vector<Slice> slices;
   for (const scdata& item : chart.items) {
@@ -102,7 +101,7 @@ Table tableOf(const std::vector<Slice>& slices, const std::string& heading,
   for (const auto& row : rows)
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns(row[i]));
   for (auto& row : rows) {
-    for (std::size_t i = 1; i < row.size(); ++i)  // numbers stand to the right
+    for (std::size_t i = 1; i < row.size(); ++i)  // align numbers to the right
       if (!row[i].empty()) row[i].insert(0, widths[i] - columns(row[i]), ' ');
     if (unit.empty()) row.erase(row.begin() + 2);
   }
@@ -115,7 +114,7 @@ Table tableOf(const std::vector<Slice>& slices, const std::string& heading,
   return table;
 }
 
-/// The picture's bytes.
+/// Draws the chart as a PNG file.
 std::string pngOf(GPPieChart& chart) {
   if (!chart.canvas) throw Failure{kFailed, {}, "libgdiplus, which draws, is not there"};
   for (const scdata& item : chart.items)
@@ -148,7 +147,7 @@ void addChartForm(CLI::App& verb, ChartForm& form) {
 void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const std::string& unit, ordered_json about, const ChartForm& form,
                const Context& context) {
-  float sum = 0;  // as the chart adds them
+  float sum = 0;  // with the chart's precision
   for (const scdata& item : items) sum += item.value;
   const bool isPicture = form.form == Form::Png;
   if (items.empty()) throw Failure{kFailed, {}, "there are no items"};

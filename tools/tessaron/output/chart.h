@@ -1,5 +1,5 @@
 #pragma once
-// What the verbs that give a chart have in common.
+// Shared code of the verbs that make charts.
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -11,7 +11,7 @@
 
 namespace tessaron::tool {
 
-/// How a chart is given, and where.
+/// The form and target of a chart.
 struct ChartForm {
   bool groupRest = true;
   Form form = Form::Table;
@@ -22,10 +22,10 @@ struct ChartForm {
 /// Adds the flags of the forms, --output and --size.
 void addChartForm(CLI::App& verb, ChartForm& form);
 
-/// Merges and sorts the items and gives the chart. `heading` is what the items are, `unit` what
-/// their values are measured in; `about` are the first members of the JSON document. Fails with
-/// kFailed when there are none, and for a picture of an item below zero or of values that add up to
-/// nothing; other forms leave the shares out then.
+/// Merges and sorts the items and writes the chart. `heading` names the items, `unit` the unit of
+/// their values; `about` holds the first members of the JSON document. Fails with kFailed when
+/// there are no items, and when a picture would show a negative value or a sum of zero; other forms
+/// leave the shares out then.
 void giveChart(const std::vector<scdata>& items, const std::string& heading,
                const std::string& unit, nlohmann::ordered_json about, const ChartForm& form,
                const Context& context);

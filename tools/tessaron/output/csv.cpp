@@ -9,7 +9,7 @@
 namespace tessaron::tool {
 namespace {
 
-/// Whether a spreadsheet would read the text as the number that it spells: a sign, digits, a point.
+/// Whether the text is a plain number (sign, digits, point), which a spreadsheet reads as such.
 bool isNumber(std::string_view text) {
   bool digits = false;
   bool point = false;
@@ -26,18 +26,18 @@ bool looksLikeFormula(std::string_view text) {
   if (text.empty()) return false;
   if (std::string_view("=@\t\r\n").find(text[0]) != std::string_view::npos) return true;
   if (text[0] == '+' || text[0] == '-') return !isNumber(text);
-  for (const std::string_view wide : {"＝", "＋", "－", "＠"})  // some spreadsheets take these, too
+  for (const std::string_view wide : {"＝", "＋", "－", "＠"})  // accepted by some spreadsheets
     if (text.starts_with(wide)) return true;
   return false;
 }
 
-/// Where spreadsheets may divide a field, whatever the form says: those of many countries divide
-/// CSV at semicolons, and then heed quotation marks only where they begin what they take for a
-/// cell; others divide tab-separated rows at commas and semicolons as well.
+/// The characters at which spreadsheets may split a field: in many locales they split CSV at
+/// semicolons and respect quotation marks only at the start of such a cell; some split
+/// tab-separated rows at commas and semicolons too.
 constexpr std::string_view kCsvDividers = ";\t\r\n", kTsvDividers = ",;";
 
-/// Whether a cell that begins with `rest` and ends at a divider would be a formula. Quotation marks
-/// before it may be gone by then.
+/// Whether a cell that starts with `rest` and ends at a divider is a formula. Ignores leading
+/// quotation marks, which the spreadsheet may have removed.
 bool beginsFormula(std::string_view rest, std::string_view dividers) {
   rest.remove_prefix(std::min(rest.find_first_not_of('"'), rest.size()));
   const std::string_view cell = rest.substr(0, rest.find_first_of(dividers));
@@ -45,11 +45,10 @@ bool beginsFormula(std::string_view rest, std::string_view dividers) {
   return cell.size() > 1 && !isEscaped && looksLikeFormula(cell);
 }
 
-/// The text with an apostrophe before everything that would be a formula: at its beginning, and
-/// where it may be divided.
+/// Puts an apostrophe before each formula: at the start of the text and after each divider.
 std::string withoutFormulas(std::string_view text, std::string_view dividers) {
   std::string out = looksLikeFormula(text) ? "'" : "";
-  bool isBehindDivider = false;  // with nothing but blanks between
+  bool isBehindDivider = false;  // only blanks since the divider
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (isBehindDivider && text[i] != ' ' && beginsFormula(text.substr(i), dividers)) out += '\'';
     const bool isDivider = dividers.find(text[i]) != dividers.npos;
@@ -67,14 +66,14 @@ constexpr std::array<bool, 256> kCommon = [] {
   return common;
 }();
 
-/// Whether every format takes the text as it stands: most texts are so.
+/// Whether no form needs to change the text, as with most texts.
 bool isCommon(std::string_view text) {
   bool common = true;
   for (const char c : text) common &= kCommon[static_cast<unsigned char>(c)];
   return common;
 }
 
-/// The text without control characters but tabs and line ends, as no formula.
+/// Guards formulas and replaces control characters other than tabs and line ends with U+FFFD.
 std::string harmless(std::string_view field, std::string_view dividers) {
   const std::string text = withoutFormulas(field, dividers);
   std::string out;

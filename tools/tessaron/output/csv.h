@@ -1,7 +1,7 @@
 #pragma once
 // Rows of values for spreadsheets and programs. A text that a spreadsheet would take for a formula
-// gets an apostrophe in front (plain numbers do not), and so does the rest of a text behind a
-// character at which spreadsheets divide cells; control characters become U+FFFD.
+// gets an apostrophe in front (plain numbers do not), and so does the rest of a text after a
+// character at which spreadsheets split cells; control characters become U+FFFD.
 
 #include <string>
 #include <string_view>
@@ -12,15 +12,15 @@
 namespace tessaron::tool {
 
 /// Writes rows field by field. CSV is that of RFC 4180: commas, CRLF, and quotation marks where
-/// they must be, or where a field has a semicolon, at which spreadsheets of some countries part
-/// fields. Tab-separated rows end with LF; tabs, LF, CR and backslashes in a field are written as
+/// required, or where a field has a semicolon, at which spreadsheets split fields in some locales.
+/// Tab-separated rows end with LF; tabs, LF, CR and backslashes in a field are written as
 /// \t, \n, \r and \\.
 class RowWriter {
  public:
   /// Appends to `out`, which must outlive the writer. `form` is Csv or Tsv.
   RowWriter(Form form, std::string& out) : isTsv_(form == Form::Tsv), out_(out) {}
   void add(std::string_view field);
-  /// Ends the row; a further field begins the next one.
+  /// Ends the row; the next field starts a new one.
   void end();
 
  private:

@@ -17,7 +17,7 @@
 namespace tessaron::tool {
 namespace {
 
-/// What a person wants to know about the content: "1920 x 1080 24 bit", "MPEG-2 720 x 576".
+/// A summary of the content: "1920 x 1080 24 bit", "MPEG-2 720 x 576".
 std::string summaryOf(const CFileInfo& file) {
   static constexpr std::uint32_t kWanted[] = {label::kFormat,    label::kDimensions, label::kColor,
                                               label::kFrameRate, label::kSample,     label::kMode,
@@ -133,7 +133,7 @@ class JsonDescription : public Description {
   }
 
   Output& output_;
-  std::string pending_;  // not written before there is a file
+  std::string pending_;  // written with the first file
   bool isEmpty_ = true;
   bool isInFolder_ = false;
   bool hasFiles_ = false;

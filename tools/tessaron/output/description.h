@@ -11,8 +11,8 @@
 
 namespace tessaron::tool {
 
-/// The description of files in one of its forms, written while it grows: a table and XML keep all
-/// of it until the end. Not for several threads at a time.
+/// Writes the description of files in one form, row by row; a table and XML are written at the end.
+/// One thread at a time.
 class Description {
  public:
   Description() = default;
@@ -20,12 +20,12 @@ class Description {
   Description(const Description&) = delete;
   Description& operator=(const Description&) = delete;
 
-  /// Begins the next folder; the files that follow are in it.
+  /// Starts the next folder; the following files belong to it.
   virtual void addFolder(const Inventory::Folder& folder) = 0;
-  /// `thumbnail`: the path of its thumbnail, empty for none.
+  /// Adds a file; `thumbnail` is the path of its thumbnail, empty for none.
   virtual void addFile(CFileInfo&& file, const std::string& thumbnail) = 0;
-  /// Ends the description. Until a file is added nothing is written before this call. Fails as
-  /// `Output::write` does, and so do the others.
+  /// Ends the description. Nothing is written before the first file or this call. This and the
+  /// other functions fail as `Output::write` does.
   virtual void finish() = 0;
 };
 

@@ -16,8 +16,8 @@ std::uint64_t sizeOf(const CFileInfo& file);
 
 /// The file as one JSON object that always has the same keys in the same order, named as its
 /// members: `size` is one number, times are as `isoTime` gives them, a property map is an object of
-/// {label, value} under the labels' numbers. `thumbnails` is left for the caller to fill; what is
-/// the owner's alone or an order to the reader is left out.
+/// {label, value} under the labels' numbers. `thumbnails` is left for the caller to
+/// fill. Fields that only the owner or the reader needs are left out.
 nlohmann::ordered_json fileJson(const CFileInfo& file);
 
 }  // namespace tessaron::tool

@@ -24,7 +24,7 @@ namespace {
 
 std::string escaped(const std::u16string& text) { return escapeHtml(text); }
 
-/// With semicolons where an item has a comma itself, as the sort forms of names do.
+/// Joins with commas, or with semicolons if an item contains a comma, as in sort forms of names.
 std::string joined(const CRecord::Strings& list) {
   const bool hasCommas = std::ranges::any_of(
       list, [](const std::u16string& item) { return item.find(u',') != item.npos; });
@@ -37,7 +37,7 @@ std::string joined(const CRecord::Strings& list) {
   return out;
 }
 
-/// What a content security policy calls a source: the digest's hexadecimal digits in base 64.
+/// The source expression of a content security policy: the hexadecimal digest in base 64.
 std::string hashSource(std::string_view digest) {
   constexpr std::string_view kDigits =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -70,14 +70,14 @@ std::string_view coverShape(const CRecord& record) {
   return "book";
 }
 
-/// The drawn cover's colour, one of twelve: the same for the same item on every machine.
+/// The drawn cover's color, one of twelve; depends only on the ASIN.
 unsigned coverHue(const CRecord& record) {
   std::uint32_t hash = 2166136261u;  // FNV-1a
   for (const char16_t unit : record.ASIN) hash = (hash ^ unit) * 16777619u;
   return hash % 12;
 }
 
-/// Han characters look different in Japanese and Chinese text; kana tell which it is.
+/// Han characters look different in Japanese and Chinese text; kana mark a text as Japanese.
 std::string_view language(const std::u16string& text) {
   const bool kana =
       std::any_of(text.begin(), text.end(), [](char16_t c) { return c >= 0x3040 && c < 0x3100; });
@@ -93,7 +93,7 @@ std::string coverAddress(const CRecord& record) {
   return {};
 }
 
-/// Those who made it, as far as they belong on the front of a card.
+/// The creators shown on the front of a card.
 std::string people(const CRecord& record) {
   for (const CRecord::Strings* list : {&record.authors, &record.artists, &record.directors})
     if (std::string names = joined(*list); !names.empty()) return names;
@@ -166,7 +166,7 @@ class Page {
     return fmt::format("{} {}", items, items == 1 ? "item" : "items");
   }
 
-  /// The controls need the script; it makes them visible.
+  /// Writes the controls, hidden until the script runs.
   void tools() {
     out_ +=
         "<div class=\"tools\">\n<form id=\"tools\" role=\"search\" hidden>\n"
@@ -174,7 +174,7 @@ class Page {
         "aria-label=\"Search\" placeholder=\"Search titles, people, tracks …\">\n"
         "<select id=\"group\" aria-label=\"Group\">\n<option value=\"*\">All groups</option>\n";
     for (const auto& [group, count] : groups_) {
-      // The value is marked, so that no group can pass for the choice of all of them.
+      // The prefix keeps a group's name from matching the value for all groups.
       const std::string name = escaped(group);
       put("<option value=\"={}\">{} ({})</option>\n", name, name.empty() ? "No group" : name,
           count);
@@ -199,8 +199,8 @@ class Page {
     return name.empty() ? fmt::format("Status {}", status) : escapeHtml(name);
   }
 
-  /// A long collection is cut into blocks. Those behind the first are text to the browser until the
-  /// script turns it into cards.
+  /// Splits a long collection into blocks. The browser holds all but the first as text until the
+  /// script turns them into cards.
   void cards() {
     constexpr std::size_t kBlock = 500;
     out_ += "<main id=\"items\">\n";

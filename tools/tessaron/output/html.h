@@ -9,8 +9,8 @@
 namespace tessaron::tool {
 
 /// Writes one self-contained page that shows the items as cards, with a search box and filters. It
-/// loads nothing but the covers, runs no script but its own, and is legible without any script. Due
-/// marks are those of the UTC time `now`. The collection is read twice.
+/// loads only the covers, runs only its own script, and is readable without it. Due marks refer to
+/// the UTC time `now`. Reads the collection twice.
 void writeHtmlPage(CollectionReader& collection, std::string_view title, const SYSTEMTIME& now,
                    Output& output);
 

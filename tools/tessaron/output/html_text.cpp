@@ -21,7 +21,7 @@ std::string lower(std::string_view text) {
   return out;
 }
 
-/// What stands for a character in a page; empty: itself.
+/// The replacement of a character in a page; empty when it is kept.
 std::string_view escapeOf(char16_t c) {
   switch (c) {
     case u'&':
@@ -57,7 +57,7 @@ std::size_t referenceLength(std::string_view text) {
   return at > begin && at < text.size() && text[at] == ';' ? at + 1 : 0;
 }
 
-/// The kept elements, by the name that they get; empty for all others.
+/// The output name of an element that is kept; empty for all others.
 std::string_view keptName(std::string_view name) {
   if (name == "b" || name == "strong") return "b";
   if (name == "i" || name == "em") return "i";
@@ -108,7 +108,7 @@ class Tidier {
     if (!closing && (name == "script" || name == "style")) return skipElement(name);
     const std::string_view kept = keptName(name);
     if (kept.empty()) {
-      // Elements that stand apart on the page must not glue their texts together.
+      // Separate the texts of block elements.
       if (name == "div" || name == "tr" || name == "td" || (name.size() == 2 && name[0] == 'h'))
         out_ += ' ';
     } else if (closing) {

@@ -1,5 +1,5 @@
 #pragma once
-// Texts of foreign origin on their way into a page: whatever they hold, they stay text.
+// Escapes foreign text for a page.
 
 #include <string>
 #include <string_view>
@@ -10,9 +10,9 @@ namespace tessaron::tool {
 std::string escapeHtml(std::string_view text);
 std::string escapeHtml(std::u16string_view text);
 
-/// A fragment of foreign HTML as a fragment that is safe and well-formed: paragraphs, line breaks,
-/// lists, bold and italic stay, without their attributes; of every other element only the text
-/// stays, of scripts, styles and comments nothing.
+/// Turns foreign HTML into a safe, well-formed fragment: keeps paragraphs, line breaks, lists, bold
+/// and italic without attributes, keeps only the text of other elements, and drops scripts, styles
+/// and comments.
 std::string tidyHtml(std::string_view html);
 
 /// Whether the address may stand in a link or as an image's source: http and https only.

@@ -12,16 +12,16 @@
 namespace tessaron::tool {
 
 /// Writes records as an array of JSON objects, or as CSV or TSV: a heading, then a row with these
-/// columns for each. What is due is due at the time the writer is made.
+/// columns for each. Due marks refer to the time of construction.
 class RecordWriter {
  public:
   /// `columns` are some of `recordColumns`.
   RecordWriter(Form form, std::vector<std::string> columns, Output& output);
   void write(const CRecord& record);
-  /// What `write` writes of a record, for callers that keep it for a while and write it later.
+  /// The text that `write` writes for a record, for callers that write it later.
   std::string text(const CRecord& record) const;
   void writeText(std::string_view text);
-  /// Writes what stands behind the last record.
+  /// Writes the end of the document.
   void finish();
 
  private:

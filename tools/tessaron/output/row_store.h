@@ -9,8 +9,7 @@
 
 namespace tessaron::tool {
 
-/// Rows that are kept until all are known, in the order in which they came. Few of them stay in
-/// memory; many go to a temporary file without a name.
+/// Stores rows in order. Keeps a few in memory and spills the others to an unnamed temporary file.
 class RowStore {
  public:
   /// Keeps a row of texts. Fails with kCannotWrite when the temporary file cannot take it.

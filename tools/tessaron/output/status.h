@@ -9,11 +9,11 @@
 
 namespace tessaron::tool {
 
-/// What the status is (a number when it has no name), whom it concerns and until when, as the
-/// columns "Status", "Who" and "Until" of a table; empty without a status.
+/// The cells of the columns "Status" (a number for an unknown status), "Who" and "Until"; empty
+/// without a status.
 std::array<Table::Cell, 3> statusCells(const CRecord& record);
 
-/// The mark as a table shows it.
+/// The table cell of a due mark.
 Table::Cell dueCell(std::string mark);
 
 }  // namespace tessaron::tool

@@ -56,8 +56,8 @@ std::size_t totalWidth(const Columns& columns) {
   return total;
 }
 
-/// Appends the `owed` blanks and the text to a line; empty text leaves the blanks owed, so that no
-/// line ends in blanks.
+/// Appends `owed` blanks and the text to a line. Empty text leaves the blanks owed, so that no line
+/// ends in blanks.
 void append(std::string& line, std::size_t& owed, std::string_view text, Style style, bool color) {
   if (text.empty()) return;
   line.append(owed, ' ').append(styled(text, style, color));
@@ -71,8 +71,8 @@ bool Table::fit(std::vector<Column>& columns, std::size_t available) const {
   std::erase_if(columns, [&](const Column& column) {
     return column.index > 0 && !rows_.isEmpty() && !isUsed_[column.index];
   });
-  // How much a column has to give, 0 for nothing: titles keep one and a half times as much as
-  // others.
+  // The greatest is narrowed next; 0 if a column cannot be narrowed. Titles keep one and a half
+  // times the width of others.
   const auto spare = [&](const Column& column) -> std::size_t {
     const Fit fit = fits_[column.index];
     if (fit == Fit::Whole || column.width <= (fit == Fit::Title ? 16 : 8)) return 0;
@@ -94,7 +94,7 @@ std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
   if (fits_[index] == Fit::Whole || columns(text) <= width) return {text};
   if (fits_[index] == Fit::Wrap) return wrapped(text, width);
   constexpr std::size_t kLines = 3;
-  for (std::size_t room = kLines * width;; --room) {  // words rarely fill their lines
+  for (std::size_t room = kLines * width;; --room) {  // words rarely fill whole lines
     std::vector<std::string> lines = wrapped(shortened(text, room), width);
     if (lines.size() <= kLines || room <= width) return lines;
   }

@@ -14,8 +14,8 @@ namespace tessaron::tool {
 
 /// How a column is narrowed if its table is too wide for the terminal.
 enum class Fit {
-  Whole,  ///< not at all: a person may have to type what it holds
-  Wrap,   ///< in as many lines as it takes
+  Whole,  ///< not at all, since users may type its text
+  Wrap,   ///< in as many lines as needed
   Title,  ///< in up to three lines; longer texts lose their middle
 };
 
@@ -30,7 +30,7 @@ class Table {
     Style style = Style::Plain;
   };
 
-  /// The columns without a `fit` are Wrap, but for the first one, the key: it is Whole.
+  /// Columns without a `fit` are Wrap; the first one, the key, is Whole.
   explicit Table(std::vector<std::string> heading, std::vector<Fit> fits = {});
   void add(std::vector<Cell> row);  ///< as many cells as the heading has
   void print(const Context& context) const;
@@ -50,9 +50,9 @@ class Table {
 
   std::vector<Fit> fits_;
   Row heading_;
-  std::vector<std::size_t> widths_;  // of each column's widest text
-  std::vector<bool> isUsed_;         // whether a column has any text below its heading
-  RowStore rows_;                    // each cell's style in front of its text
+  std::vector<std::size_t> widths_;  // width of each column's widest text
+  std::vector<bool> isUsed_;         // whether a column has text below its heading
+  RowStore rows_;                    // each cell: its style, then its text
 };
 
 }  // namespace tessaron::tool

@@ -18,7 +18,7 @@ std::uint64_t hashOf(std::string_view text) {
   return hash;
 }
 
-/// The beginning of a name, short enough to stand in a longer one, with no character cut in two.
+/// The start of a name, cut between characters, short enough for a suffix.
 std::string beginningOf(const std::string& name) {
   constexpr std::size_t kMaxBytes = 100;
   std::size_t end = 0;
@@ -27,7 +27,7 @@ std::string beginningOf(const std::string& name) {
   return name.size() <= kMaxBytes ? name : name.substr(0, end);
 }
 
-/// Shows the picture as its camera was held. False when there is no memory for it.
+/// Rotates the picture according to its orientation. False when out of memory.
 bool turn(fipImage& picture, const PropertyMap& properties) {
   const auto found = properties.find(label::kOrientation);
   if (found == properties.end()) return true;

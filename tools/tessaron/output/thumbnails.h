@@ -12,16 +12,16 @@ namespace tessaron::tool {
 /// picture gets the same name in every run and no two pictures share one.
 class ThumbnailNames {
  public:
-  /// The name for the picture at `path`, with the extension "png"; another one for each call.
+  /// A new name for the picture at `path`, with the extension "png".
   std::string choose(const std::string& path);
 
  private:
   std::set<std::string> used_;
 };
 
-/// Reduces the file's picture to 256 by 256 pixels at most, turns it as its properties say that it
-/// is to be shown (`metaInfo`, of JPEG and TIFF files) and writes it as a PNG file. False when
-/// there is no picture. Fails with kCannotCreate or kCannotWrite.
+/// Scales the file's picture down to at most 256 by 256 pixels, rotates it according to `metaInfo`
+/// (of JPEG and TIFF files) and writes it as a PNG file. False when there is no picture. Fails with
+/// kCannotCreate or kCannotWrite.
 bool writeThumbnail(CFileInfo& file, const std::string& path);
 
 }  // namespace tessaron::tool

@@ -22,8 +22,7 @@ struct Options {
   ChartForm form;
 };
 
-/// Reads a line of name, count and value, separated by tabs. What is wrong with it, null for
-/// nothing.
+/// Parses a line of name, count and value, separated by tabs. Returns an error message, or null.
 const char* parseLine(std::string_view line, scdata& item) {
   constexpr const char* kForeign = "not a name, a whole number and a value, separated by tabs";
   const std::size_t first = line.find('\t');
@@ -32,7 +31,7 @@ const char* parseLine(std::string_view line, scdata& item) {
   item.name = fromUtf8(line.substr(0, first));
   const std::string_view count = line.substr(first + 1, second - first - 1);
   std::string_view value = line.substr(second + 1);
-  if (value.ends_with('%')) value.remove_suffix(1);  // as the library prints it
+  if (value.ends_with('%')) value.remove_suffix(1);  // the library prints shares so
   const auto counted = std::from_chars(count.begin(), count.end(), item.count);
   const auto valued = std::from_chars(value.begin(), value.end(), item.value);
   constexpr std::errc kRange = std::errc::result_out_of_range;

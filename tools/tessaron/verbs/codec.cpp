@@ -26,10 +26,10 @@ struct Options {
 struct Codec {
   bool isVideo;
   std::uint32_t code;
-  std::string name;  // empty when it has none
+  std::string name;  // empty for an unknown code
 };
 
-/// A number as it is written in decimal, or in hexadecimal behind 0x.
+/// Parses a decimal number, or a hexadecimal one after 0x.
 std::optional<std::uint32_t> parseNumber(std::string_view text) {
   const bool isHex = text.starts_with("0x") || text.starts_with("0X");
   if (isHex) text.remove_prefix(2);
@@ -40,7 +40,7 @@ std::optional<std::uint32_t> parseNumber(std::string_view text) {
   return value;
 }
 
-/// Numbers of 16 bits are format tags; what is greater, or no number, is a FourCC.
+/// Numbers of up to 16 bits are format tags; greater numbers and other texts are FourCCs.
 Codec lookUp(const std::string& text) {
   constexpr std::uint32_t kLastTag = 0xFFFF;
   Codec codec{};

@@ -31,19 +31,20 @@ struct Options {
   Form form = Form::Table;
 };
 
-/// What a list for programs tells of a loan: these columns of an export, then its own.
+/// The columns of an export that JSON, CSV and TSV lists contain before the verb's own ones.
 const std::vector<std::string> kColumns = {"ASIN",        "Title",         "ProductGroup",
                                            "status.name", "status.target", "status.begin",
                                            "status.end",  "status.text",   "status.due"};
 
-/// An item that somebody has to bring back.
+/// An item with an end date.
 struct Loan {
   CRecord record;
-  std::string mark;  ///< as `dueMark`; empty for an item that is only listed for its date
+  std::string mark;  ///< as `dueMark`; empty for an item listed only because of --within
   int daysLeft;
 };
 
-/// The items that are due or due soon, or end within so many days; the longest overdue first.
+/// The items that are due or due soon, or with `within`, that end in so many days or fewer; the
+/// longest overdue first.
 std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> within,
                             const SYSTEMTIME& now) {
   std::vector<Loan> loans;
@@ -59,8 +60,8 @@ std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> wit
 
 std::string markOf(const Loan& loan) { return loan.mark.empty() ? "later" : loan.mark; }
 
-/// A content line of a calendar: folded so that no line has more than 75 octets and no character is
-/// torn apart, ended with CRLF.
+/// A content line of a calendar, folded between characters to at most 75 octets per line; ends with
+/// CRLF.
 std::string foldedLine(std::string_view line) {
   std::string folded;
   std::size_t length = 0;
@@ -90,7 +91,7 @@ std::string calendarText(std::string_view text) {
   return escaped;
 }
 
-/// A name for the event that stays the same in every calendar made of this collection.
+/// The event's identifier, the same in every calendar of this collection.
 std::string eventId(const CRecord& record, std::map<std::string, int>& seen) {
   std::string id;
   for (const char c : toUtf8(record.ASIN.empty() ? record.Title : record.ASIN)) {
@@ -210,7 +211,7 @@ void addDue(CLI::App& app, Context& context) {
                    "All that ends within so many days, instead of what is due or due soon")
       ->type_name("DAYS")
       ->check([](const std::string& text) {
-        constexpr std::size_t kDigits = 5;  // more than lie between 1980 and 2107
+        constexpr std::size_t kDigits = 5;  // enough for the days from 1980 to 2107
         const bool days = !text.empty() && text.size() <= kDigits &&
                           text.find_first_not_of("0123456789") == text.npos;
         return days ? std::string() : '"' + text + "\" is no number of days from 0 to 99999";

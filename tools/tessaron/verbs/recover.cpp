@@ -29,7 +29,7 @@ bool isRegularFile(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Writes what can be saved, and fails when that is nothing.
+/// Writes the items that can be saved. Fails when there are none.
 Recovery save(const Options& options) {
   Input damaged(options.damaged);
   const bool isFile = !options.out.empty() && options.out != "-";

@@ -18,7 +18,7 @@ struct Options {
   std::vector<std::string> asins;
 };
 
-/// Drops all items of some names.
+/// Removes all items with given ASINs.
 class RemoveEdit : public ItemEdit {
  public:
   explicit RemoveEdit(const Options& options) : options_(options) {
@@ -47,7 +47,7 @@ class RemoveEdit : public ItemEdit {
 
  private:
   const Options& options_;
-  std::map<std::u16string, std::size_t> found_;  // how many items each name has
+  std::map<std::u16string, std::size_t> found_;  // number of items with each ASIN
 };
 
 int run(const Options& options, const Context& context) {

@@ -39,7 +39,7 @@ struct Options {
   Form form = Form::Table;
 };
 
-/// Sum of the categories with these names, and "other"; of all for no names.
+/// The categories with these names, and "other"; all categories when there are no names.
 std::int32_t maskOf(const std::vector<std::string>& names) {
   std::int32_t mask = kOtherCategory;
   for (const auto& [category, name] : mediaCategoryNames())
@@ -48,7 +48,7 @@ std::int32_t maskOf(const std::vector<std::string>& names) {
   return mask;
 }
 
-/// Passes reads on to a file and tells whether one has failed.
+/// Forwards reads to a file and records whether one has failed.
 class WatchedFile : public File {
  public:
   explicit WatchedFile(File& file) : file_(file) {}
@@ -76,8 +76,8 @@ class WatchedFile : public File {
   bool hasFailed_ = false;
 };
 
-/// A file as it is described here: a picture whose pixels cannot be decoded, or need not be, keeps
-/// the measures in its header.
+/// A file's description. A picture that cannot or need not be decoded gets the measures in its
+/// header.
 class Described : public CFileInfo {
  public:
   explicit Described(bool wantsThumbnail) : wantsThumbnail_(wantsThumbnail) {}
@@ -108,12 +108,12 @@ class Described : public CFileInfo {
   bool isUndecodable_ = false;
 };
 
-/// What came of a file.
+/// The result of describing one file.
 struct Result {
   CFileInfo info;
-  std::string thumbnail;  ///< the path of the one that was written
+  std::string thumbnail;  ///< path of the file that was written
   std::string failure;
-  bool isUndecodable = false;  ///< a picture of which only the header could be read
+  bool isUndecodable = false;  ///< only the picture's header could be read
 };
 
 std::string reasonFor(const std::u16string& path) {
@@ -125,7 +125,7 @@ std::string reasonFor(const std::u16string& path) {
 /// Describes a file, and writes its thumbnail to `thumbnail` unless that is empty.
 Result describe(const std::u16string& path, std::int32_t mask, const std::string& thumbnail) {
   Result result;
-  const PictureMemoryScope memory;  // until the picture's thumbnail is written
+  const PictureMemoryScope memory;  // covers decoding and writing the thumbnail
   Described file(!thumbnail.empty());
   file.setDetectType(mask);
   if (!file.fromFile(path)) {
@@ -136,12 +136,12 @@ Result describe(const std::u16string& path, std::int32_t mask, const std::string
     if (writeThumbnail(file, thumbnail)) result.thumbnail = thumbnail;
     result.isUndecodable = file.isUndecodable();
   }
-  file.thumbnails = {};  // the pictures of waiting results would fill the memory
+  file.thumbnails = {};  // waiting results must not hold pictures
   result.info = std::move(file);
   return result;
 }
 
-/// One run of the verb: what is described goes into the output in the inventory's order.
+/// One run of the verb: writes the descriptions in the inventory's order.
 class Scan {
  public:
   Scan(const Options& options, const Context& context)
@@ -158,7 +158,7 @@ class Scan {
     std::vector<Failure> failures = inventory_.failures();
     failures.insert(failures.end(), failures_.begin(), failures_.end());
     for (const Failure& failure : failures) warn(failure.where + ": " + failure.reason);
-    // An earlier description is worth more than one of nothing.
+    // Do not replace an earlier description with an empty one.
     if (count_ == 0 && !failures.empty()) return kNoInput;
     description_->finish();
     output_.finish();
@@ -199,7 +199,7 @@ class Scan {
     work.run();
   }
 
-  /// Where each file's thumbnail is written; nothing when none is wanted.
+  /// The path of each file's thumbnail; empty when none is wanted.
   std::vector<std::string> thumbnailPaths() const {
     std::vector<std::string> paths;
     if (options_.thumbnails.empty()) return paths;
@@ -209,8 +209,8 @@ class Scan {
     return paths;
   }
 
-  /// Whether results go to the terminal while files are described, where progress would be between
-  /// them.
+  /// Whether results go to the terminal while files are described; progress would be printed
+  /// between them.
   bool sharesTerminal() const {
     const bool isKept = options_.form == Form::Table || options_.form == Form::Xml;
     return !isKept && !output_.isFile() && terminalWidth(STDOUT_FILENO).has_value();
@@ -236,7 +236,7 @@ class Scan {
   Inventory inventory_;
   Output output_;
   std::unique_ptr<Description> description_;
-  std::size_t folder_ = 0;  // the next one to be begun
+  std::size_t folder_ = 0;  // the next folder to start
   std::size_t count_ = 0;   // files in the description
   std::vector<std::string> remarks_;
   std::vector<Failure> failures_;

@@ -32,7 +32,7 @@ struct Options {
   std::vector<std::string> fields;
 };
 
-/// Changes to a record, checked as far as possible without it.
+/// Changes to a record, validated as far as possible without the record.
 struct Change {
   std::optional<int> status;
   bool noStatus = false;
@@ -121,7 +121,7 @@ void setField(CRecord& record, const std::u16string& name, const std::u16string&
   record.customFieldFlags[slot] = !value.empty();
 }
 
-/// Changes the first item of a name.
+/// Edits the first item with an ASIN.
 class SetEdit : public ItemEdit {
  public:
   SetEdit(const Options& options, Change change)

@@ -35,7 +35,7 @@ using Access = SettingsAccess;
 
 std::string nameOf(const Setting& setting) { return toUtf8(setting.name); }
 
-/// As `findSetting`. Fails with kUsage when there is none, and names the nearest one.
+/// As `findSetting`, but fails with kUsage for an unknown name and suggests the nearest one.
 const Setting& requireSetting(const std::string& name) {
   const std::u16string wanted = fromUtf8(name);
   if (const Setting* found = findSetting(wanted)) return *found;
@@ -79,7 +79,7 @@ ordered_json jsonValue(const Setting& setting, const Config& config) {
       setting.place);
 }
 
-/// A value as `set` takes it; `separator` divides the parts of lists.
+/// A value in the syntax of `set`; `separator` separates the elements of lists.
 std::string valueText(const ordered_json& value, const std::string& separator) {
   if (value.is_string()) return value.get<std::string>();
   if (!value.is_array()) return value.dump();
@@ -139,8 +139,8 @@ CRect parseRect(const Setting& setting, const std::string& text) {
   return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
-/// Puts what the command line gives into the configuration. Fails with kUsage when it is no value
-/// of the setting's type and range.
+/// Stores the values of the command line in the configuration. Fails with kUsage when they do not
+/// have the setting's type and range.
 void assign(const Setting& setting, const std::vector<std::string>& values, Config& config) {
   const auto one = [&]() -> const std::string& {
     if (values.size() != 1) throw wrongValue(setting, "one value");
@@ -182,7 +182,7 @@ ordered_json settingJson(const Setting& setting, const Config& config, const Con
           {"default", jsonValue(setting, defaults)}};
 }
 
-/// Writes a result in the form that was chosen.
+/// Writes a result in the chosen form.
 void write(const Options& options, const Context& context, const ordered_json& json,
            const Table& table, const std::vector<std::vector<std::string>>& rows) {
   Output output(options.output);

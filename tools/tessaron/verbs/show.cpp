@@ -24,15 +24,15 @@ struct Options {
   Form form = Form::Table;
 };
 
-/// Whether there is nothing in a value that a person would want to read.
+/// Whether a value has nothing to show: null, empty, or only such parts.
 bool isEmpty(const ordered_json& value) {
   if (!value.is_structured())
     return value.is_null() || (value.is_string() && value.get_ref<const std::string&>().empty());
   return std::all_of(value.begin(), value.end(), isEmpty);
 }
 
-/// Writes "name: value" lines: parts of an object or a list below their name, two columns further
-/// in. What is empty is left out.
+/// Writes "name: value" lines; the parts of objects and lists go below their name, indented by two
+/// columns. Leaves out empty values.
 void writeValue(const std::string& name, const ordered_json& value, std::size_t indent, bool color,
                 Output& output) {
   if (isEmpty(value)) return;

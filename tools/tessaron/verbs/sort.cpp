@@ -24,7 +24,7 @@ struct Options {
   bool noCase = false;
 };
 
-/// The lines of a file, without their ends and the byte-order mark of the first one.
+/// The lines of a file, without line ends and byte-order mark.
 std::vector<std::string> readLines(const std::string& path) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   const std::string content = readInput(path);
@@ -41,7 +41,7 @@ std::vector<std::string> readLines(const std::string& path) {
   return lines;
 }
 
-/// Prints lines; on a terminal without what could steer it.
+/// Prints lines; on a terminal without control sequences.
 class LinePrinter {
  public:
   void print(const std::string& line) const {

@@ -51,7 +51,7 @@ Texts statusOf(const CRecord& record) {
   return {std::u16string(name.empty() ? u"No status" : name)};
 }
 
-/// The languages without what the item has them for: "English (Published)" is English.
+/// The languages without their role: "English (Published)" is English.
 Texts languagesOf(const CRecord& record) {
   Texts names = record.languages;
   for (std::u16string& name : names)
@@ -59,11 +59,11 @@ Texts languagesOf(const CRecord& record) {
   return names;
 }
 
-/// What items can be counted by: nothing, one or several names for each.
+/// A property to count by; an item can have no, one or several names for it.
 struct Property {
   const char* name;
   Texts (*of)(const CRecord&);
-  bool isDetail = false;  ///< only complete records have it
+  bool isDetail = false;  ///< present only in complete records
 };
 
 constexpr Property kProperties[] = {
@@ -78,16 +78,15 @@ constexpr Property kProperties[] = {
     {"language", languagesOf, true},
 };
 
-/// What the items priced in one currency add up to. Items that are only counted have the currency
-/// "".
+/// The sums of the items priced in one currency; the currency is "" when items are only counted.
 struct Sum {
   std::size_t items = 0;
-  std::size_t place = 0;     ///< of the first such item among all
-  std::size_t nameless = 0;  ///< those without a name to be counted under
+  std::size_t place = 0;     ///< of the first such item, from 1
+  std::size_t nameless = 0;  ///< number of items without a name to count by
   std::map<std::u16string, scdata> shares;
 };
 
-/// Counts items one by one, and keeps sums only.
+/// Counts items one by one and keeps only the sums.
 class Counter {
  public:
   Counter(const Property& property, bool byPrice) : property_(property), byPrice_(byPrice) {}
@@ -117,7 +116,7 @@ class Counter {
   std::size_t items() const { return items_; }
   std::size_t priceless() const { return priceless_; }
 
-  /// The currency that most items have, the first of several, and the sum in it.
+  /// The most frequent currency (on a tie the first one) and its sum.
   std::pair<std::string, Sum> common() const {
     const auto found = std::max_element(sums_.begin(), sums_.end(), [](auto& a, auto& b) {
       return std::pair(a.second.items, b.second.place) < std::pair(b.second.items, a.second.place);
@@ -134,7 +133,7 @@ class Counter {
   std::map<std::string, Sum> sums_;
 };
 
-/// Which items are not in `common`, and why; empty when all are.
+/// The message about items that are not in `common`; empty when there are none.
 std::string leftOut(const Counter& counter, const Sum& common, const std::string& property,
                     const std::string& currency) {
   std::vector<std::string> parts;

@@ -51,7 +51,7 @@ std::unique_ptr<File> openPackage(const std::string& path) {
   return file;
 }
 
-/// Fails when the file could not be read or is no package.
+/// Fails when the file could not be read or is not a package.
 void requirePackage(const std::string& path, const CThemePackage& package) {
   if (package.report.failure == PackageReport::Failure::CannotRead)
     throw Failure{kNoInput, displayName(path), package.report.failureReason};
@@ -199,7 +199,7 @@ struct NewFolders {
 int unpack(const Options& options, const Context&) {
   const std::unique_ptr<File> file = openPackage(options.file);
   CThemePackage package;
-  inspect(options.file, *file, false, package);  // before anything is made for it
+  inspect(options.file, *file, false, package);  // before any folder is created
   const std::u16string destination = widePath(options.folder);
   NewFolders folders(destination);
   if (const std::error_code error = createFolder(destination))
@@ -300,7 +300,7 @@ Themes findThemes(const std::u16string& folder) {
   return themes;
 }
 
-/// Adds a row about a theme's file to the table, and returns its JSON.
+/// Adds a theme's row to the table and returns its JSON.
 Json listTheme(const std::u16string& folder, const std::u16string& file,
                const std::optional<Choice>& inForce, Table& table) {
   CThemePackage package;
