@@ -1,6 +1,5 @@
 """What is exported, and that each form holds the same."""
 
-import copy
 import csv
 import io
 import json
@@ -62,14 +61,10 @@ class Export(ToolTest):
         described = SCHEMA["$defs"]["record"]
         self.assertEqual(list(record), described["required"])
         self.assertEqual(list(record), list(described["properties"]))
-        others = [{**record, "Colour": "blue"}]
-        for key in record:
-            others += [{**record, key: value} for value in ([None], {"x": 1}, 1.5)]
-            others.append({k: v for k, v in record.items() if k != key})
+        others = [{**record, key: value} for key in record for value in ([None], {"x": 1}, 1.5)]
         for part, key, value in [("status", "due", 3), ("status", "end", "22.11.2026"), ("offerListing", "Price", None)]:
-            others.append(copy.deepcopy(record))
-            others[-1][part][key] = value
-        for other in others:
+            others.append({**record, part: {**record[part], key: value}})
+        for other in [{**record, "Colour": "blue"}, *others]:
             self.assertFalse(ONE.is_valid(other), other)
 
     def test_csv_holds_all_records_and_no_formula(self):

@@ -231,7 +231,7 @@ class Page(ToolTest):
         self.assertEqual(drawn, ["hidden", "hidden", "visible", "visible", "visible"])
         self.assertEqual(self.each(".cover", "e.querySelectorAll('img').length"), [1, 1, 0, 0, 0])
 
-    def test_fits_every_screen(self):
+    def test_fits_every_screen_and_scheme(self):
         self.write("c.xml", collection(
             item("A1" * 40, "W" * 90, f"<Notes>{'n' * 300}</Notes>", ' status="0"'),
             item("A2", "Word " * 60)))
@@ -245,8 +245,6 @@ class Page(ToolTest):
                     with self.subTest(file=file, width=width, opened=opened):
                         self.assertLessEqual(max(self.each("html, .card", "e.scrollWidth")), width)
 
-    def test_light_and_dark(self):
-        self.show_examples()
         for scheme, sign in (("light", 1), ("dark", -1)):
             self.browser.command("Emulation.setEmulatedMedia",
                                  features=[{"name": "prefers-color-scheme", "value": scheme}])
