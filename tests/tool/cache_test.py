@@ -4,7 +4,7 @@ import resource
 import struct
 import subprocess
 
-from support import TOOL, ToolTest, file_limit
+from support import TOOL, ToolTest, limit
 
 HEADER = struct.Struct("<2s1024s")
 SECTION = struct.Struct("<II16s16sI64s")
@@ -55,12 +55,9 @@ class Cache(ToolTest):
                          list(listed[0]))
 
     def test_lists_without_keeping_the_rows(self):
-        def limit():  # of the memory that is written to
-            resource.setrlimit(resource.RLIMIT_DATA, (12 << 20, resource.RLIM_INFINITY))
-
         self.write("c.db", cache([(KEY, KEY, 1, "", b"x")] * 20000))
         for form in ([], ["--json"], ["--csv"]):
-            done = self.tool("cache", "list", "c.db", *form, preexec_fn=limit)
+            done = self.tool("cache", "list", "c.db", *form, preexec_fn=limit(12 << 20, resource.RLIMIT_DATA))
             self.assertEqual(done.out.count(KEY.hex()), 40000)
 
     def test_failures_leave_the_file_alone(self):
@@ -95,7 +92,7 @@ class Cache(ToolTest):
                                   for verb, *more in [("list",), ("get", *key, "-o", "out"),
                                                       ("put", *key, "foreign.db")]],
                                  untouched=[db])
-        self.put((KEY, KEY, 0, "", bytes(1000)), code=74, preexec_fn=file_limit(len(sound) + 500))
+        self.put((KEY, KEY, 0, "", bytes(1000)), code=74, preexec_fn=limit(len(sound) + 500))
         self.assertEqual(db.read_bytes(), sound)
 
         self.assertIn("31", self.put((KEY, bytes(16), 0, "t" * 32, b"data")).err)

@@ -1,6 +1,6 @@
 """Statistics and charts: what is counted, what a table says, what becomes of a picture's file."""
 
-from support import ToolTest, collection, file_limit, png_size
+from support import ToolTest, collection, limit, png_size
 
 PIECES = "Rock\t12\t37.5\nPop\t3\t50\nRock\t1\t12.5\n"
 
@@ -50,17 +50,13 @@ class ChartTest(ToolTest):
     def test_adds_prices_of_one_currency(self):
         prices = ["$12.99", "$ 1,980", "Too low to show", "€12,34", "9.99", ""]
         path = self.write("c.xml", collection(
-            *(thing(i, group(f"g{i}"), price) for i, price in enumerate(prices))))
-        got = self.shares("stats", "-c", path, "--by", "group", "--value", "price")
-        self.assertEqual(got, {"g0": (1, 12.99), "g1": (1, 1980)})
+            *(thing(i, group("g"), price) for i, price in enumerate(prices))))
+        document = self.json("stats", "-c", path, "--by", "group", "--value", "price")
+        self.assertEqual(document, {"by": "group", "value": "price", "currency": "$", "items": [
+            {"name": "g", "count": 2, "value": 1992.99, "percent": 100.0}]})
         done = self.tool("stats", "-c", path, "--by", "group", "--value", "price")
         self.assertIn("2 of 6 items without a list price", done.err)
         self.assertIn("2 of 6 items priced in other currencies than $", done.err)
-        euros = [thing(i, group("g"), p) for i, p in enumerate(("€12,34", "EUR 1.234,50", "$1"))]
-        path.write_text(collection(*euros))
-        document = self.json("stats", "-c", path, "--by", "group", "--value", "price")
-        self.assertEqual(document, {"by": "group", "value": "price", "currency": "€", "items": [
-            {"name": "g", "count": 2, "value": 1246.84, "percent": 100.0}]})
 
     def test_charts_lines_of_any_items(self):
         expected = "name,count,value,percent\r\nPop,3,50,50\r\nRock,13,50,50\r\n"
@@ -89,7 +85,7 @@ class ChartTest(ToolTest):
         with (self.folder / "out.png").open("wb") as out:
             self.tool("chart", items, "--png", "--size", "200x240", stdout=out)
         self.assertEqual(png_size(self.folder / "out.png"), (200, 240))
-        self.tool("chart", items, "--png", "-o", "full.png", code=74, preexec_fn=file_limit(1000))
+        self.tool("chart", items, "--png", "-o", "full.png", code=74, preexec_fn=limit(1000))
         things = self.write("c.xml", collection(thing(1, group("音楽"))))
         done = self.tool("stats", "-c", things, "--by", "group", "--png", "-o", "ä.png")
         self.assertEqual((done.err, png_size(self.folder / "ä.png")), ("ä.png: 1 slice\n", (600, 400)))

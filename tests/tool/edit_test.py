@@ -38,8 +38,7 @@ class Edit(ToolTest):
             with self.subTest(arguments=arguments):
                 self.set(*arguments)
                 status = self.record()["status"]
-                names = ("value", "name", "target", "begin", "end")
-                self.assertEqual(status and [status[name] for name in names], expected)
+                self.assertEqual(status and [status[key] for key in "value name target begin end".split()], expected)
 
     def test_notes_icon_and_fields(self):
         self.set("--notes", "-a <b>\n\"c\"", "--icon", "-1", "--field", "Shelf=a=b", "--field", "Ä=ö")

@@ -108,8 +108,7 @@ class List(ToolTest):
         for width in (20, 80):
             with self.subTest(width=width):
                 out = self.on_terminal("list", "-c", "w.xml", "--color", "never", width=width)
-                lines = out.splitlines()
-                self.assertLessEqual(max(map(columns, lines)), width)
+                self.assertLessEqual(max(map(columns, out.splitlines())), width)
                 for whole in (key, "2024-02-29", "overdue", "Lent", "…", "🚂"):
                     self.assertIn(whole, out)
                 self.assertEqual(out.count("…"), 1, "only the title may lose something")

@@ -189,8 +189,7 @@ class ScanTest(ToolTest):
     def test_shows_pace_on_a_terminal(self):
         for i in range(60):
             self.write(f"{i}.bmp", bmp(500, 500))
-        received = self.on_terminal("scan", ".", "--thumbnails", "th", width=120,
-                                    stdout=subprocess.DEVNULL)
+        received = self.on_terminal("scan", ".", "--thumbnails", "th", width=120, stdout=subprocess.DEVNULL)
         self.assertRegex(received,
                          r"describing \[[#.]{20}\] \d+/60, \d+/s, (\?|\d+:\d\d) left, \./\d+\.bmp")
         self.assertTrue(received.endswith("\r\x1b[K"))

@@ -30,7 +30,6 @@ FILES = [
     ("sound.wav", STEREO, [], ["Microsoft Wave PCM"]),
     ("sound.mp3", f"{STEREO} -b:a 128k", [], ["MPEG-1 Layer 3"]),
     ("old.mp3", f"{STEREO} -id3v2_version 3 -write_id3v1 1 -b:a 128k", [], ["MPEG-1 Layer 3"]),
-    ("mono.mp4", f"{SOUND} -c:a aac", [], ["AAC (Advanced Audio Coding)"]),
     ("sound.ogg", f"{STEREO} -c:a libvorbis", [], ["Vorbis"]),
     ("sound.wma", f"{STEREO} -c:a wmav2 -b:a 64k -metadata WM/Year=2004", [], ["Microsoft Windows Media Audio"]),
 ]

@@ -48,9 +48,9 @@ def ffmpeg(*arguments):
                    check=True, timeout=60)
 
 
-def file_limit(size):
-    """For `preexec_fn`: no file may grow beyond so many bytes."""
-    return lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
+def limit(size, of=resource.RLIMIT_FSIZE):
+    """For `preexec_fn`: no file may grow beyond so many bytes, or the limit of another resource."""
+    return lambda: resource.setrlimit(of, (size, resource.RLIM_INFINITY))
 
 
 class ToolTest(unittest.TestCase):
