@@ -44,6 +44,8 @@ bool isMissing(const std::error_code& error) {
 
 }  // namespace
 
+ItemEdit::~ItemEdit() = default;
+
 ItemChange replaceItem(const ItemStream& items, std::string text) {
   // The current dialect has its items inside of "Items".
   if (items.version() == 3) text = "<Items>" + text + "</Items>";

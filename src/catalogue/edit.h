@@ -20,7 +20,7 @@ struct ItemChange {
 /// An edit of a collection: asked about each item in turn, then for those to be added.
 class TESSARON_API ItemEdit {
  public:
-  virtual ~ItemEdit() = default;
+  virtual ~ItemEdit();
   /// Decides about the current item of `items`.
   virtual ItemChange change(const ItemStream& items) = 0;
   /// The text of the next item to append; empty when there is none left.

@@ -252,7 +252,7 @@ class Merger {
   static Elements oldChildren(Element item, std::string_view name) {
     if (name == "NumberOfItems") {
       // The web service's own name goes before, unless its element is empty.
-      const Elements discs = item.childrenNamed("NumberOfDiscs");
+      Elements discs = item.childrenNamed("NumberOfDiscs");
       if (!discs.empty() && isLeaf(discs.back())) return discs;
     }
     return item.childrenNamed(name);

@@ -409,7 +409,7 @@ bool Salvager::step(Token token) {
   leftOut_ = true;
   writeRun();
   std::vector<std::string> open = {rootName()};
-  if (items_.version() == 4) open.push_back("Items");
+  if (items_.version() == 4) open.emplace_back("Items");
   startRun(items_.end(), std::move(open));
   return true;
 }
@@ -425,7 +425,7 @@ bool Salvager::goOn(XmlError error, std::uint64_t begin, std::uint64_t sound) {
   writeRun();
   // As if everything around the item were in order.
   std::vector<std::string> open = {rootName()};
-  if (nameAt(next) == "Item") open.push_back("Items");
+  if (nameAt(next) == "Item") open.emplace_back("Items");
   items_.resume(next, open);
   startRun(next, std::move(open));
   return true;
@@ -445,7 +445,7 @@ void Salvager::take(std::uint64_t begin, std::uint64_t end) {
     addError(errorAt(gapBegin, Kind::TooLarge, "more than 64 MiB without an item"), gapBegin);
     writeRun();
     std::vector<std::string> open = {rootName()};
-    if (items_.version() == 4) open.push_back("Items");
+    if (items_.version() == 4) open.emplace_back("Items");
     startRun(begin, std::move(open));
   }
   ++run_.count;
@@ -516,7 +516,7 @@ std::optional<Candidate> Salvager::candidateBefore(std::uint64_t end, std::strin
   SearchStart start{begin_, open_, items_.isItem(), {}};
   if (start.inItem) {
     start = {items_.begin(), {rootName()}, true, run_};
-    if (items_.version() == 4) start.open.push_back("Items");
+    if (items_.version() == 4) start.open.emplace_back("Items");
   }
   CandidateSearch search(probe_, start, rootName(), item, closed);
   return search.run(end, !start.inItem && closedItems_ + run_.count > 0);
@@ -632,13 +632,13 @@ void recoverText(File& original, File& file, const XmlDecoder& decoder, const Te
     return;
   }
   Salvager salvager(text, decoder, sink);
-  bool isWritten = salvager.run();
+  const bool isWritten = salvager.run();
   recovery.items = salvager.items();
   salvager.addErrors(recovery);
   if (isUnknown) recovery.faults.insert(recovery.faults.begin(), {decoder.error(), recovery.items});
   if (isWritten && recovery.items > 0 && recovery.faults.empty()) {
     FileText whole(original, 0, original.size().value_or(0));
-    isWritten = forEachBlock(whole, 0, whole.size(), sink);
+    forEachBlock(whole, 0, whole.size(), sink);
     if (whole.hasFailed()) recovery.readError = unreadable();
   } else if (isWritten && recovery.items > 0 && salvager.isWhole()) {
     salvager.writeWhole();

@@ -31,7 +31,7 @@ inline std::u16string orientationText(const Orientation& orientation) {
   constexpr std::array<std::uint32_t, 4> kTurns = {label::kNormal, label::kRotated180,
                                                    label::kRotated90Counterclockwise,
                                                    label::kRotated90Clockwise};
-  const std::u16string turn(stringAt(kTurns[static_cast<std::size_t>(orientation.turn)]));
+  std::u16string turn(stringAt(kTurns[static_cast<std::size_t>(orientation.turn)]));
   if (!orientation.isMirrored) return turn;
   const bool isTurned = orientation.turn != Orientation::Turn::None;
   return std::u16string(stringAt(label::kMirrored)) + (isTurned ? u", " + turn : u"");

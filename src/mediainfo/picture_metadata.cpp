@@ -271,10 +271,11 @@ std::u16string coordinate(const Tags& tags, const PictureTag& tag) {
   if (!(degrees >= 0 && degrees <= 180)) return {};
   constexpr int kTenths = 36000;
   const auto tenths = static_cast<int>(std::lround(degrees * kTenths));
+  const int whole = tenths / kTenths;
+  const int minutes = tenths / 600 % 60;
   const PictureTag* const side = findTag(tags, SideNumber);
-  return trimmed(decimalText(tenths / kTenths, 0) + u"\u00B0 " + decimalText(tenths / 600 % 60, 0) +
-                 u"' " + decimalText(tenths % 600 / 10.0, 1) + u"\" " +
-                 (side ? text(tags, *side) : u""));
+  return trimmed(decimalText(whole, 0) + u"\u00B0 " + decimalText(minutes, 0) + u"' " +
+                 decimalText(tenths % 600 / 10.0, 1) + u"\" " + (side ? text(tags, *side) : u""));
 }
 
 std::u16string altitude(const Tags& tags, const PictureTag& tag) {

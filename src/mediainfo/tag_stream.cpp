@@ -174,7 +174,7 @@ void TagStream::expectId3(TagLib::ByteVector& header) {
 }
 
 TagLib::ByteVector TagStream::readId3(std::uint64_t offset, std::size_t held) {
-  const int version = id3Header_[kId3Version];
+  const int version = static_cast<unsigned char>(id3Header_[kId3Version]);
   const char flags = id3Header_[kId3Flags];
   if (version < 2 || version > 4) return {};
   std::string body(std::min(held, kMaxId3), '\0');

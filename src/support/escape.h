@@ -18,7 +18,7 @@ void appendEscaped(std::string& out, std::u16string_view text, Escape escape) {
   static constexpr std::array<bool, 128> kPlain = [] {
     std::array<bool, 128> plain{};
     for (std::size_t unit = 0x20; unit < 0x7F; ++unit) plain[unit] = true;
-    ((plain[static_cast<std::size_t>(kSpecial)] = false), ...);
+    ((plain[static_cast<unsigned char>(kSpecial)] = false), ...);
     return plain;
   }();
   for (std::size_t at = 0; at < text.size();) {

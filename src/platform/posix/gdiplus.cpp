@@ -127,8 +127,10 @@ Status Bitmap::Save(std::string& bytes, const CLSID* encoder, const EncoderParam
   };
   bytes.clear();
   taker = &bytes;
-  return keep(call(&Flat::GdipSaveImageToDelegate_linux, native_, nullptr, +take, nullptr, nullptr,
-                   nullptr, encoder, parameters));
+  const Status status = call(&Flat::GdipSaveImageToDelegate_linux, native_, nullptr, +take, nullptr,
+                             nullptr, nullptr, encoder, parameters);
+  taker = nullptr;
+  return keep(status);
 }
 
 // libgdiplus could write the file itself, but libpng tells of a full disk on standard error.

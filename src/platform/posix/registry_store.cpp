@@ -41,7 +41,7 @@ bool pause() {
   return true;
 }
 
-constexpr std::string_view kMagic("SQLite format 3", 16);
+constexpr std::string_view kMagic("SQLite format 3\0", 16);
 constexpr std::string_view kApplicationBytes = "TSRS";  // the number below, at kApplicationOffset
 constexpr const char* kApplication = "1414746707";
 constexpr std::size_t kWriteVersionOffset = 18, kApplicationOffset = 68, kHeaderSize = 100;
