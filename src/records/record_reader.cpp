@@ -344,7 +344,8 @@ class ItemReader {
       if (kDetailsLists[i].member) {
         record_.*kDetailsLists[i].member = std::move(list);
       } else {
-        record_.discs.assign(1, std::move(list));
+        record_.discs.clear();
+        record_.discs.push_back(std::move(list));
       }
     }
     if (version_ != 3 && record_.Binding.empty()) record_.Binding = record_.ProductGroup;

@@ -85,7 +85,7 @@ std::int32_t CRegKeyEx::QueryStringValueEx(const char16_t* name, std::u16string&
   if (code != ERROR_SUCCESS) return code;
   std::u16string text(units, u'\0');
   code = QueryStringValue(name, text.data(), &units);
-  if (code == ERROR_SUCCESS) value = text.c_str();
+  if (code == ERROR_SUCCESS) value.assign(text, 0, text.find(u'\0'));
   return code;
 }
 

@@ -16,8 +16,9 @@ char lowerLetter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0
 
 bool isPart(std::string_view part, std::string_view name) {
   constexpr std::size_t kMinPart = 3;
+  const auto isSame = [](char a, char b) { return lowerLetter(a) == lowerLetter(b); };
   return part.size() >= kMinPart &&
-         !std::ranges::search(name, part, {}, lowerLetter, lowerLetter).empty();
+         std::search(name.begin(), name.end(), part.begin(), part.end(), isSame) != name.end();
 }
 
 }  // namespace

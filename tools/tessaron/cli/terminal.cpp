@@ -21,6 +21,7 @@ namespace {
 constexpr std::string_view kEllipsis = "…";
 
 std::size_t columnsOf(char32_t character) {
+  if (character >= 0x20 && character < 0x7F) return 1;
   const auto c = static_cast<UChar32>(character);
   const auto type = U_MASK(u_charType(c));
   constexpr auto kSoftHyphen = UChar32{0xAD};  // a format character, but terminals show it

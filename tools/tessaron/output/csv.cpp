@@ -9,6 +9,26 @@
 namespace tessaron::tool {
 namespace {
 
+using ByteSet = std::array<bool, 256>;
+
+/// All bytes but control characters, the first byte of those above U+007F, and `excluded`.
+constexpr ByteSet bytesWithout(std::string_view excluded) {
+  ByteSet set{};
+  for (std::size_t byte = 0x20; byte < set.size(); ++byte)
+    set[byte] =
+        byte != 0x7F && byte != 0xC2 && excluded.find(static_cast<char>(byte)) == excluded.npos;
+  return set;
+}
+
+/// Whether all bytes of the text are in the set.
+bool consistsOf(std::string_view text, const ByteSet& set) {
+  bool all = true;
+  for (const char c : text) all &= set[static_cast<unsigned char>(c)];
+  return all;
+}
+
+constexpr ByteSet kUnchanged = bytesWithout("\",;\\");  // in every form, as most texts
+
 /// Whether the text is a plain number (sign, digits, point), which a spreadsheet reads as such.
 bool isNumber(std::string_view text) {
   bool digits = false;
@@ -34,7 +54,12 @@ bool looksLikeFormula(std::string_view text) {
 /// The characters at which spreadsheets may split a field: in many locales they split CSV at
 /// semicolons and respect quotation marks only at the start of such a cell; some split
 /// tab-separated rows at commas and semicolons too.
-constexpr std::string_view kCsvDividers = ";\t\r\n", kTsvDividers = ",;";
+struct Dividers {
+  std::string_view bytes;
+  ByteSet others;  ///< those that neither divide nor are control characters
+};
+constexpr Dividers kCsvDividers = {";\t\r\n", bytesWithout(";")};
+constexpr Dividers kTsvDividers = {",;", bytesWithout(",;")};
 
 /// Whether a cell that starts with `rest` and ends at a divider is a formula. Ignores leading
 /// quotation marks, which the spreadsheet may have removed.
@@ -58,24 +83,11 @@ std::string withoutFormulas(std::string_view text, std::string_view dividers) {
   return out;
 }
 
-constexpr std::array<bool, 256> kCommon = [] {
-  std::array<bool, 256> common{};
-  for (std::size_t byte = 0; byte < common.size(); ++byte)
-    common[byte] = byte >= 0x20 && byte != 0x7F && byte != 0xC2 && byte != '"' && byte != ';' &&
-                   byte != ',' && byte != '\\';
-  return common;
-}();
-
-/// Whether no form needs to change the text, as with most texts.
-bool isCommon(std::string_view text) {
-  bool common = true;
-  for (const char c : text) common &= kCommon[static_cast<unsigned char>(c)];
-  return common;
-}
-
 /// Guards formulas and replaces control characters other than tabs and line ends with U+FFFD.
-std::string harmless(std::string_view field, std::string_view dividers) {
-  const std::string text = withoutFormulas(field, dividers);
+std::string harmless(std::string_view field, const Dividers& dividers) {
+  if (consistsOf(field, dividers.others))
+    return std::string(looksLikeFormula(field) ? "'" : "").append(field);
+  const std::string text = withoutFormulas(field, dividers.bytes);
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
@@ -98,8 +110,9 @@ void appendCsv(std::string& out, std::string_view field) {
     return;
   }
   out += '"';
-  for (const char c : field) out.append(c == '"' ? 2 : 1, c);
-  out += '"';
+  for (std::size_t at; (at = field.find('"')) != field.npos; field.remove_prefix(at + 1))
+    out.append(field, 0, at + 1) += '"';
+  out.append(field) += '"';
 }
 
 void appendTsv(std::string& out, std::string_view field) {
@@ -117,7 +130,7 @@ void RowWriter::add(std::string_view field) {
   if (!isEmpty_) out_ += isTsv_ ? '\t' : ',';
   isEmpty_ = false;
   const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
-  if (!outerBlank && isCommon(field) && !looksLikeFormula(field)) {
+  if (!outerBlank && consistsOf(field, kUnchanged) && !looksLikeFormula(field)) {
     out_ += field;
     return;
   }

@@ -36,9 +36,40 @@ const std::vector<std::string> kColumns = {"ASIN",        "Title",         "Prod
                                            "status.name", "status.target", "status.begin",
                                            "status.end",  "status.text",   "status.due"};
 
+/// The fields that lists of loans contain. A record with all others takes kilobytes.
+struct LoanFields {
+  explicit LoanFields(const CRecord& item)
+      : asin(item.ASIN),
+        title(item.Title),
+        group(item.ProductGroup),
+        target(item.StatusTarget),
+        status(item.status),
+        begin(item.StatusBeginDate),
+        end(item.StatusEndDate) {}
+
+  CRecord record() const {
+    CRecord record;
+    record.ASIN = asin;
+    record.Title = title;
+    record.ProductGroup = group;
+    record.hasStatus = true;
+    record.StatusTarget = target;
+    record.status = status;
+    record.StatusBeginDate = begin;
+    record.StatusEndDate = end;
+    return record;
+  }
+
+  std::u16string asin, title, group, target;
+  std::int32_t status;
+  std::uint16_t begin, end;
+};
+
 /// An item with an end date.
 struct Loan {
-  CRecord record;
+  CRecord record() const { return fields.record(); }
+
+  LoanFields fields;
   std::string mark;  ///< as `dueMark`; empty for an item listed only because of --within
   int daysLeft;
 };
@@ -51,7 +82,8 @@ std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> wit
   collection.forEachRecord(false, [&](const CRecord& record) {
     const std::optional<int> days = daysLeft(record, now);
     const std::string mark = dueMark(record, now);
-    if (days && (within ? *days <= *within : !mark.empty())) loans.push_back({record, mark, *days});
+    if (days && (within ? *days <= *within : !mark.empty()))
+      loans.push_back({LoanFields(record), mark, *days});
   });
   std::stable_sort(loans.begin(), loans.end(),
                    [](const Loan& a, const Loan& b) { return a.daysLeft < b.daysLeft; });
@@ -109,12 +141,13 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
                                         now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
   std::map<std::string, int> seen;
   for (const Loan& loan : loans) {
-    std::string date = isoDate(loan.record.StatusEndDate);
+    const CRecord record = loan.record();
+    std::string date = isoDate(record.StatusEndDate);
     std::erase(date, '-');
-    const std::string title = calendarText(toUtf8(loan.record.Title));
-    const std::string text = calendarText(toUtf8(statusText(loan.record)));
+    const std::string title = calendarText(toUtf8(record.Title));
+    const std::string text = calendarText(toUtf8(statusText(record)));
     for (std::string line :
-         {std::string("BEGIN:VEVENT"), "UID:" + eventId(loan.record, seen) + "@tessaron", stamp,
+         {std::string("BEGIN:VEVENT"), "UID:" + eventId(record, seen) + "@tessaron", stamp,
           "DTSTART;VALUE=DATE:" + date, "SUMMARY:Due: " + title, "DESCRIPTION:" + text,
           std::string("TRANSP:TRANSPARENT"), std::string("BEGIN:VALARM"),
           std::string("ACTION:DISPLAY"), "DESCRIPTION:Due: " + title, std::string("TRIGGER:-P1D"),
@@ -128,15 +161,16 @@ std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
 }
 
 void writeJson(const Loan& loan, const SYSTEMTIME& now, JsonWriter& json) {
+  const CRecord record = loan.record();
   json.beginObject();
   json.key("ASIN");
-  json.text(loan.record.ASIN);
+  json.text(record.ASIN);
   json.key("Title");
-  json.text(loan.record.Title);
+  json.text(record.Title);
   json.key("ProductGroup");
-  json.text(loan.record.ProductGroup);
+  json.text(record.ProductGroup);
   json.key("status");
-  writeStatus(loan.record, now, json);
+  writeStatus(record, now, json);
   json.key("state");
   json.text(fromUtf8(markOf(loan)));
   json.key("daysLeft");
@@ -158,9 +192,10 @@ std::string textFor(const std::vector<Loan>& loans, Form form, const SYSTEMTIME&
   text = separatedRow(form, heading);
   RowWriter row(form, text);
   for (const Loan& loan : loans) {
+    const CRecord record = loan.record();
     for (const std::string& column : kColumns) {
       std::string cell;
-      appendCell(loan.record, recordColumn(column), now, cell);
+      appendCell(record, recordColumn(column), now, cell);
       row.add(cell);
     }
     row.add(markOf(loan));
@@ -184,9 +219,10 @@ int run(const Options& options, const Context& context) {
     Table table({"ASIN", "Title", "Status", "Who", "Until", "Due", "Days"},
                 {Fit::Whole, Fit::Title, Fit::Wrap, Fit::Wrap, Fit::Whole, Fit::Whole, Fit::Whole});
     for (const Loan& loan : loans) {
-      auto [what, who, until] = statusCells(loan.record);
-      table.add({{toUtf8(loan.record.ASIN)},
-                 {toUtf8(loan.record.Title)},
+      const CRecord record = loan.record();
+      auto [what, who, until] = statusCells(record);
+      table.add({{toUtf8(record.ASIN)},
+                 {toUtf8(record.Title)},
                  std::move(what),
                  std::move(who),
                  std::move(until),
