@@ -227,6 +227,8 @@ TEST_F(StatusBar, LivesThroughAnyOrderOfDestruction) {
   ::DestroyWindow(window);
 }
 
+BOOL CALLBACK countWindow(HWND, LPARAM counter) { return ++*reinterpret_cast<int*>(counter), TRUE; }
+
 TEST_F(StatusBar, AThousandOfThemLeaveNothing) {
   const auto cycle = [this] {
     createBar();
@@ -238,9 +240,6 @@ TEST_F(StatusBar, AThousandOfThemLeaveNothing) {
   // GDI objects are counted by trying all handles: Wine's own count is always 0.
   const auto count = [this] {
     int found = 0;
-    const auto countWindow = [](HWND, LPARAM counter) -> BOOL {
-      return ++*reinterpret_cast<int*>(counter), TRUE;
-    };
     ::EnumChildWindows(frame_, countWindow, reinterpret_cast<LPARAM>(&found));
     ::EnumThreadWindows(::GetCurrentThreadId(), countWindow, reinterpret_cast<LPARAM>(&found));
     found += static_cast<int>(::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS));

@@ -46,6 +46,7 @@ void occupyStandardStreams() {
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App*>& verbs) {
   std::vector<std::string> names;
+  names.reserve(verbs.size());
   for (const CLI::App* verb : verbs) names.push_back(verb->get_name());
   return names;
 }

@@ -66,7 +66,9 @@ void explainEmpty(const Response& response) {
 
 /// Opens a response, and reads it when that can be done only once.
 Response openResponse(const std::string& path) {
-  Response response{path, std::make_unique<Input>(path), {}, {}};
+  Response response;
+  response.path = path;
+  response.input = std::make_unique<Input>(path);
   if (response.input->isRegular()) return response;
   readToEnd(*response.input, response.content.emplace());
   response.input->requireRead();

@@ -37,7 +37,7 @@ Recovery save(const Options& options) {
     print(text);
     return true;
   };
-  const Recovery recovery =
+  Recovery recovery =
       isFile ? recoverCollection(damaged, widePath(options.out)) : recover(damaged, toOutput);
   damaged.requireRead();
   const std::string name = displayName(options.damaged);
