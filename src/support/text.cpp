@@ -97,20 +97,21 @@ std::size_t countCharacters(std::string_view text) {
 
 void appendUtf8(std::string& out, char32_t codePoint) {
   if (codePoint > 0x10FFFF || (codePoint & 0x1FF800) == 0xD800) codePoint = kReplacement;
+  const auto byteAt = [&](int shift) {
+    return static_cast<char>(0x80 | (codePoint >> shift & 0x3F));
+  };
   if (codePoint < 0x80) {
     out += static_cast<char>(codePoint);
   } else if (codePoint < 0x800) {
-    out += static_cast<char>(0xC0 | codePoint >> 6);
-    out += static_cast<char>(0x80 | (codePoint & 0x3F));
+    const char bytes[] = {static_cast<char>(0xC0 | codePoint >> 6), byteAt(0)};
+    out.append(bytes, sizeof bytes);
   } else if (codePoint < 0x10000) {
-    out += static_cast<char>(0xE0 | codePoint >> 12);
-    out += static_cast<char>(0x80 | (codePoint >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (codePoint & 0x3F));
+    const char bytes[] = {static_cast<char>(0xE0 | codePoint >> 12), byteAt(6), byteAt(0)};
+    out.append(bytes, sizeof bytes);
   } else {
-    out += static_cast<char>(0xF0 | codePoint >> 18);
-    out += static_cast<char>(0x80 | (codePoint >> 12 & 0x3F));
-    out += static_cast<char>(0x80 | (codePoint >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (codePoint & 0x3F));
+    const char bytes[] = {static_cast<char>(0xF0 | codePoint >> 18), byteAt(12), byteAt(6),
+                          byteAt(0)};
+    out.append(bytes, sizeof bytes);
   }
 }
 

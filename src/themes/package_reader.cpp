@@ -180,7 +180,7 @@ bool PackageReader::readEntry(Entry entry, bool all) {
     readIndex();
   } else if (plan.isMain) {
     parse(entry, sinks, *package_.mainDocument);
-    plan.names.push_back(u"main.xml");
+    plan.names.emplace_back(u"main.xml");
   }
   entry.names = std::move(plan.names);
   package_.report.entries.push_back(std::move(entry));

@@ -28,8 +28,7 @@ PackError readContent(const std::u16string& path, std::string& content) {
   const std::unique_ptr<File> file = openFile(path, {}, error);
   if (!file) return {true, path, error.message()};
   const std::uint64_t limit = PackageLimits().fileSize;
-  const PackError tooLarge{false, path,
-                           "it is larger than " + std::to_string(limit >> 20) + " MiB"};
+  PackError tooLarge{false, path, "it is larger than " + std::to_string(limit >> 20) + " MiB"};
   if (file->size().value_or(0) > limit) return tooLarge;
   if (!readToEnd(*file, content)) return {true, path, "an error while reading"};
   if (content.size() > limit) return tooLarge;

@@ -30,7 +30,7 @@ std::string_view escapeOf(char16_t unit) {
 }
 
 void appendXml(std::string& out, std::u16string_view text) {
-  appendEscaped<'&', '<', '>', '"', '\''>(out, text, escapeOf);
+  appendEscaped<'&', '<', '>', '"', '\''>(out, text, [](char16_t unit) { return escapeOf(unit); });
 }
 
 // A text of white space only is written as CDATA: parsers drop it otherwise.

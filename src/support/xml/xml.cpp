@@ -76,7 +76,7 @@ constexpr std::array<Print, 256> kPrint = [] {
   std::array<Print, 256> table{};
   for (std::size_t c = 0; c < 0x20; ++c) table[c] = Print::Illegal;
   for (const char c : {'\t', '\n', '\r', '&', '<', '>', '"', '\''}) {
-    table[static_cast<std::size_t>(c)] = Print::Escape;
+    table[static_cast<unsigned char>(c)] = Print::Escape;
   }
   for (std::size_t c = 0x80; c < 0x100; ++c) table[c] = Print::High;
   return table;
