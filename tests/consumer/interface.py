@@ -126,7 +126,7 @@ def main():
     missing = sorted(functions - defined(str(compiled)) - defined(*dynamic, str(LIBRARY)))
     if len(functions) < 300:
         raise SystemExit(f"only {len(functions)} functions were found in {HEADERS}")
-    names = run(f"{PREFIX}c++filt", *missing).splitlines() if missing else []
+    names = run("c++filt", *missing).splitlines() if missing else []
     # Whoever uses a class template instantiates it.
     names = [name for name in names if "<" not in name.split("(")[0].replace("operator<", "")]
     if names:

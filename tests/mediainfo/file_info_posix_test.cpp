@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -32,6 +33,14 @@ TEST(CFileInfo, TellsAttributesOfThisSystem) {
     EXPECT_TRUE(info.fromFile(path.u16string()));
     EXPECT_EQ(info.attributes, attributes) << name;
     EXPECT_EQ(info.encryptionStatus, 0u);
+    // Wine tells the time of the last write instead.
+    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1000));
+    EXPECT_TRUE(info.fromFile(path.u16string()));
+    constexpr double k1970 = 116'444'736e9;
+    const double created =
+        info.creationTime.dwHighDateTime * 0x1p32 + info.creationTime.dwLowDateTime;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    EXPECT_NEAR(created - k1970, std::chrono::duration<double>(now).count() * 1e7, 5e7) << name;
   }
   EXPECT_FALSE(info.fromFile(u"C:\\dir\\archive.TAR.GZ"));  // both separators are one
   EXPECT_EQ(info.name, u"archive.TAR.GZ");

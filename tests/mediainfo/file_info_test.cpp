@@ -85,9 +85,6 @@ TEST_F(CFileInfoTest, TellsSizeAndTimes) {
   EXPECT_TRUE(info.metaInfo.empty() && info.audioStreams.empty());
   EXPECT_EQ(info.attributes, 0x20u);
   EXPECT_EQ(steps(info.lastWriteTime), k2025);
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  EXPECT_NEAR(static_cast<double>(steps(info.creationTime)) - k1970,
-              std::chrono::duration<double>(now).count() * 1e7, 5e7);
 
   const std::u16string large = writeFile(folder_.path / "large.zip", "");
   fs::resize_file(large, (std::uint64_t{5} << 32) + 7);  // takes no room on the disk
