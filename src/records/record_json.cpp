@@ -60,11 +60,12 @@ class CellWriter {
 constexpr std::array<std::string_view, 7> kStatusParts = {"value", "name", "target", "begin",
                                                           "end",   "text", "due"};
 
-struct NamedOfferText {
+template <typename Structure>
+struct NamedText {
   std::string_view name;
-  std::u16string COffer::*member;
+  std::u16string Structure::*member;
 };
-constexpr auto kOfferTexts = std::to_array<NamedOfferText>({
+constexpr auto kOfferTexts = std::to_array<NamedText<COffer>>({
     {"SellerId", &COffer::SellerId},
     {"Nickname", &COffer::Nickname},
     {"State", &COffer::State},
@@ -76,11 +77,7 @@ constexpr auto kOfferTexts = std::to_array<NamedOfferText>({
     {"Availability", &COffer::Availability},
 });
 
-struct NamedListingText {
-  std::string_view name;
-  std::u16string COfferListing::*member;
-};
-constexpr auto kListingTexts = std::to_array<NamedListingText>({
+constexpr auto kListingTexts = std::to_array<NamedText<COfferListing>>({
     {"OfferListingId", &COfferListing::OfferListingId},
     {"Price", &COfferListing::Price},
     {"Availability", &COfferListing::Availability},

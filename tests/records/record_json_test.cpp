@@ -100,7 +100,7 @@ TEST(RecordJson, TellsWhatIsNoText) {
   record.StatusBeginDate = toDosDate(1999, 12, 31);
   record.StatusEndDate = toDosDate(2024, 6, 11);
   record.DateAdded = 0xFFFF;  // no date that exists
-  record.customFieldNames[2] = u"n";
+  record.customFieldNames[0] = u"n";
   record.customFieldValues[4] = u"v";
   record.folders.resize(1);
   record.folders[0].path = u"a";
