@@ -14,6 +14,14 @@ enum class TextRule {
   Value,  ///< identifiers, addresses, numbers, prices and dates: white space at either end goes
 };
 
+/// What the text of a field says, for programs that compare, sort or check it.
+enum class ValueKind {
+  Text,
+  Number,  ///< a decimal number; a unit may follow
+  Date,    ///< a day as "YYYY-MM-DD"; month or day may be missing
+  Price,   ///< an amount with its currency, see `Price`
+};
+
 /// How many units of white space `rule` drops at the ends of a text.
 struct Indentation {
   std::size_t before = 0;

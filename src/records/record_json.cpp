@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "records/record_fields.h"
+#include "support/ascii.h"
 #include "support/dos_date.h"
 #include "support/escape.h"
 #include "support/string_table.h"
@@ -59,6 +60,12 @@ class CellWriter {
 
 constexpr std::array<std::string_view, 7> kStatusParts = {"value", "name", "target", "begin",
                                                           "end",   "text", "due"};
+constexpr std::array<std::string_view, 7> kStatusShortNames = {"", "status", "who", "from",
+                                                               "until"};
+constexpr std::array<ValueKind, 7> kStatusKinds = {
+    ValueKind::Number, ValueKind::Text, ValueKind::Text,   ValueKind::Date,
+    ValueKind::Date,   ValueKind::Text, ValueKind::Number,
+};
 
 template <typename Structure>
 struct NamedText {
@@ -294,6 +301,28 @@ const std::vector<std::string>& recordColumns() { return columnTable().names; }
 RecordColumn recordColumn(std::string_view name) {
   const std::vector<std::string>& names = recordColumns();
   return static_cast<RecordColumn>(std::find(names.begin(), names.end(), name) - names.begin());
+}
+
+std::string_view shortName(RecordColumn column) {
+  const auto index = static_cast<std::size_t>(column);
+  const auto& [field, part] = columnTable().columns.at(index);
+  const std::string_view name =
+      Columns::isStatus(*field) ? kStatusShortNames.at(part) : field->shortName;
+  return name.empty() ? std::string_view(recordColumns()[index]) : name;
+}
+
+std::optional<RecordColumn> findColumn(std::string_view name) {
+  for (std::size_t i = 0; i < recordColumns().size(); ++i) {
+    const auto column = static_cast<RecordColumn>(i);
+    if (equalIgnoringCase(recordColumns()[i], name) || equalIgnoringCase(shortName(column), name))
+      return column;
+  }
+  return std::nullopt;
+}
+
+ValueKind valueKind(RecordColumn column) {
+  const auto& [field, part] = columnTable().columns.at(static_cast<std::size_t>(column));
+  return Columns::isStatus(*field) ? kStatusKinds.at(part) : field->kind;
 }
 
 void appendCell(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,

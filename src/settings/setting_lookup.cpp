@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "support/ascii.h"
 #include "support/spelling.h"
 #include "support/text.h"
 
@@ -11,8 +12,6 @@ namespace tessaron {
 namespace {
 
 constexpr std::size_t kMaxWord = 256;  // bytes; no name is near a longer one
-
-char lowerLetter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c; }
 
 bool isPart(std::string_view part, std::string_view name) {
   constexpr std::size_t kMinPart = 3;
@@ -26,7 +25,7 @@ bool isPart(std::string_view part, std::string_view name) {
 const Setting* findSetting(std::u16string_view name) {
   const std::string wanted = toUtf8(name);
   for (const Setting& setting : settingTable())
-    if (std::ranges::equal(wanted, toUtf8(setting.name), {}, lowerLetter, lowerLetter))
+    if (equalIgnoringCase(wanted, toUtf8(setting.name)))
       return &setting;
   return nullptr;
 }

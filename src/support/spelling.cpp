@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/ascii.h"
+
 namespace tessaron {
 namespace {
-
-char lowerLetter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c; }
 
 bool isSame(char left, char right) { return lowerLetter(left) == lowerLetter(right); }
 

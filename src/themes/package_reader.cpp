@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/directory.h"
+#include "support/ascii.h"
 #include "support/byte_reader.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
@@ -49,10 +50,7 @@ std::string mebibytes(std::uint64_t bytes) { return std::to_string(bytes >> 20) 
 
 }  // namespace
 
-bool isMainName(std::string_view name) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  return std::ranges::equal(name, std::string_view("main.xml"), {}, lower);
-}
+bool isMainName(std::string_view name) { return equalIgnoringCase(name, "main.xml"); }
 
 PackageReader::PackageReader(CPackage& package, File& file, const PackageLimits& limits)
     : package_(package), file_(file), limits_(limits), in_(512 << 10), out_(512 << 10) {}

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/text.h"
+#include "support/ascii.h"
 #include "support/text.h"
 #include "support/xml/scanner.h"
 
@@ -17,14 +18,6 @@ using Kind = XmlError::Kind;
 constexpr std::string_view kUtf8 = "UTF-8";
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r\n";
-
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-  }
-  return lower;
-}
 
 // How the units of a text in UTF-16 (or the characters of one in UTF-32) lie in its bytes.
 struct WideForm {
@@ -63,7 +56,7 @@ std::string_view systemName(std::string_view lowerName) {
 TextRange findEncodingName(std::string_view text) {
   constexpr std::string_view kOpening = "<?xml", kName = "encoding";
   const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  const std::string tag = lowerCase(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
+  const std::string tag = lowerLetters(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
   if (tag.substr(begin, kOpening.size()) != kOpening) return {};
   for (std::size_t at = begin; (at = tag.find(kName, at + 1)) != tag.npos;) {
     const std::size_t sign = tag.find_first_not_of(kBlanks, at + kName.size());
@@ -103,7 +96,7 @@ XmlDecoder::XmlDecoder(std::string_view head) {
     badEnd_ = kNone;
   }
   encodingName_ = findEncodingName(text);
-  const std::string name = lowerCase(encodingName_.of(text));
+  const std::string name = lowerLetters(encodingName_.of(text));
   if (name.empty() || name == "utf-8" || name == "utf8") return;
   isReencoded_ = true;
   if (!isWide && !isMarked_ && !readsAsUtf8(name)) openCharset(text);
@@ -118,7 +111,7 @@ void XmlDecoder::refuse(std::string_view text, std::size_t offset, std::string m
 
 void XmlDecoder::openCharset(std::string_view head) {
   encoding_ = encodingName_.of(head);
-  const std::string name = lowerCase(encoding_);
+  const std::string name = lowerLetters(encoding_);
   head = head.substr(0, head.find('>'));
   std::u16string wide;
   if (const auto trial = CharsetDecoder::open(systemName(name))) trial->decode(head, true, wide);

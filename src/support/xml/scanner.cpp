@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "support/ascii.h"
 #include "support/text.h"
 
 namespace tessaron {
@@ -79,7 +80,7 @@ bool startsWith(std::string_view text, std::size_t at, std::string_view what) {
 bool startsWithAnyCase(std::string_view text, std::size_t at, std::string_view lower) {
   if (lower.size() > text.size() - at) return false;
   return std::equal(lower.begin(), lower.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
-                    [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + 32 : b); });
+                    [](char a, char b) { return a == lowerLetter(b); });
 }
 
 int digitValue(char c, unsigned base) {

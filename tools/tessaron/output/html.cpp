@@ -15,6 +15,7 @@
 #include "output/page/page.h"
 #include "records/due.h"
 #include "records/record_fields.h"
+#include "support/ascii.h"
 #include "support/dos_date.h"
 #include "support/text.h"
 
@@ -62,9 +63,7 @@ std::string_view coverShape(const CRecord& record) {
       {"music", "disc"}, {"audio", "disc"}, {"game", "game"},    {"dvd", "film"},
       {"video", "film"}, {"film", "film"},  {"software", "box"}, {"book", "book"},
   };
-  std::string group = toUtf8(record.ProductGroup);
-  for (char& c : group)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  const std::string group = lowerLetters(toUtf8(record.ProductGroup));
   for (const auto& [part, shape] : kShapes)
     if (group.find(part) != group.npos) return shape;
   return "book";

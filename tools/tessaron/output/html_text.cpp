@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/ascii.h"
 #include "support/escape.h"
 
 namespace tessaron::tool {
@@ -13,13 +14,6 @@ constexpr std::size_t kNestingLimit = 32;
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string lower(std::string_view text) {
-  std::string out(text);
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return out;
-}
 
 /// The replacement of a character in a page; empty when it is kept.
 std::string_view escapeOf(char16_t c) {
@@ -103,7 +97,7 @@ class Tidier {
       return appendEscaped(out_, html_[at_++]);
     std::size_t end = begin;
     while (end < html_.size() && (isLetter(html_[end]) || isDigit(html_[end]))) ++end;
-    const std::string name = lower(html_.substr(begin, end - begin));
+    const std::string name = lowerLetters(html_.substr(begin, end - begin));
     skipBehind(">");
     if (!closing && (name == "script" || name == "style")) return skipElement(name);
     const std::string_view kept = keptName(name);
@@ -158,7 +152,7 @@ class Tidier {
   void skipElement(const std::string& name) {
     while (at_ < html_.size()) {
       skipBehind("</");
-      if (lower(html_.substr(at_, name.size())) == name) return skipBehind(">");
+      if (lowerLetters(html_.substr(at_, name.size())) == name) return skipBehind(">");
     }
   }
 
@@ -186,7 +180,7 @@ std::string escapeHtml(std::u16string_view text) {
 std::string tidyHtml(std::string_view html) { return Tidier(html).run(); }
 
 bool isWebAddress(std::string_view address) {
-  const std::string head = lower(address.substr(0, 8));
+  const std::string head = lowerLetters(address.substr(0, 8));
   return head.starts_with("http://") || head.starts_with("https://");
 }
 
