@@ -47,6 +47,13 @@ inline char16_t lowerCase(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit;
 }
 
+/// The text in small letters, with compatibility forms replaced by what they stand for, and letters
+/// with marks taken apart into letter and marks; the rules of no language.
+std::u16string decomposed(std::u16string_view text);
+
+/// The text with letters and their marks put together.
+std::u16string composed(std::u16string_view text);
+
 /// Compares two texts, each up to its NUL, by the rules of the user's language, without regard to
 /// case, and runs of digits by their value. Negative, zero or positive; a strict weak order for any
 /// texts. Null counts as empty.

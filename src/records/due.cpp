@@ -2,9 +2,30 @@
 
 #include <cmath>
 
+#include "support/ascii.h"
 #include "support/dos_date.h"
+#include "support/text.h"
 
 namespace tessaron {
+
+namespace {
+
+std::string typedName(std::string_view name) {
+  std::string typed = lowerLetters(name);
+  for (char& c : typed)
+    if (c == ' ' || c == '_') c = '-';
+  return typed;
+}
+
+}  // namespace
+
+std::string typedStatusName(std::int32_t status) { return typedName(toUtf8(statusLabel(status))); }
+
+std::optional<std::int32_t> statusNamed(std::string_view name) {
+  for (std::int32_t status = 0; status < kStatusCount; ++status)
+    if (typedStatusName(status) == typedName(name)) return status;
+  return std::nullopt;
+}
 
 std::optional<int> daysLeft(const CRecord& record, const SYSTEMTIME& now) {
   SYSTEMTIME end{};

@@ -1,5 +1,6 @@
 #include "support/dos_date.h"
 
+#include <array>
 #include <chrono>
 
 #include "platform/text.h"
@@ -31,6 +32,22 @@ std::uint16_t toDosDate(int year, int month, int day) {
                                     chrono::day{static_cast<unsigned>(day)}};
   if (month < 1 || day < 1 || !date.ok() || year < 1980 || year > 2107) return 0;
   return static_cast<std::uint16_t>((year - 1980) << 9 | month << 5 | day);
+}
+
+std::uint16_t parseIsoDate(std::string_view text) {
+  constexpr std::string_view kForm = "0000-00-00";
+  std::array<int, 3> numbers{};
+  std::size_t part = 0;
+  if (text.size() != kForm.size()) return 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (isDigit != (kForm[i] == '0') || (!isDigit && text[i] != '-')) return 0;
+    if (isDigit)
+      numbers[part] = numbers[part] * 10 + (text[i] - '0');
+    else
+      ++part;
+  }
+  return toDosDate(numbers[0], numbers[1], numbers[2]);
 }
 
 std::string isoDate(std::uint16_t date) {

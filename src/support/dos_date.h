@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/types.h"
 #include "tessaron_export.h"
@@ -24,6 +25,9 @@ TESSARON_API std::uint16_t toDosDate(int year, int month, int day);
 
 /// The date as "2024-05-31"; empty for no date and for one that does not exist.
 TESSARON_API std::string isoDate(std::uint16_t date);
+
+/// The date word of a date written "2024-05-31"; 0 when the text is no date from 1980 to 2107.
+TESSARON_API std::uint16_t parseIsoDate(std::string_view text);
 
 /// Days from 1970-01-01 to the date of `time`, and the part of the day that has passed.
 TESSARON_API double dayCount(const SYSTEMTIME& time);

@@ -3,12 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string>
 #include <variant>
 
+#include "records/record_cells.h"
 #include "records/record_fields.h"
-#include "support/ascii.h"
 #include "support/dos_date.h"
 #include "support/record_samples.h"
 #include "support/text.h"
@@ -128,23 +127,6 @@ TEST(RecordJson, TellsWhatIsNoText) {
       json["folders"].dump(),
       "[{\"id\":0,\"parentId\":-1,\"path\":\"a\",\"files\":[{\"path\":\"\",\"name\":\"\xC2\x85"
       "\\\"\",\"size\":4294967296}]}]");
-}
-
-TEST(RecordColumns, AreFoundByTheirNamesInAnyCase) {
-  std::set<std::string> names;
-  for (std::size_t i = 0; i < tessaron::recordColumns().size(); ++i) {
-    const auto column = static_cast<tessaron::RecordColumn>(i);
-    const std::string own = tessaron::recordColumns()[i];
-    const std::string shorter(tessaron::shortName(column));
-    for (const std::string& name : {own, shorter, tessaron::lowerLetters(own)})
-      EXPECT_EQ(tessaron::findColumn(name), column) << name;
-    EXPECT_TRUE(names.insert(tessaron::lowerLetters(own)).second) << own;
-    EXPECT_TRUE(shorter == own || names.insert(shorter).second) << shorter << " is another's";
-  }
-  EXPECT_FALSE(tessaron::findColumn(""));
-  EXPECT_EQ(tessaron::findColumn("until"), tessaron::recordColumn("status.end"));
-  EXPECT_EQ(tessaron::valueKind(*tessaron::findColumn("until")), tessaron::ValueKind::Date);
-  EXPECT_EQ(tessaron::valueKind(*tessaron::findColumn("price")), tessaron::ValueKind::Price);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 #include <variant>
 
+#include "records/record_cells.h"
 #include "records/record_fields.h"
 #include "records/record_json.h"
 #include "support/text.h"

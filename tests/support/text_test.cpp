@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "support/fold.h"
+
 namespace {
 
 using namespace std::string_literals;
@@ -51,6 +53,26 @@ TEST(Utf8, ReplacesLoneSurrogates) {
   EXPECT_EQ(wchar2utf8(u"a" + low + u"b"), "a\uFFFDb");
   EXPECT_EQ(wchar2utf8(high + high + low), "\uFFFD\U0001F600");
   EXPECT_EQ(wchar2utf8(low + high), "\uFFFD\uFFFD");
+}
+
+TEST(Fold, LeavesOutCaseAccentsAndForms) {
+  const std::pair<std::u16string, std::u16string> rows[] = {
+      {u"ABC xyz 1", u"abc xyz 1"},
+      {u"Łódź", u"lodz"},
+      {u"Straße", u"strasse"},
+      {u"E\u0301mile ÉMILE", u"emile emile"},
+      {u"ŒUVRES Ærø", u"oeuvres aero"},
+      {u"ＡＢＣ１", u"abc1"},
+      {u"Ἀθῆναι", u"αθηναι"},
+      {u"ЁЛКА", u"елка"},
+      {u"ﬁn", u"fin"},
+      {u"がハ 한글", u"がハ 한글"},
+      {u"東京 \U0001F600", u"東京 \U0001F600"},
+  };
+  for (const auto& [text, folded] : rows) {
+    EXPECT_EQ(tessaron::foldText(text), folded);
+    EXPECT_EQ(tessaron::foldText(folded), folded);
+  }
 }
 
 TEST(CodePage, CarriesAsciiBothWays) {

@@ -4,6 +4,7 @@
 #include <locale.h>
 #include <unicode/datefmt.h>
 #include <unicode/dtptngen.h>
+#include <unicode/normalizer2.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/uchar.h>
 #include <unicode/ucnv.h>
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -88,6 +90,17 @@ std::unique_ptr<icu::DateFormat> makeShortDateFormat() {
   return format;
 }
 
+// The text as it is where ICU has no data for a form.
+std::u16string normalized(std::u16string_view text,
+                          std::initializer_list<const icu::Normalizer2*> forms) {
+  UErrorCode error = U_ZERO_ERROR;
+  icu::UnicodeString result(text.data(), static_cast<std::int32_t>(text.size()));
+  for (const icu::Normalizer2* form : forms)
+    if (form) result = form->normalize(result, error);
+  if (U_FAILURE(error)) return std::u16string(text);
+  return {result.getBuffer(), static_cast<std::size_t>(result.length())};
+}
+
 }  // namespace
 
 std::u16string fromCodePage(std::string_view bytes) {
@@ -128,6 +141,17 @@ bool equalIgnoringCase(std::u16string_view left, std::u16string_view right) {
 char16_t systemUpperCase(char16_t unit) { return static_cast<char16_t>(u_toupper(unit)); }
 
 char16_t systemLowerCase(char16_t unit) { return static_cast<char16_t>(u_tolower(unit)); }
+
+std::u16string decomposed(std::u16string_view text) {
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::Normalizer2* fold = icu::Normalizer2::getNFKCCasefoldInstance(error);
+  return normalized(text, {fold, icu::Normalizer2::getNFDInstance(error)});
+}
+
+std::u16string composed(std::u16string_view text) {
+  UErrorCode error = U_ZERO_ERROR;
+  return normalized(text, {icu::Normalizer2::getNFCInstance(error)});
+}
 
 std::u16string shortDate(const SYSTEMTIME& date) {
   namespace chrono = std::chrono;

@@ -90,6 +90,15 @@ class CodePageDecoder : public CharsetDecoder {
   std::string held_;  // behind the last byte that stands alone
 };
 
+std::u16string mapped(DWORD flags, std::u16string_view text) {
+  if (text.empty()) return {};
+  const int size = static_cast<int>(text.size());
+  std::u16string result(
+      static_cast<std::size_t>(FoldStringW(flags, wide(text.data()), size, nullptr, 0)), 0);
+  FoldStringW(flags, wide(text.data()), size, wide(result.data()), static_cast<int>(result.size()));
+  return result;
+}
+
 }  // namespace
 
 std::unique_ptr<CharsetDecoder> CharsetDecoder::open(std::string_view name) {
@@ -137,6 +146,14 @@ char16_t systemLowerCase(char16_t unit) {
   CharLowerBuffW(wide(&unit), 1);
   return unit;
 }
+
+std::u16string decomposed(std::u16string_view text) {
+  std::u16string apart = mapped(MAP_FOLDCZONE | MAP_COMPOSITE, text);
+  std::ranges::transform(apart, apart.begin(), lowerCase);
+  return apart;
+}
+
+std::u16string composed(std::u16string_view text) { return mapped(MAP_PRECOMPOSED, text); }
 
 int compareLogically(const char16_t* left, const char16_t* right) {
   return StrCmpLogicalW(wide(left ? left : u""), wide(right ? right : u""));

@@ -42,13 +42,7 @@ std::uint16_t readDate(std::string_view text, std::uint16_t today) {
     const bool number = parseNumber(text.substr(1, text.size() - 2), days);
     return number && days <= kMaxDays ? daysAfter(today, days) : 0;
   }
-  int year = 0;
-  int month = 0;
-  int day = 0;
-  const bool numbers = text.size() == 10 && text[4] == '-' && text[7] == '-' &&
-                       parseNumber(text.substr(0, 4), year) &&
-                       parseNumber(text.substr(5, 2), month) && parseNumber(text.substr(8), day);
-  return numbers ? toDosDate(year, month, day) : 0;
+  return parseIsoDate(text);
 }
 
 }  // namespace

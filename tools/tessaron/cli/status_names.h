@@ -6,10 +6,7 @@
 
 namespace tessaron::tool {
 
-/// A status name as it is compared and as messages give it: "Rented Out" as "rented-out".
-std::string plainName(std::string_view name);
-
-/// The status that a name means, compared as `plainName`. Fails with kUsage, and the names that
+/// The status that a name means, see `statusNamed`. Fails with kUsage, and the names that
 /// there are, for any other.
 int parseStatus(std::string_view name);
 

@@ -7,6 +7,7 @@
 #include "cli/options.h"
 #include "cli/output.h"
 #include "platform/types.h"
+#include "records/record_cells.h"
 #include "records/record_json.h"
 
 namespace tessaron::tool {

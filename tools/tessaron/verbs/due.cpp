@@ -16,6 +16,7 @@
 #include "output/status.h"
 #include "output/table.h"
 #include "platform/system.h"
+#include "records/record_cells.h"
 #include "records/record_json.h"
 #include "support/dos_date.h"
 #include "support/text.h"

@@ -14,6 +14,7 @@
 #include "platform/system.h"
 #include "records/due.h"
 #include "settings/collation.h"
+#include "support/ascii.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -76,9 +77,9 @@ std::vector<Table::Cell> cellsOf(const CRecord& record, const SYSTEMTIME& now) {
 
 /// The filter for --status. Fails with kUsage for an unknown name.
 std::function<bool(const CRecord&)> statusFilter(const std::string& name) {
-  const std::string plain = plainName(name);
-  if (plain == "all") return [](const CRecord&) { return true; };
-  if (plain == "none") return [](const CRecord& record) { return !record.hasStatus; };
+  if (equalIgnoringCase(name, "all")) return [](const CRecord&) { return true; };
+  if (equalIgnoringCase(name, "none"))
+    return [](const CRecord& record) { return !record.hasStatus; };
   return [status = parseStatus(name)](const CRecord& record) {
     return record.hasStatus && record.status == status;
   };
