@@ -292,21 +292,26 @@ class Merger {
     for (std::size_t i = first ? 1 : 0; i < olds.size(); ++i) edits_.cut(olds[i]);
   }
 
+  // How many entries are the same at the head and at the tail of both lists.
+  std::pair<std::size_t, std::size_t> sameEnds(const Elements& bases, const Elements& news) const {
+    const std::size_t shorter = std::min(bases.size(), news.size());
+    std::size_t head = 0;
+    while (head < shorter && same(bases[head], news[head])) ++head;
+    std::size_t tail = 0;
+    while (tail < shorter - head &&
+           same(bases[bases.size() - 1 - tail], news[news.size() - 1 - tail])) {
+      ++tail;
+    }
+    return {head, tail};
+  }
+
   // Entries that are the same at the head and at the tail of both lists stay. Between them, old
   // ones are turned into new ones in turn, and what is left over is inserted or deleted.
   void mergeList(const Elements& olds, const Elements& bases, const Elements& news, Place& place) {
     // An old element may be no entry, or stand for several.
     const bool aligned = olds.size() == bases.size();
-    std::size_t head = 0;
-    std::size_t tail = 0;
-    if (aligned) {
-      const std::size_t shorter = std::min(bases.size(), news.size());
-      while (head < shorter && same(bases[head], news[head])) ++head;
-      while (tail < shorter - head &&
-             same(bases[bases.size() - 1 - tail], news[news.size() - 1 - tail])) {
-        ++tail;
-      }
-    }
+    const auto [head, tail] =
+        aligned ? sameEnds(bases, news) : std::pair<std::size_t, std::size_t>();
     const std::size_t oldEnd = olds.size() - tail;
     const std::size_t newEnd = news.size() - tail;
     std::size_t i = head;

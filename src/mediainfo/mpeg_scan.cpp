@@ -116,32 +116,36 @@ void MpegScan::readPack(ByteReader& in) {
   }
 }
 
-bool MpegScan::readPacket(ByteReader& in) {
-  const std::uint32_t id = code_ & 0xFF;
-  const int length = in.u16be();
-  int header;
+// Reads the header of a packet and returns how many bytes it counts for.
+int MpegScan::readPacketHeader(ByteReader& in) const {
   if (isMpeg2) {
     in.skip(2);
     const int rest = in.u8();
     in.skip(static_cast<std::size_t>(rest));
-    header = rest + 3;
-  } else {
-    // QUIRK: counts nine bytes of time stamps, present or not. A packet without them would be
-    // longer. Kept: where the scan goes on, and so what it finds, depends on it.
-    header = 9;
-    std::uint8_t flags;
-    do {
-      flags = in.u8();
-      ++header;
-    } while (flags == 0xFF);
-    if (flags >> 6 == 0b01) {
-      in.skip(1);
-      flags = in.u8();
-      header += 2;
-    }
-    if (flags & 0x20) in.skip(4);
-    if (flags & 0x10) in.skip(5);
+    return rest + 3;
   }
+  // QUIRK: counts nine bytes of time stamps, present or not. A packet without them would be
+  // longer. Kept: where the scan goes on, and so what it finds, depends on it.
+  int header = 9;
+  std::uint8_t flags;
+  do {
+    flags = in.u8();
+    ++header;
+  } while (flags == 0xFF);
+  if (flags >> 6 == 0b01) {
+    in.skip(1);
+    flags = in.u8();
+    header += 2;
+  }
+  if (flags & 0x20) in.skip(4);
+  if (flags & 0x10) in.skip(5);
+  return header;
+}
+
+bool MpegScan::readPacket(ByteReader& in) {
+  const std::uint32_t id = code_ & 0xFF;
+  const int length = in.u16be();
+  const int header = readPacketHeader(in);
   const std::uint32_t payload = in.u32be();
   if (!in.ok()) return false;
 

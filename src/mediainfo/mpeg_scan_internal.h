@@ -47,6 +47,7 @@ class MpegScan {
   bool step(std::span<const std::byte> block, ByteReader& in);
   void slide(std::span<const std::byte> block, ByteReader& in);
   void readPack(ByteReader& in);
+  int readPacketHeader(ByteReader& in) const;
   bool readPacket(ByteReader& in);
   bool readAudio(std::uint32_t payload);
   bool readSequence(ByteReader& in);

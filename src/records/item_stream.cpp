@@ -48,34 +48,40 @@ bool ItemStream::next() {
       if (!refill()) return false;
       continue;
     }
-    if (token == Token::Error) {
-      const std::size_t cut = scanner_.errorToken();
-      if (inItem_ && !onDemand_)
-        tree_.addCut(view().substr(cut, scanner_.end() - cut), cut - begin_);
-      return stop(scanner_.error());
-    }
-    if (token == Token::Finished) {
-      begin_ = end_ = size_;
-      stopped_ = true;
-      return false;
-    }
-    if (!inItem_) {
-      version_ = rule_.versionAt(scanner_, token);
-      if (version_ == 0) {
-        outsideItem(token);
-        rule_.pass(scanner_, token);
-        continue;
-      }
-      beginItem(token);
-    }
+    if (token == Token::Error || token == Token::Finished) return end(token);
+    if (!inItem_ && !beginsItem(token)) continue;
     if (scanner_.end() - begin_ > kMaxItem) return stop(tooLarge());
-    if (!addToItem(token)) continue;
-    inItem_ = false;
-    end_ = scanner_.end();
-    if (!onDemand_) tree_.setText(item());
-    ++count_;
-    return true;
+    if (addToItem(token)) break;
   }
+  inItem_ = false;
+  end_ = scanner_.end();
+  if (!onDemand_) tree_.setText(item());
+  ++count_;
+  return true;
+}
+
+// Ends the walk at an error or behind the text. False.
+bool ItemStream::end(Token token) {
+  if (token == Token::Error) {
+    const std::size_t cut = scanner_.errorToken();
+    if (inItem_ && !onDemand_) tree_.addCut(view().substr(cut, scanner_.end() - cut), cut - begin_);
+    return stop(scanner_.error());
+  }
+  begin_ = end_ = size_;
+  stopped_ = true;
+  return false;
+}
+
+// Whether an item begins with a token that is in none.
+bool ItemStream::beginsItem(Token token) {
+  version_ = rule_.versionAt(scanner_, token);
+  if (version_ != 0) {
+    beginItem(token);
+  } else {
+    outsideItem(token);
+    rule_.pass(scanner_, token);
+  }
+  return inItem_;
 }
 
 void ItemStream::beginItem(Token token) {

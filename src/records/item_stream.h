@@ -94,6 +94,8 @@ class TESSARON_API ItemStream {
   std::string_view view() const { return {data_, size_}; }
   XmlError tooLarge() const;
   XmlError unreadable() const;
+  bool end(Token token);
+  bool beginsItem(Token token);
   void beginItem(Token token);
   bool addToItem(Token token);
   bool refill();

@@ -142,6 +142,23 @@ bool unpack(const BitmapHeader& header, std::span<const std::byte> bytes,
   return bytes.size() >= 2;
 }
 
+// Fills in where the palette and the pixels are. `used` is the number of colors that the file
+// tells.
+void locateParts(BitmapHeader& header, std::uint32_t used) {
+  header.paletteAt = kFileHeader + header.size;
+  if (header.size == kCommonHeader && hasMasks(header)) {
+    header.paletteAt += header.coding == Coding::AlphaMasks ? kMasks + 4 : kMasks;
+  }
+  if (header.bits <= 8) {
+    const std::size_t maxColors = std::size_t{1} << header.bits;
+    header.colors = used == 0 ? maxColors : std::min<std::size_t>(used, maxColors);
+  }
+  // Some writers leave out the offset of the pixels.
+  if (header.pixelsAt < header.paletteAt) {
+    header.pixelsAt = header.paletteAt + header.colors * header.paletteEntry;
+  }
+}
+
 }  // namespace
 
 bool BitmapHeader::isCommon(std::uint64_t fileSize) const {
@@ -176,18 +193,7 @@ std::optional<BitmapHeader> readBitmapHeader(std::span<const std::byte> head) {
     for (std::uint32_t& mask : header.masks) mask = in.u32le();
     if (!in.ok()) return std::nullopt;
   }
-  header.paletteAt = kFileHeader + header.size;
-  if (header.size == kCommonHeader && hasMasks(header)) {
-    header.paletteAt += header.coding == Coding::AlphaMasks ? kMasks + 4 : kMasks;
-  }
-  if (header.bits <= 8) {
-    const std::size_t maxColors = std::size_t{1} << header.bits;
-    header.colors = used == 0 ? maxColors : std::min<std::size_t>(used, maxColors);
-  }
-  // Some writers leave out the offset of the pixels.
-  if (header.pixelsAt < header.paletteAt) {
-    header.pixelsAt = header.paletteAt + header.colors * header.paletteEntry;
-  }
+  locateParts(header, used);
   return header;
 }
 

@@ -51,12 +51,23 @@ std::string_view systemName(std::string_view lowerName) {
   return latin1 ? "windows-1252" : lowerName;
 }
 
+// The wide form of a text that begins with `head`; null when it is none.
+const WideForm* wideFormOf(std::string_view head) {
+  const auto form = std::find_if(kWideForms.begin(), kWideForms.end(), [&](const WideForm& each) {
+    // Without a mark a second character tells UTF-16 from a NUL that damage has left.
+    const bool sure = each.mark > 0 || (head.size() > 3 && head[each.little ? 3 : 2] == 0);
+    return sure && head.starts_with(each.start);
+  });
+  return form == kWideForms.end() ? nullptr : &*form;
+}
+
 }  // namespace
 
 TextRange findEncodingName(std::string_view text) {
   constexpr std::string_view kOpening = "<?xml", kName = "encoding";
   const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  const std::string tag = lowerLetters(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
+  const std::string tag =
+      lowerLetters(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
   if (tag.substr(begin, kOpening.size()) != kOpening) return {};
   for (std::size_t at = begin; (at = tag.find(kName, at + 1)) != tag.npos;) {
     const std::size_t sign = tag.find_first_not_of(kBlanks, at + kName.size());
@@ -72,12 +83,8 @@ TextRange findEncodingName(std::string_view text) {
 XmlDecoder::XmlDecoder(std::string_view head) {
   head =
       head.substr(0, std::min(head.find('>'), head.size()) + 2);  // in UTF-16 one takes two bytes
-  const auto wide = std::find_if(kWideForms.begin(), kWideForms.end(), [&](const WideForm& form) {
-    // Without a mark a second character tells UTF-16 from a NUL that damage has left.
-    const bool sure = form.mark > 0 || (head.size() > 3 && head[form.little ? 3 : 2] == 0);
-    return sure && head.starts_with(form.start);
-  });
-  const bool isWide = wide != kWideForms.end();
+  const WideForm* wide = wideFormOf(head);
+  const bool isWide = wide;
   if (isWide && wide->unit == 4) {
     refuse(head, 0, "the encoding UTF-32 is not supported");
     return;

@@ -391,6 +391,29 @@ bool XmlScanner::isDuplicate(std::string_view attributeName) const {
                      [&](const Attribute& other) { return other.name.of(text_) == attributeName; });
 }
 
+// Reads the attributes of a tag and moves `at` to the '>' or '/' behind them.
+bool XmlScanner::readAttributes(std::size_t& at) {
+  attributes_.clear();
+  for (;;) {
+    at = skip(text_, at, kSpace);
+    if (endsBefore(at)) return false;
+    if (text_[at] == '>' || text_[at] == '/') return true;
+    const std::size_t from = at;
+    if (!attribute(at)) return false;
+    const std::string_view added = attributes_.back().name.of(text_);
+    if (isDuplicate(added)) {
+      fail(Kind::DuplicateAttribute, from,
+           "the attribute \"" + std::string(added) + "\" stands twice in a tag");
+      return false;
+    }
+    if (attributes_.size() > kMaxAttributes) {
+      fail(Kind::BadTag, from,
+           "more than " + std::to_string(kMaxAttributes) + " attributes in a tag");
+      return false;
+    }
+  }
+}
+
 Token XmlScanner::startTag() {
   std::size_t at = skip(text_, begin_ + 1, kNamePart);
   const std::string_view name = text_.substr(begin_ + 1, at - begin_ - 1);
@@ -399,23 +422,7 @@ Token XmlScanner::startTag() {
     return fail(Kind::TooDeep, begin_,
                 "elements are nested deeper than " + std::to_string(kMaxXmlDepth));
   }
-  attributes_.clear();
-  for (;;) {
-    at = skip(text_, at, kSpace);
-    if (endsBefore(at)) return Token::Error;
-    if (text_[at] == '>' || text_[at] == '/') break;
-    const std::size_t from = at;
-    if (!attribute(at)) return Token::Error;
-    const std::string_view added = attributes_.back().name.of(text_);
-    if (isDuplicate(added)) {
-      return fail(Kind::DuplicateAttribute, from,
-                  "the attribute \"" + std::string(added) + "\" stands twice in a tag");
-    }
-    if (attributes_.size() > kMaxAttributes) {
-      return fail(Kind::BadTag, from,
-                  "more than " + std::to_string(kMaxAttributes) + " attributes in a tag");
-    }
-  }
+  if (!readAttributes(at)) return Token::Error;
   const bool empty = text_[at] == '/';
   if (empty && endsBefore(++at)) return Token::Error;
   if (text_[at] != '>') return fail(Kind::BadTag, at, "a '>' was expected behind a '/'");

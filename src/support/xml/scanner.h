@@ -88,6 +88,7 @@ class XmlScanner {
   Token scan();
   Token fail(XmlError::Kind kind, std::size_t offset, std::string_view message);
   Token characters();
+  bool readAttributes(std::size_t& at);
   Token startTag();
   Token endTag();
   Token until(std::string_view closing, TextSearch& search, std::size_t from, Token token);

@@ -232,6 +232,18 @@ void parseValidated(const char* text, TiXmlDocument& document) {
   document.SetTabSize(tabSize);
 }
 
+// Walks over the whole text.
+std::vector<Range> tokensWithReferences(XmlScanner& scanner) {
+  using Token = XmlScanner::Token;
+  std::vector<Range> ranges;
+  Token token{};
+  do {
+    token = scanner.next();
+    if (scanner.hasReferences()) ranges.emplace_back(scanner.begin(), scanner.end());
+  } while (token != Token::Finished && token != Token::Error);
+  return ranges;
+}
+
 }  // namespace
 
 XmlError parseXml(std::string text, TiXmlDocument& document) {
@@ -242,15 +254,8 @@ XmlError parseXml(std::string text, TiXmlDocument& document) {
   DecodedXml decoded = decodeXml(decoder, std::move(text));
   text = std::move(decoded.text);
 
-  using Token = XmlScanner::Token;
   XmlScanner scanner(text);
-  std::vector<Range> rewrites;
-  Token token{};
-  do {
-    token = scanner.next();
-    if (scanner.hasReferences()) rewrites.emplace_back(scanner.begin(), scanner.end());
-  } while (token != Token::Finished && token != Token::Error);
-
+  const std::vector<Range> rewrites = tokensWithReferences(scanner);
   XmlError error = scanner.error();
   if (error) {
     locate(text, error);

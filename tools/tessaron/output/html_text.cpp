@@ -15,6 +15,11 @@ constexpr std::size_t kNestingLimit = 32;
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
+/// Whether the texts of such elements are to be separated.
+bool isBlock(std::string_view name) {
+  return name == "div" || name == "tr" || name == "td" || (name.size() == 2 && name[0] == 'h');
+}
+
 /// The replacement of a character in a page; empty when it is kept.
 std::string_view escapeOf(char16_t c) {
   switch (c) {
@@ -102,9 +107,7 @@ class Tidier {
     if (!closing && (name == "script" || name == "style")) return skipElement(name);
     const std::string_view kept = keptName(name);
     if (kept.empty()) {
-      // Separate the texts of block elements.
-      if (name == "div" || name == "tr" || name == "td" || (name.size() == 2 && name[0] == 'h'))
-        out_ += ' ';
+      if (isBlock(name)) out_ += ' ';
     } else if (closing) {
       close(kept);
     } else {
