@@ -29,7 +29,7 @@ test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
 
 lint:  ## check all sources with clang-format and clang-tidy; quick where nothing has changed
-	@scripts/setup lint
+	@scripts/setup lint windows && scripts/winlibs.sh
 	@scripts/lint
 
 bench:  ## run the benchmarks

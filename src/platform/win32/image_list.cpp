@@ -109,7 +109,8 @@ Pixels imagePixels(HIMAGELIST list, int index) {
   BITMAP whole{};
   GetObjectW(info.hbmImage, sizeof whole, &whole);
   const auto read = [&](HBITMAP bitmap) {
-    std::vector<std::uint32_t> all(static_cast<std::size_t>(whole.bmWidth * whole.bmHeight));
+    std::vector<std::uint32_t> all(static_cast<std::size_t>(whole.bmWidth) *
+                                   static_cast<std::size_t>(whole.bmHeight));
     BITMAPINFO header = headerOf(whole.bmWidth, whole.bmHeight);
     const HDC screen = GetDC(nullptr);
     GetDIBits(screen, bitmap, 0, static_cast<UINT>(whole.bmHeight), all.data(), &header,
@@ -123,8 +124,9 @@ Pixels imagePixels(HIMAGELIST list, int index) {
   std::uint32_t alpha = 0;
   for (int y = 0; y < pixels.height; ++y) {
     for (int x = 0; x < pixels.width; ++x) {
-      const auto at =
-          static_cast<std::size_t>((info.rcImage.top + y) * whole.bmWidth + info.rcImage.left + x);
+      const int row = info.rcImage.top + y;
+      const auto at = static_cast<std::size_t>(row) * static_cast<std::size_t>(whole.bmWidth) +
+                      static_cast<std::size_t>(info.rcImage.left + x);
       const bool masked = (mask[at] & ~kOpaque) != 0;
       pixels.argb.push_back(masked ? 0 : image[at]);
       alpha |= image[at] & kOpaque;

@@ -57,7 +57,7 @@ class Detector {
 };
 
 struct MediaType : AM_MEDIA_TYPE {
-  MediaType() : AM_MEDIA_TYPE{} {}
+  MediaType() : AM_MEDIA_TYPE() {}
   ~MediaType() {
     CoTaskMemFree(pbFormat);
     if (pUnk) pUnk->Release();
