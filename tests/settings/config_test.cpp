@@ -13,7 +13,9 @@
 
 namespace fs = std::filesystem;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::SizeIs;
 
 namespace {
@@ -57,6 +59,17 @@ class ConfigTest : public testing::Test {
     }
   }
 
+  // The flags and numbers, in the order of the table.
+  static std::vector<int> numbers(const Config& config) {
+    std::vector<int> all;
+    const auto add =
+        tessaron::Overloaded{[&](bool value) { all.push_back(value); },
+                             [&](int value) { all.push_back(value); }, [](const auto&) {}};
+    for (const tessaron::Setting& setting : tessaron::settingTable())
+      std::visit([&](const auto& it) { add(config.*it.member); }, setting.place);
+    return all;
+  }
+
   CRegKeyEx options, general, custom;
   const fs::path home = tessaron::programFolder();
   const fs::path data = home / "Data";
@@ -80,7 +93,10 @@ TEST_F(ConfigTest, HasItsDefaultsWhereNothingOfTheRightKindIsStored) {
   config.NewVersion = true;
   config.SortType = 7;
   config.Initialize();
-  EXPECT_EQ(config.ImageSizePixels, 85000);
+  EXPECT_THAT(numbers(config),
+              ElementsAreArray({1, 0, 5,  85000, 0,  1,  1, 1, 1, 0, 1, 0, 1, 0, 1,
+                                1, 0, 20, 50,    70, 10, 0, 0, 2, 0, 0, 7, 1, 1, 1}));
+  EXPECT_THAT(numbers(Config()), Each(0)) << "before Initialize";
   EXPECT_EQ(config.WindowRect, (CRect{-1, -1, 749, 549}));
   Config defaults;
   for (const tessaron::Setting& setting : tessaron::settingTable()) resetSetting(setting, defaults);
