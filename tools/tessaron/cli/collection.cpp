@@ -18,10 +18,15 @@ CollectionReader::CollectionReader(std::string path, bool twice) : path_(std::mo
 CollectionReader::~CollectionReader() = default;
 
 void CollectionReader::forEachItem(const std::function<void(const ItemStream&)>& visit) {
+  walk(visit, true);
+}
+
+void CollectionReader::walk(const std::function<void(const ItemStream&)>& visit, bool onDemand) {
   if (walked_ && !content_) input_->seek(0);
   walked_ = true;
   const std::unique_ptr<File> memory = content_ ? memoryFile(*content_) : nullptr;
   ItemStream items(memory ? *memory : *input_);
+  if (onDemand) items.parseOnDemand();
   while (items.next()) visit(items);
   input_->requireRead();
   requireSound(path_, items.badCharacter());
@@ -33,12 +38,13 @@ void CollectionReader::forEachItem(const std::function<void(const ItemStream&)>&
 
 void CollectionReader::forEachRecord(bool detail,
                                      const std::function<void(const CRecord&)>& visit) {
-  forEachItem([&](const ItemStream& items) {
+  const auto visitRecord = [&](const ItemStream& items) {
     CRecord record;
     record.fullDetail = detail;
     items.read(record);
     visit(record);
-  });
+  };
+  walk(visitRecord, false);
 }
 
 void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit) {

@@ -21,6 +21,7 @@ class CollectionReader {
   explicit CollectionReader(std::string path, bool twice = false);
   ~CollectionReader();
 
+  /// For visits that read few of the items: those are parsed when they are asked for.
   void forEachItem(const std::function<void(const ItemStream&)>& visit);
   /// With `detail` the records are complete; without it they lack texts that only `show` and
   /// `export` tell (see CRecord::fullDetail).
@@ -30,6 +31,8 @@ class CollectionReader {
   std::string name() const { return displayName(path_); }
 
  private:
+  void walk(const std::function<void(const ItemStream&)>& visit, bool onDemand);
+
   std::string path_;
   std::unique_ptr<Input> input_;
   std::optional<std::string> content_;

@@ -36,6 +36,13 @@ bool steersTerminal(char32_t c) {
          (c >= 0x2066 && c <= 0x2069);
 }
 
+/// How many printable characters of ASCII are at `at`: a byte and a column each.
+std::size_t plainRun(std::string_view text, std::size_t at) {
+  const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F; };
+  const auto begin = text.begin() + static_cast<std::ptrdiff_t>(at);
+  return static_cast<std::size_t>(std::find_if_not(begin, text.end(), isPlain) - begin);
+}
+
 char32_t nextCharacter(std::string_view text, std::size_t& at) {
   UChar32 c;
   auto index = static_cast<std::int32_t>(at);
@@ -141,6 +148,10 @@ std::string printable(std::string_view text, bool keepLines) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t at = 0; at < text.size();) {
+    const std::size_t run = plainRun(text, at);
+    out += text.substr(at, run);
+    at += run;
+    if (at == text.size()) break;
     const std::size_t begin = at;
     const char32_t c = nextCharacter(text, at);
     if (c == '\n' && keepLines) {
@@ -162,7 +173,12 @@ std::string printable(std::string_view text, bool keepLines) {
 
 std::size_t columns(std::string_view text) {
   std::size_t sum = 0;
-  for (std::size_t at = 0; at < text.size();) sum += columnsOf(nextCharacter(text, at));
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t run = plainRun(text, at);
+    sum += run;
+    at += run;
+    if (at < text.size()) sum += columnsOf(nextCharacter(text, at));
+  }
   return sum;
 }
 

@@ -11,20 +11,27 @@ namespace {
 
 using ByteSet = std::array<bool, 256>;
 
-/// All bytes but control characters, the first byte of those above U+007F, and `excluded`.
-constexpr ByteSet bytesWithout(std::string_view excluded) {
+constexpr ByteSet allBytesBut(std::string_view excluded) {
   ByteSet set{};
-  for (std::size_t byte = 0x20; byte < set.size(); ++byte)
-    set[byte] =
-        byte != 0x7F && byte != 0xC2 && excluded.find(static_cast<char>(byte)) == excluded.npos;
+  for (std::size_t byte = 0; byte < set.size(); ++byte)
+    set[byte] = excluded.find(static_cast<char>(byte)) == excluded.npos;
   return set;
 }
 
-/// Whether all bytes of the text are in the set.
-bool consistsOf(std::string_view text, const ByteSet& set) {
-  bool all = true;
-  for (const char c : text) all &= set[static_cast<unsigned char>(c)];
-  return all;
+constexpr ByteSet kUnquoted = allBytesBut("\",;\t\r\n");  // in CSV
+
+/// All bytes but control characters, the first byte of those above U+007F, and `excluded`.
+constexpr ByteSet bytesWithout(std::string_view excluded) {
+  ByteSet set = allBytesBut(excluded);
+  for (std::size_t byte = 0; byte < 0x20; ++byte) set[byte] = false;
+  set[0x7F] = set[0xC2] = false;
+  return set;
+}
+
+/// Where the text's first byte is that is not in the set; its size if there is none.
+std::size_t findOther(std::string_view text, std::size_t at, const ByteSet& set) {
+  while (at < text.size() && set[static_cast<unsigned char>(text[at])]) ++at;
+  return at;
 }
 
 constexpr ByteSet kUnchanged = bytesWithout("\",;\\");  // in every form, as most texts
@@ -44,8 +51,10 @@ bool isNumber(std::string_view text) {
 
 bool looksLikeFormula(std::string_view text) {
   if (text.empty()) return false;
-  if (std::string_view("=@\t\r\n").find(text[0]) != std::string_view::npos) return true;
-  if (text[0] == '+' || text[0] == '-') return !isNumber(text);
+  const char first = text[0];
+  if (first == '=' || first == '@' || first == '\t' || first == '\r' || first == '\n') return true;
+  if (first == '+' || first == '-') return !isNumber(text);
+  if (first != '\xEF') return false;
   for (const std::string_view wide : {"＝", "＋", "－", "＠"})  // accepted by some spreadsheets
     if (text.starts_with(wide)) return true;
   return false;
@@ -70,42 +79,44 @@ bool beginsFormula(std::string_view rest, std::string_view dividers) {
   return cell.size() > 1 && !isEscaped && looksLikeFormula(cell);
 }
 
-/// Puts an apostrophe before each formula: at the start of the text and after each divider.
-std::string withoutFormulas(std::string_view text, std::string_view dividers) {
-  std::string out = looksLikeFormula(text) ? "'" : "";
-  bool isBehindDivider = false;  // only blanks since the divider
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (isBehindDivider && text[i] != ' ' && beginsFormula(text.substr(i), dividers)) out += '\'';
-    const bool isDivider = dividers.find(text[i]) != dividers.npos;
-    isBehindDivider = isDivider || (isBehindDivider && text[i] == ' ');
-    out += text[i];
-  }
-  return out;
+/// Appends the character at `at` (or its first byte), U+FFFD for a control character other than
+/// tabs and line ends. Returns its size.
+std::size_t appendHarmless(std::string& out, std::string_view text, std::size_t at) {
+  const auto byte = static_cast<unsigned char>(text[at]);
+  const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : 0);
+  const bool isLayout = byte == '\t' || byte == '\r' || byte == '\n';
+  const bool isC1 = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+  if ((byte < 0x20 && !isLayout) || byte == 0x7F || isC1)
+    out += "\uFFFD";
+  else
+    out += text[at];
+  return isC1 ? 2 : 1;
 }
 
-/// Guards formulas and replaces control characters other than tabs and line ends with U+FFFD.
+/// The field with an apostrophe before each formula, at its start and after each divider, and
+/// without control characters.
 std::string harmless(std::string_view field, const Dividers& dividers) {
-  if (consistsOf(field, dividers.others))
-    return std::string(looksLikeFormula(field) ? "'" : "").append(field);
-  const std::string text = withoutFormulas(field, dividers.bytes);
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    const bool layout = byte == '\t' || byte == '\r' || byte == '\n';
-    const bool c1 = byte == 0xC2 && next >= 0x80 && next < 0xA0;
-    if ((byte < 0x20 && !layout) || byte == 0x7F || c1)
-      out += "\uFFFD";
-    else
-      out += text[i];
-    if (c1) ++i;
+  std::string out = looksLikeFormula(field) ? "'" : "";
+  bool isBehindDivider = false;  // only blanks since the divider
+  for (std::size_t at = 0; at < field.size();) {
+    if (!isBehindDivider) {
+      const std::size_t end = findOther(field, at, dividers.others);
+      out += field.substr(at, end - at);
+      at = end;
+      if (at == field.size()) break;
+    } else if (field[at] != ' ' && beginsFormula(field.substr(at), dividers.bytes)) {
+      out += '\'';
+    }
+    const bool isDivider = dividers.bytes.find(field[at]) != dividers.bytes.npos;
+    isBehindDivider = isDivider || (isBehindDivider && field[at] == ' ');
+    at += appendHarmless(out, field, at);
   }
   return out;
 }
 
 void appendCsv(std::string& out, std::string_view field) {
   const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
-  if (!outerBlank && field.find_first_of("\",;\t\r\n") == field.npos) {
+  if (!outerBlank && findOther(field, 0, kUnquoted) == field.size()) {
     out += field;
     return;
   }
@@ -130,7 +141,7 @@ void RowWriter::add(std::string_view field) {
   if (!isEmpty_) out_ += isTsv_ ? '\t' : ',';
   isEmpty_ = false;
   const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
-  if (!outerBlank && consistsOf(field, kUnchanged) && !looksLikeFormula(field)) {
+  if (!outerBlank && findOther(field, 0, kUnchanged) == field.size() && !looksLikeFormula(field)) {
     out_ += field;
     return;
   }
