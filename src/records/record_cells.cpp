@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <variant>
 
@@ -63,6 +64,26 @@ class CellWriter {
   std::vector<Level> levels_;
 };
 
+// What a JsonWriter does, for one who visits the texts alone.
+class TextVisitor {
+ public:
+  explicit TextVisitor(const std::function<void(std::u16string_view)>& visit) : visit_(visit) {}
+
+  void beginObject() {}
+  void endObject() {}
+  void beginArray() {}
+  void endArray() {}
+  void key(std::string_view) {}
+  void text(std::u16string_view value) {
+    if (!value.empty()) visit_(value);
+  }
+  void number(std::int64_t value) { visit_(fromUtf8(std::to_string(value))); }
+  void null() {}
+
+ private:
+  const std::function<void(std::u16string_view)>& visit_;
+};
+
 constexpr std::array<std::string_view, 7> kStatusShortNames = {"", "status", "who", "from",
                                                                "until"};
 constexpr std::array<ValueKind, 7> kStatusKinds = {
@@ -116,6 +137,20 @@ struct Columns {
 const Columns& columnTable() {
   static const Columns table;
   return table;
+}
+
+/// Writes a cell to an output with the members of a JsonWriter; nothing for a part of no status.
+template <typename Output>
+void writeTo(Output& output, const CRecord& record, RecordColumn column, const SYSTEMTIME& now) {
+  const auto& [field, part] = columnTable().columns.at(static_cast<std::size_t>(column));
+  ValueWriter writer(record, now, output);
+  if (Columns::isStatus(*field)) {
+    writer.writeStatusPart(part);
+  } else if (Columns::isListing(*field)) {
+    writer.writeListingPart(part);
+  } else {
+    writer.write(*field);
+  }
 }
 
 // The parts of a list. `AnyText` takes back exactly what `appendCell` has joined.
@@ -342,16 +377,30 @@ ValueKind valueKind(RecordColumn column) {
 
 void appendCell(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
                 std::string& out) {
-  const auto& [field, part] = columnTable().columns.at(static_cast<std::size_t>(column));
   CellWriter cell(out);
-  ValueWriter writer(record, now, cell);
-  if (Columns::isStatus(*field)) {
-    writer.writeStatusPart(part);
-  } else if (Columns::isListing(*field)) {
-    writer.writeListingPart(part);
-  } else {
-    writer.write(*field);
-  }
+  writeTo(cell, record, column, now);
+}
+
+void writeCell(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
+               JsonWriter& json) {
+  const bool isPart =
+      Columns::isStatus(*columnTable().columns.at(static_cast<std::size_t>(column)).field);
+  if (isPart && !record.hasStatus) return json.null();
+  writeTo(json, record, column, now);
+}
+
+void forEachText(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
+                 const std::function<void(std::u16string_view)>& visit) {
+  TextVisitor visitor(visit);
+  writeTo(visitor, record, column, now);
+}
+
+bool isDetail(RecordColumn column) {
+  const Field& field = *columnTable().columns.at(static_cast<std::size_t>(column)).field;
+  const auto* composite = std::get_if<CompositeField>(&field.member);
+  // Icon and status are attributes of an item; the other structures are read on demand.
+  return field.xml.place == XmlPlace::Composite &&
+         !(composite && *composite != CompositeField::CustomFields);
 }
 
 std::string setCell(CRecord& record, RecordColumn column, std::u16string_view text,

@@ -2,6 +2,7 @@
 // Records as the rows of a table for programs.
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,7 @@
 #include "platform/types.h"
 #include "records/field_text.h"
 #include "records/record.h"
+#include "support/json_writer.h"
 #include "tessaron_export.h"
 
 namespace tessaron {
@@ -41,6 +43,18 @@ TESSARON_API ValueKind valueKind(RecordColumn column);
 /// custom field with a colon.
 TESSARON_API void appendCell(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
                              std::string& out);
+
+/// Writes what the record's JSON object holds at that key.
+TESSARON_API void writeCell(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
+                            JsonWriter& json);
+
+/// Calls `visit` with each text of the record's cell that is not empty: the parts of lists one by
+/// one, name and value of a custom field too; numbers and dates as `appendCell` writes them.
+TESSARON_API void forEachText(const CRecord& record, RecordColumn column, const SYSTEMTIME& now,
+                              const std::function<void(std::u16string_view)>& visit);
+
+/// Whether records that are read without `CRecord::fullDetail` lack the column.
+TESSARON_API bool isDetail(RecordColumn column);
 
 /// Whether `setCell` holds texts to the column's kind. Members that hold no other kind are held to
 /// it in any case.

@@ -1,6 +1,7 @@
 #include "support/fold.h"
 
-#include <algorithm>
+#include <cstdint>
+#include <vector>
 
 #include "platform/text.h"
 
@@ -46,21 +47,87 @@ bool isMark(char16_t unit) {
          (unit >= 0x1DC0 && unit <= 0x1DFF) || (unit >= 0x20D0 && unit <= 0x20F0);
 }
 
-}  // namespace
-
-std::u16string foldText(std::u16string_view text) {
+std::u16string foldBySystem(std::u16string_view text) {
   std::u16string folded;
-  if (std::ranges::all_of(text, isAscii)) {
-    folded.assign(text);
-    std::ranges::transform(folded, folded.begin(), lowerCase);
-    return folded;
-  }
   for (const char16_t unit : decomposed(text)) {
     if (isMark(unit)) continue;
     const std::u16string_view letters = plainLetters(unit);
     letters.empty() ? folded.push_back(unit) : static_cast<void>(folded.append(letters));
   }
   return composed(folded);
+}
+
+// The units that fold by themselves, whatever their neighbors: letters of Latin, Greek and
+// Cyrillic, common punctuation, kana. (Those in between are marks and scripts that take some from
+// neighbors.)
+struct Range {
+  char16_t first, last;
+};
+constexpr Range kFoldedAlone[] = {{0x80, 0x2FF},    {0x370, 0x482},   {0x48A, 0x52F},
+                                  {0x1E00, 0x1FFF}, {0x2010, 0x2027}, {0x3001, 0x3003},
+                                  {0x3041, 0x3096}, {0x30A1, 0x30FF}};
+constexpr std::size_t kTableEnd = 0x3100;
+
+// Han characters and Korean syllables have neither case nor accents.
+bool isUnchanged(char16_t unit) {
+  return (unit >= 0x4E00 && unit <= 0x9FFF) || (unit >= 0xAC00 && unit <= 0xD7A3);
+}
+
+/// What the units of `kFoldedAlone` fold to. Asking the system for each text costs twenty times as
+/// much.
+class UnitFolds {
+ public:
+  UnitFolds() : entries_(kTableEnd) {
+    for (const auto& [first, last] : kFoldedAlone) {
+      for (char16_t unit = first; unit <= last; ++unit) {
+        const std::u16string folded = foldBySystem({&unit, 1});
+        entries_[unit] = {static_cast<std::uint16_t>(pool_.size()),
+                          static_cast<std::uint8_t>(folded.size()), true};
+        pool_ += folded;
+      }
+    }
+  }
+
+  /// False when the unit may depend on its neighbors.
+  bool append(std::u16string& out, char16_t unit) const {
+    if (unit >= entries_.size() || !entries_[unit].isKnown) return false;
+    out.append(pool_, entries_[unit].begin, entries_[unit].size);
+    return true;
+  }
+
+ private:
+  struct Entry {
+    std::uint16_t begin = 0;
+    std::uint8_t size = 0;
+    bool isKnown = false;
+  };
+  std::vector<Entry> entries_;
+  std::u16string pool_;
+};
+
+}  // namespace
+
+void appendFolded(std::u16string& out, std::u16string_view text) {
+  static const UnitFolds folds;
+  const std::size_t start = out.size();
+  for (const char16_t unit : text) {
+    if (isAscii(unit)) {
+      out += lowerCase(unit);
+    } else if (isUnchanged(unit)) {
+      out += unit;
+    } else if (!folds.append(out, unit)) {
+      out.resize(start);
+      out += foldBySystem(text);
+      return;
+    }
+  }
+}
+
+std::u16string foldText(std::u16string_view text) {
+  std::u16string folded;
+  folded.reserve(text.size());
+  appendFolded(folded, text);
+  return folded;
 }
 
 }  // namespace tessaron

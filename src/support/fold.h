@@ -12,4 +12,7 @@ namespace tessaron {
 /// forms as what they stand for. The rules of no language. For any thread.
 TESSARON_API std::u16string foldText(std::u16string_view text);
 
+/// Appends `foldText` of a text. For any thread.
+TESSARON_API void appendFolded(std::u16string& out, std::u16string_view text);
+
 }  // namespace tessaron

@@ -78,6 +78,13 @@ void JsonWriter::key(std::string_view name) {
   (((out_ += '"') += name) += "\": ");
 }
 
+void JsonWriter::key(std::u16string_view name) {
+  nextPart();
+  out_ += '"';
+  appendEscaped<'"', '\\'>(out_, name, escapeOf);
+  out_ += "\": ";
+}
+
 void JsonWriter::text(std::u16string_view value) {
   beginValue();
   out_ += '"';

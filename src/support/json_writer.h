@@ -26,6 +26,8 @@ class TESSARON_API JsonWriter {
   void endArray() { end(']'); }
   /// The key of the object's next value: ASCII without quotation marks and backslashes.
   void key(std::string_view name);
+  /// A key of any characters.
+  void key(std::u16string_view name);
   void text(std::u16string_view value);
   void number(std::int64_t value);
   void null();

@@ -12,6 +12,7 @@
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "platform/registry.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -152,7 +153,7 @@ void configure(CLI::App& app, Context& context) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport,
+  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addHelp,
                          addRecover, addCart, addCache, addSettings, addStats, addChart,
                          addSortForm, addSort, addCodec, addScan, addTheme})
     add(app, context);
@@ -176,7 +177,8 @@ int run(int argc, char** argv) {
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
   configure(app, context);
   try {
-    app.parse(argc, argv);
+    std::vector<std::string> arguments = reversedArguments(app, argc, argv);
+    app.parse(arguments);
   } catch (const CLI::ParseError& error) {
     return endParsing(app, error);
   }

@@ -9,8 +9,8 @@
 #include <utility>
 #include <variant>
 
-#include "cli/collection.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "output/html_text.h"
 #include "output/page/page.h"
 #include "records/due.h"
@@ -117,11 +117,11 @@ constexpr auto kFacts = [] {
 
 class Page {
  public:
-  Page(CollectionReader& collection, std::string_view title, const SYSTEMTIME& now, Output& output)
-      : collection_(collection), title_(escapeHtml(title)), now_(now), output_(output) {}
+  Page(Selection& items, std::string_view title, const SYSTEMTIME& now, Output& output)
+      : items_(items), title_(escapeHtml(title)), now_(now), output_(output) {}
 
   void write() {
-    collection_.forEachRecord(false, [this](const CRecord& record) {
+    items_.forEachRecord(false, [this](const CRecord& record) {
       ++groups_[record.ProductGroup];
       ++statuses_[record.hasStatus ? record.status : -1];
       if (dueStateAt(record, now_) != 0) ++due_;
@@ -155,7 +155,7 @@ class Page {
         hashSource(kPageStyleSha256), hashSource(kPageScriptSha256), title_, kPageStyle);
     put("<header>\n<h1 dir=\"auto\">{}</h1>\n<p class=\"about\">{} as of "
         "{:04}-{:02}-{:02}",
-        title_, counted(collection_.count()), now_.wYear, now_.wMonth, now_.wDay);
+        title_, counted(items_.count()), now_.wYear, now_.wMonth, now_.wDay);
     if (due_ > 0) put(" · <span class=\"due\">{} due</span>", due_);
     out_ += "</p>\n</header>\n";
     tools();
@@ -205,7 +205,7 @@ class Page {
     out_ += "<main id=\"items\">\n";
     std::string_view end = "</main>\n";
     std::size_t count = 0;
-    collection_.forEachRecord(true, [&](const CRecord& record) {
+    items_.forEachRecord(true, [&](const CRecord& record) {
       if (count > 0 && count % kBlock == 0) {
         out_.append(end).append("<script type=\"text/plain\" class=\"later\">\n");
         end = "</script>\n";
@@ -363,14 +363,14 @@ class Page {
         "<div id=\"end\" hidden></div>\n<div id=\"none\" class=\"none\" hidden><p>Nothing here "
         "fits.</p>"
         "<button type=\"button\" id=\"clear\">Show everything</button></div>\n";
-    if (collection_.count() == 0) out_ += "<p class=\"none\">This collection is empty.</p>\n";
+    if (items_.count() == 0) out_ += "<p class=\"none\">This collection is empty.</p>\n";
     put("<footer>Covers come from the addresses in the collection; all else is in this "
         "file.</footer>\n"
         "<script>{}</script>\n</body>\n</html>\n",
         kPageScript);
   }
 
-  CollectionReader& collection_;
+  Selection& items_;
   const std::string title_;
   const SYSTEMTIME now_;
   Output& output_;
@@ -382,9 +382,9 @@ class Page {
 
 }  // namespace
 
-void writeHtmlPage(CollectionReader& collection, std::string_view title, const SYSTEMTIME& now,
+void writeHtmlPage(Selection& items, std::string_view title, const SYSTEMTIME& now,
                    Output& output) {
-  Page(collection, title, now, output).write();
+  Page(items, title, now, output).write();
 }
 
 }  // namespace tessaron::tool

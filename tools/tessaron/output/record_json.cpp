@@ -4,14 +4,31 @@
 
 #include "output/csv.h"
 #include "platform/system.h"
+#include "records/record_json.h"
 #include "support/json_writer.h"
+#include "support/text.h"
 
 namespace tessaron::tool {
 
-RecordWriter::RecordWriter(Form form, std::vector<std::string> columns, Output& output)
-    : form_(form), names_(std::move(columns)), now_(utcNow()), output_(output) {
-  for (const std::string& name : names_) columns_.push_back(recordColumn(name));
+namespace {
+
+std::vector<ItemField> allColumns() {
+  std::vector<ItemField> columns;
+  for (const std::string& name : recordColumns()) columns.push_back(*findItemField(name));
+  return columns;
 }
+
+}  // namespace
+
+RecordWriter::RecordWriter(Form form, Output& output)
+    : RecordWriter(form, allColumns(), true, output) {}
+
+RecordWriter::RecordWriter(Form form, std::vector<ItemField> columns, bool isWhole, Output& output)
+    : form_(form),
+      columns_(std::move(columns)),
+      isWhole_(isWhole),
+      now_(utcNow()),
+      output_(output) {}
 
 void RecordWriter::write(const CRecord& record) {
   text_.clear();
@@ -26,13 +43,10 @@ std::string RecordWriter::text(const CRecord& record) const {
 }
 
 void RecordWriter::appendText(const CRecord& record, std::string& out) const {
-  if (form_ == Form::Json) {
-    JsonWriter json(out);
-    return writeRecord(record, now_, json);
-  }
+  if (form_ == Form::Json) return appendObject(record, out);
   RowWriter row(form_, out);
   std::string cell;
-  for (const RecordColumn column : columns_) {
+  for (const ItemField& column : columns_) {
     cell.clear();
     appendCell(record, column, now_, cell);
     row.add(cell);
@@ -40,11 +54,28 @@ void RecordWriter::appendText(const CRecord& record, std::string& out) const {
   row.end();
 }
 
+void RecordWriter::appendObject(const CRecord& record, std::string& out) const {
+  JsonWriter json(out);
+  if (isWhole_) return writeRecord(record, now_, json);
+  json.beginObject();
+  for (const ItemField& column : columns_) {
+    json.key(fromUtf8(column.name));
+    writeCell(record, column, now_, json);
+  }
+  json.endObject();
+}
+
+std::string RecordWriter::heading() const {
+  std::vector<std::string> names;
+  for (const ItemField& column : columns_) names.push_back(column.name);
+  return separatedRow(form_, names);
+}
+
 void RecordWriter::writeText(std::string_view text) {
   if (form_ == Form::Json) {
     output_.write(begun_ ? ",\n" : "[\n");
   } else if (!begun_) {
-    output_.write(separatedRow(form_, names_));
+    output_.write(heading());
   }
   begun_ = true;
   output_.write(text);
@@ -54,7 +85,7 @@ void RecordWriter::finish() {
   if (form_ == Form::Json) {
     output_.write(begun_ ? "\n]\n" : "[]\n");
   } else if (!begun_) {
-    output_.write(separatedRow(form_, names_));
+    output_.write(heading());
   }
 }
 

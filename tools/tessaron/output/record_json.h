@@ -4,11 +4,11 @@
 #include <string_view>
 #include <vector>
 
+#include "catalogue/item_field.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "platform/types.h"
-#include "records/record_cells.h"
-#include "records/record_json.h"
+#include "records/record.h"
 
 namespace tessaron::tool {
 
@@ -16,8 +16,10 @@ namespace tessaron::tool {
 /// columns for each. Due marks refer to the time of construction.
 class RecordWriter {
  public:
-  /// `columns` are some of `recordColumns`.
-  RecordWriter(Form form, std::vector<std::string> columns, Output& output);
+  /// All columns; JSON has whole objects.
+  RecordWriter(Form form, Output& output);
+  /// With `isWhole` JSON has whole objects, else only members for the columns.
+  RecordWriter(Form form, std::vector<ItemField> columns, bool isWhole, Output& output);
   void write(const CRecord& record);
   /// The text that `write` writes for a record, for callers that write it later.
   std::string text(const CRecord& record) const;
@@ -27,10 +29,12 @@ class RecordWriter {
 
  private:
   void appendText(const CRecord& record, std::string& out) const;
+  void appendObject(const CRecord& record, std::string& out) const;
+  std::string heading() const;
 
   Form form_;
-  std::vector<std::string> names_;
-  std::vector<RecordColumn> columns_;
+  std::vector<ItemField> columns_;
+  bool isWhole_;
   SYSTEMTIME now_;
   Output& output_;
   std::string text_;

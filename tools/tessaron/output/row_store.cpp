@@ -27,19 +27,48 @@ std::size_t takeSize(std::string_view& from) {
 
 }  // namespace
 
-void RowStore::add(const std::vector<std::string_view>& row) {
+std::uint64_t RowStore::add(const std::vector<std::string_view>& row) {
+  const std::uint64_t place = spilledSize_ + block_.size();
   putSize(block_, row.size());
   for (const std::string_view text : row) {
     putSize(block_, text.size());
     block_ += text;
   }
   if (block_.size() >= kBlock) spill();
+  return place;
+}
+
+void RowStore::readBytes(std::uint64_t place, char* to, std::size_t size) const {
+  if (place >= spilledSize_) {
+    block_.copy(to, size, static_cast<std::size_t>(place - spilledSize_));
+  } else if (fseeko(file_.get(), static_cast<off_t>(place), SEEK_SET) != 0 ||
+             std::fread(to, 1, size, file_.get()) != size) {
+    fail();
+  }
+}
+
+std::vector<std::string> RowStore::read(std::uint64_t place) const {
+  const auto readSize = [&] {
+    std::uint64_t size = 0;
+    readBytes(place, reinterpret_cast<char*>(&size), sizeof size);
+    place += sizeof size;
+    return static_cast<std::size_t>(size);
+  };
+  std::vector<std::string> row(readSize());
+  for (std::string& text : row) {
+    text.resize(readSize());
+    readBytes(place, text.data(), text.size());
+    place += text.size();
+  }
+  if (file_ && std::fseek(file_.get(), 0, SEEK_END) != 0) fail();
+  return row;
 }
 
 void RowStore::spill() {
   if (!file_) file_.reset(std::tmpfile());
   if (!file_ || std::fwrite(block_.data(), 1, block_.size(), file_.get()) != block_.size()) fail();
   spilled_.push_back(block_.size());
+  spilledSize_ += block_.size();
   block_.clear();
 }
 

@@ -7,10 +7,10 @@
 #include <map>
 #include <memory>
 
-#include "cli/collection.h"
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "cli/terminal.h"
 #include "output/csv.h"
 #include "output/status.h"
@@ -27,6 +27,7 @@ namespace {
 
 struct Options {
   std::string collection;
+  std::vector<std::string> query;
   std::optional<int> within;
   std::string output;
   Form form = Form::Table;
@@ -77,10 +78,9 @@ struct Loan {
 
 /// The items that are due or due soon, or with `within`, that end in so many days or fewer; the
 /// longest overdue first.
-std::vector<Loan> findLoans(CollectionReader& collection, std::optional<int> within,
-                            const SYSTEMTIME& now) {
+std::vector<Loan> findLoans(Selection& items, std::optional<int> within, const SYSTEMTIME& now) {
   std::vector<Loan> loans;
-  collection.forEachRecord(false, [&](const CRecord& record) {
+  items.forEachRecord(false, [&](const CRecord& record) {
     const std::optional<int> days = daysLeft(record, now);
     const std::string mark = dueMark(record, now);
     if (days && (within ? *days <= *within : !mark.empty()))
@@ -208,9 +208,9 @@ std::string textFor(const std::vector<Loan>& loans, Form form, const SYSTEMTIME&
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  CollectionReader collection(options.collection);
+  Selection items(options.collection, options.query);
   const SYSTEMTIME now = utcNow();
-  const std::vector<Loan> loans = findLoans(collection, options.within, now);
+  const std::vector<Loan> loans = findLoans(items, options.within, now);
   Output output(options.output);
   if (options.form == Form::Ics) {
     output.write(calendar(loans, now));
@@ -234,7 +234,8 @@ int run(const Options& options, const Context& context) {
   }
   output.finish();
   if (!loans.empty()) return kDone;
-  throw Failure{kFailed, collection.name(), "nothing is due"};
+  throw Failure{kFailed, items.name(),
+                items.isWhole() || items.count() > 0 ? "nothing is due" : items.emptyReason()};
 }
 
 }  // namespace
@@ -244,6 +245,7 @@ void addDue(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("due", "Lists what is due or due soon, overdue items first");
   verb->footer("Days are counted in UTC. Exit code 1 when nothing is due.");
   addCollectionOption(*verb, options->collection, false);
+  addQueryArgument(*verb, options->query);
   verb->add_option("--within", options->within,
                    "All that ends within so many days, instead of what is due or due soon")
       ->type_name("DAYS")

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/collection.h"
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "output/html.h"
 #include "output/record_json.h"
 #include "output/table.h"
@@ -21,6 +21,7 @@ namespace {
 
 struct Options {
   std::string collection;
+  std::vector<std::string> query;
   std::string output;
   Form form = Form::Table;
 };
@@ -29,19 +30,21 @@ int run(const Options& options, const Context& context) {
   if (options.form == Form::Table)
     throw Failure{kUsage, {}, "one of --json, --csv, --tsv and --html is required"};
   requireOtherFile(options.output, options.collection);
-  CollectionReader collection(options.collection, options.form == Form::Html);
+  Selection items(options.collection, options.query, options.form == Form::Html);
   Output output(options.output);
   if (options.form == Form::Html) {
     const std::string stem =
         options.collection == "-" ? "" : std::filesystem::path(options.collection).stem().string();
-    writeHtmlPage(collection, stem.empty() ? "Collection" : stem, utcNow(), output);
+    writeHtmlPage(items, stem.empty() ? "Collection" : stem, utcNow(), output);
   } else {
-    RecordWriter writer(options.form, recordColumns(), output);
-    collection.forEachRecord(true, [&](const CRecord& record) { writer.write(record); });
+    RecordWriter writer(options.form, output);
+    items.forEachRecord(true, [&](const CRecord& record) { writer.write(record); });
     writer.finish();
   }
+  if (items.count() == 0 && !items.isWhole())
+    throw Failure{kFailed, items.name(), items.emptyReason()};
   output.finish();
-  const std::size_t count = collection.count();
+  const std::size_t count = items.count();
   if (output.isFile())
     note(context, fmt::format("{}: {} {}", options.output, count, count == 1 ? "item" : "items"));
   return kDone;
@@ -52,8 +55,9 @@ int run(const Options& options, const Context& context) {
 void addExport(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("export", "Writes the collection in another form");
-  verb->footer("One of the forms is required.");
+  verb->footer("One of the forms is required. Exit code 1, and no file, when no item matches.");
   addCollectionOption(*verb, options->collection, false);
+  addQueryArgument(*verb, options->query);
   addFormFlags(*verb, options->form, {Form::Json, Form::Csv, Form::Tsv, Form::Html});
   addOutputOption(*verb, options->output);
   verb->callback([options, &context] {

@@ -6,9 +6,10 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "cli/collection.h"
+#include "catalogue/item_field.h"
 #include "cli/failures.h"
 #include "cli/options.h"
+#include "cli/selection.h"
 #include "output/chart.h"
 #include "records/price.h"
 #include "records/record.h"
@@ -22,28 +23,11 @@ using Texts = std::vector<std::u16string>;
 
 struct Options {
   std::string collection;
+  std::vector<std::string> query;
   std::string by;
   std::string value = "count";
   ChartForm form;
 };
-
-/// The year in a date such as "2005-09-01" or "September 2005".
-std::u16string yearIn(std::u16string_view date) {
-  constexpr std::u16string_view kDigits = u"0123456789";
-  for (std::size_t at = 0; (at = date.find_first_of(kDigits, at)) != date.npos;) {
-    const std::size_t end = std::min(date.find_first_not_of(kDigits, at), date.size());
-    if (end - at == 4) return std::u16string(date.substr(at, 4));
-    at = end;
-  }
-  return {};
-}
-
-Texts yearOf(const CRecord& record) {
-  for (const auto* date :
-       {&record.ReleaseDate, &record.PublicationDate, &record.TheatricalReleaseDate})
-    if (std::u16string year = yearIn(*date); !year.empty()) return {year};
-  return {};
-}
 
 Texts statusOf(const CRecord& record) {
   const std::u16string_view name =
@@ -73,7 +57,7 @@ constexpr Property kProperties[] = {
     {"studio", [](const CRecord& record) { return Texts{record.Studio}; }},
     {"author", [](const CRecord& record) { return record.authors; }},
     {"artist", [](const CRecord& record) { return record.artists; }},
-    {"year", yearOf},
+    {"year", [](const CRecord& record) { return Texts{yearOf(record)}; }},
     {"status", statusOf},
     {"language", languagesOf, true},
 };
@@ -151,18 +135,17 @@ int run(const Options& options, const Context& context) {
   const Property& property = *std::ranges::find_if(
       kProperties, [&](const Property& each) { return options.by == each.name; });
   const bool byPrice = options.value == "price";
-  CollectionReader collection(options.collection);
+  Selection selection(options.collection, options.query);
   Counter counter(property, byPrice);
-  collection.forEachRecord(byPrice || property.isDetail,
-                           [&](const CRecord& record) { counter.add(record); });
+  selection.forEachRecord(byPrice || property.isDetail,
+                          [&](const CRecord& record) { counter.add(record); });
   const auto [currency, common] = counter.common();
   std::vector<scdata> items;
   for (const auto& [name, share] : common.shares) items.push_back(share);
   const std::string summary = leftOut(counter, common, options.by, currency);
   if (items.empty())
-    throw Failure{
-        kFailed, collection.name(),
-        counter.items() == 0 ? "the collection is empty" : "nothing to count: " + summary};
+    throw Failure{kFailed, selection.name(),
+                  counter.items() == 0 ? selection.emptyReason() : "nothing to count: " + summary};
   if (!summary.empty()) note(context, "left out: " + summary);
 
   nlohmann::ordered_json about = {{"by", options.by}, {"value", options.value}};
@@ -179,6 +162,7 @@ void addStats(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("stats", "Counts the items by what they have in common");
   addCollectionOption(*verb, options->collection, false);
+  addQueryArgument(*verb, options->query);
   std::vector<std::string> names;
   for (const Property& property : kProperties) names.emplace_back(property.name);
   verb->add_option("--by", options->by,

@@ -15,6 +15,7 @@ void addSet(CLI::App& app, Context& context);
 void addRemove(CLI::App& app, Context& context);
 void addDue(CLI::App& app, Context& context);
 void addExport(CLI::App& app, Context& context);
+void addHelp(CLI::App& app, Context& context);
 void addRecover(CLI::App& app, Context& context);
 void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);

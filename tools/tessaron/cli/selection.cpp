@@ -1,0 +1,132 @@
+#include "cli/selection.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "cli/failures.h"
+#include "cli/options.h"
+#include "platform/system.h"
+#include "support/text.h"
+
+namespace tessaron::tool {
+namespace {
+
+constexpr const char* kQuery = "QUERY";
+
+/// The option of a verb, or of all verbs, that a word such as "--sort=x" or "-cFILE" gives; null
+/// when there is none.
+const CLI::Option* optionOf(const CLI::App& app, const CLI::App& verb, const std::string& word) {
+  const std::string name =
+      word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2);
+  const CLI::Option* own = verb.get_option_no_throw(name);
+  return own ? own : app.get_option_no_throw(name);
+}
+
+/// Whether an option's value is the next word.
+bool takesNextWord(const CLI::Option* option, const std::string& word) {
+  if (!option || option->get_expected_min() == 0) return false;
+  return word.starts_with("--") ? word.find('=') == word.npos : word.size() == 2;
+}
+
+/// Whether a word such as "-cover:x" names a field, although it begins as the option -c does.
+bool namesField(const std::string& word) {
+  const std::size_t end = word.find_first_of(":=");
+  return end != word.npos && findItemField(std::string_view(word).substr(1, end - 1));
+}
+
+/// The verb with a query that is chosen, and where its words begin; null for any other.
+const CLI::App* queryVerb(const CLI::App& app, const std::vector<std::string>& words,
+                          std::size_t& begin) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i].starts_with('-')) {
+      if (takesNextWord(optionOf(app, app, words[i]), words[i])) ++i;
+      continue;
+    }
+    begin = i + 1;
+    const CLI::App* verb = findVerb(app, words[i]);
+    return verb && verb->get_option_no_throw(kQuery) ? verb : nullptr;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const CLI::App* findVerb(const CLI::App& app, const std::string& name) {
+  const auto found =
+      app.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == name; });
+  return found.empty() ? nullptr : found.front();
+}
+
+void addQueryArgument(CLI::App& verb, std::vector<std::string>& words) {
+  verb.add_option(kQuery, words,
+                  "Only items that match, such as: lent due:..7d -group:book \"two words\"; see "
+                  "\"tessaron help query\"")
+      ->type_name("");
+}
+
+std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  std::size_t begin = 0;
+  const CLI::App* verb = queryVerb(app, words, begin);
+  std::vector<std::string> behind;
+  for (std::size_t i = begin; verb && i < words.size() && words[i] != "--"; ++i) {
+    const std::string& word = words[i];
+    if (!word.starts_with('-') || word.size() < 2) continue;
+    const CLI::Option* option = optionOf(app, *verb, word);
+    if (!word.starts_with("--") && (!option || namesField(word))) {
+      behind.push_back(word);
+      words.erase(words.begin() + static_cast<std::ptrdiff_t>(i--));
+    } else if (takesNextWord(option, word)) {
+      ++i;
+    }
+  }
+  if (!behind.empty() && std::ranges::find(words, "--") == words.end()) words.emplace_back("--");
+  words.insert(words.end(), behind.begin(), behind.end());
+  std::ranges::reverse(words);
+  return words;
+}
+
+void throwUnknownField(const std::string& where, const std::string& name) {
+  const std::string_view meant = nearest(name, itemFieldNames());
+  throw Failure{kUsage,
+                {},
+                fmt::format("{}\"{}\" is no field{} (tessaron help query lists them)", where, name,
+                            meant.empty() ? "" : fmt::format("; did you mean {}?", meant))};
+}
+
+ItemField requireField(std::string_view name) {
+  std::optional<ItemField> field = findItemField(name);
+  if (!field) throwUnknownField({}, std::string(name));
+  return *std::move(field);
+}
+
+Query parseQuery(const std::string& text) {
+  QueryError error;
+  if (std::optional<Query> query = Query::parse(text, utcNow(), error)) return *std::move(query);
+  const std::string where =
+      fmt::format("query \"{}\", character {}: ", text,
+                  countCharacters(std::string_view(text).substr(0, error.place)) + 1);
+  if (!error.unknownField.empty()) throwUnknownField(where, error.unknownField);
+  throw Failure{kUsage, {}, where + error.message};
+}
+
+Selection::Selection(const std::string& path, const std::vector<std::string>& words, bool twice)
+    : query_(parseQuery(CLI::detail::join(words, " "))), collection_(path, twice) {}
+
+void Selection::forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit) {
+  count_ = 0;
+  collection_.forEachRecord(detail || query_.needsDetail(), [&](const CRecord& record) {
+    if (!query_.matches(record)) return;
+    ++count_;
+    visit(record);
+  });
+}
+
+std::string Selection::emptyReason() const {
+  if (collection_.count() == 0) return "the collection is empty";
+  return fmt::format("no item matches \"{}\"", query_.text());
+}
+
+}  // namespace tessaron::tool
