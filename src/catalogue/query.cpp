@@ -133,30 +133,37 @@ class QueryParser {
 
   bool parseAlternative(Alternative& alternative) {
     const std::size_t begin = at_;
-    if (const std::size_t length = fieldLength(text_.substr(at_)); length > 0) {
-      const std::string name(text_.substr(at_, length));
-      alternative.field = findItemField(name);
-      if (!alternative.field) {
-        fail(at_, '"' + name + "\" is no field");
-        error_.unknownField = name;
-        return false;
-      }
-      at_ += length;
-      alternative.isExact = text_[at_++] == '=';
-    }
+    if (!parseField(alternative)) return false;
     const std::size_t place = at_;
     if (!parseValue(alternative.value)) return false;
-    if (alternative.value.empty() && place == begin && at_ == place)
-      return fail(begin,
-                  at_ < text_.size() && text_[at_] == ','
-                      ? "nothing is in front of the comma"
-                      : "nothing follows the comma; put texts with commas in quotation marks");
-    if (alternative.value.empty() && !(alternative.field && alternative.isExact))
-      return fail(place, alternative.field
-                             ? "nothing follows the colon; \"" + alternative.field->name +
-                                   "=\" finds items without the field"
-                             : "the text in quotation marks is empty");
-    return resolve(alternative, place);
+    if (!alternative.value.empty()) return resolve(alternative, place);
+    const bool hasName = place > begin;
+    const bool isQuoted = at_ > place;
+    if (!hasName && !isQuoted) {
+      const bool isInFront = at_ < text_.size() && text_[at_] == ',';
+      return fail(
+          begin, isInFront ? "nothing is in front of the comma"
+                           : "nothing follows the comma; put texts with commas in quotation marks");
+    }
+    if (alternative.field && alternative.isExact) return true;
+    if (isQuoted) return fail(place, "the text in quotation marks is empty");
+    const std::string name(text_.substr(begin, place - begin - 1));
+    return fail(place,
+                "nothing follows the colon; \"" + name + "=\" finds items without the field");
+  }
+
+  bool parseField(Alternative& alternative) {
+    const std::size_t length = fieldLength(text_.substr(at_));
+    if (length == 0) return true;
+    const std::string name(text_.substr(at_, length));
+    alternative.field = findItemField(name);
+    if (!alternative.field) {
+      error_ = {quoted(name) + " is no field", at_, name};
+      return false;
+    }
+    at_ += length;
+    alternative.isExact = text_[at_++] == '=';
+    return true;
   }
 
   // Up to a blank or a comma.
@@ -186,7 +193,6 @@ class QueryParser {
 
   // Makes of the value what it means for the field.
   bool resolve(Alternative& alternative, std::size_t place) {
-    if (alternative.value.empty()) return true;
     if (alternative.field && isStatusName(*alternative.field))
       return resolveStatus(alternative, place);
     if (alternative.field) alternative.kind = valueKind(*alternative.field);

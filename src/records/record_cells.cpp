@@ -398,6 +398,7 @@ void forEachText(const CRecord& record, RecordColumn column, const SYSTEMTIME& n
 bool isDetail(RecordColumn column) {
   const Field& field = *columnTable().columns.at(static_cast<std::size_t>(column)).field;
   const auto* composite = std::get_if<CompositeField>(&field.member);
+  if (field.name == "NumberOfDiscs") return true;  // the discs are counted where it is not given
   // Icon and status are attributes of an item; the other structures are read on demand.
   return field.xml.place == XmlPlace::Composite &&
          !(composite && *composite != CompositeField::CustomFields);

@@ -21,16 +21,21 @@ class List(ToolTest):
     def setUp(self):
         super().setUp()
         self.write("c.xml", collection(
-            item("A1", "Disc 10", "<DateAdded>3</DateAdded>"),
+            item("A1", "Disc 10", "<DateAdded>35</DateAdded>"),
             item("A2", "äther", attributes=' status="7"'),
-            item("A3", "Zebra", "<DateAdded>2</DateAdded>", ' status="2"'),
+            item("A3", "Zebra", "<DateAdded>34</DateAdded>", ' status="2"'),
             item("A4", "disc 9").replace("Book", "art")))
 
     def test_sorts_and_selects(self):
         rows = [
             ([], "A1 A2 A3 A4"),
             (["--sort", "title"], "A2 A4 A1 A3"),
-            (["--sort", "added"], "A2 A4 A3 A1"),
+            (["--sort", "added"], "A3 A1 A2 A4"),
+            (["--sort", "-added,-title"], "A1 A3 A4 A2"),
+            (["--sort", "status", "--limit", "2"], "A3 A2"),
+            (["-group:art", "DISC,zebra"], "A1 A3"),
+            (["--", "-disc", "-status:favorite"], "A3"),
+            (["-custom.x:y", "-cover:x", "-original=x", "-q", "list"], ""),
             (["--sort", "group"], "A4 A2 A1 A3"),
             (["--sort", "status"], "A3 A2 A4 A1"),
             (["--status", "none"], "A1 A4"),
@@ -39,13 +44,14 @@ class List(ToolTest):
         ]
         for arguments, expected in rows:
             with self.subTest(arguments=arguments):
-                self.assertEqual(self.asins("c.xml", *arguments), expected.split())
+                listed = self.tool("list", "-c", "c.xml", "--format", "{asin}", *arguments, code=not expected)
+                self.assertEqual(listed.out.split(), expected.split())
         self.write("none.xml", collection())
         self.assert_failures([
             (1, "c.xml: .*sold-out", "list", "-c", "c.xml", "--status", "sold-out"),
             (1, "none.xml: ", "list", "-c", "none.xml"),
             (2, "lent, borrowed, .*favorite", "list", "-c", "c.xml", "--status", "here"),
-            (2, "--sort", "list", "-c", "c.xml", "--sort", "price"),
+            (2, "--sort", "list", "-c", "c.xml", "--sort", ""),
             (2, "--collection", "list"),
             (2, "a verb is required, one of import"),
             (2, '"lst" is no verb; did you mean list\\?', "lst", "-c", "c.xml"),
@@ -53,12 +59,40 @@ class List(ToolTest):
             (2, 'settings: "sett" is no verb; did you mean set\\?', "settings", "sett"),
             (2, "--jsn.*did you mean --json", "list", "-c", "c.xml", "--jsn"),
             (2, '"-c" must come after the verb', "-c", "c.xml", "list"),
-            (2, "nonsense", "list", "-c", "c.xml", "nonsense"),
+            (2, "--collection is required", "list", "nonsense", "--", "-x"),
+            (2, '"--colums" is no option; did you mean --columns', "list", "-c", "c.xml", "--colums"),
+            (2, '"titel:x", character 1: "titel" is no field; did you mean Title', "list", "-c", "c.xml", "titel:x"),
+            (2, '"ä year:x", character 8: "x" is no number', "list", "-c", "c.xml", "ä", "year:x"),
+            (2, '--sort: "name" is no field', "list", "-c", "c.xml", "--sort", "name"),
+            (2, '"Title" is there twice', "list", "-c", "c.xml", "--columns", "title,year,Title"),
+            (2, "brace at character 3 has no partner", "list", "-c", "c.xml", "--format", "ä {title"),
+            (2, "excludes", "list", "-c", "c.xml", "--json", "--format", "x"),
+            (2, '"quer"; did you mean query', "help", "quer"),
+            (1, 'no item matches "disc nonsense"', "list", "-c", "c.xml", "disc", "nonsense"),
+            (1, 'no item matches "x"', "export", "--csv", "-c", "c.xml", "x", "-o", "out.csv"),
+            (1, 'no item matches "x"', "stats", "--by", "group", "-c", "c.xml", "x"),
             (2, "name is empty", "list", "-c", ""),
             (66, "name is empty", "cart", ""),
             (66, "no.xml: No such file", "list", "-c", "no.xml"),
         ])
         self.assertEqual(self.tool("list", "-c", "none.xml", "--json", code=1).out, "[]\n")
+
+    def test_gives_what_is_asked_for(self):
+        rows = [
+            (["--count", "group:book"], "3\n"),
+            (["--columns", "asin,added,status", "--csv", "--sort", "-title", "--limit", "2"],
+             "ASIN,DateAdded,status.name\r\nA3,1980-01-02,Rented Out\r\nA1,1980-01-03,\r\n"),
+            (["--format", r"{{{title}}}\t{people}|{status}\n", "zebra"], "{Zebra}\t|Rented Out\n\n"),
+        ]
+        for arguments, expected in rows:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.tool("list", "-c", "c.xml", *arguments).out, expected)
+        self.assertEqual(self.json("list", "-c", "c.xml", "zebra", "--columns", "title,people,due,year,custom.ä\""),
+                         [{"Title": "Zebra", "people": [], "due": None, "year": None, "custom.ä\"": None}])
+        help_text = self.tool("help", "query").out
+        for name in ("custom.NAME", "author", "status.target", "on-the-way"):
+            self.assertIn(name, help_text)
+        self.assertEqual(self.tool("help", "list").out, self.tool("list", "--help").out)
 
     def test_a_reader_may_go_away(self):
         read, write = os.pipe()

@@ -129,6 +129,7 @@ std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
       chosen.verb->get_subcommands([](const CLI::App* each) { return !each->get_name().empty(); }));
   const bool needsVerb = isMissing && !verbs.empty();
   std::vector<std::string> words = app.remaining(true);
+  std::erase(words, "--");
   if (isMissing && !needsVerb)  // only unknown options explain why something is missing
     std::erase_if(words, [](const std::string& word) { return !word.starts_with('-'); });
   const std::string wordError = unknownWordError(chosen, words, verbs, needsVerb);

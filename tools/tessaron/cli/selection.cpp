@@ -68,22 +68,25 @@ void addQueryArgument(CLI::App& verb, std::vector<std::string>& words) {
 
 std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-  std::size_t begin = 0;
-  const CLI::App* verb = queryVerb(app, words, begin);
-  std::vector<std::string> behind;
-  for (std::size_t i = begin; verb && i < words.size() && words[i] != "--"; ++i) {
-    const std::string& word = words[i];
-    if (!word.starts_with('-') || word.size() < 2) continue;
-    const CLI::Option* option = optionOf(app, *verb, word);
-    if (!word.starts_with("--") && (!option || namesField(word))) {
-      behind.push_back(word);
-      words.erase(words.begin() + static_cast<std::ptrdiff_t>(i--));
-    } else if (takesNextWord(option, word)) {
-      ++i;
+  std::size_t at = 0;
+  if (const CLI::App* verb = queryVerb(app, words, at)) {
+    std::vector<std::string> query;
+    std::vector<std::string> others(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(at));
+    for (; at < words.size() && words[at] != "--"; ++at) {
+      const std::string& word = words[at];
+      const CLI::Option* option = optionOf(app, *verb, word);
+      const bool isOption =
+          word.starts_with("--") || (word.starts_with('-') && option && !namesField(word));
+      (isOption ? others : query).push_back(word);
+      if (isOption && takesNextWord(option, word) && at + 1 < words.size())
+        others.push_back(words[++at]);
     }
+    if (at < words.size()) ++at;  // "--"
+    query.insert(query.end(), words.begin() + static_cast<std::ptrdiff_t>(at), words.end());
+    words = std::move(others);
+    if (!query.empty()) words.emplace_back("--");
+    words.insert(words.end(), query.begin(), query.end());
   }
-  if (!behind.empty() && std::ranges::find(words, "--") == words.end()) words.emplace_back("--");
-  words.insert(words.end(), behind.begin(), behind.end());
   std::ranges::reverse(words);
   return words;
 }
@@ -113,7 +116,7 @@ Query parseQuery(const std::string& text) {
 }
 
 Selection::Selection(const std::string& path, const std::vector<std::string>& words, bool twice)
-    : query_(parseQuery(CLI::detail::join(words, " "))), collection_(path, twice) {}
+    : words_(CLI::detail::join(words, " ")), query_(parseQuery(words_)), collection_(path, twice) {}
 
 void Selection::forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit) {
   count_ = 0;
@@ -126,7 +129,7 @@ void Selection::forEachRecord(bool detail, const std::function<void(const CRecor
 
 std::string Selection::emptyReason() const {
   if (collection_.count() == 0) return "the collection is empty";
-  return fmt::format("no item matches \"{}\"", query_.text());
+  return fmt::format("no item matches \"{}\"", words_);
 }
 
 }  // namespace tessaron::tool

@@ -23,9 +23,9 @@ const CLI::App* findVerb(const CLI::App& app, const std::string& name);
 /// Adds the argument QUERY..., whose words are put together with blanks.
 void addQueryArgument(CLI::App& verb, std::vector<std::string>& words);
 
-/// The arguments of the process, last one first, as CLI::App::parse takes them. Words of a query
-/// that begin with a hyphen come behind a "--": those that name a field, or begin with no short
-/// option of the verb.
+/// The arguments of the process, last one first, as CLI::App::parse takes them. All words of a
+/// query are behind a "--", since some begin with a hyphen: those that name a field, or begin with
+/// no short option of the verb.
 std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv);
 
 /// The query in a text. Fails with kUsage, and tells the place of the fault.
@@ -52,7 +52,8 @@ class Selection {
   bool isWhole() const { return query_.isEmpty(); }
 
  private:
-  Query query_;  // before the file is opened
+  std::string words_;
+  Query query_;  // parsed before the file is opened
   CollectionReader collection_;
   std::size_t count_ = 0;
 };

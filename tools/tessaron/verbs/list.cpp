@@ -28,9 +28,9 @@ struct Options {
   std::string collection;
   std::vector<std::string> query;
   std::string status = "all";
-  std::string columns;
-  std::string format;
-  std::string sort;
+  std::optional<std::string> columns;
+  std::optional<std::string> format;
+  std::optional<std::string> sort;
   std::optional<std::size_t> limit;
   bool isCount = false;
   std::string output;
@@ -251,7 +251,6 @@ class Rows {
 /// The fields in a list such as "title,authors". Fails with kUsage.
 std::vector<ItemField> parseColumns(const std::string& text) {
   std::vector<ItemField> columns;
-  if (text.empty()) return columns;
   for (const std::string& name : CLI::detail::split(text, ',')) {
     ItemField field = requireField(name);
     for (const ItemField& other : columns)
@@ -262,18 +261,18 @@ std::vector<ItemField> parseColumns(const std::string& text) {
   return columns;
 }
 
-std::optional<ItemOrder> parseSort(const std::string& text) {
-  if (text.empty()) return std::nullopt;
+ItemOrder parseSort(const std::string& text) {
   std::string unknown;
   std::optional<ItemOrder> order = ItemOrder::parse(text, unknown);
   if (!order) throwUnknownField("--sort: ", unknown);
-  return order;
+  return *std::move(order);
 }
 
 std::unique_ptr<Listing> makeListing(const Options& options, const Context& context,
                                      Output& output) {
-  std::vector<ItemField> columns = parseColumns(options.columns);
-  if (!options.format.empty()) return std::make_unique<FormatListing>(options.format, output);
+  if (options.format) return std::make_unique<FormatListing>(*options.format, output);
+  std::vector<ItemField> columns;
+  if (options.columns) columns = parseColumns(*options.columns);
   if (options.form == Form::Table)
     return std::make_unique<TableListing>(std::move(columns), context, output);
   const bool isWhole = columns.empty();
@@ -305,7 +304,8 @@ int endAfter(std::size_t count, const Options& options, const Selection& items) 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
   const auto wanted = statusFilter(options.status);
-  std::optional<ItemOrder> order = parseSort(options.sort);
+  std::optional<ItemOrder> order;
+  if (options.sort) order = parseSort(*options.sort);
   Output output(options.output);
   const std::unique_ptr<Listing> listing = makeListing(options, context, output);
   Selection items(options.collection, options.query);
