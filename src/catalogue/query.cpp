@@ -145,7 +145,8 @@ class QueryParser {
           begin, isInFront ? "nothing is in front of the comma"
                            : "nothing follows the comma; put texts with commas in quotation marks");
     }
-    if (alternative.field && alternative.isExact) return true;
+    alternative.isAbsence = alternative.field && alternative.isExact;
+    if (alternative.isAbsence) return true;
     if (isQuoted) return fail(place, "the text in quotation marks is empty");
     const std::string name(text_.substr(begin, place - begin - 1));
     return fail(place,
@@ -202,7 +203,8 @@ class QueryParser {
   }
 
   bool resolveStatus(Alternative& alternative, std::size_t place) {
-    if (alternative.value == kNoStatus) return true;
+    alternative.isAbsence = alternative.value == kNoStatus;
+    if (alternative.isAbsence) return true;
     const std::optional<std::int32_t> status = statusNamed(alternative.value);
     if (!status)
       return fail(place, quoted(alternative.value) + " is no status; there are " + statusNames());
@@ -276,18 +278,18 @@ class QueryMatch {
   }
 
   bool matchesField(const Alternative& alternative) {
+    // The number of a status may name none.
+    if (alternative.isAbsence && isStatusName(*alternative.field)) return !record_.hasStatus;
     bool hasText = false;
     bool isFound = false;
     forEachText(record_, *alternative.field, query_.now_, [&](std::u16string_view text) {
       hasText = true;
-      if (!isFound) isFound = matchesText(alternative, text);
+      isFound = isFound || (!alternative.isAbsence && matchesText(alternative, text));
     });
-    const bool isForNone = alternative.kind == ValueKind::Text && alternative.folded.empty();
-    return isForNone || alternative.value.empty() ? !hasText : isFound;
+    return alternative.isAbsence ? !hasText : isFound;
   }
 
   bool matchesText(const Alternative& alternative, std::u16string_view text) {
-    if (alternative.value.empty()) return false;
     if (alternative.kind != ValueKind::Text) {
       const std::optional<ItemValue> value = itemValue(alternative.kind, text);
       return value && value->number >= alternative.low && value->number <= alternative.high &&

@@ -62,7 +62,8 @@ class Query {
     bool isExact = false;
     std::string value;
 
-    // What `value` means: a text to find, or for other kinds a range.
+    // What `value` means: no text, a text to find, or for other kinds a range.
+    bool isAbsence = false;
     std::u16string folded;
     ValueKind kind = ValueKind::Text;
     double low = 0;

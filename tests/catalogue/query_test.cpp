@@ -67,7 +67,9 @@ std::vector<CRecord> items() {
   c.TheatricalReleaseDate = u"1972";
   c.ListPrice = u"$5";
   c = lent(std::move(c), 2, u"", toDosDate(2024, 2, 28));
-  return {a, b, c, item(u"D", u"A - B", u"")};
+  CRecord d = item(u"D", u"A - B", u"");
+  d = lent(std::move(d), 99, u"", 0);  // no status has this number
+  return {a, b, c, d};
 }
 
 struct Row {
@@ -120,9 +122,10 @@ TEST(Query, FindsItems) {
       {"status:lent", "A"},
       {"status:rented", ""},
       {"status=Rented_OUT", "C"},
-      {"status:none", "BD"},
+      {"status:none", "B"},
+      {"-status:none,lent", "CD"},
       {"status:\"rented out\",lent", "AC"},
-      {"status=", "BD"},
+      {"status=,lent", "AB"},
       // Numbers
       {"pages:1304", "A"},
       {"pages=1000..", "A"},
