@@ -76,7 +76,8 @@ TEST(Fold, LeavesOutCaseAccentsAndForms) {
   // An accent behind a text, which is left out, makes the system fold all of it.
   for (char16_t unit = 0x80; unit < 0xD800; ++unit) {
     const std::u16string text{u'a', unit, u'i'};
-    ASSERT_EQ(tessaron::foldText(text), tessaron::foldText(text + u'\u0301')) << static_cast<unsigned>(unit);
+    ASSERT_EQ(tessaron::foldText(text), tessaron::foldText(text + u'\u0301'))
+        << static_cast<unsigned>(unit);
   }
 }
 
