@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <functional>
 #include <optional>
 #include <span>
 #include <system_error>
@@ -24,16 +23,6 @@ std::unique_ptr<File> temporaryFile() {
   return path.empty() ? nullptr : openFile(path, mode, error);
 }
 
-// Reads what is left of `file` block by block. False when a read fails or `take` returns false.
-bool forEachBlock(File& file, const std::function<bool(std::string_view, bool isLast)>& take) {
-  std::string block(kBlock, '\0');
-  for (;;) {
-    const std::optional<std::size_t> got = file.read(std::as_writable_bytes(std::span(block)));
-    if (!got || !take(std::string_view(block).substr(0, *got), *got == 0)) return false;
-    if (*got == 0) return true;
-  }
-}
-
 // Puts a kBadByte in the place of the U+FFFD at each of `places`, relative to `origin`.
 void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std::size_t>& places) {
   constexpr std::size_t kReplacementSize = 3;
@@ -48,6 +37,15 @@ void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std:
 }
 
 }  // namespace
+
+bool forEachBlock(File& file, const std::function<bool(std::string_view, bool isLast)>& take) {
+  std::string block(kBlock, '\0');
+  for (;;) {
+    const std::optional<std::size_t> got = file.read(std::as_writable_bytes(std::span(block)));
+    if (!got || !take(std::string_view(block).substr(0, *got), *got == 0)) return false;
+    if (*got == 0) return true;
+  }
+}
 
 bool ScratchFile::write(std::string_view text) {
   size_ += text.size();

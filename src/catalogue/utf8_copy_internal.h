@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,6 +26,10 @@ class ScratchFile {
   std::unique_ptr<File> file_;
   std::uint64_t size_ = 0;
 };
+
+/// Reads what is left of `file` block by block, the last one empty. False when a read fails or
+/// `take` returns false.
+bool forEachBlock(File& file, const std::function<bool(std::string_view, bool isLast)>& take);
 
 /// Copies what is left of `file` into a scratch file. Null when it cannot be read or written.
 std::unique_ptr<File> copyToScratch(File& file);

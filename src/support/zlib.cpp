@@ -9,8 +9,9 @@
 
 namespace tessaron {
 
-Inflater::Inflater() : stream_(std::make_unique<z_stream>()) {
-  if (inflateInit(stream_.get()) != Z_OK) state_ = State::Damaged;
+Inflater::Inflater(Format format) : stream_(std::make_unique<z_stream>()) {
+  const int window = format == Format::Raw ? -MAX_WBITS : MAX_WBITS;
+  if (inflateInit2(stream_.get(), window) != Z_OK) state_ = State::Damaged;
 }
 
 Inflater::~Inflater() { inflateEnd(stream_.get()); }

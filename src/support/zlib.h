@@ -30,7 +30,7 @@ class TESSARON_API CZDLLPlus {
 
 namespace tessaron {
 
-/// Inflates one zlib stream piece by piece, in a fixed amount of memory. For one thread at a time.
+/// Inflates one stream piece by piece, in a fixed amount of memory. For one thread at a time.
 class TESSARON_API Inflater {
  public:
   enum class State {
@@ -39,7 +39,12 @@ class TESSARON_API Inflater {
     Damaged,  ///< or there is no memory to inflate it
   };
 
-  Inflater();
+  enum class Format {
+    Zlib,
+    Raw,  ///< without header and checksum, as in a zip file
+  };
+
+  explicit Inflater(Format format = Format::Zlib);
   ~Inflater();
   Inflater(const Inflater&) = delete;
   Inflater& operator=(const Inflater&) = delete;

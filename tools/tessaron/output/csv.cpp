@@ -1,10 +1,9 @@
 #include "output/csv.h"
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 
 #include "cli/options.h"
+#include "support/formulas.h"
 
 namespace tessaron::tool {
 namespace {
@@ -36,48 +35,9 @@ std::size_t findOther(std::string_view text, std::size_t at, const ByteSet& set)
 
 constexpr ByteSet kUnchanged = bytesWithout("\",;\\");  // in every form, as most texts
 
-/// Whether the text is a plain number (sign, digits, point), which a spreadsheet reads as such.
-bool isNumber(std::string_view text) {
-  bool digits = false;
-  bool point = false;
-  for (std::size_t i = text[0] == '+' || text[0] == '-' ? 1 : 0; i < text.size(); ++i) {
-    const bool digit = std::isdigit(static_cast<unsigned char>(text[i])) != 0;
-    if (!digit && (text[i] != '.' || point)) return false;
-    digits = digits || digit;
-    point = point || !digit;
-  }
-  return digits;
-}
-
-bool looksLikeFormula(std::string_view text) {
-  if (text.empty()) return false;
-  const char first = text[0];
-  if (first == '=' || first == '@' || first == '\t' || first == '\r' || first == '\n') return true;
-  if (first == '+' || first == '-') return !isNumber(text);
-  if (first != '\xEF') return false;
-  for (const std::string_view wide : {"＝", "＋", "－", "＠"})  // accepted by some spreadsheets
-    if (text.starts_with(wide)) return true;
-  return false;
-}
-
-/// The characters at which spreadsheets may split a field: in many locales they split CSV at
-/// semicolons and respect quotation marks only at the start of such a cell; some split
-/// tab-separated rows at commas and semicolons too.
-struct Dividers {
-  std::string_view bytes;
-  ByteSet others;  ///< those that neither divide nor are control characters
-};
-constexpr Dividers kCsvDividers = {";\t\r\n", bytesWithout(";")};
-constexpr Dividers kTsvDividers = {",;", bytesWithout(",;")};
-
-/// Whether a cell that starts with `rest` and ends at a divider is a formula. Ignores leading
-/// quotation marks, which the spreadsheet may have removed.
-bool beginsFormula(std::string_view rest, std::string_view dividers) {
-  rest.remove_prefix(std::min(rest.find_first_not_of('"'), rest.size()));
-  const std::string_view cell = rest.substr(0, rest.find_first_of(dividers));
-  const bool isEscaped = cell.find_first_of("\t\r\n") == 0;  // as in tab-separated rows
-  return cell.size() > 1 && !isEscaped && looksLikeFormula(cell);
-}
+constexpr ByteSet kPlainInCsv = bytesWithout(";");  // neither dividers nor control characters
+constexpr ByteSet kPlainInTsv = bytesWithout(",;");
+constexpr ByteSet kNoControl = bytesWithout("");
 
 /// Appends the character at `at` (or its first byte), U+FFFD for a control character other than
 /// tabs and line ends. Returns its size.
@@ -93,23 +53,16 @@ std::size_t appendHarmless(std::string& out, std::string_view text, std::size_t 
   return isC1 ? 2 : 1;
 }
 
-/// The field with an apostrophe before each formula, at its start and after each divider, and
-/// without control characters.
-std::string harmless(std::string_view field, const Dividers& dividers) {
-  std::string out = looksLikeFormula(field) ? "'" : "";
-  bool isBehindDivider = false;  // only blanks since the divider
-  for (std::size_t at = 0; at < field.size();) {
-    if (!isBehindDivider) {
-      const std::size_t end = findOther(field, at, dividers.others);
-      out += field.substr(at, end - at);
-      at = end;
-      if (at == field.size()) break;
-    } else if (field[at] != ' ' && beginsFormula(field.substr(at), dividers.bytes)) {
-      out += '\'';
-    }
-    const bool isDivider = dividers.bytes.find(field[at]) != dividers.bytes.npos;
-    isBehindDivider = isDivider || (isBehindDivider && field[at] == ' ');
-    at += appendHarmless(out, field, at);
+/// Guards formulas and replaces control characters other than tabs and line ends with U+FFFD.
+std::string harmless(std::string_view field, bool isTsv) {
+  if (findOther(field, 0, isTsv ? kPlainInTsv : kPlainInCsv) == field.size())
+    return std::string(looksLikeFormula(field) ? "'" : "").append(field);
+  const std::string text = guardFormulas(field, isTsv ? kTsvDividers : kCsvDividers);
+  std::string out;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = findOther(text, at, kNoControl);
+    out.append(text, at, end - at);
+    at = end < text.size() ? end + appendHarmless(out, text, end) : end;
   }
   return out;
 }
@@ -145,7 +98,7 @@ void RowWriter::add(std::string_view field) {
     out_ += field;
     return;
   }
-  const std::string text = harmless(field, isTsv_ ? kTsvDividers : kCsvDividers);
+  const std::string text = harmless(field, isTsv_);
   isTsv_ ? appendTsv(out_, text) : appendCsv(out_, text);
 }
 
