@@ -1,33 +1,104 @@
 #include "catalogue/import.h"
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <span>
 #include <utility>
+#include <variant>
 
+#include "catalogue/item_key.h"
 #include "catalogue/item_merge.h"
 #include "catalogue/utf8_copy_internal.h"
 #include "records/field_text.h"
 #include "records/item_text.h"
+#include "records/record_fields.h"
 
 namespace tessaron {
 namespace {
 
-// Gives `fresh`, an item of a response, what the user has added to `known`.
-void copyUserFields(const CRecord& known, CRecord& fresh) {
-  fresh.hasIcon = known.hasIcon;
-  fresh.icon = known.icon;
-  fresh.hasStatus = known.hasStatus;
-  fresh.status = known.status;
-  fresh.StatusTarget = known.StatusTarget;
-  fresh.StatusBeginDate = known.StatusBeginDate;
-  fresh.StatusEndDate = known.StatusEndDate;
-  fresh.hasNotes = known.hasNotes;
-  fresh.Notes = known.Notes;
+bool hasStatus(const CRecord& record) {
+  return record.hasStatus || !record.StatusTarget.empty() || record.StatusBeginDate != 0 ||
+         record.StatusEndDate != 0;
+}
+
+// Adds to the custom fields of `known` those of `fresh` that it has not, as far as there is room.
+void mergeCustomFields(const CRecord& known, CRecord& fresh) {
+  const CRecord::Strings names = std::exchange(fresh.customFieldNames, known.customFieldNames);
+  const CRecord::Strings values = std::exchange(fresh.customFieldValues, known.customFieldValues);
   fresh.customFieldFlags = known.customFieldFlags;
-  fresh.customFieldNames = known.customFieldNames;
-  fresh.customFieldValues = known.customFieldValues;
-  fresh.DateAdded = known.DateAdded;
+  const std::size_t slots = fresh.customFieldFlags.size();
+  for (std::size_t i = 0; i < std::min({names.size(), values.size(), slots}); ++i) {
+    if (values[i].empty()) continue;
+    const auto find = [&](const std::u16string& name) {
+      return static_cast<std::size_t>(std::ranges::find(fresh.customFieldNames, name) -
+                                      fresh.customFieldNames.begin());
+    };
+    std::size_t slot = find(names[i]);
+    if (slot == slots || names[i].empty()) {
+      if (names[i].empty() &&
+          std::ranges::find(fresh.customFieldValues, values[i]) != fresh.customFieldValues.end())
+        continue;
+      slot = 0;
+      while (slot < slots &&
+             !(fresh.customFieldNames[slot].empty() && fresh.customFieldValues[slot].empty()))
+        ++slot;
+    }
+    if (slot == slots || !fresh.customFieldValues[slot].empty()) continue;
+    fresh.customFieldNames[slot] = names[i];
+    fresh.customFieldValues[slot] = values[i];
+    fresh.customFieldFlags[slot] = !names[i].empty();
+  }
+}
+
+// Gives `fresh`, an incoming item, what the user has added to `known`; what the user has not, it
+// keeps.
+void copyUserFields(const CRecord& known, CRecord& fresh) {
+  if (known.hasIcon) {
+    fresh.hasIcon = true;
+    fresh.icon = known.icon;
+  }
+  if (hasStatus(known)) {
+    fresh.hasStatus = known.hasStatus;
+    fresh.status = known.status;
+    fresh.StatusTarget = known.StatusTarget;
+    fresh.StatusBeginDate = known.StatusBeginDate;
+    fresh.StatusEndDate = known.StatusEndDate;
+  }
+  if (!known.Notes.empty()) {
+    fresh.hasNotes = known.hasNotes;
+    fresh.Notes = known.Notes;
+  }
+  mergeCustomFields(known, fresh);
+  if (known.DateAdded != 0) fresh.DateAdded = known.DateAdded;
+}
+
+// Gives `fresh` the product data of `known` where it has none itself; with `fillOnly` wherever
+// `known` has some.
+void keepProductData(const CRecord& known, CRecord& fresh, bool fillOnly) {
+  // A reader puts the product group there when there is no binding.
+  if (fresh.Binding == fresh.ProductGroup) fresh.Binding.clear();
+  for (const Field& field : kFields) {
+    if (field.member == FieldMember(&CRecord::Notes) || field.isPart) continue;
+    std::visit(
+        [&](auto member) {
+          if constexpr (requires { (fresh.*member).empty(); }) {
+            if (!(fresh.*member).empty() && !(fillOnly && !(known.*member).empty())) return;
+            fresh.*member = known.*member;
+            if (field.flag) fresh.*field.flag = known.*field.flag;
+          }
+        },
+        field.member);
+  }
+  if (fresh.offerListing == COfferListing() || fillOnly) fresh.offerListing = known.offerListing;
+}
+
+// The key of a record without an ASIN.
+std::u16string keyOf(const SourceItem& item) {
+  if (item.distinction.empty() || productNumberOf(item.record)) return madeKey(item.record);
+  CRecord apart = item.record;
+  apart.Title += u'\n' + item.distinction;
+  return madeKey(apart);
 }
 
 XmlError unreadable() {
@@ -73,7 +144,7 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
     }
     CRecord record;
     items.read(record);
-    rejected.push_back({responses_.size(), items.count(), record.Title, "it has no ASIN"});
+    rejected.push_back({responses_.size(), items.count(), 0, record.Title, "it has no ASIN"});
   }
   summary.error = items.error();
   summary.items = items.count();
@@ -82,15 +153,101 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
 
   counts_.read += items.count();
   std::move(rejected.begin(), rejected.end(), std::back_inserter(counts_.rejected));
-  for (auto& [asin, item] : found) {
-    const std::size_t index = items_.size();
-    const auto [chain, isNew] = chains_.try_emplace(std::move(asin), Chain{index, index});
-    item.isFirst = isNew;
-    items_.push_back(item);
-    if (!isNew) items_[std::exchange(chain->second.last, index)].next = index;
-  }
+  for (auto& [asin, item] : found) enlist(std::move(asin), item);
   responses_.push_back(std::move(response));
   return summary;
+}
+
+std::size_t Import::add(RecordSource& source) {
+  struct Found {
+    std::u16string key;
+    std::optional<std::u16string> number;
+    Incoming item;
+  };
+  std::vector<Found> found;
+  std::vector<ImportCounts::Rejection> rejected;
+  ScratchFile scratch;
+  std::size_t count = 0;
+  for (;; ++count) {
+    SourceItem item;
+    if (!source.next(item)) break;
+    CRecord& record = item.record;
+    if (item.error.empty() && trimmed(record.Title).empty()) item.error = "it has no title";
+    if (!item.error.empty()) {
+      rejected.push_back(
+          {responses_.size(), count + 1, item.line, record.Title, std::move(item.error)});
+      continue;
+    }
+    Incoming incoming{nullptr, scratch.size(), 0};
+    incoming.isRecord = true;
+    incoming.isOwn = source.summary().isOwn;
+    record.ASIN = trimmed(record.ASIN);
+    incoming.isKeyMade = record.ASIN.empty() || isMadeKey(record.ASIN);
+    if (record.ASIN.empty()) record.ASIN = keyOf(item);
+    if (!item.isDated) record.DateAdded = today_;
+    record.postProcess();
+    std::optional<std::u16string> number;
+    if (incoming.isKeyMade) number = productNumberOf(record);
+    std::u16string key = record.ASIN;
+    const std::string text = itemText(std::move(record));
+    incoming.size = text.size();
+    found.push_back({std::move(key), std::move(number), incoming});
+    if (!scratch.write(text)) break;
+  }
+  if (source.error()) return count;
+  std::unique_ptr<File> file = scratch.take();
+  if (!file) readFailed_ = true;
+  counts_.read += count;
+  std::ranges::move(rejected, std::back_inserter(counts_.rejected));
+  for (Found& each : found) {
+    each.item.response = file.get();
+    hasMadeKeys_ = hasMadeKeys_ || each.item.isKeyMade;
+    const std::size_t index = items_.size();
+    enlist(std::move(each.key), each.item);
+    if (each.number && items_[index].isFirst) numbers_.try_emplace(*std::move(each.number), index);
+  }
+  responses_.push_back(std::move(file));
+  return count;
+}
+
+// Takes note of an item with that key.
+void Import::enlist(std::u16string key, Incoming item) {
+  const std::size_t index = items_.size();
+  const auto [chain, isNew] = chains_.try_emplace(std::move(key), Chain{index, index});
+  item.isFirst = isNew;
+  items_.push_back(item);
+  if (!isNew) items_[std::exchange(chain->second.last, index)].next = index;
+}
+
+// Takes note of the product numbers of the items that have an ASIN.
+void Import::noteResponses() {
+  if (std::exchange(areResponsesNoted_, true)) return;
+  for (std::size_t i = 0; i < items_.size() && !readFailed_; ++i) {
+    if (!items_[i].isFirst || items_[i].isKeyMade) continue;
+    CRecord record;
+    const bool isDone = items_[i].done;
+    read(items_[i], record);
+    items_[i].done = isDone;
+    if (auto number = productNumberOf(record)) numbers_.try_emplace(*std::move(number), i);
+  }
+}
+
+// The first incoming item that is the current one of the collection; kNone when there is none.
+std::size_t Import::find(const ItemStream& items) {
+  const std::u16string asin = items.asin();
+  if (const auto chain = chains_.find(asin); chain != chains_.end()) return chain->second.first;
+  const bool isKeyMade = asin.empty() || isMadeKey(asin);
+  if (isKeyMade) noteResponses();
+  if (numbers_.empty() && !hasMadeKeys_) return kNone;
+  CRecord known;
+  items.read(known);
+  if (const auto number = productNumberOf(known)) {
+    const auto found = numbers_.find(*number);
+    if (found != numbers_.end() && (isKeyMade || items_[found->second].isKeyMade))
+      return found->second;
+  }
+  const auto chain = hasMadeKeys_ ? chains_.find(madeKey(known)) : chains_.end();
+  return chain == chains_.end() ? kNone : chain->second.first;
 }
 
 void Import::read(Incoming& item, CRecord& record) {
@@ -102,14 +259,23 @@ void Import::read(Incoming& item, CRecord& record) {
   readItem(tree_.root(), versionOf(tree_.root()), record);
 }
 
+// Completes `record`, the incoming `item`, by what is known of it.
+void Import::merge(const Incoming& item, const CRecord& known, CRecord& record) const {
+  if (finish_ && !item.isOwn) finish_(record);
+  copyUserFields(known, record);
+  if (!known.ASIN.empty()) record.ASIN = known.ASIN;
+  if (!item.isRecord) return;
+  const bool isNumbered = !known.ASIN.empty() && !isMadeKey(known.ASIN);
+  keepProductData(known, record, isNumbered && item.isKeyMade);
+}
+
 // Brings an item up to date by what the response says about it, from `index` on.
 void Import::applyFrom(std::size_t index, std::string& text, int& version, CRecord& known) {
   for (; index != kNone; index = items_[index].next) {
     CRecord record;
     read(items_[index], record);
     if (readFailed_) return;
-    copyUserFields(known, record);
-    if (finish_) finish_(record);
+    merge(items_[index], known, record);
     std::optional<std::string> updated = updateItem(text, version, known, record);
     ++(updated ? counts_.updated : counts_.skipped);
     if (!updated) continue;
@@ -121,13 +287,14 @@ void Import::applyFrom(std::size_t index, std::string& text, int& version, CReco
 }
 
 ItemChange Import::change(const ItemStream& items) {
-  const auto chain = chains_.find(items.asin());
-  if (chain == chains_.end() || items_[chain->second.first].done) return {};
+  const std::size_t first = find(items);
+  if (readFailed_) return {ItemChange::Kind::GiveUp, {}};
+  if (first == kNone || items_[first].done) return {};
   CRecord known;
   items.read(known);
   std::string text(items.item());
   int version = items.version();
-  applyFrom(chain->second.first, text, version, known);
+  applyFrom(first, text, version, known);
   if (readFailed_) return {ItemChange::Kind::GiveUp, {}};
   if (text == items.item()) return {};
   return replaceItem(items, std::move(text));
@@ -140,8 +307,8 @@ std::string Import::addition() {
   CRecord record;
   read(item, record);
   if (readFailed_) return {};
-  record.DateAdded = today_;
-  if (finish_) finish_(record);
+  if (!item.isRecord) record.DateAdded = today_;
+  if (finish_ && !item.isOwn) finish_(record);
   ++counts_.added;
   std::string text = itemText(std::move(record));
   if (item.next == kNone) return text;

@@ -98,6 +98,7 @@ Utf8Text asUtf8(std::unique_ptr<File> text) {
     if (!*wellFormed) result.encoding = TextEncoding::Windows1252;
   }
   if (result.encoding == TextEncoding::Utf8) {
+    result.start = mark;
     result.file = std::move(text);
     return result;
   }

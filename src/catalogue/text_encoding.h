@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
@@ -17,6 +18,7 @@ TESSARON_API std::string_view encodingName(TextEncoding encoding);
 /// A text as a seekable file in UTF-8, at its first character.
 struct Utf8Text {
   std::unique_ptr<File> file;  ///< null when it cannot be read, or decoded
+  std::uint64_t start = 0;     ///< where its first character is: behind a byte-order mark
   TextEncoding encoding = TextEncoding::Utf8;
 };
 

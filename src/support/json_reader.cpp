@@ -31,6 +31,7 @@ JsonReader::JsonReader(File& file) : file_(file) {
 // Reads the next block. False at the end.
 bool JsonReader::fill() {
   if (ended_) return false;
+  before_ += block_.size();
   block_.resize(kBlock);
   const std::optional<std::size_t> got = file_.read(std::as_writable_bytes(std::span(block_)));
   unreadable_ = !got;
@@ -77,9 +78,9 @@ JsonReader::Token JsonReader::scan() {
     const int c = peek();
     switch (expect_) {
       case Expect::Nothing:
-        return c == kEnd && !unreadable_ ? Token::End
-                                         : fail("the document goes on with " + quoted(c) +
-                                                " behind its end");
+        return c == kEnd && !unreadable_
+                   ? Token::End
+                   : fail("the document goes on with " + quoted(c) + " behind its end");
       case Expect::Colon:
         if (c != ':') return fail("a colon is missing; there is " + quoted(c));
         advance();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/file.h"
 #include "tessaron_export.h"
@@ -16,8 +16,9 @@ struct TextPlace {
   std::size_t column = 0;  ///< from 1, in characters
 };
 
-/// Splits a JSON document (RFC 8259, in UTF-8, with or without a byte-order mark) into tokens. Reads
-/// the file block by block: memory depends on the longest string alone. For one thread at a time.
+/// Splits a JSON document (RFC 8259, in UTF-8, with or without a byte-order mark) into tokens.
+/// Reads the file block by block: memory depends on the longest string alone. For one thread at a
+/// time.
 class TESSARON_API JsonReader {
  public:
   enum class Token {
@@ -51,6 +52,8 @@ class TESSARON_API JsonReader {
   const std::string& error() const { return error_; }
   /// Whether the error is that the file could not be read.
   bool isUnreadable() const { return unreadable_; }
+  /// Bytes from where the reader began to the end of the token.
+  std::uint64_t position() const { return before_ + at_; }
   /// Moves from the first token of a value to its last one, or to Error.
   void skipValue();
 
@@ -77,6 +80,7 @@ class TESSARON_API JsonReader {
   File& file_;
   std::string block_;
   std::size_t at_ = 0;
+  std::uint64_t before_ = 0;  // bytes in front of the block
   bool ended_ = false;
   bool unreadable_ = false;
   std::string open_;  // the brackets that are open

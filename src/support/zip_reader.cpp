@@ -48,8 +48,9 @@ std::optional<std::vector<std::byte>> readDirectory(File& zip) {
   const auto tailSize =
       static_cast<std::size_t>(std::min<std::uint64_t>(size, kEndHeader + kMaxComment));
   const std::vector<std::byte> tail = bytesAt(zip, size - tailSize, tailSize);
+  const std::span<const std::byte> bytes(tail);
   for (std::size_t at = tail.size() < kEndHeader ? 0 : tail.size() - kEndHeader + 1; at-- > 0;) {
-    ByteReader end(std::span(tail).subspan(at));
+    ByteReader end(bytes.subspan(at));
     if (end.u32le() != kEndSignature) continue;
     end.skip(8);
     const std::uint32_t length = end.u32le(), offset = end.u32le();

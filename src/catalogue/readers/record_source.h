@@ -25,7 +25,7 @@ struct SourceItem {
 struct SourceError {
   enum class Kind { None, Unreadable, Damaged, Foreign };
   Kind kind = Kind::None;
-  std::string message;  ///< one line in English
+  std::string message;   ///< one line in English
   std::size_t line = 0;  ///< from 1; 0 when the error is about the whole file
   std::size_t column = 0;
 
