@@ -232,22 +232,33 @@ void Import::noteResponses() {
   }
 }
 
-// The first incoming item that is the current one of the collection; kNone when there is none.
-std::size_t Import::find(const ItemStream& items) {
+// Appends the first of the items that have the product number of `known`, if it may be the same.
+void Import::findNumber(const CRecord& known, bool isKeyMade, std::vector<std::size_t>& found) {
+  const auto number = numbers_.empty() ? std::nullopt : productNumberOf(known);
+  const auto item = number ? numbers_.find(*number) : numbers_.end();
+  if (item != numbers_.end() && (isKeyMade || items_[item->second].isKeyMade))
+    found.push_back(item->second);
+}
+
+// The first of each chain of incoming items that are the current one of the collection.
+std::vector<std::size_t> Import::find(const ItemStream& items) {
+  std::vector<std::size_t> found;
   const std::u16string asin = items.asin();
-  if (const auto chain = chains_.find(asin); chain != chains_.end()) return chain->second.first;
+  const auto addChain = [&](const std::u16string& key) {
+    const auto chain = chains_.find(key);
+    if (chain != chains_.end()) found.push_back(chain->second.first);
+  };
+  addChain(asin);
   const bool isKeyMade = asin.empty() || isMadeKey(asin);
-  if (isKeyMade) noteResponses();
-  if (numbers_.empty() && !hasMadeKeys_) return kNone;
-  CRecord known;
-  items.read(known);
-  if (const auto number = productNumberOf(known)) {
-    const auto found = numbers_.find(*number);
-    if (found != numbers_.end() && (isKeyMade || items_[found->second].isKeyMade))
-      return found->second;
+  if (isKeyMade && found.empty()) noteResponses();
+  if (!numbers_.empty() || hasMadeKeys_) {
+    CRecord known;
+    items.read(known);
+    findNumber(known, isKeyMade, found);
+    if (hasMadeKeys_ && !isMadeKey(asin)) addChain(madeKey(known));
   }
-  const auto chain = hasMadeKeys_ ? chains_.find(madeKey(known)) : chains_.end();
-  return chain == chains_.end() ? kNone : chain->second.first;
+  std::erase_if(found, [this](std::size_t index) { return items_[index].done; });
+  return found;
 }
 
 void Import::read(Incoming& item, CRecord& record) {
@@ -280,21 +291,31 @@ void Import::applyFrom(std::size_t index, std::string& text, int& version, CReco
     ++(updated ? counts_.updated : counts_.skipped);
     if (!updated) continue;
     text = *std::move(updated);
-    if (items_[index].next == kNone) return;
     version = 4;
+    if (items_[index].next == kNone) return;  // `known` is read anew by those who need it
     known = recordOf(text);
   }
 }
 
+// Brings an item, whose record is `known`, up to date by several chains.
+void Import::applyAll(const std::vector<std::size_t>& chains, std::string& text, int& version,
+                      CRecord& known) {
+  for (std::size_t i = 0; i < chains.size() && !readFailed_; ++i) {
+    if (items_[chains[i]].done) continue;
+    if (i > 0) known = recordOf(text);
+    applyFrom(chains[i], text, version, known);
+  }
+}
+
 ItemChange Import::change(const ItemStream& items) {
-  const std::size_t first = find(items);
+  const std::vector<std::size_t> found = find(items);
   if (readFailed_) return {ItemChange::Kind::GiveUp, {}};
-  if (first == kNone || items_[first].done) return {};
+  if (found.empty()) return {};
   CRecord known;
   items.read(known);
   std::string text(items.item());
   int version = items.version();
-  applyFrom(first, text, version, known);
+  applyAll(found, text, version, known);
   if (readFailed_) return {ItemChange::Kind::GiveUp, {}};
   if (text == items.item()) return {};
   return replaceItem(items, std::move(text));
@@ -311,10 +332,13 @@ std::string Import::addition() {
   if (finish_ && !item.isOwn) finish_(record);
   ++counts_.added;
   std::string text = itemText(std::move(record));
-  if (item.next == kNone) return text;
+  if (item.next == kNone && numbers_.empty()) return text;
   CRecord known = recordOf(text);
+  std::vector<std::size_t> more;
+  if (item.next != kNone) more.push_back(item.next);
+  findNumber(known, item.isKeyMade, more);
   int version = 4;
-  applyFrom(item.next, text, version, known);
+  applyAll(more, text, version, known);
   return text;
 }
 

@@ -94,9 +94,12 @@ class TESSARON_API Import : public ItemEdit {
 
   void enlist(std::u16string key, Incoming item);
   void noteResponses();
-  std::size_t find(const ItemStream& items);
+  void findNumber(const CRecord& known, bool isKeyMade, std::vector<std::size_t>& found);
+  std::vector<std::size_t> find(const ItemStream& items);
   void read(Incoming& item, CRecord& record);
   void merge(const Incoming& item, const CRecord& known, CRecord& record) const;
+  void applyAll(const std::vector<std::size_t>& chains, std::string& text, int& version,
+                CRecord& known);
   void applyFrom(std::size_t index, std::string& text, int& version, CRecord& known);
 
   std::uint16_t today_;

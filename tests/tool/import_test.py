@@ -100,13 +100,13 @@ class Import(ToolTest):
             (65, "page.html: ", *into, "good.xml", "page.html"),
             (65, "empty.xml:1:1: ", *into, "empty.xml"),
             (66, "missing.xml: No such file", *into, "good.xml", "missing.xml"),
-            (66, "folder: Is a directory", *into, "folder"),
+            (66, "folder: no metadata.opf", *into, "folder"),
             (66, "standard input: .*once", *into, "-", "-"),
             (65, r"broken.xml:3:\d+: ", "import", "-c", "broken.xml", "good.xml"),
             (65, "picture.svg: ", "import", "-c", "picture.svg", "good.xml"),
             (73, "no/c.xml: No such file", "import", "-c", "no/c.xml", "good.xml"),
             (2, "standard input", "import", "-c", "-", "good.xml"),
-            (2, "RESPONSE", "import", "-c", "c.xml"),
+            (2, "FILE", "import", "-c", "c.xml"),
         ], untouched=[kept, broken])
 
         into = (*into, "good.xml")

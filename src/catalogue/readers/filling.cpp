@@ -122,6 +122,7 @@ std::string givenNameFirst(std::string_view name) {
 }
 
 std::string plainDate(std::string_view text) {
+  if (text.starts_with('[') && text.ends_with(']')) text = text.substr(1, text.size() - 2);
   std::string_view rest = text;
   const auto separator = [&rest] {
     if (!rest.starts_with('-') && !rest.starts_with('/')) return false;

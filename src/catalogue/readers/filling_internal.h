@@ -26,8 +26,8 @@ void addNotes(CRecord& record, std::string_view text);
 /// "Herbert, Frank" as "Frank Herbert"; other forms, such as with two commas, as they are.
 std::string givenNameFirst(std::string_view name);
 
-/// A date in the form YYYY-MM-DD: 2005/8/2, 2005-08-02T10:00:00 and 2005 are known, too. Other
-/// texts as they are; empty for the years that stand for no date.
+/// A date in the form YYYY-MM-DD, YYYY-MM or YYYY: 2005/8/2, 2005-08-02T10:00:00 and [2005-08-02]
+/// are known, too. Other texts as they are; empty for the years that stand for no date.
 std::string plainDate(std::string_view text);
 
 /// Adds the ISBN, EAN or UPC in `text` to the field for its kind unless that is filled. False when

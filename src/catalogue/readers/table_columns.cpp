@@ -121,6 +121,19 @@ void lentTo(const Cell& cell) {
   cell.record.status = 0;
   cell.record.StatusTarget = fromUtf8(cell.text);
 }
+void lentFrom(const Cell& cell) {
+  cell.record.StatusBeginDate = parseIsoDate(plainDate(cell.text));
+}
+void lentUntil(const Cell& cell) {
+  cell.record.StatusEndDate = parseIsoDate(plainDate(cell.text));
+}
+
+// A volume says nothing without a series, which stands in front of it.
+void volume(const Cell& cell) {
+  if (std::ranges::find(cell.record.customFieldNames, u"Series") !=
+      cell.record.customFieldNames.end())
+    customNumber(cell);
+}
 
 // "2xLP, Album, Gat": medium and number of media stand in front.
 void discFormat(const Cell& cell) {
@@ -236,8 +249,8 @@ constexpr auto kLibraryThing = std::to_array<ColumnRule>({
     {"Comment", "Notes", notes},
     {"Private Comment", "Notes", notes},
     {"Lending Patron", "status.target", lentTo},
-    {"Lending Start", "StatusBeginDate", date},
-    {"Lending End", "StatusEndDate", date},
+    {"Lending Start", "status.begin", lentFrom},
+    {"Lending End", "status.end", lentUntil},
 });
 
 constexpr auto kCalibreSigns = std::to_array<std::string_view>({
@@ -259,7 +272,7 @@ constexpr auto kCalibre = std::to_array<ColumnRule>({
     {"rating", "customFields", customNumber, "My rating"},
     {"tags", "customFields", custom, "Tags"},
     {"series", "customFields", custom, "Series"},
-    {"series_index", "customFields", customNumber, "Volume"},
+    {"series_index", "customFields", volume, "Volume"},
     {"library_name", "customFields", custom, "Library"},
 });
 

@@ -39,6 +39,11 @@ struct Column {
   const Field* ruleField = nullptr;
 };
 
+// Whether the column is made of others.
+bool isDerived(RecordColumn column) {
+  return column == recordColumn("status.text") || column == recordColumn("status.due");
+}
+
 bool isTitle(RecordColumn column) { return column == recordColumn("Title"); }
 
 bool isIn(std::span<const std::string_view> names, std::string_view name) {
@@ -181,7 +186,7 @@ class TableSource : public RecordSource {
       return column;
     }
     const auto field = findColumn(name);
-    if (!field) return column;
+    if (!field || isDerived(*field)) return column;
     column.kind = summary_.isOwn ? Column::Kind::Own : Column::Kind::Typed;
     column.field = *field;
     return column;
@@ -255,11 +260,9 @@ class TableSource : public RecordSource {
     }
   }
 
-  // A cell of our own export. What is derived from other columns is passed over.
+  // A cell of our own export.
   void takeOwn(std::size_t index, SourceItem& item) {
     const RecordColumn field = columns_[index].field;
-    const std::string& name = heading_[index];
-    if (name == "status.text" || name == "status.due") return;
     const std::string text =
         unguardFormulas(cells_[index], summary_.separator == "tab" ? kTsvDividers : kCsvDividers);
     refuse(index, setCell(item.record, field, fromUtf8(text), CellCheck::AnyText), item);

@@ -199,8 +199,10 @@ void describe(const Source& source) {
   text += '\n';
   for (const auto& [column, field] : summary.columns)
     text += fmt::format("  {} -> {}\n", printable(column, false), field);
+  std::string ignored;
   for (const std::string& name : summary.ignored)
-    text += fmt::format("  {} is not taken\n", printable(name, false));
+    ignored += (ignored.empty() ? "" : ", ") + printable(name, false);
+  if (!ignored.empty()) text += fmt::format("  not taken: {}\n", ignored);
   print(text);
 }
 
