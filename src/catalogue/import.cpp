@@ -23,31 +23,29 @@ bool hasStatus(const CRecord& record) {
 }
 
 // Adds to the custom fields of `known` those of `fresh` that it has not, as far as there is room.
+// Those without a name are told apart by their values.
 void mergeCustomFields(const CRecord& known, CRecord& fresh) {
-  const CRecord::Strings names = std::exchange(fresh.customFieldNames, known.customFieldNames);
-  const CRecord::Strings values = std::exchange(fresh.customFieldValues, known.customFieldValues);
+  const CRecord::Strings newNames = std::exchange(fresh.customFieldNames, known.customFieldNames);
+  const CRecord::Strings newValues =
+      std::exchange(fresh.customFieldValues, known.customFieldValues);
   fresh.customFieldFlags = known.customFieldFlags;
-  const std::size_t slots = fresh.customFieldFlags.size();
-  for (std::size_t i = 0; i < std::min({names.size(), values.size(), slots}); ++i) {
-    if (values[i].empty()) continue;
-    const auto find = [&](const std::u16string& name) {
-      return static_cast<std::size_t>(std::ranges::find(fresh.customFieldNames, name) -
-                                      fresh.customFieldNames.begin());
-    };
-    std::size_t slot = find(names[i]);
-    if (slot == slots || names[i].empty()) {
-      if (names[i].empty() &&
-          std::ranges::find(fresh.customFieldValues, values[i]) != fresh.customFieldValues.end())
-        continue;
-      slot = 0;
-      while (slot < slots &&
-             !(fresh.customFieldNames[slot].empty() && fresh.customFieldValues[slot].empty()))
-        ++slot;
+  CRecord::Strings& names = fresh.customFieldNames;
+  CRecord::Strings& values = fresh.customFieldValues;
+  for (std::size_t i = 0; i < std::min(newNames.size(), newValues.size()); ++i) {
+    if (newValues[i].empty()) continue;
+    std::size_t slot = names.size();
+    bool isKnown = false;
+    for (std::size_t j = 0; j < names.size(); ++j) {
+      const bool isNamed = !newNames[i].empty() && names[j] == newNames[i];
+      isKnown = isKnown || (isNamed && !values[j].empty()) ||
+                (names[j] == newNames[i] && values[j] == newValues[i]);
+      const bool isBetter = slot == names.size() || (isNamed && names[slot].empty());
+      if (values[j].empty() && (isNamed || names[j].empty()) && isBetter) slot = j;
     }
-    if (slot == slots || !fresh.customFieldValues[slot].empty()) continue;
-    fresh.customFieldNames[slot] = names[i];
-    fresh.customFieldValues[slot] = values[i];
-    fresh.customFieldFlags[slot] = !names[i].empty();
+    if (isKnown || slot == names.size()) continue;
+    names[slot] = newNames[i];
+    values[slot] = newValues[i];
+    fresh.customFieldFlags[slot] = !names[slot].empty();
   }
 }
 
@@ -184,7 +182,7 @@ std::size_t Import::add(RecordSource& source) {
     record.ASIN = trimmed(record.ASIN);
     incoming.isKeyMade = record.ASIN.empty() || isMadeKey(record.ASIN);
     if (record.ASIN.empty()) record.ASIN = keyOf(item);
-    if (!item.isDated) record.DateAdded = today_;
+    incoming.isDated = item.isDated;
     record.postProcess();
     std::optional<std::u16string> number;
     if (incoming.isKeyMade) number = productNumberOf(record);
@@ -328,7 +326,7 @@ std::string Import::addition() {
   CRecord record;
   read(item, record);
   if (readFailed_) return {};
-  if (!item.isRecord) record.DateAdded = today_;
+  if (!item.isDated) record.DateAdded = today_;
   if (finish_ && !item.isOwn) finish_(record);
   ++counts_.added;
   std::string text = itemText(std::move(record));

@@ -84,6 +84,7 @@ class TESSARON_API Import : public ItemEdit {
     bool isFirst = false;      // no item before it has its key
     bool done = false;         // it was taken over
     bool isRecord = false;     // of another file than a response
+    bool isDated = false;      // its date added is known, or known to be none
     bool isOwn = false;        // of an export of ours, whose texts stay as they are
     bool isKeyMade = false;    // it has no ASIN
   };

@@ -76,7 +76,7 @@ std::string_view encodingName(TextEncoding encoding) {
   return encoding == TextEncoding::Windows1252 ? "Windows-1252" : "UTF-16";
 }
 
-Utf8Text asUtf8(std::unique_ptr<File> text) {
+Utf8Text asUtf8(std::unique_ptr<File> text, Unmarked unmarked) {
   Utf8Text result;
   std::array<std::byte, 3> head{};
   const std::optional<std::size_t> got = readFully(*text, 0, head);
@@ -92,7 +92,7 @@ Utf8Text asUtf8(std::unique_ptr<File> text) {
   if (begins({0xFF, 0xFE})) mark = 2, result.encoding = TextEncoding::LittleUtf16;
   if (begins({0xFE, 0xFF})) mark = 2, result.encoding = TextEncoding::BigUtf16;
   if (!text->seek(mark)) return result;
-  if (mark == 0) {
+  if (mark == 0 && unmarked == Unmarked::Guess) {
     const std::optional<bool> wellFormed = isUtf8(*text);
     if (!wellFormed || !text->seek(0)) return result;
     if (!*wellFormed) result.encoding = TextEncoding::Windows1252;

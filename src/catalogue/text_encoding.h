@@ -22,9 +22,14 @@ struct Utf8Text {
   TextEncoding encoding = TextEncoding::Utf8;
 };
 
-/// Recognizes the encoding of `text`, a seekable file: by its byte-order mark; without one UTF-8
-/// when all of it is, else Windows-1252. Text in UTF-8 is read where it is, other text from a
-/// scratch file.
-TESSARON_API Utf8Text asUtf8(std::unique_ptr<File> text);
+/// What a text without a byte-order mark is taken for.
+enum class Unmarked {
+  Utf8,
+  Guess,  ///< UTF-8 when all of it is, else Windows-1252
+};
+
+/// Recognizes the encoding of `text`, a seekable file, by its byte-order mark. Text in UTF-8 is
+/// read where it is, other text from a scratch file.
+TESSARON_API Utf8Text asUtf8(std::unique_ptr<File> text, Unmarked unmarked);
 
 }  // namespace tessaron

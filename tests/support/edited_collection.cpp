@@ -87,6 +87,16 @@ XmlError EditedCollection::import(std::string response, std::uint16_t today, Imp
   return {};
 }
 
+SourceError EditedCollection::import(RecordSource& source, std::uint16_t today,
+                                     ImportCounts& counts) {
+  Import import(today);
+  import.add(source);
+  if (source.error()) return source.error();
+  apply(import);
+  counts = import.counts();
+  return {};
+}
+
 bool EditedCollection::apply(ItemEdit& edit) {
   const std::unique_ptr<File> file = memoryFile(text_);
   ItemStream items(*file);

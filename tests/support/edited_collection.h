@@ -37,6 +37,7 @@ class EditedCollection {
   void remove(std::size_t index);
   /// On an error nothing changes, nor does `counts`.
   XmlError import(std::string response, std::uint16_t today, ImportCounts& counts);
+  SourceError import(RecordSource& source, std::uint16_t today, ImportCounts& counts);
 
  private:
   bool apply(ItemEdit& edit);

@@ -1,6 +1,7 @@
 import datetime
 import os
 import subprocess
+from xml.sax.saxutils import escape
 
 from support import TOOL, ToolTest, collection, item, limit, response
 
@@ -79,6 +80,44 @@ class Import(ToolTest):
         os.close(read)
         self.assertEqual(done.out, "read 2, added 1, updated 0, skipped 0, rejected 1\n")
         self.assertRegex(done.err, r'\Atessaron: /dev/fd/\d+: item 2 "Nameless" rejected: .+\n\Z')
+
+    def test_takes_exports_back_and_tells_what_it_recognized(self):
+        hard = ["=1+1", "'=x", " a ", "x;=b", "a,b\\\"c\"\\t", "l1\nl2", "-3", "ä\u3042"]
+        text = "".join(item(f"A{i}", escape(title)) for i, title in enumerate(hard))
+        self.write("c.xml", collection(text))
+        self.tool("set", "-c", "c.xml", "A1", "--status", "lent", "--target", "=Mo", "--until", "2030-01-02",
+                  "--icon", 3, "--field", "Shelf=a; b", "--field", "x=y: z")
+        for form in ("json", "csv", "tsv"):
+            with self.subTest(form):
+                self.tool("export", "-c", "c.xml", f"--{form}", "-o", "out")
+                self.assertEqual(self.json("import", "-c", f"{form}.xml", "out")["added"], 8)
+                self.assertEqual(self.json("import", "-c", f"{form}.xml", "out")["skipped"], 8)
+                self.assertEqual(self.tool("export", "-c", f"{form}.xml", f"--{form}").out.encode(),
+                                 (self.folder / "out").read_bytes())
+
+        self.write("t.csv", "Book;Who;Where\nX;Lund, Bo;7\n;Y;\n")
+        (self.folder / "books/X (1)").mkdir(parents=True)
+        (self.folder / "books/X (1)/metadata.opf").write_text(
+            "<package><metadata><dc:title>X</dc:title></metadata></package>")
+        mapped = ("--map", "title=book", "--map", "author=Who", "--map", "custom=Where")
+        done = self.tool("import", "-c", "new.xml", "t.csv", "books", *mapped, "--dry-run")
+        self.assertEqual(done.out, "t.csv: CSV, UTF-8, separator semicolon\n  Book -> Title\n  Who -> authors\n"
+                                   "  Where -> customFields: Where\nbooks: OPF of calibre, UTF-8\n"
+                                   "read 3, added 2, updated 0, skipped 0, rejected 1 (nothing written)\n")
+        self.assertIn('t.csv: item 2 (line 3) "" rejected: it has no title', done.err)
+        self.write("w.json", '[{"Title": "W", "odd": 1}, {"Title": "V", "odd": 2}]')
+        self.assertEqual(self.tool("import", "-c", "new.xml", "w.json").err,
+                         'tessaron: w.json: the key "odd" is unknown and was skipped\n')
+        into = ("import", "-c", "new.xml")
+        self.write("cut.json", '[{"Title":\n "W"')
+        self.assert_failures([
+            (65, 't.csv: no column .* "Book", "Who", "Where"', *into, "t.csv"),
+            (65, 't.csv: there is no column "No"', *into, "t.csv", "--map", "title=No"),
+            (65, "cut.json:2:5: ", *into, "w.json", "cut.json"),
+            (2, "no field", *into, "t.csv", "--map", "titel=Book"),
+            (2, "FIELD=COLUMN", *into, "t.csv", "--map", "title"),
+            (66, "books: .*OPF", *into, "books", "--from", "csv"),
+        ], untouched=[self.folder / "new.xml"])
 
     def test_failures_leave_the_collection_as_it_was(self):
         kept = self.write("c.xml", collection(item("A1")))

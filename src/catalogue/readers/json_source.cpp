@@ -15,7 +15,7 @@ using Token = JsonReader::Token;
 class JsonSource : public RecordSource {
  public:
   explicit JsonSource(std::unique_ptr<File> text) {
-    Utf8Text utf8 = asUtf8(std::move(text));
+    Utf8Text utf8 = asUtf8(std::move(text), Unmarked::Utf8);
     summary_.format = "JSON";
     summary_.program = "TessaronBF";
     summary_.encoding = encodingName(utf8.encoding);

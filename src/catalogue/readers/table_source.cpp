@@ -86,7 +86,7 @@ std::string listed(const std::vector<std::string>& names) {
 class TableSource : public RecordSource {
  public:
   TableSource(std::unique_ptr<File> text, const TableOptions& options) {
-    Utf8Text utf8 = asUtf8(std::move(text));
+    Utf8Text utf8 = asUtf8(std::move(text), Unmarked::Guess);
     summary_.format = "CSV";
     summary_.encoding = encodingName(utf8.encoding);
     file_ = std::move(utf8.file);

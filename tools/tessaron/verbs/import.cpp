@@ -160,10 +160,6 @@ void addSource(Import& import, Source& source, const std::vector<ColumnMapping>&
   if (import.readFailed())
     throw Failure{kNoInput, displayName(source.path),
                   "its items cannot be stored in the folder for temporary files"};
-  if (source.format == SourceFormat::Json)
-    for (const std::string& key : source.records->summary().ignored)
-      warn(fmt::format("{}: the key \"{}\" is unknown and was skipped", displayName(source.path),
-                       printable(key, false)));
 }
 
 /// What was recognized in a source, as JSON.
@@ -198,16 +194,25 @@ void describe(const Source& source) {
   if (!summary.separator.empty()) text += fmt::format(", separator {}", summary.separator);
   text += '\n';
   for (const auto& [column, field] : summary.columns)
-    text += fmt::format("  {} -> {}\n", printable(column, false), field);
+    text += fmt::format("  {} -> {}\n", printable(column), field);
   std::string ignored;
   for (const std::string& name : summary.ignored)
-    ignored += (ignored.empty() ? "" : ", ") + printable(name, false);
+    ignored += (ignored.empty() ? "" : ", ") + printable(name);
   if (!ignored.empty()) text += fmt::format("  not taken: {}\n", ignored);
   print(text);
 }
 
+/// Warns of the keys in a source that no record has.
+void warnOfKeys(const Source& source) {
+  if (source.format != SourceFormat::Json) return;
+  for (const std::string& key : source.records->summary().ignored)
+    warn(fmt::format("{}: the key \"{}\" is unknown and was skipped", displayName(source.path),
+                     printable(key)));
+}
+
 void report(const std::vector<Source>& sources, const ImportCounts& counts,
             const Options& options) {
+  std::ranges::for_each(sources, warnOfKeys);
   auto rejected = ordered_json::array();
   for (const ImportCounts::Rejection& item : counts.rejected) {
     const std::string name = displayName(sources[item.response].path);
