@@ -24,7 +24,8 @@ constexpr std::array<std::pair<std::string_view, SourceFormat>, 6> kNames = {{
 
 // The format of a document that begins with `head`, in which a NUL stands for half of a character
 // in UTF-16.
-SourceFormat formatOf(std::string head) {
+SourceFormat formatOf(std::string_view bytes) {
+  std::string head(bytes);
   const bool isUtf16 = head.starts_with("\xFF\xFE") || head.starts_with("\xFE\xFF");
   if (isUtf16) head.erase(0, 2);
   if (head.starts_with("\xEF\xBB\xBF")) head.erase(0, 3);
@@ -54,8 +55,7 @@ std::optional<SourceFormat> recognizeFormat(File& file) {
   std::string head(kHead, '\0');
   const auto got = readFully(file, 0, std::as_writable_bytes(std::span(head)));
   if (!got || !file.seek(0)) return std::nullopt;
-  head.resize(*got);
-  return formatOf(std::move(head));
+  return formatOf(std::string_view(head).substr(0, *got));
 }
 
 std::unique_ptr<RecordSource> openSource(std::unique_ptr<File> file, SourceFormat format,
