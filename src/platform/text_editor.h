@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "tessaron_export.h"
+
+namespace tessaron {
+
+/// A text file that only the user can read, for a program to change. Deleted by the destructor
+/// unless `keep` was called. For one thread at a time.
+class TESSARON_API ScratchText {
+ public:
+  /// Creates a file with a new name in the folder for temporary files: `name`, something random,
+  /// ".txt". `error` tells why that failed.
+  ScratchText(std::u16string_view name, std::string_view content, std::error_code& error);
+  ~ScratchText();
+  ScratchText(const ScratchText&) = delete;
+  ScratchText& operator=(const ScratchText&) = delete;
+
+  const std::u16string& path() const { return path_; }
+  /// Leaves the file to the user.
+  void keep() { isKept_ = true; }
+
+ private:
+  std::u16string path_;
+  bool isKept_ = false;
+};
+
+/// How a program ended.
+struct EditorResult {
+  std::error_code error;  ///< it could not be started
+  int exitCode = 0;       ///< 0 when it ended well
+};
+
+/// The user's text editor: `$VISUAL`, or else `$EDITOR`, or else vi (Notepad on Windows). May have
+/// arguments.
+TESSARON_API std::u16string textEditor();
+
+/// Opens the file at `path` in the user's editor and waits for its end. Meanwhile, Ctrl+C in the
+/// terminal is for the editor alone.
+TESSARON_API EditorResult editText(std::u16string_view path);
+
+}  // namespace tessaron
