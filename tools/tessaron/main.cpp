@@ -157,6 +157,10 @@ void configure(CLI::App& app, Context& context) {
   for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addHelp,
                          addRecover, addCart, addCache, addSettings, addStats, addChart,
                          addSortForm, addSort, addCodec, addScan, addTheme})
+  for (const auto add :
+       {addUse,    addImport, addAdd,      addList,    addShow,  addSet,   addEdit,
+        addRemove, addDue,    addExport,   addRecover, addCart,  addCache, addSettings,
+        addStats,  addChart,  addSortForm, addSort,    addCodec, addScan,  addTheme})
     add(app, context);
   refuseFlagValues(app);
 }
@@ -173,7 +177,20 @@ int endParsing(const CLI::App& app, const CLI::ParseError& error) {
   return kDone;
 }
 
+/// What to type first.
+constexpr std::string_view kGreeting =
+    "tessaron keeps a catalogue of books, music, films and games in one XML file. To begin:\n"
+    "  tessaron use shelf.xml                              choose the collection's file\n"
+    "  tessaron add --title \"My Book\" --author \"A. Writer\"  add an item by hand\n"
+    "  tessaron list                                       see what is there\n"
+    "  tessaron --help                                     all verbs; VERB --help explains one\n";
+
 int run(int argc, char** argv) {
+  if (argc == 1) {
+    print(kGreeting);
+    flushOutput();
+    return kDone;
+  }
   Context context;
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
   configure(app, context);

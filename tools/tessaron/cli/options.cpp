@@ -2,19 +2,47 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 
+#include "cli/settings_store.h"
 #include "support/spelling.h"
+#include "support/text.h"
 
 namespace tessaron::tool {
+namespace {
+
+std::string collectionError(const std::string& path, bool editable) {
+  if (path.empty()) return "the file's name is empty";
+  return editable && path == "-" ? "standard input cannot be changed" : "";
+}
+
+}  // namespace
+
+std::string usualCollection() {
+  const char* named = std::getenv("TESSARON_COLLECTION");
+  if (named && *named) return named;
+  Config config;
+  loadSetting(u"LastCollectionFileName", config);
+  return toUtf8(config.LastCollectionFileName);
+}
 
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
-  verb.add_option("-c,--collection", path, "The collection's file")
+  verb.add_option("-c,--collection", path,
+                  "The collection's file, if not that of $TESSARON_COLLECTION or of the verb use")
       ->type_name("FILE")
-      ->required()
-      ->check([editable](const std::string& value) -> std::string {
-        if (value.empty()) return "the file's name is empty";
-        return editable && value == "-" ? "standard input cannot be changed" : "";
-      });
+      ->check([editable](const std::string& value) { return collectionError(value, editable); });
+  // Not as a default value, which would be looked up for every verb and for every help text.
+  verb.parse_complete_callback([&path, editable] {
+    if (!path.empty()) return;
+    path = usualCollection();
+    if (path.empty())
+      throw CLI::RequiredError(
+          "which collection? Give -c,--collection FILE, set TESSARON_COLLECTION, or choose one for "
+          "good with \"tessaron use FILE\"",
+          CLI::ExitCodes::RequiredError);
+    if (const std::string error = collectionError(path, editable); !error.empty())
+      throw CLI::ValidationError("TESSARON_COLLECTION", error);
+  });
 }
 
 void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {

@@ -12,7 +12,12 @@ class App;
 
 namespace tessaron::tool {
 
-/// Adds the required option -c,--collection FILE. With `editable` "-" is refused.
+/// The collection that is meant where none is named: $TESSARON_COLLECTION, or else the one that
+/// the verb `use` has chosen; empty without both. Fails as `loadSetting` does.
+std::string usualCollection();
+
+/// Adds the option -c,--collection FILE. Without it `path` becomes the usual collection as soon as
+/// the verb is chosen; it is a usage error when there is none. With `editable` "-" is refused.
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
 /// The forms in which verbs give their results: a table for people, or one for programs.

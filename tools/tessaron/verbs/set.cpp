@@ -4,14 +4,13 @@
 #include <memory>
 #include <optional>
 
-#include "catalogue/item_merge.h"
-#include "cli/collection.h"
 #include "cli/dates.h"
 #include "cli/failures.h"
+#include "cli/fields.h"
 #include "cli/items.h"
 #include "cli/options.h"
 #include "cli/status_names.h"
-#include "support/dos_date.h"
+#include "records/field_text.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -20,7 +19,7 @@ namespace {
 
 struct Options {
   std::string collection;
-  std::string asin;
+  std::vector<std::string> items;
   std::optional<std::string> status;
   std::optional<std::string> target;
   std::optional<std::string> from;
@@ -32,7 +31,7 @@ struct Options {
   std::vector<std::string> fields;
 };
 
-/// Changes to a record, validated as far as possible without the record.
+/// Changes to records, validated as far as possible without them.
 struct Change {
   std::optional<int> status;
   bool noStatus = false;
@@ -42,7 +41,7 @@ struct Change {
   std::optional<std::u16string> notes;
   std::optional<std::int32_t> icon;
   bool noIcon = false;
-  std::vector<std::pair<std::u16string, std::u16string>> fields;  // name, value
+  std::vector<FieldValues> fields;  ///< in the order in which they can be set
 };
 
 Change makeChange(const Options& options) {
@@ -59,12 +58,7 @@ Change makeChange(const Options& options) {
   if (options.notes) change.notes = fromUtf8(*options.notes);
   change.icon = options.icon;
   change.noIcon = options.noIcon;
-  for (const std::string& field : options.fields) {
-    const std::size_t sign = field.find('=');
-    if (sign == std::string::npos || sign == 0)
-      throw Failure{kUsage, {}, fmt::format("--field takes NAME=VALUE, not \"{}\"", field)};
-    change.fields.emplace_back(fromUtf8(field.substr(0, sign)), fromUtf8(field.substr(sign + 1)));
-  }
+  change.fields = parseFields(options.fields);
   const bool any = change.status || change.noStatus || change.target || change.begin ||
                    change.end || change.notes || change.icon || change.noIcon ||
                    !change.fields.empty();
@@ -94,80 +88,48 @@ void setStatus(CRecord& record, const Change& change, const std::string& where) 
   record.StatusTarget = change.target.value_or(record.StatusTarget);
   record.StatusBeginDate = change.begin.value_or(record.StatusBeginDate);
   record.StatusEndDate = change.end.value_or(record.StatusEndDate);
-  const bool both = record.StatusBeginDate != 0 && record.StatusEndDate != 0;
-  if (both && record.StatusEndDate < record.StatusBeginDate)
-    throw Failure{kUsage,
-                  {},
-                  fmt::format("the status would end ({}) before it begins ({})",
-                              isoDate(record.StatusEndDate), isoDate(record.StatusBeginDate))};
 }
 
-void setField(CRecord& record, const std::u16string& name, const std::u16string& value,
-              const std::string& where) {
-  CRecord::Strings& names = record.customFieldNames;
-  CRecord::Strings& values = record.customFieldValues;
-  auto slot = static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
-  if (slot == names.size()) {
-    if (value.empty()) return;
-    slot = 0;
-    while (slot < names.size() && !(names[slot].empty() && values[slot].empty())) ++slot;
-    if (slot == names.size())
-      throw Failure{
-          kFailed, where,
-          fmt::format("all {} fields of {} are in use", names.size(), toUtf8(record.ASIN))};
+void apply(const Change& change, CRecord& record, const std::string& where) {
+  const CRecord known = record;
+  setStatus(record, change, where);
+  if (change.notes) {
+    record.Notes = *change.notes;
+    record.hasNotes = !change.notes->empty();
   }
-  names[slot] = value.empty() ? std::u16string() : name;
-  values[slot] = value;
-  record.customFieldFlags[slot] = !value.empty();
+  if (change.icon || change.noIcon) {
+    record.icon = change.icon.value_or(0);
+    record.hasIcon = change.icon.has_value();
+  }
+  for (const FieldValues& field : change.fields) setFieldOf(record, field, where);
+  if (const std::string reason = recordError(known, record); !reason.empty())
+    throw Failure{kUsage, {}, reason};
 }
 
-/// Edits the first item with an ASIN.
-class SetEdit : public ItemEdit {
- public:
-  SetEdit(const Options& options, Change change)
-      : options_(options), name_(itemName(options.asin)), change_(std::move(change)) {}
+/// The key that the items get; empty when they keep theirs.
+std::u16string newKey(const Change& change) {
+  const NamedField key{recordColumn("ASIN"), {}};
+  const auto field = std::ranges::find(change.fields, key, &FieldValues::field);
+  if (field == change.fields.end() || field->values.empty()) return {};
+  return std::u16string(trimmed(field->values.front()));
+}
 
-  ItemChange change(const ItemStream& items) override {
-    if (found_ || items.asin() != name_) return {};
-    found_ = true;
+int run(const Options& options, const Context& context) {
+  const Change change = makeChange(options);
+  const std::vector<std::string> names = itemNames(options.items);
+  const std::u16string key = newKey(change);
+  if (!key.empty() && names.size() > 1)
+    throw Failure{kUsage, {}, "several items cannot have one key"};
+  const auto action = [&](const ItemStream& items, std::span<const std::size_t>) {
     CRecord known;
     items.read(known);
     CRecord record = known;
-    apply(record);
-    auto text = updateItem(items.item(), items.version(), known, record);
-    return text ? replaceItem(items, *std::move(text)) : ItemChange();
-  }
-
-  std::string addition() override {
-    if (found_) return {};
-    throw Failure{kFailed, options_.collection, "no item " + options_.asin};
-  }
-
- private:
-  void apply(CRecord& record) const {
-    setStatus(record, change_, options_.collection);
-    if (change_.notes) {
-      record.Notes = *change_.notes;
-      record.hasNotes = !change_.notes->empty();
-    }
-    if (change_.icon || change_.noIcon) {
-      record.icon = change_.icon.value_or(0);
-      record.hasIcon = change_.icon.has_value();
-    }
-    for (const auto& [name, value] : change_.fields)
-      setField(record, name, value, options_.collection);
-  }
-
-  const Options& options_;
-  std::u16string name_;
-  Change change_;
-  bool found_ = false;
-};
-
-int run(const Options& options, const Context& context) {
-  SetEdit edit(options, makeChange(options));
-  changeCollection(options.collection, EditMode::Existing, edit);
-  note(context, options.asin + " changed");
+    apply(change, record, options.collection);
+    return changeTo(items, known, record);
+  };
+  const auto changed = changeItems(options.collection, names, SameKey::First, action, key);
+  note(context, changed.size() == 1 ? toUtf8(changed[0]) + " changed"
+                                    : fmt::format("{} items changed", changed.size()));
   return kDone;
 }
 
@@ -175,12 +137,19 @@ int run(const Options& options, const Context& context) {
 
 void addSet(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
-  CLI::App* verb = app.add_subcommand("set", "Changes what you keep about one item");
+  CLI::App* verb = app.add_subcommand("set", "Changes items: all that are named, or none");
   verb->footer(
-      "DATE is YYYY-MM-DD, today, tomorrow, or +14d for days from today; '' removes it. Another\n"
-      "status than before starts without person and dates; the same status keeps those not given.");
+      std::string(kItemHelp) +
+      "\nDATE is YYYY-MM-DD, today, tomorrow, or +14d for days from today; '' removes it. Another\n"
+      "status than before starts without person and dates; the same status keeps those not given.\n"
+      "--field takes the names that JSON and tables have (Title, authors, ListPrice) and short "
+      "ones\n"
+      "(title, author, price); dates, numbers and prices are checked. Entries of a list are\n"
+      "separated by semicolons, or given by several --field. Any other NAME is a field of your "
+      "own,\n"
+      "as custom.NAME always is.");
   addCollectionOption(*verb, options->collection, true);
-  requireItemName(*verb->add_option("ASIN", options->asin, "The item")->required());
+  addItemArguments(*verb, options->items);
   CLI::Option* status = verb->add_option("--status", options->status, statusChoices());
   status->type_name("NAME");
   CLI::Option* target =
@@ -198,7 +167,7 @@ void addSet(CLI::App& app, Context& context) {
       verb->add_option("--icon", options->icon, "The number of the item's icon")->type_name("N");
   verb->add_flag("--no-icon", options->noIcon, "Remove the icon")->excludes(icon);
   verb->add_option("--field", options->fields,
-                   "A field of your own; again for more; without a value it is removed")
+                   "Any field; again for more; without a value it is removed")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
   verb->callback([&context, options] {

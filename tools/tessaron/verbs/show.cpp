@@ -19,7 +19,7 @@ using nlohmann::ordered_json;
 
 struct Options {
   std::string collection;
-  std::string asin;
+  std::vector<std::string> items;
   std::string output;
   Form form = Form::Table;
 };
@@ -53,17 +53,25 @@ void writeValue(const std::string& name, const ordered_json& value, std::size_t 
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  std::string text;
-  JsonWriter json(text);
-  writeRecord(findItem(options.collection, options.asin), utcNow(), json);
+  const std::vector<CRecord> records = readItems(options.collection, itemNames(options.items));
+  const bool isOne = options.items.size() == 1 && options.items[0] != "-";
+  const SYSTEMTIME now = utcNow();
   Output output(options.output);
-  if (options.form == Form::Json) {
-    output.write(text + '\n');
-  } else {
-    const bool color = useColor(context, output);
+  const bool color = useColor(context, output);
+  if (options.form == Form::Json && !isOne) output.write("[");
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    std::string text;
+    JsonWriter json(text);
+    writeRecord(records[i], now, json);
+    if (options.form == Form::Json) {
+      output.write((i > 0 ? ",\n" : "") + text);
+      continue;
+    }
+    if (i > 0) output.write("\n");
     const auto record = ordered_json::parse(text);
     for (const auto& [key, value] : record.items()) writeValue(key + ':', value, 0, color, output);
   }
+  if (options.form == Form::Json) output.write(isOne ? "\n" : "]\n");
   output.finish();
   return kDone;
 }
@@ -72,9 +80,11 @@ int run(const Options& options, const Context& context) {
 
 void addShow(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
-  CLI::App* verb = app.add_subcommand("show", "Prints everything about one item");
+  CLI::App* verb = app.add_subcommand("show", "Prints everything about items");
+  verb->footer(std::string(kItemHelp) +
+               "\nFor one ITEM the JSON is an object, for several and for - an array of them.");
   addCollectionOption(*verb, options->collection, false);
-  requireItemName(*verb->add_option("ASIN", options->asin, "The item")->required());
+  addItemArguments(*verb, options->items);
   addFormFlags(*verb, options->form, {Form::Json});
   addOutputOption(*verb, options->output);
   verb->callback([&context, options] {

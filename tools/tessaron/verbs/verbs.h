@@ -8,10 +8,13 @@
 
 namespace tessaron::tool {
 
+void addUse(CLI::App& app, Context& context);
 void addImport(CLI::App& app, Context& context);
+void addAdd(CLI::App& app, Context& context);
 void addList(CLI::App& app, Context& context);
 void addShow(CLI::App& app, Context& context);
 void addSet(CLI::App& app, Context& context);
+void addEdit(CLI::App& app, Context& context);
 void addRemove(CLI::App& app, Context& context);
 void addDue(CLI::App& app, Context& context);
 void addExport(CLI::App& app, Context& context);
