@@ -36,6 +36,10 @@ std::vector<std::u16string> wordsOf(std::u16string_view text) {
 }
 
 bool hasWord(const std::vector<std::u16string>& title, const std::u16string& wanted) {
+  return std::ranges::find(title, wanted) != title.end();
+}
+
+bool hasBeginning(const std::vector<std::u16string>& title, const std::u16string& wanted) {
   return std::ranges::any_of(title, [&](const std::u16string& word) {
     return isUnspaced(wanted[0]) ? word.find(wanted) != word.npos : word.starts_with(wanted);
   });
@@ -97,11 +101,12 @@ void ItemFinder::matchTitle(const Candidate& candidate) {
     const Name& name = names_[i];
     if (name.words.empty() || name.match < Match::Title) continue;
     if (title.empty()) title = wordsOf(candidate.title);
-    const bool matches = std::ranges::all_of(
-        name.words, [&](const std::u16string& word) { return hasWord(title, word); });
-    if (!matches) continue;
+    const auto isIn = [&](auto has) {
+      return std::ranges::all_of(name.words, [&](const auto& word) { return has(title, word); });
+    };
+    if (!isIn(hasBeginning)) continue;
     const bool isWhole = std::ranges::is_permutation(title, name.words);
-    offer(i, isWhole ? Match::Title : Match::Words, candidate);
+    offer(i, isWhole ? Match::Title : isIn(hasWord) ? Match::Words : Match::Beginnings, candidate);
   }
 }
 

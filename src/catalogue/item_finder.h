@@ -13,8 +13,9 @@ namespace tessaron {
 
 /// Finds the items that people name. A name is a key (the ASIN, exactly or else whatever the case
 /// of its letters), or an EAN, UPC or ISBN in any form that `productNumber` knows, or words of a
-/// title: each begins a word of it, whatever case and accents. A stronger match goes before weaker
-/// ones, in that order; a title of exactly these words goes before longer titles. Memory depends on
+/// title or their beginnings, whatever case and accents. A stronger match goes before weaker ones,
+/// in that order; a title of exactly these words goes before longer titles, and whole words go
+/// before beginnings. Memory depends on
 /// the number of names alone. For one thread at a time.
 class TESSARON_API ItemFinder {
  public:
@@ -51,7 +52,7 @@ class TESSARON_API ItemFinder {
 
  private:
   // From the strongest to the weakest.
-  enum class Match { Key, KeyInOtherCase, Number, Title, Words, None };
+  enum class Match { Key, KeyInOtherCase, Number, Title, Words, Beginnings, None };
   struct Name {
     std::vector<std::u16string> words;  // empty: it is a product number, or has none
     Match match = Match::None;

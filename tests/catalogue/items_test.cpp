@@ -27,7 +27,7 @@ TEST(ItemFinder, TakesTheStrongestMatch) {
       "</Item><Item><ItemAttributes><Title>\u661F\u3092\u7DE8\u3080\u732B</Title>"
       "<EAN>9780261102217</EAN><ISBN>0261102214</ISBN></ItemAttributes></Item>"
       "<Item><ASIN>B2</ASIN><ItemAttributes><Title>Dune again</Title></ItemAttributes></Item>"
-      "</Items><Details><Asin>B5</Asin><ProductName>Old Shoes</ProductName>"
+      "</Items><Details><Asin>B5</Asin><ProductName>Old Theory</ProductName>"
       "<Upc>0 36000 29145 2</Upc></Details></P>";
   const struct {
     std::u16string name;
@@ -49,7 +49,9 @@ TEST(ItemFinder, TakesTheStrongestMatch) {
       {u"1984", "b2"},
       {u"\u732B", "?"},             // words that no blanks separate
       {u"du", "316148410X B2 b2"},  // each key once
-      {u"old shoes", "B5"},
+      {u"old theory", "B5"},
+      {u"the", "B2"},  // whole words go before beginnings
+      {u"th", "B2 B5"},
       {u":-", ""},
   };
   std::vector<std::u16string> names;

@@ -123,6 +123,7 @@ class Edit(ToolTest):
         self.setting(TESSARON_SETTINGS=self.folder / "settings.db")
         self.assertEqual(self.tool().out.count("\n"), 5)
         self.assertRegex(self.tool("list", code=2).err, "tessaron use FILE")
+        self.assertIn("Usage: tessaron list", self.tool("--help", "list").out)
         self.tool("use", code=1)
         self.tool("use", self.write("page.html", "<html/>"), code=65)
         self.tool("use", "no/c.xml", code=66)

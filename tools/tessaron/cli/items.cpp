@@ -58,27 +58,31 @@ std::string missingReason(const std::string& name) {
          (isMistyped ? ": as an EAN, UPC or ISBN its check digit is wrong" : "");
 }
 
+/// Lists the items that a name may mean, at most `room` of them, which is reduced by their number.
 void listCandidates(const std::string& where, const std::string& name,
-                    const ItemFinder::Result& result) {
-  for (const ItemFinder::Candidate& candidate : result.candidates)
+                    const ItemFinder::Result& result, std::size_t& room) {
+  const std::size_t count = std::min(room, result.candidates.size());
+  room -= count;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto& [key, title] = result.candidates[i];
     warn(fmt::format("{}: \"{}\" may be {}  {}", where, name,
-                     candidate.asin.empty() ? "(without a key)" : toUtf8(candidate.asin),
-                     toUtf8(candidate.title)));
-  if (result.count > result.candidates.size())
-    warn(fmt::format("{}: \"{}\" may be {} others", where, name,
-                     result.count - result.candidates.size()));
+                     key.empty() ? "(without a key)" : toUtf8(key), toUtf8(title)));
+  }
+  if (count > 0 && count < result.count)
+    warn(fmt::format("{}: \"{}\" may be one of {} others", where, name, result.count - count));
 }
 
 /// Fails unless every name was found once.
 void requireFound(const ItemFinder& finder, const std::vector<std::string>& names,
                   const std::string& path, const char* consequence) {
   const std::string where = displayName(path);
+  std::size_t room = ItemFinder::kMaxCandidates;
   std::string reason;
   for (std::size_t i = 0; i < names.size(); ++i) {
     const ItemFinder::Result& result = finder.result(i);
     if (result.count == 1) continue;
     if (!reason.empty()) warn(where + ": " + reason);
-    listCandidates(where, names[i], result);
+    listCandidates(where, names[i], result, room);
     reason = result.count == 0 ? missingReason(names[i])
                                : fmt::format("\"{}\" matches {} items; name one by its key",
                                              names[i], result.count);
@@ -191,18 +195,23 @@ std::vector<Target> resolve(const std::string& path, const std::vector<std::stri
 
 const char* const kItemHelp =
     "ITEM is a key (the ASIN), an EAN, UPC or ISBN with or without hyphens, or words of the title\n"
-    "that only one item has; what may be meant is listed otherwise.";
+    "that only one item has. Where several may be meant, they are listed.";
+const char* const kItemsHelp =
+    "ITEM is a key (the ASIN), an EAN, UPC or ISBN with or without hyphens, or words of the title\n"
+    "that only one item has; - stands for names on standard input, one a line. All items are\n"
+    "changed in one step: when a name is unknown, or several items may be meant (which are "
+    "listed),\n"
+    "nothing is changed.";
 
 void addItemArgument(CLI::App& verb, std::string& name) {
-  verb.add_option("ITEM", name, "The item: its key, EAN, UPC or ISBN, or words of its title")
+  verb.add_option("ITEM", name, "The item's key, EAN, UPC or ISBN, or words of its title")
       ->required()
       ->check(nameError);
 }
 
 void addItemArguments(CLI::App& verb, std::vector<std::string>& names) {
   verb.add_option("ITEM", names,
-                  "The items, each by its key, EAN, UPC or ISBN, or words of its title; - for "
-                  "those on standard input, one a line")
+                  "The items' keys, EAN, UPC or ISBN, or words of their titles; - for a list")
       ->required()
       ->check(nameError);
 }

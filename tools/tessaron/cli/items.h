@@ -22,8 +22,10 @@ void addItemArgument(CLI::App& verb, std::string& name);
 /// Adds the required arguments ITEM...; "-" among them stands for names on standard input.
 void addItemArguments(CLI::App& verb, std::vector<std::string>& names);
 
-/// What verbs tell in their help about the names of items.
+/// What verbs tell in their help about the name of an item, and those that change several about
+/// theirs.
 extern const char* const kItemHelp;
+extern const char* const kItemsHelp;
 
 /// The arguments with the lines of standard input in the place of "-", without blank ones. Fails
 /// with kFailed when nothing is left.

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "cli/settings_store.h"
@@ -16,6 +17,15 @@ std::string collectionError(const std::string& path, bool editable) {
   return editable && path == "-" ? "standard input cannot be changed" : "";
 }
 
+/// Whether the command line asks for something else than that a verb be run.
+bool asksForHelp(const CLI::App& app) {
+  return std::ranges::any_of(std::array{"--help", "--help-all", "--version"},
+                             [&](const char* name) {
+                               const CLI::Option* option = app.get_option_no_throw(name);
+                               return option && option->count() > 0;
+                             });
+}
+
 }  // namespace
 
 std::string usualCollection() {
@@ -28,12 +38,12 @@ std::string usualCollection() {
 
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
   verb.add_option("-c,--collection", path,
-                  "The collection's file, if not that of $TESSARON_COLLECTION or of the verb use")
+                  "The collection's file, if not $TESSARON_COLLECTION or what \"use\" has chosen")
       ->type_name("FILE")
       ->check([editable](const std::string& value) { return collectionError(value, editable); });
   // Not as a default value, which would be looked up for every verb and for every help text.
-  verb.parse_complete_callback([&path, editable] {
-    if (!path.empty()) return;
+  verb.parse_complete_callback([&path, &verb, editable] {
+    if (!path.empty() || asksForHelp(*verb.get_parent())) return;
     path = usualCollection();
     if (path.empty())
       throw CLI::RequiredError(

@@ -30,7 +30,7 @@ int run(const Options& options, const Context& context) {
 void addRemove(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("remove", "Removes items: all that are named, or none");
-  verb->footer(std::string(kItemHelp) + "\nA key removes every item that has it.");
+  verb->footer(std::string(kItemsHelp) + "\nA key removes every item that has it.");
   addCollectionOption(*verb, options->collection, true);
   addItemArguments(*verb, options->items);
   verb->callback([&context, options] {

@@ -139,7 +139,7 @@ void addSet(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("set", "Changes items: all that are named, or none");
   verb->footer(
-      std::string(kItemHelp) +
+      std::string(kItemsHelp) +
       "\nDATE is YYYY-MM-DD, today, tomorrow, or +14d for days from today; '' removes it. Another\n"
       "status than before starts without person and dates; the same status keeps those not given.\n"
       "--field takes the names that JSON and tables have (Title, authors, ListPrice) and short "

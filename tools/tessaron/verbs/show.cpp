@@ -82,7 +82,8 @@ void addShow(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("show", "Prints everything about items");
   verb->footer(std::string(kItemHelp) +
-               "\nFor one ITEM the JSON is an object, for several and for - an array of them.");
+               "\n- stands for names on standard input, one a line. For one ITEM the JSON is an "
+               "object, for\nseveral and for - an array of them.");
   addCollectionOption(*verb, options->collection, false);
   addItemArguments(*verb, options->items);
   addFormFlags(*verb, options->form, {Form::Json});
