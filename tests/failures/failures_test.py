@@ -20,6 +20,8 @@ CODES = (66, 73, 74)  # no such input, cannot be made, writing failed
 # What a verb is called with, and where its file has no fixed bytes, what tells of its content.
 VERBS = {
     "set": ("set -c shelf.xml EXB0000001 --status lent --target Mira --from 2005-09-01", ""),
+    "set by title": ("set -c shelf.xml tides horloger --notes x", ""),
+    "add": ("add -c new.xml --title Other --isbn 0261102214", ""),
     "remove": ("remove -c shelf.xml EXB0000001", ""),
     "import": (f"import -c shelf.xml {EXAMPLES}/response_v3.xml", ""),
     "import new": (f"import -c new.xml {EXAMPLES}/response_v3.xml", ""),
