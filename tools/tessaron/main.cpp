@@ -154,13 +154,10 @@ void configure(CLI::App& app, Context& context) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add : {addImport, addList, addShow, addSet, addRemove, addDue, addExport, addHelp,
-                         addRecover, addCart, addCache, addSettings, addStats, addChart,
-                         addSortForm, addSort, addCodec, addScan, addTheme})
   for (const auto add :
-       {addUse,    addImport, addAdd,      addList,    addShow,  addSet,   addEdit,
-        addRemove, addDue,    addExport,   addRecover, addCart,  addCache, addSettings,
-        addStats,  addChart,  addSortForm, addSort,    addCodec, addScan,  addTheme})
+       {addUse,   addImport, addAdd,      addList,     addShow, addSet,   addEdit,  addRemove,
+        addDue,   addExport, addStats,    addRecover,  addCart, addChart, addCache, addScan,
+        addCodec, addTheme,  addSettings, addSortForm, addSort, addHelp})
     add(app, context);
   refuseFlagValues(app);
 }
