@@ -59,6 +59,11 @@ std::u16string composed(std::u16string_view text);
 /// texts. Null counts as empty.
 TESSARON_API int compareLogically(const char16_t* left, const char16_t* right);
 
+/// Makes `compareLogically` follow a language (a tag of BCP 47, which may name one of several
+/// orders: "de-u-co-phonebk") in the place of the user's, for the rest of the process. False, and
+/// nothing changes, when the system has no such order. No other thread may compare meanwhile.
+TESSARON_API bool compareIn(std::string_view language);
+
 /// Formats the date part of `date` as the user's locale writes short dates, with the year in full.
 /// Empty when the date does not exist.
 std::u16string shortDate(const SYSTEMTIME& date);

@@ -16,7 +16,24 @@ class Sort(ToolTest):
         ]:
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.tool("sortform", *arguments, text=lines).out, expected)
+        for arguments, line, expected in [
+            (("--explain",), "john smith", "Smith, John\tevery word gets a capital and small letters; "
+                                           "the last word goes to the front\n"),
+            (("--language", "nl"), "Vincent van Gogh", "Gogh, Vincent van\n"),
+            (("--language", "en", "--particle", "x,van", "--explain"), "Vincent van Gogh",
+             'Gogh, Vincent van\tthe family name is "Gogh" (AACR2 22.5D1: English); it goes to the front; '
+             '"van" goes behind the given names (--particle)\n'),
+            (("--titles", "--article", "Yr,l'"), "l'Avare", "Avare, l'\n"),
+            (("--titles", "--language", "fr"), "The End", "The End\n"),
+        ]:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.tool("sortform", *arguments, text=line).out, expected)
+        self.assertRegex(self.tool("sortform", "--language", "list").out, r"\nnl +dutch +family name last ")
         self.assert_failures([
+            (2, "\"klingon\" are not known; there are af, ar", "sortform", "--language", "klingon"),
+            (2, "excludes", "sortform", "--language", "nl", "--option", 1),
+            (2, "no order for \"de-u-co-foo\"", "sort", "--locale", "de-u-co-foo"),
+            (2, "no order for \"xx\"", "sort", "--locale", "xx"),
             (2, "--option", "sortform", "--option", 4),
             (2, "--names|--titles", "sortform", "--names", "--titles"),
             (66, "missing: No such file", "sortform", "missing"),
@@ -30,6 +47,11 @@ class Sort(ToolTest):
                 self.tool("sort", *arguments, "lines", stdout=out)
             self.assertEqual((self.folder / "sorted").read_bytes(), expected)
         self.assertEqual(self.tool("sort", text="").out, "")
+        for locale, lines in [("de_DE.UTF-8", "Affe Ärger Azur"), ("de-u-co-phonebk", "Ärger Affe Azur"),
+                              ("es", "chico cz llama luz"), ("es-u-co-trad", "cz chico luz llama"),
+                              ("zh-u-co-pinyin", "李 王 一 张"), ("zh-u-co-stroke", "一 王 张 李")]:
+            sorted_lines = self.tool("sort", "--locale", locale, text="\n".join(sorted(lines.split()))).out
+            self.assertEqual(sorted_lines.split(), lines.split(), locale)
 
 
 class Strips(unittest.TestCase):

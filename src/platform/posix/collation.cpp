@@ -26,11 +26,9 @@ bool isAscii(std::u16string_view text) {
 // ICU.
 class Order {
  public:
-  Order() {
+  explicit Order(const char* locale) {
     UErrorCode error = U_ZERO_ERROR;
-    // Without a language in the environment the default orders by character code.
-    const char* locale = icu::Locale::getDefault().getName();
-    collator_.reset(ucol_open(std::strcmp(locale, "en_US_POSIX") == 0 ? "" : locale, &error));
+    collator_.reset(ucol_open(locale, &error));
     if (U_FAILURE(error)) collator_.reset();
     if (!collator_) return;
     ucol_setAttribute(collator_.get(), UCOL_NUMERIC_COLLATION, UCOL_ON, &error);
@@ -99,9 +97,41 @@ class Order {
   std::array<std::uint8_t, 0x80> ranks_{};
 };
 
+// Without a language in the environment the default orders by character code.
+const char* userLocale() {
+  const char* locale = icu::Locale::getDefault().getName();
+  return std::strcmp(locale, "en_US_POSIX") == 0 ? "" : locale;
+}
+
+std::unique_ptr<const Order>& chosenOrder() {
+  static std::unique_ptr<const Order> chosen;
+  return chosen;
+}
+
 const Order& order() {
-  static const Order instance;
+  if (chosenOrder()) return *chosenOrder();
+  static const Order instance(userLocale());
   return instance;
+}
+
+// Whether ICU has the order that the locale names, or it names none. ICU takes the standard order
+// for what it does not know.
+bool hasNamedOrder(const icu::Locale& locale) {
+  UErrorCode error = U_ZERO_ERROR;
+  std::array<char, 64> name{};
+  const std::int32_t length = uloc_getKeywordValue(locale.getName(), "collation", name.data(),
+                                                   static_cast<std::int32_t>(name.size()), &error);
+  if (U_FAILURE(error)) return false;
+  if (length == 0) return true;
+  const std::unique_ptr<UEnumeration, decltype(&uenum_close)> names(
+      ucol_getKeywordValuesForLocale("collation", locale.getBaseName(), false, &error),
+      uenum_close);
+  while (U_SUCCESS(error)) {
+    const char* known = uenum_next(names.get(), nullptr, &error);
+    if (!known) return false;
+    if (std::strcmp(known, name.data()) == 0) return true;
+  }
+  return false;
 }
 
 // Returns the end of the run of digits at `at`.
@@ -173,6 +203,17 @@ std::u16string withoutLongNumbers(std::u16string_view text) {
 }
 
 }  // namespace
+
+bool compareIn(std::string_view language) {
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::Locale locale = icu::Locale::forLanguageTag(
+      icu::StringPiece(language.data(), static_cast<std::int32_t>(language.size())), error);
+  // Every language that there is has a code of three letters.
+  const bool isKnown = U_SUCCESS(error) && !locale.isBogus() && *locale.getISO3Language() != 0;
+  if (!isKnown || !hasNamedOrder(locale)) return false;
+  chosenOrder() = std::make_unique<const Order>(locale.getName());
+  return true;
+}
 
 int compareLogically(const char16_t* left, const char16_t* right) {
   if (!left) left = u"";

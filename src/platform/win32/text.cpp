@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "platform/win32/wide.h"
 
@@ -90,6 +91,12 @@ class CodePageDecoder : public CharsetDecoder {
   std::string held_;  // behind the last byte that stands alone
 };
 
+// The locale that `compareIn` has chosen; empty for the user's.
+std::u16string& chosenLocale() {
+  static std::u16string locale;
+  return locale;
+}
+
 std::u16string mapped(DWORD flags, std::u16string_view text) {
   if (text.empty()) return {};
   const int size = static_cast<int>(text.size());
@@ -155,8 +162,39 @@ std::u16string decomposed(std::u16string_view text) {
 
 std::u16string composed(std::u16string_view text) { return mapped(MAP_PRECOMPOSED, text); }
 
+bool compareIn(std::string_view language) {
+  // Names of orders, and what the system calls them behind the name of a locale.
+  static constexpr std::pair<std::string_view, std::u16string_view> kOrders[] = {
+      {"-u-co-phonebk", u"_phoneb"},
+      {"-u-co-trad", u"_tradnl"},
+      {"-u-co-stroke", u"_stroke"},
+      {"-u-co-pinyin", u""},
+  };
+  std::u16string_view order;
+  for (const auto& [tag, name] : kOrders) {
+    if (!language.ends_with(tag)) continue;
+    language.remove_suffix(tag.size());
+    order = name;
+  }
+  const std::u16string tag(language.begin(), language.end());
+  std::u16string name(LOCALE_NAME_MAX_LENGTH, 0);
+  const int size = ResolveLocaleName(wide(tag), wide(name.data()), LOCALE_NAME_MAX_LENGTH);
+  if (tag.empty() || size <= 1) return false;
+  name.resize(static_cast<std::size_t>(size) - 1);
+  name += order;
+  if (!IsValidLocaleName(wide(name))) return false;
+  chosenLocale() = name;
+  return true;
+}
+
 int compareLogically(const char16_t* left, const char16_t* right) {
-  return StrCmpLogicalW(wide(left ? left : u""), wide(right ? right : u""));
+  if (!left) left = u"";
+  if (!right) right = u"";
+  const std::u16string& locale = chosenLocale();
+  if (locale.empty()) return StrCmpLogicalW(wide(left), wide(right));
+  const int result = CompareStringEx(wide(locale), LINGUISTIC_IGNORECASE | SORT_DIGITSASNUMBERS,
+                                     wide(left), -1, wide(right), -1, nullptr, nullptr, 0);
+  return result == 0 ? 0 : result - CSTR_EQUAL;
 }
 
 std::u16string shortDate(const SYSTEMTIME& date) {

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,7 +10,10 @@
 #include "cli/output.h"
 #include "cli/settings_store.h"
 #include "cli/terminal.h"
+#include "output/table.h"
+#include "platform/text.h"
 #include "settings/collation.h"
+#include "support/sort_form.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -21,8 +25,23 @@ struct Options {
   bool names = false;
   bool titles = false;
   std::optional<int> option;
+  std::string language;
+  std::vector<std::string> articles;
+  std::vector<std::string> particles;
+  bool explain = false;
   bool noCase = false;
+  std::string locale;
+
+  /// Whether the rules of a language or one's own count, instead of the library's.
+  bool hasRules() const { return !language.empty() || !articles.empty() || !particles.empty(); }
 };
+
+std::string unknownLanguage(const std::string& name) {
+  std::vector<std::string> codes;
+  for (const SortLanguage& each : sortLanguages()) codes.emplace_back(each.code);
+  return fmt::format("the sort rules of \"{}\" are not known; there are {}", name,
+                     CLI::detail::join(codes, ", "));
+}
 
 /// The lines of a file, without line ends and byte-order mark.
 std::vector<std::string> readLines(const std::string& path) {
@@ -52,23 +71,117 @@ class LinePrinter {
   bool isTerminal_ = terminalWidth(STDOUT_FILENO).has_value();
 };
 
+/// The rules that the options ask for. Fails with kUsage for an unknown language.
+SortRules rulesFor(const Options& options) {
+  SortRules rules;
+  if (!options.language.empty()) {
+    const SortLanguage* language = findSortLanguage(fromUtf8(options.language));
+    if (!language) throw Failure{kUsage, {}, unknownLanguage(options.language)};
+    rules = rulesOf(*language);
+  }
+  for (const std::string& article : options.articles)
+    rules.articles.push_back({fromUtf8(article), "--article"});
+  for (const std::string& particle : options.particles) {
+    const SortRules::Entry entry{fromUtf8(particle), "--particle"};
+    // One's own rule counts, not the language's.
+    std::erase_if(rules.kept,
+                  [&](const SortRules::Entry& each) { return each.text == entry.text; });
+    rules.moved.push_back(entry);
+  }
+  return rules;
+}
+
+/// The library's sort form of a line, with the steps that led to it.
+SortForm libraryForm(std::u16string text, const Options& options) {
+  const bool hadComma = text.find(u',') != text.npos;
+  const std::u16string before = text;
+  const int option = CCollationSystem::m_nOption;
+  SortForm form;
+  if (options.titles) {
+    const bool isMoved = CCollationSystem::ConvertTitle(text) != 0;
+    if (option == 1 || option == 2)
+      form.steps.push_back(fmt::format("titles stay under option {}", option));
+    else if (isMoved)
+      form.steps.emplace_back("the article goes to the end");
+    else
+      form.steps.emplace_back(hadComma ? "it has a comma, so it is a sort form"
+                                       : "it begins with neither \"The\" nor \"A\"");
+  } else {
+    const bool isMoved = CCollationSystem::ConvertName(text) != 0;
+    if (option == 3) {
+      form.steps.emplace_back("names stay under option 3");
+    } else {
+      std::u16string cased = before;
+      CCollationSystem::m_nOption = 1;
+      CCollationSystem::ConvertName(cased);
+      CCollationSystem::m_nOption = option;
+      if (cased != before) form.steps.emplace_back("every word gets a capital and small letters");
+      if (isMoved)
+        form.steps.emplace_back("the last word goes to the front");
+      else if (option == 1)
+        form.steps.emplace_back("the order of names stays under option 1");
+      else
+        form.steps.emplace_back(hadComma ? "it has a comma, so its order stays"
+                                         : "there is no word to go to the front");
+    }
+  }
+  form.text = std::move(text);
+  return form;
+}
+
 int sortForms(const Options& options) {
-  if (!options.option) loadSetting(u"CollationOption", _Config);
-  CCollationSystem::m_nOption = options.option.value_or(_Config.CollationOption);
+  SortRules rules;
+  if (options.hasRules()) {
+    rules = rulesFor(options);
+  } else {
+    if (!options.option) loadSetting(u"CollationOption", _Config);
+    CCollationSystem::m_nOption = options.option.value_or(_Config.CollationOption);
+  }
   const LinePrinter printer;
   for (const std::string& line : readLines(options.input)) {
-    std::u16string text = fromUtf8(line);
-    if (options.titles) {
-      CCollationSystem::ConvertTitle(text);
-    } else {
-      CCollationSystem::ConvertName(text);
-    }
-    printer.print(toUtf8(text));
+    const std::u16string text = fromUtf8(line);
+    SortForm form = !options.hasRules() ? libraryForm(text, options)
+                    : options.titles    ? titleSortForm(text, rules)
+                                        : nameSortForm(text, rules);
+    std::string out = toUtf8(form.text);
+    if (options.explain && !line.empty()) out += '\t' + CLI::detail::join(form.steps, "; ");
+    printer.print(out);
   }
   return kDone;
 }
 
+/// Prints the languages with their rules.
+int listLanguages(const Context& context) {
+  Table table({"Code", "Language", "Names", "Articles", "Source", "Particles that stay",
+               "Particles that go", "Source"},
+              {Fit::Whole, Fit::Whole});
+  const auto list = [](std::u16string_view text) {
+    std::string words = toUtf8(text);
+    for (std::size_t at = 0; (at = words.find('|', at)) != words.npos;) words.replace(at, 1, ", ");
+    return words;
+  };
+  const auto orderName = [](NameOrder order) {
+    if (order == NameOrder::AsWritten) return "as written";
+    return order == NameOrder::FamilyFirst ? "family name first" : "family name last";
+  };
+  for (const SortLanguage& each : sortLanguages())
+    table.add({{std::string(each.code)},
+               {toUtf8(each.names.substr(0, each.names.find(u'|')))},
+               {orderName(each.order)},
+               {list(each.articles)},
+               {std::string(each.articleSource)},
+               {list(each.kept)},
+               {list(each.moved)},
+               {std::string(each.nameSource)}});
+  table.print(context);
+  return kDone;
+}
+
 int sort(const Options& options) {
+  std::string tag = options.locale.substr(0, options.locale.find('.'));  // de_DE.UTF-8
+  std::ranges::replace(tag, '_', '-');
+  if (!options.locale.empty() && !compareIn(tag))
+    throw Failure{kUsage, {}, fmt::format("there is no order for \"{}\"", options.locale)};
   struct Line {
     std::u16string text;
     std::string bytes;
@@ -92,15 +205,44 @@ void addSortForm(CLI::App& app, Context& context) {
   verb->footer(
       "A line in, a line out: \"john smith\" becomes \"Smith, John\", and \"The Matrix\" becomes\n"
       "\"Matrix, The\". What is converted is up to the setting CollationOption, as in import, or\n"
-      "else to --option: 0 names and titles, 1 the case of names, 2 names, 3 titles.");
+      "else to --option: 0 names and titles, 1 the case of names, 2 names, 3 titles.\n"
+      "With --language (a code as \"fr\", or a name as \"French\"; \"list\" lists all with their "
+      "sources),\n"
+      "--article or --particle the cataloging rules of that language or your own count instead, "
+      "and\n"
+      "no letter of a name changes its case: \"Vincent van Gogh\" becomes \"Gogh, Vincent van\" in "
+      "Dutch\n"
+      "and \"van Gogh, Vincent\" in English, \"L'Avare\" becomes \"Avare, L'\" in French.");
   CLI::Option* names =
       verb->add_flag("--names", options->names, "The lines are names (the default)");
   verb->add_flag("--titles", options->titles, "The lines are titles")->excludes(names);
   verb->add_option("--option", options->option, "What is converted, whatever the settings say")
       ->type_name("0..3")
       ->check(CLI::Range(0, 3));
+  CLI::Option* option = verb->get_option("--option");
+  verb->add_option("--language", options->language, "The language whose rules count")
+      ->type_name("CODE")
+      ->excludes(option);
+  const auto addList = [&](const char* name, std::vector<std::string>& list, const char* help) {
+    verb->add_option(name, list, help)
+        ->type_name("LIST")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->excludes(option);
+  };
+  addList(
+      "--article", options->articles,
+      "Further articles, with commas between them; one that ends with an apostrophe or a hyphen "
+      "is written with the next word");
+  addList("--particle", options->particles,
+          "Further particles that go behind the given names: \"van,von der\"");
+  verb->add_flag("--explain", options->explain, "Tell behind a tab how each form came about");
   verb->add_option("FILE", options->input, "The lines, if not from standard input");
-  verb->callback([&context, options] { context.run = [options] { return sortForms(*options); }; });
+  verb->callback([&context, options] {
+    context.run = [&context, options] {
+      return options->language == "list" ? listLanguages(context) : sortForms(*options);
+    };
+  });
 }
 
 void addSort(CLI::App& app, Context& context) {
@@ -109,8 +251,12 @@ void addSort(CLI::App& app, Context& context) {
   verb->footer(
       "In the order of your language, numbers by their value. Lines that are the same in this\n"
       "respect stay as they stand; each is written with a line feed behind it. Case never counts:\n"
-      "--no-case is what callers of the library say, and changes nothing.");
+      "--no-case is what callers of the library say, and changes nothing. --locale names another\n"
+      "language, and what it has several orders for: de-u-co-phonebk (phone book), es-u-co-trad\n"
+      "(traditional), zh-u-co-pinyin, zh-u-co-stroke.");
   verb->add_flag("--no-case", options->noCase, "Do not regard case");
+  verb->add_option("--locale", options->locale, "The order of this language, instead of yours")
+      ->type_name("TAG");
   verb->add_option("FILE", options->input, "The lines, if not from standard input");
   verb->callback([&context, options] { context.run = [options] { return sort(*options); }; });
 }
