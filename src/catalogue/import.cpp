@@ -99,27 +99,6 @@ std::u16string keyOf(const SourceItem& item) {
   return madeKey(apart);
 }
 
-XmlError unreadable() {
-  XmlError error;
-  error.kind = XmlError::Kind::Unreadable;
-  error.message = "the file cannot be read";
-  return error;
-}
-
-// Puts a response in another encoding into UTF-8. An error when it cannot be read or decoded.
-XmlError makeUtf8(std::unique_ptr<File>& response) {
-  ItemStream items(*response);
-  items.next();
-  if (!items.isReencoded()) return response->seek(0) ? XmlError() : unreadable();
-  while (items.next()) {
-  }
-  if (items.badCharacter()) return items.badCharacter();
-  if (items.error()) return items.error();
-  const std::unique_ptr<XmlDecoder> decoder = makeDecoder(*response);
-  if (decoder) response = decodeToScratch(*response, *decoder, true);
-  return decoder && response ? XmlError() : unreadable();
-}
-
 }  // namespace
 
 Import::Import(std::uint16_t today, std::function<void(CRecord&)> finish)

@@ -7,6 +7,7 @@
 
 #include "catalogue/utf8_copy_internal.h"
 #include "platform/system.h"
+#include "records/item_stream.h"
 
 namespace tessaron {
 namespace {
@@ -34,6 +35,13 @@ void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std:
     copied = place - origin + kReplacementSize;
   }
   text = marked.append(text, copied);
+}
+
+XmlError unreadable() {
+  XmlError error;
+  error.kind = XmlError::Kind::Unreadable;
+  error.message = "the file cannot be read";
+  return error;
 }
 
 }  // namespace
@@ -102,6 +110,19 @@ std::unique_ptr<XmlDecoder> makeDecoder(File& file) {
   } while (head.size() == size + kBlock && head.size() < kMaxHead &&
            head.find('>') == std::string::npos);
   return std::make_unique<XmlDecoder>(head);
+}
+
+XmlError makeUtf8(std::unique_ptr<File>& file) {
+  ItemStream items(*file);
+  items.next();
+  if (!items.isReencoded()) return file->seek(0) ? XmlError() : unreadable();
+  while (items.next()) {
+  }
+  if (items.badCharacter()) return items.badCharacter();
+  if (items.error()) return items.error();
+  const std::unique_ptr<XmlDecoder> decoder = makeDecoder(*file);
+  if (decoder) file = decodeToScratch(*file, *decoder, true);
+  return decoder && file ? XmlError() : unreadable();
 }
 
 }  // namespace tessaron

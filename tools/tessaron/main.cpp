@@ -155,9 +155,9 @@ void configure(CLI::App& app, Context& context) {
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
   for (const auto add :
-       {addUse,   addImport, addAdd,      addList,     addShow, addSet,   addEdit,  addRemove,
-        addDue,   addExport, addStats,    addRecover,  addCart, addChart, addCache, addScan,
-        addCodec, addTheme,  addSettings, addSortForm, addSort, addHelp})
+       {addUse,   addImport, addAdd,        addList,   addShow,     addSet,      addEdit, addRemove,
+        addDue,   addMerge,  addDuplicates, addExport, addStats,    addRecover,  addCart, addChart,
+        addCache, addScan,   addCodec,      addTheme,  addSettings, addSortForm, addSort, addHelp})
     add(app, context);
   refuseFlagValues(app);
 }

@@ -19,6 +19,8 @@ void addRemove(CLI::App& app, Context& context);
 void addDue(CLI::App& app, Context& context);
 void addExport(CLI::App& app, Context& context);
 void addHelp(CLI::App& app, Context& context);
+void addMerge(CLI::App& app, Context& context);
+void addDuplicates(CLI::App& app, Context& context);
 void addRecover(CLI::App& app, Context& context);
 void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);
