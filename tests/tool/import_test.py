@@ -61,6 +61,16 @@ class Import(ToolTest):
         self.assert_counts([0, 1, 0], "r.xml")
         self.assertEqual(stored(), ("Matrix Reloaded, The", ["jo van der doe"], ["jo van der doe"]))
         self.assertEqual(self.tool("sortform", text="jo doe").out, "jo doe\n")
+        self.tool("settings", "reset", "CollationOption")
+        shop("Les Misérables")
+        self.assert_counts([0, 1, 0], "r.xml", "--sort-language", "nl")
+        self.assertEqual(stored(), ("Les Misérables", ["doe, jo van der"], ["doe, jo van der"]))
+        self.write("r.xml", (self.folder / "r.xml").read_text().replace(
+            "</Author>", "</Author><Languages><Language><Name>English</Name><Type>Original Language</Type></Language>"
+                         "<Language><Name>French</Name><Type>Published</Type></Language></Languages>"))
+        self.assert_counts([0, 1, 0], "r.xml", "--sort-language", "auto")
+        self.assertEqual(stored()[0], "Misérables, Les")
+        self.assert_counts([0, 0, 1], "r.xml", "--sort-language", "auto")
         self.setting(TESSARON_SETTINGS=self.folder)  # which cannot be read as a file
         self.assert_failures([
             (66, "cannot be opened", "import", "-c", "c.xml", "r.xml"),

@@ -19,9 +19,9 @@
 #include "cli/paths.h"
 #include "cli/progress.h"
 #include "cli/settings_store.h"
+#include "cli/sort_language.h"
 #include "cli/terminal.h"
 #include "output/json.h"
-#include "settings/collation.h"
 #include "support/text.h"
 #include "support/xml/xml.h"
 #include "verbs/verbs.h"
@@ -36,6 +36,7 @@ struct Options {
   std::vector<std::string> files;
   std::string from;
   std::vector<std::string> maps;
+  std::string sortLanguage;
   bool json = false;
   bool dryRun = false;
 };
@@ -242,7 +243,7 @@ void report(const std::vector<Source>& sources, const ImportCounts& counts,
 int run(const Options& options, const Context& context) {
   loadSetting(u"CollationOption", _Config);
   const std::vector<ColumnMapping> mappings = mappingsOf(options.maps);
-  Import import(localToday(), CCollationSystem::ApplyToRecord);
+  Import import(localToday(), sortFormsBy(options.sortLanguage));
   std::vector<Source> sources;
   for (const std::string& path : options.files)  // before the lock, since input may be slow
     sources.push_back(openSource(path, options));
@@ -300,6 +301,7 @@ void addImport(CLI::App& app, Context& context) {
           "for more;\ncustom=COLUMN makes it a field of your own")
       ->type_name("FIELD=COLUMN")
       ->allow_extra_args(false);
+  addSortLanguageOption(*verb, options->sortLanguage);
   verb->add_flag("--json", options->json, "Print the counts as JSON");
   verb->add_flag("--dry-run", options->dryRun,
                  "Tell what was recognized and what would happen, write nothing");

@@ -9,6 +9,7 @@
 #include "cli/input.h"
 #include "cli/output.h"
 #include "cli/settings_store.h"
+#include "cli/sort_language.h"
 #include "cli/terminal.h"
 #include "output/table.h"
 #include "platform/text.h"
@@ -35,13 +36,6 @@ struct Options {
   /// Whether the rules of a language or one's own count, instead of the library's.
   bool hasRules() const { return !language.empty() || !articles.empty() || !particles.empty(); }
 };
-
-std::string unknownLanguage(const std::string& name) {
-  std::vector<std::string> codes;
-  for (const SortLanguage& each : sortLanguages()) codes.emplace_back(each.code);
-  return fmt::format("the sort rules of \"{}\" are not known; there are {}", name,
-                     CLI::detail::join(codes, ", "));
-}
 
 /// The lines of a file, without line ends and byte-order mark.
 std::vector<std::string> readLines(const std::string& path) {
@@ -74,11 +68,7 @@ class LinePrinter {
 /// The rules that the options ask for. Fails with kUsage for an unknown language.
 SortRules rulesFor(const Options& options) {
   SortRules rules;
-  if (!options.language.empty()) {
-    const SortLanguage* language = findSortLanguage(fromUtf8(options.language));
-    if (!language) throw Failure{kUsage, {}, unknownLanguage(options.language)};
-    rules = rulesOf(*language);
-  }
+  if (!options.language.empty()) rules = rulesOf(sortLanguage(options.language));
   for (const std::string& article : options.articles)
     rules.articles.push_back({fromUtf8(article), "--article"});
   for (const std::string& particle : options.particles) {
