@@ -294,7 +294,6 @@ ItemChange Import::change(const ItemStream& items) {
   int version = items.version();
   applyAll(found, text, version, known);
   if (readFailed_) return {ItemChange::Kind::GiveUp, {}};
-  if (text == items.item()) return {};
   return replaceItem(items, std::move(text));
 }
 

@@ -67,6 +67,9 @@ struct OpenMode {
   bool deleteOnClose = false;
   /// Hints to Windows that access is random.
   bool randomAccess = false;
+  /// Lets nobody but the user read or write a file that is created. Windows gives files the rights
+  /// of their folder in any case.
+  bool isPrivate = false;
 };
 
 /// Opens a file. A folder is refused; opening never waits (a pipe without a writer is refused,

@@ -31,6 +31,11 @@ bool isReadable(const T* object) {
 /// `$XDG_DATA_HOME/tessaron` (with its usual default, `~/.local/share`).
 TESSARON_API std::u16string programFolder();
 
+/// The folder for what the program remembers about its work, without a separator at its end; it may
+/// be missing. On Linux `$XDG_STATE_HOME/tessaron` (with its usual default, `~/.local/state`), on
+/// Windows "Tessaron" in the user's local application data. Empty when it cannot be told.
+TESSARON_API std::u16string stateFolder();
+
 /// The folder for temporary files, with a separator at its end. On Linux `$TMPDIR`, or else /tmp.
 TESSARON_API std::u16string temporaryFolder();
 

@@ -197,6 +197,9 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return endParsing(app, error);
   }
+  std::string& verb = editSession().verb;
+  verb = chosenVerb(app).prefix;
+  verb.resize(std::min(verb.find(':'), verb.size()));
   const int code = context.run();
   flushOutput();
   tellQuarantined();

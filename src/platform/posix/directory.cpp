@@ -59,6 +59,13 @@ std::error_code createFolder(std::u16string_view path) {
   return error;
 }
 
+std::u16string resolvedPath(std::u16string_view path) {
+  std::error_code error;
+  std::filesystem::path resolved = std::filesystem::absolute(nativePath(path), error);
+  if (!error) resolved = std::filesystem::weakly_canonical(resolved, error);
+  return error ? std::u16string(path) : fromNativePath(resolved.native());
+}
+
 std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
   return std::u16string(folder).append(u"/").append(name);
 }

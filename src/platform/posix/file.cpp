@@ -290,7 +290,7 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   if (stat(name.c_str(), &info) == 0 && !regular()) return nullptr;
 
   const int flags = flagsOf(mode);
-  Descriptor fd(retry([&] { return open(name.c_str(), flags, 0666); }));
+  Descriptor fd(retry([&] { return open(name.c_str(), flags, mode.isPrivate ? 0600 : 0666); }));
   if (!fd || fstat(fd.get(), &info) != 0) return refuse(lastError());
   if (!regular()) return nullptr;
   if (!mode.shareRead || (mode.write && !mode.shareWrite)) {

@@ -73,6 +73,10 @@ std::u16string programFolder() {
   return fromNativePath(folder);
 }
 
+std::u16string stateFolder() {
+  return fromNativePath(baseFolder("XDG_STATE_HOME", ".local/state") + "/tessaron");
+}
+
 std::u16string temporaryFolder() {
   std::string folder = environment("TMPDIR");
   if (folder.empty()) folder = "/tmp";

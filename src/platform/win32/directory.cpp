@@ -41,6 +41,15 @@ std::error_code createFolder(std::u16string_view path) {
   return error;
 }
 
+std::u16string resolvedPath(std::u16string_view path) {
+  const std::u16string name(path);
+  const DWORD length = GetFullPathNameW(wide(name), 0, nullptr, nullptr);
+  std::u16string full(length, 0);
+  full.resize(GetFullPathNameW(wide(name), length, wide(full.data()), nullptr));
+  CharLowerBuffW(wide(full.data()), static_cast<DWORD>(full.size()));
+  return full;
+}
+
 std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
   return std::u16string(folder).append(u"\\").append(name);
 }

@@ -1,5 +1,6 @@
 #include "platform/system.h"
 
+#include <shlobj.h>
 #include <uxtheme.h>
 
 #include <algorithm>
@@ -54,6 +55,15 @@ std::u16string programFolder() {
   }
   const std::size_t end = lastSeparator(path);
   return end == std::u16string::npos ? std::u16string() : path.substr(0, end);
+}
+
+std::u16string stateFolder() {
+  char16_t path[MAX_PATH];
+  if (SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, wide(path)) !=
+      S_OK) {
+    return {};
+  }
+  return joinPath(path, u"Tessaron");
 }
 
 std::u16string temporaryFolder() {

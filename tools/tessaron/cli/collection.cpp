@@ -1,10 +1,18 @@
 #include "cli/collection.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
+#include "catalogue/item_merge.h"
 #include "cli/failures.h"
 #include "cli/input.h"
+#include "cli/output.h"
 #include "cli/paths.h"
+#include "cli/terminal.h"
+#include "platform/system.h"
+#include "records/record_json.h"
+#include "support/text.h"
 
 namespace tessaron::tool {
 
@@ -47,8 +55,40 @@ void CollectionReader::forEachRecord(bool detail,
   walk(visitRecord, false);
 }
 
-void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit) {
-  const EditResult result = editCollection(widePath(path), mode, edit);
+namespace {
+
+std::string cellOf(const CRecord& record, RecordColumn column, const SYSTEMTIME& now) {
+  std::string cell;
+  appendCell(record, column, now, cell);
+  return cell.empty() ? "(none)" : printable(cell);
+}
+
+}  // namespace
+
+void printChange(const EditedItem& item) {
+  if (item.before == item.after) return;
+  static const SYSTEMTIME now = utcNow();
+  const CRecord before = item.before.empty() ? CRecord() : recordOf(item.before);
+  const CRecord after = item.after.empty() ? CRecord() : recordOf(item.after);
+  const CRecord& named = item.after.empty() ? before : after;
+  const char* what = item.before.empty() ? "added" : item.after.empty() ? "removed" : "changed";
+  print(fmt::format("{}  {}  {}\n", what, printable(toUtf8(named.ASIN)),
+                    printable(toUtf8(named.Title))));
+  if (item.before.empty() || item.after.empty()) return;
+  bool isSame = true;
+  for (std::size_t i = 0; i < recordColumns().size(); ++i) {
+    const auto column = static_cast<RecordColumn>(i);
+    if (column == recordColumn("status.text")) continue;  // says again what its parts say
+    const std::string old = cellOf(before, column, now);
+    const std::string changed = cellOf(after, column, now);
+    if (old == changed) continue;
+    isSame = false;
+    print(fmt::format("  {}: {} -> {}\n", shortName(column), old, changed));
+  }
+  if (isSame) print("  (the same fields, written in another way)\n");
+}
+
+void requireEdited(const std::string& path, const EditResult& result) {
   if (result.readError) {
     const bool special = result.readError == std::errc::no_such_device_or_address;
     throw Failure{kNoInput, path,
@@ -61,6 +101,17 @@ void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit) {
   if (result.isForeign)
     throw Failure{kBadData, path, "this is no collection: it has no place for items"};
   if (result.writeError) throwWriteFailure(path, result.writeError);
+  if (!result.historyError.empty()) warn(path + ": " + result.historyError);
+}
+
+void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit, bool isListed) {
+  EditOptions options;
+  options.mode = mode;
+  options.verb = editSession().verb;
+  options.isTrial = editSession().isTrial;
+  if (isListed && (options.isTrial || mode == EditMode::DryRun)) options.watch = printChange;
+  const EditResult result = editCollection(widePath(path), options, edit);
+  requireEdited(path, result);
 }
 
 }  // namespace tessaron::tool

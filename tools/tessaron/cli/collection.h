@@ -40,10 +40,17 @@ class CollectionReader {
   std::size_t count_ = 0;
 };
 
+/// Prints what an edit makes of an item, unless that stays: a line with its key and title, then a
+/// line for each of its fields that changes.
+void printChange(const EditedItem& item);
+
+/// Fails for what `result` tells; warns when the edit cannot be taken back.
+void requireEdited(const std::string& path, const EditResult& result);
+
 /// Changes a collection by `edit`, see `editCollection`. Fails with kNoInput for what cannot be
 /// read or is no regular file, with kBadData for what is damaged or no collection, with
 /// kCannotCreate or kCannotWrite when the new file cannot be put in its place; nothing changes
-/// then. What `edit` throws is passed on.
-void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit);
+/// then. What `edit` throws is passed on. A trial prints what would change, if `isListed`.
+void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit, bool isListed = true);
 
 }  // namespace tessaron::tool

@@ -12,4 +12,14 @@ struct Context {
   std::function<int()> run;  ///< set while the command line is parsed; gives the exit code
 };
 
+/// What all edits of collections have in common, whichever verb makes them.
+struct EditSession {
+  std::string verb;      ///< as the history names them
+  bool isTrial = false;  ///< --dry-run: nothing is written, the changes are printed
+};
+inline EditSession& editSession() {
+  static EditSession session;
+  return session;
+}
+
 }  // namespace tessaron::tool

@@ -19,7 +19,8 @@ void say(const std::string& text) {
 void warn(std::string_view line) { say(fmt::format("tessaron: {}\n", printable(line))); }
 
 void note(const Context& context, std::string_view line) {
-  if (!context.quiet) say(printable(line) + '\n');
+  if (context.quiet) return;
+  say(printable(line) + (editSession().isTrial ? " (nothing written)\n" : "\n"));
 }
 
 void throwWriteFailure(const std::string& path, const std::error_code& error) {

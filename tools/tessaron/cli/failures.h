@@ -33,7 +33,8 @@ struct BrokenPipe {};
 /// Prints a line about a failure to standard error, after the program's name.
 void warn(std::string_view line);
 
-/// Prints a line about what was done to standard error, unless --quiet.
+/// Prints a line about what was done to standard error, unless --quiet; after a trial it says that
+/// nothing was.
 void note(const Context& context, std::string_view line);
 
 /// The system's words for an error number.

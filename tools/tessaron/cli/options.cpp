@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 
+#include "cli/context.h"
 #include "cli/settings_store.h"
 #include "support/spelling.h"
 #include "support/text.h"
@@ -53,6 +54,8 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
     if (const std::string error = collectionError(path, editable); !error.empty())
       throw CLI::ValidationError("TESSARON_COLLECTION", error);
   });
+  if (!editable) return;
+  verb.add_flag("--dry-run", editSession().isTrial, "Print what would change, write nothing");
 }
 
 void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {

@@ -17,7 +17,8 @@ namespace tessaron::tool {
 std::string usualCollection();
 
 /// Adds the option -c,--collection FILE. Without it `path` becomes the usual collection as soon as
-/// the verb is chosen; it is a usage error when there is none. With `editable` "-" is refused.
+/// the verb is chosen; it is a usage error when there is none. With `editable` "-" is refused,
+/// and --dry-run makes a trial of the run's edits.
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
 /// The forms in which verbs give their results: a table for people, or one for programs.

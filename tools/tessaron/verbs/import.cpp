@@ -38,7 +38,6 @@ struct Options {
   std::vector<std::string> maps;
   std::string sortLanguage;
   bool json = false;
-  bool dryRun = false;
 };
 
 /// A file or folder with items, and the summary of its import.
@@ -228,14 +227,14 @@ void report(const std::vector<Source>& sources, const ImportCounts& counts,
   if (options.json) {
     ordered_json document{{"read", counts.read},       {"added", counts.added},
                           {"updated", counts.updated}, {"skipped", counts.skipped},
-                          {"rejected", rejected},      {"dryRun", options.dryRun}};
+                          {"rejected", rejected},      {"dryRun", editSession().isTrial}};
     for (const Source& source : sources) document["sources"].push_back(recognized(source));
     printJson(document);
   } else {
-    if (options.dryRun) std::ranges::for_each(sources, describe);
+    if (editSession().isTrial) std::ranges::for_each(sources, describe);
     print(fmt::format("read {}, added {}, updated {}, skipped {}, rejected {}{}\n", counts.read,
                       counts.added, counts.updated, counts.skipped, rejected.size(),
-                      options.dryRun ? " (nothing written)" : ""));
+                      editSession().isTrial ? " (nothing written)" : ""));
   }
   flushOutput();
 }
@@ -256,14 +255,13 @@ int run(const Options& options, const Context& context) {
   }
   for (const Source& source : sources)
     if (source.items == 0) explainEmpty(source);
-  changeCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Create,
-                   import);
+  changeCollection(options.collection, EditMode::Create, import, !options.json);
   if (import.readFailed()) throw Failure{kNoInput, {}, "a file could not be read a second time"};
   const ImportCounts& counts = import.counts();
   try {
     report(sources, counts, options);  // only when the file is written
   } catch (Failure& failure) {
-    failure.reason += options.dryRun ? "" : "; the collection is saved";
+    failure.reason += editSession().isTrial ? "" : "; the collection is saved";
     throw;
   }
   return counts.read > counts.rejected.size() ? kDone : kFailed;
@@ -303,8 +301,6 @@ void addImport(CLI::App& app, Context& context) {
       ->allow_extra_args(false);
   addSortLanguageOption(*verb, options->sortLanguage);
   verb->add_flag("--json", options->json, "Print the counts as JSON");
-  verb->add_flag("--dry-run", options->dryRun,
-                 "Tell what was recognized and what would happen, write nothing");
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });
