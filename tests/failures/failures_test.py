@@ -96,7 +96,7 @@ class Scene:
 
     def run(self, folder, failure="", command=None, **options):
         environment = dict(os.environ, LC_ALL="C.UTF-8", TESSARON_SETTINGS=str(folder / "config/settings.db"),
-                           TESSARON_HOME=str(folder / "home"), XDG_RUNTIME_DIR=str(self.folder))
+                           TESSARON_HOME=str(folder / "home"), XDG_RUNTIME_DIR=str(self.folder), XDG_STATE_HOME=str(self.folder / "state"))
         if failure:
             environment.update(FAILURE=failure, LD_PRELOAD=os.environ["SHIM"])
         return subprocess.run([TOOL, *map(str, command or self.command)], cwd=folder, env=environment,

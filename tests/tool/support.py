@@ -18,6 +18,8 @@ SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
 RESPONSES = [SOURCE / "examples" / name for name in ("response.xml", "response_v3.xml")]
 os.environ["LC_ALL"] = "C.UTF-8"  # sorting and dates follow the user's language
 os.environ.pop("NO_COLOR", None)
+STATE = tempfile.TemporaryDirectory()  # of all tests of the program: the history of their collections
+os.environ["XDG_STATE_HOME"] = STATE.name
 os.environ["TESSARON_SETTINGS"] = "/dev/null/settings.db"  # not the user's: all have their defaults
 
 

@@ -157,7 +157,8 @@ void configure(CLI::App& app, Context& context) {
   for (const auto add :
        {addUse,   addImport, addAdd,        addList,   addShow,     addSet,      addEdit, addRemove,
         addDue,   addMerge,  addDuplicates, addExport, addStats,    addRecover,  addCart, addChart,
-        addCache, addScan,   addCodec,      addTheme,  addSettings, addSortForm, addSort, addHelp})
+        addCache, addScan,   addCodec,      addTheme,  addSettings, addSortForm, addSort,
+        addLog,   addUndo,   addHelp})
     add(app, context);
   refuseFlagValues(app);
 }

@@ -11,7 +11,7 @@
 #include "cli/paths.h"
 #include "cli/terminal.h"
 #include "platform/system.h"
-#include "records/record_json.h"
+#include "records/record_cells.h"
 #include "support/text.h"
 
 namespace tessaron::tool {

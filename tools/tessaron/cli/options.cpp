@@ -54,8 +54,11 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
     if (const std::string error = collectionError(path, editable); !error.empty())
       throw CLI::ValidationError("TESSARON_COLLECTION", error);
   });
-  if (!editable) return;
-  verb.add_flag("--dry-run", editSession().isTrial, "Print what would change, write nothing");
+  if (editable) addDryRunFlag(verb, "Print what would change, write nothing");
+}
+
+void addDryRunFlag(CLI::App& verb, const std::string& help) {
+  verb.add_flag("--dry-run", editSession().isTrial, help);
 }
 
 void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {

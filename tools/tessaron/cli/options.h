@@ -21,6 +21,9 @@ std::string usualCollection();
 /// and --dry-run makes a trial of the run's edits.
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
+/// Adds the flag --dry-run, which makes a trial of the run's edits (see EditSession).
+void addDryRunFlag(CLI::App& verb, const std::string& help);
+
 /// The forms in which verbs give their results: a table for people, or one for programs.
 enum class Form { Table, Json, Csv, Tsv, Html, Ics, Xml, Png };
 

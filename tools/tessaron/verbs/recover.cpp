@@ -37,8 +37,10 @@ Recovery save(const Options& options) {
     print(text);
     return true;
   };
-  Recovery recovery =
-      isFile ? recoverCollection(damaged, widePath(options.out)) : recover(damaged, toOutput);
+  const auto discard = [](std::string_view) { return true; };
+  Recovery recovery = editSession().isTrial ? recover(damaged, discard)
+                      : isFile ? recoverCollection(damaged, widePath(options.out))
+                               : recover(damaged, toOutput);
   damaged.requireRead();
   const std::string name = displayName(options.damaged);
   if (recovery.readError) throw Failure{kNoInput, name, recovery.readError.message};
@@ -80,6 +82,7 @@ void addRecover(CLI::App& app, Context& context) {
       "damaged themselves are left out.");
   verb->add_option("DAMAGED", options->damaged, "The damaged collection's file")->required();
   addOutputOption(*verb, options->out);
+  addDryRunFlag(*verb, "Tell what can be saved, write nothing");
   verb->add_flag("--force", options->force, "Replace the output if it exists");
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };

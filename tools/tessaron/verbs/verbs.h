@@ -32,5 +32,7 @@ void addSort(CLI::App& app, Context& context);
 void addCodec(CLI::App& app, Context& context);
 void addScan(CLI::App& app, Context& context);
 void addTheme(CLI::App& app, Context& context);
+void addLog(CLI::App& app, Context& context);
+void addUndo(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool
