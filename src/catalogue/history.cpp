@@ -225,7 +225,11 @@ std::vector<PastEdit> History::edits(std::error_code& error) const {
     std::error_code ignored;  // it was forgotten meanwhile
     const std::unique_ptr<File> file = openFile(pathOf(entry), {}, ignored);
     PastEdit edit;
-    if (!file || !readPastEdit(*file, edit)) continue;
+    if (!file) continue;
+    if (!readPastEdit(*file, edit)) {
+      edit = {};
+      edit.isDamaged = true;
+    }
     edit.number = entry.number;
     if (entry.isPending) edit.state = PastEdit::State::Interrupted;
     edits.push_back(std::move(edit));

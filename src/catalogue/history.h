@@ -31,6 +31,7 @@ struct PastEdit {
   std::size_t removed = 0;
   std::string firstItem;     ///< the ASIN of the first of them, or its title where it has none
   bool isTooLarge = false;   ///< the items' old texts are not kept
+  bool isDamaged = false;    ///< nothing but its number is known
   std::uint64_t undoes = 0;  ///< the number of the edit that it took back; 0: none
   int level = 0;             ///< 0 for an edit, 1 for one that takes back such, 2 for one of 1 ...
 };

@@ -56,13 +56,15 @@ void copyUserFields(const CRecord& known, CRecord& fresh) {
     fresh.hasIcon = true;
     fresh.icon = known.icon;
   }
-  if (hasStatus(known)) {
+  if (hasStatus(known) || !known.loans.empty()) {
     fresh.hasStatus = known.hasStatus;
     fresh.status = known.status;
     fresh.StatusTarget = known.StatusTarget;
     fresh.StatusBeginDate = known.StatusBeginDate;
     fresh.StatusEndDate = known.StatusEndDate;
+    fresh.loans = known.loans;
   }
+  if (known.copies != 1) fresh.copies = known.copies;
   if (!known.Notes.empty()) {
     fresh.hasNotes = known.hasNotes;
     fresh.Notes = known.Notes;

@@ -24,7 +24,7 @@ bool isOneOf(std::string_view name, std::initializer_list<std::string_view> name
 // Elements that stand once per entry of a list.
 bool isListed(std::string_view name) {
   return kListAttributeNames.find(name) < kListAttributeNames.size() ||
-         isOneOf(name, {"Language", "Review", "Disc", "Track", "Folder"});
+         isOneOf(name, {"Language", "Review", "Disc", "Track", "Folder", "Loan"});
 }
 
 // The parts of an editorial review as the web service delivers it: one text in a saved item.

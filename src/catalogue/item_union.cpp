@@ -98,6 +98,15 @@ class RecordUnion {
   void uniteField(const Field& /*field*/, OffersMember /*member*/) {}
   void uniteField(const Field& /*field*/, FoldersMember /*member*/) {}
 
+  void uniteField(const Field& /*field*/, CountMember count) {
+    ours_.*count = std::max(ours_.*count, theirs_.*count);
+  }
+  void uniteField(const Field& /*field*/, LoansMember loans) {
+    for (const CLoan& loan : theirs_.*loans)
+      if (std::ranges::find(ours_.*loans, loan) == (ours_.*loans).end())
+        (ours_.*loans).push_back(loan);
+  }
+
   template <typename Value>
   void uniteField(const Field& field, Value CRecord::*member) {
     Value& ours = ours_.*member;

@@ -36,6 +36,18 @@ struct COfferListing {
   bool operator==(const COfferListing&) const = default;
 };
 
+/// A loan of an item, or of one copy of it; or another status that waits until the loans end.
+/// Values may be read and written by any thread that has the loan to itself.
+struct CLoan {
+  std::int32_t status = 0;     ///< as CRecord::status: 0 to 3 for a loan, 4 to 7 for one that waits
+  std::u16string who;          ///< as CRecord::StatusTarget
+  std::uint16_t begin = 0;     ///< MS-DOS date, 0 for none, as the other two
+  std::uint16_t end = 0;       ///< when it is due
+  std::uint16_t returned = 0;  ///< when it ended; 0 while it is open
+
+  bool operator==(const CLoan&) const = default;
+};
+
 /// One item of the catalogue: a book, disc, film, game or other product, filled from the product
 /// web service and completed by the user.
 ///
@@ -135,6 +147,8 @@ class TESSARON_API CRecord : public CSimpleRecord {
   std::uint16_t StatusBeginDate = 0;
   std::uint16_t StatusEndDate = 0;  ///< due date
   std::vector<CFolderInfo> folders;
+  std::int32_t copies = 1;   ///< how many of it there are, 1 or more
+  std::vector<CLoan> loans;  ///< those that ended, oldest first, and open ones besides the status
 
   /// An empty record with seven empty custom-field slots.
   CRecord();

@@ -104,7 +104,8 @@ struct Columns {
   Columns() {
     for (const Field& field : kFields) {
       if (field.isPart || std::holds_alternative<OffersMember>(field.member) ||
-          std::holds_alternative<FoldersMember>(field.member)) {
+          std::holds_alternative<FoldersMember>(field.member) ||
+          std::holds_alternative<LoansMember>(field.member)) {
         continue;
       }
       if (isStatus(field)) {
@@ -304,10 +305,17 @@ class CellReader {
     record_.icon = icon.value_or(0);
     return {};
   }
+  std::string value(CountMember member, ValueKind) {
+    const std::optional<std::int32_t> count = text_.empty() ? 1 : number();
+    if (!count || *count < 1) return quoted(text_) + " is no number from 1 on";
+    record_.*member = *count;
+    return {};
+  }
   // No columns are made of them.
   std::string value(OffersMember, ValueKind) { return {}; }
   std::string value(ListingMember, ValueKind) { return {}; }
   std::string value(FoldersMember, ValueKind) { return {}; }
+  std::string value(LoansMember, ValueKind) { return {}; }
 
   std::string readCustomFields() {
     CRecord::Strings names, values;

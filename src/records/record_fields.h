@@ -23,6 +23,8 @@ using DiscsMember = std::vector<CRecord::Strings> CRecord::*;
 using OffersMember = std::vector<COffer> CRecord::*;
 using ListingMember = COfferListing CRecord::*;
 using FoldersMember = std::vector<CFolderInfo> CRecord::*;
+using CountMember = std::int32_t CRecord::*;
+using LoansMember = std::vector<CLoan> CRecord::*;
 
 /// Fields of several members.
 enum class CompositeField {
@@ -31,8 +33,9 @@ enum class CompositeField {
   CustomFields,  ///< customFieldNames, customFieldValues
 };
 
-using FieldMember = std::variant<TextMember, ListMember, DateMember, DiscsMember, OffersMember,
-                                 ListingMember, FoldersMember, CompositeField>;
+using FieldMember =
+    std::variant<TextMember, ListMember, DateMember, DiscsMember, OffersMember, ListingMember,
+                 FoldersMember, CountMember, LoansMember, CompositeField>;
 
 /// Where the element that holds a field is placed in an "Item".
 enum class XmlPlace {
@@ -196,6 +199,8 @@ inline constexpr auto kFields = [] {
       {.name = "StatusEndDate", .member = &R::StatusEndDate, .rule = kValue, .xml = {ItemDate, 2},
        .isPart = true},
       {.name = "folders", .member = &R::folders},
+      {.name = "copies", .member = &R::copies, .rule = kValue, .kind = kNumber},
+      {.name = "loans", .member = &R::loans},
   });
   // clang-format on
 }();

@@ -120,6 +120,23 @@ class ValueReader {
       return true;
     });
   }
+  void item(std::int32_t& count) {
+    if (integer(count) && count >= 1) return;
+    refuse('"' + path_ + "\" is no number from 1 on");
+    count = 1;
+  }
+  void item(CLoan& loan) {
+    readObject([&](const std::string& key) {
+      if (key == "value") return integer(loan.status), true;
+      if (key == "target") return item(loan.who), true;
+      if (key == "begin") return date(loan.begin), true;
+      if (key == "end") return date(loan.end), true;
+      if (key == "returned") return date(loan.returned), true;
+      if (key != "name") return false;
+      json_.skipValue();  // derived
+      return true;
+    });
+  }
   template <typename Item>
   void item(std::vector<Item>& list) {
     list.clear();

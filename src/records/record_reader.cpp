@@ -11,6 +11,7 @@
 #include "records/item_walk.h"
 #include "records/record.h"
 #include "records/record_fields.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 #include "support/xml/tiny_element.h"
 #include "support/xml/tree.h"
@@ -291,7 +292,29 @@ class ItemReader {
     }
   }
 
+  void readExtra(Element extra) {
+    forEachChild(extra, [this](Element child, std::string_view name) {
+      if (name == "Copies") record_.copies = std::max<std::int32_t>(parseDate(value(child)), 1);
+      if (name != "Loans") return;
+      record_.loans.clear();
+      forEachChild(child, "Loan", [this](Element loan) { readLoan(loan); });
+    });
+  }
+
+  void readLoan(Element element) {
+    const auto date = [&](const char* name) {
+      return parseIsoDate(element.attribute(name).value_or(""));
+    };
+    CLoan& loan = record_.loans.emplace_back();
+    loan.status = parseDate(fromUtf8(element.attribute("status").value_or("0")));
+    loan.who = fromUtf8(element.attribute("who").value_or(""));
+    loan.begin = date("from");
+    loan.end = date("until");
+    loan.returned = date("returned");
+  }
+
   void readCommonDetail(Element child, std::string_view name) {
+    if (name == "Tessaron") readExtra(child);
     if (name == "CustomFields") readCustomFields(child);
     if (name == reviewsName()) readCustomerReviews(child);
   }

@@ -122,6 +122,23 @@ class ValueWriter {
     item(folder.files);
     out_.endObject();
   }
+  void item(std::int32_t count) { out_.number(count); }
+  void item(const CLoan& loan) {
+    out_.beginObject();
+    out_.key("value");
+    out_.number(loan.status);
+    out_.key("name");
+    out_.text(statusLabel(loan.status));
+    out_.key("target");
+    out_.text(loan.who);
+    out_.key("begin");
+    date(loan.begin);
+    out_.key("end");
+    date(loan.end);
+    out_.key("returned");
+    date(loan.returned);
+    out_.endObject();
+  }
   template <typename Item>
   void item(const std::vector<Item>& list) {
     out_.beginArray();

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/system.h"
 #include "records/field_text.h"
 #include "records/item_text.h"
 #include "records/record.h"
 #include "records/record_fields.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 #include "support/xml/writer.h"
 
@@ -63,6 +65,23 @@ class ItemWriter {
 
   void writeExtra(Output& extra) {
     extra.element("Folders", [&](auto& folders) { writeFolders(folders); });
+    if (record_.copies != 1)
+      extra.text("Copies", tessaron::fromUtf8(std::to_string(record_.copies)));
+    if (record_.loans.empty()) return;
+    extra.element("Loans", [&](auto& loans) {
+      for (const CLoan& loan : record_.loans)
+        loans.element("Loan", [&](auto& element) { writeLoan(element, loan); });
+    });
+  }
+
+  static void writeLoan(Output& element, const CLoan& loan) {
+    element.attribute("status", loan.status);
+    element.attribute("who", loan.who);
+    for (const auto& [name, date] : {std::pair("from", loan.begin), std::pair("until", loan.end),
+                                     std::pair("returned", loan.returned)}) {
+      if (const std::string text = tessaron::isoDate(date); !text.empty())
+        element.attribute(name, tessaron::fromUtf8(text));
+    }
   }
 
   void writeFolders(Output& folders) {

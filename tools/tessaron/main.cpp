@@ -154,11 +154,11 @@ void configure(CLI::App& app, Context& context) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add :
-       {addUse,   addImport, addAdd,        addList,   addShow,     addSet,      addEdit, addRemove,
-        addDue,   addMerge,  addDuplicates, addExport, addStats,    addRecover,  addCart, addChart,
-        addCache, addScan,   addCodec,      addTheme,  addSettings, addSortForm, addSort,
-        addLog,   addUndo,   addHelp})
+  for (const auto add : {addUse,    addImport,  addAdd,      addList,     addShow,       addSet,
+                         addEdit,   addRemove,  addDue,      addMerge,    addDuplicates, addExport,
+                         addStats,  addRecover, addCart,     addChart,    addCache,      addScan,
+                         addCodec,  addTheme,   addSettings, addSortForm, addSort,       addLend,
+                         addBorrow, addReturn,  addLoans,    addLog,      addUndo,       addHelp})
     add(app, context);
   refuseFlagValues(app);
 }

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "catalogue/item_merge.h"
 #include "cli/failures.h"
@@ -12,6 +14,7 @@
 #include "cli/terminal.h"
 #include "platform/system.h"
 #include "records/record_cells.h"
+#include "support/dos_date.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -57,17 +60,55 @@ void CollectionReader::forEachRecord(bool detail,
 
 namespace {
 
-std::string cellOf(const CRecord& record, RecordColumn column, const SYSTEMTIME& now) {
-  std::string cell;
-  appendCell(record, column, now, cell);
-  return cell.empty() ? "(none)" : printable(cell);
+struct Change {
+  std::string_view field;
+  std::string before, after;
+};
+
+std::string orNone(const std::string& text) { return text.empty() ? "(none)" : printable(text); }
+
+/// Such as "Lent Mira 2026-11-22 - 2026-12-06, returned 2026-12-01".
+std::string loanText(const CLoan& loan) {
+  std::string text = toUtf8(statusLabel(loan.status)) + ' ' + toUtf8(loan.who);
+  if (loan.begin != 0 || loan.end != 0)
+    text += ' ' + isoDate(loan.begin) + " - " + isoDate(loan.end);
+  if (loan.returned != 0) text += ", returned " + isoDate(loan.returned);
+  return text;
+}
+
+std::string loansText(const CRecord& record) {
+  std::string text;
+  for (const CLoan& loan : record.loans) text += (text.empty() ? "" : "; ") + loanText(loan);
+  return text;
+}
+
+/// The fields in which the records differ.
+std::vector<Change> changesOf(const CRecord& before, const CRecord& after) {
+  // These say again what others say.
+  static const std::set<std::string_view> kDerived = {"status.value", "status.text", "status.due"};
+  static const SYSTEMTIME now = utcNow();
+  std::vector<Change> changes;
+  const auto add = [&](std::string_view field, std::string old, std::string changed) {
+    if (old != changed) changes.push_back({field, std::move(old), std::move(changed)});
+  };
+  for (std::size_t i = 0; i < recordColumns().size(); ++i) {
+    const auto column = static_cast<RecordColumn>(i);
+    if (kDerived.contains(recordColumns()[i]) && !statusLabel(before.status).empty() &&
+        !statusLabel(after.status).empty())
+      continue;
+    std::string old, changed;
+    appendCell(before, column, now, old);
+    appendCell(after, column, now, changed);
+    add(shortName(column), std::move(old), std::move(changed));
+  }
+  add("loans", loansText(before), loansText(after));
+  return changes;
 }
 
 }  // namespace
 
 void printChange(const EditedItem& item) {
   if (item.before == item.after) return;
-  static const SYSTEMTIME now = utcNow();
   const CRecord before = item.before.empty() ? CRecord() : recordOf(item.before);
   const CRecord after = item.after.empty() ? CRecord() : recordOf(item.after);
   const CRecord& named = item.after.empty() ? before : after;
@@ -75,17 +116,10 @@ void printChange(const EditedItem& item) {
   print(fmt::format("{}  {}  {}\n", what, printable(toUtf8(named.ASIN)),
                     printable(toUtf8(named.Title))));
   if (item.before.empty() || item.after.empty()) return;
-  bool isSame = true;
-  for (std::size_t i = 0; i < recordColumns().size(); ++i) {
-    const auto column = static_cast<RecordColumn>(i);
-    if (column == recordColumn("status.text")) continue;  // says again what its parts say
-    const std::string old = cellOf(before, column, now);
-    const std::string changed = cellOf(after, column, now);
-    if (old == changed) continue;
-    isSame = false;
-    print(fmt::format("  {}: {} -> {}\n", shortName(column), old, changed));
-  }
-  if (isSame) print("  (the same fields, written in another way)\n");
+  const std::vector<Change> changes = changesOf(before, after);
+  for (const auto& [field, old, changed] : changes)
+    print(fmt::format("  {}: {} -> {}\n", field, orNone(old), orNone(changed)));
+  if (changes.empty()) print("  (the same fields, written in another way)\n");
 }
 
 void requireEdited(const std::string& path, const EditResult& result) {

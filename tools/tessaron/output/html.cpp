@@ -315,6 +315,7 @@ class Page {
         std::min(record.customFieldNames.size(), record.customFieldValues.size());
     for (std::size_t i = 0; i < slots; ++i)
       fact(escaped(record.customFieldNames[i]), escaped(record.customFieldValues[i]));
+    if (record.copies > 1) fact("Copies", std::to_string(record.copies));
     fact("Added", isoDate(record.DateAdded));
     fact("ASIN", escaped(record.ASIN));
     if (const std::string address = toUtf8(record.DetailPageURL); isWebAddress(address))
@@ -335,7 +336,22 @@ class Page {
     for (std::size_t i = 0; i < record.discs.size(); ++i)
       list(record.discs.size() == 1 ? "Tracks" : fmt::format("Disc {}", i + 1), record.discs[i],
            "ol");
+    loans(record);
     reviews(record);
+  }
+
+  /// The loans besides that of the status.
+  void loans(const CRecord& record) {
+    if (record.loans.empty()) return;
+    out_ += "<section><h3>Loans</h3><ul>";
+    for (const CLoan& loan : record.loans) {
+      put("<li dir=\"auto\">{} {}", statusLabel(loan.status), escaped(loan.who));
+      for (const auto& [word, date] : {std::pair("from", loan.begin), std::pair("until", loan.end),
+                                       std::pair("returned", loan.returned)})
+        if (const std::string text = isoDate(date); !text.empty()) put(", {} {}", word, text);
+      out_ += "</li>";
+    }
+    out_ += "</ul></section>";
   }
 
   void list(std::string_view heading, const CRecord::Strings& items, std::string_view element) {

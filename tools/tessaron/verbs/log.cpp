@@ -26,12 +26,14 @@ struct Options {
 const char* stateName(const PastEdit& edit) {
   if (edit.state == PastEdit::State::TakenBack) return "taken back";
   if (edit.state == PastEdit::State::Interrupted) return "interrupted";
+  if (edit.isDamaged) return "damaged";
   return edit.isTooLarge ? "too large to take back" : "";
 }
 
 /// Such as "2 changed, 1 removed: EXB0000001, ...".
 std::string changesText(const PastEdit& edit) {
   std::string text;
+  if (edit.isDamaged) return text;
   const auto add = [&](std::size_t count, const char* what) {
     if (count > 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, what);
   };
@@ -47,14 +49,14 @@ std::string verbText(const PastEdit& edit) {
 }
 
 void writeRows(const std::vector<PastEdit>& edits, Form form, Output& output) {
-  output.write(separatedRow(form, {"number", "time", "verb", "undoes", "added", "changed",
-                                   "removed", "first", "state"}));
+  output.write(separatedRow(
+      form, {"number", "time", "verb", "undoes", "added", "changed", "removed", "first", "state"}));
   for (const PastEdit& edit : edits) {
-    output.write(separatedRow(
-        form, {std::to_string(edit.number), edit.time, edit.verb,
-               edit.undoes == 0 ? "" : std::to_string(edit.undoes), std::to_string(edit.added),
-               std::to_string(edit.changed), std::to_string(edit.removed), edit.firstItem,
-               stateName(edit)}));
+    output.write(
+        separatedRow(form, {std::to_string(edit.number), edit.time, edit.verb,
+                            edit.undoes == 0 ? "" : std::to_string(edit.undoes),
+                            std::to_string(edit.added), std::to_string(edit.changed),
+                            std::to_string(edit.removed), edit.firstItem, stateName(edit)}));
   }
 }
 

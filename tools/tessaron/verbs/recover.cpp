@@ -39,8 +39,8 @@ Recovery save(const Options& options) {
   };
   const auto discard = [](std::string_view) { return true; };
   Recovery recovery = editSession().isTrial ? recover(damaged, discard)
-                      : isFile ? recoverCollection(damaged, widePath(options.out))
-                               : recover(damaged, toOutput);
+                      : isFile              ? recoverCollection(damaged, widePath(options.out))
+                                            : recover(damaged, toOutput);
   damaged.requireRead();
   const std::string name = displayName(options.damaged);
   if (recovery.readError) throw Failure{kNoInput, name, recovery.readError.message};

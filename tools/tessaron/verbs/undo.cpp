@@ -32,10 +32,9 @@ void requireUndone(const Options& options, const UndoResult& result) {
   if (result.missing > 0) {
     const char* what = options.redo ? "undo" : "edit";
     throw Failure{kFailed, options.collection,
-                  result.edits.empty()
-                      ? fmt::format("there is no {} to take back", what)
-                      : fmt::format("there are only {} {}s to take back{}", result.edits.size(),
-                                    what, nothing)};
+                  result.edits.empty() ? fmt::format("there is no {} to take back", what)
+                                       : fmt::format("there are only {} {}s to take back{}",
+                                                     result.edits.size(), what, nothing)};
   }
   if (result.conflictCount == 0) return;
   std::string items;
@@ -69,7 +68,8 @@ void addUndo(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("undo", "Takes back the last edits of a collection");
   verb->footer(
       "Items that were changed or removed get back what they had, added ones go. All of the items\n"
-      "must be as the edits left them; otherwise those that are not are told, and nothing changes.\n"
+      "must be as the edits left them; otherwise those that are not are told, and nothing "
+      "changes.\n"
       "An undo is an edit, too: --redo takes it back. log lists the edits.");
   addCollectionOption(*verb, options->collection, true);
   verb->add_option("N", options->count, "How many edits")

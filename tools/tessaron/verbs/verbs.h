@@ -32,6 +32,10 @@ void addSort(CLI::App& app, Context& context);
 void addCodec(CLI::App& app, Context& context);
 void addScan(CLI::App& app, Context& context);
 void addTheme(CLI::App& app, Context& context);
+void addLend(CLI::App& app, Context& context);
+void addBorrow(CLI::App& app, Context& context);
+void addReturn(CLI::App& app, Context& context);
+void addLoans(CLI::App& app, Context& context);
 void addLog(CLI::App& app, Context& context);
 void addUndo(CLI::App& app, Context& context);
 
