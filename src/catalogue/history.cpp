@@ -14,9 +14,10 @@
 #include "platform/directory.h"
 #include "platform/system.h"
 #include "records/field_text.h"
-#include "records/item_text.h"
 #include "support/fingerprint.h"
 #include "support/text.h"
+#include "support/xml/scanner.h"
+#include "support/xml/tree.h"
 
 // A file of the history, all lines ending with a line feed:
 //
@@ -73,12 +74,22 @@ std::string labelOf(std::u16string_view text) {
   return label;
 }
 
+// The ASIN of an item; reads no further than that, which is at the front of what we write.
 std::u16string asinOf(std::string_view item) {
-  XmlTree tree;
-  tree.parse(item);
-  if (!tree.root()) return {};
-  const XmlTree::Element asin = tree.root().child(versionOf(tree.root()) == 3 ? "Asin" : "ASIN");
-  return asin ? std::u16string(trimmed(asin.elementText())) : std::u16string();
+  using Token = XmlScanner::Token;
+  XmlScanner scanner(item);
+  const std::string_view wanted = item.starts_with("<Details") ? "Asin" : "ASIN";
+  std::size_t begin = 0;
+  for (;;) {
+    const Token token = scanner.next();
+    if (token == Token::Finished || token == Token::Error || token == Token::Incomplete) return {};
+    if (scanner.name() != wanted) continue;
+    if (token == Token::Start && scanner.depth() == 2) begin = scanner.begin();
+    if (token != Token::End || scanner.depth() != 1) continue;
+    XmlTree tree;
+    tree.parse(item.substr(begin, scanner.end() - begin));
+    return std::u16string(trimmed(tree.root().elementText()));
+  }
 }
 
 // What people call an item by: its ASIN, or its title where it has none.

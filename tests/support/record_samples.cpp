@@ -118,6 +118,12 @@ CRecord randomRecord(std::uint32_t seed) {
   record.offers.resize(sample.below(3));
   for (COffer& offer : record.offers) offer.Nickname = offer.Availability = sample.text();
   record.folders.resize(sample.below(2));
+  record.copies = static_cast<std::int32_t>(1 + sample.below(3));
+  record.loans.resize(sample.below(3));
+  for (CLoan& loan : record.loans)
+    loan = {static_cast<std::int32_t>(sample.below(8)), sample.text(),
+            static_cast<std::uint16_t>(sample.below(2) * 0x5821), 0x5841,
+            static_cast<std::uint16_t>(sample.below(2) * 0x5842)};
   return record;
 }
 
@@ -131,6 +137,7 @@ CRecord asReadBack(const CRecord& record) {
     });
   }
   for (const ListMember list : kCustomFieldLists) makeLegal(back.*list);
+  for (CLoan& loan : back.loans) loan.who = legal(loan.who);
   for (Strings& disc : back.discs) {
     std::erase(disc, u"");
     makeLegal(disc);
@@ -150,6 +157,7 @@ std::string fieldsOf(const CRecord& record) {
   for (const std::string& name : recordColumns()) {
     cell.clear();
     appendCell(record, recordColumn(name), kNow, cell);
+    if (name == "copies" && record.copies == 1) continue;  // as most have
     if (!cell.empty()) out += (out.empty() ? "" : "|") + name + '=' + cell;
   }
   return out;

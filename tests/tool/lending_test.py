@@ -38,6 +38,7 @@ class Lending(ToolTest):
         self.assertRegex((self.folder / "page.html").read_text(), rf"<li[^>]*>Lent Mira, from {day}.*, returned {day}</li>")
         self.assert_failures([
             (1, "A1: it is lent to Ana already", "lend", "-c", "c.xml", "A1", "--to", "Bo"),
+            (1, "c.xml: no item matches", "loans", "-c", "c.xml", "status:favorite"),
             (1, "A9: there is no such item", "return", "-c", "c.xml", "A1", "A9"),
             (1, "A1: it is not with Mira but lent to Ana", "return", "-c", "c.xml", "A1", "--from", "Mira"),
             (2, "A1: tell who, with --to", "lend", "-c", "c.xml", "A1"),

@@ -3,9 +3,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/collection.h"
+#include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "output/csv.h"
 #include "output/json.h"
 #include "output/status.h"
@@ -21,6 +22,7 @@ namespace {
 
 struct Options {
   std::string collection;
+  std::vector<std::string> query;
   std::string output;
   bool all = false;
   Form form = Form::Table;
@@ -92,19 +94,21 @@ class LoanWriter {
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
-  CollectionReader collection(options.collection);
+  Selection items(options.collection, options.query);
   Output output(options.output);
   LoanWriter writer(options.form, output);
-  collection.forEachRecord(true, [&](const CRecord& record) {
+  items.forEachRecord(true, [&](const CRecord& record) {
     for (const CLoan& loan : openLoans(record)) writer.write(record, loan);
     if (!options.all) return;
     for (const CLoan& loan : endedLoans(record)) writer.write(record, loan);
   });
   writer.finish(context);
   output.finish();
-  if (writer.count() == 0 && options.form == Form::Table)
-    note(context, options.all ? "no loan is known" : "nothing is lent or borrowed");
-  return kDone;
+  if (writer.count() > 0) return kDone;
+  throw Failure{kFailed, items.name(),
+                !items.isWhole() && items.count() == 0 ? items.emptyReason()
+                : options.all                          ? "no loan is known"
+                                                       : "nothing is lent or borrowed"};
 }
 
 }  // namespace
@@ -112,8 +116,12 @@ int run(const Options& options, const Context& context) {
 void addLoans(CLI::App& app, Context& context) {
   const auto options = std::make_shared<Options>();
   CLI::App* verb = app.add_subcommand("loans", "Lists what is lent and borrowed, also of copies");
-  verb->footer("The loans are in the order of the items; those of one item by when they are due.");
+  verb->footer(
+      "The loans are in the order of the items; those of one item by when they are due. A QUERY\n"
+      "selects items (help query); its status and dates are those of the loan which is due first.\n"
+      "Exit code 1 when there is no loan.");
   addCollectionOption(*verb, options->collection, false);
+  addQueryArgument(*verb, options->query);
   CLI::Option* all = verb->add_flag("--all", options->all, "Also those that ended");
   verb->add_flag_callback(
           "--open", [options] { options->all = false; },
