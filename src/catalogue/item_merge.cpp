@@ -334,8 +334,14 @@ class Merger {
   }
 
   // Whether two reviews or discs are versions of one: they share a text that tells them from
-  // others.
+  // others; two loans share the person and the day on which they began.
   bool isSameEntry(Element base, Element next) const {
+    if (next.name() == "Loan") {
+      const auto isShared = [&](std::string_view name) {
+        return base.attribute(name) == next.attribute(name);
+      };
+      return isShared("status") && isShared("who") && isShared("from");
+    }
     const Elements children = next.children();
     return std::any_of(children.begin(), children.end(), [&](Element child) {
       if (child.name() == "Rating") return false;

@@ -408,7 +408,8 @@ bool isDetail(RecordColumn column) {
   const auto* composite = std::get_if<CompositeField>(&field.member);
   if (field.name == "NumberOfDiscs") return true;  // the discs are counted where it is not given
   // Icon and status are attributes of an item; the other structures are read on demand.
-  return field.xml.place == XmlPlace::Composite &&
+  return !std::holds_alternative<CountMember>(field.member) &&
+         field.xml.place == XmlPlace::Composite &&
          !(composite && *composite != CompositeField::CustomFields);
 }
 

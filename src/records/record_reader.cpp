@@ -268,6 +268,8 @@ class ItemReader {
       forEachChild(child, [this](Element attribute, std::string_view attributeName) {
         readAttribute(attribute, attributeName);
       });
+    } else if (name == "Tessaron") {
+      readExtra(child);
     } else if (record_.fullDetail) {
       if (name == "EditorialReviews") readEditorialReviews(child);
       if (name == "Tracks") readTracks(child);
@@ -287,6 +289,8 @@ class ItemReader {
       forEachChild(child, [&](Element entry, std::string_view) {
         detailsLists_[list].push_back(prose(entry));
       });
+    } else if (name == "Tessaron") {
+      readExtra(child);
     } else if (record_.fullDetail) {
       readCommonDetail(child, name);
     }
@@ -314,7 +318,6 @@ class ItemReader {
   }
 
   void readCommonDetail(Element child, std::string_view name) {
-    if (name == "Tessaron") readExtra(child);
     if (name == "CustomFields") readCustomFields(child);
     if (name == reviewsName()) readCustomerReviews(child);
   }

@@ -97,7 +97,8 @@ TEST(Loans, StayInAnItemWithAllThatOthersPutThere) {
   EditedCollection collection;
   ASSERT_FALSE(collection.parse(
       "<PriceTracker><Items><Item><ASIN>1</ASIN><Tessaron a=\"b\"><Folders/><Mine>x</Mine><Loans>"
-      "<!--c--><Loan status=\"0\" who=\"&lt;Bo&gt;\" from=\"2024-01-02\" returned=\"2024-02-30\" "
+      "<!--c--><Loan x=\"y\" status=\"0\" who=\"&lt;Bo&gt;\" from=\"2024-01-02\" "
+      "returned=\"2024-02-30\" "
       "/></Loans></Tessaron></Item></Items></PriceTracker>"));
   EXPECT_EQ(shown(collection.records()[0]), " | 0<Bo>.2..");
   CRecord record = collection.records()[0];
@@ -107,7 +108,7 @@ TEST(Loans, StayInAnItemWithAllThatOthersPutThere) {
   ASSERT_TRUE(collection.update(0, record));
   EXPECT_EQ(shown(collection.records()[0]), "0Mira.1.9. | 0<Bo>.2..4");
   EXPECT_EQ(collection.records()[0].copies, 2);
-  for (const char* kept : {" a=\"b\"", "<Mine>x</Mine>", "<!--c-->"})
+  for (const char* kept : {" a=\"b\"", " x=\"y\"", "<Mine>x</Mine>", "<!--c-->"})
     EXPECT_NE(collection.text().find(kept), std::string::npos) << kept << collection.text();
 
   ImportCounts counts;

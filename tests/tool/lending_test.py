@@ -68,7 +68,7 @@ class Lending(ToolTest):
         for path in (self.folder / "state").rglob("*.edit"):
             self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
 
-        self.file.write_text(states[4].replace("New", "Newer"))
+        self.file.write_text(states[4].replace(">New<", ">Newer<"))
         self.assert_failures([
             (1, r"c.xml: an item is not as edit \d+ \(import, .*\) left it: A1; nothing is changed",
              "undo", "-c", "c.xml"),
