@@ -137,45 +137,46 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
   return summary;
 }
 
+// Makes the item of a source what is stored of it.
+Import::Found Import::prepare(SourceItem& item, bool isOwn, std::string& text) const {
+  CRecord& record = item.record;
+  Found found;
+  found.item.isRecord = true;
+  found.item.isOwn = isOwn;
+  found.item.isDated = item.isDated;
+  record.ASIN = trimmed(record.ASIN);
+  found.item.isKeyMade = record.ASIN.empty() || isMadeKey(record.ASIN);
+  if (record.ASIN.empty()) record.ASIN = keyOf(item);
+  record.postProcess();
+  if (found.item.isKeyMade) found.number = productNumberOf(record);
+  found.key = record.ASIN;
+  text = itemText(std::move(record));
+  found.item.size = text.size();
+  return found;
+}
+
 std::size_t Import::add(RecordSource& source) {
-  struct Found {
-    std::u16string key;
-    std::optional<std::u16string> number;
-    Incoming item;
-  };
   std::vector<Found> found;
   std::vector<ImportCounts::Rejection> rejected;
   ScratchFile scratch;
+  std::string text;
   std::size_t count = 0;
-  for (;; ++count) {
-    SourceItem item;
-    if (!source.next(item)) break;
-    CRecord& record = item.record;
-    if (item.error.empty() && trimmed(record.Title).empty()) item.error = "it has no title";
+  for (SourceItem item; source.next(item); item = {}) {
+    ++count;
+    if (item.error.empty() && trimmed(item.record.Title).empty()) item.error = "it has no title";
     if (!item.error.empty()) {
       rejected.push_back(
-          {responses_.size(), count + 1, item.line, record.Title, std::move(item.error)});
+          {responses_.size(), count, item.line, item.record.Title, std::move(item.error)});
       continue;
     }
-    Incoming incoming{nullptr, scratch.size(), 0};
-    incoming.isRecord = true;
-    incoming.isOwn = source.summary().isOwn;
-    record.ASIN = trimmed(record.ASIN);
-    incoming.isKeyMade = record.ASIN.empty() || isMadeKey(record.ASIN);
-    if (record.ASIN.empty()) record.ASIN = keyOf(item);
-    incoming.isDated = item.isDated;
-    record.postProcess();
-    std::optional<std::u16string> number;
-    if (incoming.isKeyMade) number = productNumberOf(record);
-    std::u16string key = record.ASIN;
-    const std::string text = itemText(std::move(record));
-    incoming.size = text.size();
-    found.push_back({std::move(key), std::move(number), incoming});
-    if (!scratch.write(text)) break;
+    found.push_back(prepare(item, source.summary().isOwn, text));
+    found.back().item.offset = scratch.size();
+    readFailed_ = readFailed_ || !scratch.write(text);
+    if (readFailed_) break;
   }
   if (source.error()) return count;
   std::unique_ptr<File> file = scratch.take();
-  if (!file) readFailed_ = true;
+  readFailed_ = readFailed_ || !file;
   counts_.read += count;
   std::ranges::move(rejected, std::back_inserter(counts_.rejected));
   for (Found& each : found) {

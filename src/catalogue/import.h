@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -77,9 +78,9 @@ class TESSARON_API Import : public ItemEdit {
  private:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   struct Incoming {
-    File* response;
-    std::uint64_t offset;
-    std::size_t size;
+    File* response = nullptr;
+    std::uint64_t offset = 0;
+    std::size_t size = 0;
     std::size_t next = kNone;  // the next item with the same key
     bool isFirst = false;      // no item before it has its key
     bool done = false;         // it was taken over
@@ -88,11 +89,17 @@ class TESSARON_API Import : public ItemEdit {
     bool isOwn = false;        // of an export of ours, whose texts stay as they are
     bool isKeyMade = false;    // it has no ASIN
   };
+  struct Found {  // in a source
+    std::u16string key;
+    std::optional<std::u16string> number;  // of the product
+    Incoming item;
+  };
   struct Chain {  // of the items with one key
     std::size_t first;
     std::size_t last;
   };
 
+  Found prepare(SourceItem& item, bool isOwn, std::string& text) const;
   void enlist(std::u16string key, Incoming item);
   void noteResponses();
   void findNumber(const CRecord& known, bool isKeyMade, std::vector<std::size_t>& found);

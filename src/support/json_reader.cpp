@@ -71,41 +71,45 @@ JsonReader::Token JsonReader::next() {
   return token_;
 }
 
-JsonReader::Token JsonReader::scan() {
-  for (;;) {
-    skipBlanks();
+// Moves to the first byte of a token, past a colon or a comma that is to come. False when the colon
+// is missing.
+bool JsonReader::skipSeparator() {
+  skipBlanks();
+  const int c = peek();
+  const bool isComma = expect_ == Expect::CommaOrEnd && c == ',';
+  if (expect_ == Expect::Colon && c != ':') {
     tokenPlace_ = place_;
-    const int c = peek();
-    switch (expect_) {
-      case Expect::Nothing:
-        return c == kEnd && !unreadable_
-                   ? Token::End
-                   : fail("the document goes on with " + quoted(c) + " behind its end");
-      case Expect::Colon:
-        if (c != ':') return fail("a colon is missing; there is " + quoted(c));
-        advance();
-        expect_ = Expect::Value;
-        continue;
-      case Expect::CommaOrEnd:
-        if (c == ',') {
-          advance();
-          expect_ = inArray() ? Expect::Value : Expect::Key;
-          continue;
-        }
-        if (c == '}' || c == ']') return close(static_cast<char>(c));
-        return fail("a comma or a closing bracket is missing; there is " + quoted(c));
-      case Expect::Key:
-      case Expect::KeyOrEnd:
-        if (c == '}' && expect_ == Expect::KeyOrEnd) return close('}');
-        if (c != '"') return fail("a key in quotation marks is missing; there is " + quoted(c));
-        return string(Token::Key);
-      case Expect::ValueOrEnd:
-        if (c == ']') return close(']');
-        [[fallthrough]];
-      case Expect::Value:
-        if (c == kEnd) return fail("a value is missing; there is " + quoted(c));
-        return value(static_cast<char>(c));
-    }
+    return false;
+  }
+  if (isComma || expect_ == Expect::Colon) {
+    advance();
+    expect_ = isComma && !inArray() ? Expect::Key : Expect::Value;
+    skipBlanks();
+  }
+  tokenPlace_ = place_;
+  return true;
+}
+
+JsonReader::Token JsonReader::scan() {
+  if (!skipSeparator()) return fail("a colon is missing; there is " + quoted(peek()));
+  const int c = peek();
+  const bool isEnd = c == '}' || c == ']';
+  switch (expect_) {
+    case Expect::Nothing:
+      if (c == kEnd && !unreadable_) return Token::End;
+      return fail("the document goes on with " + quoted(c) + " behind its end");
+    case Expect::CommaOrEnd:
+      if (isEnd) return close(static_cast<char>(c));
+      return fail("a comma or a closing bracket is missing; there is " + quoted(c));
+    case Expect::Key:
+    case Expect::KeyOrEnd:
+      if (c == '}' && expect_ == Expect::KeyOrEnd) return close('}');
+      if (c == '"') return string(Token::Key);
+      return fail("a key in quotation marks is missing; there is " + quoted(c));
+    default:
+      if (c == ']' && expect_ == Expect::ValueOrEnd) return close(']');
+      if (c == kEnd) return fail("a value is missing; there is " + quoted(c));
+      return value(static_cast<char>(c));
   }
 }
 
@@ -188,6 +192,7 @@ JsonReader::Token JsonReader::number() {
 
 JsonReader::Token JsonReader::string(Token token) {
   text_.clear();
+  highEnd_ = 0;
   if (token == Token::Key) expect_ = Expect::Colon;
   advance();
   for (int c = peek(); c != '"'; c = peek()) {
@@ -224,39 +229,26 @@ bool JsonReader::hexUnit(char32_t& unit) {
 // Reads an escape at its backslash. A surrogate without its partner becomes U+FFFD.
 bool JsonReader::escape() {
   constexpr std::string_view kLetters = "\"\\/bfnrt", kMeanings = "\"\\/\b\f\n\r\t";
+  constexpr std::size_t kReplacementSize = 3;
   advance();
-  int c = peek();
+  const int c = peek();
   if (c == kEnd) return false;
   if (const std::size_t at = kLetters.find(static_cast<char>(c)); at != kLetters.npos) {
     text_ += kMeanings[at];
     advance();
     return true;
   }
-  char32_t unit = 0;
   if (c != 'u') return false;
   advance();
+  char32_t unit = 0;
   if (!hexUnit(unit)) return false;
-  while ((unit & 0xFC00) == 0xD800 && peek() == '\\') {
-    advance();
-    if (c = peek(); c != 'u') {  // another escape follows the lone surrogate
-      appendUtf8(text_, unit);
-      const std::size_t at = c == kEnd ? kLetters.npos : kLetters.find(static_cast<char>(c));
-      if (at == kLetters.npos) return false;
-      text_ += kMeanings[at];
-      advance();
-      return true;
-    }
-    advance();
-    char32_t second = 0;
-    if (!hexUnit(second)) return false;
-    if ((second & 0xFC00) == 0xDC00) {
-      unit = 0x10000 + ((unit & 0x3FF) << 10) + (second & 0x3FF);
-    } else {
-      appendUtf8(text_, unit);
-      unit = second;
-    }
+  if ((unit & 0xFC00) == 0xDC00 && highEnd_ > 0 && highEnd_ == text_.size()) {
+    text_.resize(highEnd_ - kReplacementSize);
+    unit = 0x10000 + ((high_ & 0x3FF) << 10) + (unit & 0x3FF);
   }
   appendUtf8(text_, unit);
+  high_ = unit;
+  highEnd_ = (unit & 0xFC00) == 0xD800 ? text_.size() : 0;
   return true;
 }
 

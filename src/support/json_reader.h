@@ -64,6 +64,7 @@ class TESSARON_API JsonReader {
   int peek();
   void advance();
   void skipBlanks();
+  bool skipSeparator();
   Token scan();
   Token value(char first);
   Token open(char bracket);
@@ -89,6 +90,8 @@ class TESSARON_API JsonReader {
   TextPlace tokenPlace_{1, 1};
   Token token_ = Token::Null;
   std::string text_;
+  char32_t high_ = 0;        // a surrogate that waits for its partner
+  std::size_t highEnd_ = 0;  // where its U+FFFD in the text ends; 0 for none
   std::string error_;
 };
 

@@ -25,6 +25,17 @@ int takeNumber(std::string_view& text) {
   return size > 0 ? number : -1;
 }
 
+// Takes "-05" or "/5" from the front of `text`; -1 when it does not begin with a separator and a
+// number up to `max`.
+int takePart(std::string_view& text, int max) {
+  if (!text.starts_with('-') && !text.starts_with('/')) return -1;
+  std::string_view rest = text.substr(1);
+  const int number = takeNumber(rest);
+  if (number < 0 || number > max) return -1;
+  text = rest;
+  return number;
+}
+
 void appendTwoDigits(std::string& out, int number) {
   out += '-';
   out += static_cast<char>('0' + number / 10 % 10);
@@ -124,27 +135,15 @@ std::string givenNameFirst(std::string_view name) {
 std::string plainDate(std::string_view text) {
   if (text.starts_with('[') && text.ends_with(']')) text = text.substr(1, text.size() - 2);
   std::string_view rest = text;
-  const auto separator = [&rest] {
-    if (!rest.starts_with('-') && !rest.starts_with('/')) return false;
-    rest.remove_prefix(1);
-    return true;
-  };
-  const std::size_t before = rest.size();
   const int year = takeNumber(rest);
-  if (year < 0 || before - rest.size() != 4) return std::string(text);
+  if (text.size() - rest.size() != 4) return std::string(text);
   if (year < 1000) return {};  // the year 101 or 0 of programs that know none
+  const int month = takePart(rest, 12);
+  const int day = month < 0 ? -1 : takePart(rest, 31);
+  if (!rest.empty() && (day < 0 || (rest[0] != 'T' && rest[0] != ' '))) return std::string(text);
   std::string date(text.substr(0, 4));
-  if (!separator()) return rest.empty() ? date : std::string(text);
-  const int month = takeNumber(rest);
-  if (month < 0 || month > 12) return std::string(text);
-  if (month == 0) return date;
-  appendTwoDigits(date, month);
-  if (rest.empty()) return date;
-  if (!separator()) return std::string(text);
-  const int day = takeNumber(rest);
-  if (day < 0 || day > 31 || (!rest.empty() && rest[0] != 'T' && rest[0] != ' '))
-    return std::string(text);
-  if (day > 0) appendTwoDigits(date, day);
+  if (month > 0) appendTwoDigits(date, month);
+  if (month > 0 && day > 0) appendTwoDigits(date, day);
   return date;
 }
 

@@ -124,9 +124,7 @@ void lentTo(const Cell& cell) {
 void lentFrom(const Cell& cell) {
   cell.record.StatusBeginDate = parseIsoDate(plainDate(cell.text));
 }
-void lentUntil(const Cell& cell) {
-  cell.record.StatusEndDate = parseIsoDate(plainDate(cell.text));
-}
+void lentUntil(const Cell& cell) { cell.record.StatusEndDate = parseIsoDate(plainDate(cell.text)); }
 
 // A volume says nothing without a series, which stands in front of it.
 void volume(const Cell& cell) {
