@@ -291,7 +291,7 @@ void addImport(CLI::App& app, Context& context) {
   addCollectionOption(*verb, options->collection, true);
   verb->add_option("FILE", options->files, "The files; - for standard input")->required();
   verb->add_option("--from", options->from, "The format, if it is not to be recognized")
-      ->check(CLI::IsMember({"json", "csv", "tsv", "xml", "tellico", "opf"}))
+      ->check(CLI::IsMember({"json", "csv", "tsv", "xml", "tellico", "opf"}).description(""))
       ->type_name("json|csv|tsv|xml|tellico|opf");
   verb->add_option(
           "--map", options->maps,
