@@ -1,6 +1,7 @@
 #include "catalogue/duplicates.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 #include <unordered_map>
 #include <utility>
@@ -14,15 +15,22 @@
 namespace tessaron {
 namespace {
 
+// A key in 64 bits. Among a million keys two are the same by chance once in 30 million collections.
+std::uint64_t shortKey(std::u16string_view key) {
+  std::uint64_t hash = 0xCBF29CE484222325U;  // FNV-1a over units
+  for (const char16_t unit : key) hash = (hash ^ unit) * 0x100000001B3U;
+  return hash;
+}
+
 // What a record has in common with others of the same title: one key for each person.
-std::set<std::u16string> titleKeys(const CRecord& record) {
+std::set<std::uint64_t> titleKeys(const CRecord& record) {
   const std::u16string title = titleKey(record.Title);
-  std::set<std::u16string> keys;
+  std::set<std::uint64_t> keys;
   if (title.empty()) return keys;
   const std::u16string group = foldText(record.ProductGroup);
   const auto add = [&](const std::u16string& person) {
     const std::u16string name = wordsKey(person);
-    if (!name.empty()) keys.insert(title + u'\n' + group + u'\n' + name);
+    if (!name.empty()) keys.insert(shortKey(title + u'\n' + group + u'\n' + name));
   };
   for (const CRecord::Strings* people : {&record.authors, &record.artists, &record.directors})
     for (const std::u16string& person : *people) add(person);
@@ -37,8 +45,8 @@ std::set<std::u16string> titleKeys(const CRecord& record) {
 struct Duplicates::Parts {
   ItemFile file;
   ItemsDigest digest;
-  std::unordered_map<std::u16string, std::size_t> names, titles;  // and their first items
-  std::unordered_map<std::uint64_t, std::size_t> byNumber;
+  // The first items of each key, by their places.
+  std::unordered_map<std::uint64_t, std::uint32_t> byName, byNumber, byTitle;
   std::vector<ProductNumbers> numbers;  // of all items
 };
 
@@ -56,25 +64,25 @@ XmlError Duplicates::find(std::unique_ptr<File> collection) {
     const ProductNumbers& numbers = parts_->numbers.emplace_back(productNumbers(record));
     const std::size_t known = pairs_.size();
     // Makes a pair with the first item of the key, unless there is one for another reason.
-    const auto see = [&](auto& firsts, auto key, Reason reason, std::u16string number) {
-      const auto [first, isNew] = firsts.try_emplace(std::move(key), place);
+    const auto see = [&](auto& firsts, std::uint64_t key, Reason reason, std::u16string number) {
+      const auto [first, isNew] = firsts.try_emplace(key, static_cast<std::uint32_t>(place));
       const bool isKnown =
           isNew || first->second == place ||
           std::any_of(pairs_.begin() + static_cast<std::ptrdiff_t>(known), pairs_.end(),
                       [&](const DuplicatePair& pair) { return pair.first == first->second; });
       if (!isKnown) pairs_.push_back({first->second, place, reason, std::move(number)});
     };
-    if (!record.ASIN.empty()) see(parts_->names, record.ASIN, Reason::Key, {});
+    if (!record.ASIN.empty()) see(parts_->byName, shortKey(record.ASIN), Reason::Key, {});
     for (const std::uint64_t number : numbers)
       if (number != 0) see(parts_->byNumber, number, Reason::Number, digitsOf(number));
-    for (const std::u16string& key : titleKeys(record)) see(parts_->titles, key, Reason::Title, {});
+    for (const std::uint64_t key : titleKeys(record)) see(parts_->byTitle, key, Reason::Title, {});
     for (std::size_t i = known; i < pairs_.size(); ++i)
       pairs_[i].isContrary = pairs_[i].reason == Reason::Title &&
                              isContrary(parts_->numbers[pairs_[i].first], numbers);
   });
-  parts_->names = {};
-  parts_->titles = {};
+  parts_->byName = {};
   parts_->byNumber = {};
+  parts_->byTitle = {};
   return error;
 }
 

@@ -57,7 +57,7 @@ class TESSARON_API Duplicates {
 
 /// The edit that makes one item of each item and those that are like it: the first stays, completed
 /// by the others as `uniteItems` tells. Items of different editions, and those of which a conflict
-/// is not settled, stay as they are.
+/// is not settled, stay as they are. Used by one thread at a time.
 class TESSARON_API JoinDuplicates : public ItemEdit {
  public:
   struct Counts {

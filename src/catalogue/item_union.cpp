@@ -94,37 +94,36 @@ class RecordUnion {
     ours_.icon = theirs_.icon;
   }
 
-  // These are not read from a text.
-  void uniteField(const Field& /*field*/, OffersMember /*member*/) {}
-  void uniteField(const Field& /*field*/, FoldersMember /*member*/) {}
+  // Offers and folders are not read from a text; what the extension holds is united there.
+  template <typename Other>
+  void uniteField(const Field& /*field*/, Other /*member*/) {}
 
-  void uniteField(const Field& /*field*/, CountMember count) {
-    ours_.*count = std::max(ours_.*count, theirs_.*count);
-  }
-  void uniteField(const Field& /*field*/, LoansMember loans) {
-    for (const CLoan& loan : theirs_.*loans)
-      if (std::ranges::find(ours_.*loans, loan) == (ours_.*loans).end())
-        (ours_.*loans).push_back(loan);
-  }
+  void uniteField(const Field& field, TextMember member) { uniteTexts(field, member); }
+  void uniteField(const Field& field, ListMember member) { uniteTexts(field, member); }
+  void uniteField(const Field& field, DiscsMember member) { uniteTexts(field, member); }
+  void uniteField(const Field& /*field*/, DateMember member) { fill(member); }
+  void uniteField(const Field& /*field*/, ListingMember member) { fill(member); }
 
+  // Takes the value of theirs if ours has none. False when both have one.
   template <typename Value>
-  void uniteField(const Field& field, Value CRecord::*member) {
-    Value& ours = ours_.*member;
+  bool fill(Value CRecord::*member) {
     const Value& theirs = theirs_.*member;
-    if (theirs == Value()) return;
-    if (ours == Value()) {
-      ours = theirs;
-      return;
-    }
-    if constexpr (std::is_same_v<Value, std::u16string> ||
-                  std::is_same_v<Value, CRecord::Strings> ||
-                  std::is_same_v<Value, std::vector<CRecord::Strings>>) {
-      const bool isNotes = field.name == "Notes";
-      if (isNotes ? ours == theirs : !isHandmade_ || isSame(ours, theirs)) return;
-      const Side side = settle(std::string(field.name), cellOf(ours_, field.name),
-                               cellOf(theirs_, field.name), rule_.preferred);
-      if (side == Side::Theirs) ours = theirs;
-    }
+    if (theirs == Value()) return true;
+    if (ours_.*member != Value()) return false;
+    ours_.*member = theirs;
+    return true;
+  }
+
+  template <typename Texts>
+  void uniteTexts(const Field& field, Texts CRecord::*member) {
+    if (fill(member)) return;
+    Texts& ours = ours_.*member;
+    const Texts& theirs = theirs_.*member;
+    const bool isNotes = field.name == "Notes";
+    if (isNotes ? ours == theirs : !isHandmade_ || isSame(ours, theirs)) return;
+    const Side side = settle(std::string(field.name), cellOf(ours_, field.name),
+                             cellOf(theirs_, field.name), rule_.preferred);
+    if (side == Side::Theirs) ours = theirs;
   }
 
   static std::string statusWords(const CRecord& record) {

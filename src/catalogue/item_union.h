@@ -41,7 +41,7 @@ struct ItemUnion {
 /// the notes, the icon and custom fields of the same name; in the other fields ours counts, unless
 /// theirs was entered by hand (it has no ASIN, or a made key): then those differ where the words
 /// do, whatever their order, case and accents. An ASIN takes the place of a made key. The
-/// extension "Tessaron" gets the elements of theirs that are not in it.
+/// extension "Tessaron" gets the elements of theirs that are not in it. For any thread.
 TESSARON_API ItemUnion uniteItems(std::string_view ours, std::string_view theirs,
                                   const UnionRule& rule);
 

@@ -1,5 +1,5 @@
 #pragma once
-// What titles and names have in common however they are written.
+// What titles and names have in common however they are written. For any thread.
 
 #include <string>
 #include <string_view>

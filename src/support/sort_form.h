@@ -1,5 +1,6 @@
 #pragma once
-// Sort forms of titles and names by the cataloging rules of their language.
+// Sort forms of titles and names by the cataloging rules of their language. All of it may be used
+// by any thread.
 
 #include <span>
 #include <string>

@@ -42,6 +42,20 @@ std::unique_ptr<File> openSeekable(const std::string& path) {
   return memoryFile(std::move(content));
 }
 
+void requireCollection(const std::string& path, const XmlError& error, bool isCollection) {
+  if (error.kind == XmlError::Kind::Unreadable)
+    throw Failure{kNoInput, displayName(path), error.message};
+  requireSound(path, error);
+  if (!isCollection)
+    throw Failure{kBadData, displayName(path), "this is no collection: it has no place for items"};
+}
+
+void requireSame(const std::string& path, bool isOutdated) {
+  if (isOutdated)
+    throw Failure{kFailed, path,
+                  "somebody else changed it meanwhile; nothing is changed, try again"};
+}
+
 void ConflictList::add(const ItemConflicts& item) {
   const std::string key = toUtf8(item.key), title = toUtf8(item.title);
   for (const FieldConflict& each : item.conflicts)

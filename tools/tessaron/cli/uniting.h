@@ -21,6 +21,12 @@ std::unique_ptr<File> openForEdit(const std::string& path);
 /// kNoInput.
 std::unique_ptr<File> openSeekable(const std::string& path);
 
+/// Fails with kNoInput or kBadData for what `error` tells about a collection that was read.
+void requireCollection(const std::string& path, const XmlError& error, bool isCollection);
+
+/// Fails when an edit found that the collection is not the one that was read for it.
+void requireSame(const std::string& path, bool isOutdated);
+
 /// The conflicts between items. Memory does not depend on their number.
 class ConflictList {
  public:

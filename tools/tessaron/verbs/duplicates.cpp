@@ -6,7 +6,6 @@
 
 #include "cli/collection.h"
 #include "cli/failures.h"
-#include "cli/input.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/paths.h"
@@ -140,9 +139,7 @@ int join(Duplicates& duplicates, const Options& options, const Context& context)
                    edit);
   if (edit.readFailed())
     throw Failure{kNoInput, options.collection, "it could not be read a second time"};
-  if (edit.isOutdated())
-    throw Failure{kFailed, options.collection,
-                  "somebody else changed it meanwhile; nothing is changed, try again"};
+  requireSame(options.collection, edit.isOutdated());
   const JoinDuplicates::Counts& counts = edit.counts();
   if (options.form == Form::Json) {
     printCounts({{"joined", counts.joined},
@@ -164,12 +161,7 @@ int run(const Options& options, const Context& context) {
   Duplicates duplicates;
   const XmlError error = duplicates.find(options.merge ? openForEdit(options.collection)
                                                        : openSeekable(options.collection));
-  if (error.kind == XmlError::Kind::Unreadable)
-    throw Failure{kNoInput, displayName(options.collection), error.message};
-  requireSound(options.collection, error);
-  if (!duplicates.isCollection())
-    throw Failure{kBadData, displayName(options.collection),
-                  "this is no collection: it has no place for items"};
+  requireCollection(options.collection, error, duplicates.isCollection());
   if (duplicates.pairs().empty())
     throw Failure{kFailed, displayName(options.collection), "no item is in it twice"};
   if (options.merge) return join(duplicates, options, context);

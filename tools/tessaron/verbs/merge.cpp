@@ -7,7 +7,6 @@
 #include "catalogue/merge_collections.h"
 #include "cli/collection.h"
 #include "cli/failures.h"
-#include "cli/input.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/paths.h"
@@ -50,13 +49,6 @@ UnionRule ruleOf(const Options& options) {
   return rule;
 }
 
-/// Fails when a collection could not be read for `error`.
-void requireRead(const std::string& path, const XmlError& error) {
-  if (error.kind == XmlError::Kind::Unreadable)
-    throw Failure{kNoInput, displayName(path), error.message};
-  requireSound(path, error);
-}
-
 void report(const MergeCollections::Counts& counts, const ConflictList& conflicts,
             const Options& options, const Context& context) {
   const bool isOpen = counts.openConflicts > 0;
@@ -80,18 +72,14 @@ int run(const Options& options, const Context& context) {
     throw Failure{kUsage, options.other, "a collection cannot be merged with itself"};
   ConflictList conflicts;
   MergeCollections merge(ruleOf(options), [&](const ItemConflicts& item) { conflicts.add(item); });
-  requireRead(options.collection, merge.readOurs(openForEdit(options.collection)));
-  requireRead(options.other, merge.readTheirs(openSeekable(options.other)));
-  if (!merge.isCollection())
-    throw Failure{kBadData, displayName(options.other),
-                  "this is no collection: it has no place for items"};
+  requireCollection(options.collection, merge.readOurs(openForEdit(options.collection)), true);
+  const XmlError theirError = merge.readTheirs(openSeekable(options.other));
+  requireCollection(options.other, theirError, merge.isCollection());
   changeCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Existing,
                    merge);
   if (merge.readFailed())
     throw Failure{kNoInput, displayName(options.other), "it could not be read a second time"};
-  if (merge.isOutdated())
-    throw Failure{kFailed, options.collection,
-                  "somebody else changed it meanwhile; nothing is changed, try again"};
+  requireSame(options.collection, merge.isOutdated());
   const MergeCollections::Counts& counts = merge.counts();
   report(counts, conflicts, options, context);
   if (counts.openConflicts == 0) return kDone;

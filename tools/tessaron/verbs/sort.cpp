@@ -81,42 +81,43 @@ SortRules rulesFor(const Options& options) {
   return rules;
 }
 
-/// The library's sort form of a line, with the steps that led to it.
-SortForm libraryForm(std::u16string text, const Options& options) {
-  const bool hadComma = text.find(u',') != text.npos;
-  const std::u16string before = text;
+constexpr const char* kHasComma = "it has a comma, so it is a sort form";
+
+/// The library's sort forms, with the steps that led to them.
+SortForm libraryTitle(std::u16string title) {
   const int option = CCollationSystem::m_nOption;
-  SortForm form;
-  if (options.titles) {
-    const bool isMoved = CCollationSystem::ConvertTitle(text) != 0;
-    if (option == 1 || option == 2)
-      form.steps.push_back(fmt::format("titles stay under option {}", option));
-    else if (isMoved)
-      form.steps.emplace_back("the article goes to the end");
-    else
-      form.steps.emplace_back(hadComma ? "it has a comma, so it is a sort form"
-                                       : "it begins with neither \"The\" nor \"A\"");
-  } else {
-    const bool isMoved = CCollationSystem::ConvertName(text) != 0;
-    if (option == 3) {
-      form.steps.emplace_back("names stay under option 3");
-    } else {
-      std::u16string cased = before;
-      CCollationSystem::m_nOption = 1;
-      CCollationSystem::ConvertName(cased);
-      CCollationSystem::m_nOption = option;
-      if (cased != before) form.steps.emplace_back("every word gets a capital and small letters");
-      if (isMoved)
-        form.steps.emplace_back("the last word goes to the front");
-      else if (option == 1)
-        form.steps.emplace_back("the order of names stays under option 1");
-      else
-        form.steps.emplace_back(hadComma ? "it has a comma, so its order stays"
-                                         : "there is no word to go to the front");
-    }
-  }
-  form.text = std::move(text);
+  const bool hasComma = title.find(u',') != title.npos;
+  if (CCollationSystem::ConvertTitle(title) != 0)
+    return {std::move(title), {"the article goes to the end"}};
+  if (option == 1 || option == 2)
+    return {std::move(title), {fmt::format("titles stay under option {}", option)}};
+  return {std::move(title), {hasComma ? kHasComma : "it begins with neither \"The\" nor \"A\""}};
+}
+
+SortForm libraryName(std::u16string name) {
+  const int option = CCollationSystem::m_nOption;
+  if (option == 3) return {std::move(name), {"names stay under option 3"}};
+  SortForm form{name, {}};
+  const bool hasComma = name.find(u',') != name.npos;
+  const bool isMoved = CCollationSystem::ConvertName(form.text) != 0;
+  CCollationSystem::m_nOption = 1;  // the case alone
+  const std::u16string written = name;
+  CCollationSystem::ConvertName(name);
+  CCollationSystem::m_nOption = option;
+  if (name != written) form.steps.emplace_back("every word gets a capital and small letters");
+  if (isMoved)
+    form.steps.emplace_back("the last word goes to the front");
+  else if (option == 1)
+    form.steps.emplace_back("the order of names stays under option 1");
+  else
+    form.steps.emplace_back(hasComma ? kHasComma : "there is no word to go to the front");
   return form;
+}
+
+SortForm formOf(const std::u16string& text, const Options& options, const SortRules& rules) {
+  if (options.hasRules())
+    return options.titles ? titleSortForm(text, rules) : nameSortForm(text, rules);
+  return options.titles ? libraryTitle(text) : libraryName(text);
 }
 
 int sortForms(const Options& options) {
@@ -129,10 +130,7 @@ int sortForms(const Options& options) {
   }
   const LinePrinter printer;
   for (const std::string& line : readLines(options.input)) {
-    const std::u16string text = fromUtf8(line);
-    SortForm form = !options.hasRules() ? libraryForm(text, options)
-                    : options.titles    ? titleSortForm(text, rules)
-                                        : nameSortForm(text, rules);
+    const SortForm form = formOf(fromUtf8(line), options, rules);
     std::string out = toUtf8(form.text);
     if (options.explain && !line.empty()) out += '\t' + CLI::detail::join(form.steps, "; ");
     printer.print(out);
