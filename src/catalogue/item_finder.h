@@ -15,8 +15,7 @@ namespace tessaron {
 /// of its letters), or an EAN, UPC or ISBN in any form that `productNumber` knows, or words of a
 /// title or their beginnings, whatever case and accents. A stronger match goes before weaker ones,
 /// in that order; a title of exactly these words goes before longer titles, and whole words go
-/// before beginnings. Memory depends on
-/// the number of names alone. For one thread at a time.
+/// before beginnings. Memory depends on the number of names alone. For one thread at a time.
 class TESSARON_API ItemFinder {
  public:
   /// The most candidates of a name that are kept.

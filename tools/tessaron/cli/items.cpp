@@ -81,7 +81,7 @@ void requireFound(const ItemFinder& finder, const std::vector<std::string>& name
   for (std::size_t i = 0; i < names.size(); ++i) {
     const ItemFinder::Result& result = finder.result(i);
     if (result.count == 1) continue;
-    if (!reason.empty()) warn(where + ": " + reason);
+    if (!reason.empty()) warn(fmt::format("{}: {}", where, reason));
     listCandidates(where, names[i], result, room);
     reason = result.count == 0 ? missingReason(names[i])
                                : fmt::format("\"{}\" matches {} items; name one by its key",
