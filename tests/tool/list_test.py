@@ -59,7 +59,7 @@ class List(ToolTest):
             (2, 'settings: "sett" is no verb; did you mean set\\?', "settings", "sett"),
             (2, "--jsn.*did you mean --json", "list", "-c", "c.xml", "--jsn"),
             (2, '"-c" must come after the verb', "-c", "c.xml", "list"),
-            (2, "--collection is required", "list", "nonsense", "--", "-x"),
+            (2, "which collection", "list", "nonsense", "--", "-x"),
             (2, '"--colums" is no option; did you mean --columns', "list", "-c", "c.xml", "--colums"),
             (2, '"titel:x", character 1: "titel" is no field; did you mean Title', "list", "-c", "c.xml", "titel:x"),
             (2, '"ä year:x", character 8: "x" is no number', "list", "-c", "c.xml", "ä", "year:x"),
