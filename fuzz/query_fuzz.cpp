@@ -27,11 +27,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text = asText(data, size);
   std::string unknown;
   if (const auto order = ItemOrder::parse(text, unknown)) {
-    for (const CRecord& left : records())
-      for (const CRecord& right : records()) {
-        const auto a = order->keyOf(left, kNow), b = order->keyOf(right, kNow);
-        CHECK(!order->isBefore(a, b) || !order->isBefore(b, a));
-      }
+    std::vector<ItemOrder::Key> keys;
+    for (const CRecord& record : records()) keys.push_back(order->keyOf(record, kNow));
+    for (const ItemOrder::Key& left : keys)
+      for (const ItemOrder::Key& right : keys)
+        CHECK(!order->isBefore(left, right) || !order->isBefore(right, left));
   }
   tessaron::QueryError error;
   const auto query = Query::parse(text, kNow, error);

@@ -119,6 +119,20 @@ class Edit(ToolTest):
         self.tool("remove", "-c", "c.xml", "A3", "nameless")
         self.assertEqual(self.asins("c.xml"), ["A1", "A2"])
 
+    def test_items_of_a_query(self):
+        self.set("--notes", "Größe")
+        self.assertIn("2 items changed", self.tool("set", "-c", "c.xml", "--query", "-note:GROSSE", "--icon", "7").err)
+        self.assert_failures([
+            (1, 'no item matches "xyz"; nothing is changed', "remove", "-c", "c.xml", "--query", "xyz"),
+            (2, "the query is empty", "remove", "-c", "c.xml", "--query", " "),
+            (2, '"icn" is no field; did you mean icon', "set", "-c", "c.xml", "--query", "icn:7", "--no-icon"),
+            (2, "excludes", "remove", "-c", "c.xml", "A1", "--query", "icon:7"),
+            (2, "several items cannot have one key", "set", "-c", "c.xml", "--query", "A1", "--field", "ASIN=B"),
+            (2, "ITEM or --query QUERY is required", "remove", "-c", "c.xml"),
+        ], untouched=[self.file])
+        self.tool("remove", "-c", "c.xml", "--query", "icon:7")
+        self.assertEqual(self.asins("c.xml"), ["A1"])
+
     def test_usual_collection(self):
         self.setting(TESSARON_SETTINGS=self.folder / "settings.db")
         self.assertEqual(self.tool().out.count("\n"), 5)

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <utility>
 
 #include "cli/failures.h"
 #include "cli/options.h"
@@ -51,6 +52,31 @@ const CLI::App* queryVerb(const CLI::App& app, const std::vector<std::string>& w
   return nullptr;
 }
 
+/// Passes the items that match to an action.
+class MatchEdit : public ItemEdit {
+ public:
+  MatchEdit(Query query, const std::function<ItemChange(const ItemStream&)>& action)
+      : query_(std::move(query)), action_(action) {}
+
+  ItemChange change(const ItemStream& items) override {
+    CRecord record;
+    record.fullDetail = query_.needsDetail();
+    items.read(record);
+    if (!query_.matches(record)) return {};
+    keys_.push_back(record.ASIN);
+    return action_(items);
+  }
+
+  bool isForAll() const { return query_.isEmpty(); }
+  /// Of the items that the action was asked about.
+  const std::vector<std::u16string>& keys() const { return keys_; }
+
+ private:
+  Query query_;
+  const std::function<ItemChange(const ItemStream&)>& action_;
+  std::vector<std::u16string> keys_;
+};
+
 }  // namespace
 
 const CLI::App* findVerb(const CLI::App& app, const std::string& name) {
@@ -64,6 +90,18 @@ void addQueryArgument(CLI::App& verb, std::vector<std::string>& words) {
                   "Only items that match, such as: lent due:..7d -group:book \"two words\"; see "
                   "\"tessaron help query\"")
       ->type_name("");
+}
+
+void addQueryOption(CLI::App& verb, std::optional<std::string>& query) {
+  CLI::Option* items = verb.get_option("ITEM")->required(false);
+  verb.add_option("--query", query,
+                  "All items that match, instead of those named; see \"tessaron help query\"")
+      ->type_name("QUERY")
+      ->excludes(items);
+}
+
+void requireItems(const std::vector<std::string>& items, const std::optional<std::string>& query) {
+  if (items.empty() && !query) throw Failure{kUsage, {}, "ITEM or --query QUERY is required"};
 }
 
 std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv) {
@@ -113,6 +151,17 @@ Query parseQuery(const std::string& text) {
                   countCharacters(std::string_view(text).substr(0, error.place)) + 1);
   if (!error.unknownField.empty()) throwUnknownField(where, error.unknownField);
   throw Failure{kUsage, {}, where + error.message};
+}
+
+std::vector<std::u16string> changeMatching(
+    const std::string& path, const std::string& query,
+    const std::function<ItemChange(const ItemStream&)>& action) {
+  MatchEdit edit(parseQuery(query), action);
+  if (edit.isForAll()) throw Failure{kUsage, {}, "the query is empty: it means all items"};
+  changeCollection(path, EditMode::Existing, edit);
+  if (edit.keys().empty())
+    throw Failure{kFailed, path, fmt::format("no item matches \"{}\"; nothing is changed", query)};
+  return edit.keys();
 }
 
 Selection::Selection(const std::string& path, const std::vector<std::string>& words, bool twice)

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,12 @@ const CLI::App* findVerb(const CLI::App& app, const std::string& name);
 /// Adds the argument QUERY..., whose words are put together with blanks.
 void addQueryArgument(CLI::App& verb, std::vector<std::string>& words);
 
+/// Adds --query QUERY, which the verb takes in the place of its argument ITEM.
+void addQueryOption(CLI::App& verb, std::optional<std::string>& query);
+
+/// Fails with kUsage when neither items nor a query are given.
+void requireItems(const std::vector<std::string>& items, const std::optional<std::string>& query);
+
 /// The arguments of the process, last one first, as CLI::App::parse takes them. All words of a
 /// query are behind a "--", since some begin with a hyphen: those that name a field, or begin with
 /// no short option of the verb.
@@ -30,6 +37,13 @@ std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char**
 
 /// The query in a text. Fails with kUsage, and tells the place of the fault.
 Query parseQuery(const std::string& text);
+
+/// Changes the items that match a query, all in one rewrite of the file. Fails as `parseQuery` and
+/// `changeCollection` do; with kUsage for a query without terms, with kFailed when no item matches.
+/// Returns the keys of the items for which `action` was asked, in the order of the collection.
+std::vector<std::u16string> changeMatching(
+    const std::string& path, const std::string& query,
+    const std::function<ItemChange(const ItemStream&)>& action);
 
 /// The field of that name. Fails with kUsage, and the nearest name, when there is none.
 ItemField requireField(std::string_view name);

@@ -1,10 +1,12 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <optional>
 
 #include "cli/failures.h"
 #include "cli/items.h"
 #include "cli/options.h"
+#include "cli/selection.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {
@@ -13,14 +15,19 @@ namespace {
 struct Options {
   std::string collection;
   std::vector<std::string> items;
+  std::optional<std::string> query;
 };
 
 int run(const Options& options, const Context& context) {
-  const auto drop = [](const ItemStream&, std::span<const std::size_t>) {
-    return ItemChange{ItemChange::Kind::Drop, {}};
-  };
+  requireItems(options.items, options.query);
+  const ItemChange drop{ItemChange::Kind::Drop, {}};
+  const auto dropNamed = [&](const ItemStream&, std::span<const std::size_t>) { return drop; };
+  const auto dropMatching = [&](const ItemStream&) { return drop; };
   const std::size_t count =
-      changeItems(options.collection, itemNames(options.items), SameKey::All, drop).size();
+      options.query
+          ? changeMatching(options.collection, *options.query, dropMatching).size()
+          : changeItems(options.collection, itemNames(options.items), SameKey::All, dropNamed)
+                .size();
   note(context, fmt::format("{} item{} removed", count, count == 1 ? "" : "s"));
   return kDone;
 }
@@ -33,6 +40,7 @@ void addRemove(CLI::App& app, Context& context) {
   verb->footer(std::string(kItemsHelp) + "\nA key removes every item that has it.");
   addCollectionOption(*verb, options->collection, true);
   addItemArguments(*verb, options->items);
+  addQueryOption(*verb, options->query);
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

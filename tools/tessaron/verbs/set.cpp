@@ -9,6 +9,7 @@
 #include "cli/fields.h"
 #include "cli/items.h"
 #include "cli/options.h"
+#include "cli/selection.h"
 #include "cli/status_names.h"
 #include "records/field_text.h"
 #include "support/text.h"
@@ -20,6 +21,7 @@ namespace {
 struct Options {
   std::string collection;
   std::vector<std::string> items;
+  std::optional<std::string> query;
   std::optional<std::string> status;
   std::optional<std::string> target;
   std::optional<std::string> from;
@@ -115,19 +117,26 @@ std::u16string newKey(const Change& change) {
 }
 
 int run(const Options& options, const Context& context) {
+  requireItems(options.items, options.query);
   const Change change = makeChange(options);
-  const std::vector<std::string> names = itemNames(options.items);
+  const std::vector<std::string> names =
+      options.query ? std::vector<std::string>() : itemNames(options.items);
   const std::u16string key = newKey(change);
-  if (!key.empty() && names.size() > 1)
+  if (!key.empty() && (options.query || names.size() > 1))
     throw Failure{kUsage, {}, "several items cannot have one key"};
-  const auto action = [&](const ItemStream& items, std::span<const std::size_t>) {
+  const auto changeItem = [&](const ItemStream& items) {
     CRecord known;
     items.read(known);
     CRecord record = known;
     apply(change, record, options.collection);
     return changeTo(items, known, record);
   };
-  const auto changed = changeItems(options.collection, names, SameKey::First, action, key);
+  const auto changeNamed = [&](const ItemStream& items, std::span<const std::size_t>) {
+    return changeItem(items);
+  };
+  const auto changed =
+      options.query ? changeMatching(options.collection, *options.query, changeItem)
+                    : changeItems(options.collection, names, SameKey::First, changeNamed, key);
   note(context, changed.size() == 1 ? toUtf8(changed[0]) + " changed"
                                     : fmt::format("{} items changed", changed.size()));
   return kDone;
@@ -150,6 +159,7 @@ void addSet(CLI::App& app, Context& context) {
       "as custom.NAME always is.");
   addCollectionOption(*verb, options->collection, true);
   addItemArguments(*verb, options->items);
+  addQueryOption(*verb, options->query);
   CLI::Option* status = verb->add_option("--status", options->status, statusChoices());
   status->type_name("NAME");
   CLI::Option* target =
