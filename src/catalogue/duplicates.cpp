@@ -65,12 +65,12 @@ XmlError Duplicates::find(std::unique_ptr<File> collection) {
     const std::size_t known = pairs_.size();
     // Makes a pair with the first item of the key, unless there is one for another reason.
     const auto see = [&](auto& firsts, std::uint64_t key, Reason reason, std::u16string number) {
-      const auto [first, isNew] = firsts.try_emplace(key, static_cast<std::uint32_t>(place));
+      const std::size_t first =
+          firsts.try_emplace(key, static_cast<std::uint32_t>(place)).first->second;
       const bool isKnown =
-          isNew || first->second == place ||
           std::any_of(pairs_.begin() + static_cast<std::ptrdiff_t>(known), pairs_.end(),
-                      [&](const DuplicatePair& pair) { return pair.first == first->second; });
-      if (!isKnown) pairs_.push_back({first->second, place, reason, std::move(number)});
+                      [&](const DuplicatePair& pair) { return pair.first == first; });
+      if (first != place && !isKnown) pairs_.push_back({first, place, reason, std::move(number)});
     };
     if (!record.ASIN.empty()) see(parts_->byName, shortKey(record.ASIN), Reason::Key, {});
     for (const std::uint64_t number : numbers)

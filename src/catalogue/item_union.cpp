@@ -324,14 +324,17 @@ std::optional<std::string> uniteExtensions(std::string_view ours, std::string_vi
                                            std::vector<FieldConflict>& conflicts) {
   constexpr std::string_view kExtension = "Tessaron";
   XmlTree ourTree, theirTree;
-  if (theirTree.parse(theirs) || ourTree.parse(ours)) return std::nullopt;
-  const Element extension = theirTree.root().child(kExtension);
+  theirTree.parse(theirs);
+  ourTree.parse(ours);
+  const Element item = ourTree.root(), other = theirTree.root();
+  if (!item || !other) return std::nullopt;
+  const Element extension = other.child(kExtension);
   if (!extension) return std::nullopt;
   ExtensionUnion both(ours, theirs, rule, conflicts);
-  if (const Element known = ourTree.root().child(kExtension))
+  if (const Element known = item.child(kExtension))
     both.unite(known, extension);
   else
-    both.insert(ourTree.root(), std::string(extension.range().of(theirs)));
+    both.insert(item, std::string(extension.range().of(theirs)));
   if (both.isEmpty()) return std::nullopt;
   return both.apply();
 }
@@ -339,7 +342,8 @@ std::optional<std::string> uniteExtensions(std::string_view ours, std::string_vi
 int dialectOf(std::string_view item) {
   XmlTree tree;
   tree.parse(item);
-  return tree.root() ? versionOf(tree.root()) : 4;
+  const Element root = tree.root();
+  return root ? versionOf(root) : 4;
 }
 
 }  // namespace

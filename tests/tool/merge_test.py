@@ -74,5 +74,6 @@ class Merge(ToolTest):
         self.assert_failures([
             (1, "no item is in it twice", "duplicates", "-c", "d.xml"),
             (2, "--merge", "duplicates", "-c", "d.xml", "--prefer", "first"),
+            (2, "cannot be changed", "duplicates", "-c", "-", "--merge"),
             (66, "only a regular file", "duplicates", "-c", "/dev/null", "--merge"),
         ])

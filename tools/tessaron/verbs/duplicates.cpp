@@ -158,6 +158,8 @@ int join(Duplicates& duplicates, const Options& options, const Context& context)
 
 int run(const Options& options, const Context& context) {
   requireOtherFile(options.output, options.collection);
+  if (options.merge && options.collection == "-")
+    throw Failure{kUsage, {}, "--merge needs a file: standard input cannot be changed"};
   Duplicates duplicates;
   const XmlError error = duplicates.find(options.merge ? openForEdit(options.collection)
                                                        : openSeekable(options.collection));
