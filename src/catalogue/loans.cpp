@@ -6,7 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "catalogue/item_merge.h"
 #include "support/fold.h"
 #include "support/text.h"
 
@@ -132,39 +131,6 @@ std::string endLoan(CRecord& record, std::u16string_view who, std::uint16_t retu
   record.loans.push_back(*std::move(ending));
   putPending(record, std::move(pending));
   return {};
-}
-
-LoanEdit::LoanEdit(std::vector<Order> orders) : orders_(std::move(orders)) {
-  for (std::size_t i = 0; i < orders_.size(); ++i) byAsin_[orders_[i].asin].push_back(i);
-}
-
-ItemChange LoanEdit::change(const ItemStream& items) {
-  const auto found = byAsin_.find(items.asin());
-  if (found == byAsin_.end()) return {};
-  const std::vector<std::size_t> wanted = std::move(found->second);
-  byAsin_.erase(found);
-  CRecord known;
-  items.read(known);
-  CRecord record = known;
-  for (const std::size_t i : wanted) {
-    const auto& [asin, loan, begins] = orders_[i];
-    error_ = begins ? beginLoan(record, loan) : endLoan(record, loan.who, loan.returned);
-    if (error_.empty()) continue;
-    failed_ = i;
-    return {ItemChange::Kind::GiveUp, {}};
-  }
-  auto text = updateItem(items.item(), items.version(), known, record);
-  return text ? replaceItem(items, *std::move(text)) : ItemChange();
-}
-
-bool LoanEdit::accept() {
-  if (byAsin_.empty()) return true;
-  // The first of those that were not found, in the order in which they were given.
-  failed_ = std::min_element(byAsin_.begin(), byAsin_.end(), [](const auto& a, const auto& b) {
-              return a.second.front() < b.second.front();
-            })->second.front();
-  error_ = "there is no such item";
-  return false;
 }
 
 }  // namespace tessaron

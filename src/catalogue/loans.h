@@ -1,13 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "catalogue/edit.h"
 #include "records/record.h"
 #include "tessaron_export.h"
 
@@ -37,33 +34,5 @@ TESSARON_API std::string beginLoan(CRecord& record, const CLoan& loan);
 /// Ends the open loan of `who`, or the only one for an empty `who`, on the day `returned`. Returns
 /// why it cannot be, as a clause; empty when done. Case does not matter in `who`.
 TESSARON_API std::string endLoan(CRecord& record, std::u16string_view who, std::uint16_t returned);
-
-/// The edit that begins or ends loans of items, all that are ordered or none.
-class TESSARON_API LoanEdit : public ItemEdit {
- public:
-  /// What is to happen to one item. `begins` tells whether the loan begins, or that of `loan.who`
-  /// ends on `loan.returned`.
-  struct Order {
-    std::u16string asin;
-    CLoan loan;
-    bool begins = true;
-  };
-  /// Orders for the same item are carried out in their order.
-  explicit LoanEdit(std::vector<Order> orders);
-
-  ItemChange change(const ItemStream& items) override;
-  bool accept() override;
-
-  /// Why the edit was given up: the first order that cannot be carried out, and the reason as a
-  /// clause; empty when none.
-  const std::string& error() const { return error_; }
-  const Order& failed() const { return orders_[failed_]; }
-
- private:
-  std::vector<Order> orders_;
-  std::map<std::u16string, std::vector<std::size_t>, std::less<>> byAsin_;  // those left
-  std::string error_;
-  std::size_t failed_ = 0;
-};
 
 }  // namespace tessaron

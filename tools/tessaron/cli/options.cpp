@@ -57,8 +57,8 @@ void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
   if (editable) addDryRunFlag(verb, "Print what would change, write nothing");
 }
 
-void addDryRunFlag(CLI::App& verb, const std::string& help) {
-  verb.add_flag("--dry-run", editSession().isTrial, help);
+CLI::Option* addDryRunFlag(CLI::App& verb, const std::string& help) {
+  return verb.add_flag("--dry-run", editSession().isTrial, help);
 }
 
 void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offered) {

@@ -8,6 +8,7 @@
 
 namespace CLI {
 class App;
+class Option;
 }
 
 namespace tessaron::tool {
@@ -22,7 +23,7 @@ std::string usualCollection();
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
 /// Adds the flag --dry-run, which makes a trial of the run's edits (see EditSession).
-void addDryRunFlag(CLI::App& verb, const std::string& help);
+CLI::Option* addDryRunFlag(CLI::App& verb, const std::string& help);
 
 /// The forms in which verbs give their results: a table for people, or one for programs.
 enum class Form { Table, Json, Csv, Tsv, Html, Ics, Xml, Png };

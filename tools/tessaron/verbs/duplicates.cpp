@@ -25,7 +25,6 @@ struct Options {
   Form form = Form::Table;
   bool merge = false;
   std::string prefer;
-  bool dryRun = false;
 };
 
 /// A pair of items as programs get it.
@@ -135,8 +134,7 @@ int join(Duplicates& duplicates, const Options& options, const Context& context)
     rule.preferred = options.prefer == "first" ? Side::Ours : Side::Theirs;
   ConflictList conflicts;
   JoinDuplicates edit(duplicates, rule, [&](const ItemConflicts& item) { conflicts.add(item); });
-  changeCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Existing,
-                   edit);
+  changeCollection(options.collection, EditMode::Existing, edit, options.form != Form::Json);
   if (edit.readFailed())
     throw Failure{kNoInput, options.collection, "it could not be read a second time"};
   requireSame(options.collection, edit.isOutdated());
@@ -150,7 +148,7 @@ int join(Duplicates& duplicates, const Options& options, const Context& context)
     if (counts.conflicts > 0) conflicts.print(context, "First", "Later");
     print(fmt::format("joined {}, other editions {}, apart because of conflicts {}{}\n",
                       counts.joined, counts.editions, counts.conflicts,
-                      options.dryRun ? " (nothing written)" : ""));
+                      editSession().isTrial ? " (nothing written)" : ""));
   }
   flushOutput();
   return counts.conflicts == 0 ? kDone : kFailed;
@@ -194,9 +192,7 @@ void addDuplicates(CLI::App& app, Context& context) {
       ->type_name("first|later")
       ->check(CLI::IsMember({"first", "later"}))
       ->needs(merge);
-  verb->add_flag("--dry-run", options->dryRun,
-                 "With --merge: tell what would happen, write nothing")
-      ->needs(merge);
+  addDryRunFlag(*verb, "With --merge: print what would change, write nothing")->needs(merge);
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

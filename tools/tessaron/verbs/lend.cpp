@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <optional>
+#include <span>
+#include <sstream>
 
 #include "catalogue/loans.h"
 #include "cli/collection.h"
@@ -12,6 +14,7 @@
 #include "cli/input.h"
 #include "cli/items.h"
 #include "cli/options.h"
+#include "records/field_text.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -30,29 +33,22 @@ struct Options {
   bool begins = true;
 };
 
-/// A line of standard input, or an argument: an item and a person.
+/// An item and a person, as an argument or a line of standard input gives them.
 struct Named {
   std::string item;
   std::string who;
 };
 
-/// The lines of standard input as ITEM, or ITEM, a tab and WHO. Empty lines are skipped.
+/// The lines of standard input: ITEM, or ITEM, a tab and WHO. Blank lines are skipped.
 std::vector<Named> readNames(const std::string& who) {
   std::vector<Named> names;
-  const std::string text = readInput("-");
-  std::size_t line = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t end = std::min(text.find('\n', at), text.size());
-    std::string item = text.substr(at, end - at);
-    at = end + 1;
-    ++line;
-    if (item.ends_with('\r')) item.pop_back();
-    const std::size_t tab = item.find('\t');
-    Named named{item.substr(0, tab), tab == item.npos ? who : item.substr(tab + 1)};
-    if (itemName(item).empty()) continue;
-    if (itemName(named.item).empty())
-      throw Failure{kUsage, fmt::format("standard input:{}", line), "there is no item"};
-    names.push_back(std::move(named));
+  std::istringstream lines(readInput("-"));
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.ends_with('\r')) line.pop_back();
+    const std::size_t tab = line.find('\t');
+    if (line.find_first_not_of(" \t") == line.npos) continue;
+    names.push_back({line.substr(0, tab), tab == line.npos ? who : line.substr(tab + 1)});
   }
   return names;
 }
@@ -61,54 +57,67 @@ std::vector<Named> namesOf(const Options& options) {
   const std::string who = options.who.value_or("");
   std::vector<Named> names;
   for (const std::string& item : options.items) {
-    if (item != "-") {
+    if (item == "-") {
+      for (Named& named : readNames(who)) names.push_back(std::move(named));
+    } else {
       names.push_back({item, who});
-      continue;
     }
-    for (Named& named : readNames(who)) names.push_back(std::move(named));
   }
+  if (names.empty()) throw Failure{kFailed, {}, "standard input names no item"};
   return names;
 }
 
-std::vector<LoanEdit::Order> ordersOf(const Options& options) {
+/// The loans that are to begin or to end, one for each name.
+std::vector<CLoan> loansOf(const Options& options, const std::vector<Named>& names) {
   const std::uint16_t today = localToday();
   const std::uint16_t on = parseDate(options.on, today);
   CLoan loan;
   loan.status = options.status;
-  if (options.begins) loan.begin = on;
+  (options.begins ? loan.begin : loan.returned) = on;
   if (options.until) loan.end = parseDate(*options.until, today);
-  if (!options.begins) loan.returned = on;
-  std::vector<LoanEdit::Order> orders;
-  for (const Named& named : namesOf(options)) {
-    loan.who = itemName(named.who);
+  std::vector<CLoan> loans;
+  for (const Named& named : names) {
+    const std::u16string who = fromUtf8(named.who);
+    loan.who = trimmed(who);
     if (options.begins && loan.who.empty())
       throw Failure{
           kUsage,
           {},
           named.item + ": tell who, with " + (options.status == kLent ? "--to" : "--from")};
-    orders.push_back({itemName(named.item), loan, options.begins});
+    loans.push_back(loan);
   }
-  return orders;
+  return loans;
 }
 
 int run(const Options& options, const Context& context) {
-  const std::vector<LoanEdit::Order> orders = ordersOf(options);
-  LoanEdit edit(orders);
-  changeCollection(options.collection, EditMode::Existing, edit);
-  if (!edit.error().empty())
-    throw Failure{
-        kFailed, options.collection,
-        fmt::format("{}: {}; nothing is changed", toUtf8(edit.failed().asin), edit.error())};
+  const std::vector<Named> names = namesOf(options);
+  const std::vector<CLoan> loans = loansOf(options, names);
+  const auto action = [&](const ItemStream& items, std::span<const std::size_t> meant) {
+    CRecord known;
+    items.read(known);
+    CRecord record = known;
+    for (const std::size_t i : meant) {
+      const std::string error = options.begins ? beginLoan(record, loans[i])
+                                               : endLoan(record, loans[i].who, loans[i].returned);
+      if (!error.empty())
+        throw Failure{kFailed, options.collection,
+                      fmt::format("{}: {}; nothing is changed", names[i].item, error)};
+    }
+    return changeTo(items, known, record);
+  };
+  std::vector<std::string> items;
+  for (const Named& named : names) items.push_back(named.item);
+  const auto changed = changeItems(options.collection, items, SameKey::First, action);
   const char* what = !options.begins ? "returned" : options.status == kLent ? "lent" : "borrowed";
-  note(context, orders.size() == 1 ? fmt::format("{} {}", toUtf8(orders.front().asin), what)
-                                   : fmt::format("{} items {}", orders.size(), what));
+  note(context, changed.size() == 1 ? fmt::format("{} {}", toUtf8(changed.front()), what)
+                                    : fmt::format("{} items {}", changed.size(), what));
   return kDone;
 }
 
 std::shared_ptr<Options> addVerb(CLI::App& verb, Context& context) {
   const auto options = std::make_shared<Options>();
   addCollectionOption(verb, options->collection, true);
-  requireItemName(*verb.add_option("ITEM", options->items, "The items; - reads them")->required());
+  addItemArguments(verb, options->items);
   verb.callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });
@@ -116,9 +125,9 @@ std::shared_ptr<Options> addVerb(CLI::App& verb, Context& context) {
 }
 
 std::string footerOf(const std::string& first) {
-  return first +
-         "\nAn item - is standard input: one item a line, with a tab and WHO behind it where that "
-         "differs.\nAll items are changed, or none. DATE is YYYY-MM-DD, today, tomorrow or +14d.";
+  return first + '\n' + kItemsHelp +
+         "\nA line of standard input may name the person, too: ITEM, a tab, WHO.\n"
+         "DATE is YYYY-MM-DD, today, tomorrow, or +14d for days from today.";
 }
 
 void addLoanOptions(CLI::App& verb, Options& options, const char* whoOption) {

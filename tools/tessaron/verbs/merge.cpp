@@ -23,7 +23,6 @@ struct Options {
   bool theirs = false;
   bool newer = false;
   bool json = false;
-  bool dryRun = false;
 };
 
 /// The side whose file was written last.
@@ -61,7 +60,7 @@ void report(const MergeCollections::Counts& counts, const ConflictList& conflict
   } else {
     print(fmt::format("added {}, changed {}, unchanged {}, conflicts {}{}\n", counts.added,
                       counts.changed, counts.unchanged, counts.conflicts,
-                      options.dryRun ? " (nothing written)" : ""));
+                      editSession().isTrial ? " (nothing written)" : ""));
   }
   flushOutput();
 }
@@ -75,8 +74,7 @@ int run(const Options& options, const Context& context) {
   requireCollection(options.collection, merge.readOurs(openForEdit(options.collection)), true);
   const XmlError theirError = merge.readTheirs(openSeekable(options.other));
   requireCollection(options.other, theirError, merge.isCollection());
-  changeCollection(options.collection, options.dryRun ? EditMode::DryRun : EditMode::Existing,
-                   merge);
+  changeCollection(options.collection, EditMode::Existing, merge, !options.json);
   if (merge.readFailed())
     throw Failure{kNoInput, displayName(options.other), "it could not be read a second time"};
   requireSame(options.collection, merge.isOutdated());
@@ -115,7 +113,6 @@ void addMerge(CLI::App& app, Context& context) {
       ->excludes(ours)
       ->excludes(theirs->excludes(ours));
   verb->add_flag("--json", options->json, "Print counts and conflicts as JSON");
-  verb->add_flag("--dry-run", options->dryRun, "Tell what would happen, write nothing");
   verb->callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

@@ -52,11 +52,13 @@ int run(const Options& options, const Context& context) {
   EditOptions edit;
   edit.verb = options.redo ? "redo" : "undo";
   edit.isTrial = editSession().isTrial;
-  if (edit.isTrial) edit.watch = printChange;
+  TrialListing listing;
+  if (edit.isTrial) edit.watch = [&](const EditedItem& item) { listing.add(item); };
   const UndoResult result =
       undoEdits(widePath(options.collection), edit, options.count, options.redo);
   requireEdited(options.collection, result.edit);
   requireUndone(options, result);
+  listing.print();
   for (const PastEdit& each : result.edits) note(context, nameOf(each) + " taken back");
   return kDone;
 }
