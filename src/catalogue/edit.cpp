@@ -234,8 +234,7 @@ EditResult editCollection(std::u16string_view path, const EditOptions& options,
                           const std::function<std::vector<ItemEdit*>()>& edits) {
   EditResult result;
   std::optional<CollectionWriter> out;
-  const bool isTrial = options.isTrial || options.mode == EditMode::DryRun;
-  if (!isTrial) result.writeError = out.emplace(path).error();
+  if (!options.isTrial) result.writeError = out.emplace(path).error();
   if (result.writeError) return result;
   std::unique_ptr<File> file = openCollection(path, options.mode, result.readError);
   if (!file) return result;

@@ -67,17 +67,16 @@ enum class EditEnd { Unchanged, Changed, Stopped };
 TESSARON_API EditEnd editItems(ItemStream& items, ItemEdit& edit, const TextSink& sink,
                                const EditWatcher& watch = {});
 
-/// Whether a missing collection may be edited, and whether anything is written.
+/// Whether a missing collection may be edited.
 enum class EditMode {
   Existing,  ///< a missing file is an error
   Create,    ///< a missing file starts as an empty collection
-  DryRun,    ///< as Create, but nothing is written
 };
 
 /// What goes with an edit of a file.
 struct EditOptions {
   EditMode mode = EditMode::Existing;
-  bool isTrial = false;   ///< nothing is written, whatever the mode
+  bool isTrial = false;   ///< nothing is written
   std::string_view verb;  ///< by which the history names the edit; empty: it is not kept there
   EditWatcher watch;      ///< is told of each item
 };
