@@ -231,7 +231,6 @@ void report(const std::vector<Source>& sources, const ImportCounts& counts,
     for (const Source& source : sources) document["sources"].push_back(recognized(source));
     printJson(document);
   } else {
-    if (editSession().isTrial) std::ranges::for_each(sources, describe);
     print(fmt::format("read {}, added {}, updated {}, skipped {}, rejected {}{}\n", counts.read,
                       counts.added, counts.updated, counts.skipped, rejected.size(),
                       editSession().isTrial ? " (nothing written)" : ""));
@@ -255,6 +254,7 @@ int run(const Options& options, const Context& context) {
   }
   for (const Source& source : sources)
     if (source.items == 0) explainEmpty(source);
+  if (editSession().isTrial && !options.json) std::ranges::for_each(sources, describe);
   changeCollection(options.collection, EditMode::Create, import, !options.json);
   if (import.readFailed()) throw Failure{kNoInput, {}, "a file could not be read a second time"};
   const ImportCounts& counts = import.counts();
