@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <span>
 #include <unordered_set>
@@ -308,9 +309,12 @@ EditRecord::EditRecord(const History& history, std::string_view verb, std::uint6
 EditRecord::~EditRecord() {
   if (!parts_ || parts_->isConfirmed) return;
   parts_->file.reset();
-  std::error_code error;
-  const OutputFolder folder(history_.parent_, history_.name_, error);
-  if (!error) folder.removeFile(History::nameOf(parts_->entry));
+  try {
+    std::error_code error;
+    const OutputFolder folder(history_.parent_, history_.name_, error);
+    if (!error) folder.removeFile(History::nameOf(parts_->entry));
+  } catch (const std::bad_alloc&) {  // it stays as one that was interrupted
+  }
 }
 
 void EditRecord::fail(const std::error_code& error) {
