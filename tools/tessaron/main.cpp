@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <sstream>
@@ -226,9 +227,29 @@ int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
   }
 }
 
+/// Says so without allocating anything.
+void tellOutOfMemory() {
+  constexpr std::string_view kMessage = "tessaron: out of memory\n";
+  [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+}
+
+/// Ends the program where memory runs out in a function that must not throw, as the parser of the
+/// command line has some; anything else that gets here is a fault of the program.
+[[noreturn]] void endWithoutMemory() {
+  try {
+    if (const std::exception_ptr cause = std::current_exception()) std::rethrow_exception(cause);
+  } catch (const std::bad_alloc&) {
+    tellOutOfMemory();
+    std::_Exit(kFailed);
+  } catch (...) {
+  }
+  std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::set_terminate(endWithoutMemory);
   occupyStandardStreams();
   // Turn a closed pipe and a limit on file sizes into ordinary write errors, so that locks are
   // released and temporary files removed.
@@ -237,10 +258,7 @@ int main(int argc, char** argv) {
   try {
     return runAndTell(argc, argv, pipeHandler == SIG_IGN);
   } catch (const std::bad_alloc&) {
-    // Allocate nothing here.
-    constexpr std::string_view kMessage = "tessaron: out of memory\n";
-    [[maybe_unused]] const ssize_t ignored =
-        ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+    tellOutOfMemory();
     return kFailed;
   }
 }
