@@ -140,6 +140,21 @@ std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
   return error.what();
 }
 
+struct VerbGroup {
+  const char* title;
+  std::vector<void (*)(CLI::App&, Context&)> verbs;
+};
+/// As --help lists them.
+const VerbGroup kVerbs[] = {
+    {"Catalogue", {addUse, addImport, addAdd, addSet, addEdit, addRemove}},
+    {"Look", {addList, addShow, addStats, addChart, addExport, addCart}},
+    {"Lend", {addLend, addBorrow, addReturn, addLoans, addDue}},
+    {"Put in order", {addLog, addUndo, addMerge, addDuplicates, addRecover}},
+    {"Names and titles", {addSortForm, addSort}},
+    {"Files", {addScan, addCodec, addCache}},
+    {"Program", {addSettings, addTheme, addHelp}},
+};
+
 /// Adds the verbs, and the options that all of them share.
 void configure(CLI::App& app, Context& context) {
   app.set_version_flag("--version", "tessaron " TESSARON_VERSION);
@@ -155,12 +170,12 @@ void configure(CLI::App& app, Context& context) {
       "FILE may be - for standard input where it is only read.\n"
       "Exit codes: 0 done; 1 nothing found, or not possible; 2 usage; 65 damaged or foreign data;\n"
       "66 no such input; 73 or 74 cannot write.");
-  for (const auto add : {addUse,    addImport,  addAdd,      addList,     addShow,       addSet,
-                         addEdit,   addRemove,  addDue,      addMerge,    addDuplicates, addExport,
-                         addStats,  addRecover, addCart,     addChart,    addCache,      addScan,
-                         addCodec,  addTheme,   addSettings, addSortForm, addSort,       addLend,
-                         addBorrow, addReturn,  addLoans,    addLog,      addUndo,       addHelp})
-    add(app, context);
+  for (const auto& [title, verbs] : kVerbs) {
+    for (const auto add : verbs) {
+      add(app, context);
+      app.get_subcommands([](CLI::App*) { return true; }).back()->group(title);
+    }
+  }
   refuseFlagValues(app);
 }
 
