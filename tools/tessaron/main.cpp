@@ -194,10 +194,10 @@ int endParsing(const CLI::App& app, const CLI::ParseError& error) {
 /// What to type first.
 constexpr std::string_view kGreeting =
     "tessaron keeps a catalogue of books, music, films and games in one XML file. To begin:\n"
-    "  tessaron use shelf.xml                              choose the collection's file\n"
+    "  tessaron use shelf.xml                               choose the collection's file\n"
     "  tessaron add --title \"My Book\" --author \"A. Writer\"  add an item by hand\n"
-    "  tessaron list                                       see what is there\n"
-    "  tessaron --help                                     all verbs; VERB --help explains one\n";
+    "  tessaron list                                        see what is there\n"
+    "  tessaron --help                                      all verbs; VERB --help explains one\n";
 
 int run(int argc, char** argv) {
   if (argc == 1) {

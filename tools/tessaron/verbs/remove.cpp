@@ -7,6 +7,7 @@
 #include "cli/items.h"
 #include "cli/options.h"
 #include "cli/selection.h"
+#include "support/text.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {
@@ -23,12 +24,12 @@ int run(const Options& options, const Context& context) {
   const ItemChange drop{ItemChange::Kind::Drop, {}};
   const auto dropNamed = [&](const ItemStream&, std::span<const std::size_t>) { return drop; };
   const auto dropMatching = [&](const ItemStream&) { return drop; };
-  const std::size_t count =
+  const std::vector<std::u16string> removed =
       options.query
-          ? changeMatching(options.collection, *options.query, dropMatching).size()
-          : changeItems(options.collection, itemNames(options.items), SameKey::All, dropNamed)
-                .size();
-  note(context, fmt::format("{} item{} removed", count, count == 1 ? "" : "s"));
+          ? changeMatching(options.collection, *options.query, dropMatching)
+          : changeItems(options.collection, itemNames(options.items), SameKey::All, dropNamed);
+  note(context, removed.size() == 1 ? toUtf8(removed.front()) + " removed"
+                                    : fmt::format("{} items removed", removed.size()));
   return kDone;
 }
 
