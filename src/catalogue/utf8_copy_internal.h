@@ -43,8 +43,8 @@ inline constexpr char kBadByte = '\xFF';
 /// written.
 std::unique_ptr<File> decodeToScratch(File& file, XmlDecoder& decoder, bool declare);
 
-/// Puts a copy in UTF-8 in the place of a seekable document in another encoding. The error tells why
-/// it cannot be read or decoded; of the items it is told only for a document that is copied.
+/// Puts a copy in UTF-8 in the place of a seekable document in another encoding. The error tells
+/// why it cannot be read or decoded; of the items it is told only for a document that is copied.
 XmlError makeUtf8(std::unique_ptr<File>& file);
 
 /// Makes the decoder for `file`, a seekable one. Null when it cannot be read.

@@ -25,8 +25,7 @@ bool isPart(std::string_view part, std::string_view name) {
 const Setting* findSetting(std::u16string_view name) {
   const std::string wanted = toUtf8(name);
   for (const Setting& setting : settingTable())
-    if (equalIgnoringCase(wanted, toUtf8(setting.name)))
-      return &setting;
+    if (equalIgnoringCase(wanted, toUtf8(setting.name))) return &setting;
   return nullptr;
 }
 

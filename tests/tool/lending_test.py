@@ -32,6 +32,11 @@ class Lending(ToolTest):
         self.assertEqual(self.loans("--all"),
                          [["A1", "Lent", "Ana", None], ["A1", "Lent", "Mira", day], ["A2", "Lent", "Mira", None],
                           ["A3", "Lent", "Bo", None], ["A3", "Borrowed", "Jo", day]])
+        self.edit("return", "--query", "who:bo,ana")
+        self.assertEqual(self.loans(), [["A2", "Lent", "Mira", None]])
+        self.edit("undo")
+        self.assertEqual([each["ASIN"] for each in self.json("show", "-c", "c.xml", "--query", "status:lent -tides")],
+                         ["A2", "A3"])
         shown = self.json("show", "-c", "c.xml", "A1")
         self.assertEqual((shown["copies"], [loan["target"] for loan in shown["loans"]]), (1, ["Mira"]))
         self.edit("export", "--html", "-o", "page.html")

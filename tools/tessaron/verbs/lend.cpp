@@ -14,6 +14,7 @@
 #include "cli/input.h"
 #include "cli/items.h"
 #include "cli/options.h"
+#include "cli/selection.h"
 #include "records/field_text.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -26,6 +27,7 @@ constexpr std::int32_t kLent = 0, kBorrowed = 1;
 struct Options {
   std::string collection;
   std::vector<std::string> items;
+  std::optional<std::string> query;
   std::optional<std::string> who;
   std::optional<std::string> until;
   std::string on = "today";
@@ -56,6 +58,7 @@ std::vector<Named> readNames(const std::string& who) {
 std::vector<Named> namesOf(const Options& options) {
   const std::string who = options.who.value_or("");
   std::vector<Named> names;
+  if (options.query) names.push_back({*options.query, who});
   for (const std::string& item : options.items) {
     if (item == "-") {
       for (Named& named : readNames(who)) names.push_back(std::move(named));
@@ -89,25 +92,44 @@ std::vector<CLoan> loansOf(const Options& options, const std::vector<Named>& nam
   return loans;
 }
 
-int run(const Options& options, const Context& context) {
+/// Begins or ends the loans of one item. Fails, naming the item as `nameOf` does.
+template <typename NameOf>
+ItemChange lendItem(const Options& options, const ItemStream& items, std::span<const CLoan> loans,
+                    const NameOf& nameOf) {
+  CRecord known;
+  items.read(known);
+  CRecord record = known;
+  for (std::size_t i = 0; i < loans.size(); ++i) {
+    const CLoan& loan = loans[i];
+    const std::string error =
+        options.begins ? beginLoan(record, loan) : endLoan(record, loan.who, loan.returned);
+    if (!error.empty())
+      throw Failure{kFailed, options.collection,
+                    fmt::format("{}: {}; nothing is changed", nameOf(i), error)};
+  }
+  return changeTo(items, known, record);
+}
+
+std::vector<std::u16string> changeLoans(const Options& options) {
   const std::vector<Named> names = namesOf(options);
   const std::vector<CLoan> loans = loansOf(options, names);
-  const auto action = [&](const ItemStream& items, std::span<const std::size_t> meant) {
-    CRecord known;
-    items.read(known);
-    CRecord record = known;
-    for (const std::size_t i : meant) {
-      const std::string error = options.begins ? beginLoan(record, loans[i])
-                                               : endLoan(record, loans[i].who, loans[i].returned);
-      if (!error.empty())
-        throw Failure{kFailed, options.collection,
-                      fmt::format("{}: {}; nothing is changed", names[i].item, error)};
-    }
-    return changeTo(items, known, record);
-  };
+  if (options.query)
+    return changeMatching(options.collection, *options.query, [&](const ItemStream& items) {
+      return lendItem(options, items, loans, [&](std::size_t) { return toUtf8(items.asin()); });
+    });
   std::vector<std::string> items;
   for (const Named& named : names) items.push_back(named.item);
-  const auto changed = changeItems(options.collection, items, SameKey::First, action);
+  const auto action = [&](const ItemStream& item, std::span<const std::size_t> meant) {
+    std::vector<CLoan> own;
+    for (const std::size_t i : meant) own.push_back(loans[i]);
+    return lendItem(options, item, own, [&](std::size_t i) { return items[meant[i]]; });
+  };
+  return changeItems(options.collection, items, SameKey::First, action);
+}
+
+int run(const Options& options, const Context& context) {
+  requireItems(options.items, options.query);
+  const std::vector<std::u16string> changed = changeLoans(options);
   const char* what = !options.begins ? "returned" : options.status == kLent ? "lent" : "borrowed";
   note(context, changed.size() == 1 ? fmt::format("{} {}", toUtf8(changed.front()), what)
                                     : fmt::format("{} items {}", changed.size(), what));
@@ -118,6 +140,7 @@ std::shared_ptr<Options> addVerb(CLI::App& verb, Context& context) {
   const auto options = std::make_shared<Options>();
   addCollectionOption(verb, options->collection, true);
   addItemArguments(verb, options->items);
+  addQueryOption(verb, options->query);
   verb.callback([&context, options] {
     context.run = [&context, options] { return run(*options, context); };
   });

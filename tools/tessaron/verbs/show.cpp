@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "cli/failures.h"
 #include "cli/items.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/selection.h"
 #include "cli/terminal.h"
 #include "output/table.h"
 #include "platform/system.h"
@@ -20,6 +22,7 @@ using nlohmann::ordered_json;
 struct Options {
   std::string collection;
   std::vector<std::string> items;
+  std::optional<std::string> query;
   std::string output;
   Form form = Form::Table;
 };
@@ -52,26 +55,33 @@ void writeValue(const std::string& name, const ordered_json& value, std::size_t 
 }
 
 int run(const Options& options, const Context& context) {
+  requireItems(options.items, options.query);
   requireOtherFile(options.output, options.collection);
-  const std::vector<CRecord> records = readItems(options.collection, itemNames(options.items));
   const bool isOne = options.items.size() == 1 && options.items[0] != "-";
+  const bool isJson = options.form == Form::Json;
   const SYSTEMTIME now = utcNow();
+  std::vector<CRecord> named;
+  if (!options.query) named = readItems(options.collection, itemNames(options.items));
   Output output(options.output);
   const bool color = useColor(context, output);
-  if (options.form == Form::Json && !isOne) output.write("[");
-  for (std::size_t i = 0; i < records.size(); ++i) {
+  std::size_t count = 0;
+  const auto show = [&](const CRecord& record) {
     std::string text;
     JsonWriter json(text);
-    writeRecord(records[i], now, json);
-    if (options.form == Form::Json) {
-      output.write((i > 0 ? ",\n" : "") + text);
-      continue;
-    }
-    if (i > 0) output.write("\n");
-    const auto record = ordered_json::parse(text);
-    for (const auto& [key, value] : record.items()) writeValue(key + ':', value, 0, color, output);
+    writeRecord(record, now, json);
+    const bool isFirst = count++ == 0;
+    if (isJson) return output.write((isFirst ? isOne ? "" : "[" : ",\n") + text);
+    if (!isFirst) output.write("\n");
+    const auto shown = ordered_json::parse(text);
+    for (const auto& [key, value] : shown.items()) writeValue(key + ':', value, 0, color, output);
+  };
+  for (const CRecord& record : named) show(record);
+  if (options.query) {
+    Selection selection(options.collection, {*options.query});
+    selection.forEachRecord(true, show);
+    if (count == 0) throw Failure{kFailed, selection.name(), selection.emptyReason()};
   }
-  if (options.form == Form::Json) output.write(isOne ? "\n" : "]\n");
+  if (isJson) output.write(isOne ? "\n" : "]\n");
   output.finish();
   return kDone;
 }
@@ -83,9 +93,10 @@ void addShow(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("show", "Prints everything about items");
   verb->footer(std::string(kItemHelp) +
                "\n- stands for names on standard input, one a line. For one ITEM the JSON is an "
-               "object, for\nseveral and for - an array of them.");
+               "object, for\nseveral, for - and for a query an array of them.");
   addCollectionOption(*verb, options->collection, false);
   addItemArguments(*verb, options->items);
+  addQueryOption(*verb, options->query);
   addFormFlags(*verb, options->form, {Form::Json});
   addOutputOption(*verb, options->output);
   verb->callback([&context, options] {
