@@ -116,20 +116,13 @@ std::optional<NamedField> findField(std::string_view name) {
 }
 
 std::string_view nearestField(std::string_view name) {
-  constexpr std::size_t kMaxName = 64;  // longer ones are not typed by a person
-  std::string_view best;
-  if (name.size() > kMaxName) return best;
-  std::size_t limit = (name.size() + 2) / 4 + 1;  // typing errors; a near name has fewer
+  std::vector<std::string> names;
   for (std::size_t i = 0; i < recordColumns().size(); ++i) {
-    const auto column = static_cast<RecordColumn>(i);
-    for (const std::string_view known : {std::string_view(recordColumns()[i]), shortName(column)}) {
-      const std::size_t distance = editDistance(name, known);
-      if (distance >= limit) continue;
-      limit = distance;
-      best = shortName(column);
-    }
+    names.emplace_back(shortName(static_cast<RecordColumn>(i)));
+    names.push_back(recordColumns()[i]);
   }
-  return best;
+  const std::string_view nearest = nearestWord(name, names);
+  return nearest.empty() ? nearest : shortName(*findColumn(nearest));
 }
 
 std::vector<std::u16string> fieldValues(const CRecord& record, const NamedField& field) {

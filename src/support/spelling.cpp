@@ -28,4 +28,23 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
   return costs[from.size()][to.size()];
 }
 
+std::string_view nearestWord(std::string_view word, std::span<const std::string> candidates) {
+  constexpr std::size_t kMaxWord = 64;
+  std::string_view best;
+  if (word.size() > kMaxWord) return best;
+  std::size_t limit = (word.size() + 2) / 4;  // typing errors
+  std::size_t beginning = 0;                  // of the best one, that it shares with the word
+  for (const std::string& candidate : candidates) {
+    const std::size_t distance = editDistance(word, candidate);
+    const auto [end, other] = std::ranges::mismatch(word, candidate, isSame);
+    const auto shared = static_cast<std::size_t>(end - word.begin());
+    const bool isNoBetter = distance == limit && !best.empty() && shared <= beginning;
+    if (distance > limit || isNoBetter) continue;
+    limit = distance;
+    beginning = shared;
+    best = candidate;
+  }
+  return best;
+}
+
 }  // namespace tessaron

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
+#include <string>
 #include <string_view>
 
 #include "tessaron_export.h"
@@ -11,5 +13,10 @@ namespace tessaron {
 /// into the other; the case of ASCII letters does not count. Takes time and memory in proportion to
 /// the product of the sizes.
 TESSARON_API std::size_t editDistance(std::string_view from, std::string_view to);
+
+/// The candidate that `word` is most likely a misspelling of, whatever its case; empty when none is
+/// near, and for words of more than 64 bytes, which nobody has typed.
+TESSARON_API std::string_view nearestWord(std::string_view word,
+                                          std::span<const std::string> candidates);
 
 }  // namespace tessaron

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/fold.h"
+#include "support/spelling.h"
 
 namespace {
 
@@ -53,6 +54,15 @@ TEST(Utf8, ReplacesLoneSurrogates) {
   EXPECT_EQ(wchar2utf8(u"a" + low + u"b"), "a\uFFFDb");
   EXPECT_EQ(wchar2utf8(high + high + low), "\uFFFD\U0001F600");
   EXPECT_EQ(wchar2utf8(low + high), "\uFFFD\uFFFD");
+}
+
+TEST(Spelling, FindsTheNearestWord) {
+  const std::vector<std::string> words = {"actor", "author", "list", "sort"};
+  const std::pair<std::string_view, std::string_view> rows[] = {
+      {"autor", "author"}, {"LSIT", "list"}, {"sor", "sort"},
+      {"lost", "list"},    {"xyz", ""},      {"", ""}};
+  for (const auto& [word, nearest] : rows)
+    EXPECT_EQ(tessaron::nearestWord(word, words), nearest) << word;
 }
 
 TEST(Fold, LeavesOutCaseAccentsAndForms) {

@@ -15,6 +15,7 @@
 #include "cli/output.h"
 #include "cli/selection.h"
 #include "platform/registry.h"
+#include "support/spelling.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -64,7 +65,7 @@ void refuseFlagValues(CLI::App& app) {
 std::string inQuotes(std::string_view word) { return '"' + std::string(word) + '"'; }
 
 std::string guess(const std::string& word, const std::vector<std::string>& candidates) {
-  const std::string_view meant = nearest(word, candidates);
+  const std::string_view meant = tessaron::nearestWord(word, candidates);
   return meant.empty() ? "" : "; did you mean " + std::string(meant) + '?';
 }
 

@@ -7,7 +7,6 @@
 
 #include "cli/context.h"
 #include "cli/settings_store.h"
-#include "support/spelling.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -94,19 +93,6 @@ void addOutputOption(CLI::App& verb, std::string& path) {
       ->check([](const std::string& value) {
         return value.empty() ? std::string("the file's name is empty") : std::string();
       });
-}
-
-std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates) {
-  std::string_view best;
-  std::size_t least = (word.size() + 2) / 4 + 1;  // typing errors; a near candidate has fewer
-  if (word.size() > 64) return best;              // not typed by a person, and slow to compare
-  for (const std::string& candidate : candidates) {
-    const std::size_t distance = editDistance(word, candidate);
-    if (distance >= least) continue;
-    least = distance;
-    best = candidate;
-  }
-  return best;
 }
 
 }  // namespace tessaron::tool

@@ -35,8 +35,4 @@ void addFormFlags(CLI::App& verb, Form& form, std::initializer_list<Form> offere
 /// Adds -o,--output FILE; `path` keeps its value ("-" or empty: standard output) without it.
 void addOutputOption(CLI::App& verb, std::string& path);
 
-/// The candidate that `word` is most likely a misspelling of, whatever its case; empty when none is
-/// near.
-std::string_view nearest(std::string_view word, const std::vector<std::string>& candidates);
-
 }  // namespace tessaron::tool

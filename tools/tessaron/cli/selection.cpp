@@ -9,6 +9,7 @@
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "platform/system.h"
+#include "support/spelling.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -130,7 +131,7 @@ std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char**
 }
 
 void throwUnknownField(const std::string& where, const std::string& name) {
-  const std::string_view meant = nearest(name, itemFieldNames());
+  const std::string_view meant = nearestWord(name, itemFieldNames());
   throw Failure{kUsage,
                 {},
                 fmt::format("{}\"{}\" is no field{} (tessaron help query lists them)", where, name,

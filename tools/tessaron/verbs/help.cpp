@@ -10,6 +10,7 @@
 #include "cli/status_names.h"
 #include "output/table.h"
 #include "records/record_cells.h"
+#include "support/spelling.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {
@@ -90,7 +91,7 @@ int run(const CLI::App& app, const std::string& topic, const Context& context) {
   std::vector<std::string> topics = {"query"};
   for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
     topics.push_back(each->get_name());
-  const std::string_view meant = nearest(topic, topics);
+  const std::string_view meant = nearestWord(topic, topics);
   throw Failure{kUsage,
                 {},
                 fmt::format("there is no help on \"{}\"{}", topic,
