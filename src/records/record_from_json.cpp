@@ -229,7 +229,9 @@ class ValueReader {
     const std::string path = path_;
     while (nextIsValue(Token::EndObject)) {
       const std::string key = json_.text();
-      path_ = path.empty() ? key : path + '.' + key;
+      path_ = path;
+      if (!path.empty()) path_ += '.';
+      path_ += key;
       const std::string known = path_;
       json_.next();
       if (json_.token() == Token::Error || take(key)) continue;
