@@ -137,7 +137,7 @@ int run(const Options& options, const Context& context) {
 }
 
 std::shared_ptr<Options> addVerb(CLI::App& verb, Context& context) {
-  const auto options = std::make_shared<Options>();
+  auto options = std::make_shared<Options>();
   addCollectionOption(verb, options->collection, true);
   addItemArguments(verb, options->items);
   addQueryOption(verb, options->query);

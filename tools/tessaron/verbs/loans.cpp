@@ -51,6 +51,7 @@ class LoanWriter {
     const std::string due = std::to_string(dueStateAt(current, now_));
     if (form_ == Form::Table) {
       std::vector<Table::Cell> cells;
+      cells.reserve(texts.size() + 1);
       for (const std::string& text : texts) cells.push_back({text});
       cells.push_back(dueCell(mark));
       table_.add(std::move(cells));

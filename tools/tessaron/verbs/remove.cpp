@@ -21,9 +21,12 @@ struct Options {
 
 int run(const Options& options, const Context& context) {
   requireItems(options.items, options.query);
-  const ItemChange drop{ItemChange::Kind::Drop, {}};
-  const auto dropNamed = [&](const ItemStream&, std::span<const std::size_t>) { return drop; };
-  const auto dropMatching = [&](const ItemStream&) { return drop; };
+  const auto dropNamed = [](const ItemStream&, std::span<const std::size_t>) {
+    return ItemChange{ItemChange::Kind::Drop, {}};
+  };
+  const auto dropMatching = [](const ItemStream&) {
+    return ItemChange{ItemChange::Kind::Drop, {}};
+  };
   const std::vector<std::u16string> removed =
       options.query
           ? changeMatching(options.collection, *options.query, dropMatching)
