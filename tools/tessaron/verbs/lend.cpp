@@ -118,6 +118,7 @@ std::vector<std::u16string> changeLoans(const Options& options) {
       return lendItem(options, items, loans, [&](std::size_t) { return toUtf8(items.asin()); });
     });
   std::vector<std::string> items;
+  items.reserve(names.size());
   for (const Named& named : names) items.push_back(named.item);
   const auto action = [&](const ItemStream& item, std::span<const std::size_t> meant) {
     std::vector<CLoan> own;
