@@ -47,7 +47,7 @@ class ValueWriter {
       : record_(record), now_(now), out_(out) {}
 
   void write(const Field& field) {
-    std::visit([this](auto member) { value(member); }, field.member);
+    std::visit([this](auto member) { this->value(member); }, field.member);
   }
 
   void writeStatus() {
