@@ -152,6 +152,9 @@ Import::Found Import::prepare(SourceItem& item, bool isOwn, std::string& text) c
   found.key = record.ASIN;
   text = itemText(std::move(record));
   found.item.size = text.size();
+  // What XML cannot hold comes back as another character.
+  const auto isPlain = [](char16_t c) { return c > 0x20 && c < 0x7F; };
+  if (!std::ranges::all_of(found.key, isPlain)) found.key = recordOf(text).ASIN;
   return found;
 }
 

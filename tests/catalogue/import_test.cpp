@@ -252,6 +252,16 @@ constexpr char kShelf[] =
     "<ProductGroup>Book</ProductGroup></ItemAttributes></Item>"
     "</Items></PriceTracker>";
 
+TEST(Import, KnowsAKeyAgainThatXmlCannotHold) {
+  EditedCollection collection;
+  tessaron::ImportCounts counts;
+  for (const std::size_t added : {1, 0}) {
+    const std::string text = R"([{"ASIN": "B\u0001 2", "Title": "x"}])";
+    ASSERT_FALSE(collection.import(*open(memoryFile(text)), kToday, counts));
+    EXPECT_EQ(counts.added, added);
+  }
+}
+
 TEST(Import, KnowsItemsAgainAndKeepsTheUsers) {
   const struct {
     std::string text, expected;
