@@ -8,6 +8,7 @@
 
 #include "graphics/image_list.h"
 #include "platform/system.h"
+#include "settings/setting_lookup.h"
 #include "settings/setting_table.h"
 #include "support/overloaded.h"
 
@@ -155,6 +156,23 @@ TEST_F(ConfigTest, AddsStoredListsToTheBuiltInOnes) {
                                                    u"Mature", u"Rating Pending", u"Teen"));
   EXPECT_EQ(lists.count(u"Unknown"), 0u);
   EXPECT_EQ(config.customStringLists, (StringSetMap{{u"Shapes", {u"round"}}}));
+}
+
+TEST(Settings, AreFoundByNameAndNearName) {
+  const std::pair<const char16_t*, const char16_t*> rows[] = {{u"viewTOOLBAR", u"ViewToolbar"},
+                                                              {u"ViewTolbar", u"ViewToolbar"},
+                                                              {u"sorttyp", u"SortType"},
+                                                              {u"toolbar", u"ViewToolbar"},
+                                                              {u"Pane", u"SwapListPane"},
+                                                              {u"ab", u""},
+                                                              {u"LastChecked", u"WeekLastChecked"},
+                                                              {u"quite another", u""}};
+  for (const auto& [name, expected] : rows) {
+    const tessaron::Setting* setting = tessaron::nearestSetting(name);
+    EXPECT_EQ(setting ? setting->name : u"", std::u16string_view(expected)) << fs::path(name);
+  }
+  EXPECT_EQ(tessaron::findSetting(u"VIEWtoolbar"), tessaron::nearestSetting(u"ViewToolbar"));
+  EXPECT_EQ(tessaron::findSetting(u"toolbar"), nullptr);
 }
 
 TEST_F(ConfigTest, FindsItsFoldersAndResources) {

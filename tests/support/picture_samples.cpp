@@ -2,9 +2,12 @@
 
 #include <jpeglib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include "support/bytes.h"
 
 std::string makeJpeg(const JpegSample& sample) {
   using Colors = JpegSample::Colors;
@@ -68,4 +71,40 @@ std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned heigh
   picture.setVerticalResolution(dotsPerCentimeter);
   if (format == FIF_GIF) picture.convertTo8Bits();
   return saved(picture, format);
+}
+
+std::string makeArgb(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
+                     std::uint32_t argb) {
+  fipImage image(FIT_BITMAP, static_cast<WORD>(width), static_cast<WORD>(height), 32);
+  for (unsigned y = 0; y < height; ++y)
+    std::fill_n(reinterpret_cast<std::uint32_t*>(image.getScanLine(y)), width, argb);
+  return saved(image, format);
+}
+
+IconFrame bitmapFrame(int size, int bits, std::uint32_t argb, bool halfMasked) {
+  const auto n = static_cast<std::uint32_t>(size), depth = static_cast<std::uint32_t>(bits);
+  std::string text = le32(40) + le32(n) + le32(2 * n) + le16(1) + le16(depth);
+  text.resize(40);
+  std::string row, mask(std::size_t{(n + 31) / 32 * 4}, '\0');
+  if (bits <= 8) text += (le32(argb & 0xFFFFFF) + std::string((std::size_t{4} << bits) - 4, '\0'));
+  for (int x = 0; bits > 8 && x < size; ++x)
+    row += bits == 16 ? le16(argb) : le32(argb).substr(0, depth / 8);
+  row.resize((n * depth + 31) / 32 * 4);
+  if (halfMasked) std::fill_n(mask.begin(), size / 16, '\xFF');
+  for (int y = 0; y < size; ++y) text += row;
+  for (int y = 0; y < size; ++y) text += mask;
+  return {size, bits, text};
+}
+
+std::string makeIcon(const std::vector<IconFrame>& frames) {
+  const auto count = static_cast<std::uint32_t>(frames.size());
+  std::string directory = le16(0) + le16(1) + le16(count), data;
+  for (const IconFrame& frame : frames) {
+    const std::string side(1, static_cast<char>(frame.size));
+    directory += side + side + le16(0) + le16(1) + le16(static_cast<std::uint32_t>(frame.bits)) +
+                 le32(static_cast<std::uint32_t>(frame.bytes.size())) +
+                 le32(static_cast<std::uint32_t>(6 + 16 * count + data.size()));
+    data += frame.bytes;
+  }
+  return directory + data;
 }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/picture.h"
 
@@ -28,6 +30,22 @@ std::string saved(fipImage& picture, FREE_IMAGE_FORMAT format, int flags = 0);
 /// A picture of one color in one of FreeImage's formats, 24 bits a pixel (8 in a GIF).
 std::string makePicture(FREE_IMAGE_FORMAT format, unsigned width, unsigned height,
                         double dotsPerCentimeter = 118.11);
+
+/// A picture of one color in one of FreeImage's formats, 32 bits a pixel.
+std::string makeArgb(FREE_IMAGE_FORMAT format, unsigned width, unsigned height, std::uint32_t argb);
+
+/// A picture of an icon: a bitmap without file header, or a PNG file.
+struct IconFrame {
+  int size;  ///< pixels of a side
+  int bits;  ///< a pixel
+  std::string bytes;
+};
+
+/// A bitmap of one color and any depth; the mask makes the left half transparent on demand.
+IconFrame bitmapFrame(int size, int bits, std::uint32_t argb, bool halfMasked = false);
+
+/// An icon file.
+std::string makeIcon(const std::vector<IconFrame>& frames);
 
 inline std::span<const std::byte> bytesOf(const std::string& text) {
   return std::as_bytes(std::span(text));

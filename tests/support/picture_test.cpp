@@ -11,9 +11,11 @@
 #include "support/bytes.h"
 #include "support/file_content.h"
 #include "support/picture_samples.h"
+#include "support/pictures/icon_file.h"
 #include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/loading.h"
 #include "support/pictures/picture_memory_internal.h"
+#include "support/pictures/picture_source_internal.h"
 #include "support/test_file.h"
 #include "support/tiff_builder.h"
 #include "temporary_folder.h"
@@ -223,10 +225,11 @@ TEST(loadPicture, HidesWhatOnlyDescribesAPicture) {
         TiffBuilder(true).put(0x829A, 5, {1, 60}, TiffBuilder::kExif).build(),
         TiffBuilder(true).put(0x011B, 5, {72, 1}).build(),
         TiffBuilder(false).put(0x011A, 5, {0xFFFFFFFF, 1}).put(0x011B, 5, {1, 0}).build(),
-        TiffBuilder(false)
+        TiffBuilder(false).put(0x11A, 5, {60, 1}).put(0x11B, 5, {40, 1}).put(0x128, 3, {3}).build(),
+        TiffBuilder(true)
             .put(0x11A, 5, {60, 1})
             .put(0x11B, 5, {40, 1})
-            .put(0x128, 3, {3})
+            .put(0x128, 3, {7})
             .build()}) {
     fipImage picture;
     loadMeasured(content, picture);
@@ -274,6 +277,58 @@ TEST(loadPicture, ReadsAFileToTheGivenSize) {
   }
 }
 
+// Blocks inside, at and across the ends of the head and of the window, forwards and back.
+TEST(PictureSource, ReadsAnywhere) {
+  std::string content(300'000, '\0');
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 31 + i / 256);
+  TestFile file(content);
+  tessaron::PictureSource source(file, content.size());
+  constexpr std::size_t kHead = tessaron::PictureSource::kHeadSize;
+  const std::pair<std::size_t, std::size_t> rows[] = {
+      {0, 10},           {kHead - 10, 10},     {kHead - 10, 11}, {kHead, 100},
+      {kHead + 50, 100}, {2 * kHead - 10, 10}, {kHead - 5, 20},  {2 * kHead, 5},
+      {3 * kHead, 100},  {2 * kHead + 1, 10},  {10, 2 * kHead},  {kHead + 1, kHead},
+      {299'990, 10},     {299'990, 11},        {300'000, 1},     {400'000, 1}};
+  for (const auto& [offset, count] : rows) {
+    std::string expected;
+    if (offset < content.size()) expected = content.substr(offset, count);
+    const std::vector<std::byte> read = source.bytes(offset, count);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(read.data()), read.size()), expected)
+        << offset << ' ' << count;
+  }
+  const std::uint64_t before = file.total;
+  source.bytes(299'991, 5), source.bytes(299'995, 4), source.bytes(100, 4);
+  EXPECT_EQ(file.total, before) << "what is held is not read again";
+}
+
+TEST(DecodeIcon, ReadsAnyDepth) {
+  for (const int bits : {1, 4, 8, 16, 24, 32}) {
+    SCOPED_TRACE(bits);
+    // The alpha channel goes before the mask; 31 is all the blue that 16 bits have.
+    const std::uint32_t color = bits == 32 ? 0x400000FF : 0xFF0000FF;
+    const std::string file = makeIcon({bitmapFrame(16, bits, bits == 16 ? 31 : color, true)});
+    tessaron::Pixels icon;
+    ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 16, 16, icon));
+    for (std::size_t i = 0; i < 256; ++i)
+      EXPECT_EQ(icon.argb[i], bits == 32 || i % 16 >= 8 ? color : 0) << i;
+  }
+}
+
+TEST(DecodeIcon, ReadsCompressedFramesAndSkipsCutOnes) {
+  constexpr std::uint32_t kGreen = 0xFF00FF00, kYellow = 0xFFFFFF00;
+  const std::string file =
+      makeIcon({bitmapFrame(16, 32, kGreen), {256, 32, makeArgb(FIF_PNG, 256, 256, kYellow)}});
+  tessaron::Pixels icon;
+  ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 200, 200, icon));
+  EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(200 * 200, kYellow));
+  ASSERT_TRUE(tessaron::decodeIcon(bytesOf(file), 32, 32, icon));
+  EXPECT_EQ(icon.argb, std::vector<std::uint32_t>(32 * 32, kGreen));
+  std::string cut = makeIcon({bitmapFrame(32, 24, kGreen), bitmapFrame(48, 32, kYellow)});
+  cut.pop_back();
+  EXPECT_FALSE(tessaron::decodeIcon(bytesOf(cut), 48, 48, icon));
+  EXPECT_TRUE(tessaron::decodeIcon(bytesOf(cut), 32, 32, icon));
+}
+
 std::string patched(std::string bytes, std::size_t at, std::string_view with) {
   return bytes.replace(at, with.size(), with);
 }
@@ -285,6 +340,9 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
   const std::string progressive = makeJpeg({.width = 8, .height = 8, .progressive = true});
   // Compressed rows that would begin behind the end of the file.
   const std::string targa = "\xFD\0\xA\0\0\0\0\0\0\0\0\0\x10\0\x10\0\x18 "s + std::string(43, '\6');
+  std::string many = makePicture(FIF_PNG, 8, 8), chunk = be32(0) + "tEXt" + be32(0x12345678);
+  while (chunk.size() < 1'500'000) chunk += chunk;
+  many.insert(33, chunk);
   const std::pair<const char*, std::string> bombs[] = {
       // clang-format off
       {"JPEG", withMeasures(jpeg, 65500, 65500)}, {"progressive JPEG", withMeasures(progressive, 65500, 65500)},
@@ -297,7 +355,7 @@ TEST(Pictures, DeclaringMoreThanTheFileCanHoldAreRefused) {
       {"tiles", TiffBuilder(true).put(0x0142, 4, {1 << 20}).put(0x0143, 4, {1 << 20}).build()},
       {"TGA", patched(makePicture(FIF_TARGA, 8, 8), 12, large)}, {"compressed TGA", targa},
       {"ICO", patched(ico, 26, le32(2000) + le32(4000))}, {"ICO of 48 bits", patched(ico, 36, le16(48))},
-      {"ICO upside down", patched(ico, 30, le32(0u - 16))}, {"no wanted kind", makePicture(FIF_PSD, 8, 8)},
+      {"PNG of many chunks", many}, {"ICO upside down", patched(ico, 30, le32(0u - 16))}, {"no wanted kind", makePicture(FIF_PSD, 8, 8)},
                                                                 // clang-format on
   };
   Scaler scale;

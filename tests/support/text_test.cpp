@@ -155,7 +155,7 @@ TEST(FixUnicode, UndoesOneAndMoreWrongDecodings) {
       u"Größe", u"Où Sé", u"Ça va à l’été", u"“Ünïcödé” – l’été…", u"ÖSTERREICH", u"MÜNCHEN GRÖSSE", u"Österreich",
       u"日本語の本", u"Анна Каренина", u"Ελλάδα", u"😀 smile", u"100\u00A0km", u"© 2020", u"£5 ½ price", u"Dvořák: Žižka",
       u"Té Là", u"voilà", u"It’s", u"5 €", u"™", u"Œuvres", u"CŒUR", u"STAR WARS®", u"α-Synuclein", u"3 × 4",
-      u"A → B", u"Nguyễn", u"書"};
+      u"A → B", u"Nguyễn", u"書", u"𠮷野家", u"a🫠b"};
   // clang-format on
   for (const std::u16string& original : originals) {
     for (const bool latin1 : {false, true}) {

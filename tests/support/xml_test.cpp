@@ -104,6 +104,7 @@ TEST(ParseXml, TellsKindAndPlaceOfTheFirstError) {
       {"<a><!-- x", Kind::UnexpectedEnd, 1, 10},
       {"<a><![CDATA[x", Kind::UnexpectedEnd, 1, 14},
       {"<a b=\"x", Kind::UnexpectedEnd, 1, 8},
+      {"<a b=x", Kind::UnexpectedEnd, 1, 7},
       {"<!DOCTYPE a [<!ENTITY e 'x'>]><a/>", Kind::Unsupported, 1, 1},
       {"<a><?pi a>b ?></a>", Kind::Unsupported, 1, 4},
       {"\n<?xml encoding='x-none'?><a/>", Kind::UnknownEncoding, 2, 17},
