@@ -11,11 +11,10 @@
 namespace tessaron {
 namespace {
 
-// The shop's key of a book is its ISBN.
 std::vector<std::u16string> productNumbersOf(const CRecord& record) {
   std::vector<std::u16string> numbers;
-  for (const std::u16string* text : {&record.EAN, &record.UPC, &record.ISBN, &record.ASIN})
-    if (auto number = productNumber(*text)) numbers.push_back(*std::move(number));
+  for (const auto member : kNumbersAndKey)
+    if (auto number = productNumber(record.*member)) numbers.push_back(*std::move(number));
   return numbers;
 }
 

@@ -88,9 +88,8 @@ std::span<const std::size_t> ItemFinder::see(const ItemStream& items) {
 
 void ItemFinder::matchNumbers(const CRecord& record, const Candidate& candidate) {
   if (numbers_.empty()) return;
-  // The shop's key of a book is its ISBN.
-  for (const std::u16string* text : {&record.EAN, &record.UPC, &record.ISBN, &record.ASIN}) {
-    if (const std::optional<std::u16string> number = productNumber(*text))
+  for (const auto member : kNumbersAndKey) {
+    if (const std::optional<std::u16string> number = productNumber(record.*member))
       offerAll(numbers_, *number, Match::Number, candidate);
   }
 }

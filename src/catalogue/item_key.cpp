@@ -31,8 +31,8 @@ std::uint64_t hashOf(std::u16string_view text) {
 }  // namespace
 
 std::optional<std::u16string> productNumberOf(const CRecord& record) {
-  for (const std::u16string* text : {&record.EAN, &record.UPC, &record.ISBN})
-    if (auto number = productNumber(*text)) return number;
+  for (const auto member : kNumberMembers)
+    if (auto number = productNumber(record.*member)) return number;
   return std::nullopt;
 }
 

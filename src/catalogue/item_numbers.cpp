@@ -8,8 +8,8 @@ namespace tessaron {
 ProductNumbers productNumbers(const CRecord& record) {
   ProductNumbers numbers{};
   std::size_t count = 0;
-  for (const std::u16string* text : {&record.EAN, &record.UPC, &record.ISBN}) {
-    const auto digits = text->empty() ? std::nullopt : productNumber(*text);
+  for (const auto member : kNumberMembers) {
+    const auto digits = productNumber(record.*member);
     if (!digits) continue;
     std::uint64_t number = 0;
     for (const char16_t digit : *digits) number = number * 10 + (digit - u'0');
