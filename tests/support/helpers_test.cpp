@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -9,8 +10,11 @@
 #include "support/byte_reader.h"
 #include "support/deflated.h"
 #include "support/dos_date.h"
+#include "support/formulas.h"
+#include "support/json_reader.h"
 #include "support/string_table.h"
 #include "support/text.h"
+#include "support/unreliable_file.h"
 #include "support/zlib.h"
 
 namespace {
@@ -98,6 +102,65 @@ TEST(CZDLLPlus, InflatesWholeStreamsUpToItsLimit) {
   EXPECT_FALSE(zlib.uncompress({}, text));
   EXPECT_FALSE(zlib.uncompress(packedZeros(300), text)) << "a bomb";
   EXPECT_EQ(text, "before");
+}
+
+// The tokens of a document; for an error, its place.
+std::string tokensOf(tessaron::File& file) {
+  using Token = tessaron::JsonReader::Token;
+  tessaron::JsonReader reader(file);
+  std::string all;
+  for (;;) {
+    const Token token = reader.next();
+    const tessaron::TextPlace place = reader.place();
+    if (token == Token::End) return all;
+    if (token == Token::Error)
+      return all + (reader.isUnreadable()
+                        ? "unreadable"
+                        : '!' + std::to_string(place.line) + ':' + std::to_string(place.column));
+    all += "{}[]k\"#tfn"[static_cast<std::size_t>(token)];
+    if (token == Token::Key || token == Token::Text || token == Token::Number)
+      all += reader.text() + ' ';
+  }
+}
+
+TEST(JsonReader, TakesWhatIsJsonAndNothingElse) {
+  const std::pair<std::string, std::string> rows[] = {
+      // clang-format off
+      {"\xEF\xBB\xBF {\"a\" : [1, -0.5e+3 ,\"x\"],\n\"b\":{}}\n", "{ka [#1 #-0.5e+3 \"x ]kb {}}"},
+      {"[true,false,null]", "[tfn]"}, {"0", "#0 "}, {"[]", "[]"}, {"-12.25E-7", "#-12.25e-7 "},
+      {R"("\" \\ \/ \b\f\n\r\t \u00e9 \ud83d\ude00")", "\"\" \\ / \b\f\n\r\t \u00E9 \U0001F600 "},
+      {R"("\ud83d x \ude00")", "\"\uFFFD x \uFFFD "},
+      {"", "!1:1"}, {"[1 2]", "[#1 !1:4"}, {"[1,]", "[#1 !1:4"}, {"[,1]", "[!1:2"}, {"{\"a\":1,}", "{ka #1 !1:8"},
+      {"{\"a\" 1}", "{ka !1:6"}, {"{a:1}", "{!1:2"}, {"{\"a\"}", "{ka !1:5"}, {"[1}", "[#1 !1:3"}, {"{]", "{!1:2"},
+      {"01", "!1:1"}, {"-", "!1:1"}, {"1.", "!1:1"}, {".5", "!1:1"}, {"1e", "!1:1"}, {"+1", "!1:1"}, {"truE", "!1:1"},
+      {"1 2", "#1 !1:3"}, {"[1\n\u00E9]", "[#1 !2:1"}, {"\"a\nb\"", "!1:1"}, {R"("\x")", "!1:3"}, {R"("\u12g4")", "!1:6"},
+      {"\"a", "!1:1"}, {"[", "[!1:2"}, {"[]]", "[]!1:3"}, {"'a'", "!1:1"},
+      {std::string(64, '[') + std::string(64, ']'), std::string(64, '[') + std::string(64, ']')},
+      {std::string(65, '['), std::string(64, '[') + "!1:65"}};
+  // clang-format on
+  for (const auto& [text, tokens] : rows) {
+    UnreliableFile file(text), slow(text), broken(text);
+    slow.maxRead = 1;
+    broken.maxRead = 1;
+    broken.fails = [](int) { return true; };
+    EXPECT_EQ(tokensOf(file), tokens) << text;
+    EXPECT_EQ(tokensOf(slow), tokens) << text;
+    EXPECT_EQ(tokensOf(broken), "unreadable");
+  }
+}
+
+TEST(Formulas, AreGuardedAndComeBack) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"plain", "plain"},      {"=1", "'=1"},     {"-1.5", "-1.5"},   {"+.5", "+.5"},
+      {"-1.5.2", "'-1.5.2"},   {"-", "'-"},       {"-a", "'-a"},      {"+", "'+"},
+      {"@x", "'@x"},           {"x;=1", "x;'=1"}, {"x; -2", "x; -2"}, {"x, \"@y\"", "x, '\"@y\""},
+      {"\uFF1D1", "'\uFF1D1"}, {"'=1", "'=1"},    {"it's", "it's"},   {"", ""}};
+  for (const auto& [text, guarded] : rows) {
+    EXPECT_EQ(tessaron::guardFormulas(text, ",;"), guarded) << text;
+    if (text != "'=1") {
+      EXPECT_EQ(tessaron::unguardFormulas(guarded, ",;"), text);
+    }
+  }
 }
 
 TEST(IsReadable, ProbesInsteadOfTrusting) {
