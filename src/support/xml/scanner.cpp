@@ -118,11 +118,12 @@ bool isXmlCharacter(char32_t c) {
 
 std::size_t namedReference(std::string_view text, std::size_t at, char& meaning) {
   constexpr std::pair<std::string_view, char> kNames[] = {
-      {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
+      {"amp;", '&'}, {"lt;", '<'}, {"gt;", '>'}, {"quot;", '"'}, {"apos;", '\''}};
+  const std::string_view rest = text.substr(at + 1);
   for (const auto& [name, character] : kNames) {
-    if (!startsWith(text, at, name)) continue;
+    if (rest.empty() || rest.front() != name.front() || !rest.starts_with(name)) continue;
     meaning = character;
-    return name.size();
+    return 1 + name.size();
   }
   return 0;
 }
@@ -395,6 +396,7 @@ bool XmlScanner::isDuplicate(std::string_view attributeName) const {
 bool XmlScanner::readAttributes(std::size_t& at) {
   attributes_.clear();
   for (;;) {
+    if (at < text_.size() && text_[at] == '>') return true;  // as nearly all tags go on
     at = skip(text_, at, kSpace);
     if (endsBefore(at)) return false;
     if (text_[at] == '>' || text_[at] == '/') return true;
@@ -474,20 +476,6 @@ bool XmlScanner::reference(std::size_t& at, std::size_t limit) {
   if (readReference(text_.substr(0, limit), at, codePoint)) return true;
   fail(Kind::BadReference, begin, "a malformed numeric character reference");
   return false;
-}
-
-std::string_view XmlScanner::openName() const {
-  return std::string_view(openNames_).substr(open_.back());
-}
-
-void XmlScanner::push(std::string_view name) {
-  open_.push_back(static_cast<std::uint32_t>(openNames_.size()));
-  openNames_ += name;
-}
-
-void XmlScanner::pop() {
-  openNames_.resize(open_.back());
-  open_.pop_back();
 }
 
 }  // namespace tessaron

@@ -102,9 +102,15 @@ class XmlScanner {
   bool isDuplicate(std::string_view attributeName) const;
   bool endsBefore(std::size_t at);
   bool reference(std::size_t& at, std::size_t limit);
-  std::string_view openName() const;
-  void push(std::string_view name);
-  void pop();
+  std::string_view openName() const { return std::string_view(openNames_).substr(open_.back()); }
+  void push(std::string_view name) {
+    open_.push_back(static_cast<std::uint32_t>(openNames_.size()));
+    openNames_ += name;
+  }
+  void pop() {
+    openNames_.resize(open_.back());
+    open_.pop_back();
+  }
 
   std::string_view text_;
   bool complete_;
