@@ -43,8 +43,8 @@ if [ "$system" = Windows ]; then
 fi
 check_interface "$(find "$work/moved" -name libTessaronBF.so)"
 expect "$work/build/consumer"
-if ! readelf -d "$work/build/consumer" | grep -qF '[libTessaronBF.so.0.1]'; then
-  echo "the consumer needs another library than libTessaronBF.so.0.1" >&2
+if ! readelf -d "$work/build/consumer" | grep -qF '[libTessaronBF.so.0.2]'; then
+  echo "the consumer needs another library than libTessaronBF.so.0.2" >&2
   exit 1
 fi
 

@@ -8,12 +8,15 @@
 #include <cstdlib>
 #include <exception>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/selection.h"
+#include "cli/version.h"
+#include "output/json.h"
 #include "platform/registry.h"
 #include "support/spelling.h"
 #include "support/text.h"
@@ -158,7 +161,8 @@ const VerbGroup kVerbs[] = {
 
 /// Adds the verbs, and the options that all of them share.
 void configure(CLI::App& app, Context& context) {
-  app.set_version_flag("--version", "tessaron " TESSARON_VERSION);
+  app.set_version_flag("--version", std::string("tessaron ") + kVersion,
+                       "Print the version; with --json also what it was built from");
   app.set_help_all_flag("--help-all", "The options of all verbs");
   app.add_flag("-q,--quiet", context.quiet, "No messages and no progress on standard error");
   app.add_option("--color", context.color, "Colours in tables")
@@ -180,10 +184,21 @@ void configure(CLI::App& app, Context& context) {
   refuseFlagValues(app);
 }
 
+/// Whether the command line is --version with --json, which is no option of all verbs.
+bool asksForVersionJson(const CLI::App& app, const CLI::ParseError& error) {
+  return dynamic_cast<const CLI::CallForVersion*>(&error) &&
+         app.remaining() == std::vector<std::string>{"--json"};
+}
+
 /// Prints what --help or --version asks for, or else the usage error. Returns the exit code.
 int endParsing(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() != 0)
     return fail({kUsage, {}, usageError(app, error) + " (--help tells the usage)"});
+  if (asksForVersionJson(app, error)) {
+    printJson(versionJson());
+    flushOutput();
+    return kDone;
+  }
   std::ostringstream text;
   app.exit(error, text, text);
   print(text.str());

@@ -15,5 +15,4 @@ using TessaronReadExif = void (*)(const std::byte* tiff, std::size_t size, Tessa
                                   void* context);
 }
 
-inline constexpr char kExifModule[] = "libTessaronBF-exif.so";
 inline constexpr char kReadExif[] = "tessaronReadExif";

@@ -18,7 +18,7 @@ TessaronReadExif load() {
   const std::size_t slash = program.rfind('/');
   const std::string folder = slash == program.npos ? "./" : program.substr(0, slash + 1);
   for (const char* between : {"", "../lib/"}) {
-    void* const module = dlopen((folder + between + kExifModule).c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const module = dlopen((folder + between + TESSARON_EXIF_MODULE).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module) return reinterpret_cast<TessaronReadExif>(dlsym(module, kReadExif));
   }
   return nullptr;

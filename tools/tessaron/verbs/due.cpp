@@ -12,6 +12,7 @@
 #include "cli/output.h"
 #include "cli/selection.h"
 #include "cli/terminal.h"
+#include "cli/version.h"
 #include "output/csv.h"
 #include "output/status.h"
 #include "output/table.h"
@@ -137,7 +138,7 @@ std::string eventId(const CRecord& record, std::map<std::string, int>& seen) {
 
 std::string calendar(const std::vector<Loan>& loans, const SYSTEMTIME& now) {
   std::vector<std::string> lines = {"BEGIN:VCALENDAR", "VERSION:2.0",
-                                    "PRODID:-//TessaronBF//tessaron " TESSARON_VERSION "//EN"};
+                                    fmt::format("PRODID:-//TessaronBF//tessaron {}//EN", kVersion)};
   const std::string stamp = fmt::format("DTSTAMP:{:04}{:02}{:02}T{:02}{:02}{:02}Z", now.wYear,
                                         now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
   std::map<std::string, int> seen;

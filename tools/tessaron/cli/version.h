@@ -1,0 +1,15 @@
+#pragma once
+// What this program was built from.
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace tessaron::tool {
+
+/// The program's version, such as "0.2.0".
+extern const char* const kVersion;
+
+/// Version, commit, compiler and system, and the libraries with their versions: of those that are
+/// linked the one in use, of those that are loaded on first use the one that this was built with.
+nlohmann::ordered_json versionJson();
+
+}  // namespace tessaron::tool
