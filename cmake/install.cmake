@@ -57,4 +57,13 @@ if(NOT WIN32)
   list(REMOVE_DUPLICATES rpath)
   set_target_properties(tessaron PROPERTIES INSTALL_RPATH "${rpath}" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS tessaron)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR})
+  set(completions ${PROJECT_SOURCE_DIR}/tools/tessaron/completions)
+  set(TESSARON_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+      CACHE STRING "The folder in which zsh looks for completions")
+  install(FILES ${completions}/tessaron.bash RENAME tessaron
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${completions}/_tessaron DESTINATION ${TESSARON_ZSH_COMPLETIONS})
+  install(FILES ${completions}/tessaron.fish
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()

@@ -38,8 +38,11 @@ struct EditorResult {
 /// arguments.
 TESSARON_API std::u16string textEditor();
 
-/// Opens the file at `path` in the user's editor and waits for its end. Meanwhile, Ctrl+C in the
-/// terminal is for the editor alone.
-TESSARON_API EditorResult editText(std::u16string_view path);
+/// Opens the file at `path` by a command of the system's, which may have arguments, and waits for
+/// its end. Meanwhile, Ctrl+C in the terminal is for that program alone.
+TESSARON_API EditorResult openText(std::u16string_view command, std::u16string_view path);
+
+/// Opens the file at `path` in the user's editor, as `openText` does.
+inline EditorResult editText(std::u16string_view path) { return openText(textEditor(), path); }
 
 }  // namespace tessaron

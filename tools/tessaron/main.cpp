@@ -16,6 +16,7 @@
 #include "cli/output.h"
 #include "cli/selection.h"
 #include "cli/version.h"
+#include "manual/completion.h"
 #include "output/json.h"
 #include "platform/registry.h"
 #include "support/spelling.h"
@@ -215,6 +216,9 @@ constexpr std::string_view kGreeting =
     "  tessaron list                                        see what is there\n"
     "  tessaron --help                                      all verbs; VERB --help explains one\n";
 
+/// What the shells' completion says first; no verb, since the words behind it may be incomplete.
+constexpr std::string_view kCompletion = "complete";
+
 int run(int argc, char** argv) {
   if (argc == 1) {
     print(kGreeting);
@@ -224,6 +228,11 @@ int run(int argc, char** argv) {
   Context context;
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
   configure(app, context);
+  if (argc > 2 && argv[1] == kCompletion) {
+    print(completionsOf(app, {argv + 2, argv + argc}));
+    flushOutput();
+    return kDone;
+  }
   try {
     std::vector<std::string> arguments = reversedArguments(app, argc, argv);
     app.parse(arguments);

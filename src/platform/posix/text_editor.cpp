@@ -96,11 +96,11 @@ std::u16string textEditor() {
   return u"vi";
 }
 
-EditorResult editText(std::u16string_view path) {
+EditorResult openText(std::u16string_view opener, std::u16string_view path) {
   const IgnoredSignals ignored;
   pid_t process = 0;
-  // The shell takes the editor's arguments apart.
-  const std::string command = nativePath(textEditor()) + " \"$@\"";
+  // The shell takes the command's arguments apart.
+  const std::string command = nativePath(opener) + " \"$@\"";
   if (const int error = startShell(command, nativePath(path), process))
     return {{error, std::generic_category()}, 0};
   int status = 0;

@@ -65,8 +65,8 @@ std::u16string textEditor() {
   return u"notepad.exe";
 }
 
-EditorResult editText(std::u16string_view path) {
-  std::u16string command = textEditor() + u" \"" + std::u16string(path) + u'"';
+EditorResult openText(std::u16string_view opener, std::u16string_view path) {
+  std::u16string command = std::u16string(opener) + u" \"" + std::u16string(path) + u'"';
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process{};

@@ -46,6 +46,7 @@ std::string tiffVersion() {
 }  // namespace
 
 const char* const kVersion = TESSARON_VERSION;
+const char* const kReleaseDate = TESSARON_RELEASE_DATE;
 
 nlohmann::ordered_json versionJson() {
   constexpr int kHundred = 100, kThousand = 1000;

@@ -8,6 +8,9 @@ namespace tessaron::tool {
 /// The program's version, such as "0.2.0".
 extern const char* const kVersion;
 
+/// The day of its release, "2026-11-22".
+extern const char* const kReleaseDate;
+
 /// Version, commit, compiler and system, and the libraries with their versions: of those that are
 /// linked the one in use, of those that are loaded on first use the one that this was built with.
 nlohmann::ordered_json versionJson();

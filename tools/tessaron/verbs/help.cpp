@@ -1,113 +1,106 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
 
-#include "catalogue/item_field.h"
 #include "cli/failures.h"
-#include "cli/options.h"
 #include "cli/output.h"
-#include "cli/selection.h"
-#include "cli/status_names.h"
-#include "output/table.h"
-#include "records/record_cells.h"
+#include "cli/terminal.h"
+#include "manual/pages.h"
+#include "platform/text_editor.h"
 #include "support/spelling.h"
 #include "verbs/verbs.h"
 
 namespace tessaron::tool {
 namespace {
 
-constexpr std::string_view kQueryHelp =
-    R"(A query selects items. Its terms are separated by blanks; an item must match all of them.
+struct Options {
+  std::string topic;
+  bool isMan = false;
+  std::string pages;
+};
 
-  word             titles, people, labels, tracks, notes, custom fields or ASIN contain it
-  "two words"      the same, with what is in the quotation marks as it stands
-  field:word       the field contains it
-  field=text       the field, or one of its parts, is the text
-  field=           the field is empty
-  field:LO..HI     a date, number or price from LO to HI, or only LO.. or ..HI
-  -term            not
-  term,term        or; a part without a field is for the field before it
+/// Shows a page as this system does: by man(1), else by a program that shows it screen by screen.
+/// False when there is neither.
+bool showOnTerminal(const Page& page, std::size_t width) {
+  const auto show = [](std::u16string_view command, const std::string& text) {
+    std::error_code error;
+    const ScratchText file(u"tessaron", text, error);
+    if (error) return false;
+    const EditorResult result = openText(command, file.path());
+    return !result.error && result.exitCode == 0;
+  };
+  return show(u"command -v man >/dev/null && man -l", roffOf(page)) ||
+         show(u"${PAGER:-more}", textOf(page, width));
+}
 
-Case and accents do not count. The shell takes quotation marks and other signs away; put such a
-query into single ones:
+void showPage(const Page& page) {
+  constexpr std::size_t kUsualWidth = 80;
+  const std::optional<std::size_t> width = terminalWidth(STDOUT_FILENO);
+  if (width && showOnTerminal(page, std::min(*width, kUsualWidth))) return;
+  print(textOf(page, kUsualWidth));
+}
 
-  tessaron list tolkien -group:dvd
-  tessaron list 'author:"le guin",lem' year:1960..1979
-  tessaron due status:lent due:..7d
-  tessaron list added:-3m.. price:..10 note= --sort -added
-  tessaron stats --by author 'group:book rating:4..'
-
-Dates are YYYY-MM-DD, YYYY-MM or YYYY; today, yesterday and tomorrow; 7d, 2w, 3m and 1y from today,
--7d before it. Days are counted in UTC, and a date without a day is its first one. Amounts are
-compared without regard to their currency, unless the query names one: price:..$10.
-)";
-
-constexpr std::string_view kWordHelp =
-    R"(A word that begins with a hyphen is a term, unless the verb has an option of its first letter
-(-c, -o, -q, -h) and it names no field; put such words behind --.
-)";
-
-std::string_view kindName(ValueKind kind) {
-  switch (kind) {
-    case ValueKind::Number:
-      return "number";
-    case ValueKind::Date:
-      return "date";
-    case ValueKind::Price:
-      return "price";
-    default:
-      return "text";
+/// Writes all pages below a folder, where man(1) looks for them.
+void writePages(const CLI::App& app, const std::string& folder) {
+  for (const std::string& topic : topics(app)) {
+    const Page page = *pageAbout(app, topic);
+    const std::string below = fmt::format("{}/man{}", folder, page.number);
+    std::error_code error;
+    std::filesystem::create_directories(below, error);
+    if (error) throw Failure{kCannotCreate, below, error.message()};
+    writeOutput(fmt::format("{}/{}.{}", below, page.name, page.number), roffOf(page));
   }
 }
 
-int printQueryHelp(const Context& context) {
-  Output output("-");
-  output.write(
-      fmt::format("{}A status is none, {}.\n\n{}\n", kQueryHelp, statusChoices(), kWordHelp));
-  Table table({"Field", "Also", "Holds"});
-  for (const MadeField& made : madeFields())
-    table.add(
-        {{std::string(made.name)}, {}, {fmt::format("{}: {}", kindName(made.values), made.about)}});
-  table.add({{"custom.NAME"}, {}, {"text: a field of your own"}});
-  for (const std::string& name : recordColumns()) {
-    const RecordColumn column = recordColumn(name);
-    const std::string_view shorter = shortName(column);
-    table.add({{name},
-               {shorter == name ? std::string() : std::string(shorter)},
-               {std::string(kindName(valueKind(column)))}});
-  }
-  table.print(context, output);
-  output.finish();
-  return kDone;
-}
-
-int run(const CLI::App& app, const std::string& topic, const Context& context) {
-  if (topic == "query") return printQueryHelp(context);
-  const CLI::App* verb = topic.empty() ? &app : findVerb(app, topic);
-  if (verb) {
-    print(verb->help(topic.empty() ? "" : "tessaron"));
-    return kDone;
-  }
-  std::vector<std::string> topics = {"query"};
-  for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
-    topics.push_back(each->get_name());
-  const std::string_view meant = nearestWord(topic, topics);
+[[noreturn]] void throwUnknown(const CLI::App& app, const std::string& topic) {
+  const std::vector<std::string> known = topics(app);
+  const std::string_view meant = nearestWord(topic, known);
   throw Failure{kUsage,
                 {},
                 fmt::format("there is no help on \"{}\"{}", topic,
                             meant.empty() ? "" : fmt::format("; did you mean {}?", meant))};
 }
 
+int run(const CLI::App& app, const Options& options) {
+  const std::string& topic = options.topic;
+  if (!options.pages.empty()) {
+    writePages(app, options.pages);
+  } else if (topic.empty() && !options.isMan) {
+    print(app.help());
+  } else if (const auto page = pageAbout(app, topic.empty() ? "tessaron" : topic)) {
+    if (options.isMan)
+      print(roffOf(*page));
+    else
+      showPage(*page);
+  } else {
+    throwUnknown(app, topic);
+  }
+  return kDone;
+}
+
 }  // namespace
 
 void addHelp(CLI::App& app, Context& context) {
-  const auto topic = std::make_shared<std::string>();
-  CLI::App* verb = app.add_subcommand("help", "Explains a verb, or how to select items (query)");
-  verb->add_option("TOPIC", *topic, "A verb, or \"query\"; nothing for the list of verbs")
+  const auto options = std::make_shared<Options>();
+  CLI::App* verb = app.add_subcommand("help", "Shows the page of a verb, or how to search (query)");
+  verb->footer(
+      "Without TOPIC it prints the list of verbs. On a terminal a page is shown by man, or else "
+      "by\n"
+      "$PAGER; elsewhere it is printed as a text.");
+  verb->add_option("TOPIC", options->topic,
+                   "A verb, \"query\", \"collection\" (the file), or \"tessaron\" (all in general)")
       ->type_name("");
-  verb->callback([&app, &context, topic] {
-    context.run = [&app, &context, topic] { return run(app, *topic, context); };
-  });
+  CLI::Option* man = verb->add_flag("--man", options->isMan, "Print the page as man takes it");
+  verb->add_option("--pages", options->pages,
+                   "Write all pages into the folders man1, man5 and man7 below this one")
+      ->type_name("FOLDER")
+      ->excludes(man);
+  verb->callback(
+      [&app, &context, options] { context.run = [&app, options] { return run(app, *options); }; });
 }
 
 }  // namespace tessaron::tool
