@@ -92,7 +92,6 @@ class List(ToolTest):
         help_text = self.tool("help", "query").out
         for name in ("custom.NAME", "author", "status.target", "on-the-way"):
             self.assertIn(name, help_text)
-        self.assertEqual(self.tool("help", "list").out, self.tool("list", "--help").out)
 
     def test_a_reader_may_go_away(self):
         read, write = os.pipe()

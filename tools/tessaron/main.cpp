@@ -217,7 +217,7 @@ constexpr std::string_view kGreeting =
     "  tessaron --help                                      all verbs; VERB --help explains one\n";
 
 /// What the shells' completion says first; no verb, since the words behind it may be incomplete.
-constexpr std::string_view kCompletion = "complete";
+constexpr std::string_view kCompletion = "complete";  // then "--"
 
 int run(int argc, char** argv) {
   if (argc == 1) {
@@ -228,8 +228,8 @@ int run(int argc, char** argv) {
   Context context;
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
   configure(app, context);
-  if (argc > 2 && argv[1] == kCompletion) {
-    print(completionsOf(app, {argv + 2, argv + argc}));
+  if (argc > 2 && argv[1] == kCompletion && argv[2] == std::string_view("--")) {
+    print(completionsOf(app, {argv + 3, argv + argc}));
     flushOutput();
     return kDone;
   }

@@ -29,7 +29,8 @@ std::vector<const CLI::Option*> optionsOf(const CLI::App& app, bool isPositional
 bool takesSeveral(const CLI::Option& option) { return option.get_items_expected_max() > 1; }
 
 std::string asSentence(std::string text) {
-  if (!text.empty() && std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
+  if (!text.empty() && std::string_view(".!?").find(text.back()) == std::string_view::npos)
+    text += '.';
   return text;
 }
 

@@ -14,7 +14,7 @@ struct Examples {
 };
 
 constexpr auto kExamples = std::to_array<Examples>({
-  {"tessaron", R"(A first session: choose the file, add an item by hand, take over what a shop or
+    {"tessaron", R"(A first session: choose the file, add an item by hand, take over what a shop or
 another program has, find something, lend it, see what is due:
 
   tessaron use shelf.xml
@@ -24,12 +24,12 @@ another program has, find something, lend it, see what is due:
   tessaron lend rain --to Mira --until +14d
   tessaron due
 )"},
-      {"use", R"(Keep two collections apart:
+    {"use", R"(Keep two collections apart:
 
   tessaron use ~/shelf.xml
   TESSARON_COLLECTION=~/films.xml tessaron list
 )"},
-      {"import", R"(See what a table of another program would bring, then take it over:
+    {"import", R"(See what a table of another program would bring, then take it over:
 
   tessaron import --dry-run goodreads.csv
   tessaron import goodreads.csv
@@ -38,28 +38,28 @@ A table whose columns nobody knows:
 
   tessaron import --map title=Titel --map author=Autor --map custom=Regal books.csv
 )"},
-      {"add", R"(A book, whose key is made of its number, and a record with two artists:
+    {"add", R"(A book, whose key is made of its number, and a record with two artists:
 
   tessaron add --title 'The Cartographer of Rain' --isbn 0-306-40615-2 --group Book
   tessaron add --title 'Low Tide' --artist 'A. Finch' --artist 'B. Lund' --group Music
 )"},
-      {"set", R"(Notes and a field of your own for one item, a favorite among several:
+    {"set", R"(Notes and a field of your own for one item, a favorite among several:
 
   tessaron set rain --notes 'signed' --field shelf=A3
   tessaron set --query 'author:vale rating:4..' --status favorite
 )"},
-      {"edit", R"(Change an item in another editor than the usual one:
+    {"edit", R"(Change an item in another editor than the usual one:
 
   EDITOR='nano -w' tessaron edit rain
 )"},
-      {"remove", R"(See what would go, remove it, take that back:
+    {"remove", R"(See what would go, remove it, take that back:
 
   tessaron remove --query 'group:software year:..1995' --dry-run
   tessaron remove --query 'group:software year:..1995'
   tessaron undo
 )"},
-      {"list",
-       R"(What was added in the last three months, the latest first, as a spreadsheet reads it:
+    {"list",
+     R"(What was added in the last three months, the latest first, as a spreadsheet reads it:
 
   tessaron list added:-3m.. --sort -added --columns title,authors,added --csv -o new.csv
 
@@ -67,26 +67,26 @@ A line for each item, for another program:
 
   tessaron list group:dvd --format '{asin}\t{title}'
 )"},
-      {"show", R"(Everything about an item, and the same for a program:
+    {"show", R"(Everything about an item, and the same for a program:
 
   tessaron show 0306406152
   tessaron show 0306406152 --json | jq .authors
 )"},
-      {"stats", R"(What the books cost by author, and the shares as a picture:
+    {"stats", R"(What the books cost by author, and the shares as a picture:
 
   tessaron stats --by author --value price group:book
   tessaron stats --by group --png -o groups.png
 )"},
-      {"chart", R"(A picture of any numbers:
+    {"chart", R"(A picture of any numbers:
 
   printf 'Books\t12\t12\nFilms\t5\t5\n' | tessaron chart - --png -o shares.png
 )"},
-      {"export", R"(A page for the browser, and a file that import takes back:
+    {"export", R"(A page for the browser, and a file that import takes back:
 
   tessaron export --html -o shelf.html
   tessaron export --json -o shelf.json
 )"},
-  {"cart", R"text(Open the purchase page of a stored response:
+    {"cart", R"text(Open the purchase page of a stored response:
 
   xdg-open "$(tessaron cart response.xml)"
 )text"},
@@ -174,15 +174,15 @@ A line for each item, for another program:
 )"},
 });
 
-  }  // namespace
+}  // namespace
 
-  std::string_view examplesOf(std::string_view verb) {
-    const auto found = std::ranges::find(kExamples, verb, &Examples::verb);
-    return found == kExamples.end() ? std::string_view() : found->text;
-  }
+std::string_view examplesOf(std::string_view verb) {
+  const auto found = std::ranges::find(kExamples, verb, &Examples::verb);
+  return found == kExamples.end() ? std::string_view() : found->text;
+}
 
-  const std::string_view kDescription =
-      R"(tessaron keeps a catalogue of books, music, films, games and software in one XML file, the
+const std::string_view kDescription =
+    R"(tessaron keeps a catalogue of books, music, films, games and software in one XML file, the
 collection. It takes over the responses of a product web service and the exports of other programs,
 lists and searches, tells who has what and what is due, merges collections and takes back any edit.
 
@@ -194,8 +194,8 @@ Results go to standard output, or into the file that -o names; messages and prog
 error. A FILE may be - for standard input where it is only read.
 )";
 
-  const std::string_view kEnvironment =
-      R"(TESSARON_COLLECTION :: The collection's file, if -c names none.
+const std::string_view kEnvironment =
+    R"(TESSARON_COLLECTION :: The collection's file, if -c names none.
 
 TESSARON_SETTINGS :: The file of the settings, instead of $XDG_CONFIG_HOME/tessaron/settings.db.
 
@@ -215,16 +215,16 @@ NO_COLOR :: No colors, unless --color asks for them.
 LC_ALL, LC_COLLATE, LANG :: The language that lists are sorted by.
 )";
 
-  const std::string_view kFiles =
-      R"($XDG_CONFIG_HOME/tessaron/settings.db :: The settings.
+const std::string_view kFiles =
+    R"($XDG_CONFIG_HOME/tessaron/settings.db :: The settings.
 
 $XDG_STATE_HOME/tessaron/ :: The last 50 edits of each collection, at most 64 MiB, for log and undo.
 
 $XDG_DATA_HOME/tessaron/Data/ :: Themes and their unpacked pictures.
 )";
 
-  const std::string_view kExitStatus =
-      R"(0 :: Done.
+const std::string_view kExitStatus =
+    R"(0 :: Done.
 
 1 :: Nothing was found, or the request cannot be carried out.
 
@@ -237,8 +237,8 @@ $XDG_DATA_HOME/tessaron/Data/ :: Themes and their unpacked pictures.
 73, 74 :: An output cannot be created; writing failed.
 )";
 
-  const std::string_view kQueryText =
-      R"(A query selects items. Its terms are separated by blanks; an item must match all of them.
+const std::string_view kQueryText =
+    R"(A query selects items. Its terms are separated by blanks; an item must match all of them.
 
   word             titles, people, labels, tracks, notes, custom fields or ASIN contain it
   "two words"      the same, with what is in the quotation marks as it stands
@@ -263,13 +263,13 @@ Dates are YYYY-MM-DD, YYYY-MM or YYYY; today, yesterday and tomorrow; 7d, 2w, 3m
 compared without regard to their currency, unless the query names one: price:..$10.
 )";
 
-  const std::string_view kQueryShellText =
-      R"(A word that begins with a hyphen is a term, unless the verb has an option of its first letter
+const std::string_view kQueryShellText =
+    R"(A word that begins with a hyphen is a term, unless the verb has an option of its first letter
 (-c, -o, -q, -h) and it names no field; put such words behind --.
 )";
 
-  const std::string_view kCollectionText =
-      R"(A collection is an XML document. Its root element is PriceTracker, with one element Items, which
+const std::string_view kCollectionText =
+    R"(A collection is an XML document. Its root element is PriceTracker, with one element Items, which
 has an Item for each item. A response of the product web service has the same structure with another
 root element; Details below the root are items of the older dialect. Both are read wherever a
 collection is.
@@ -283,8 +283,8 @@ Dates that the program writes are numbers: the days of MS-DOS dates, bits 9 to 1
 5 to 8 the month, 0 to 4 the day. Dates of products are texts as the shop gives them.
 )";
 
-  const std::string_view kCollectionSample =
-      R"(  <?xml version="1.0" encoding="UTF-8"?>
+const std::string_view kCollectionSample =
+    R"(  <?xml version="1.0" encoding="UTF-8"?>
   <PriceTracker>
     <Items>
       <Item status="0">
