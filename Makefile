@@ -4,7 +4,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
 .PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures format sdk \
-  install clean
+  dist docs pictures install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -56,6 +56,15 @@ sdk:  ## pack the Windows SDK: build/windows-*/sdk/*.zip
 	@for target in windows-x64 windows-x86; do \
 	  cmake --preset $$target >/dev/null && cmake --build --preset $$target --target package || exit 1; \
 	done
+
+dist:  ## build all packages of the current commit: dist/
+	@scripts/dist
+
+docs:  ## write the reference of the library's interface: build/docs/html
+	@scripts/docs
+
+pictures:  ## take the README's pictures anew
+	@scripts/pictures
 
 install:  ## build for Linux and install below PREFIX (default /usr/local)
 	@scripts/setup linux

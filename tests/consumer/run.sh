@@ -24,10 +24,11 @@ cmake --install "$build" --prefix "$work/first" >/dev/null
 mv "$work/first" "$work/moved"
 
 # The tree is found through the prefix path on Linux, through the root path where one is set.
-arguments=(-DCMAKE_PREFIX_PATH="$work/moved")
+examples=$source/../../examples/library
+arguments=(-DCMAKE_PREFIX_PATH="$work/moved" -DEXAMPLES="$examples")
 if [ "$system" = Windows ]; then
   read_cache() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
-  arguments=(-DTessaronBF_DIR="$work/moved/lib/cmake/TessaronBF"
+  arguments=(-DTessaronBF_DIR="$work/moved/lib/cmake/TessaronBF" -DEXAMPLES="$examples"
              -DCMAKE_TOOLCHAIN_FILE="$(read_cache CMAKE_TOOLCHAIN_FILE)"
              -DMINGW_TRIPLE="$(read_cache MINGW_TRIPLE)")
 fi
@@ -43,6 +44,12 @@ if [ "$system" = Windows ]; then
 fi
 check_interface "$(find "$work/moved" -name libTessaronBF.so)"
 expect "$work/build/consumer"
+"$work/moved/bin/tessaron" add -c "$work/shelf.xml" --title "Salt Roads" --field status=lent --field until=2020-01-01 \
+  >/dev/null
+if ! "$work/build/due" "$work/shelf.xml" | grep -q '^due   Salt Roads: '; then
+  echo "the tutorial's program does not list what is due" >&2
+  exit 1
+fi
 if ! readelf -d "$work/build/consumer" | grep -qF '[libTessaronBF.so.0.2]'; then
   echo "the consumer needs another library than libTessaronBF.so.0.2" >&2
   exit 1
