@@ -18,11 +18,11 @@
 #include "cli/terminal.h"
 #include "mediainfo/category.h"
 #include "mediainfo/file_info.h"
-#include "mediainfo/labels.h"
 #include "output/description.h"
 #include "output/thumbnails.h"
 #include "platform/directory.h"
 #include "platform/file.h"
+#include "scan/described.h"
 #include "support/pictures/picture_memory.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -47,66 +47,6 @@ std::int32_t maskOf(const std::vector<std::string>& names) {
   for (const std::string& name : names) mask |= findMediaCategory(name);
   return mask;
 }
-
-/// Forwards reads to a file and records whether one has failed.
-class WatchedFile : public File {
- public:
-  explicit WatchedFile(File& file) : file_(file) {}
-  bool hasFailed() const { return hasFailed_; }
-
-  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
-    return checked(file_.read(buffer));
-  }
-  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
-    return checked(file_.readAt(offset, buffer));
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t offset) override { return file_.seek(offset); }
-  std::optional<std::uint64_t> size() override { return file_.size(); }
-  bool setEnd() override { return false; }
-  std::optional<FileStatus> status() override { return file_.status(); }
-
- private:
-  std::optional<std::size_t> checked(std::optional<std::size_t> count) {
-    hasFailed_ = hasFailed_ || !count;
-    return count;
-  }
-
-  File& file_;
-  bool hasFailed_ = false;
-};
-
-/// A file's description. A picture that cannot or need not be decoded gets the measures in its
-/// header.
-class Described : public CFileInfo {
- public:
-  explicit Described(bool wantsThumbnail) : wantsThumbnail_(wantsThumbnail) {}
-  bool isUnreadable() const { return isUnreadable_; }
-  bool isUndecodable() const { return isUndecodable_; }
-
- private:
-  bool fromFileHandle(File& file) override {
-    const bool isPicture = category == kImageCategory;
-    WatchedFile watched(file);
-    std::byte first{};
-    const bool isMedia = isPicture || category == kAudioCategory || category == kVideoCategory;
-    isUnreadable_ = isMedia && !watched.readAt(0, {&first, 1});
-    if (isUnreadable_) return false;
-    if (!isPicture) return CFileInfo::fromFileHandle(file);
-    if (wantsThumbnail_) CFileInfo::fromFileHandle(watched);
-    if (!thumbnails.empty() && thumbnails[0].isValid()) return false;
-    measurePicture(watched);
-    const auto measures = info.find(label::kDimensions);
-    const bool isMeasured = measures != info.end() && measures->second != u"0 x 0";
-    isUnreadable_ = watched.hasFailed() && !isMeasured;
-    isUndecodable_ = wantsThumbnail_ && isMeasured;
-    return false;
-  }
-
-  bool wantsThumbnail_;
-  bool isUnreadable_ = false;
-  bool isUndecodable_ = false;
-};
 
 /// The result of describing one file.
 struct Result {
