@@ -26,6 +26,8 @@ else()
   find_path(AVFORMAT_INCLUDE_DIR libavformat/avformat.h REQUIRED) # loaded on first use
   find_path(EXIV2_INCLUDE_DIR exiv2/exif.hpp REQUIRED) # used by a separate module only
   find_library(EXIV2_LIBRARY exiv2 REQUIRED)
+  find_path(POPPLER_INCLUDE_DIR poppler/cpp/poppler-document.h REQUIRED) # likewise
+  find_library(POPPLER_LIBRARY poppler-cpp REQUIRED)
   find_path(TAGLIB_INCLUDE_DIR taglib/tiostream.h REQUIRED)
   find_library(TAGLIB_LIBRARY tag REQUIRED)
   target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it

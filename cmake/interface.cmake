@@ -22,6 +22,7 @@ set(TESSARON_PUBLIC_HEADERS
   support/xml/error.h
   support/xml/xml.h
   mediainfo/codec_names.h
+  mediainfo/content_info.h
   mediainfo/file_info.h
   mediainfo/folder_info.h
   mediainfo/mpeg_parser.h

@@ -12,7 +12,8 @@ enum Picture : std::uint32_t { kResolution = 40001, kColor, kDimensions };
 
 /// Labels of audio and video streams and of the files that hold them.
 enum Stream : std::uint32_t {
-  kFormat = 40101, kDataRate, kChannels, kSample, kMode, kRunTime, kFrameRate, kAspectRatio
+  kFormat = 40101, kDataRate, kChannels, kSample, kMode, kRunTime, kFrameRate, kAspectRatio,
+  kCodecProfile, kBitDepth, kDynamicRange, kRotation, kChannelLayout, kFrameRateMode
 };
 
 /// Values: "Layer 3" is what follows "MPEG-1 " in a format, the others are modes.
@@ -42,6 +43,13 @@ enum Tag : std::uint32_t {
   kDistributor, kRemixedBy, kIdentifier
 };
 
+/// Labels of what the content of a file tells, whatever its kind.
+enum Content : std::uint32_t {
+  kKind = 40401, kCovers, kChapters, kChapterTitles, kAudioLanguages, kSubtitleLanguages,
+  kDateCreated, kSeries, kSeason, kEpisode, kIsbn, kPages, kPageSize, kEntries, kUnpackedSize,
+  kFrames, kVersion, kProtection
+};
+
 /// Values of picture properties.
 enum PictureValue : std::uint32_t {
   kUnknown = 40501, kOther,
@@ -52,8 +60,12 @@ enum PictureValue : std::uint32_t {
   kDidNotFire, kFired, kAuto, kForced, kRedEyeReduction,
   kNormal, kMirrored, kRotated90Clockwise, kRotated180, kRotated90Counterclockwise
 };
+
+/// Values of what the content tells.
+enum ContentValue : std::uint32_t { kVariable = 40534, kEncrypted };
 // clang-format on
 
+static_assert(kFrameRateMode == 40114 && kProtection == 40418 && kEncrypted == 40535);
 static_assert(kAltitude == 40239 && kIdentifier == 40346 && kRotated90Counterclockwise == 40533);
 
 }  // namespace tessaron::label

@@ -8,6 +8,7 @@
 
 #include "mediainfo/labels.h"
 #include "mediainfo/orientation.h"
+#include "mediainfo/picture_metadata_internal.h"
 #include "platform/file.h"
 #include "platform/picture_tags.h"
 #include "support/byte_reader.h"
@@ -348,6 +349,23 @@ constexpr auto kWanted = [] {
 }();
 
 }  // namespace
+
+bool addPictureProperties(File& file, PropertyMap& metaInfo) {
+  const std::string header = extractPictureHeader(file, kWanted);
+  if (header.empty()) return false;
+  const Tags tags = decodePictureTags(std::as_bytes(std::span(header)));
+  bool found = false;
+  for (const Property& property : kProperties) {
+    const PictureTag* const tag = findTag(tags, property.number);
+    if (!tag || property.label == 0) continue;
+    const std::u16string value = property.format(tags, *tag);
+    if (value.empty()) continue;
+    found = true;
+    metaInfo.emplace(property.label, value);
+  }
+  return found;
+}
+
 }  // namespace tessaron
 
 CGPImageMDParser::CGPImageMDParser() = default;
@@ -358,18 +376,5 @@ CGPImageMDParser::~CGPImageMDParser() = default;
 bool CGPImageMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaInfo) {
   std::error_code error;
   const auto file = tessaron::openFile(path, {}, error);
-  if (!file) return false;
-  const std::string header = tessaron::extractPictureHeader(*file, tessaron::kWanted);
-  if (header.empty()) return false;
-  const tessaron::Tags tags = tessaron::decodePictureTags(std::as_bytes(std::span(header)));
-  bool found = false;
-  for (const tessaron::Property& property : tessaron::kProperties) {
-    const tessaron::PictureTag* const tag = tessaron::findTag(tags, property.number);
-    if (!tag || property.label == 0) continue;
-    const std::u16string value = property.format(tags, *tag);
-    if (value.empty()) continue;
-    found = true;
-    metaInfo.emplace(property.label, value);
-  }
-  return found;
+  return file && tessaron::addPictureProperties(*file, metaInfo);
 }

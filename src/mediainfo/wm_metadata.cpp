@@ -255,14 +255,17 @@ CWMMDParser::~CWMMDParser() = default;
 bool CWMMDParser::parseByFileName(const std::u16string& path, PropertyMap& metaInfo) {
   std::error_code error;
   const auto file = tessaron::openFile(path, {}, error);
-  if (!file) return false;
-  tessaron::TagStream stream(*file);
+  return file && parseByHandle(*file, metaInfo);
+}
+
+bool CWMMDParser::parseByHandle(tessaron::File& file, PropertyMap& metaInfo) {
+  tessaron::TagStream stream(file);
   const bool isVideo = category_ == tessaron::kVideoCategory;
   const tessaron::FilePtr tags = tessaron::openTags(stream, isVideo);
   if (!tags) return false;
   tessaron::addTags(*tags, metaInfo);
   if (!isVideo && tags->audioProperties()) {
-    tessaron::addSound(*tags->audioProperties(), *file, metaInfo);
+    tessaron::addSound(*tags->audioProperties(), file, metaInfo);
   }
   return true;
 }

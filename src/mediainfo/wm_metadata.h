@@ -22,6 +22,8 @@ class TESSARON_API CWMMDParser {
   /// Reads a bounded part of the file, whatever its size and its claims. False when the file cannot
   /// be opened or is of no kind that has tags; `metaInfo` is then unchanged.
   bool parseByFileName(const std::u16string& path, PropertyMap& metaInfo);
+  /// As above, from an open file.
+  bool parseByHandle(tessaron::File& file, PropertyMap& metaInfo);
 
  private:
   std::int32_t category_;

@@ -20,4 +20,7 @@ struct PictureTag {
 /// read the file, or is not there.
 std::vector<PictureTag> decodePictureTags(std::span<const std::byte> tiff);
 
+/// Loads the library ahead, so that later calls open no files.
+void preparePictureTags();
+
 }  // namespace tessaron

@@ -63,32 +63,38 @@ std::optional<std::vector<std::byte>> readDirectory(File& zip) {
   return std::nullopt;
 }
 
+// Reads the next entry of a directory. False where the directory ends or is damaged.
+bool readEntry(ByteReader& reader, Entry& entry, std::string_view& name, std::uint32_t& size) {
+  if (reader.remaining() < kDirectoryHeader || reader.u32le() != kDirectorySignature) return false;
+  reader.skip(4);
+  entry.flags = reader.u16le();
+  entry.method = reader.u16le();
+  reader.skip(4);
+  entry.checksum = reader.u32le();
+  entry.packedSize = reader.u32le();
+  size = reader.u32le();
+  const std::size_t nameSize = reader.u16le();
+  const std::size_t rest = reader.u16le() + std::size_t{reader.u16le()};
+  reader.skip(8);
+  entry.offset = reader.u32le();
+  const auto bytes = reader.bytes(nameSize);
+  name = {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+  const bool isWhole = reader.ok();
+  reader.skip(rest);
+  return isWhole;
+}
+
 // Looks the entry up. An error when the directory is damaged or has no such entry.
-std::string findEntry(File& zip, std::string_view name, Entry& entry) {
+std::string findEntry(File& zip, std::string_view wanted, Entry& entry) {
   const auto directory = readDirectory(zip);
   if (!directory) return std::string(kDamaged);
   ByteReader reader(*directory);
-  while (reader.remaining() >= kDirectoryHeader) {
-    if (reader.u32le() != kDirectorySignature) break;
-    reader.skip(4);
-    entry.flags = reader.u16le();
-    entry.method = reader.u16le();
-    reader.skip(4);
-    entry.checksum = reader.u32le();
-    entry.packedSize = reader.u32le();
-    reader.skip(4);
-    const std::size_t nameSize = reader.u16le();
-    const std::size_t rest = reader.u16le() + std::size_t{reader.u16le()};
-    reader.skip(8);
-    entry.offset = reader.u32le();
-    const auto bytes = reader.bytes(nameSize);
-    if (!reader.ok()) break;
-    if (std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()) == name)
-      return {};
-    reader.skip(rest);
-  }
+  std::string_view name;
+  std::uint32_t size = 0;
+  while (readEntry(reader, entry, name, size))
+    if (name == wanted) return {};
   if (!reader.ok() || reader.remaining() > 0) return std::string(kDamaged);
-  return "the archive holds no \"" + std::string(name) + '"';
+  return "the archive holds no \"" + std::string(wanted) + '"';
 }
 
 // Passes the content of an entry on, and watches its length and its checksum.
@@ -138,6 +144,19 @@ bool inflateBlock(Inflater& inflater, std::span<const std::byte> block, Checked&
 bool isZip(File& file) {
   const std::vector<std::byte> head = bytesAt(file, 0, 4);
   return ByteReader(head).u32le() == kEntrySignature;
+}
+
+std::optional<std::vector<ZipEntry>> listZipEntries(File& zip) {
+  const auto directory = readDirectory(zip);
+  if (!directory) return std::nullopt;
+  std::vector<ZipEntry> entries;
+  ByteReader reader(*directory);
+  Entry entry;
+  std::string_view name;
+  std::uint32_t size = 0;
+  while (readEntry(reader, entry, name, size))
+    entries.push_back({std::string(name), size, (entry.flags & 1) != 0});
+  return entries;
 }
 
 std::string extractZipEntry(File& zip, std::string_view name, std::uint64_t limit,

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/file.h"
 #include "tessaron_export.h"
@@ -12,6 +14,17 @@ namespace tessaron {
 
 /// Whether `file`, a seekable one, begins as a zip archive does.
 TESSARON_API bool isZip(File& file);
+
+/// What the directory of a zip archive tells of an entry.
+struct ZipEntry {
+  std::string name;        ///< as the archive has it, mostly UTF-8
+  std::uint64_t size = 0;  ///< bytes, as the archive claims
+  bool isEncrypted = false;
+};
+
+/// The entries of a zip archive, in the order of its directory, which takes at most 16 MiB. Nothing
+/// when the directory is damaged or the archive has more than 4 GiB.
+TESSARON_API std::optional<std::vector<ZipEntry>> listZipEntries(File& zip);
 
 /// Hands the content of the entry `name` of a zip archive to `sink`, piece by piece. The archive
 /// is read through a small buffer and its directory; at most `limit` bytes come out, whatever it

@@ -36,4 +36,6 @@ std::vector<PictureTag> decodePictureTags(std::span<const std::byte> tiff) {
   return tags;
 }
 
+void preparePictureTags() {}
+
 }  // namespace tessaron

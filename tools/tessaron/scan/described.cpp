@@ -39,7 +39,21 @@ class WatchedFile : public File {
 
 }  // namespace
 
+bool Described::fromFile(const std::u16string& filePath) {
+  return view_.isByName ? CFileInfo::fromFile(filePath) : ContentInfo::fromFile(filePath);
+}
+
+bool Described::fromFilePostProcess() {
+  if (!view_.isByName) return ContentInfo::fromFilePostProcess();
+  CFileInfo::fromFilePostProcess();
+  if (!wantsLocation)
+    for (const std::uint32_t place : {label::kLatitude, label::kLongitude, label::kAltitude})
+      metaInfo.erase(place);
+  return true;
+}
+
 bool Described::fromFileHandle(File& file) {
+  if (!view_.isByName) return ContentInfo::fromFileHandle(file);
   const bool isPicture = category == kImageCategory;
   WatchedFile watched(file);
   std::byte first{};
@@ -47,13 +61,13 @@ bool Described::fromFileHandle(File& file) {
   isUnreadable_ = isMedia && !watched.readAt(0, {&first, 1});
   if (isUnreadable_) return false;
   if (!isPicture) return CFileInfo::fromFileHandle(file);
-  if (wantsThumbnail_) CFileInfo::fromFileHandle(watched);
+  if (wantsThumbnail) CFileInfo::fromFileHandle(watched);
   if (!thumbnails.empty() && thumbnails[0].isValid()) return false;
   measurePicture(watched);
   const auto measures = info.find(label::kDimensions);
   const bool isMeasured = measures != info.end() && measures->second != u"0 x 0";
   isUnreadable_ = watched.hasFailed() && !isMeasured;
-  isUndecodable_ = wantsThumbnail_ && isMeasured;
+  isUndecodable_ = wantsThumbnail && isMeasured;
   return false;
 }
 

@@ -36,6 +36,8 @@ struct Options {
   std::string output;
   std::string thumbnails;
   bool recursive = false;
+  bool byName = false;
+  bool location = false;
   Form form = Form::Table;
 };
 
@@ -63,10 +65,11 @@ std::string reasonFor(const std::u16string& path) {
 }
 
 /// Describes a file, and writes its thumbnail to `thumbnail` unless that is empty.
-Result describe(const std::u16string& path, std::int32_t mask, const std::string& thumbnail) {
+Result describe(const std::u16string& path, std::int32_t mask, const std::string& thumbnail,
+                const Options& options) {
   Result result;
   const PictureMemoryScope memory;  // covers decoding and writing the thumbnail
-  Described file(!thumbnail.empty());
+  Described file({!thumbnail.empty(), options.byName, options.location});
   file.setDetectType(mask);
   if (!file.fromFile(path)) {
     result.failure = reasonFor(path);
@@ -124,8 +127,9 @@ class Scan {
     work.count = files.size();
     work.work = [&](std::size_t index) {
       try {
-        resultOf(index) = describe(inventory_.pathOf(files[index]), mask,
-                                   thumbnails.empty() ? std::string() : thumbnails[index]);
+        resultOf(index) =
+            describe(inventory_.pathOf(files[index]), mask,
+                     thumbnails.empty() ? std::string() : thumbnails[index], options_);
       } catch (const std::bad_alloc&) {
         resultOf(index).failure = "there is not enough memory to describe it";
       }
@@ -211,7 +215,11 @@ void addScan(CLI::App& app, Context& context) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->check(CLI::IsMember(names));
-  verb->add_option("--thumbnails", options->thumbnails, "Write the pictures, reduced, as PNG files")
+  verb->add_flag("--by-name", options->byName,
+                 "Tell the kind of a file by its name alone, not by its content");
+  verb->add_flag("--location", options->location, "Tell where pictures and films were taken");
+  verb->add_option("--thumbnails", options->thumbnails,
+                   "Write pictures and covers, reduced, as PNG files")
       ->type_name("FOLDER");
   verb->footer(
       "In folders files come first, sorted by name as your language does, with numbers by value.\n"
