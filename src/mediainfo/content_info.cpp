@@ -13,7 +13,9 @@
 #include "mediainfo/content_media_internal.h"
 #include "mediainfo/content_picture_internal.h"
 #include "mediainfo/labels.h"
+#include "mediainfo/mpeg_parser.h"
 #include "mediainfo/picture_metadata_internal.h"
+#include "mediainfo/riff_parser.h"
 #include "mediainfo/wm_metadata.h"
 #include "platform/directory.h"
 #include "platform/pdf_document.h"
@@ -213,11 +215,33 @@ class Description {
     // Tags of sound are read by the library's own reader, which tells them as it does by name.
     if ((info_.detectMask & kind_.category) != 0)
       CWMMDParser(kind_.category).parseByHandle(file_, info_.metaInfo);
-    if (!media) return false;
-    tessaron::addMedia(*media, info_.wantsLocation, info_);
+    if (media) tessaron::addMedia(*media, info_.wantsLocation, info_);
+    completeByHeaders();
+    if (!media) return !info_.videoStreams.empty();
     if (auto name = tessaron::containerName(*media, name_); !name.empty()) name_ = std::move(name);
     for (const tessaron::MediaCover& cover : media->covers) takeCover(cover.bytes);
     return !media->tracks.empty();
+  }
+
+  // Takes what the library's own readers tell: the data rates of AVI streams, and all of it on a
+  // system whose media library cannot read the file.
+  void completeByHeaders() {
+    StreamList audio, video;
+    PropertyMap meta;
+    if (kind_.name == "AVI") {
+      CRiffFileParser().parseByHandle(file_, meta, audio, video);
+    } else if (kind_.name == "MPEG Program Stream" && info_.videoStreams.empty()) {
+      CMPEGFileParser().parseByHandle(file_, meta, audio, video);
+    }
+    info_.metaInfo.merge(meta);
+    complete(info_.audioStreams, audio);
+    complete(info_.videoStreams, video);
+  }
+
+  static void complete(StreamList& streams, StreamList& more) {
+    if (streams.empty()) streams.swap(more);
+    for (std::size_t i = 0; i < std::min(streams.size(), more.size()); ++i)
+      streams[i].merge(more[i]);
   }
 
   bool readPdf() {

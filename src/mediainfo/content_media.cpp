@@ -6,6 +6,7 @@
 #include "mediainfo/content_media_internal.h"
 #include "mediainfo/labels.h"
 #include "mediainfo/stream_properties_internal.h"
+#include "support/pictures/loading.h"
 #include "support/string_table.h"
 #include "support/text.h"
 #include "support/units.h"
@@ -254,8 +255,14 @@ void addLists(const MediaContent& media, PropertyMap& info) {
     MediaTrack picture;
     picture.codec = cover.codec == "mjpeg" ? "jpeg" : cover.codec;
     std::u16string text = codecName(picture);
-    if (cover.width > 0 && cover.height > 0)
-      text += u' ' + decimalText(cover.width, 0) + u" x " + decimalText(cover.height, 0);
+    PictureMeasures size{cover.width, cover.height};
+    if (size.width == 0 && !cover.bytes.empty()) {
+      const auto file =
+          memoryFile({reinterpret_cast<const char*>(cover.bytes.data()), cover.bytes.size()});
+      measurePicture(*file, cover.bytes.size(), size);
+    }
+    if (size.width > 0 && size.height > 0)
+      text += u' ' + decimalText(size.width, 0) + u" x " + decimalText(size.height, 0);
     text +=
         u", " + hr_unitCalculator(static_cast<double>(cover.bytes.size()), u"B", u"kmgtp", 1000);
     covers.push_back(std::move(text));
@@ -293,8 +300,8 @@ std::u16string containerName(const MediaContent& media, std::u16string_view name
       if (!isFilm && track.kind == MediaTrack::Kind::Audio) return u"Ogg " + codecName(track);
   }
   const bool isSound = has(MediaTrack::Kind::Audio) && !isFilm;
-  const bool mayBeFilm =
-      name == u"Matroska" || name == u"WebM" || name == u"MPEG-4" || name == u"Windows Media" || name == u"QuickTime";
+  const bool mayBeFilm = name == u"Matroska" || name == u"WebM" || name == u"MPEG-4" ||
+                         name == u"Windows Media" || name == u"QuickTime";
   if (isSound && mayBeFilm) return std::u16string(name) + u" Audio";
   if (name == u"MPEG Audio" && media.tracks.size() == 1) return codecName(media.tracks[0]);
   return {};

@@ -265,7 +265,7 @@ void readCodestream(std::span<const std::byte> bytes, PictureContent& picture) {
       picture.rotation = kTurns[reader.bits(3)];
       if (reader.bit()) readSize(reader);
       if (reader.bit()) return;  // a preview: rare, and its header is long
-      if (reader.bit()) {  // an animation, whose header is long
+      if (reader.bit()) {        // an animation, whose header is long
         picture.width = width;
         picture.height = height;
         return;
@@ -280,6 +280,15 @@ void readCodestream(std::span<const std::byte> bytes, PictureContent& picture) {
   picture.width = width;
   picture.height = height;
   picture.componentBits = bits;
+}
+
+// Reads a box with the identifier of XMP (ISO 16684-1; XMP specification part 3, 1.1.4).
+void readXmpBox(PictureSource& source, const Box& box, PictureContent& picture) {
+  using namespace std::string_view_literals;
+  constexpr std::string_view kXmp =
+      "\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC"sv;
+  std::string content = textOf(source, box.begin, box.end - box.begin);
+  if (content.starts_with(kXmp)) picture.xmp = content.substr(kXmp.size());
 }
 
 }  // namespace
@@ -324,8 +333,7 @@ void readJpeg2000(PictureSource& source, PictureContent& picture) {
     return;
   }
   walkBoxes(source, 0, source.size(), [&](const Box& box) {
-    if (box.type == name("xml ") && picture.xmp.empty())
-      picture.xmp = textOf(source, box.begin, box.end - box.begin);
+    if (box.type == name("uuid")) readXmpBox(source, box, picture);
     if (box.type != name("jp2h")) return true;
     const auto header = source.bytes(box.begin, static_cast<std::size_t>(std::min<std::uint64_t>(
                                                     box.end - box.begin, kMaxBlock)));

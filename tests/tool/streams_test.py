@@ -1,4 +1,4 @@
-"""What is said of the streams and tags of real files, against ffprobe and exiftool."""
+"""What the library says by name of the streams and tags of real files, against ffprobe and exiftool."""
 
 import fractions
 import json
@@ -75,7 +75,7 @@ def labeled(properties):
 class Streams(ToolTest):
     def described(self, path):
         """Tags, pictures and sounds of a file."""
-        [folder] = self.json("scan", path)
+        [folder] = self.json("scan", "--by-name", "--location", path)
         [file] = folder["files"]
         return labeled(file["metaInfo"]), *(list(map(labeled, file[kind + "Streams"])) for kind in ("video", "audio"))
 

@@ -175,7 +175,11 @@ MediaTrack trackOf(const AVStream& from, const AVFormatContext& context) {
             : codec.codec_type == AVMEDIA_TYPE_AUDIO ? MediaTrack::Kind::Audio
                                                      : MediaTrack::Kind::Subtitle;
   to.stream = describeStream(from, context);
-  if (const auto* const known = av().avcodec_descriptor_get(codec.codec_id)) to.codec = known->name;
+  if (const auto* const known = av().avcodec_descriptor_get(codec.codec_id)) {
+    to.codec = known->name;
+    // What containers declare for the samples of such codecs means nothing.
+    if ((known->props & AV_CODEC_PROP_LOSSLESS) == 0) to.stream.sampleBits = 0;
+  }
   int profile = codec.profile;
   if (profile == FF_PROFILE_UNKNOWN) profile = configurationOf(codec).profile;
   const char* const name = av().avcodec_profile_name(codec.codec_id, profile);
@@ -250,6 +254,8 @@ std::optional<MediaContent> readMediaContent(File& file, std::u16string_view) {
   addTags(input->metadata, content.tags);
   addStreams(input, content);
   if (input->duration > 0) content.seconds = static_cast<double>(input->duration) / AV_TIME_BASE;
+  for (const MediaTrack& track : content.tracks)
+    if (input->duration <= 0) content.seconds = std::max(content.seconds, track.stream.seconds);
   for (unsigned i = 0; i < std::min(input->nb_chapters, kMaxChapters); ++i)
     content.chapters.push_back(tagOf(input->chapters[i]->metadata, "title"));
   return content;
