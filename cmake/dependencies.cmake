@@ -30,14 +30,17 @@ else()
   find_library(POPPLER_LIBRARY poppler-cpp REQUIRED)
   find_path(TAGLIB_INCLUDE_DIR taglib/tiostream.h REQUIRED)
   find_library(TAGLIB_LIBRARY tag REQUIRED)
+  find_path(SECCOMP_INCLUDE_DIR seccomp.h REQUIRED)
+  find_library(SECCOMP_LIBRARY seccomp REQUIRED)
   target_compile_definitions(tessaron_deps INTERFACE TIXML_USE_STL) # as Debian builds it
   target_include_directories(tessaron_deps SYSTEM INTERFACE ${TINYXML_INCLUDE_DIR}
                                                             ${FREEIMAGEPLUS_INCLUDE_DIR}
                                                             ${AVFORMAT_INCLUDE_DIR}
-                                                            ${TAGLIB_INCLUDE_DIR})
+                                                            ${TAGLIB_INCLUDE_DIR}
+                                                            ${SECCOMP_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
-                                                ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY} JPEG::JPEG
-                                                TIFF::TIFF ICU::i18n ICU::uc SQLite::SQLite3
+                                                ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY}
+                                                ${SECCOMP_LIBRARY} JPEG::JPEG TIFF::TIFF ICU::i18n ICU::uc SQLite::SQLite3
                                                 ZLIB::ZLIB)
 endif()
 

@@ -45,7 +45,47 @@ class MemoryFile : public File {
   std::size_t at_ = 0;
 };
 
+/// Reads from another file, at its own position.
+class FileView : public File {
+ public:
+  explicit FileView(File& file) : file_(file) {}
+
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
+    const std::optional<std::size_t> count = file_.readAt(at_, buffer);
+    at_ += count.value_or(0);
+    return count;
+  }
+  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
+    return file_.readAt(offset, buffer);
+  }
+  bool write(std::span<const std::byte>) override { return false; }
+  bool seek(std::uint64_t offset) override {
+    at_ = offset;
+    return true;
+  }
+  std::optional<std::uint64_t> size() override { return file_.size(); }
+  bool setEnd() override { return false; }
+  std::optional<FileStatus> status() override { return file_.status(); }
+
+ private:
+  File& file_;
+  std::uint64_t at_ = 0;
+};
+
+thread_local LentFile* lentFile = nullptr;
+
 }  // namespace
+
+LentFile::LentFile(std::u16string_view path, File& file) : path_(path), file_(file) {
+  lentFile = this;
+}
+
+LentFile::~LentFile() { lentFile = nullptr; }
+
+std::unique_ptr<File> LentFile::open(std::u16string_view path, const OpenMode& mode) {
+  if (!lentFile || mode.write || path != lentFile->path_) return nullptr;
+  return std::make_unique<FileView>(lentFile->file_);
+}
 
 std::unique_ptr<File> memoryFile(std::string content) {
   return std::make_unique<MemoryFile>(std::move(content));

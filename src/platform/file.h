@@ -48,6 +48,9 @@ class File {
   virtual bool setEnd() = 0;
   /// Size, times and attributes; nothing when they cannot be told.
   virtual std::optional<FileStatus> status() = 0;
+  /// The system's handle, to be handed to another process; it stays this object's. -1 for a file
+  /// that is not the system's.
+  virtual std::intptr_t handle() const { return -1; }
 };
 
 /// Access, sharing and disposition for openFile.
@@ -76,6 +79,25 @@ struct OpenMode {
 /// too). On failure returns null and sets `error`.
 TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                             std::error_code& error);
+
+/// Lends an open file to the readers that open it by its path: while this object lives, `openFile`
+/// of that path, for reading and on the same thread, gives files that read from `file`, each with a
+/// position of its own. For processes that may not open files. A thread has one at most.
+class TESSARON_API LentFile {
+ public:
+  /// `file` must outlive this object and what was opened.
+  LentFile(std::u16string_view path, File& file);
+  ~LentFile();
+  LentFile(const LentFile&) = delete;
+  LentFile& operator=(const LentFile&) = delete;
+
+  /// The lent file, if `path` is its path and `mode` only reads; otherwise null.
+  static std::unique_ptr<File> open(std::u16string_view path, const OpenMode& mode);
+
+ private:
+  std::u16string path_;
+  File& file_;
+};
 
 /// Whether the file at `path` is encrypted by the file system, numbered as Windows does: 0 it could
 /// be, 1 it is, 2 and above it cannot be. Linux gives 0 or 1. Nothing when it cannot be told.

@@ -108,6 +108,7 @@ class PosixFile : public File {
     status.attributes |= kArchive;
     return status;
   }
+  std::intptr_t handle() const override { return fd_.get(); }
 
  private:
   Descriptor fd_;
@@ -274,6 +275,7 @@ bool truncateFile(int fd) {
 std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                std::error_code& error) {
   error.clear();
+  if (std::unique_ptr<File> lent = LentFile::open(path, mode)) return lent;
   const std::string name = nativePath(path);
   const auto refuse = [&](std::error_code reason) {
     error = reason;

@@ -83,6 +83,7 @@ class Win32File : public File {
     status.attributes = info.dwFileAttributes;
     return status;
   }
+  std::intptr_t handle() const override { return reinterpret_cast<std::intptr_t>(handle_.get()); }
 
  private:
   Handle handle_;
@@ -158,6 +159,7 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                std::error_code& error) {
   using Disposition = OpenMode::Disposition;
   error.clear();
+  if (std::unique_ptr<File> lent = LentFile::open(path, mode)) return lent;
   DWORD access = 0, share = 0, disposition = OPEN_EXISTING, flags = FILE_ATTRIBUTE_NORMAL;
   if (mode.read) access |= GENERIC_READ;
   if (mode.write) access |= GENERIC_WRITE;
