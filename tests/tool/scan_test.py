@@ -1,13 +1,18 @@
+import contextlib
 import csv
 import datetime
 import errno
 import io
 import json
 import os
+import pathlib
 import re
 import resource
+import shutil
+import signal
 import struct
 import subprocess
+import time
 import unittest
 import xml.etree.ElementTree as ET
 
@@ -20,6 +25,27 @@ def bmp(width, height):
     return (b"BM" + struct.pack("<IHHI", 54 + len(pixels), 0, 0, 54)
             + struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, 0, 11811, 11811, 0, 0)
             + pixels)
+
+
+def no_threads():  # no stack is small enough
+    resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+    resource.setrlimit(resource.RLIMIT_STACK, (8 << 30, resource.RLIM_INFINITY))
+
+
+FORBIDDEN, SLOW, LIES = "tried something that is forbidden", "takes too long", "gave no proper answer"
+FAULTS = {"abort": "crashed .Aborted", "crash": "crashed .Segmentation", "loop": SLOW, "sleep": SLOW, "memory": "not enough memory",
+          "shared": "not enough memory", "fork": FORBIDDEN, "connect": FORBIDDEN, "write": FORBIDDEN, "code": FORBIDDEN,
+          "kill": FORBIDDEN, "lie": LIES, "garble": LIES, "exit": "has ended"}
+
+
+def readers():
+    """The processes of the tool that read files."""
+    found = []
+    for path in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
+        with contextlib.suppress(OSError):
+            if b"--read-for-parent" in path.read_bytes():
+                found.append(int(path.parent.name))
+    return found
 
 
 class ScanTest(ToolTest):
@@ -106,10 +132,10 @@ class ScanTest(ToolTest):
         for name in "a.bmp", "b.bmp":
             self.write(name, bmp(8, 8))
         self.setting(FAILURE=f"pread 1 once {errno.EIO} -1", LD_PRELOAD=os.environ["SHIM"])
-        for more in [], ["--thumbnails", "th"]:  # either file may be read first
-            done = self.tool("scan", "a.bmp", "b.bmp", *more, code=66)
-            [lost] = re.findall(r"(\w)\.bmp: its content cannot be read", done.err)
-            self.assertEqual(re.findall(r"(\w)\.bmp .* 8 x 8", done.out), ["b" if lost == "a" else "a"])
+        for more in [], ["--thumbnails", "th"]:  # one process reads both files
+            done = self.tool("scan", "a.bmp", "b.bmp", *more, code=66, preexec_fn=no_threads)
+            self.assertEqual(done.err, "tessaron: ./a.bmp: its content cannot be read\n")
+            self.assertRegex(done.out, r"b\.bmp .* 8 x 8")
         self.setting(FAILURE=f"pread 2 always {errno.EIO} -1")
         kept = self.write("kept.json", "[]")
         self.assert_failures([(66, "cannot be read", "scan", "a.bmp", "--json", "-o", kept)], untouched=[kept])
@@ -144,10 +170,6 @@ class ScanTest(ToolTest):
         (self.folder / "many").mkdir()
         for i in range(300):
             self.write(f"many/{i}.bmp", bmp(i + 1, 5))
-
-        def no_threads():  # no stack is small enough
-            resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
-            resource.setrlimit(resource.RLIMIT_STACK, (8 << 30, resource.RLIM_INFINITY))
 
         for options in {}, {"preexec_fn": no_threads}:
             rows = self.tool("scan", "many", **options).out.splitlines()[1:]
@@ -186,6 +208,101 @@ class ScanTest(ToolTest):
                                               "rawvideo", "-pix_fmt", "rgb24", "-"])
             corners = [pixels[3 * at:3 * at + 3] for at in (5 * size[0] + 5, 6 * size[0] - 6)]
             self.assertEqual("".join("gbrw"[2 * (red > 99) + (blue > 99)] for red, _, blue in corners), above, number)
+
+    @unittest.skipUnless("SHIM" in os.environ, "sanitizers use more than is permitted")
+    def test_a_reader_that_misbehaves_costs_one_file(self):
+        self.setting(TESSARON_TEST_FAULTS=1)
+        self.write("p/whole.bmp", bmp(9, 9))
+        ffmpeg("-f", "lavfi", "-i", "sine=duration=1", self.folder / "p/whole.mp3")
+        ffmpeg("-f", "lavfi", "-i", "testsrc=d=1:s=64x48", self.folder / "p/whole.avi")
+        kinds = ".avi", ".bmp", ".mp3"
+        for name in [*FAULTS, "open"]:  # opening is only refused
+            for kind in kinds:
+                os.link(self.folder / f"p/whole{kind}", self.folder / f"p/{name}{kind}")
+        done = self.tool("scan", "p", "--csv", "--patience", 2, code=66, lines=3 * len(FAULTS))
+        told = dict(re.findall(r"tessaron: p/(\S+): (.*)\n", done.err))
+        for name, reason in FAULTS.items():
+            for kind in kinds:
+                self.assertRegex(told[name + kind], reason, name + kind)
+        contents = {row["path"]: row["content"] for row in csv.DictReader(io.StringIO(done.out))}
+        self.assertEqual(sorted(contents), sorted(f"p/{name}{kind}" for name in ("open", "whole") for kind in kinds))
+        for kind in kinds:
+            self.assertTrue(contents["p/whole" + kind])
+            self.assertEqual(contents["p/open" + kind], contents["p/whole" + kind])
+
+    @unittest.skipUnless("SHIM" in os.environ, "sanitizers use more than is permitted")
+    def test_an_interrupted_scan_leaves_nothing(self):
+        self.setting(TESSARON_TEST_FAULTS=1)
+        for name in "a.bmp", "sleep.bmp", "sleep.2.bmp":
+            self.write(name, bmp(9, 9))
+        others = set(readers())
+        for number in signal.SIGINT, signal.SIGTERM, signal.SIGKILL:
+            process = subprocess.Popen([TOOL, "scan", ".", "--json", "-o", "out", "--index", "i.db"], cwd=self.folder)
+            limit = time.monotonic() + 30
+            while len(mine := set(readers()) - others) < min(os.cpu_count(), 2) and time.monotonic() < limit:
+                time.sleep(0.05)
+            self.assertTrue(mine)
+            time.sleep(0.3)
+            process.send_signal(number)
+            self.assertEqual(process.wait(20), -number)
+            while mine & set(readers()) and time.monotonic() < limit:
+                time.sleep(0.05)
+            self.assertFalse(mine & set(readers()))
+            self.assertEqual({path.name for path in self.folder.iterdir()} - {"i.db-journal"} if number == signal.SIGKILL
+                             else {path.name for path in self.folder.iterdir()},
+                             {"a.bmp", "sleep.bmp", "sleep.2.bmp", "i.db"})
+
+    def changes(self, *arguments):
+        rows = self.json("scan", "-r", "t", "--index", "i.db", "--changed", *arguments)
+        return [(row["change"], row["path"], *([row["before"]] if "before" in row else [])) for row in rows]
+
+    def test_an_index_spares_reading_and_tells_what_changed(self):
+        self.tree()
+        self.write("t/crash.bmp", bmp(5, 5))
+        first = self.tool("scan", "-r", "t", "--json", "--index", "i.db").out
+        self.setting(TESSARON_TEST_FAULTS=1)  # now it cannot be read again
+        self.assertEqual(self.tool("scan", "-r", "t", "--json", "--index", "i.db").out, first)
+        self.assertEqual(self.tool("scan", "-r", "t", "--index", "i.db", "--changed").out, "")
+        (self.folder / "t/crash.bmp").rename(self.folder / "t/sub/crash.here.bmp")
+        shutil.rmtree(self.folder / "t/sub/deep")
+        self.write("t/a.bmp", bmp(31, 20))
+        self.write("t/new.txt", "")
+        expected = [("changed", "t/a.bmp"), ("new", "t/new.txt"), ("moved", "t/sub/crash.here.bmp", "t/crash.bmp"),
+                    ("gone", "t/sub/deep/c.zip")]
+        self.assertEqual(self.changes(), expected)
+        self.assertEqual(self.changes(), [])
+        self.assertEqual(self.files("-r", "t", "--index", "i.db")["crash.here.bmp"]["info"]["40003"]["value"], "5 x 5")
+        # Other roots, other options and a folder that is not listed are no changes.
+        self.write("u/x.txt", "x")
+        self.json("scan", "u", "--index", "i.db")
+        self.assertEqual(self.tool("scan", "t/new.txt", "--index", "i.db", "--changed", "--csv").out, "change,path,before\r\n")
+        self.assertEqual(self.changes(), [])
+        self.tool("scan", "-r", "t", "--detect", "audio", "--index", "i.db")
+        thumbnails = self.files("t", "--index", "i.db", "--thumbnails", "th")["a.bmp"]["thumbnails"]
+        (self.folder / thumbnails[0]).unlink()
+        self.assertEqual(self.files("t", "--index", "i.db", "--thumbnails", "th")["a.bmp"]["thumbnails"], thumbnails)
+        self.assertEqual(png_size(self.folder / thumbnails[0]), (31, 20))
+
+    def test_a_damaged_index_is_made_anew(self):
+        self.tree()
+        first = self.tool("scan", "-r", "t", "--json", "--index", "i.db").out
+        whole = (self.folder / "i.db").read_bytes()
+        value = whole.index("30 x 20".encode("utf-16-le"))
+        for name, damaged in [("a value", whole[:value] + b"9" + whole[value + 1:]), ("header", b"x" * 100 + whole[100:]),
+                              ("cut", whole[:4096]), ("pages", whole[:4096] + b"\xA5" * (len(whole) - 4096)),
+                              ("empty", b"")]:
+            with self.subTest(name):
+                self.write("i.db", damaged)
+                done = self.tool("scan", "-r", "t", "--json", "--index", "i.db")
+                self.assertEqual(done.out, first)
+                if name in ("header", "cut", "pages"):
+                    self.assertEqual(done.err, "tessaron: i.db: the index was damaged and is made anew\n")
+                self.assertEqual(self.changes(), [])
+        kept = self.write("letter.txt", "Dear index, ")
+        self.assert_failures([(65, "no index", "scan", "t", "--index", "letter.txt"),
+                              (73, "cannot be used", "scan", "t", "--index", "missing/i.db"),
+                              (2, "no XML", "scan", "t", "--index", "i.db", "--changed", "--xml"),
+                              (2, "requires --index", "scan", "t", "--changed")], untouched=[kept])
 
     def test_shows_pace_on_a_terminal(self):
         for i in range(60):

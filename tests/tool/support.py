@@ -63,6 +63,7 @@ class ToolTest(unittest.TestCase):
 
     def write(self, name, text):
         path = self.folder / name
+        path.parent.mkdir(exist_ok=True)
         path.write_bytes(text if isinstance(text, bytes) else text.encode())
         return path
 

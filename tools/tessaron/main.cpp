@@ -19,6 +19,7 @@
 #include "manual/completion.h"
 #include "output/json.h"
 #include "platform/registry.h"
+#include "scan/reading.h"
 #include "support/spelling.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -296,6 +297,7 @@ int main(int argc, char** argv) {
   const auto pipeHandler = std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {
+    if (argc == 2 && std::string_view(argv[1]) == kReaderArgument) return runReader();
     return runAndTell(argc, argv, pipeHandler == SIG_IGN);
   } catch (const std::bad_alloc&) {
     tellOutOfMemory();

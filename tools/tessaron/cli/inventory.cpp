@@ -71,7 +71,7 @@ void Inventory::refuse(const std::string& path, const std::string& reason) {
 }
 
 std::size_t Inventory::newFolder(const std::u16string& path, std::int32_t parentId) {
-  folders_.push_back({static_cast<std::int32_t>(folders_.size()), parentId, path});
+  folders_.push_back({static_cast<std::int32_t>(folders_.size()), parentId, path, Listing::Named});
   return folders_.size() - 1;
 }
 
@@ -99,6 +99,7 @@ void Inventory::addFolder(const std::u16string& path, std::int32_t parentId) {
   std::error_code error;
   std::vector<FolderEntry> entries = readFolder(path, error);
   if (error) refuse(toUtf8(path), error.message());
+  folders_[folder].listing = error ? Listing::Failed : Listing::Whole;
   sortByName(entries);
   std::vector<std::u16string> folders;
   for (FolderEntry& entry : entries) {

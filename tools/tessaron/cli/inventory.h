@@ -14,10 +14,14 @@ namespace tessaron::tool {
 /// the user's language, numbers by value.
 class Inventory {
  public:
+  /// Which files of a folder are here: those that the command line names, all, or none because it
+  /// could not be listed.
+  enum class Listing { Named, Whole, Failed };
   struct Folder {
     std::int32_t id;
     std::int32_t parentId;  ///< -1 for a folder that the command line names
     std::u16string path;
+    Listing listing = Listing::Named;
   };
   struct Entry {
     std::size_t folder;  ///< index of its folder, never below that of the entry before it

@@ -17,11 +17,11 @@ namespace {
 class Crew {
  public:
   explicit Crew(const OrderedWork& work) : work_(work) {
-    const std::size_t wanted =
-        std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), work.count);
+    const std::size_t wanted = work.threads();
     threads_.reserve(wanted);
     try {
-      while (threads_.size() < wanted) threads_.emplace_back([this] { runWorker(); });
+      for (std::size_t number = 0; number < wanted; ++number)
+        threads_.emplace_back([this, number] { runThread(number); });
     } catch (const std::system_error&) {
       // Go on with the threads that could be started.
     }
@@ -33,6 +33,7 @@ class Crew {
       isStopped_ = true;
     }
     room_.notify_all();
+    if (delivered_ < work_.count && work_.abandon) work_.abandon();
     for (std::thread& thread : threads_) thread.join();
   }
 
@@ -41,7 +42,7 @@ class Crew {
 
   bool isEmpty() const { return threads_.empty(); }
 
-  /// Waits until result `index` is there. Throws what a worker has thrown.
+  /// Waits until result `index` is there. Throws what a thread has thrown.
   void await(std::size_t index) {
     constexpr std::chrono::milliseconds kInterval(50);
     bool& isDone = done_[index % OrderedWork::kWindow];
@@ -74,11 +75,11 @@ class Crew {
     return isStopped_ || next_ == work_.count ? work_.count : next_++;
   }
 
-  void runWorker() {
+  void runThread(std::size_t number) {
     for (std::size_t index = take(); index < work_.count; index = take()) {
       std::exception_ptr failure;
       try {
-        work_.work(index);
+        work_.work(index, number);
       } catch (...) {
         failure = std::current_exception();
       }
@@ -93,7 +94,7 @@ class Crew {
   const OrderedWork& work_;
   std::mutex mutex_;
   std::condition_variable room_;   // a slot became free, or the run is over
-  std::condition_variable ready_;  // the result that is awaited is there, or a worker failed
+  std::condition_variable ready_;  // the result that is awaited is there, or a thread failed
   std::size_t next_ = 0;
   std::size_t delivered_ = 0;
   std::array<bool, OrderedWork::kWindow> done_{};
@@ -104,11 +105,15 @@ class Crew {
 
 }  // namespace
 
+std::size_t OrderedWork::threads() const {
+  return std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), count);
+}
+
 void OrderedWork::run() const {
   Crew crew(*this);
   for (std::size_t index = 0; index < count; ++index) {
     if (crew.isEmpty()) {
-      work(index);
+      work(index, 0);
     } else {
       crew.await(index);
     }

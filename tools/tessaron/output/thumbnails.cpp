@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <string_view>
 
-#include "cli/output.h"
 #include "mediainfo/orientation.h"
 #include "support/text.h"
 
@@ -55,22 +54,21 @@ std::string ThumbnailNames::choose(const std::string& path) {
   }
 }
 
-bool writeThumbnail(CFileInfo& file, const std::string& path) {
+std::string thumbnailOf(CFileInfo& file) {
   constexpr unsigned kSize = 256;
-  if (file.thumbnails.empty() || !file.thumbnails[0].isValid()) return false;
+  if (file.thumbnails.empty() || !file.thumbnails[0].isValid()) return {};
   fipImage& picture = file.thumbnails[0];
   if ((picture.getWidth() > kSize || picture.getHeight() > kSize) &&
       picture.makeThumbnail(kSize) == FALSE)
-    return false;
-  if (!turn(picture, file.metaInfo)) return false;
+    return {};
+  if (!turn(picture, file.metaInfo)) return {};
   const auto save = [&](fipMemoryIO& memory) { return picture.saveToMemory(FIF_PNG, memory); };
   fipMemoryIO memory;
-  if (!save(memory) && !(picture.convertTo32Bits() && save(memory))) return false;
+  if (!save(memory) && !(picture.convertTo32Bits() && save(memory))) return {};
   BYTE* bytes = nullptr;
   DWORD size = 0;
   memory.acquire(&bytes, &size);
-  writeOutput(path, {reinterpret_cast<const char*>(bytes), size});
-  return true;
+  return {reinterpret_cast<const char*>(bytes), size};
 }
 
 }  // namespace tessaron::tool

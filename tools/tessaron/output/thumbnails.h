@@ -19,9 +19,8 @@ class ThumbnailNames {
   std::set<std::string> used_;
 };
 
-/// Scales the file's picture down to at most 256 by 256 pixels, rotates it according to `metaInfo`
-/// (of JPEG and TIFF files) and writes it as a PNG file. False when there is no picture. Fails with
-/// kCannotCreate or kCannotWrite.
-bool writeThumbnail(CFileInfo& file, const std::string& path);
+/// The file's picture, scaled down to at most 256 by 256 pixels and rotated according to `metaInfo`
+/// (of JPEG and TIFF files), as a PNG file. Empty when there is no picture.
+std::string thumbnailOf(CFileInfo& file);
 
 }  // namespace tessaron::tool

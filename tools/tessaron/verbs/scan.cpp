@@ -1,14 +1,17 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <memory>
-#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "cli/failures.h"
+#include "cli/interruption.h"
 #include "cli/inventory.h"
 #include "cli/options.h"
 #include "cli/ordered_work.h"
@@ -16,14 +19,15 @@
 #include "cli/paths.h"
 #include "cli/progress.h"
 #include "cli/terminal.h"
+#include "cli/version.h"
 #include "mediainfo/category.h"
-#include "mediainfo/file_info.h"
+#include "output/changes.h"
 #include "output/description.h"
 #include "output/thumbnails.h"
 #include "platform/directory.h"
-#include "platform/file.h"
-#include "scan/described.h"
-#include "support/pictures/picture_memory.h"
+#include "scan/describer.h"
+#include "scan/file_index.h"
+#include "support/fingerprint.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -35,9 +39,12 @@ struct Options {
   std::vector<std::string> detect;
   std::string output;
   std::string thumbnails;
+  std::string index;
+  bool onlyChanges = false;
   bool recursive = false;
   bool byName = false;
   bool location = false;
+  double patience = 30;  // seconds
   Form form = Form::Table;
 };
 
@@ -50,38 +57,11 @@ std::int32_t maskOf(const std::vector<std::string>& names) {
   return mask;
 }
 
-/// The result of describing one file.
-struct Result {
-  CFileInfo info;
-  std::string thumbnail;  ///< path of the file that was written
-  std::string failure;
-  bool isUndecodable = false;  ///< only the picture's header could be read
-};
-
-std::string reasonFor(const std::u16string& path) {
-  std::error_code error;
-  const bool isOpened = static_cast<bool>(openFile(path, {}, error));
-  return isOpened ? "it cannot be read" : error.message();
-}
-
-/// Describes a file, and writes its thumbnail to `thumbnail` unless that is empty.
-Result describe(const std::u16string& path, std::int32_t mask, const std::string& thumbnail,
-                const Options& options) {
-  Result result;
-  const PictureMemoryScope memory;  // covers decoding and writing the thumbnail
-  Described file({!thumbnail.empty(), options.byName, options.location});
-  file.setDetectType(mask);
-  if (!file.fromFile(path)) {
-    result.failure = reasonFor(path);
-  } else if (file.isUnreadable()) {
-    result.failure = "its content cannot be read";
-  } else if (!thumbnail.empty()) {
-    if (writeThumbnail(file, thumbnail)) result.thumbnail = thumbnail;
-    result.isUndecodable = file.isUndecodable();
-  }
-  file.thumbnails = {};  // waiting results must not hold pictures
-  result.info = std::move(file);
-  return result;
+/// The absolute path of a folder, without a separator at its end.
+std::string wholeFolder(const std::u16string& path) {
+  std::string whole = std::filesystem::absolute(toUtf8(path)).lexically_normal();
+  while (whole.size() > 1 && whole.ends_with('/')) whole.pop_back();
+  return whole;
 }
 
 /// One run of the verb: writes the descriptions in the inventory's order.
@@ -91,33 +71,48 @@ class Scan {
       : options_(options),
         context_(context),
         inventory_(options.paths, options.recursive),
-        output_(options.output),
-        description_(newDescription(options.form, context, output_)) {}
+        output_(options.output) {
+    if (options.onlyChanges)
+      changes_.emplace(options.form, context, output_);
+    else
+      description_ = newDescription(options.form, context, output_);
+  }
 
   int run() {
-    describeAll();
-    while (folder_ < inventory_.folders().size()) nextFolder();
+    const InterruptionGuard guard;
+    openIndex();
+    try {
+      describeAll();
+    } catch (const Interrupted&) {
+      // What was found stays known, unless it was to be told.
+      if (index_ && !changes_) index_->commitPart();
+      throw;
+    }
+    addRest();
     for (const std::string& remark : remarks_) warn(remark);
     std::vector<Failure> failures = inventory_.failures();
     failures.insert(failures.end(), failures_.begin(), failures_.end());
     for (const Failure& failure : failures) warn(failure.where + ": " + failure.reason);
     // Do not replace an earlier description with an empty one.
-    if (count_ == 0 && !failures.empty()) return kNoInput;
-    description_->finish();
+    if (count_ == 0 && !changes_ && !failures.empty()) return kNoInput;
+    if (changes_)
+      changes_->finish();
+    else
+      description_->finish();
     output_.finish();
+    if (index_) index_->commit();
     if (output_.isFile())
-      note(context_,
-           fmt::format("{}: {} {}", options_.output, count_, count_ == 1 ? "file" : "files"));
+      note(context_, fmt::format("{}: {} {}{}", options_.output, count_,
+                                 changes_ ? "change" : "file", count_ == 1 ? "" : "s"));
     return failures.empty() ? kDone : kNoInput;
   }
 
  private:
   void describeAll() {
     const std::vector<Inventory::Entry>& files = inventory_.files();
-    const std::int32_t mask = maskOf(options_.detect);
     const std::vector<std::string> thumbnails = thumbnailPaths();
-    std::vector<Result> results(OrderedWork::kWindow);
-    const auto resultOf = [&](std::size_t index) -> Result& {
+    std::vector<FileResult> results(OrderedWork::kWindow);
+    const auto resultOf = [&](std::size_t index) -> FileResult& {
       return results[index % OrderedWork::kWindow];
     };
     std::optional<Progress> progress;
@@ -125,22 +120,89 @@ class Scan {
 
     OrderedWork work;
     work.count = files.size();
-    work.work = [&](std::size_t index) {
-      try {
-        resultOf(index) =
-            describe(inventory_.pathOf(files[index]), mask,
-                     thumbnails.empty() ? std::string() : thumbnails[index], options_);
-      } catch (const std::bad_alloc&) {
-        resultOf(index).failure = "there is not enough memory to describe it";
-      }
+    Describer describer({maskOf(options_.detect), options_.byName, options_.location, patience(),
+                         index_ ? &*index_ : nullptr},
+                        work.threads());
+    work.abandon = [&] { describer.stop(); };
+    work.work = [&](std::size_t index, std::size_t thread) {
+      const Inventory::Entry& file = files[index];
+      const FileRequest request{inventory_.pathOf(file), wholePath(file),
+                                thumbnails.empty() ? std::string() : thumbnails[index]};
+      resultOf(index) = describer.describe(request, thread);
     };
     work.wait = [&](std::size_t done) {
+      InterruptionGuard::check();
       if (progress) progress->showPace(done, toUtf8(inventory_.pathOf(files[done])));
     };
     work.deliver = [&](std::size_t index) {
       add(files[index], std::exchange(resultOf(index), {}));
     };
     work.run();
+  }
+
+  /// Opens the index and tells it what is there. After that `wholePath` may be called.
+  void openIndex() {
+    if (options_.index.empty()) return;
+    const std::int32_t mask = maskOf(options_.detect);
+    index_.emplace(
+        options_.index,
+        fmt::format("{} {}{}{}{}", kVersion, mask, options_.thumbnails.empty() ? "" : " thumbnails",
+                    options_.byName ? " by name" : "", options_.location ? " with locations" : ""));
+    if (index_->wasDamaged())
+      remarks_.push_back(options_.index + ": the index was damaged and is made anew");
+    index_->begin(scope());
+  }
+
+  FileIndex::Scope scope() {
+    FileIndex::Scope scope;
+    using Listing = Inventory::Listing;
+    for (const Inventory::Folder& folder : inventory_.folders()) {
+      const std::string& whole = folders_.emplace_back(wholeFolder(folder.path));
+      if (folder.listing == Listing::Failed)
+        scope.unlisted.push_back(whole);
+      else if (folder.listing == Listing::Whole && folder.parentId != -1)
+        continue;  // below one of the trees
+      else if (folder.listing == Listing::Whole)
+        (options_.recursive ? scope.trees : scope.folders).push_back(whole);
+    }
+    for (const Inventory::Entry& file : inventory_.files())
+      scope.present.push_back(fingerprint(wholePath(file)));
+    std::ranges::sort(scope.folders);
+    std::ranges::sort(scope.present);
+    return scope;
+  }
+
+  std::string wholePath(const Inventory::Entry& file) const {
+    if (folders_.empty()) return {};
+    const std::string& folder = folders_[file.folder];
+    return folder + (folder == "/" ? "" : "/") + toUtf8(file.name);
+  }
+
+  /// A path of the index as it would be told if the file was there.
+  std::string shownPath(const std::string& whole) const {
+    if (whole.empty()) return whole;
+    for (std::size_t i = 0; i < folders_.size(); ++i) {
+      const Inventory::Folder& folder = inventory_.folders()[i];
+      const bool isRoot = folder.parentId == -1 && folder.listing == Inventory::Listing::Whole;
+      if (isRoot && isBelow(whole, folders_[i]))
+        return toUtf8(folder.path) + whole.substr(folders_[i].size());
+    }
+    return whole;
+  }
+
+  /// Adds the folders behind the last file, and the files that are gone.
+  void addRest() {
+    while (folder_ < inventory_.folders().size()) nextFolder();
+    if (!changes_) return;
+    for (const std::string& path : index_->gone()) {
+      changes_->add(Change::Gone, shownPath(path), {});
+      ++count_;
+    }
+  }
+
+  std::chrono::milliseconds patience() const {
+    return std::chrono::ceil<std::chrono::milliseconds>(
+        std::chrono::duration<double>(options_.patience));
   }
 
   /// The path of each file's thumbnail; empty when none is wanted.
@@ -160,12 +222,20 @@ class Scan {
     return !isKept && !output_.isFile() && terminalWidth(STDOUT_FILENO).has_value();
   }
 
-  void nextFolder() { description_->addFolder(inventory_.folders()[folder_++]); }
+  void nextFolder() {
+    const Inventory::Folder& folder = inventory_.folders()[folder_++];
+    if (description_) description_->addFolder(folder);
+  }
 
-  void add(const Inventory::Entry& file, Result&& result) {
+  void add(const Inventory::Entry& file, FileResult&& result) {
     while (folder_ <= file.folder) nextFolder();
     if (!result.failure.empty()) {
       failures_.push_back({kNoInput, toUtf8(inventory_.pathOf(file)), result.failure});
+      return;
+    }
+    if (changes_) {
+      changes_->add(result.change, toUtf8(inventory_.pathOf(file)), shownPath(result.before));
+      if (result.change != Change::None) ++count_;
       return;
     }
     if (result.isUndecodable)
@@ -179,20 +249,30 @@ class Scan {
   const Context& context_;
   Inventory inventory_;
   Output output_;
-  std::unique_ptr<Description> description_;
-  std::size_t folder_ = 0;  // the next folder to start
-  std::size_t count_ = 0;   // files in the description
+  std::unique_ptr<Description> description_;  // or else the changes
+  std::optional<ChangeList> changes_;
+  std::optional<FileIndex> index_;
+  std::vector<std::string> folders_;  // absolute paths of the inventory's folders, with an index
+  std::size_t folder_ = 0;            // the next folder to start
+  std::size_t count_ = 0;             // files in the description
   std::vector<std::string> remarks_;
   std::vector<Failure> failures_;
 };
 
 int scan(const Options& options, const Context& context) {
   for (const std::string& path : options.paths) requireOtherFile(options.output, path);
+  if (!options.index.empty()) requireOtherFile(options.output, options.index);
+  if (options.onlyChanges && options.form == Form::Xml)
+    throw Failure{kUsage, {}, "scan: --changed has no XML form"};
   if (!options.thumbnails.empty()) {
     if (const std::error_code error = createFolder(widePath(options.thumbnails)))
       throw Failure{kCannotCreate, options.thumbnails, error.message()};
   }
-  return Scan(options, context).run();
+  try {
+    return Scan(options, context).run();
+  } catch (const Interrupted& interruption) {
+    endByInterruption(interruption);
+  }
 }
 
 }  // namespace
@@ -221,10 +301,26 @@ void addScan(CLI::App& app, Context& context) {
   verb->add_option("--thumbnails", options->thumbnails,
                    "Write pictures and covers, reduced, as PNG files")
       ->type_name("FOLDER");
+  CLI::Option* index =
+      verb->add_option("--index", options->index,
+                       "Keep what is found; files that have not changed are not read again")
+          ->type_name("FILE.db");
+  verb->add_flag(
+          "--changed", options->onlyChanges,
+          "Only tell which files are new, changed, moved or gone since the index was written")
+      ->needs(index);
+  verb->add_option("--patience", options->patience, "Seconds that reading one file may take")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 86400.0))
+      ->capture_default_str();
   verb->footer(
       "In folders files come first, sorted by name as your language does, with numbers by value.\n"
       "What cannot be read is told on standard error, the rest goes on, and the exit code is 66;\n"
-      "when nothing can be read, nothing is written.");
+      "when nothing can be read, nothing is written. Files are read by processes of their own, "
+      "which\n"
+      "have 512 MiB of memory and can neither write nor open other files nor use the network "
+      "(where\n"
+      "the kernel has seccomp or Landlock; without them only memory and time are limited).");
   verb->callback([&context, options] {
     context.run = [&context, options] { return scan(*options, context); };
   });

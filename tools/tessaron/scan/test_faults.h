@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/file.h"
+
+namespace tessaron::tool {
+
+#ifdef TESSARON_TEST_FAULTS
+/// A file that makes its reader misbehave, in place of one that has taken it over: where the
+/// environment variable TESSARON_TEST_FAULTS is set, by the beginning of the file's name ("abort.",
+/// "loop.", "connect.", ...), when the reader has read a few bytes. Without the variable reads are
+/// forwarded.
+class FaultyFile : public File {
+ public:
+  FaultyFile(File& file, std::u16string_view name);
+
+  std::optional<std::size_t> read(std::span<std::byte> buffer) override;
+  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override;
+  bool write(std::span<const std::byte>) override { return false; }
+  bool seek(std::uint64_t offset) override { return file_.seek(offset); }
+  std::optional<std::uint64_t> size() override { return file_.size(); }
+  bool setEnd() override { return false; }
+  std::optional<FileStatus> status() override { return file_.status(); }
+
+ private:
+  void misbehave(std::size_t size);
+
+  File& file_;
+  void (*fault_)() = nullptr;
+};
+#else
+/// The file itself: faults are for builds with tests.
+struct FaultyFile {
+  FaultyFile(File& opened, std::u16string_view) : file(opened) {}
+  operator File&() const { return file; }
+  File& file;
+};
+#endif
+
+}  // namespace tessaron::tool
