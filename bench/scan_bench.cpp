@@ -1,5 +1,6 @@
-// Measures the description of a folder of files against two other programs, and the thumbnail of a
-// large photograph against decoding and rescaling it.
+// Measures the description of a folder of files against two other programs, the description of one
+// that an index knows against the first one, and the thumbnail of a large photograph against
+// decoding and rescaling it.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -65,6 +66,28 @@ bool runInPlace(std::vector<std::string> words) {
 
 const char* const kPicture = "-f lavfi -i testsrc2=size=";
 const char* const kSound = "-f lavfi -i sine=frequency=440:duration=5 ";
+
+/// Describes 10,000 files with an index, anew and again.
+bool benchIndex(const fs::path& folder, const std::string& tool) {
+  constexpr int kCopies = 5;
+  const fs::path many = folder.parent_path() / "many";
+  for (int copy = 0; copy < kCopies; ++copy) {
+    fs::create_directories(many / std::to_string(copy));
+    for (const auto& file : fs::directory_iterator(folder))
+      fs::create_hard_link(file, many / std::to_string(copy) / file.path().filename());
+  }
+  const fs::path index = folder.parent_path() / "index.db";
+  const std::vector<std::string> words = {tool, "scan", "-r", "--csv", "--index", index, many};
+  Cost first, again;
+  for (int round = 0; round < kRounds; ++round) {
+    fs::remove(index);
+    for (Cost* cost : {&first, &again})
+      if (!measure(*cost, [&words] { return runInPlace(words); })) return false;
+  }
+  std::printf("\n10,000 files: first %.2f s, again %.2f s\n", first.clock, again.clock);
+  tessaron::printRatio("10,000 files with an index: again / first", again.clock / first.clock, 0.1);
+  return true;
+}
 
 /// Makes the files of a folder of mixed kinds.
 bool makeOriginals(const fs::path& folder) {
@@ -169,7 +192,8 @@ int main(int, char** argv) {
   fs::create_directory(folder);
   const std::string tool = fs::path(argv[0]).parent_path() / "tessaron";
   const bool done = makeFolder(folder / "originals", folder / "files") &&
-                    benchFolder(folder / "files", tool) && benchThumbnail(folder / "photo.jpg");
+                    benchFolder(folder / "files", tool) && benchIndex(folder / "files", tool) &&
+                    benchThumbnail(folder / "photo.jpg");
   fs::remove_all(folder);
   if (!done) std::fprintf(stderr, "scan_bench: a program failed\n");
   return done ? 0 : 2;
