@@ -7,6 +7,7 @@
 
 #include "fuzz.h"
 #include "support/pictures/jpeg_scale.h"
+#include "support/pictures/jpeg_scale_internal.h"
 #include "support/pictures/loading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

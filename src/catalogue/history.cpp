@@ -156,17 +156,19 @@ std::uint64_t itemsBegin(FileText& text) {
   return at == head.npos ? 0 : at + kItems.size();
 }
 
-bool readPastEdit(File& file, PastEdit& edit) {
-  FileText text(file, 0, file.size().value_or(0));
+// False when the file is damaged; sets `error` when it cannot be read.
+bool readPastEdit(File& file, PastEdit& edit, std::error_code& error) {
+  const std::optional<std::uint64_t> size = file.size();
+  FileText text(file, 0, size.value_or(0));
   const std::uint64_t begin = itemsBegin(text);
-  if (begin == 0) return false;
   const std::string head(text.view(0, begin).substr(0, begin));
   edit.verb = valueOf(head, "\nverb ");
   edit.time = valueOf(head, "\ntime ");
   edit.localTime = valueOf(head, "\nlocal ");
   std::string_view undoes = valueOf(head, "\nundoes ");
   const std::optional<Trailer> trailer = readTrailer(text);
-  if (!takeNumber(undoes, edit.undoes) || !trailer) return false;
+  if (!size || text.hasFailed()) error = std::make_error_code(std::errc::io_error);
+  if (begin == 0 || !takeNumber(undoes, edit.undoes) || !trailer) return false;
   edit.added = trailer->added;
   edit.changed = trailer->changed;
   edit.removed = trailer->removed;
@@ -234,11 +236,15 @@ std::vector<History::Entry> History::entries(std::error_code& error) const {
 std::vector<PastEdit> History::edits(std::error_code& error) const {
   std::vector<PastEdit> edits;
   for (const Entry& entry : entries(error)) {
-    std::error_code ignored;  // it was forgotten meanwhile
-    const std::unique_ptr<File> file = openFile(pathOf(entry), {}, ignored);
+    const std::unique_ptr<File> file = openFile(pathOf(entry), {}, error);
+    if (error == std::errc::no_such_file_or_directory) {  // it was forgotten meanwhile
+      error.clear();
+      continue;
+    }
     PastEdit edit;
-    if (!file) continue;
-    if (!readPastEdit(*file, edit)) {
+    const bool isWhole = file && readPastEdit(*file, edit, error);
+    if (error) return {};
+    if (!isWhole) {
       edit = {};
       edit.isDamaged = true;
     }
@@ -250,8 +256,7 @@ std::vector<PastEdit> History::edits(std::error_code& error) const {
   return edits;
 }
 
-std::unique_ptr<File> History::open(std::uint64_t number) const {
-  std::error_code error;
+std::unique_ptr<File> History::open(std::uint64_t number, std::error_code& error) const {
   return openFile(pathOf({number, false}), {}, error);
 }
 
@@ -269,7 +274,10 @@ void History::resolve(File& collection) const {
     const auto discard = [](std::string_view) { return true; };
     isMade = undo.isSound() && editItems(items, undo, discard) == EditEnd::Changed;
     collection.seek(0);
+    // Nothing is known without the record and the collection; a later edit finds out.
+    if (undo.hasReadError() || items.error().kind == XmlError::Kind::Unreadable) return;
   }
+  if (error) return;
   const OutputFolder folder(parent_, name_, error);
   if (error) return;
   for (const Entry& entry : pending) {
@@ -430,6 +438,7 @@ struct UndoEdit::Record {
 
   explicit Record(std::unique_ptr<File> from)
       : file(std::move(from)), text(*file, 0, file->size().value_or(0)) {
+    readFailed = !file->size();
     isSound = read();
     if (isSound) index();
   }
@@ -498,6 +507,8 @@ UndoEdit::~UndoEdit() = default;
 
 bool UndoEdit::isSound() const { return records_->isSound; }
 
+bool UndoEdit::hasReadError() const { return records_->readFailed || records_->text.hasFailed(); }
+
 std::string UndoEdit::insertion(const ItemStream& items) {
   Record& record = *records_;
   if (record.nextRemoved == record.removed.size()) return {};
@@ -551,18 +562,19 @@ UndoResult undoEdits(std::u16string_view path, const EditOptions& options, std::
   std::vector<std::unique_ptr<UndoEdit>> undos;
   const auto select = [&] {
     const History history(path);
-    std::error_code error;
-    const std::vector<PastEdit> edits = history.edits(error);
-    if (error) result.unreadable = "the history cannot be read: " + error.message();
+    const std::vector<PastEdit> edits = history.edits(result.readError);
     std::vector<ItemEdit*> chosen;
     for (std::size_t i = edits.size(); i-- > 0 && result.edits.size() < count;) {
       const PastEdit& edit = edits[i];
       if (edit.state != PastEdit::State::Done || (redo ? edit.level % 2 == 0 : edit.level != 0))
         continue;
       result.edits.push_back(edit);
-      std::unique_ptr<File> file = history.open(edit.number);
+      std::unique_ptr<File> file = history.open(edit.number, result.readError);
       auto undo = file ? std::make_unique<UndoEdit>(std::move(file), edit.number) : nullptr;
-      if (!undo || !undo->isSound()) {
+      if (undo && undo->hasReadError())
+        result.readError = std::make_error_code(std::errc::io_error);
+      if (result.readError) break;
+      if (!undo->isSound()) {
         result.unreadable = edit.isTooLarge ? "it changed more than 64 MiB"
                                             : "its record in the history is damaged";
         break;
@@ -571,10 +583,12 @@ UndoResult undoEdits(std::u16string_view path, const EditOptions& options, std::
       undos.push_back(std::move(undo));
     }
     result.missing = count - result.edits.size();
-    return result.missing > 0 || !result.unreadable.empty() ? std::vector<ItemEdit*>() : chosen;
+    const bool isRefused = result.readError || result.missing > 0 || !result.unreadable.empty();
+    return isRefused ? std::vector<ItemEdit*>() : chosen;
   };
   result.edit = editCollection(path, options, select);
   for (const auto& undo : undos) {
+    if (undo->hasReadError()) result.readError = std::make_error_code(std::errc::io_error);
     result.conflicts.insert(result.conflicts.end(), undo->conflicts().begin(),
                             undo->conflicts().end());
     result.conflictCount += undo->conflictCount();

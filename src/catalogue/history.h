@@ -50,11 +50,11 @@ class TESSARON_API History {
 
   /// The edits, oldest first; none when there is no history. `error` tells why it cannot be read.
   std::vector<PastEdit> edits(std::error_code& error) const;
-  /// What the edit `number` changed; null when it cannot be read.
-  std::unique_ptr<File> open(std::uint64_t number) const;
+  /// What the edit `number` changed. Null when it cannot be opened; `error` tells why.
+  std::unique_ptr<File> open(std::uint64_t number, std::error_code& error) const;
 
   /// Finds out by the items of `collection` which interrupted edits were made, and forgets the
-  /// others. Leaves the file at its start.
+  /// others. Leaves the file at its start. When something cannot be read, nothing is forgotten.
   void resolve(File& collection) const;
   /// Forgets the oldest edits beyond the bounds.
   void trim() const;
@@ -123,6 +123,9 @@ class TESSARON_API UndoEdit : public ItemEdit {
 
   /// Whether the record is whole. Otherwise nothing is taken back.
   bool isSound() const;
+  /// Whether a part of the record could not be read, which says nothing about its content. Nothing
+  /// is taken back then, either.
+  bool hasReadError() const;
   /// The items that are no more as the edit left them, as ASINs or titles, the first few; known
   /// after the last item.
   const std::vector<std::string>& conflicts() const { return conflicts_; }
@@ -143,6 +146,7 @@ struct UndoResult {
   EditResult edit;
   std::vector<PastEdit> edits;         ///< those that were to be taken back, the latest first
   std::size_t missing = 0;             ///< how many of those asked for the history does not have
+  std::error_code readError;           ///< why the history cannot be read
   std::string unreadable;              ///< why one of them cannot be taken back; empty: none
   std::vector<std::string> conflicts;  ///< items that are no more as an edit left them, a few
   std::size_t conflictCount = 0;

@@ -25,6 +25,7 @@ class TESSARON_API ScratchText {
 
  private:
   std::u16string path_;
+  std::string native_;  // the same as POSIX takes it: deleting the file allocates no memory
   bool isKept_ = false;
 };
 

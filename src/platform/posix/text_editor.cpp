@@ -5,9 +5,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 
 #include "platform/posix/environment.h"
@@ -73,20 +75,24 @@ int startShell(const std::string& command, const std::string& argument, pid_t& p
 ScratchText::ScratchText(std::u16string_view name, std::string_view content,
                          std::error_code& error) {
   constexpr std::string_view kSuffix = ".txt";
-  std::string path = nativePath(temporaryFolder()) + nativePath(name) + "-XXXXXX";
-  path += kSuffix;
-  const int file = ::mkostemps(path.data(), static_cast<int>(kSuffix.size()), O_CLOEXEC);
+  constexpr std::ptrdiff_t kEnding = 10;  // what is random, and the suffix
+  native_ = nativePath(temporaryFolder()) + nativePath(name) + "-XXXXXX";
+  native_ += kSuffix;
+  path_ = fromNativePath(native_);
+  const int file = ::mkostemps(native_.data(), static_cast<int>(kSuffix.size()), O_CLOEXEC);
   if (file < 0) {
     error = lastError();
+    path_.clear();
     return;
   }
-  path_ = fromNativePath(path);
+  // The last units are those that mkostemps has chosen.
+  std::copy(native_.end() - kEnding, native_.end(), path_.end() - kEnding);
   if (!writeAll(file, content)) error = lastError();
   if (::close(file) != 0 && !error) error = lastError();
 }
 
 ScratchText::~ScratchText() {
-  if (!isKept_ && !path_.empty()) ::unlink(nativePath(path_).c_str());
+  if (!isKept_ && !path_.empty()) ::unlink(native_.c_str());
 }
 
 std::u16string textEditor() {

@@ -25,6 +25,9 @@ std::string nameOf(const PastEdit& edit) {
 /// Fails when not all of the edits were taken back; nothing has changed then.
 void requireUndone(const Options& options, const UndoResult& result) {
   const std::string nothing = "; nothing is changed";
+  if (result.readError)
+    throw Failure{kNoInput, options.collection,
+                  "its history: " + result.readError.message() + nothing};
   if (!result.unreadable.empty()) {
     const std::string which = result.edits.empty() ? "" : nameOf(result.edits.back()) + ": ";
     throw Failure{kFailed, options.collection, which + result.unreadable + nothing};
