@@ -162,8 +162,11 @@ std::string setField(CRecord& record, const NamedField& field,
 std::string recordError(const CRecord& known, const CRecord& record) {
   if (record.ASIN.empty() && !known.ASIN.empty()) return "an item needs its key";
   if (record.Title.empty() && !known.Title.empty()) return "an item needs its title";
+  // A file may have such dates; only who changes them is told.
+  const bool isSame = record.StatusBeginDate == known.StatusBeginDate &&
+                      record.StatusEndDate == known.StatusEndDate && known.hasStatus;
   const bool hasBoth = record.StatusBeginDate != 0 && record.StatusEndDate != 0;
-  if (record.hasStatus && hasBoth && record.StatusEndDate < record.StatusBeginDate)
+  if (!isSame && record.hasStatus && hasBoth && record.StatusEndDate < record.StatusBeginDate)
     return "the status would end (" + isoDate(record.StatusEndDate) + ") before it begins (" +
            isoDate(record.StatusBeginDate) + ')';
   return {};

@@ -39,8 +39,8 @@ TESSARON_API std::vector<std::u16string> fieldValues(const CRecord& record,
 TESSARON_API std::string setField(CRecord& record, const NamedField& field,
                                   std::span<const std::u16string> values);
 
-/// Why `record` cannot take the place of `known`, as a clause: it lost its key or its title, or its
-/// status ends before it begins. Empty when it can.
+/// Why `record` cannot take the place of `known`, as a clause: it lost its key or its title, or got
+/// a status that ends before it begins. Empty when it can.
 TESSARON_API std::string recordError(const CRecord& known, const CRecord& record);
 
 }  // namespace tessaron

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/directory.h"
@@ -26,6 +27,14 @@ StagedFolder::StagedFolder(const std::u16string& parent, const std::u16string& n
   std::error_code ignored;
   lock_.emplace(joinPath(path_, kSuffix), ignored);
   removeLeftovers();
+}
+
+StagedFolder::~StagedFolder() {
+  if (isDone_) return;
+  try {
+    restoreAll();
+  } catch (const std::bad_alloc&) {  // the next StagedFolder removes the staged files
+  }
 }
 
 bool StagedFolder::isReserved(std::u16string_view name) {
@@ -119,10 +128,8 @@ StagedFolder::Error StagedFolder::commit() {
       break;
     }
   }
-  if (failed) {
-    for (const auto& [name, staged] : staged_) restore(name, staged);
-    discard();
-  }
+  if (failed) restoreAll();
+  isDone_ = true;
   for (const auto& [name, staged] : staged_)
     if (staged.hasBackup) folder_.removeFile(staged.backup);
   return failed;
@@ -150,7 +157,13 @@ void StagedFolder::restore(const std::u16string& name, const Staged& staged) {
   }
 }
 
+void StagedFolder::restoreAll() {
+  for (const auto& [name, staged] : staged_) restore(name, staged);
+  discard();
+}
+
 void StagedFolder::discard() {
+  isDone_ = true;
   for (const auto& [name, staged] : staged_) folder_.removeFile(staged.file);
   folder_.discard();
 }

@@ -43,6 +43,10 @@ class StagedFolder {
   /// called after one.
   StagedFolder(const std::u16string& parent, const std::u16string& name, std::uint64_t spareSpace,
                std::error_code& error);
+  /// Without `commit` or `discard`, as after an exception: all files are as they were before.
+  ~StagedFolder();
+  StagedFolder(const StagedFolder&) = delete;
+  StagedFolder& operator=(const StagedFolder&) = delete;
 
   /// Whether the name is reserved for the staged files.
   static bool isReserved(std::u16string_view name);
@@ -76,6 +80,7 @@ class StagedFolder {
   bool hasSpace(std::uint64_t bytes) const;
   std::error_code replace(const std::u16string& name, Staged& staged);
   void restore(const std::u16string& name, const Staged& staged);
+  void restoreAll();
 
   std::u16string path_;
   std::uint64_t spareSpace_;
@@ -83,6 +88,7 @@ class StagedFolder {
   std::optional<FolderLock> lock_;
   std::map<std::u16string, Staged> staged_;  // by name
   std::vector<std::byte> buffer_;            // of the existing file
+  bool isDone_ = false;                      // committed or discarded
 };
 
 /// The reason in the words of the reports.

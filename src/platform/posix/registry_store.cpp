@@ -134,9 +134,21 @@ bool isReadable(int file) {
   return got == 0;
 }
 
+// Whether a journal of SQLite's is beside the file.
+bool hasJournal(const std::string& path) {
+  constexpr std::string_view kJournalMagic = "\xD9\xD5\x05\xF9\x20\xA1\x63\xD7";
+  char begin[kJournalMagic.size()] = {};
+  const int file =
+      retry([&] { return ::open((path + "-journal").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); });
+  if (file == -1) return false;
+  const ssize_t got = readAt(file, begin, sizeof begin, 0);
+  close(file);
+  return got == sizeof begin && std::string_view(begin, sizeof begin) == kJournalMagic;
+}
+
 // Classifies a file by its header: ERROR_SUCCESS for a database, ERROR_FILE_NOT_FOUND for an empty
 // file.
-std::int32_t identify(int file) {
+std::int32_t identify(int file, const std::string& path) {
   struct stat status;
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return ERROR_CANTOPEN;
   char header[kHeaderSize] = {};
@@ -145,7 +157,9 @@ std::int32_t identify(int file) {
   if (got == 0) return ERROR_FILE_NOT_FOUND;
   const std::string_view bytes(header, sizeof header);
   const bool isMarked = bytes.substr(kApplicationOffset).starts_with(kApplicationBytes);
-  if (!isMarked && !bytes.starts_with(kMagic)) return ERROR_NOT_REGISTRY_FILE;
+  // A power cut may leave a new store without its first page. SQLite empties it by its journal.
+  const bool isUnmade = bytes.find_first_not_of('\0') == bytes.npos && hasJournal(path);
+  if (!isMarked && !isUnmade && !bytes.starts_with(kMagic)) return ERROR_NOT_REGISTRY_FILE;
   // SQLite would take an unknown one for a file that must not be written to.
   return isMarked && bytes[kWriteVersionOffset] > 2 ? ERROR_BADDB : ERROR_SUCCESS;
 }
@@ -334,7 +348,7 @@ std::shared_ptr<RegistryStore> RegistryStore::open(bool create, std::int32_t& co
 // Opens and validates the store in a file that this process has locked.
 std::shared_ptr<RegistryStore> RegistryStore::openLocked(int file, const std::string& path,
                                                          bool create, std::int32_t& code) {
-  code = identify(file);
+  code = identify(file, path);
   if (code != ERROR_SUCCESS && !(create && code == ERROR_FILE_NOT_FOUND)) return nullptr;
   std::shared_ptr<RegistryStore> store(new RegistryStore);
   code = store->load(path);
