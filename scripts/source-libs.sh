@@ -2,6 +2,8 @@
 # scripts/winlibs. Set before: scripts, the folder of this file.
 . "$scripts/private-apt.sh"
 sources=$("$scripts/cache-dir")/winlibs
+tiff_options=(-Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF
+  -Dcxx=OFF -Dlzma=OFF -Dzstd=OFF -Dwebp=OFF -Djbig=OFF -Dlerc=OFF -Dlibdeflate=OFF)
 
 # unpack PACKAGE: fetches a source package and unpacks it, patched by Debian and by
 # scripts/winlibs/PACKAGE-*.patch, into $sources/src/PACKAGE. Exit code 69 when it cannot be had.
@@ -15,12 +17,13 @@ unpack() {
     private_apt_init "$sources/apt" deb-src amd64 || exit 69
     indexed=yes
   fi
-  rm -rf "$dir" "$dir.new" "$fetched"
+  rm -rf "$dir.new" "$fetched"
   mkdir -p "$fetched"
   (cd "$fetched" && private_apt --download-only source "$1") || exit 69
   dpkg-source -q --no-check -x "$fetched"/*.dsc "$dir.new" # apt has checked the files
-  for file in "${patches[@]}"; do patch -d "$dir.new" -p1 --quiet <"$file"; done
-  echo "$id" >"$dir.new/.patched"
+  for file in "${patches[@]}"; do patch -d "$dir.new" -p1 --quiet --binary <"$file"; done
+  [ -z "$id" ] || echo "$id" >"$dir.new/.patched"
+  rm -rf "$dir"
   mv "$dir.new" "$dir"
   rm -rf "$fetched"
 }

@@ -34,8 +34,7 @@ for triple; do
 
   build jpeg "$src/libjpeg-turbo" -DENABLE_SHARED=OFF -DWITH_SIMD=OFF -DWITH_TURBOJPEG=OFF
   build png "$src/libpng1.6" -DPNG_SHARED=OFF -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF
-  build tiff "$src/tiff" -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF \
-    -Dcxx=OFF -Dlzma=OFF -Dzstd=OFF -Dwebp=OFF -Djbig=OFF -Dlerc=OFF -Dlibdeflate=OFF
+  build tiff "$src/tiff" "${tiff_options[@]}"
   build taglib "$src/taglib" -DBUILD_BINDINGS=OFF
   build own "$scripts/winlibs" -DTINYXML_DIR="$src/tinyxml" -DFREEIMAGE_DIR="$src/freeimage"
   build googletest /usr/src/googletest -Dgtest_disable_pthreads=ON

@@ -16,7 +16,9 @@ LEFT_OUT(EXR, "EXR", "exr")
 LEFT_OUT(J2K, "J2K", "j2k,j2c")
 LEFT_OUT(JP2, "JP2", "jp2")
 LEFT_OUT(RAW, "RAW", "raw")
+#ifndef FREEIMAGE_WEBP
 LEFT_OUT(WEBP, "WebP", "webp")
+#endif
 LEFT_OUT(JXR, "JPEG-XR", "jxr,wdp,hdp")
 
 // The shared library starts by itself, a static one waits for the program to do it. TRUE: local
