@@ -352,6 +352,21 @@ TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
   unpack(copied, packageHeader() + entry(0, indexXml(copies)) + entry(2, "x"));
   EXPECT_THAT(unpacked(), SizeIs(16));
   EXPECT_THAT(copied.report.entries.back().names, SizeIs(17)) << "and no work with the others";
+
+  const std::pair<tessaron::PackageLimits, bool> exact[] = {
+      {{.entries = 3}, true}, {{.entries = 2}, false}, {{.names = 2}, true},
+      {{.names = 1}, false},  {{.total = 9}, true},    {{.total = 8}, false}};
+  const auto nine = memoryFile(packageHeader() + entry(0, indexXml({{2, "a"}, {3, "b"}})) +
+                               entry(2, "12345678") + entry(3, "x"));
+  for (const auto& [limits, isWithin] : exact) {
+    SCOPED_TRACE(limits.entries + limits.names + limits.total);
+    fs::remove_all(data / kIdentifier);
+    Package limited;
+    nine->seek(0);
+    tessaron::PackageReader(limited, *nine, limits).unpack(data.u16string(), true);
+    EXPECT_EQ(limited.report.failure, isWithin ? None : TooLarge);
+    EXPECT_THAT(unpacked(), SizeIs(isWithin ? 2 : 0));
+  }
 }
 
 TEST_F(CPackageTest, LeavesAllAsItWasWhenItGivesUp) {
