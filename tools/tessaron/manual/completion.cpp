@@ -156,7 +156,8 @@ class ItemSearch {
       return c >= ' ' && c <= '~' && c != '&' && c != '<' && c != '>';
     };
     if (!std::ranges::all_of(start, isPlain) || item.find("&#") != item.npos) return true;
-    return !std::ranges::search(item, start, {}, lowerLetter, lowerLetter).empty() || start.empty();
+    const auto isSame = [](char a, char b) { return lowerLetter(a) == lowerLetter(b); };
+    return std::search(item.begin(), item.end(), start.begin(), start.end(), isSame) != item.end();
   }
 
   Candidates& candidates_;
@@ -221,9 +222,7 @@ std::string valuesOf(const CLI::App& app, const Line& line, const CLI::Option& o
     candidates.addList("none, all, " + statusChoices(), ',');
   else if (name == "ITEM")
     return itemsOf(line, candidates);
-  else if (name == "NAME=VALUE")
-    addFields(candidates, "=");
-  else if (name == "FIELD=COLUMN")
+  else if (name == "NAME=VALUE" || name == "FIELD=COLUMN")
     addFields(candidates, "=");
   else if (name == "DATE")
     candidates.addList("today,tomorrow,+7d,+14d,+28d", ',');

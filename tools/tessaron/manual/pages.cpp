@@ -199,7 +199,7 @@ Page queryPage() {
 
 /// Where a field's element is within an Item.
 std::string placeOf(const Field& field) {
-  const std::string name(field.element());
+  std::string name(field.element());
   switch (field.xml.place) {
     case XmlPlace::Item:
     case XmlPlace::ItemDate:
