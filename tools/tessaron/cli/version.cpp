@@ -21,6 +21,7 @@ extern "C" {
 }
 #include <exiv2/exv_conf.h>
 #include <jpeglib.h>
+#include <poppler/cpp/poppler-version.h>
 
 namespace tessaron::tool {
 namespace {
@@ -72,6 +73,7 @@ nlohmann::ordered_json versionJson() {
             {"libtiff", tiffVersion()},
             {"nlohmann-json", dotted(NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
                                      NLOHMANN_JSON_VERSION_PATCH)},
+            {"poppler", POPPLER_VERSION},
             {"zlib", zlibVersion()}}}};
 }
 
