@@ -4,7 +4,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
 .PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures format sdk \
-  dist docs pictures install clean
+  dist test-dist docs pictures install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -59,6 +59,12 @@ sdk:  ## pack the Windows SDK: build/windows-*/sdk/*.zip
 
 dist:  ## build all packages of the current commit: dist/
 	@scripts/dist
+
+test-dist:  ## test the packages in dist/: lintian, a bare Debian, two builds with the same bytes (long)
+	@scripts/setup debian bare
+	@lintian --fail-on error dist/*.deb
+	@tests/packages/install_test dist
+	@tests/packages/reproducible_test
 
 docs:  ## write the reference of the library's interface: build/docs/html
 	@scripts/docs
