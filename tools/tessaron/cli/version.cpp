@@ -22,6 +22,7 @@ extern "C" {
 #include <exiv2/exv_conf.h>
 #include <jpeglib.h>
 #include <poppler/cpp/poppler-version.h>
+#include <seccomp.h>
 
 namespace tessaron::tool {
 namespace {
@@ -42,6 +43,12 @@ std::string tiffVersion() {
   const std::string text = TIFFGetVersion();
   const std::string first = text.substr(0, text.find('\n'));
   return first.substr(first.rfind(' ') + 1);
+}
+
+std::string seccompVersion() {
+  const scmp_version* version = seccomp_version();
+  return dotted(static_cast<int>(version->major), static_cast<int>(version->minor),
+                static_cast<int>(version->micro));
 }
 
 }  // namespace
@@ -70,6 +77,7 @@ nlohmann::ordered_json versionJson() {
             {"libjpeg-turbo", dotted(LIBJPEG_TURBO_VERSION_NUMBER / (kThousand * kThousand),
                                      LIBJPEG_TURBO_VERSION_NUMBER / kThousand % kThousand,
                                      LIBJPEG_TURBO_VERSION_NUMBER % kThousand)},
+            {"libseccomp", seccompVersion()},
             {"libtiff", tiffVersion()},
             {"nlohmann-json", dotted(NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
                                      NLOHMANN_JSON_VERSION_PATCH)},
