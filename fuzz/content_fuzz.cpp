@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ContentInfo info;
   info.wantsLocation = true;
   info.wantsThumbnail = size % 2 == 0;
-  CHECK(info.fromOpenFile(*tessaron::memoryFile(asText(data, size)), u"/x"));
+  CHECK(info.fromOpenFile(*tessaron::memoryFile(asText(data, size)), u"\\x"));
   CHECK(info.sizeLow == size && !info.isUnreadable());
   CHECK(info.audioStreams.size() <= 200 && info.videoStreams.size() <= 200);
   // What is of no kind has no properties, and all else names its kind.

@@ -12,7 +12,7 @@ namespace {
 using namespace std::string_literals;
 
 // Describes a file in memory.
-ContentInfo describe(const std::string& content, const std::u16string& name = u"/x",
+ContentInfo describe(const std::string& content, const std::u16string& name = u"\\x",
                      std::int32_t mask = 127) {
   ContentInfo info;
   info.wantsLocation = true;
@@ -112,9 +112,9 @@ TEST(ContentInfo, TellsWhatIsInAFileWhateverItsName) {
 }
 
 TEST(ContentInfo, ObeysTheMaskAndTheNameOnlyOfTexts) {
-  EXPECT_EQ(describe("qoif", u"/a.mp3", 127 - 32).category, 1);
-  EXPECT_EQ(describe("From: me", u"/a.EML").category, 4);
-  EXPECT_EQ(describe("no sound", u"/a.mp3").category, 1);
+  EXPECT_EQ(describe("qoif", u"\\a.mp3", 127 - 32).category, 1);
+  EXPECT_EQ(describe("From: me", u"\\a.EML").category, 4);
+  EXPECT_EQ(describe("no sound", u"\\a.mp3").category, 1);
   EXPECT_FALSE(ContentInfo().fromOpenFile(*tessaron::memoryFile("x"), u"x"));
 }
 
