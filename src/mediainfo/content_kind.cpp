@@ -35,16 +35,14 @@ constexpr Signature kSignatures[] = {
 };
 // clang-format on
 
-// Packets of 188 bytes that begin with a mark, with 4 bytes of time before each in recordings.
-bool isTransportStream(std::string_view head) {
+// Whether packets of a transport stream begin every `step` bytes from `at` on: every 188, or every
+// 192 with 4 bytes of time before each, as on Blu-ray discs.
+bool hasPackets(std::string_view head, std::size_t at, std::size_t step) {
   constexpr char kMark = 0x47;
   constexpr std::size_t kPackets = 5;
-  const auto hasMarks = [&](std::size_t at, std::size_t step) {
-    for (std::size_t i = 0; i < kPackets; ++i, at += step)
-      if (at >= head.size() || head[at] != kMark) return false;
-    return true;
-  };
-  return hasMarks(0, 188) || hasMarks(4, 192);
+  for (std::size_t i = 0; i < kPackets; ++i, at += step)
+    if (at >= head.size() || head[at] != kMark) return false;
+  return true;
 }
 
 // Returns the bytes of a frame with this header, as the standard has it; 0 for what is no header.
@@ -125,8 +123,9 @@ std::optional<ContentKind> findContentKind(std::span<const std::byte> bytes) {
   if (best) return ContentKind{best->name, best->category, best->reader};
   if (isMpegAudio(head)) return ContentKind{"MPEG Audio", kAudioCategory, Reader::Media};
   if (isAdts(head)) return ContentKind{"AAC", kAudioCategory, Reader::Media};
-  if (isTransportStream(head))
+  if (hasPackets(head, 0, 188))
     return ContentKind{"MPEG Transport Stream", kVideoCategory, Reader::Media};
+  if (hasPackets(head, 4, 192)) return ContentKind{"Blu-ray Stream", kVideoCategory, Reader::Media};
   return kindOfMarkup(head);
 }
 

@@ -296,14 +296,16 @@ std::u16string containerName(const MediaContent& media, std::u16string_view name
   };
   const bool isFilm = has(MediaTrack::Kind::Video);
   if (name == u"Ogg") {
-    for (const MediaTrack& track : media.tracks)
-      if (!isFilm && track.kind == MediaTrack::Kind::Audio) return u"Ogg " + codecName(track);
+    const auto wanted = isFilm ? MediaTrack::Kind::Video : MediaTrack::Kind::Audio;
+    const auto found = std::ranges::find(media.tracks, wanted, &MediaTrack::kind);
+    if (found != media.tracks.end()) return u"Ogg " + codecName(*found);
   }
   const bool isSound = has(MediaTrack::Kind::Audio) && !isFilm;
   const bool mayBeFilm = name == u"Matroska" || name == u"WebM" || name == u"MPEG-4" ||
                          name == u"Windows Media" || name == u"QuickTime";
   if (isSound && mayBeFilm) return std::u16string(name) + u" Audio";
-  if (name == u"MPEG Audio" && media.tracks.size() == 1) return codecName(media.tracks[0]);
+  const bool isBare = name == u"MPEG Audio" || name == u"AC-3";
+  if (isBare && media.tracks.size() == 1) return codecName(media.tracks[0]);
   return {};
 }
 

@@ -59,6 +59,8 @@ Configuration configurationOf(const AVCodecParameters& codec) {
       result.bits = (data[size - 3] & 7u) + 8;
   } else if (codec.codec_id == AV_CODEC_ID_HEVC && size >= 23 && data[0] == 1) {
     result = {data[1] & 0x1F, (data[17] & 7u) + 8};
+  } else if (codec.codec_id == AV_CODEC_ID_AAC && size >= 2) {
+    result.profile = (data[0] >> 3) - 1;  // the type of audio object, less 1
   } else if (codec.codec_id == AV_CODEC_ID_AV1 && size >= 4 && data[0] == 0x81) {
     const bool isHigh = (data[2] & 0x40) != 0, isTwelve = (data[2] & 0x20) != 0;
     result = {data[1] >> 5, isTwelve ? 12u : isHigh ? 10u : 8u};
@@ -122,6 +124,7 @@ bool hasName(const AvInput& input, std::string_view part) {
 
 // Returns when the first frames of each stream are shown. An MP4 file's table tells it.
 std::vector<std::vector<std::int64_t>> frameTimes(const AvInput& input) {
+  constexpr std::uint64_t kMaxRead = 4 << 20;  // bytes of packets
   constexpr int kMaxEntries = 2000;
   constexpr int kMaxPackets = 600;
   constexpr std::size_t kMaxFrames = 150;
@@ -137,8 +140,10 @@ std::vector<std::vector<std::int64_t>> frameTimes(const AvInput& input) {
   }
   if (!hasName(input, "matroska") && !hasName(input, "flv")) return times;
   AVPacket* packet = av().av_packet_alloc();
-  for (int i = 0; packet && i < kMaxPackets; ++i) {
+  std::uint64_t read = 0;
+  for (int i = 0; packet && i < kMaxPackets && read < kMaxRead; ++i) {
     if (av().av_read_frame(input.get(), packet) < 0) break;
+    read += static_cast<std::uint64_t>(packet->size);
     const auto stream = static_cast<std::size_t>(packet->stream_index);
     if (stream < times.size() && packet->pts != AV_NOPTS_VALUE)
       times[stream].push_back(packet->pts);
@@ -213,7 +218,8 @@ bool needsPackets(const AvInput& input) {
   return !isComplete(input) || std::ranges::any_of(input.streams(), [](const AVStream* stream) {
     const AVCodecParameters& codec = *stream->codecpar;
     if (!isListed(*stream)) return false;
-    if (codec.codec_type == AVMEDIA_TYPE_AUDIO) return codec.codec_id == AV_CODEC_ID_AAC;
+    if (codec.codec_type == AVMEDIA_TYPE_AUDIO)
+      return codec.codec_id == AV_CODEC_ID_AAC && codec.extradata_size < 2;
     return codec.format < 0 && configurationOf(codec).bits == 0;
   });
 }
