@@ -272,6 +272,7 @@ class ScanTest(ToolTest):
         self.assertEqual(self.changes(), expected)
         self.assertEqual(self.changes(), [])
         self.assertEqual(self.files("-r", "t", "--index", "i.db")["crash.here.bmp"]["info"]["40003"]["value"], "5 x 5")
+        os.environ.pop("TESSARON_TEST_FAULTS")
         # Other roots, other options and a folder that is not listed are no changes.
         self.write("u/x.txt", "x")
         self.json("scan", "u", "--index", "i.db")

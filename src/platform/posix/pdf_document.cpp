@@ -1,5 +1,7 @@
 #include "platform/pdf_document.h"
 
+#include <iconv.h>
+
 #include "platform/posix/loaded_module.h"
 #include "platform/posix/pdf_module.h"
 
@@ -28,6 +30,11 @@ std::vector<PdfProperty> readPdfProperties(File& file) {
   return properties;
 }
 
-void preparePdf() { module(); }
+void preparePdf() {
+  module();
+  // Keeps the C library's module loaded that poppler converts texts with.
+  static const iconv_t converter = iconv_open("UTF-8", "UTF-16");
+  static_cast<void>(converter);
+}
 
 }  // namespace tessaron

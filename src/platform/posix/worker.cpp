@@ -134,7 +134,7 @@ struct Worker::Process {
 bool Worker::Process::start() {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
-  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  const int null = retry([] { return open("/dev/null", O_RDWR | O_CLOEXEC); });
   std::vector<char*> words{const_cast<char*>("tessaron")};
   for (std::string& argument : arguments) words.push_back(argument.data());
   words.push_back(nullptr);
