@@ -62,8 +62,13 @@ std::vector<std::string> sounds() {
 std::vector<std::string> seedsOf(const std::string& target) {
   if (target == "icon") return icons();
   if (target == "tags") return sounds();
-  if (target != "file_info") return pictures();
   std::vector<std::string> files;
+  if (target == "content") {
+    files = pictures();
+    for (const std::string& sound : sounds()) files.push_back(sound);
+    return files;
+  }
+  if (target != "file_info") return pictures();
   for (const std::string& picture : pictures()) files.push_back('\0' + picture);
   for (const std::string& sound : sounds())
     for (const char kind : {'\2', '\3'}) files.push_back(kind + sound);

@@ -86,7 +86,7 @@ class Description {
     name_ = fromUtf8(kind_.name);
     if ((info_.detectMask & kind_.category) == 0 && !mayChange()) return;
     const bool isConfirmed = read();
-    if (kind_.isWeak() && !isConfirmed) return;
+    if (kind_.isWeak() && !isConfirmed) return clear();
     info_.category =
         (info_.detectMask & kind_.category) != 0 ? kind_.category : tessaron::kOtherCategory;
     if (info_.category == tessaron::kOtherCategory)
@@ -213,11 +213,12 @@ class Description {
     else if (has(Kind::Audio))
       kind_.category = tessaron::kAudioCategory;
     // Tags of sound are read by the library's own reader, which tells them as it does by name.
-    if ((info_.detectMask & kind_.category) != 0)
-      CWMMDParser(kind_.category).parseByHandle(file_, info_.metaInfo);
+    // Tags of sound are read by the library's own reader, which tells them as it does by name.
+    const bool hasTags = (info_.detectMask & kind_.category) != 0 &&
+                         CWMMDParser(kind_.category).parseByHandle(file_, info_.metaInfo);
     if (media) tessaron::addMedia(*media, info_.wantsLocation, info_);
     completeByHeaders();
-    if (!media) return !info_.videoStreams.empty();
+    if (!media) return (hasTags && !info_.metaInfo.empty()) || !info_.videoStreams.empty();
     if (auto name = tessaron::containerName(*media, name_); !name.empty()) name_ = std::move(name);
     for (const tessaron::MediaCover& cover : media->covers) takeCover(cover.bytes);
     return !media->tracks.empty();

@@ -105,6 +105,9 @@ TEST(ContentInfo, TellsWhatIsInAFileWhateverItsName) {
       {"%!PS-AdobeFont-1.0: X", "8: 40401=PostScript Font | "},
       {"\0\1\0\0\0\x10"s, "8: 40401=TrueType | "},
       {"\x0B\x77 is no sound", "1:  | "},
+      {"MAC addresses of ours", "1:  | "},
+      {"ID3 is what tags are called", "1:  | "},
+      {"FWS: the lists of the year", "1:  | "},
       {"", "1:  | "},
       {"plain text", "1:  | "},
   };
