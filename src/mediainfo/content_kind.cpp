@@ -63,7 +63,7 @@ std::size_t mpegFrameBytes(std::uint32_t header) {
   const std::size_t row = version == 3 ? layer - 1 : layer == 1 ? 3 : 4;
   const std::uint32_t bits = kRates[row][header >> 12 & 15] * 8000u;
   const std::uint32_t padding = header >> 9 & 1;
-  if (layer == 1) return (12 * bits / samples + padding) * 4;
+  if (layer == 1) return std::size_t{12 * bits / samples + padding} * 4;
   return (version != 3 && layer == 3 ? 72 : 144) * bits / samples + padding;
 }
 

@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
 
+#include "mediainfo/angle_internal.h"
 #include "mediainfo/content_media_internal.h"
 #include "mediainfo/labels.h"
 #include "mediainfo/stream_properties_internal.h"
@@ -198,11 +200,7 @@ std::u16string dateText(std::string_view text) {
 }
 
 std::u16string degreesText(double degrees, char16_t positive, char16_t negative) {
-  const double size = degrees < 0 ? -degrees : degrees;
-  constexpr int kTenths = 36000;
-  const auto tenths = static_cast<int>(size * kTenths + 0.5);
-  return decimalText(tenths / kTenths, 0) + u"\u00B0 " + decimalText(tenths / 600 % 60, 0) + u"' " +
-         decimalText(tenths % 600 / 10.0, 1) + u"\" " + (degrees < 0 ? negative : positive);
+  return angleText(std::abs(degrees)) + u' ' + (degrees < 0 ? negative : positive);
 }
 
 // A place as ISO 6709 writes it: "+48.8577+002.2950+035.000/".
@@ -245,7 +243,8 @@ void addLists(const MediaContent& media, PropertyMap& info) {
     const bool isSound = track.kind == MediaTrack::Kind::Audio;
     const bool isKnown = !track.language.empty() && track.language != "und";
     std::u16string text = isKnown ? fromUtf8(track.language) : u"";
-    if (!isSound) text = isKnown ? text + u" (" + codecName(track) + u')' : codecName(track);
+    if (!isSound && isKnown) text.append(u" (").append(codecName(track)).append(u")");
+    if (!isSound && !isKnown) text = codecName(track);
     auto& list = isSound ? sound : subtitles;
     // The same language may have several streams of sound.
     if (!text.empty() && (!isSound || std::ranges::find(list, text) == list.end()))

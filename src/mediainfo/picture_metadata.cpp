@@ -6,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "mediainfo/angle_internal.h"
 #include "mediainfo/labels.h"
 #include "mediainfo/orientation.h"
 #include "mediainfo/picture_metadata_internal.h"
@@ -270,13 +271,8 @@ std::u16string coordinate(const Tags& tags, const PictureTag& tag) {
     degrees += *part / static_cast<double>(unit);
   }
   if (!(degrees >= 0 && degrees <= 180)) return {};
-  constexpr int kTenths = 36000;
-  const auto tenths = static_cast<int>(std::lround(degrees * kTenths));
-  const int whole = tenths / kTenths;
-  const int minutes = tenths / 600 % 60;
   const PictureTag* const side = findTag(tags, SideNumber);
-  return trimmed(decimalText(whole, 0) + u"\u00B0 " + decimalText(minutes, 0) + u"' " +
-                 decimalText(tenths % 600 / 10.0, 1) + u"\" " + (side ? text(tags, *side) : u""));
+  return trimmed(angleText(degrees) + u' ' + (side ? text(tags, *side) : u""));
 }
 
 std::u16string altitude(const Tags& tags, const PictureTag& tag) {

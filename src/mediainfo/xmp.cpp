@@ -3,11 +3,11 @@
 #include <span>
 #include <vector>
 
+#include "mediainfo/angle_internal.h"
 #include "mediainfo/content_picture_internal.h"
 #include "mediainfo/labels.h"
 #include "support/byte_reader.h"
 #include "support/text.h"
-#include "support/units.h"
 #include "support/xml/tree.h"
 
 namespace tessaron {
@@ -82,9 +82,7 @@ std::u16string placeText(const std::u16string& text) {
   const double minutes = std::strtod(end + 1, &end);
   if (!(degrees >= 0 && degrees <= 180 && minutes >= 0 && minutes < 60) || *end == '\0')
     return text;
-  const int whole = static_cast<int>(minutes);
-  return decimalText(degrees, 0) + u"\u00B0 " + decimalText(whole, 0) + u"' " +
-         decimalText((minutes - whole) * 60, 1) + u"\" " + static_cast<char16_t>(*end);
+  return angleText(degrees + minutes / 60) + u' ' + static_cast<char16_t>(*end);
 }
 
 }  // namespace

@@ -19,6 +19,16 @@ std::string utf8(const poppler::ustring& text) {
   return result.substr(0, result.find('\0'));
 }
 
+// The document's XMP. poppler hands out each byte of its UTF-8 as a character.
+std::string packet(const poppler::ustring& text) {
+  std::string bytes;
+  for (const auto unit : text) {
+    if (unit > 0xFF) return utf8(text);
+    bytes += static_cast<char>(unit);
+  }
+  return bytes;
+}
+
 std::string dateText(std::time_t time) {
   std::tm parts{};
   char text[64] = "";
@@ -44,7 +54,7 @@ void readPdf(const poppler::document& document, TessaronPdfFound found, void* co
   tell("producer", utf8(document.get_producer()));
   tell("created", dateText(document.get_creation_date_t()));
   tell("modified", dateText(document.get_modification_date_t()));
-  tell("xmp", utf8(document.metadata()));
+  tell("xmp", packet(document.metadata()));
   if (document.pages() <= 0) return;
   tell("pages", std::to_string(document.pages()));
   const std::unique_ptr<poppler::page> page(document.create_page(0));
