@@ -219,7 +219,7 @@ class ScanTest(ToolTest):
         for name in [*FAULTS, "open"]:  # opening is only refused
             for kind in kinds:
                 os.link(self.folder / f"p/whole{kind}", self.folder / f"p/{name}{kind}")
-        done = self.tool("scan", "p", "--csv", "--patience", 2, code=66, lines=3 * len(FAULTS))
+        done = self.tool("scan", "p", "--csv", "--patience", 5, code=66, lines=3 * len(FAULTS))
         told = dict(re.findall(r"tessaron: p/(\S+): (.*)\n", done.err))
         for name, reason in FAULTS.items():
             for kind in kinds:
