@@ -13,6 +13,17 @@ if(WIN32)
   # The DLL must need no other libraries than those of Windows.
   target_link_options(tessaron_deps INTERFACE -static)
 else()
+  if(TESSARON_BUILD_FUZZ)
+    # FreeImage, libtiff, TinyXML and Exiv2 with the sanitizers, as scripts/fuzzlibs.sh builds them.
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/cache-dir
+                    OUTPUT_VARIABLE cache OUTPUT_STRIP_TRAILING_WHITESPACE)
+    list(PREPEND CMAKE_PREFIX_PATH ${cache}/fuzzlibs)
+    find_package(PNG REQUIRED)
+    find_library(EXIV2_XMP_LIBRARY exiv2-xmp REQUIRED)
+    find_package(EXPAT REQUIRED)
+    set(instrumented webp webpmux webpdemux PNG::PNG)
+    set(instrumented_exif ${EXIV2_XMP_LIBRARY} EXPAT::EXPAT)
+  endif()
   find_package(ICU REQUIRED COMPONENTS i18n uc)
   find_package(JPEG REQUIRED)
   find_package(SQLite3 REQUIRED)
@@ -40,7 +51,8 @@ else()
                                                             ${SECCOMP_INCLUDE_DIR})
   target_link_libraries(tessaron_deps INTERFACE ${TINYXML_LIBRARY} ${FREEIMAGEPLUS_LIBRARY}
                                                 ${FREEIMAGE_LIBRARY} ${TAGLIB_LIBRARY}
-                                                ${SECCOMP_LIBRARY} JPEG::JPEG TIFF::TIFF ICU::i18n ICU::uc SQLite::SQLite3
+                                                ${SECCOMP_LIBRARY} TIFF::TIFF ${instrumented} JPEG::JPEG
+                                                ICU::i18n ICU::uc SQLite::SQLite3
                                                 ZLIB::ZLIB)
 endif()
 

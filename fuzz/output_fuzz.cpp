@@ -37,7 +37,7 @@ std::string outputOf(void (*add)(CLI::App&, tessaron::tool::Context&), const std
   tessaron::tool::Context context;
   context.quiet = true;
   add(app, context);
-  std::vector<std::string> words(arguments.rbegin(), arguments.rend() - 1);
+  std::vector<std::string> words(arguments.rbegin(), arguments.rend());
   app.parse(words);
   try {
     CHECK(context.run() == tessaron::tool::kDone);

@@ -30,6 +30,10 @@ TESSARON_API std::vector<FolderEntry> readFolder(std::u16string_view path, std::
 /// Creates a folder, and those above it that are missing. No error when it is there already.
 TESSARON_API std::error_code createFolder(std::u16string_view path);
 
+/// Puts what was written to the file at `path`, which must be closed, on the disk. A link in its
+/// place is refused.
+std::error_code flushFile(std::u16string_view path);
+
 /// The path by which a file is the same however it was named: absolute, on Linux with links
 /// followed, on Windows in one case. The file may be missing.
 TESSARON_API std::u16string resolvedPath(std::u16string_view path);

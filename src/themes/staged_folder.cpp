@@ -122,12 +122,16 @@ bool StagedFolder::hasSpace(std::uint64_t bytes) const {
 
 StagedFolder::Error StagedFolder::commit() {
   Error failed;
-  for (auto& [name, staged] : staged_) {
-    if (const std::error_code error = replace(name, staged)) {
+  const auto attempt = [&](const std::u16string& name, const std::error_code& error) {
+    if (error)
       failed = {Failure::CannotWrite, "\"" + toUtf8(name) + "\": " + describeFileError(error)};
-      break;
-    }
-  }
+    return !error;
+  };
+  // All are on the disk before the first takes its place: a power cut leaves no empty file.
+  for (const auto& [name, staged] : staged_)
+    if (!attempt(name, flushFile(joinPath(path_, staged.file)))) break;
+  for (auto& [name, staged] : staged_)
+    if (failed || !attempt(name, replace(name, staged))) break;
   if (failed) restoreAll();
   isDone_ = true;
   for (const auto& [name, staged] : staged_)

@@ -43,8 +43,8 @@ bool unpack() {
   Package package;
   package.path = u"theme.tpk";
   package.Initialize(u"out", true);
-  return package.report.failure == tessaron::PackageReport::Failure::None &&
-         !package.report.openError;
+  return package.report.problems.empty() && !package.report.openError &&
+         package.report.failure == tessaron::PackageReport::Failure::None;
 }
 
 // Nothing tells whether closing a cache worked.

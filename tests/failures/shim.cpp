@@ -1,8 +1,8 @@
 // Preloaded into a program: makes its n-th call of a kind fail, kills it there, or records what it
 // writes. FAILURE holds "KIND N MODE ERROR DESCRIPTOR": a kind of those below or "any"; once,
 // always, kill or record; an error number, or 0 for a transfer of half the bytes; where to write a
-// byte when the call is reached, or the record. Calls before main and of child programs are not
-// counted.
+// byte when the call is reached, or the record. Calls before main are not counted. Child programs
+// do the same unless FAILURE_ALONE is set.
 
 #include <dlfcn.h>
 #include <linux/fcntl.h>
@@ -94,7 +94,7 @@ int armedMain(int count, char** arguments, char** environment) {
   const char* const wanted = std::getenv("FAILURE");
   const bool isMeant =
       wanted && std::sscanf(wanted, "%15s %ld %15s %d %d", kind, &at, mode, &error, &told) == 5;
-  unsetenv("FAILURE");
+  if (std::getenv("FAILURE_ALONE")) unsetenv("FAILURE");
   isRecording = isMeant && std::strcmp(mode, "record") == 0;
   isArmed = isMeant && !isRecording;
   return realMain(count, arguments, environment);

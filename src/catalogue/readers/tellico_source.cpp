@@ -10,6 +10,7 @@
 #include "catalogue/readers/table_columns_internal.h"
 #include "catalogue/utf8_copy_internal.h"
 #include "records/field_text.h"
+#include "support/read_watch.h"
 #include "support/text.h"
 #include "support/zip_reader.h"
 
@@ -94,11 +95,15 @@ class TellicoSource : public RecordSource {
 
  private:
   bool unpack() {
-    if (!isZip(*file_)) return true;
+    ReadWatch archive(*file_);
+    const bool isPacked = isZip(archive);
     ScratchFile document;
-    const std::string error =
-        extractZipEntry(*file_, "tellico.xml", kMaxDocument,
-                        [&](std::string_view text) { return document.write(text); });
+    std::string error;
+    if (isPacked)
+      error = extractZipEntry(archive, "tellico.xml", kMaxDocument,
+                              [&](std::string_view text) { return document.write(text); });
+    if (archive.hasFailed()) return fail(Kind::Unreadable, "the file cannot be read");
+    if (!isPacked) return true;
     if (!error.empty()) return fail(Kind::Damaged, error);
     file_ = document.take();
     return file_ || fail(Kind::Unreadable, "the file cannot be unpacked");

@@ -3,12 +3,14 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <memory>
 
 #include "platform/posix/native_path.h"
+#include "platform/posix/retry.h"
 
 namespace tessaron {
 namespace {
@@ -56,6 +58,16 @@ std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& e
 std::error_code createFolder(std::u16string_view path) {
   std::error_code error;
   std::filesystem::create_directories(nativePath(path), error);
+  return error;
+}
+
+std::error_code flushFile(std::u16string_view path) {
+  const std::string name = nativePath(path);
+  const int file = retry([&] { return ::open(name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); });
+  if (file == -1) return lastError();
+  const bool isFlushed = retry([&] { return fsync(file); }) == 0;
+  const std::error_code error = isFlushed ? std::error_code() : lastError();
+  close(file);
   return error;
 }
 

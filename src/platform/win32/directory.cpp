@@ -41,6 +41,17 @@ std::error_code createFolder(std::u16string_view path) {
   return error;
 }
 
+std::error_code flushFile(std::u16string_view path) {
+  const std::u16string name(path);
+  const HANDLE file = CreateFileW(wide(name), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (file == INVALID_HANDLE_VALUE)
+    return {static_cast<int>(GetLastError()), std::system_category()};
+  const DWORD reason = FlushFileBuffers(file) ? ERROR_SUCCESS : GetLastError();
+  CloseHandle(file);
+  return {static_cast<int>(reason), std::system_category()};
+}
+
 std::u16string resolvedPath(std::u16string_view path) {
   const std::u16string name(path);
   const DWORD length = GetFullPathNameW(wide(name), 0, nullptr, nullptr);

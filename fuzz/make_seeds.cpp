@@ -1,0 +1,155 @@
+// Writes what a target begins with, of which there may be nothing: make_seeds TARGET FOLDER
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "settings/reg_key.h"
+#include "support/bytes.h"
+#include "support/fingerprint.h"
+#include "support/picture_samples.h"
+#include "support/sound_builder.h"
+#include "support/tiff_builder.h"
+
+namespace {
+
+std::vector<std::string> pictures() {
+  std::vector<std::string> files;
+  for (const auto format :
+       {FIF_PNG, FIF_BMP, FIF_TIFF, FIF_GIF, FIF_ICO, FIF_TARGA, FIF_JPEG, FIF_WEBP})
+    files.push_back(makePicture(format, 16, 16));
+  using Colors = JpegSample::Colors;
+  for (const Colors colors : {Colors::Grey, Colors::Cmyk, Colors::InvertedCmyk})
+    for (const bool progressive : {false, true})
+      files.push_back(
+          makeJpeg({.width = 20, .height = 9, .colors = colors, .progressive = progressive}));
+  for (const bool bigEndian : {false, true}) {
+    TiffBuilder tiff(bigEndian);
+    tiff.putBytes(33723, 4, std::string(64, '\x1C')).put(0x8827, 3, {400}, TiffBuilder::kExif);
+    tiff.put(0x829A, 5, {1, 60}, TiffBuilder::kExif).put(6, 5, {421, 10}, TiffBuilder::kGps);
+    files.push_back(tiff.build());
+    files.push_back(withExif(makeJpeg({8, 8}), tiff.build()));
+  }
+  return files;
+}
+
+std::vector<std::string> icons() {
+  std::vector<std::string> files;
+  const std::string png = makePicture(FIF_PNG, 16, 16);
+  const std::string frame = bytes({16, 16, 0, 0, 1, 0}) + le16(32);
+  files.push_back(' ' + le16(0) + le16(1) + le16(1) + frame +
+                  le32(static_cast<std::uint32_t>(png.size())) + le32(22) + png);
+  files.push_back(' ' + makePicture(FIF_ICO, 16, 16));
+  for (const std::uint32_t bits : {1u, 4u, 8u, 16u, 32u}) {
+    const std::string palette(bits <= 8 ? std::size_t{4} << bits : 0, '\x77');
+    const std::string dib = le32(40) + le32(8) + le32(16) + le16(1) + le16(bits) +
+                            std::string(24, '\0') + palette + std::string(8 * bits + 32, '\x5A');
+    files.push_back(' ' + le16(0) + le16(1) + le16(1) + bytes({8, 8, 0, 0, 1, 0}) + le16(bits) +
+                    le32(static_cast<std::uint32_t>(dib.size())) + le32(22) + dib);
+  }
+  return files;
+}
+
+std::vector<std::string> sounds() {
+  return {id3Tag(4, id3Text(4, "TIT2", "Lied")) + mpegFrames(3),
+          id3Tag(3, id3Text(3, "TPE1", "Ann"), 0x80) + mpegFrames(3),
+          asfFile({"Lied", "Ann", "", "", ""}, {{"WM/Genre", "Jazz"}}, {{"WM/TrackNumber", 7}}),
+          wavFile(riffChunk("LIST", "INFO" + riffChunk("INAM", "Lied"))),
+          flacFile({{"TITLE", "Lied"}}, 8),
+          mp4Box("ftyp", "M4A ") + mp4Box("moov", mp4Box("udta", mp4Box("meta", be32(0))))};
+}
+
+// The settings' file with a value of each kind, and such values.
+std::vector<std::string> settings() {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::temp_directory_path() / ("seeds." + std::to_string(getpid()));
+  setenv("TESSARON_SETTINGS", (folder / "settings.db").c_str(), 1);
+  {
+    CRegKeyEx key;
+    bool flag = true;
+    std::u16string text = u"me@example.org";
+    std::vector<std::u16string> texts = {u"a", u"b"};
+    key.Create(HKEY_CURRENT_USER, u"Software\\Tessaron\\Options");
+    key.SetBoolValueEx(u"ViewToolbar", flag);
+    key.SetStringValueEx(u"AccountEmail", text);
+    key.SetVectorStringValueEx(u"CustomIcons", texts);
+  }
+  std::ifstream file(folder / "settings.db", std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(file), {}};
+  fs::remove_all(folder);
+  const std::string zero(1, '\0'), texts("a\0\0\0b\0\0\0\0\0", 10);
+  return {zero + content, "\1" + texts.substr(0, 4), "\3" + texts, "\4" + texts.substr(0, 4),
+          "\7" + texts};
+}
+
+// Records of edits in front of the collections that these have left.
+std::vector<std::string> histories() {
+  const std::string before = "<Item><ASIN>A1</ASIN><Notes>old</Notes></Item>";
+  const std::string after = "<Item><ASIN>A1</ASIN></Item>";
+  const std::string head =
+      "tessaron-history 1\nverb set\ntime 2026-11-22T02:13:05Z\n"
+      "local 2026-11-22 03:13:05\nundoes 0\nitems\n";
+  const std::string end(1, '\0');
+  const auto collection = [](const std::string& items) {
+    return "<R><Items>" + items + "</Items></R>";
+  };
+  const auto item = [](const std::string& old, const std::string& now) {
+    char line[200];
+    std::snprintf(line, sizeof line, "item 0 %016llx %zu 2 %zu\nA1",
+                  static_cast<unsigned long long>(tessaron::fingerprint(now)), now.size(),
+                  old.size());
+    return line + old + '\n';
+  };
+  return {head + item(before, after) + "end 0 1 0 0 0 A1\n" + end + collection(after),
+          head + item(before, "") + "end 0 0 1 0 0 A1\n" + end + collection("<Item/>"),
+          head + item("", after) + "end 1 0 0 0 0 A1\n" + end + collection(after)};
+}
+
+// A description with all that a theme may have.
+std::vector<std::string> packages() {
+  return {
+      "\1<p author='a' email='e' url='u' name='n'><description>d</description>"
+      "<theme name='x' screenshot='a.png' author='a'><colors><c name='a' value='#FF0000'/></colors>"
+      "<templates><t mode='fullframe' file='b.png'/><t mode='list' file='a.png'/></templates>"
+      "<virtualshelf background='a.png' uwidth='1' uheight='2' uhspace='1' uvspace='2'>"
+      "<g name='Book' image='a.png' olx='1' oly='1' olwidth='9' "
+      "olheight='9'/></virtualshelf></theme></p>"};
+}
+
+std::vector<std::string> seedsOf(const std::string& target) {
+  if (target == "settings") return settings();
+  if (target == "history") return histories();
+  if (target == "package") return packages();
+  if (target == "icon") return icons();
+  if (target == "tags") return sounds();
+  if (target == "mpeg")
+    return {mpegFrames(3), id3Tag(4, id3Text(4, "TIT2", "Lied")) + mpegFrames(3)};
+  if (target == "riff") return {sounds()[3]};
+  if (target == "picture" || target == "picture_metadata") return pictures();
+  std::vector<std::string> files;
+  if (target == "content") {
+    files = pictures();
+    for (const std::string& sound : sounds()) files.push_back(sound);
+  }
+  if (target != "file_info") return files;
+  for (const std::string& picture : pictures()) files.push_back('\0' + picture);
+  for (const std::string& sound : sounds())
+    for (const char kind : {'\2', '\3'}) files.push_back(kind + sound);
+  return files;
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  const std::filesystem::path folder = arguments[2];
+  std::filesystem::create_directories(folder);
+  int number = 0;
+  for (const std::string& seed : seedsOf(arguments[1]))
+    std::ofstream(folder / std::to_string(number++), std::ios::binary) << seed;
+}
