@@ -163,7 +163,7 @@ def remains(files, names, operations):
 class Scene:
     def __init__(self, verb, folder):
         self.command, self.reader, *self.first = (text.split() for text in VERBS[verb])
-        self.isPartial = verb in ("scan", "theme unpack", "import folders")  # what cannot be read is left out, and told
+        self.isPartial = verb in ("scan", "theme unpack", "import folders", "CPackage")  # what cannot be read is left out, and told
         self.isDrawn = verb == "chart"
         self.isEdit, self.isInPlace = verb in EDITS, verb == "CImageCacheMan"
         self.folder = folder

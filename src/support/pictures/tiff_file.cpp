@@ -144,6 +144,7 @@ std::optional<std::uint32_t> TiffFile::number(PictureSource& source, std::uint16
 // which does not cost the picture: the field is dropped, since FreeImage converts it unchecked.
 std::optional<float> TiffFile::resolution(PictureSource& source, std::uint16_t tag) {
   constexpr float kMaxDots = 1e6F;
+  constexpr std::uint32_t kHeaderSize = 8;  // decoders get another header: no value lies in it
   const auto found = entries_.find(tag);
   if (found == entries_.end()) return std::nullopt;
   const auto& [type, count, value] = found->second;
@@ -151,7 +152,8 @@ std::optional<float> TiffFile::resolution(PictureSource& source, std::uint16_t t
   ByteReader reader(fraction);
   const double numerator = u32(reader.bytes(4)), denominator = u32(reader.bytes(4));
   const float dots = denominator == 0 ? 0 : static_cast<float>(numerator / denominator);
-  if (type == kRational && count == 1 && reader.ok() && dots <= kMaxDots) return dots;
+  const bool isFraction = type == kRational && count == 1 && u32(value) >= kHeaderSize;
+  if (isFraction && reader.ok() && dots <= kMaxDots) return dots;
   entries_.erase(found);
   return std::nullopt;
 }
