@@ -108,6 +108,7 @@ int AvSource::interrupted(void* opaque) {
 }
 
 AvInput::AvInput(AvSource& source) {
+  if (!av().ready) return;
   auto* const buffer = static_cast<unsigned char*>(av().av_malloc(kBufferSize));
   if (!buffer) return;
   io_ = av().avio_alloc_context(buffer, kBufferSize, 0, &source, AvSource::readInto, nullptr,
@@ -126,6 +127,7 @@ AvInput::AvInput(AvSource& source) {
 }
 
 AvInput::~AvInput() {
+  if (!av().ready) return;
   if (context_) av().avformat_close_input(&context_);
   if (io_) av().av_free(io_->buffer);
   av().avio_context_free(&io_);

@@ -14,7 +14,9 @@ void* loadFromModule(const std::string& name, const char* symbol) {
   const std::size_t slash = program.rfind('/');
   const std::string folder = slash == program.npos ? "./" : program.substr(0, slash + 1);
   for (const char* between : {"", "../lib/"}) {
-    void* const module = dlopen((folder + between + file).c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string path = folder;
+    path.append(between).append(file);
+    void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module) return dlsym(module, symbol);
   }
   return nullptr;
