@@ -32,7 +32,7 @@ TESSARON_API std::error_code createFolder(std::u16string_view path);
 
 /// Puts what was written to the file at `path`, which must be closed, on the disk. A link in its
 /// place is refused.
-std::error_code flushFile(std::u16string_view path);
+TESSARON_API std::error_code flushFile(std::u16string_view path);
 
 /// The path by which a file is the same however it was named: absolute, on Linux with links
 /// followed, on Windows in one case. The file may be missing.
