@@ -19,9 +19,9 @@ namespace {
 
 /// A summary of the content: "1920 x 1080 24 bit", "MPEG-2 720 x 576".
 std::string summaryOf(const CFileInfo& file) {
-  static constexpr std::uint32_t kWanted[] = {
-      label::kKind,      label::kFormat, label::kDimensions, label::kColor,
-      label::kFrameRate, label::kSample, label::kMode,       label::kRunTime};
+  static constexpr std::uint32_t kWanted[] = {label::kKind,  label::kFormat,    label::kDimensions,
+                                              label::kColor, label::kFrameRate, label::kSample,
+                                              label::kMode,  label::kRunTime};
   std::vector<const PropertyMap*> maps{&file.info};
   for (const PropertyMap& stream : file.videoStreams) maps.push_back(&stream);
   for (const PropertyMap& stream : file.audioStreams) maps.push_back(&stream);
