@@ -174,6 +174,32 @@ TEST(CheckTheme, WarnsOfWhatIsNotMeant) {
   }
 }
 
+TEST(CheckTheme, TellsWhyFilesWereNotUnpacked) {
+  using namespace samples;
+  const TemporaryFolder folder;
+  const std::string index =
+      packageHeader() +
+      entry(0, indexXml({{1, "main.xml"}, {2, "a"}, {2, "../a"}, {3, "b"}, {4, "c"}}));
+  const auto unpack = [&](CThemePackage& package, const std::string& content) {
+    package.Initialize(*tessaron::memoryFile(content), folder.path.u16string(), true);
+  };
+  const std::string theme =
+      "<p><theme screenshot='a'><virtualshelf background='b'><g image='../a'/><g image='c'/>"
+      "<g image='other'/></virtualshelf></theme></p>";
+  CThemePackage package, empty;
+  unpack(package, index + entry(1, theme) + entry(2, "a") + rawEntry(3, 4, 100, "none"));
+  std::string text;
+  for (const auto& warning : tessaron::findDropped(package, *package.schemes.at(0)))
+    text += tessaron::toUtf8(warning.name) + ": " + warning.reason + '\n';
+  EXPECT_EQ(text,
+            "b: the background of the shelf: its data is damaged\n"
+            "../a: the picture of the group \"\": the name leads into another folder\n"
+            "c: the picture of the group \"\": it is missing\n");
+  unpack(empty, index + entry(2, "a"));
+  ASSERT_EQ(tessaron::checkTheme(empty).size(), 1u);
+  EXPECT_EQ(tessaron::checkTheme(empty)[0].name, u"main.xml");
+}
+
 TEST(CThemeMan, NeedsNoDataFolder) {
   const TemporaryFolder folder;
   CThemeMan themes((folder.path / "missing").u16string());
