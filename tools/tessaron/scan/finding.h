@@ -7,9 +7,15 @@
 #include <string_view>
 
 #include "mediainfo/property_map.h"
-#include "scan/described.h"
 
 namespace tessaron::tool {
+
+/// How a file is described.
+struct DescribedView {
+  bool wantsThumbnail = false;
+  bool isByName = false;  ///< by the extension of the name, as the library's CFileInfo does
+  bool wantsLocation = false;
+};
 
 /// What is to be found out about a file.
 struct Question {

@@ -5,19 +5,23 @@
 #include <optional>
 #include <utility>
 
+#include "mediainfo/content_info.h"
 #include "output/thumbnails.h"
 #include "platform/worker.h"
-#include "scan/described.h"
+#include "scan/named_info.h"
 #include "scan/test_faults.h"
 
 namespace tessaron::tool {
 namespace {
 
+template <typename Info>
 Finding describe(const Question& question, File& content) {
   Finding finding;
   const std::u16string path = u"/" + question.name;
   const LentFile lent(path, content);
-  Described file(question.view);
+  Info file;
+  file.wantsThumbnail = question.view.wantsThumbnail;
+  file.wantsLocation = question.view.wantsLocation;
   file.setDetectType(question.detectMask);
   if (!file.fromFile(path) || file.isUnreadable()) {
     finding.failure = "its content cannot be read";
@@ -44,7 +48,8 @@ std::string answer(std::string_view request, File& file) {
   if (!question) return {};
   try {
     FaultyFile content(file, question->name);
-    const std::string found = encode(describe(*question, content));
+    const auto describeFile = question->view.isByName ? describe<NamedInfo> : describe<ContentInfo>;
+    const std::string found = encode(describeFile(*question, content));
     return found.size() <= kMaxWorkerAnswer ? found : encode(failed("its description is too long"));
   } catch (const std::bad_alloc&) {
     return encode(failed("there is not enough memory to describe it"));

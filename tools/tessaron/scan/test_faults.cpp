@@ -46,7 +46,7 @@ void connectOut() {
   address.sin_port = htons(9);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  static_cast<void>(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
 /// Ends the process if the file can be opened.
@@ -56,7 +56,8 @@ void openSecret() {
 }
 
 void makeCode() {
-  ::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  static_cast<void>(
+      ::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 }
 
 struct Fault {

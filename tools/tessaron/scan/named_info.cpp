@@ -1,4 +1,4 @@
-#include "scan/described.h"
+#include "scan/named_info.h"
 
 #include <optional>
 
@@ -39,12 +39,7 @@ class WatchedFile : public File {
 
 }  // namespace
 
-bool Described::fromFile(const std::u16string& filePath) {
-  return view_.isByName ? CFileInfo::fromFile(filePath) : ContentInfo::fromFile(filePath);
-}
-
-bool Described::fromFilePostProcess() {
-  if (!view_.isByName) return ContentInfo::fromFilePostProcess();
+bool NamedInfo::fromFilePostProcess() {
   CFileInfo::fromFilePostProcess();
   if (!wantsLocation)
     for (const std::uint32_t place : {label::kLatitude, label::kLongitude, label::kAltitude})
@@ -52,8 +47,7 @@ bool Described::fromFilePostProcess() {
   return true;
 }
 
-bool Described::fromFileHandle(File& file) {
-  if (!view_.isByName) return ContentInfo::fromFileHandle(file);
+bool NamedInfo::fromFileHandle(File& file) {
   const bool isPicture = category == kImageCategory;
   WatchedFile watched(file);
   std::byte first{};
