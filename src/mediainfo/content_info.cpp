@@ -23,6 +23,7 @@
 #include "platform/system.h"
 #include "platform/text.h"
 #include "support/pictures/loading.h"
+#include "support/read_watch.h"
 #include "support/string_table.h"
 #include "support/text.h"
 #include "support/units.h"
@@ -42,34 +43,6 @@ void add(PropertyMap& map, std::uint32_t key, std::u16string value) {
 std::u16string measures(std::uint32_t width, std::uint32_t height) {
   return decimalText(width, 0) + u" x " + decimalText(height, 0);
 }
-
-/// Forwards reads to a file and records whether one has failed.
-class WatchedFile : public tessaron::File {
- public:
-  explicit WatchedFile(tessaron::File& file) : file_(file) {}
-  bool hasFailed() const { return hasFailed_; }
-
-  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
-    return checked(file_.read(buffer));
-  }
-  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
-    return checked(file_.readAt(offset, buffer));
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t offset) override { return file_.seek(offset); }
-  std::optional<std::uint64_t> size() override { return file_.size(); }
-  bool setEnd() override { return false; }
-  std::optional<tessaron::FileStatus> status() override { return file_.status(); }
-
- private:
-  std::optional<std::size_t> checked(std::optional<std::size_t> count) {
-    hasFailed_ = hasFailed_ || !count;
-    return count;
-  }
-
-  tessaron::File& file_;
-  bool hasFailed_ = false;
-};
 
 /// Describes one file: what it is, then by the reader of its kind.
 class Description {
@@ -369,7 +342,7 @@ bool ContentInfo::fromOpenFile(tessaron::File& file, const std::u16string& fileP
 }
 
 bool ContentInfo::fromFileHandle(tessaron::File& file) {
-  WatchedFile watched(file);
+  tessaron::ReadWatch watched(file);
   Description(watched, *this).describe();
   const bool isDescribed = info.size() > 1 || !metaInfo.empty() || !audioStreams.empty();
   isUnreadable_ = watched.hasFailed() && !isDescribed && videoStreams.empty();

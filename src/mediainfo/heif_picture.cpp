@@ -282,7 +282,7 @@ void readCodestream(std::span<const std::byte> bytes, PictureContent& picture) {
   picture.componentBits = bits;
 }
 
-// Reads a box with the identifier of XMP (ISO 16684-1; XMP specification part 3, 1.1.4).
+// Reads a box with the identifier of XMP (ISO 16684-1; XMP part 3, storage in files, 1.1.4).
 void readXmpBox(PictureSource& source, const Box& box, PictureContent& picture) {
   using namespace std::string_view_literals;
   constexpr std::string_view kXmp =

@@ -5,39 +5,9 @@
 #include "mediainfo/category.h"
 #include "mediainfo/labels.h"
 #include "platform/file.h"
+#include "support/read_watch.h"
 
 namespace tessaron::tool {
-namespace {
-
-/// Forwards reads to a file and records whether one has failed.
-class WatchedFile : public File {
- public:
-  explicit WatchedFile(File& file) : file_(file) {}
-  bool hasFailed() const { return hasFailed_; }
-
-  std::optional<std::size_t> read(std::span<std::byte> buffer) override {
-    return checked(file_.read(buffer));
-  }
-  std::optional<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> buffer) override {
-    return checked(file_.readAt(offset, buffer));
-  }
-  bool write(std::span<const std::byte>) override { return false; }
-  bool seek(std::uint64_t offset) override { return file_.seek(offset); }
-  std::optional<std::uint64_t> size() override { return file_.size(); }
-  bool setEnd() override { return false; }
-  std::optional<FileStatus> status() override { return file_.status(); }
-
- private:
-  std::optional<std::size_t> checked(std::optional<std::size_t> count) {
-    hasFailed_ = hasFailed_ || !count;
-    return count;
-  }
-
-  File& file_;
-  bool hasFailed_ = false;
-};
-
-}  // namespace
 
 bool NamedInfo::fromFilePostProcess() {
   CFileInfo::fromFilePostProcess();
@@ -49,7 +19,7 @@ bool NamedInfo::fromFilePostProcess() {
 
 bool NamedInfo::fromFileHandle(File& file) {
   const bool isPicture = category == kImageCategory;
-  WatchedFile watched(file);
+  ReadWatch watched(file);
   std::byte first{};
   const bool isMedia = isPicture || category == kAudioCategory || category == kVideoCategory;
   isUnreadable_ = isMedia && !watched.readAt(0, {&first, 1});
