@@ -21,13 +21,15 @@ void appendEscaped(std::string& out, std::u16string_view text, Escape escape) {
     ((plain[static_cast<unsigned char>(kSpecial)] = false), ...);
     return plain;
   }();
+  std::array<char, 256> run;
   for (std::size_t at = 0; at < text.size();) {
-    std::array<char, 256> run;
+    const std::u16string_view rest = text.substr(at, run.size());
     std::size_t count = 0;
-    while (at < text.size() && count < run.size() && text[at] < 128 && kPlain[text[at]])
-      run[count++] = static_cast<char>(text[at++]);
+    for (; count < rest.size() && rest[count] < 128 && kPlain[rest[count]]; ++count)
+      run[count] = static_cast<char>(rest[count]);
     out.append(run.data(), count);
-    if (at == text.size() || count == run.size()) continue;
+    at += count;
+    if (count == rest.size()) continue;
     const char16_t unit = text[at++];
     if ((unit & 0xFC00) == 0xD800 && at < text.size() && (text[at] & 0xFC00) == 0xDC00) {
       appendUtf8(out, 0x10000u + ((unit & 0x3FFu) << 10) + (text[at++] & 0x3FFu));

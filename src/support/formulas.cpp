@@ -49,12 +49,15 @@ template <typename Visit>
 void copyCells(std::string_view text, std::size_t from, std::string_view dividers, std::string& out,
                Visit visit) {
   const DividerSet set(dividers);
-  bool isBehindDivider = false;  // only blanks since the divider
-  for (std::size_t i = from; i < text.size(); ++i) {
-    const bool isCell = isBehindDivider && text[i] != ' ';
-    isBehindDivider = set.contains(text[i]) || (isBehindDivider && text[i] == ' ');
-    if (!isCell || !visit(i, out)) out += text[i];
+  std::size_t copied = from;
+  for (std::size_t at = from; at < text.size();) {
+    if (!set.contains(text[at++])) continue;
+    while (at < text.size() && text[at] == ' ') ++at;
+    if (at == text.size()) break;
+    out.append(text, copied, at - copied);
+    copied = visit(at, out) ? at + 1 : at;
   }
+  out.append(text, copied);
 }
 
 }  // namespace

@@ -41,15 +41,10 @@ std::string_view escapeOf(char16_t unit) {
 
 }  // namespace
 
-void JsonWriter::newLine() {
-  out_ += '\n';
-  out_.append(depth_ * 2, ' ');
-}
-
 void JsonWriter::nextPart() {
   if (!isEmpty_) out_ += ',';
   isEmpty_ = false;
-  newLine();
+  out_ += lineStart_;
 }
 
 void JsonWriter::beginValue() {
@@ -61,14 +56,14 @@ void JsonWriter::begin(char bracket) {
   beginValue();
   out_ += bracket;
   isArray_.push_back(bracket == '[');
-  ++depth_;
+  lineStart_ += "  ";
   isEmpty_ = true;
 }
 
 void JsonWriter::end(char bracket) {
-  --depth_;
+  lineStart_.resize(lineStart_.size() - 2);
   isArray_.pop_back();
-  if (!isEmpty_) newLine();
+  if (!isEmpty_) out_ += lineStart_;
   out_ += bracket;
   isEmpty_ = false;
 }

@@ -18,7 +18,10 @@ class TESSARON_API JsonWriter {
  public:
   /// Appends to `out`, which must outlive the writer. `depth`: the number of objects and arrays
   /// around the value, whose brackets others write.
-  explicit JsonWriter(std::string& out, std::size_t depth = 0) : out_(out), depth_(depth) {}
+  explicit JsonWriter(std::string& out, std::size_t depth = 0)
+      : out_(out), lineStart_(1 + 2 * depth, ' ') {
+    lineStart_.front() = '\n';
+  }
 
   void beginObject() { begin('{'); }
   void endObject() { end('}'); }
@@ -37,10 +40,9 @@ class TESSARON_API JsonWriter {
   void end(char bracket);
   void beginValue();
   void nextPart();
-  void newLine();
 
   std::string& out_;
-  std::size_t depth_;
+  std::string lineStart_;      // a line end and the indentation
   std::vector<bool> isArray_;  // of the open objects and arrays
   bool isEmpty_ = true;        // nothing stands in the innermost one
 };

@@ -32,6 +32,22 @@ std::size_t widenAscii(std::string_view text, char16_t* to) {
   return at;
 }
 
+// Narrows the ASCII characters that `text` begins with to `to`, and returns how many these are.
+std::size_t narrowAscii(std::u16string_view text, char* to) {
+  constexpr std::size_t kBlock = 16;
+  std::size_t at = 0;
+  for (; at + kBlock <= text.size(); at += kBlock) {  // compilers make vectors of a block
+    char16_t all = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      all |= text[at + i];
+      to[at + i] = static_cast<char>(text[at + i]);
+    }
+    if (all >= 0x80) break;
+  }
+  for (; at < text.size() && text[at] < 0x80; ++at) to[at] = static_cast<char>(text[at]);
+  return at;
+}
+
 }  // namespace
 
 char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed) {
@@ -80,18 +96,18 @@ std::size_t findIllFormed(std::string_view text) {
 }
 
 std::size_t countCharacters(std::string_view text) {
-  // Eight bytes at a time: bit 7 set and bit 6 clear is a continuation.
-  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const auto continues = [&](std::size_t i) {
+    return static_cast<unsigned char>((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80);
+  };
   std::size_t continuations = 0;
   std::size_t at = 0;
-  for (; at + 8 <= text.size(); at += 8) {
-    std::uint64_t bytes = 0;
-    std::memcpy(&bytes, text.data() + at, 8);
-    continuations += static_cast<std::size_t>((((bytes >> 7 & ~bytes >> 6) & kOnes) * kOnes) >> 56);
+  constexpr std::size_t kBlock = 128;
+  for (; at + kBlock <= text.size(); at += kBlock) {  // compilers make vectors of a block
+    unsigned char sum = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) sum += continues(at + i);
+    continuations += sum;
   }
-  for (; at < text.size(); ++at) {
-    continuations += (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-  }
+  for (; at < text.size(); ++at) continuations += continues(at);
   return text.size() - continuations;
 }
 
@@ -142,9 +158,9 @@ std::u16string fromUtf8(std::string_view text) {
 }
 
 std::string toUtf8(std::u16string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  std::string out(text.size(), '\0');
+  out.resize(narrowAscii(text, out.data()));
+  for (std::size_t i = out.size(); i < text.size(); ++i) {
     const char16_t unit = text[i];
     if (isHighSurrogate(unit) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
       appendUtf8(out, 0x10000u + ((unit & 0x3FFu) << 10) + (text[++i] & 0x3FFu));

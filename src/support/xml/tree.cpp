@@ -85,18 +85,17 @@ void XmlTree::clear() {
   open_.clear();
 }
 
+void XmlTree::setText(std::string_view text) {
+  text_ = text;
+  for (const Index open : open_) nodes_[open].after = static_cast<Index>(nodes_.size());
+}
+
 XmlTree::Node& XmlTree::append(Kind kind, Index begin, Index end) {
-  const auto index = static_cast<Index>(nodes_.size());
-  if (!open_.empty()) {
-    Open& parent = open_.back();
-    (parent.lastChild == kNone ? nodes_[parent.node].firstChild : nodes_[parent.lastChild].next) =
-        index;
-    parent.lastChild = index;
-  }
   Node& node = nodes_.emplace_back();
   node.kind = kind;
   node.begin = begin;
   node.contentBegin = node.contentEnd = node.end = end;
+  node.after = static_cast<Index>(nodes_.size());
   return node;
 }
 
@@ -110,9 +109,10 @@ bool XmlTree::add(const XmlScanner& scanner, Token token, std::string_view text,
       addElement(scanner, token == Token::Empty, origin);
       return open_.empty();
     case Token::End: {
-      Node& node = nodes_[open_.back().node];
+      Node& node = nodes_[open_.back()];
       node.contentEnd = begin;
       node.end = end;
+      node.after = static_cast<Index>(nodes_.size());
       open_.pop_back();
       return open_.empty();
     }
@@ -157,7 +157,7 @@ void XmlTree::addElement(const XmlScanner& scanner, bool emptyTag, std::size_t o
     attributes_.push_back({place(a.name.begin), place(a.name.end), place(a.value.begin),
                            place(a.value.end), place(a.end), a.quoted});
   }
-  if (!emptyTag) open_.push_back({index, kNone});
+  if (!emptyTag) open_.push_back(index);
 }
 
 XmlTree::Element XmlTree::Element::child(std::string_view childName) const {
@@ -182,9 +182,8 @@ std::vector<XmlTree::Element> XmlTree::Element::childrenNamed(std::string_view c
 
 std::u16string XmlTree::Element::elementText() const {
   std::u16string out;
-  for (Index at = node().firstChild; at != kNone; at = tree_->nodes_[at].next) {
-    const Node& child = tree_->nodes_[at];
-    if (!isText(child.kind)) continue;
+  forEachNode([&](const Node& child) {
+    if (!isText(child.kind)) return;
     const std::string_view raw = TextRange{child.contentBegin, child.contentEnd}.of(text());
     std::u16string decoded = child.hasReferences ? tessaron::decoded(raw) : fromUtf8(raw);
     if (out.empty()) {
@@ -192,54 +191,55 @@ std::u16string XmlTree::Element::elementText() const {
     } else {
       out += decoded;
     }
-  }
+  });
   return out;
 }
 
 bool XmlTree::Element::beginsWithText() const {
-  const Index first = node().firstChild;
-  return first != kNone && isText(tree_->nodes_[first].kind);
+  const Index first = index_ + 1;
+  return first != node().after && isText(tree_->nodes_[first].kind);
 }
 
-bool XmlTree::Element::isBlankCData(Index index) const {
-  if (index == kNone || tree_->nodes_[index].kind != Kind::CData) return false;
-  const TextRange content{tree_->nodes_[index].contentBegin, tree_->nodes_[index].contentEnd};
-  return content.of(text()).find_first_not_of(" \t\r\n") == std::string_view::npos;
+bool XmlTree::Element::isBlankCData(const Node* text) const {
+  if (!text || text->kind != Kind::CData) return false;
+  const TextRange content{text->contentBegin, text->contentEnd};
+  return content.of(this->text()).find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
 bool XmlTree::Element::beginsWithBlankCData() const {
-  Index at = node().firstChild;
-  while (at != kNone && !isText(tree_->nodes_[at].kind)) at = tree_->nodes_[at].next;
-  return isBlankCData(at);
+  const Node* first = nullptr;
+  forEachNode([&](const Node& child) {
+    if (!first && isText(child.kind)) first = &child;
+  });
+  return isBlankCData(first);
 }
 
 bool XmlTree::Element::endsWithBlankCData() const {
-  Index last = kNone;
-  for (Index at = node().firstChild; at != kNone; at = tree_->nodes_[at].next) {
-    if (isText(tree_->nodes_[at].kind)) last = at;
-  }
+  const Node* last = nullptr;
+  forEachNode([&](const Node& child) {
+    if (isText(child.kind)) last = &child;
+  });
   return isBlankCData(last);
 }
 
 std::vector<TextRange> XmlTree::Element::texts() const {
   std::vector<TextRange> found;
-  for (Index at = node().firstChild; at != kNone; at = tree_->nodes_[at].next) {
-    const Node& child = tree_->nodes_[at];
+  forEachNode([&](const Node& child) {
     if (isText(child.kind)) found.push_back({child.begin, child.end});
-  }
+  });
   return found;
 }
 
 bool XmlTree::Element::hasText() const {
-  Index at = node().firstChild;
-  while (at != kNone && !isText(tree_->nodes_[at].kind)) at = tree_->nodes_[at].next;
-  return at != kNone;
+  bool has = false;
+  forEachNode([&](const Node& child) { has = has || isText(child.kind); });
+  return has;
 }
 
 bool XmlTree::Element::hasOthers() const {
-  Index at = node().firstChild;
-  while (at != kNone && tree_->nodes_[at].kind != Kind::Other) at = tree_->nodes_[at].next;
-  return at != kNone;
+  bool has = false;
+  forEachNode([&](const Node& child) { has = has || child.kind == Kind::Other; });
+  return has;
 }
 
 std::optional<std::string> XmlTree::Element::attribute(std::string_view attributeName) const {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,7 +37,8 @@ class XmlTree {
            std::size_t origin);
   /// Adds what an error at `end` leaves of a token of character data or CDATA; nothing of others.
   void addCut(std::string_view token, std::size_t begin);
-  void setText(std::string_view text) { text_ = text; }
+  /// Elements that are still open end here.
+  void setText(std::string_view text);
 
   /// The element that was parsed; null for an empty tree.
   Element root() const;
@@ -46,7 +46,6 @@ class XmlTree {
 
  private:
   using Index = std::uint32_t;
-  static constexpr Index kNone = std::numeric_limits<Index>::max();
 
   struct Node {
     Kind kind = Kind::Other;
@@ -55,12 +54,8 @@ class XmlTree {
     Index begin = 0, end = 0;                // both tags included
     Index contentBegin = 0, contentEnd = 0;  // between the tags, or inside of <![CDATA[ ]]>
     Index nameSize = 0;
-    Index firstChild = kNone, next = kNone;
+    Index after = 0;  // the node that follows it and all that it contains
     Index firstAttribute = 0, attributeCount = 0;
-  };
-  struct Open {
-    Index node;
-    Index lastChild;
   };
   struct Attribute {
     Index nameBegin, nameEnd, valueBegin, valueEnd, end;
@@ -71,9 +66,9 @@ class XmlTree {
   void addElement(const XmlScanner& scanner, bool emptyTag, std::size_t origin);
 
   std::string_view text_;
-  std::vector<Node> nodes_;
+  std::vector<Node> nodes_;  // in the order of the text
   std::vector<Attribute> attributes_;
-  std::vector<Open> open_;  // the path to where the next node goes
+  std::vector<Index> open_;  // the path to where the next node goes
 };
 
 /// A node of an XmlTree, or null. Light: pass by value. Valid as long as the tree is not changed.
@@ -85,7 +80,7 @@ class XmlTree::Element {
   };
 
   Element() = default;
-  explicit operator bool() const { return index_ != kNone; }
+  explicit operator bool() const { return tree_ != nullptr; }
   bool operator==(const Element&) const = default;
 
   std::string_view name() const { return text().substr(node().begin + 1, node().nameSize); }
@@ -95,8 +90,8 @@ class XmlTree::Element {
   bool isEmptyTag() const { return node().emptyTag; }
 
   /// The first child element, or the next one of the same parent; null when there is none.
-  Element firstChild() const { return elementFrom(node().firstChild); }
-  Element nextSibling() const { return elementFrom(node().next); }
+  Element firstChild() const { return elementFrom(index_ + 1, node().after); }
+  Element nextSibling() const { return elementFrom(node().after, end_); }
   /// The first child element of that name, or null.
   Element child(std::string_view childName) const;
   std::vector<Element> children() const;
@@ -122,22 +117,29 @@ class XmlTree::Element {
 
  private:
   friend class XmlTree;
-  bool isBlankCData(Index index) const;
-  Element(const XmlTree* tree, Index index) : tree_(tree), index_(index) {}
+  /// Calls `visit` with each node directly in it, in order.
+  template <typename Visit>
+  void forEachNode(Visit visit) const {
+    const std::vector<Node>& nodes = tree_->nodes_;
+    for (Index at = index_ + 1; at != node().after; at = nodes[at].after) visit(nodes[at]);
+  }
+  bool isBlankCData(const Node* text) const;
+  Element(const XmlTree* tree, Index index, Index end) : tree_(tree), index_(index), end_(end) {}
   const Node& node() const { return tree_->nodes_[index_]; }
   std::string_view text() const { return tree_->text_; }
-  Element elementFrom(Index index) const {
-    while (index != kNone && tree_->nodes_[index].kind != Kind::Element)
-      index = tree_->nodes_[index].next;
-    return {tree_, index};
+  Element elementFrom(Index index, Index end) const {
+    const std::vector<Node>& nodes = tree_->nodes_;
+    while (index != end && nodes[index].kind != Kind::Element) index = nodes[index].after;
+    return index == end ? Element() : Element(tree_, index, end);
   }
 
-  const XmlTree* tree_ = nullptr;
-  Index index_ = kNone;
+  const XmlTree* tree_ = nullptr;  // null for no node
+  Index index_ = 0;
+  Index end_ = 0;  // the node behind its parent's last
 };
 
 inline XmlTree::Element XmlTree::root() const {
-  return nodes_.empty() ? Element() : Element(this, 0);
+  return nodes_.empty() ? Element() : Element(this, 0, nodes_.front().after);
 }
 
 /// Text with its references resolved, as TinyXML and `parseXml` do; in UTF-8.

@@ -59,7 +59,7 @@ void requireSame(const std::string& path, bool isOutdated) {
 void ConflictList::add(const ItemConflicts& item) {
   const std::string key = toUtf8(item.key), title = toUtf8(item.title);
   for (const FieldConflict& each : item.conflicts)
-    rows_.add({key, title, each.field, each.ours, each.theirs, nameOf(each.taken)});
+    rows_.add({key, title, each.field, each.ours, each.theirs, std::string(nameOf(each.taken))});
 }
 
 void ConflictList::print(const Context& context, const std::string& ours,

@@ -53,10 +53,14 @@ std::size_t appendHarmless(std::string& out, std::string_view text, std::size_t 
   return isC1 ? 2 : 1;
 }
 
+/// Whether `harmless` changes nothing.
+bool isHarmless(std::string_view field, bool isTsv) {
+  return findOther(field, 0, isTsv ? kPlainInTsv : kPlainInCsv) == field.size() &&
+         !looksLikeFormula(field);
+}
+
 /// Guards formulas and replaces control characters other than tabs and line ends with U+FFFD.
 std::string harmless(std::string_view field, bool isTsv) {
-  if (findOther(field, 0, isTsv ? kPlainInTsv : kPlainInCsv) == field.size())
-    return std::string(looksLikeFormula(field) ? "'" : "").append(field);
   const std::string text = guardFormulas(field, isTsv ? kTsvDividers : kCsvDividers);
   std::string out;
   for (std::size_t at = 0; at < text.size();) {
@@ -98,8 +102,9 @@ void RowWriter::add(std::string_view field) {
     out_ += field;
     return;
   }
-  const std::string text = harmless(field, isTsv_);
-  isTsv_ ? appendTsv(out_, text) : appendCsv(out_, text);
+  std::string guarded;
+  if (!isHarmless(field, isTsv_)) field = guarded = harmless(field, isTsv_);
+  isTsv_ ? appendTsv(out_, field) : appendCsv(out_, field);
 }
 
 void RowWriter::end() {

@@ -27,10 +27,10 @@ std::size_t takeSize(std::string_view& from) {
 
 }  // namespace
 
-std::uint64_t RowStore::add(const std::vector<std::string_view>& row) {
+std::uint64_t RowStore::add(const std::vector<std::string>& row) {
   const std::uint64_t place = spilledSize_ + block_.size();
   putSize(block_, row.size());
-  for (const std::string_view text : row) {
+  for (const std::string& text : row) {
     putSize(block_, text.size());
     block_ += text;
   }

@@ -15,7 +15,7 @@ class RowStore {
  public:
   /// Keeps a row of texts and returns its place, for `read`. Fails with kCannotWrite when the
   /// temporary file cannot take it.
-  std::uint64_t add(const std::vector<std::string_view>& row);
+  std::uint64_t add(const std::vector<std::string>& row);
   /// The row at a place. Fails as `add` does.
   std::vector<std::string> read(std::uint64_t place) const;
   /// Calls `visit` with every row. The views are valid during the call. Fails as `add` does.

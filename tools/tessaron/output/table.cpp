@@ -11,35 +11,37 @@
 
 namespace tessaron::tool {
 
-Table::Table(std::vector<std::string> heading, std::vector<Fit> fits) : fits_(std::move(fits)) {
-  for (std::string& title : heading) {
-    widths_.push_back(columns(title));
-    heading_.push_back({std::move(title), Style::Bold});
-  }
+Table::Table(std::vector<std::string> heading, std::vector<Fit> fits)
+    : fits_(std::move(fits)), heading_(std::move(heading)) {
+  for (const std::string& title : heading_) widths_.push_back(columns(title));
   if (fits_.empty()) fits_.push_back(Fit::Whole);
   fits_.resize(heading_.size(), Fit::Wrap);
   isUsed_.resize(heading_.size());
 }
 
-void Table::add(std::vector<Cell> row) {
-  std::vector<std::string_view> texts;
+std::vector<std::string> Table::kept(const std::vector<Cell>& row) {
+  std::vector<std::string> texts;
+  texts.reserve(row.size());
+  for (const Cell& cell : row)
+    texts.push_back(static_cast<char>(cell.style) + printable(cell.text));
+  return texts;
+}
+
+void Table::addKept(const std::vector<std::string>& row) {
   for (std::size_t i = 0; i < row.size(); ++i) {
-    std::string& text = row[i].text;
-    text = printable(text);
+    const std::string_view text = std::string_view(row[i]).substr(1);
     widths_[i] = std::max(widths_[i], columns(text));
     if (!text.empty()) isUsed_[i] = true;
-    text.insert(text.begin(), static_cast<char>(row[i].style));
-    texts.push_back(text);
   }
-  rows_.add(texts);
+  rows_.add(row);
 }
 
 void Table::forEachRow(const std::function<void(const Row&)>& visit) const {
   Row row(heading_.size());
   rows_.forEach([&](const std::vector<std::string_view>& texts) {
     for (std::size_t i = 0; i < texts.size(); ++i) {
-      row[i].style = static_cast<Style>(texts[i].front());
-      row[i].text = texts[i].substr(1);
+      const std::string_view text = texts[i].substr(1);
+      row[i] = {text, columns(text), static_cast<Style>(texts[i].front())};
     }
     visit(row);
   });
@@ -60,7 +62,12 @@ std::size_t totalWidth(const Columns& columns) {
 /// ends in blanks.
 void append(std::string& line, std::size_t& owed, std::string_view text, Style style, bool color) {
   if (text.empty()) return;
-  line.append(owed, ' ').append(styled(text, style, color));
+  line.append(owed, ' ');
+  if (color && style != Style::Plain) {
+    line += styled(text, style, color);
+  } else {
+    line += text;
+  }
   owed = 0;
 }
 
@@ -88,10 +95,14 @@ bool Table::fit(std::vector<Column>& columns, std::size_t available) const {
   return true;
 }
 
+bool Table::fits(const Row& row, std::size_t index, std::size_t width) const {
+  return fits_[index] == Fit::Whole || row[index].width <= width;
+}
+
 std::vector<std::string> Table::linesOf(const Row& row, std::size_t index,
                                         std::size_t width) const {
-  const std::string& text = row[index].text;
-  if (fits_[index] == Fit::Whole || columns(text) <= width) return {text};
+  const std::string_view text = row[index].text;
+  if (fits(row, index, width)) return {std::string(text)};
   if (fits_[index] == Fit::Wrap) return wrapped(text, width);
   constexpr std::size_t kLines = 3;
   for (std::size_t room = kLines * width;; --room) {  // words rarely fill whole lines
@@ -104,14 +115,13 @@ void Table::printBlock(const Row& row, std::size_t available, bool color, Output
   constexpr std::size_t kIndent = 2;
   constexpr std::size_t kMinWidth = 8;
   std::size_t labels = 0;
-  for (std::size_t i = 1; i < heading_.size(); ++i)
-    labels = std::max(labels, columns(heading_[i].text));
+  for (std::size_t i = 1; i < heading_.size(); ++i) labels = std::max(labels, columns(heading_[i]));
   const std::size_t lead = kIndent + labels + kGap;
   const std::size_t width = std::max(available, lead + kMinWidth) - lead;
   output.write(styled(row[0].text, Style::Bold, color) + '\n');
   for (std::size_t i = 1; i < row.size(); ++i) {
     if (row[i].text.empty()) continue;
-    std::string line = std::string(kIndent, ' ') + heading_[i].text;
+    std::string line = std::string(kIndent, ' ') + heading_[i];
     std::size_t owed = lead - columns(line);
     for (const std::string& text : linesOf(row, i, width)) {
       append(line, owed, text, row[i].style, color);
@@ -124,21 +134,29 @@ void Table::printBlock(const Row& row, std::size_t available, bool color, Output
 
 void Table::printRow(const Row& row, const std::vector<Column>& shown, bool color,
                      Output& output) const {
-  std::vector<std::vector<std::string>> cells;
-  std::size_t height = 0;
+  std::vector<std::vector<std::string>> broken;  // the cells that are too wide; empty for others
+  std::size_t height = 1;
   for (const auto& [index, width] : shown) {
-    cells.push_back(linesOf(row, index, width));
-    height = std::max(height, cells.back().size());
+    broken.push_back(fits(row, index, width) ? std::vector<std::string>()
+                                             : linesOf(row, index, width));
+    height = std::max(height, broken.back().size());
   }
+  std::string line;
   for (std::size_t n = 0; n < height; ++n) {
-    std::string line;
+    line.clear();
     std::size_t owed = 0;
     for (std::size_t i = 0; i < shown.size(); ++i) {
-      const std::string text = n < cells[i].size() ? cells[i][n] : std::string();
-      append(line, owed, text, row[shown[i].index].style, color);
-      owed += shown[i].width - columns(text) + kGap;
+      Shown cell = row[shown[i].index];
+      if (!broken[i].empty()) {
+        cell.text = n < broken[i].size() ? std::string_view(broken[i][n]) : std::string_view();
+        cell.width = columns(cell.text);
+      } else if (n > 0) {
+        cell = {};
+      }
+      append(line, owed, cell.text, cell.style, color);
+      owed += shown[i].width - cell.width + kGap;
     }
-    output.write(line + '\n');
+    output.write(line += '\n');
   }
 }
 
@@ -154,7 +172,9 @@ void Table::print(const Context& context, Output& output) const {
   const auto available = output.isFile() ? std::nullopt : terminalWidth(STDOUT_FILENO);
   if (available && totalWidth(shown) > *available && !fit(shown, *available))
     return forEachRow([&](const Row& row) { printBlock(row, *available, color, output); });
-  printRow(heading_, shown, color, output);
+  Row heading;
+  for (const std::string& title : heading_) heading.push_back({title, columns(title), Style::Bold});
+  printRow(heading, shown, color, output);
   forEachRow([&](const Row& row) { printRow(row, shown, color, output); });
 }
 

@@ -65,19 +65,8 @@ class TableListing : public Listing {
     return std::ranges::any_of(columns_, [](const ItemField& each) { return isDetail(each); });
   }
 
-  Row rowOf(const CRecord& record) override {
-    Row row;
-    for (Table::Cell& cell : cellsOf(record))
-      row.push_back(static_cast<char>(cell.style) + std::move(cell.text));
-    return row;
-  }
-
-  void put(const Row& row) override {
-    std::vector<Table::Cell> cells;
-    for (const std::string& cell : row)
-      cells.push_back({cell.substr(1), static_cast<Style>(cell.front())});
-    table_.add(std::move(cells));
-  }
+  Row rowOf(const CRecord& record) override { return Table::kept(cellsOf(record)); }
+  void put(const Row& row) override { table_.addKept(row); }
 
   void finish(bool isEmpty) override {
     if (!isEmpty) table_.print(context_, output_);
@@ -214,7 +203,7 @@ class Rows {
   void add(const CRecord& record, const SYSTEMTIME& now) {
     if (order_) {
       const Row row = listing_.rowOf(record);
-      entries_.push_back({order_->keyOf(record, now), store_.add({row.begin(), row.end()})});
+      entries_.push_back({order_->keyOf(record, now), store_.add(row)});
     } else if (count_ < limit_) {
       put(listing_.rowOf(record));
     }
