@@ -59,7 +59,7 @@ endif()
 # tessaron_warnings: the options that all our code is compiled and linked with.
 add_library(tessaron_warnings INTERFACE)
 target_compile_options(tessaron_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
-                                                   -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+                                                   $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> -Wimplicit-fallthrough -Werror)
 
 # Hardening: a detected overflow ends the process, and addresses are random. Debug builds have no
 # _FORTIFY_SOURCE, which needs optimization.

@@ -6,6 +6,7 @@
 # library does not export; tests hold it to that.
 
 set(TESSARON_PUBLIC_HEADERS
+  tessaron_c.h
   platform/directory.h
   platform/file.h
   platform/image_list.h

@@ -84,8 +84,9 @@ class ValueReader {
   void value(CompositeField field) {
     if (field == CompositeField::Status) return readStatus();
     if (field == CompositeField::CustomFields) return readCustomFields();
-    if (json_.token() == Token::Null) return;
-    record_.hasIcon = integer(record_.icon);
+    record_.hasIcon = false;
+    record_.icon = 0;
+    if (json_.token() != Token::Null) record_.hasIcon = integer(record_.icon);
   }
   void value(DateMember member) { date(record_.*member); }
   template <typename Member>
@@ -181,7 +182,13 @@ class ValueReader {
   }
 
   void readStatus() {
-    if (json_.token() == Token::Null) return;
+    if (json_.token() == Token::Null) {
+      record_.hasStatus = false;
+      record_.status = 0;
+      record_.StatusTarget.clear();
+      record_.StatusBeginDate = record_.StatusEndDate = 0;
+      return;
+    }
     readObject([this](const std::string& key) {
       if (key == "value") return record_.hasStatus = integer(record_.status), true;
       if (key == "target") return item(record_.StatusTarget), true;
@@ -197,6 +204,9 @@ class ValueReader {
   void readCustomFields() {
     if (!expect(Token::BeginArray)) return;
     const std::size_t slots = record_.customFieldFlags.size();
+    record_.customFieldFlags.assign(slots, false);
+    record_.customFieldNames.assign(slots, {});
+    record_.customFieldValues.assign(slots, {});
     std::size_t count = 0;
     while (nextIsValue(Token::EndArray)) {
       std::u16string name, text;

@@ -9,8 +9,8 @@
 
 namespace tessaron {
 
-/// Reads into `record`, a fresh one, the object that begins at the reader's current token, as
-/// `writeRecord` writes it; keys may be missing and may come in any order. Keys that are derived
+/// Reads into `record` the object that begins at the reader's current token, as `writeRecord` writes
+/// it; keys may come in any order, and the values of missing ones stay. Keys that are derived
 /// from others (status.name, status.text, status.due) are passed over. `onUnknown`, if any, is told
 /// each key that no record has ("status.color"). The reader is then at the object's last token, or
 /// at an error. Returns the first value of a wrong type or range, as a clause ("\"Title\" is a

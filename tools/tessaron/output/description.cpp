@@ -1,15 +1,17 @@
 #include "output/description.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
 #include "mediainfo/category.h"
+#include "mediainfo/file_json.h"
 #include "mediainfo/folder_info.h"
 #include "mediainfo/labels.h"
 #include "output/csv.h"
-#include "output/file_json.h"
 #include "output/json.h"
 #include "output/table.h"
+#include "support/json_writer.h"
 #include "support/text.h"
 #include "support/units.h"
 #include "support/xml/xml.h"
@@ -115,9 +117,12 @@ class JsonDescription : public Description {
   }
 
   void addFile(CFileInfo&& file, const std::string& thumbnail) override {
-    auto json = fileJson(file);
-    if (!thumbnail.empty()) json["thumbnails"].push_back(thumbnail);
-    pending_ += (hasFiles_ ? ",\n      " : "\n      ") + indented(jsonText(json), 6);
+    pending_ += hasFiles_ ? ",\n      " : "\n      ";
+    constexpr std::size_t kDepth = 3;
+    JsonWriter json(pending_, kDepth);
+    writeFileInfo(file, json, [&](JsonWriter& thumbnails) {
+      if (!thumbnail.empty()) thumbnails.text(fromUtf8(thumbnail));
+    });
     hasFiles_ = true;
     output_.write(pending_);
     pending_.clear();
