@@ -87,9 +87,10 @@ const CLI::App* findVerb(const CLI::App& app, const std::string& name) {
 }
 
 void addQueryArgument(CLI::App& verb, std::vector<std::string>& words) {
-  verb.add_option(kQuery, words,
-                  "Only items that match, such as: lent due:..7d -group:book \"two words\"; see "
-                  "\"tessaron help query\"")
+  verb.add_option(
+          kQuery, words,
+          "Only items that match, such as: status:lent due:..7d -group:book \"two words\"; see "
+          "\"tessaron help query\"")
       ->type_name("");
 }
 
