@@ -65,6 +65,7 @@ void copyUserFields(const CRecord& known, CRecord& fresh) {
     fresh.loans = known.loans;
   }
   if (known.copies != 1) fresh.copies = known.copies;
+  if (!known.files.empty()) fresh.files = known.files;
   if (!known.Notes.empty()) {
     fresh.hasNotes = known.hasNotes;
     fresh.Notes = known.Notes;

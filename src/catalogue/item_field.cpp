@@ -48,6 +48,7 @@ void forEachCustom(const CRecord& record, const std::u16string& name,
 const std::vector<MadeField>& madeFields() {
   static const std::vector<MadeField> fields = {
       {"due", Kind::Due, ValueKind::Date, "when what is lent, borrowed or rented is due"},
+      {"file", Kind::File, ValueKind::Text, "paths of the files that are linked to it"},
       {"people", Kind::People, ValueKind::Text, "authors, artists, directors, actors, translators"},
       {"year", Kind::Year, ValueKind::Number, "of release, publication or premiere"},
   };
@@ -98,6 +99,9 @@ void forEachText(const CRecord& record, const ItemField& field, const SYSTEMTIME
     case Kind::People:
       for (const RecordColumn column : peopleColumns()) forEachText(record, column, now, visit);
       return;
+    case Kind::File:
+      for (const CLinkedFile& file : record.files) visit(file.path);
+      return;
     case Kind::Custom:
       return forEachCustom(record, field.custom, visit);
     case Kind::Due:
@@ -124,7 +128,7 @@ void writeCell(const CRecord& record, const ItemField& field, const SYSTEMTIME& 
   if (field.kind == Kind::Column) return writeCell(record, field.column, now, json);
   std::vector<std::u16string> texts;
   forEachText(record, field, now, [&](std::u16string_view text) { texts.emplace_back(text); });
-  if (field.kind == Kind::People) {
+  if (field.kind == Kind::People || field.kind == Kind::File) {
     json.beginArray();
     for (const std::u16string& text : texts) json.text(text);
     json.endArray();

@@ -20,6 +20,7 @@ struct ItemField {
     Due,     ///< the day on which the item falls due; nothing when it does not
     People,  ///< all who made it: actors, artists, authors, directors, translators
     Year,    ///< of its release, publication or premiere
+    File,    ///< the paths of the files that are linked to it
     Custom,  ///< the custom field of a name
   };
 

@@ -24,7 +24,7 @@ bool isOneOf(std::string_view name, std::initializer_list<std::string_view> name
 // Elements that stand once per entry of a list.
 bool isListed(std::string_view name) {
   return kListAttributeNames.find(name) < kListAttributeNames.size() ||
-         isOneOf(name, {"Language", "Review", "Disc", "Track", "Folder", "Loan"});
+         isOneOf(name, {"Language", "Review", "Disc", "Track", "Folder", "Loan", "File"});
 }
 
 // The parts of an editorial review as the web service delivers it: one text in a saved item.
@@ -342,6 +342,7 @@ class Merger {
       };
       return isShared("status") && isShared("who") && isShared("from");
     }
+    if (next.name() == "File") return base.attribute("path") == next.attribute("path");
     const Elements children = next.children();
     return std::any_of(children.begin(), children.end(), [&](Element child) {
       if (child.name() == "Rating") return false;

@@ -5,8 +5,10 @@
 #include <limits>
 #include <utility>
 
+#include "catalogue/file_links.h"
 #include "catalogue/item_value_internal.h"
 #include "records/due.h"
+#include "support/ascii.h"
 #include "support/fold.h"
 #include "support/text.h"
 
@@ -121,6 +123,7 @@ class QueryParser {
     for (;;) {
       Alternative alternative;
       if (!term.alternatives.empty()) {
+        alternative.test = term.alternatives.back().test;
         alternative.field = term.alternatives.back().field;
         alternative.isExact = term.alternatives.back().isExact;
       }
@@ -136,6 +139,7 @@ class QueryParser {
     if (!parseField(alternative)) return false;
     const std::size_t place = at_;
     if (!parseValue(alternative.value)) return false;
+    if (alternative.test != Query::Test::Value) return resolveTest(alternative, place);
     if (!alternative.value.empty()) return resolve(alternative, place);
     const bool hasName = place > begin;
     const bool isQuoted = at_ > place;
@@ -157,6 +161,16 @@ class QueryParser {
     const std::size_t length = fieldLength(text_.substr(at_));
     if (length == 0) return true;
     const std::string name(text_.substr(at_, length));
+    const bool isHas = equalIgnoringCase(name, kHasTest);
+    alternative.test = isHas                                   ? Query::Test::Has
+                       : equalIgnoringCase(name, kMissingTest) ? Query::Test::Missing
+                                                               : Query::Test::Value;
+    if (alternative.test != Query::Test::Value) {
+      if (text_[at_ + length] == '=')
+        return fail(at_ + length, "write " + name + ":file, with a colon");
+      at_ += length + 1;
+      return true;
+    }
     alternative.field = findItemField(name);
     if (!alternative.field) {
       error_ = {quoted(name) + " is no field", at_, name};
@@ -200,6 +214,18 @@ class QueryParser {
     if (alternative.kind != ValueKind::Text) return resolveRange(alternative, place);
     alternative.folded = foldText(fromUtf8(alternative.value));
     return !alternative.folded.empty() || fail(place, "there is nothing to search for but accents");
+  }
+
+  bool resolveTest(Alternative& alternative, std::size_t place) {
+    alternative.field = findItemField(alternative.value);
+    if (alternative.test == Query::Test::Missing) {
+      const bool isFile = alternative.field && alternative.field->kind == ItemField::Kind::File;
+      return isFile || fail(place, "only files can be missing; write missing:file");
+    }
+    if (alternative.field) return true;
+    if (alternative.value.empty()) return fail(place, "a field is missing behind the colon");
+    error_ = {quoted(alternative.value) + " is no field", place, alternative.value};
+    return false;
   }
 
   bool resolveStatus(Alternative& alternative, std::size_t place) {
@@ -278,6 +304,9 @@ class QueryMatch {
   }
 
   bool matchesField(const Alternative& alternative) {
+    if (alternative.test == Query::Test::Missing)
+      return hasOnlyMissingFiles(query_.folder_, record_);
+    if (alternative.test == Query::Test::Has) return hasText(*alternative.field);
     // The number of a status may name none.
     if (alternative.isAbsence && isStatusName(*alternative.field)) return !record_.hasStatus;
     bool hasText = false;
@@ -287,6 +316,13 @@ class QueryMatch {
       isFound = isFound || (!alternative.isAbsence && matchesText(alternative, text));
     });
     return alternative.isAbsence ? !hasText : isFound;
+  }
+
+  bool hasText(const ItemField& field) const {
+    if (isStatusName(field)) return record_.hasStatus;
+    bool isFound = false;
+    forEachText(record_, field, query_.now_, [&](std::u16string_view) { isFound = true; });
+    return isFound;
   }
 
   bool matchesText(const Alternative& alternative, std::u16string_view text) {
@@ -334,7 +370,10 @@ std::string Query::text() const {
     for (const Alternative& each : term.alternatives) {
       out += separator;
       separator = ",";
-      if (each.field) out += each.field->name + (each.isExact ? '=' : ':');
+      if (each.test != Test::Value)
+        (out += each.test == Test::Has ? kHasTest : kMissingTest) += ':';
+      else if (each.field)
+        out += each.field->name + (each.isExact ? '=' : ':');
       const bool isPlain = std::ranges::all_of(each.value, isNameCharacter) &&
                            (each.field || !each.value.starts_with('-'));
       out += isPlain ? each.value : quoted(each.value);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "catalogue/item_field.h"
@@ -13,6 +14,9 @@
 #include "tessaron_export.h"
 
 namespace tessaron {
+
+/// What a query asks of fields by "has:field" and "missing:file". No field has these names.
+inline constexpr std::string_view kHasTest = "has", kMissingTest = "missing";
 
 /// Why a text is no query: a sentence, the place of the fault in bytes, and the name of an unknown
 /// field.
@@ -28,13 +32,15 @@ struct QueryError {
 ///     query       = term*
 ///     term        = ["-"] alternative ("," alternative)*      "-": the item must not match
 ///     alternative = [field (":" | "=")] value                 as the one before it without a field
+///                 | "has:" field | "missing:file"
 ///     value       = a word | "a phrase"                       a quotation mark in it is doubled
 ///
 /// Without a field, titles, people, labels, tracks, notes, custom fields and ASIN contain the
 /// value; with one, this field does (":"), or one of its texts is the value ("="). Case and accents
 /// do not count, see `foldText`. Dates, numbers and prices are compared instead: with a value, or
 /// with "lo..hi", both included, of which one may be missing. A status is named as a whole; "none"
-/// is none. "field=" is for items without the field.
+/// is none. "field=" is for items without the field, "has:field" for those with it; "missing:file"
+/// for those to which files are linked of which none can be opened, see `setFolder`.
 ///
 /// Several threads may use a query at once.
 class Query {
@@ -48,6 +54,9 @@ class Query {
   TESSARON_API bool matches(const CRecord& record) const;
   /// Whether records must be read with `CRecord::fullDetail`.
   TESSARON_API bool needsDetail() const;
+  /// The folder of the collection, from which on the paths of linked files lead: see `linkFolder`.
+  /// Without it they lead from the current folder on. To be set before threads use the query.
+  void setFolder(std::u16string folder) { folder_ = std::move(folder); }
   /// Whether there are no terms, so that each item matches.
   bool isEmpty() const { return terms_.empty(); }
   /// The query as text, from which `parse` makes the same one.
@@ -57,8 +66,11 @@ class Query {
   friend class QueryParser;
   friend class QueryMatch;
 
+  /// What is asked of a field.
+  enum class Test { Value, Has, Missing };
   struct Alternative {
-    std::optional<ItemField> field;
+    Test test = Test::Value;
+    std::optional<ItemField> field;  ///< of Has: the one that the value names
     bool isExact = false;
     std::string value;
 
@@ -77,6 +89,7 @@ class Query {
 
   std::vector<Term> terms_;
   SYSTEMTIME now_{};
+  std::u16string folder_ = u".";
 };
 
 }  // namespace tessaron

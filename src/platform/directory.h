@@ -38,6 +38,13 @@ TESSARON_API std::error_code flushFile(std::u16string_view path);
 /// followed, on Windows in one case. The file may be missing.
 TESSARON_API std::u16string resolvedPath(std::u16string_view path);
 
+/// The absolute path without "." and "..", with slashes on every system. With `followLinks` links
+/// on the way are followed, where the system has them. The file may be missing.
+TESSARON_API std::u16string absolutePath(std::u16string_view path, bool followLinks);
+
+/// Whether a path leads to the same file from every folder.
+TESSARON_API bool isAbsolutePath(std::u16string_view path);
+
 /// The folder's path, the system's separator and the name. The separator is added in any case; the
 /// system takes two as one.
 TESSARON_API std::u16string joinPath(std::u16string_view folder, std::u16string_view name);

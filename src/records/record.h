@@ -48,6 +48,17 @@ struct CLoan {
   bool operator==(const CLoan&) const = default;
 };
 
+/// A file that belongs to an item: a book, a track, a film. Values may be read and written by any
+/// thread that has the file to itself.
+struct CLinkedFile {
+  std::u16string path;      ///< absolute, or from the folder of the collection on; with slashes
+  std::uint64_t size = 0;   ///< of the file when it was linked, in bytes
+  std::u16string checksum;  ///< of its content then, see `tessaron::fileChecksum`; may be empty
+  std::uint16_t added = 0;  ///< when it was linked: MS-DOS date, 0 for none
+
+  bool operator==(const CLinkedFile&) const = default;
+};
+
 /// One item of the catalogue: a book, disc, film, game or other product, filled from the product
 /// web service and completed by the user.
 ///
@@ -149,6 +160,7 @@ class TESSARON_API CRecord : public CSimpleRecord {
   std::vector<CFolderInfo> folders;
   std::int32_t copies = 1;   ///< how many of it there are, 1 or more
   std::vector<CLoan> loans;  ///< those that ended, oldest first, and open ones besides the status
+  std::vector<CLinkedFile> files;  ///< no two have the same path
 
   /// An empty record with seven empty custom-field slots.
   CRecord();

@@ -105,7 +105,8 @@ struct Columns {
     for (const Field& field : kFields) {
       if (field.isPart || std::holds_alternative<OffersMember>(field.member) ||
           std::holds_alternative<FoldersMember>(field.member) ||
-          std::holds_alternative<LoansMember>(field.member)) {
+          std::holds_alternative<LoansMember>(field.member) ||
+          std::holds_alternative<FilesMember>(field.member)) {
         continue;
       }
       if (isStatus(field)) {
@@ -316,6 +317,7 @@ class CellReader {
   std::string value(ListingMember, ValueKind) { return {}; }
   std::string value(FoldersMember, ValueKind) { return {}; }
   std::string value(LoansMember, ValueKind) { return {}; }
+  std::string value(FilesMember, ValueKind) { return {}; }
 
   std::string readCustomFields() {
     CRecord::Strings names, values;

@@ -20,8 +20,8 @@ namespace tessaron {
 enum class RecordColumn : std::size_t {};
 
 /// The names of the columns that a record has in a table for programs: the keys of its JSON object
-/// in order, except for those that only programs can read (`offers`, `folders`, `loans`); a member
-/// of an object as "status.name". Valid for ever.
+/// in order, except for those that only programs can read (`offers`, `folders`, `loans`, `files`);
+/// a member of an object as "status.name". Valid for ever.
 TESSARON_API const std::vector<std::string>& recordColumns();
 
 /// The column of that name, which must be one of `recordColumns`.

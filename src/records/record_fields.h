@@ -25,6 +25,7 @@ using ListingMember = COfferListing CRecord::*;
 using FoldersMember = std::vector<CFolderInfo> CRecord::*;
 using CountMember = std::int32_t CRecord::*;
 using LoansMember = std::vector<CLoan> CRecord::*;
+using FilesMember = std::vector<CLinkedFile> CRecord::*;
 
 /// Fields of several members.
 enum class CompositeField {
@@ -35,7 +36,7 @@ enum class CompositeField {
 
 using FieldMember =
     std::variant<TextMember, ListMember, DateMember, DiscsMember, OffersMember, ListingMember,
-                 FoldersMember, CountMember, LoansMember, CompositeField>;
+                 FoldersMember, CountMember, LoansMember, FilesMember, CompositeField>;
 
 /// Where the element that holds a field is placed in an "Item".
 enum class XmlPlace {
@@ -201,6 +202,7 @@ inline constexpr auto kFields = [] {
       {.name = "folders", .member = &R::folders},
       {.name = "copies", .member = &R::copies, .rule = kValue, .kind = kNumber},
       {.name = "loans", .member = &R::loans},
+      {.name = "files", .member = &R::files},
   });
   // clang-format on
 }();

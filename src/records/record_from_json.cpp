@@ -138,6 +138,19 @@ class ValueReader {
       return true;
     });
   }
+  void item(CLinkedFile& file) {
+    readObject([&](const std::string& key) {
+      if (key == "path") return item(file.path), true;
+      if (key == "checksum") return item(file.checksum), true;
+      if (key == "added") return date(file.added), true;
+      if (key != "size") return false;
+      std::int64_t size = 0;
+      if (integer(size) && size < 0) refuse('"' + path_ + "\" is no number from 0 on");
+      file.size = static_cast<std::uint64_t>(size);
+      return true;
+    });
+    if (file.path.empty()) refuse("a file has no \"path\"");
+  }
   template <typename Item>
   void item(std::vector<Item>& list) {
     list.clear();

@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <optional>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/system.h"
 #include "records/field_text.h"
 #include "records/item_text.h"
 #include "records/item_walk.h"
+#include "records/linked_file_internal.h"
 #include "records/record.h"
 #include "records/record_fields.h"
 #include "support/dos_date.h"
@@ -299,9 +301,25 @@ class ItemReader {
   void readExtra(Element extra) {
     forEachChild(extra, [this](Element child, std::string_view name) {
       if (name == "Copies") record_.copies = std::max<std::int32_t>(parseDate(value(child)), 1);
+      if (name == "Files") readFiles(child);
       if (name != "Loans") return;
       record_.loans.clear();
       forEachChild(child, "Loan", [this](Element loan) { readLoan(loan); });
+    });
+  }
+
+  // Of several files with one path, as a merge of two collections may leave them, the first counts.
+  void readFiles(Element files) {
+    record_.files.clear();
+    std::unordered_set<std::u16string> paths;
+    forEachChild(files, "File", [&](Element element) {
+      CLinkedFile file;
+      file.path = unescapeFilePath(fromUtf8(element.attribute("path").value_or("")));
+      if (file.path.empty() || !paths.insert(file.path).second) return;
+      file.size = parseFileSize(element.attribute("size").value_or(""));
+      file.checksum = fromUtf8(element.attribute("checksum").value_or(""));
+      file.added = parseIsoDate(element.attribute("added").value_or(""));
+      record_.files.push_back(std::move(file));
     });
   }
 

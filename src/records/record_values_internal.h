@@ -139,6 +139,18 @@ class ValueWriter {
     date(loan.returned);
     out_.endObject();
   }
+  void item(const CLinkedFile& file) {
+    out_.beginObject();
+    out_.key("path");
+    out_.text(file.path);
+    out_.key("size");
+    out_.number(static_cast<std::int64_t>(file.size));
+    out_.key("checksum");
+    out_.text(file.checksum);
+    out_.key("added");
+    date(file.added);
+    out_.endObject();
+  }
   template <typename Item>
   void item(const std::vector<Item>& list) {
     out_.beginArray();

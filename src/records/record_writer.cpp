@@ -6,6 +6,7 @@
 #include "platform/system.h"
 #include "records/field_text.h"
 #include "records/item_text.h"
+#include "records/linked_file_internal.h"
 #include "records/record.h"
 #include "records/record_fields.h"
 #include "support/dos_date.h"
@@ -67,11 +68,24 @@ class ItemWriter {
     extra.element("Folders", [&](auto& folders) { writeFolders(folders); });
     if (record_.copies != 1)
       extra.text("Copies", tessaron::fromUtf8(std::to_string(record_.copies)));
-    if (record_.loans.empty()) return;
-    extra.element("Loans", [&](auto& loans) {
-      for (const CLoan& loan : record_.loans)
-        loans.element("Loan", [&](auto& element) { writeLoan(element, loan); });
-    });
+    if (!record_.loans.empty())
+      extra.element("Loans", [&](auto& loans) {
+        for (const CLoan& loan : record_.loans)
+          loans.element("Loan", [&](auto& element) { writeLoan(element, loan); });
+      });
+    if (!record_.files.empty())
+      extra.element("Files", [&](auto& files) {
+        for (const CLinkedFile& file : record_.files)
+          files.element("File", [&](auto& element) { writeFile(element, file); });
+      });
+  }
+
+  static void writeFile(Output& element, const CLinkedFile& file) {
+    element.attribute("path", tessaron::escapeFilePath(file.path));
+    element.attribute("size", tessaron::fromUtf8(std::to_string(file.size)));
+    if (!file.checksum.empty()) element.attribute("checksum", file.checksum);
+    if (const std::string added = tessaron::isoDate(file.added); !added.empty())
+      element.attribute("added", tessaron::fromUtf8(added));
   }
 
   static void writeLoan(Output& element, const CLoan& loan) {

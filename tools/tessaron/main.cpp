@@ -157,7 +157,7 @@ const VerbGroup kVerbs[] = {
     {"Lend", {addLend, addBorrow, addReturn, addLoans, addDue}},
     {"Put in order", {addLog, addUndo, addMerge, addDuplicates, addRecover}},
     {"Names and titles", {addSortForm, addSort}},
-    {"Files", {addScan, addCodec, addCache}},
+    {"Files", {addScan, addLink, addLinks, addRelink, addCodec, addCache}},
     {"Program", {addSettings, addTheme, addHelp}},
 };
 

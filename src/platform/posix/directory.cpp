@@ -78,6 +78,15 @@ std::u16string resolvedPath(std::u16string_view path) {
   return error ? std::u16string(path) : fromNativePath(resolved.native());
 }
 
+std::u16string absolutePath(std::u16string_view path, bool followLinks) {
+  std::error_code error;
+  std::filesystem::path whole = std::filesystem::absolute(nativePath(path), error);
+  if (!error && followLinks) whole = std::filesystem::weakly_canonical(whole, error);
+  return error ? std::u16string(path) : fromNativePath(whole.lexically_normal().native());
+}
+
+bool isAbsolutePath(std::u16string_view path) { return path.starts_with(u'/'); }
+
 std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
   return std::u16string(folder).append(u"/").append(name);
 }

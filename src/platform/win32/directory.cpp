@@ -61,6 +61,14 @@ std::u16string resolvedPath(std::u16string_view path) {
   return full;
 }
 
+std::u16string absolutePath(std::u16string_view path, bool) {
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::absolute(std::filesystem::path(path), error);
+  return error ? std::u16string(path) : whole.lexically_normal().generic_u16string();
+}
+
+bool isAbsolutePath(std::u16string_view path) { return std::filesystem::path(path).is_absolute(); }
+
 std::u16string joinPath(std::u16string_view folder, std::u16string_view name) {
   return std::u16string(folder).append(u"\\").append(name);
 }

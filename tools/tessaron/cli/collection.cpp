@@ -82,6 +82,15 @@ std::string loansText(const CRecord& record) {
   return text;
 }
 
+std::string filesText(const CRecord& record) {
+  std::string text;
+  for (const CLinkedFile& file : record.files) {
+    (text += text.empty() ? "" : "; ") += toUtf8(file.path);
+    if (!file.checksum.empty()) text += " (" + toUtf8(file.checksum) + ')';
+  }
+  return text;
+}
+
 /// The fields in which the records differ.
 std::vector<Change> changesOf(const CRecord& before, const CRecord& after) {
   // These say again what others say.
@@ -102,6 +111,7 @@ std::vector<Change> changesOf(const CRecord& before, const CRecord& after) {
     add(shortName(column), std::move(old), std::move(changed));
   }
   add("loans", loansText(before), loansText(after));
+  add("files", filesText(before), filesText(after));
   return changes;
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "catalogue/file_links.h"
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "platform/system.h"
@@ -35,7 +36,9 @@ bool takesNextWord(const CLI::Option* option, const std::string& word) {
 /// Whether a word such as "-cover:x" names a field, although it begins as the option -c does.
 bool namesField(const std::string& word) {
   const std::size_t end = word.find_first_of(":=");
-  return end != word.npos && findItemField(std::string_view(word).substr(1, end - 1));
+  if (end == word.npos) return false;
+  const std::string_view name = std::string_view(word).substr(1, end - 1);
+  return name == kHasTest || name == kMissingTest || findItemField(name);
 }
 
 /// The verb with a query that is chosen, and where its words begin; null for any other.
@@ -158,7 +161,9 @@ Query parseQuery(const std::string& text) {
 std::vector<std::u16string> changeMatching(
     const std::string& path, const std::string& query,
     const std::function<ItemChange(const ItemStream&)>& action) {
-  MatchEdit edit(parseQuery(query), action);
+  Query parsed = parseQuery(query);
+  parsed.setFolder(linkFolder(fromUtf8(path)));
+  MatchEdit edit(std::move(parsed), action);
   if (edit.isForAll()) throw Failure{kUsage, {}, "the query is empty: it means all items"};
   changeCollection(path, EditMode::Existing, edit);
   if (edit.keys().empty())
@@ -167,7 +172,9 @@ std::vector<std::u16string> changeMatching(
 }
 
 Selection::Selection(const std::string& path, const std::vector<std::string>& words, bool twice)
-    : words_(CLI::detail::join(words, " ")), query_(parseQuery(words_)), collection_(path, twice) {}
+    : words_(CLI::detail::join(words, " ")), query_(parseQuery(words_)), collection_(path, twice) {
+  query_.setFolder(linkFolder(fromUtf8(path)));
+}
 
 void Selection::forEachRecord(bool detail, const std::function<void(const CRecord&)>& visit) {
   count_ = 0;

@@ -242,7 +242,10 @@ Tracks :: A Disc for each disc, with a Track for each of its tracks.
 EditorialReviews, CustomerReviews, Offers, OfferSummary :: As in the web service's responses.
 
 Tessaron :: What responses have no place for: Folders with the described files of the item, Copies,
-and Loans with a Loan (attributes status, who, from, until, returned) for each loan.
+Loans with a Loan (attributes status, who, from, until, returned) for each loan, and Files with a
+File (attributes path, size, checksum, added) for each linked file. A path is absolute, or leads from
+the folder of the collection on; a backslash in it is doubled, and a control character is \u and its
+four hexadecimal digits.
 )";
   std::vector<Block> elements = parseBlocks(elementTable());
   append(elements, parseBlocks(kOthers));

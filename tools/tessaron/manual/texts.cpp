@@ -147,6 +147,20 @@ A line for each item, for another program:
 
   tessaron scan -r ~/films --detect video --json -o films.json --thumbnails thumbs
 )"},
+    {"link", R"(Link the tracks of a disc, and a book by its ISBN:
+
+  tessaron link 'salt roads' ~/music/salt-roads
+  tessaron link 0306406152 ~/books/rain.epub
+)"},
+    {"links", R"(Which files are not there any more:
+
+  tessaron links --missing
+)"},
+    {"relink", R"(A disk was put in order; see first what would be found:
+
+  tessaron relink --dry-run /media/films
+  tessaron relink /media/films
+)"},
     {"codec", R"(The names of a format tag and of a FourCC:
 
   tessaron codec 0x55 XVID
@@ -245,6 +259,8 @@ const std::string_view kQueryText =
   field:word       the field contains it
   field=text       the field, or one of its parts, is the text
   field=           the field is empty
+  has:field        the field is not empty
+  missing:file     files are linked to the item, and none of them can be opened
   field:LO..HI     a date, number or price from LO to HI, or only LO.. or ..HI
   -term            not
   term,term        or; a part without a field is for the field before it
@@ -257,6 +273,7 @@ query into single ones:
   tessaron due status:lent due:..7d
   tessaron list added:-3m.. price:..10 note= --sort -added
   tessaron stats --by author 'group:book rating:4..'
+  tessaron list has:file -missing:file
 
 Dates are YYYY-MM-DD, YYYY-MM or YYYY; today, yesterday and tomorrow; 7d, 2w, 3m and 1y from today,
 -7d before it. Days are counted in UTC, and a date without a day is its first one. Amounts are

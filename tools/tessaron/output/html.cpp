@@ -316,6 +316,7 @@ class Page {
     for (std::size_t i = 0; i < slots; ++i)
       fact(escaped(record.customFieldNames[i]), escaped(record.customFieldValues[i]));
     if (record.copies > 1) fact("Copies", std::to_string(record.copies));
+    for (const CLinkedFile& file : record.files) fact("File", escaped(file.path));
     fact("Added", isoDate(record.DateAdded));
     fact("ASIN", escaped(record.ASIN));
     if (const std::string address = toUtf8(record.DetailPageURL); isWebAddress(address))

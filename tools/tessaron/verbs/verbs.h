@@ -36,6 +36,9 @@ void addLend(CLI::App& app, Context& context);
 void addBorrow(CLI::App& app, Context& context);
 void addReturn(CLI::App& app, Context& context);
 void addLoans(CLI::App& app, Context& context);
+void addLink(CLI::App& app, Context& context);
+void addLinks(CLI::App& app, Context& context);
+void addRelink(CLI::App& app, Context& context);
 void addLog(CLI::App& app, Context& context);
 void addUndo(CLI::App& app, Context& context);
 
