@@ -47,7 +47,7 @@ enum Tag : std::uint32_t {
 enum Content : std::uint32_t {
   kKind = 40401, kCovers, kChapters, kChapterTitles, kAudioLanguages, kSubtitleLanguages,
   kDateCreated, kSeries, kSeason, kEpisode, kIsbn, kPages, kPageSize, kEntries, kUnpackedSize,
-  kFrames, kVersion, kProtection
+  kFrames, kVersion, kProtection, kBarCode, kAsin
 };
 
 /// Values of picture properties.
@@ -65,7 +65,7 @@ enum PictureValue : std::uint32_t {
 enum ContentValue : std::uint32_t { kVariable = 40534, kEncrypted };
 // clang-format on
 
-static_assert(kFrameRateMode == 40114 && kProtection == 40418 && kEncrypted == 40535);
+static_assert(kFrameRateMode == 40114 && kAsin == 40420 && kEncrypted == 40535);
 static_assert(kAltitude == 40239 && kIdentifier == 40346 && kRotated90Counterclockwise == 40533);
 
 }  // namespace tessaron::label

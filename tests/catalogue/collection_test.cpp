@@ -199,9 +199,9 @@ class Dice {
   // and, when `disorder` is set, shuffles its elements and has some twice.
   void disturb(TiXmlElement& element, bool disorder, std::vector<std::string>& marks) {
     static const std::set<std::string> kEntries = {
-        "Actor",      "Artist",  "Author",          "Director",    "Format",
-        "Translator", "Feature", "Review",          "Platform",    "Language",
-        "Disc",       "Track",   "EditorialReview", "CustomField", "Loan"};
+        "Actor",           "Artist",      "Author",   "Director", "Format", "Translator",
+        "Feature",         "Review",      "Platform", "Language", "Disc",   "Track",
+        "EditorialReview", "CustomField", "Loan",     "File"};
     std::vector<TiXmlElement*> children;
     for (TiXmlElement* c = element.FirstChildElement(); c; c = c->NextSiblingElement()) {
       if (!kEntries.count(c->ValueStr())) children.push_back(c);

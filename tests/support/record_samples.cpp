@@ -124,6 +124,10 @@ CRecord randomRecord(std::uint32_t seed) {
     loan = {static_cast<std::int32_t>(sample.below(8)), sample.text(),
             static_cast<std::uint16_t>(sample.below(2) * 0x5821), 0x5841,
             static_cast<std::uint16_t>(sample.below(2) * 0x5842)};
+  record.files.resize(sample.below(3));
+  for (CLinkedFile& file : record.files)
+    file = {u"x/" + sample.text() + static_cast<char16_t>(u'a' + (&file - record.files.data())),
+            sample.below(9), sample.text(), static_cast<std::uint16_t>(sample.below(2) * 0x5821)};
   return record;
 }
 
@@ -138,6 +142,7 @@ CRecord asReadBack(const CRecord& record) {
   }
   for (const ListMember list : kCustomFieldLists) makeLegal(back.*list);
   for (CLoan& loan : back.loans) loan.who = legal(loan.who);
+  for (CLinkedFile& file : back.files) file.checksum = legal(file.checksum);
   for (Strings& disc : back.discs) {
     std::erase(disc, u"");
     makeLegal(disc);

@@ -6,11 +6,18 @@
 #include <cstdlib>
 
 #include "cli/context.h"
+#include "cli/failures.h"
 #include "cli/settings_store.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
 namespace {
+
+constexpr const char* kWhichCollection =
+    "which collection? Give -c,--collection FILE, set TESSARON_COLLECTION, or choose one for good "
+    "with \"tessaron use FILE\"";
+constexpr const char* kCollectionHelp =
+    "The collection's file, if not $TESSARON_COLLECTION or what \"use\" has chosen";
 
 std::string collectionError(const std::string& path, bool editable) {
   if (path.empty()) return "the file's name is empty";
@@ -37,23 +44,30 @@ std::string usualCollection() {
 }
 
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable) {
-  verb.add_option("-c,--collection", path,
-                  "The collection's file, if not $TESSARON_COLLECTION or what \"use\" has chosen")
+  verb.add_option("-c,--collection", path, kCollectionHelp)
       ->type_name("FILE")
       ->check([editable](const std::string& value) { return collectionError(value, editable); });
   // Not as a default value, which would be looked up for every verb and for every help text.
   verb.parse_complete_callback([&path, &verb, editable] {
     if (!path.empty() || asksForHelp(*verb.get_parent())) return;
     path = usualCollection();
-    if (path.empty())
-      throw CLI::RequiredError(
-          "which collection? Give -c,--collection FILE, set TESSARON_COLLECTION, or choose one for "
-          "good with \"tessaron use FILE\"",
-          CLI::ExitCodes::RequiredError);
+    if (path.empty()) throw CLI::RequiredError(kWhichCollection, CLI::ExitCodes::RequiredError);
     if (const std::string error = collectionError(path, editable); !error.empty())
       throw CLI::ValidationError("TESSARON_COLLECTION", error);
   });
   if (editable) addDryRunFlag(verb, "Print what would change, write nothing");
+}
+
+CLI::Option* addSometimesCollectionOption(CLI::App& verb, std::string& path) {
+  return verb.add_option("-c,--collection", path, kCollectionHelp)->type_name("FILE");
+}
+
+std::string requireCollection(const std::string& path, bool editable) {
+  std::string chosen = path.empty() ? usualCollection() : path;
+  if (chosen.empty()) throw Failure{kUsage, {}, kWhichCollection};
+  if (const std::string error = collectionError(chosen, editable); !error.empty())
+    throw Failure{kUsage, {}, error};
+  return chosen;
 }
 
 CLI::Option* addDryRunFlag(CLI::App& verb, const std::string& help) {

@@ -22,6 +22,13 @@ std::string usualCollection();
 /// and --dry-run makes a trial of the run's edits.
 void addCollectionOption(CLI::App& verb, std::string& path, bool editable);
 
+/// Adds the option -c,--collection FILE for a verb that needs a collection only sometimes; see
+/// `requireCollection`.
+CLI::Option* addSometimesCollectionOption(CLI::App& verb, std::string& path);
+/// `path`, or without one the usual collection. Fails with
+/// kUsage when there is none, and for "-" if it is `editable`.
+std::string requireCollection(const std::string& path, bool editable);
+
 /// Adds the flag --dry-run, which makes a trial of the run's edits (see EditSession).
 CLI::Option* addDryRunFlag(CLI::App& verb, const std::string& help);
 

@@ -146,6 +146,11 @@ A line for each item, for another program:
     {"scan", R"(What is in a folder of films, for another program, with small pictures:
 
   tessaron scan -r ~/films --detect video --json -o films.json --thumbnails thumbs
+
+Which items of the collection are in a folder of books, and link them:
+
+  tessaron scan -r ~/books --match
+  tessaron scan -r ~/books --match --link --min-score 90
 )"},
     {"link", R"(Link the tracks of a disc, and a book by its ISBN:
 

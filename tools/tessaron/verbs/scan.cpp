@@ -27,6 +27,7 @@
 #include "platform/directory.h"
 #include "scan/describer.h"
 #include "scan/file_index.h"
+#include "scan/match_list.h"
 #include "support/fingerprint.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -40,6 +41,10 @@ struct Options {
   std::string output;
   std::string thumbnails;
   std::string index;
+  std::string collection;
+  std::optional<int> minScore;
+  bool match = false;
+  bool link = false;
   bool onlyChanges = false;
   bool recursive = false;
   bool byName = false;
@@ -72,7 +77,9 @@ class Scan {
         context_(context),
         inventory_(options.paths, options.recursive),
         output_(options.output) {
-    if (options.onlyChanges)
+    if (options.match)
+      matches_.emplace(matchOptions(), options.form, context, output_);
+    else if (options.onlyChanges)
       changes_.emplace(options.form, context, output_);
     else
       description_ = newDescription(options.form, context, output_);
@@ -97,6 +104,8 @@ class Scan {
     if (count_ == 0 && !changes_ && !failures.empty()) return kNoInput;
     if (changes_)
       changes_->finish();
+    else if (matches_)
+      matches_->finish();
     else
       description_->finish();
     output_.finish();
@@ -104,10 +113,19 @@ class Scan {
     if (output_.isFile())
       note(context_, fmt::format("{}: {} {}{}", options_.output, count_,
                                  changes_ ? "change" : "file", count_ == 1 ? "" : "s"));
+    if (options_.link) matches_->link();
     return failures.empty() ? kDone : kNoInput;
   }
 
  private:
+  MatchList::Options matchOptions() const {
+    MatchList::Options match;
+    match.collection = requireCollection(options_.collection, options_.link);
+    match.links = options_.link;
+    if (options_.minScore) match.minScore = *options_.minScore;
+    return match;
+  }
+
   void describeAll() {
     const std::vector<Inventory::Entry>& files = inventory_.files();
     const std::vector<std::string> thumbnails = thumbnailPaths();
@@ -241,7 +259,10 @@ class Scan {
     if (result.isUndecodable)
       remarks_.push_back(toUtf8(inventory_.pathOf(file)) +
                          ": the picture cannot be decoded; its measures are those in its header");
-    description_->addFile(std::move(result.info), result.thumbnail);
+    if (matches_)
+      matches_->add(result.info);
+    else
+      description_->addFile(std::move(result.info), result.thumbnail);
     ++count_;
   }
 
@@ -249,8 +270,9 @@ class Scan {
   const Context& context_;
   Inventory inventory_;
   Output output_;
-  std::unique_ptr<Description> description_;  // or else the changes
+  std::unique_ptr<Description> description_;  // or else the changes, or the matches
   std::optional<ChangeList> changes_;
+  std::optional<MatchList> matches_;
   std::optional<FileIndex> index_;
   std::vector<std::string> folders_;  // absolute paths of the inventory's folders, with an index
   std::size_t folder_ = 0;            // the next folder to start
@@ -262,8 +284,10 @@ class Scan {
 int scan(const Options& options, const Context& context) {
   for (const std::string& path : options.paths) requireOtherFile(options.output, path);
   if (!options.index.empty()) requireOtherFile(options.output, options.index);
-  if (options.onlyChanges && options.form == Form::Xml)
-    throw Failure{kUsage, {}, "scan: --changed has no XML form"};
+  if ((options.onlyChanges || options.match) && options.form == Form::Xml)
+    throw Failure{kUsage,
+                  {},
+                  fmt::format("scan: {} has no XML form", options.match ? "--match" : "--changed")};
   if (!options.thumbnails.empty()) {
     if (const std::error_code error = createFolder(widePath(options.thumbnails)))
       throw Failure{kCannotCreate, options.thumbnails, error.message()};
@@ -305,10 +329,26 @@ void addScan(CLI::App& app, Context& context) {
       verb->add_option("--index", options->index,
                        "Keep what is found; files that have not changed are not read again")
           ->type_name("FILE.db");
-  verb->add_flag(
-          "--changed", options->onlyChanges,
-          "Only tell which files are new, changed, moved or gone since the index was written")
-      ->needs(index);
+  CLI::Option* changed =
+      verb->add_flag(
+              "--changed", options->onlyChanges,
+              "Only tell which files are new, changed, moved or gone since the index was written")
+          ->needs(index);
+  CLI::Option* match =
+      verb->add_flag("--match", options->match,
+                     "Tell which items of a collection the files belong to, with a score up to 100")
+          ->excludes(changed);
+  addSometimesCollectionOption(*verb, options->collection)->needs(match);
+  verb->add_option("--min-score", options->minScore, "The lowest score to tell, if not 50")
+      ->type_name("SCORE")
+      ->check(CLI::Range(1, 100))
+      ->needs(match);
+  CLI::Option* link =
+      verb->add_flag("--link", options->link, "Link files to items where the match is clear")
+          ->needs(match);
+  addDryRunFlag(*verb,
+                "With --link, print what would change in the collection, write nothing there")
+      ->needs(link);
   verb->add_option("--patience", options->patience, "Seconds that reading one file may take")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.1, 86400.0))
@@ -320,7 +360,12 @@ void addScan(CLI::App& app, Context& context) {
       "which\n"
       "have 512 MiB of memory and can neither write nor open other files nor use the network "
       "(where\n"
-      "the kernel has seccomp or Landlock; without them only memory and time are limited).");
+      "the kernel has seccomp or Landlock; without them only memory and time are limited).\n"
+      "--match compares ISBN, bar code, ASIN, titles, people, year, run time and kind; a number "
+      "in\n"
+      "common gives 100. A match is clear from 75 and --min-score on if no other item comes "
+      "within\n"
+      "10. All links are made in one step (see link).");
   verb->callback([&context, options] {
     context.run = [&context, options] { return scan(*options, context); };
   });
