@@ -125,9 +125,12 @@ CRecord randomRecord(std::uint32_t seed) {
             static_cast<std::uint16_t>(sample.below(2) * 0x5821), 0x5841,
             static_cast<std::uint16_t>(sample.below(2) * 0x5842)};
   record.files.resize(sample.below(3));
-  for (CLinkedFile& file : record.files)
-    file = {u"x/" + sample.text() + static_cast<char16_t>(u'a' + (&file - record.files.data())),
-            sample.below(9), sample.text(), static_cast<std::uint16_t>(sample.below(2) * 0x5821)};
+  for (CLinkedFile& file : record.files) {
+    file = {sample.text(), sample.below(9), sample.text(),
+            static_cast<std::uint16_t>(sample.below(2) * 0x5821)};
+    std::erase(file.path, u'\0');  // no path has one
+    file.path += static_cast<char16_t>(u'a' + (&file - record.files.data()));
+  }
   return record;
 }
 

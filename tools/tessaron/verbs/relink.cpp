@@ -121,16 +121,21 @@ int run(const Options& options, const Context& context) {
       places.emplace(link, *place);
       continue;
     }
-    std::string reason = file.found.empty() ? "not found" : "it may be any of these:";
-    for (const std::u16string& path : file.found) reason += "\n  " + toUtf8(path);
-    warn(toUtf8(link) + ": " + reason);
+    std::string candidates;
+    for (const std::u16string& path : file.found)
+      (candidates += candidates.empty() ? "" : ", ") += toUtf8(path);
+    warn(toUtf8(link) +
+         (candidates.empty() ? ": not found" : ": it may be any of these: " + candidates));
   }
   if (places.empty())
     throw Failure{kFailed, options.collection, "no missing file was found; nothing is changed"};
   RelinkEdit edit(places);
   changeCollection(options.collection, EditMode::Existing, edit);
-  note(context, fmt::format("{} of {} missing files found again", places.size(), lost.size()));
-  return places.size() == lost.size() ? kDone : kFailed;
+  if (places.size() < lost.size())
+    throw Failure{kFailed, options.collection,
+                  fmt::format("{} of {} missing files found again", places.size(), lost.size())};
+  note(context, fmt::format("{} missing files found again", places.size()));
+  return kDone;
 }
 
 }  // namespace
