@@ -10,6 +10,8 @@ if(WIN32)
     target_link_libraries(TessaronBF::TessaronBF INTERFACE ${tessaron_libraries}/lib${library}.a)
   endforeach()
   target_link_libraries(TessaronBF::TessaronBF INTERFACE gdi32 gdiplus)
+  # What an application ships beside it: the library and the compiler's runtime, which both share.
+  file(GLOB TessaronBF_DLLS ${tessaron_libraries}/../bin/*.dll)
 else()
   find_path(TESSARON_TINYXML_INCLUDE_DIR tinyxml.h)
   find_path(TESSARON_FREEIMAGEPLUS_INCLUDE_DIR FreeImagePlus.h)

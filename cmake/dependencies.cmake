@@ -8,10 +8,12 @@ if(WIN32)
   target_link_libraries(tessaron_deps INTERFACE winlibs::tinyxml winlibs::freeimageplus
                                                 winlibs::tag)
   find_package(ZLIB REQUIRED)
-  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF comctl32 gdiplus
-                                                gdi32 ole32 oleaut32 shlwapi strmiids uxtheme)
-  # The DLL must need no other libraries than those of Windows.
-  target_link_options(tessaron_deps INTERFACE -static)
+  find_path(UTF8PROC_INCLUDE_DIR utf8proc.h REQUIRED)
+  find_library(UTF8PROC_LIBRARY utf8proc REQUIRED)
+  target_compile_definitions(tessaron_deps INTERFACE UTF8PROC_STATIC)
+  target_link_libraries(tessaron_deps INTERFACE ZLIB::ZLIB JPEG::JPEG TIFF::TIFF ${UTF8PROC_LIBRARY}
+                                                comctl32 gdiplus gdi32 ole32 oleaut32 shlwapi strmiids
+                                                usp10 uuid uxtheme)
 else()
   if(TESSARON_BUILD_FUZZ)
     # FreeImage, libtiff, TinyXML and Exiv2 with the sanitizers, as scripts/fuzzlibs.sh builds them.
@@ -67,9 +69,9 @@ set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 target_compile_options(tessaron_warnings INTERFACE -fstack-protector-strong)
 if(WIN32)
   # Random addresses and no execution of data are flags in the header of the DLL.
-  # The compiler links the library of the stack protector only when it is told so.
-  target_link_options(tessaron_warnings INTERFACE -fstack-protector-strong
-    -Wl,--dynamicbase,--nxcompat
+  # The static library of the stack protector; the compiler by itself would link the DLL.
+  target_link_libraries(tessaron_warnings INTERFACE -l:libssp.a)
+  target_link_options(tessaron_warnings INTERFACE -Wl,--dynamicbase,--nxcompat
     $<$<STREQUAL:${CMAKE_SIZEOF_VOID_P},8>:-Wl,--high-entropy-va>)
 else()
   check_cxx_compiler_flag(-fcf-protection TESSARON_HAS_CF_PROTECTION)

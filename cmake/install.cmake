@@ -24,6 +24,8 @@ if(WIN32)
   foreach(library IN ITEMS tinyxml freeimageplus freeimage tiff png16 jpeg z)
     install(FILES ${winlibs}/lib/lib${library}.a DESTINATION ${CMAKE_INSTALL_LIBDIR})
   endforeach()
+  install(FILES ${TESSARON_RUNTIME} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS tessaron)
   install(DIRECTORY ${winlibs}/share/licenses/ DESTINATION licenses)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/sdk.txt DESTINATION . RENAME README.txt)
 

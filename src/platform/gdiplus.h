@@ -5,15 +5,15 @@
 // needed. As in the system's, every object keeps the status of its last failed call until it is
 // asked for it.
 
+#include <cstdint>
+#include <string>
+
 #include "platform/types.h"
+#include "tessaron_export.h"
 
 #ifdef _WIN32
 #include <gdiplus.h>
 #else
-#include <cstdint>
-#include <string>
-
-#include "tessaron_export.h"
 
 #define PixelFormat24bppRGB 0x21808  // a macro on Windows, too
 
@@ -178,10 +178,8 @@ class Graphics : public Object<GpGraphics> {
 
 namespace tessaron {
 
-#ifndef _WIN32
-/// Fills `bytes` with the encoded bitmap. False on failure; the bitmap's last status tells why.
+/// Fills `bytes` with the encoded bitmap. False on failure.
 TESSARON_API bool encodeBitmap(Gdiplus::Bitmap& bitmap, const CLSID& encoder, std::string& bytes);
-#endif
 
 /// Makes GDI+ ready; the first call does it, from whichever thread it comes. It stays so until the
 /// process ends. False when there is no GDI+.

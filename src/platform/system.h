@@ -2,8 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include "platform/types.h"
 #include "tessaron_export.h"
@@ -15,6 +18,30 @@ TESSARON_API SYSTEMTIME utcNow();
 
 /// The current date and time where the user is.
 TESSARON_API SYSTEMTIME localNow();
+
+/// The words of the command line, the program first, as UTF-8 (on Linux as the caller has given
+/// them). On Windows `count` and `words`, which `main` gets in a code page, are not looked at.
+TESSARON_API std::vector<std::string> commandLine(int count, char** words);
+
+/// A path that somebody has typed, with the system's separators: Windows takes both slashes for
+/// one, and the library's functions the backslash alone.
+TESSARON_API std::u16string withSystemSeparators(std::u16string path);
+
+/// Whether a file that is open can be replaced. Not on Windows.
+TESSARON_API bool replacesOpenFiles();
+
+/// The value of an environment variable, as UTF-8; empty when it is not set.
+TESSARON_API std::string environmentVariable(const char* name);
+
+/// Whether a file could be opened and the disk then failed to take all of what was written: it is
+/// full or broken, or a quota or a limit is reached.
+TESSARON_API bool isWriteError(const std::error_code& error);
+
+/// A temporary file without a name for reading and writing, closed with fclose and then gone. Null
+/// on failure, and `errno` tells why.
+TESSARON_API std::FILE* openTemporaryFile();
+/// Moves the position of a file that may have more than 2 GiB. False on failure.
+TESSARON_API bool seekFile(std::FILE* file, std::uint64_t offset);
 
 /// Whether all `size` bytes from `address` on can be read. Costs a system call a page; never
 /// faults. A null pointer is not readable, not even zero bytes of it.

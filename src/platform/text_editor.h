@@ -39,6 +39,13 @@ struct EditorResult {
 /// arguments.
 TESSARON_API std::u16string textEditor();
 
+/// The program that shows a text screen by screen: `$PAGER`, or else more.
+TESSARON_API std::u16string textPager();
+
+/// The program that shows a page of the manual as man takes it; empty where there is none, as on
+/// Windows.
+TESSARON_API std::u16string manualViewer();
+
 /// Opens the file at `path` by a command of the system's, which may have arguments, and waits for
 /// its end. Meanwhile, Ctrl+C in the terminal is for that program alone.
 TESSARON_API EditorResult openText(std::u16string_view command, std::u16string_view path);

@@ -62,8 +62,9 @@ struct WorkerDuties {
 /// requests until there are no more. From then on it may use so much memory and processor time, and
 /// the system ends it when it tries to write a file, to start a process or thread or to use the
 /// network; opening a file fails. Linux enforces that by resource limits, and, where the kernel has
-/// them, by seccomp and Landlock. Returns the process's exit code; 2 when no `Worker` has started
-/// it.
+/// them, by seccomp and Landlock. Windows has a job object for memory, time and processes, and no
+/// trust in the process, which may write nothing of the user's; it still can read. Returns the
+/// process's exit code; 2 when no `Worker` has started it.
 TESSARON_API int runWorker(const WorkerDuties& duties);
 
 }  // namespace tessaron

@@ -86,6 +86,7 @@ class Cache(ToolTest):
         ], untouched=[db, cut, foreign])
         self.assertEqual(self.tool("cache", "get", "cut.db", *key).out, "data")
         self.assertIn(KEY.hex(), self.tool("cache", "list", "cut.db", code=65).out)
+        self.needs_linux("locks that others heed")
         with open(db, "rb") as holder:
             fcntl.flock(holder, fcntl.LOCK_EX)
             self.assert_failures([(73, "another process", "cache", verb, "c.db", *more)

@@ -1,7 +1,7 @@
 import subprocess
 import unittest
 
-from support import SOURCE, ToolTest
+from support import ON_WINDOWS, SOURCE, ToolTest
 
 
 class Sort(ToolTest):
@@ -50,6 +50,8 @@ class Sort(ToolTest):
         for locale, lines in [("de_DE.UTF-8", "Affe Ärger Azur"), ("de-u-co-phonebk", "Ärger Affe Azur"),
                               ("es", "chico cz llama luz"), ("es-u-co-trad", "cz chico luz llama"),
                               ("zh-u-co-pinyin", "李 王 一 张"), ("zh-u-co-stroke", "一 王 张 李")]:
+            if ON_WINDOWS and locale == "zh-u-co-stroke":
+                continue  # Wine does not know the numbers of strokes
             sorted_lines = self.tool("sort", "--locale", locale, text="\n".join(sorted(lines.split()))).out
             self.assertEqual(sorted_lines.split(), lines.split(), locale)
 

@@ -19,8 +19,10 @@ STRINGS = pathlib.Path(__file__).resolve().parents[2] / "src/resources/strings.d
 # Every supported Windows has these.
 SYSTEM_LIBRARIES = {
     "advapi32.dll", "comctl32.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll", "msvcrt.dll",
-    "ole32.dll", "oleaut32.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "uxtheme.dll",
+    "ole32.dll", "oleaut32.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "usp10.dll", "uxtheme.dll",
 }
+# The compiler's runtime, which it shares with the programs that use it, in their folder.
+RUNTIME = {"libgcc_s_dw2-1.dll", "libgcc_s_seh-1.dll", "libstdc++-6.dll", "libwinpthread-1.dll"}
 
 
 def objdump(*options):
@@ -62,10 +64,11 @@ def demangled(names):
 
 
 class Dll(unittest.TestCase):
-    def test_needs_nothing_but_windows(self):
+    def test_needs_nothing_but_windows_and_the_shared_runtime(self):
         needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)", objdump("-p"))}
         self.assertIn("kernel32.dll", needed)
-        self.assertLessEqual(needed, SYSTEM_LIBRARIES)
+        self.assertLessEqual(needed, SYSTEM_LIBRARIES | RUNTIME)
+        self.assertIn("libstdc++-6.dll", needed)
 
     def test_exports_what_is_documented(self):
         names = exported()

@@ -17,7 +17,7 @@ cpack --config "$build/CPackConfig.cmake" -B "$work/packed" >"$work/log" || { ca
 mkdir "$work/elsewhere"
 (cd "$work/elsewhere" && cmake -E tar xf "$work"/packed/*.zip)
 sdk=$(echo "$work"/elsewhere/*)
-for needed in README.txt bin/TessaronBF.dll lib/libTessaronBF.dll.a licenses/freeimage.txt \
+for needed in README.txt bin/TessaronBF.dll bin/tessaron.exe bin/libstdc++-6.dll lib/libTessaronBF.dll.a licenses/freeimage.txt \
               licenses/taglib.txt licenses/mingw-w64-common.txt; do
   [ -s "$sdk/$needed" ] || { echo "not in the zip: $needed" >&2; exit 1; }
 done

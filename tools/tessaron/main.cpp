@@ -1,10 +1,6 @@
 // The command line of the catalogue: chooses the verb, prints its failure, gives the exit code.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -19,6 +15,8 @@
 #include "manual/completion.h"
 #include "output/json.h"
 #include "platform/registry.h"
+#include "platform/standard_streams.h"
+#include "platform/system.h"
 #include "scan/reading.h"
 #include "support/spelling.h"
 #include "support/text.h"
@@ -40,16 +38,6 @@ int fail(const Failure& failure) {
   tellQuarantined();
   warn(failure.where.empty() ? failure.reason : failure.where + ": " + failure.reason);
   return failure.code;
-}
-
-/// Opens /dev/null for standard streams that the caller has closed, so that no other file gets
-/// their numbers and thereby our messages. Using such a stream still fails.
-void occupyStandardStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (::fcntl(stream, F_GETFD) != -1) continue;
-    [[maybe_unused]] const int taken =
-        ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-  }
 }
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App*>& verbs) {
@@ -171,6 +159,7 @@ void configure(CLI::App& app, Context& context) {
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->type_name("auto|always|never")
       ->capture_default_str();
+  app.allow_windows_style_options(false);  // "/tmp/shelf.xml" is a path
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(
@@ -220,8 +209,8 @@ constexpr std::string_view kGreeting =
 /// What the shells' completion says first; no verb, since the words behind it may be incomplete.
 constexpr std::string_view kCompletion = "complete";  // then "--"
 
-int run(int argc, char** argv) {
-  if (argc == 1) {
+int run(const std::vector<std::string>& words) {
+  if (words.size() <= 1) {
     print(kGreeting);
     flushOutput();
     return kDone;
@@ -229,13 +218,13 @@ int run(int argc, char** argv) {
   Context context;
   CLI::App app("Keeps a catalogue of books, music, films and games in one XML file.", "tessaron");
   configure(app, context);
-  if (argc > 2 && argv[1] == kCompletion && argv[2] == std::string_view("--")) {
-    print(completionsOf(app, {argv + 3, argv + argc}));
+  if (words.size() > 2 && words[1] == kCompletion && words[2] == "--") {
+    print(completionsOf(app, {words.begin() + 3, words.end()}));
     flushOutput();
     return kDone;
   }
   try {
-    std::vector<std::string> arguments = reversedArguments(app, argc, argv);
+    std::vector<std::string> arguments = reversedArguments(app, {words.begin() + 1, words.end()});
     app.parse(arguments);
   } catch (const CLI::ParseError& error) {
     return endParsing(app, error);
@@ -250,17 +239,14 @@ int run(int argc, char** argv) {
 }
 
 /// Runs the verb and prints its failure. Throws nothing but bad_alloc.
-int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
+int runAndTell(const std::vector<std::string>& words) {
   try {
-    return run(argc, argv);
+    return run(words);
   } catch (const Failure& failure) {
     return fail(failure);
   } catch (const BrokenPipe&) {
-    // A caller that ignores the signal gets a message instead.
-    if (isPipeSignalIgnored) return fail({kCannotWrite, "standard output", "Broken pipe"});
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
-    return kCannotWrite;  // the signal is blocked
+    tessaron::endByBrokenPipe();
+    return fail({kCannotWrite, "standard output", "Broken pipe"});
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
@@ -271,7 +257,8 @@ int runAndTell(int argc, char** argv, bool isPipeSignalIgnored) {
 /// Says so without allocating anything.
 void tellOutOfMemory() {
   constexpr std::string_view kMessage = "tessaron: out of memory\n";
-  [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+  [[maybe_unused]] const std::error_code ignored =
+      tessaron::writeTo(tessaron::StandardStream::Error, kMessage);
 }
 
 /// Ends the program where memory runs out in a function that must not throw, as the parser of the
@@ -291,14 +278,11 @@ void tellOutOfMemory() {
 
 int main(int argc, char** argv) {
   std::set_terminate(endWithoutMemory);
-  occupyStandardStreams();
-  // Turn a closed pipe and a limit on file sizes into ordinary write errors, so that locks are
-  // released and temporary files removed.
-  const auto pipeHandler = std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
+  tessaron::prepareStandardStreams();
   try {
-    if (argc == 2 && std::string_view(argv[1]) == kReaderArgument) return runReader();
-    return runAndTell(argc, argv, pipeHandler == SIG_IGN);
+    const std::vector<std::string> words = tessaron::commandLine(argc, argv);
+    if (words.size() == 2 && words[1] == kReaderArgument) return runReader();
+    return runAndTell(words);
   } catch (const std::bad_alloc&) {
     tellOutOfMemory();
     return kFailed;

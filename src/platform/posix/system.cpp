@@ -53,6 +53,25 @@ std::string hexadecimal(std::uint32_t number) {
 SYSTEMTIME utcNow() { return now(gmtime_r); }
 SYSTEMTIME localNow() { return now(localtime_r); }
 
+std::vector<std::string> commandLine(int count, char** words) { return {words, words + count}; }
+
+std::u16string withSystemSeparators(std::u16string path) { return path; }
+
+bool replacesOpenFiles() { return true; }
+
+std::string environmentVariable(const char* name) { return environment(name); }
+
+bool isWriteError(const std::error_code& error) {
+  return error == std::errc::io_error || error == std::errc::no_space_on_device ||
+         error == std::errc::file_too_large || error.value() == EDQUOT;
+}
+
+std::FILE* openTemporaryFile() { return std::tmpfile(); }
+
+bool seekFile(std::FILE* file, std::uint64_t offset) {
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
 bool isReadable(const void* address, std::size_t size) {
   if (!address) return false;
   static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

@@ -102,6 +102,10 @@ std::u16string textEditor() {
   return u"vi";
 }
 
+std::u16string textPager() { return u"${PAGER:-more}"; }
+
+std::u16string manualViewer() { return u"command -v man >/dev/null && man -l"; }
+
 EditorResult openText(std::u16string_view opener, std::u16string_view path) {
   const IgnoredSignals ignored;
   pid_t process = 0;

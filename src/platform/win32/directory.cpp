@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "platform/win32/error.h"
 #include "platform/win32/wide.h"
 
 namespace tessaron {
@@ -30,7 +31,7 @@ std::vector<FolderEntry> readFolder(std::u16string_view path, std::error_code& e
     FindClose(search);
   }
   if (reason != ERROR_NO_MORE_FILES) {
-    error = {static_cast<int>(reason), std::system_category()};
+    error = systemError(reason);
   }
   return entries;
 }
@@ -45,11 +46,10 @@ std::error_code flushFile(std::u16string_view path) {
   const std::u16string name(path);
   const HANDLE file = CreateFileW(wide(name), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                   OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-  if (file == INVALID_HANDLE_VALUE)
-    return {static_cast<int>(GetLastError()), std::system_category()};
+  if (file == INVALID_HANDLE_VALUE) return lastError();
   const DWORD reason = FlushFileBuffers(file) ? ERROR_SUCCESS : GetLastError();
   CloseHandle(file);
-  return {static_cast<int>(reason), std::system_category()};
+  return reason == ERROR_SUCCESS ? std::error_code() : systemError(reason);
 }
 
 std::u16string resolvedPath(std::u16string_view path) {

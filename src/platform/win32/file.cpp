@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/win32/error.h"
 #include "platform/win32/wide.h"
 
 // Exported since Windows XP, but not declared by mingw-w64.
@@ -12,8 +13,6 @@ extern "C" __declspec(dllimport) BOOL WINAPI FileEncryptionStatusW(LPCWSTR path,
 
 namespace tessaron {
 namespace {
-
-std::error_code lastError() { return {static_cast<int>(GetLastError()), std::system_category()}; }
 
 class Handle {
  public:
@@ -175,6 +174,9 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
       CreateFileW(wide(std::u16string(path)), access, share, nullptr, disposition, flags, nullptr));
   if (!handle || GetFileType(handle.get()) != FILE_TYPE_DISK) {
     error = handle ? std::make_error_code(std::errc::no_such_device_or_address) : lastError();
+    const DWORD attributes = GetFileAttributesW(wide(std::u16string(path)));
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+      error = std::make_error_code(std::errc::is_a_directory);
     return nullptr;
   }
   return std::make_unique<Win32File>(std::move(handle));

@@ -36,6 +36,6 @@ std::vector<PictureTag> decodePictureTags(std::span<const std::byte> tiff) {
   return tags;
 }
 
-void preparePictureTags() {}
+void preparePictureTags() { startGdiplus(); }
 
 }  // namespace tessaron

@@ -1,13 +1,17 @@
 #include "platform/system.h"
 
+#include <knownfolders.h>
+#include <shellapi.h>
 #include <shlobj.h>
 #include <uxtheme.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <new>
 
 #include "platform/directory.h"
-#include "platform/win32/wide.h"
+#include "platform/win32/utf8.h"
 
 namespace tessaron {
 
@@ -21,6 +25,55 @@ SYSTEMTIME localNow() {
   SYSTEMTIME time;
   GetLocalTime(&time);
   return time;
+}
+
+std::vector<std::string> commandLine(int, char**) {
+  std::vector<std::string> words;
+  int count = 0;
+  wchar_t** const wideWords = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (!wideWords) throw std::bad_alloc();
+  for (int i = 0; i < count; ++i)
+    words.push_back(narrowed(reinterpret_cast<const char16_t*>(wideWords[i])));
+  LocalFree(wideWords);
+  return words;
+}
+
+std::u16string withSystemSeparators(std::u16string path) {
+  std::ranges::replace(path, u'/', u'\\');
+  return path;
+}
+
+bool replacesOpenFiles() { return false; }
+
+std::string environmentVariable(const char* name) {
+  const std::u16string wideName = widened(name);
+  std::u16string value(MAX_PATH, u'\0');
+  DWORD size = 0;
+  // The size that a value needs includes its NUL.
+  while ((size = GetEnvironmentVariableW(wide(wideName), wide(value.data()),
+                                         static_cast<DWORD>(value.size()))) > value.size())
+    value.resize(size);
+  value.resize(size);
+  return narrowed(value);
+}
+
+bool isWriteError(const std::error_code& error) {
+  return error == std::errc::io_error || error == std::errc::no_space_on_device ||
+         error == std::errc::file_too_large ||
+         error == std::error_code(ERROR_NOT_ENOUGH_QUOTA, std::system_category());
+}
+
+std::FILE* openTemporaryFile() {
+  const std::u16string name = temporaryFileName(temporaryFolder(), u"tes", 0);
+  if (name.empty()) {
+    errno = EACCES;
+    return nullptr;
+  }
+  return _wfopen(wide(name), L"w+bTD");  // short-lived, deleted when it is closed
+}
+
+bool seekFile(std::FILE* file, std::uint64_t offset) {
+  return _fseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) == 0;
 }
 
 bool isReadable(const void* address, std::size_t size) {
@@ -58,12 +111,12 @@ std::u16string programFolder() {
 }
 
 std::u16string stateFolder() {
-  char16_t path[MAX_PATH];
-  if (SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, wide(path)) !=
-      S_OK) {
-    return {};
-  }
-  return joinPath(path, u"Tessaron");
+  wchar_t* path = nullptr;
+  const HRESULT result = SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &path);
+  std::u16string folder;
+  if (result == S_OK) folder = joinPath(reinterpret_cast<const char16_t*>(path), u"Tessaron");
+  CoTaskMemFree(path);
+  return folder;
 }
 
 std::u16string temporaryFolder() {

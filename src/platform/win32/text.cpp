@@ -176,6 +176,8 @@ bool compareIn(std::string_view language) {
     language.remove_suffix(tag.size());
     order = name;
   }
+  // The system would leave out an extension that it does not know.
+  if (language.find("-u-") != language.npos) return false;
   const std::u16string tag(language.begin(), language.end());
   std::u16string name(LOCALE_NAME_MAX_LENGTH, 0);
   const int size = ResolveLocaleName(wide(tag), wide(name.data()), LOCALE_NAME_MAX_LENGTH);

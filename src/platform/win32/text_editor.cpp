@@ -5,27 +5,15 @@
 
 #include "platform/file.h"
 #include "platform/system.h"
-#include "platform/win32/wide.h"
+#include "platform/win32/error.h"
+#include "platform/win32/utf8.h"
 
 namespace tessaron {
 namespace {
 
-std::error_code lastError() { return {static_cast<int>(GetLastError()), std::system_category()}; }
-
 // Keeps the keys from ending this program. Unlike a null handler, it is not inherited.
 BOOL WINAPI ignoreControlKey(DWORD kind) {
   return kind == CTRL_C_EVENT || kind == CTRL_BREAK_EVENT ? TRUE : FALSE;
-}
-
-std::u16string environment(const char16_t* name) {
-  std::u16string value(MAX_PATH, u'\0');
-  DWORD size = 0;
-  // The size that a value needs includes its NUL.
-  while ((size = GetEnvironmentVariableW(wide(name), wide(value.data()),
-                                         static_cast<DWORD>(value.size()))) > value.size())
-    value.resize(size);
-  value.resize(size);
-  return value;
 }
 
 }  // namespace
@@ -60,10 +48,18 @@ ScratchText::~ScratchText() {
 }
 
 std::u16string textEditor() {
-  for (const char16_t* variable : {u"VISUAL", u"EDITOR"})
-    if (std::u16string editor = environment(variable); !editor.empty()) return editor;
+  for (const char* variable : {"VISUAL", "EDITOR"})
+    if (const std::string editor = environmentVariable(variable); !editor.empty())
+      return widened(editor);
   return u"notepad.exe";
 }
+
+std::u16string textPager() {
+  const std::string pager = environmentVariable("PAGER");
+  return pager.empty() ? u"more.com" : widened(pager);
+}
+
+std::u16string manualViewer() { return {}; }
 
 EditorResult openText(std::u16string_view opener, std::u16string_view path) {
   std::u16string command = std::u16string(opener) + u" \"" + std::u16string(path) + u'"';

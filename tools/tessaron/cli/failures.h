@@ -37,9 +37,6 @@ void warn(std::string_view line);
 /// nothing was.
 void note(const Context& context, std::string_view line);
 
-/// The system's words for an error number.
-std::string reasonOf(int number);
-
 /// Throws the failure that an error while writing `path` means.
 [[noreturn]] void throwWriteFailure(const std::string& path, const std::error_code& error);
 

@@ -1,11 +1,6 @@
 #include "cli/input.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 #include "cli/failures.h"
 #include "cli/paths.h"
@@ -19,9 +14,10 @@ struct InputLimit {
   const char* text;
 };
 
-InputLimit limitOf(const struct stat& status) {
-  if (S_ISREG(status.st_mode)) return {UINT64_MAX, ""};
-  if (S_ISCHR(status.st_mode)) return {std::uint64_t{16} << 20, "16 MiB, the most of a device"};
+InputLimit limitOf(InputStream::Kind kind) {
+  if (kind == InputStream::Kind::Regular) return {UINT64_MAX, ""};
+  if (kind == InputStream::Kind::Device)
+    return {std::uint64_t{16} << 20, "16 MiB, the most of a device"};
   return {std::uint64_t{1} << 30, "1 GiB, the most of a pipe"};
 }
 
@@ -34,51 +30,34 @@ Input::Input(const std::string& path) : path_(path) {
   if (standard && standardInputTaken)
     throw Failure{kNoInput, displayName(path), "it can be read only once"};
   standardInputTaken = standardInputTaken || standard;
-  do {
-    descriptor_ = standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  } while (descriptor_ < 0 && errno == EINTR);
-  if (descriptor_ < 0 && errno == ENOENT && !isUtf8(path))
+  std::error_code error;
+  stream_ = standard ? InputStream::standardInput() : InputStream::open(path, error);
+  if (error == std::errc::no_such_file_or_directory && !isUtf8(path))
     throw Failure{kNoInput, path, "the file's name is not UTF-8, and no file has it"};
-  if (descriptor_ < 0) throw Failure{kNoInput, displayName(path), reasonOf(errno)};
+  if (error) throw Failure{kNoInput, displayName(path), error.message()};
 }
 
-Input::~Input() {
-  if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
-}
+Input::~Input() = default;
 
-bool Input::isRegular() const {
-  struct stat status;
-  return ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-}
+bool Input::isRegular() const { return stream_->kind() == InputStream::Kind::Regular; }
 
 std::optional<std::size_t> Input::read(std::span<std::byte> buffer) {
-  struct stat status;
-  ssize_t got = ::fstat(descriptor_, &status);
-  if (got == 0) {
-    do {
-      got = ::read(descriptor_, buffer.data(), buffer.size());
-    } while (got < 0 && errno == EINTR);
-  }
-  if (got < 0) {
-    reason_ = reasonOf(errno);
+  std::error_code error;
+  const std::optional<std::size_t> got = stream_->read(buffer, error);
+  if (!got) {
+    reason_ = error.message();
     return std::nullopt;
   }
-  const InputLimit limit = limitOf(status);
-  count_ += static_cast<std::uint64_t>(got);
-  if (count_ <= limit.bytes) return static_cast<std::size_t>(got);
+  const InputLimit limit = limitOf(stream_->kind().value_or(InputStream::Kind::Pipe));
+  count_ += *got;
+  if (count_ <= limit.bytes) return got;
   reason_ = fmt::format("it has more than {} that is read", limit.text);
   return std::nullopt;
 }
 
-bool Input::seek(std::uint64_t offset) {
-  return ::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) >= 0;
-}
+bool Input::seek(std::uint64_t offset) { return stream_->seek(offset); }
 
-std::optional<std::uint64_t> Input::size() {
-  struct stat status;
-  if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  return static_cast<std::uint64_t>(status.st_size);
-}
+std::optional<std::uint64_t> Input::size() { return stream_->size(); }
 
 void Input::requireRead() const {
   if (!reason_.empty()) throw Failure{kNoInput, displayName(path_), reason_};

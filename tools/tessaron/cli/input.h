@@ -3,11 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "platform/file.h"
+#include "platform/input_stream.h"
 #include "support/xml/error.h"
 
 namespace tessaron::tool {
@@ -38,7 +40,7 @@ class Input : public File {
 
  private:
   std::string path_;
-  int descriptor_ = -1;
+  std::unique_ptr<InputStream> stream_;
   std::uint64_t count_ = 0;
   std::string reason_;
 };

@@ -1,34 +1,26 @@
 #pragma once
 
-#include <array>
-#include <csignal>
+#include "platform/interruption.h"
 
 namespace tessaron::tool {
 
-/// Ends a verb that was interrupted, after it has put away what it had begun: `endByInterruption`
-/// then ends the process as the signal does.
+/// Ends a verb that was interrupted, after it has put away what it had begun: `endInterrupted` then
+/// ends the process.
 struct Interrupted {
-  int signal;
+  int caught;
 };
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP do not end the process but make `check` throw; those
-/// that the caller ignores stay ignored. One at a time, on the main thread.
+/// While it lives, an interruption does not end the process but makes `check` throw. One at a time,
+/// on the main thread.
 class InterruptionGuard {
  public:
-  InterruptionGuard();
-  ~InterruptionGuard();
-  InterruptionGuard(const InterruptionGuard&) = delete;
-  InterruptionGuard& operator=(const InterruptionGuard&) = delete;
-
-  /// Throws Interrupted after a signal.
-  static void check();
+  /// Throws Interrupted after an interruption.
+  static void check() {
+    if (const int caught = InterruptionWatch::caught()) throw Interrupted{caught};
+  }
 
  private:
-  static constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
-  std::array<struct sigaction, kSignals.size()> old_{};
+  InterruptionWatch watch_;
 };
-
-/// Ends the process by the signal, which must have its usual effect again.
-[[noreturn]] void endByInterruption(const Interrupted& interruption);
 
 }  // namespace tessaron::tool

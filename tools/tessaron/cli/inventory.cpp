@@ -9,6 +9,7 @@
 
 #include "cli/paths.h"
 #include "platform/directory.h"
+#include "platform/system.h"
 #include "platform/text.h"
 #include "support/text.h"
 
@@ -47,12 +48,15 @@ void sortByName(std::vector<FolderEntry>& entries) {
 bool isFile(const FolderEntry& entry, const std::u16string& path) {
   std::error_code error;
   return entry.kind == EntryKind::File ||
-         (entry.kind == EntryKind::Link && !fs::is_directory(toUtf8(path), error));
+         (entry.kind == EntryKind::Link && !fs::is_directory(path, error));
 }
+
+/// The system's separator.
+std::u16string separator() { return joinPath({}, {}); }
 
 /// As `joinPath`, without a second separator below the root.
 std::u16string below(const std::u16string& folder, const std::u16string& name) {
-  return joinPath(folder == u"/" ? u"" : folder, name);
+  return joinPath(folder == separator() ? u"" : folder, name);
 }
 
 }  // namespace
@@ -77,19 +81,19 @@ std::size_t Inventory::newFolder(const std::u16string& path, std::int32_t parent
 
 void Inventory::add(const std::string& path) {
   if (!isUtf8(path)) return refuse(path, "the file's name is not UTF-8");
-  const std::u16string wide = fromUtf8(path);
+  const std::u16string wide = withSystemSeparators(fromUtf8(path));
   std::error_code error;
-  if (fs::is_directory(path, error)) {
-    const std::size_t end = wide.find_last_not_of(u'/');
+  if (fs::is_directory(filePath(path), error)) {
+    const std::size_t end = wide.find_last_not_of(separator());
     return addFolder(wide.substr(0, end == std::u16string::npos ? 1 : end + 1), -1);
   }
-  const std::size_t separator = lastSeparator(wide);
-  const bool isBare = separator == std::u16string::npos;
-  const std::u16string parent = isBare ? u"." : wide.substr(0, std::max<std::size_t>(separator, 1));
+  const std::size_t last = lastSeparator(wide);
+  const bool isBare = last == std::u16string::npos;
+  const std::u16string parent = isBare ? u"." : wide.substr(0, std::max<std::size_t>(last, 1));
   // Files of one folder that are named one after the other share it.
   const bool isShared = isNamed_ && folders_.back().path == parent;
   const std::size_t folder = isShared ? folders_.size() - 1 : newFolder(parent, -1);
-  files_.push_back({folder, isBare ? wide : wide.substr(separator + 1)});
+  files_.push_back({folder, isBare ? wide : wide.substr(last + 1)});
   isNamed_ = true;
 }
 

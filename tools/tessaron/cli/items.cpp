@@ -242,7 +242,7 @@ void findItems(const std::string& path, const std::vector<std::string>& names,
     });
   };
   std::error_code error;
-  if (std::filesystem::is_regular_file(path, error) && mayBeKeys(wide)) {
+  if (std::filesystem::is_regular_file(filePath(path), error) && mayBeKeys(wide)) {
     ItemFinder keys(wide, ItemFinder::By::Key);
     search(keys);
     if (keys.hasAllKeys()) return;

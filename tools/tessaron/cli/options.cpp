@@ -3,11 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #include "cli/context.h"
 #include "cli/failures.h"
 #include "cli/settings_store.h"
+#include "platform/system.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -36,8 +36,8 @@ bool asksForHelp(const CLI::App& app) {
 }  // namespace
 
 std::string usualCollection() {
-  const char* named = std::getenv("TESSARON_COLLECTION");
-  if (named && *named) return named;
+  const std::string named = environmentVariable("TESSARON_COLLECTION");
+  if (!named.empty()) return named;
   Config config;
   loadSetting(u"LastCollectionFileName", config);
   return toUtf8(config.LastCollectionFileName);

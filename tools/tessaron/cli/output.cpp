@@ -1,19 +1,46 @@
 #include "cli/output.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <utility>
 
 #include "cli/failures.h"
 #include "cli/paths.h"
+#include "platform/standard_streams.h"
 
 namespace tessaron::tool {
 namespace {
 
-[[noreturn]] void throwPrintFailure() {
-  if (errno == EPIPE) throw BrokenPipe{};
-  throw Failure{kCannotWrite, "standard output", reasonOf(errno)};
+/// What is yet to be written to standard output; what a failed verb leaves is written at the end.
+class Pending {
+ public:
+  ~Pending() { [[maybe_unused]] const std::error_code ignored = write(); }
+  void add(std::string_view text) {
+    constexpr std::size_t kBlock = std::size_t{32} << 10;
+    text_ += text;
+    const bool isLine = isShown_ && text_.ends_with('\n');
+    if (isLine || text_.size() >= kBlock) flush();
+  }
+  void flush() {
+    const std::error_code error = write();
+    if (error == std::errc::broken_pipe) throw BrokenPipe{};
+    if (error) throw Failure{kCannotWrite, "standard output", error.message()};
+  }
+
+ private:
+  std::error_code write() {
+    if (text_.empty()) return {};
+    const std::error_code error = writeTo(StandardStream::Out, text_);
+    text_.clear();
+    return error;
+  }
+
+  std::string text_;
+  const bool isShown_ = isTerminal(StandardStream::Out);
+};
+
+Pending& pending() {
+  static Pending text;
+  return text;
 }
 
 }  // namespace
@@ -31,7 +58,7 @@ void writeOutput(const std::string& path, const std::function<bool(File&)>& writ
 void requireOtherFile(const std::string& output, const std::string& input) {
   if (output.empty() || output == "-" || input == "-") return;
   std::error_code error;  // an output that does not exist is another file
-  if (std::filesystem::equivalent(input, output, error))
+  if (std::filesystem::equivalent(filePath(input), filePath(output), error))
     throw Failure{kUsage, output, "the output would replace the input"};
 }
 
@@ -65,12 +92,8 @@ void writeResult(const std::string& path, std::string_view text) {
   output.finish();
 }
 
-void print(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) throwPrintFailure();
-}
+void print(std::string_view text) { pending().add(text); }
 
-void flushOutput() {
-  if (std::fflush(stdout) != 0) throwPrintFailure();
-}
+void flushOutput() { pending().flush(); }
 
 }  // namespace tessaron::tool

@@ -1,26 +1,24 @@
 #include "cli/progress.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 #include "cli/failures.h"
 #include "cli/terminal.h"
+#include "platform/standard_streams.h"
 #include "support/text.h"
 #include "support/units.h"
 
 namespace tessaron::tool {
 
 Progress::Progress(const Context& context, std::string_view task, std::size_t total)
-    : active_(!context.quiet && terminalWidth(STDERR_FILENO).has_value()),
-      task_(task),
-      total_(total) {}
+    : active_(!context.quiet && obeysEscapes(StandardStream::Error)), task_(task), total_(total) {}
 
 void Progress::draw(const std::string& line) {
   // Asked anew each time: the window may have been resized. The last column stays free, because
   // terminals differ in what they do with a cursor behind it.
-  const std::size_t width = terminalWidth(STDERR_FILENO).value_or(80);
+  const std::size_t width = terminalWidth(StandardStream::Error).value_or(80);
   say("\r\x1b[K" + cutToWidth(line, width - 1));
 }
 

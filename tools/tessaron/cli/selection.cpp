@@ -109,8 +109,7 @@ void requireItems(const std::vector<std::string>& items, const std::optional<std
   if (items.empty() && !query) throw Failure{kUsage, {}, "ITEM or --query QUERY is required"};
 }
 
-std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv) {
-  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+std::vector<std::string> reversedArguments(const CLI::App& app, std::vector<std::string> words) {
   std::size_t at = 0;
   if (const CLI::App* verb = queryVerb(app, words, at)) {
     std::vector<std::string> query;

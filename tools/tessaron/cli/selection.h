@@ -30,10 +30,10 @@ void addQueryOption(CLI::App& verb, std::optional<std::string>& query);
 /// Fails with kUsage when neither items nor a query are given.
 void requireItems(const std::vector<std::string>& items, const std::optional<std::string>& query);
 
-/// The arguments of the process, last one first, as CLI::App::parse takes them. All words of a
-/// query are behind a "--", since some begin with a hyphen: those that name a field, or begin with
-/// no short option of the verb.
-std::vector<std::string> reversedArguments(const CLI::App& app, int argc, char** argv);
+/// The arguments of the process, without its name, last one first, as CLI::App::parse takes them.
+/// All words of a query are behind a "--", since some begin with a hyphen: those that name a field,
+/// or begin with no short option of the verb.
+std::vector<std::string> reversedArguments(const CLI::App& app, std::vector<std::string> words);
 
 /// The query in a text. Fails with kUsage, and tells the place of the fault.
 Query parseQuery(const std::string& text);

@@ -1,18 +1,14 @@
 #include "cli/terminal.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unicode/ubrk.h>
-#include <unicode/uchar.h>
-#include <unicode/utext.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
 
 #include "cli/context.h"
 #include "cli/output.h"
+#include "platform/standard_streams.h"
+#include "platform/system.h"
+#include "platform/text_layout.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -22,13 +18,7 @@ constexpr std::string_view kEllipsis = "…";
 
 std::size_t columnsOf(char32_t character) {
   if (character >= 0x20 && character < 0x7F) return 1;
-  const auto c = static_cast<UChar32>(character);
-  const auto type = U_MASK(u_charType(c));
-  constexpr auto kSoftHyphen = UChar32{0xAD};  // a format character, but terminals show it
-  if ((type & (U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK)) != 0 && c != kSoftHyphen) return 0;
-  if (c >= 0x1160 && c <= 0x11FF) return 0;  // the vowels and finals that join a Hangul syllable
-  const int width = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
-  return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+  return static_cast<std::size_t>(tessaron::columnsOf(character));
 }
 
 bool steersTerminal(char32_t c) {
@@ -43,45 +33,24 @@ std::size_t plainRun(std::string_view text, std::size_t at) {
   return static_cast<std::size_t>(std::find_if_not(begin, text.end(), isPlain) - begin);
 }
 
+/// The next character; U+FFFD for bytes that are not UTF-8, as many as cannot begin one.
 char32_t nextCharacter(std::string_view text, std::size_t& at) {
-  UChar32 c;
-  auto index = static_cast<std::int32_t>(at);
-  U8_NEXT_OR_FFFD(text.data(), index, static_cast<std::int32_t>(text.size()), c);
-  at = static_cast<std::size_t>(index);
-  return static_cast<char32_t>(c);
-}
-
-/// Where the text may be broken (UBRK_LINE), or where its characters end as readers see them
-/// (UBRK_CHARACTER): offsets in bytes without 0, with the text's end.
-std::vector<std::size_t> boundaries(UBreakIteratorType type, std::string_view text) {
-  struct Close {
-    void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
-  };
-  using Iterator = std::unique_ptr<UBreakIterator, Close>;
-  static const auto open = [](UBreakIteratorType kind) {
-    UErrorCode error = U_ZERO_ERROR;
-    return Iterator(ubrk_open(kind, "", nullptr, 0, &error));
-  };
-  static const Iterator lines = open(UBRK_LINE);
-  static const Iterator characters = open(UBRK_CHARACTER);
-  UBreakIterator* iterator = (type == UBRK_LINE ? lines : characters).get();
-
-  std::vector<std::size_t> ends;
-  UErrorCode error = U_ZERO_ERROR;
-  UText source = UTEXT_INITIALIZER;
-  utext_openUTF8(&source, text.data(), static_cast<std::int64_t>(text.size()), &error);
-  if (iterator) ubrk_setUText(iterator, &source, &error);
-  if (iterator && U_SUCCESS(error)) {
-    while (true) {
-      const std::int32_t end = ubrk_next(iterator);
-      if (end == UBRK_DONE) break;
-      ends.push_back(static_cast<std::size_t>(end));
-    }
-  } else {  // without ICU's data every code point is a character
-    for (std::size_t at = 0; at < text.size(); ends.push_back(at)) nextCharacter(text, at);
+  static constexpr char32_t kReplacement = 0xFFFD;
+  const auto lead = static_cast<unsigned char>(text[at++]);
+  if (lead < 0x80) return lead;
+  const int more = lead < 0xC2 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF5 ? 3 : 0;
+  if (more == 0) return kReplacement;
+  char32_t character = lead & (0x3FU >> more);
+  for (int i = 0; i < more; ++i) {
+    const unsigned char byte = at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+    // The second byte tells overlong forms, surrogates and what is beyond U+10FFFF.
+    const unsigned char first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    const unsigned char last = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    if (byte < (i == 0 ? first : 0x80) || byte > (i == 0 ? last : 0xBF)) return kReplacement;
+    character = character << 6 | (byte & 0x3FU);
+    ++at;
   }
-  utext_close(&source);
-  return ends;
+  return character;
 }
 
 std::string_view withoutTrailingBlanks(std::string_view text) {
@@ -116,7 +85,7 @@ class LineFiller {
   }
   void breakWord(std::string_view word) {
     std::size_t from = 0;
-    for (const std::size_t to : boundaries(UBRK_CHARACTER, word)) {
+    for (const std::size_t to : textBreaks(TextBreak::Character, word)) {
       const std::string_view character = word.substr(from, to - from);
       from = to;
       if (used_ > 0 && character != " " && used_ + columns(character) > width_) endLine();
@@ -136,13 +105,6 @@ class LineFiller {
 };
 
 }  // namespace
-
-std::optional<std::size_t> terminalWidth(int descriptor) {
-  if (::isatty(descriptor) == 0) return std::nullopt;
-  winsize size{};
-  const bool known = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : 80;
-}
 
 std::string printable(std::string_view text, bool keepLines) {
   std::string out;
@@ -198,7 +160,7 @@ std::string cutToWidth(std::string_view text, std::size_t width) {
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   LineFiller filler(width);
   std::size_t begin = 0;
-  for (const std::size_t end : boundaries(UBRK_LINE, text)) {
+  for (const std::size_t end : textBreaks(TextBreak::Line, text)) {
     filler.addWord(text.substr(begin, end - begin));
     begin = end;
   }
@@ -215,7 +177,7 @@ std::string shortened(std::string_view text, std::size_t width) {
   std::size_t tail = 0;  // where the last one begins
   std::size_t used = 0;
   std::size_t begin = 0;
-  for (const std::size_t end : boundaries(UBRK_CHARACTER, text)) {
+  for (const std::size_t end : textBreaks(TextBreak::Character, text)) {
     if (whole - used > tailWidth) tail = end;
     used += columns(text.substr(begin, end - begin));
     if (used <= headWidth) head = end;
@@ -226,8 +188,7 @@ std::string shortened(std::string_view text, std::size_t width) {
 
 bool useColor(const Context& context) {
   if (context.color != "auto") return context.color == "always";
-  const char* refused = std::getenv("NO_COLOR");
-  return ::isatty(STDOUT_FILENO) != 0 && (!refused || *refused == '\0');
+  return environmentVariable("NO_COLOR").empty() && obeysEscapes(StandardStream::Out);
 }
 
 bool useColor(const Context& context, const Output& output) {

@@ -2,7 +2,6 @@
 // Text as a terminal shows it: widths in columns, nothing that steers the terminal, colors.
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,9 +10,6 @@
 #include "cli/output.h"
 
 namespace tessaron::tool {
-
-/// The columns of the terminal behind a file descriptor; nothing when it is no terminal.
-std::optional<std::size_t> terminalWidth(int descriptor);
 
 /// UTF-8 text without terminal control: control characters and marks that change the direction of
 /// writing become U+FFFD, bytes that are not UTF-8 become "\xE9", line ends and tabs become blanks;

@@ -2,6 +2,9 @@
 // What this program was built from.
 
 #include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace tessaron::tool {
 
@@ -10,6 +13,12 @@ extern const char* const kVersion;
 
 /// The day of its release, "2026-11-22".
 extern const char* const kReleaseDate;
+
+/// 1.22.3 for (1, 22, 3).
+std::string dottedVersion(int major, int minor, int patch);
+
+/// Names and versions of the libraries that only this system's program uses.
+std::vector<std::pair<std::string, std::string>> systemLibraries();
 
 /// Version, commit, compiler and system, and the libraries with their versions: of those that are
 /// linked the one in use, of those that are loaded on first use the one that this was built with.

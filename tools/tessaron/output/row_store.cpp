@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "cli/failures.h"
+#include "platform/system.h"
 
 namespace tessaron::tool {
 namespace {
@@ -41,8 +42,7 @@ std::uint64_t RowStore::add(const std::vector<std::string>& row) {
 void RowStore::readBytes(std::uint64_t place, char* to, std::size_t size) const {
   if (place >= spilledSize_) {
     block_.copy(to, size, static_cast<std::size_t>(place - spilledSize_));
-  } else if (fseeko(file_.get(), static_cast<off_t>(place), SEEK_SET) != 0 ||
-             std::fread(to, 1, size, file_.get()) != size) {
+  } else if (!seekFile(file_.get(), place) || std::fread(to, 1, size, file_.get()) != size) {
     fail();
   }
 }
@@ -65,7 +65,7 @@ std::vector<std::string> RowStore::read(std::uint64_t place) const {
 }
 
 void RowStore::spill() {
-  if (!file_) file_.reset(std::tmpfile());
+  if (!file_) file_.reset(openTemporaryFile());
   if (!file_ || std::fwrite(block_.data(), 1, block_.size(), file_.get()) != block_.size()) fail();
   spilled_.push_back(block_.size());
   spilledSize_ += block_.size();

@@ -1,13 +1,12 @@
 #include "output/table.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <optional>
 
 #include "cli/context.h"
 #include "cli/output.h"
 #include "cli/terminal.h"
+#include "platform/standard_streams.h"
 
 namespace tessaron::tool {
 
@@ -169,7 +168,7 @@ void Table::print(const Context& context, Output& output) const {
   const bool color = useColor(context, output);
   std::vector<Column> shown;
   for (std::size_t i = 0; i < widths_.size(); ++i) shown.push_back({i, widths_[i]});
-  const auto available = output.isFile() ? std::nullopt : terminalWidth(STDOUT_FILENO);
+  const auto available = output.isFile() ? std::nullopt : terminalWidth(StandardStream::Out);
   if (available && totalWidth(shown) > *available && !fit(shown, *available))
     return forEachRow([&](const Row& row) { printBlock(row, *available, color, output); });
   Row heading;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "cli/paths.h"
 #include "mediainfo/orientation.h"
 #include "support/text.h"
 
@@ -44,11 +45,10 @@ bool turn(fipImage& picture, const PropertyMap& properties) {
 }  // namespace
 
 std::string ThumbnailNames::choose(const std::string& path) {
-  namespace fs = std::filesystem;
-  const std::string whole = fs::absolute(path).lexically_normal();
-  const std::string beginning = beginningOf(fs::path(whole).filename());
+  const std::filesystem::path whole = std::filesystem::absolute(filePath(path)).lexically_normal();
+  const std::string beginning = beginningOf(pathText(whole.filename()));
   std::string name;
-  for (std::uint64_t hash = hashOf(whole);; ++hash) {
+  for (std::uint64_t hash = hashOf(pathText(whole));; ++hash) {
     name = fmt::format("{}-{:016x}.png", beginning, hash);
     if (used_.insert(name).second) return name;
   }

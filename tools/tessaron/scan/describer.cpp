@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli/output.h"
+#include "cli/paths.h"
 #include "platform/file.h"
 #include "scan/finding.h"
 #include "scan/reading.h"
@@ -51,7 +52,7 @@ class Forwarded : public CFileInfo {
   /// Whether the thumbnail that an earlier run has written, if any, is still there.
   bool hasThumbnail() const {
     std::error_code error;
-    return !known_.hadThumbnail || std::filesystem::exists(request_.thumbnail, error);
+    return !known_.hadThumbnail || std::filesystem::exists(filePath(request_.thumbnail), error);
   }
 
   Finding read(File& file) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/failures.h"
+#include "cli/paths.h"
 #include "support/fingerprint.h"
 
 namespace tessaron::tool {
@@ -142,7 +143,7 @@ void FileIndex::require(int code) const {
 
 /// Refuses files that are no index, not even a damaged one, since those would be replaced.
 void FileIndex::requireIndex() const {
-  std::ifstream file(path_, std::ios::binary);
+  std::ifstream file(filePath(path_), std::ios::binary);
   std::string beginning(4096, '\0');
   file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
   beginning.resize(static_cast<std::size_t>(file.gcount()));
@@ -193,8 +194,8 @@ int FileIndex::prepareDatabase() {
 void FileIndex::rebuild() {
   database_.reset();
   std::error_code error;
-  std::filesystem::remove(path_ + "-journal", error);
-  std::filesystem::remove(path_, error);
+  std::filesystem::remove(filePath(path_ + "-journal"), error);
+  std::filesystem::remove(filePath(path_), error);
   if (error) throw Failure{kCannotWrite, path_, error.message()};
   wasDamaged_ = true;
 }

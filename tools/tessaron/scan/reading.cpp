@@ -7,6 +7,7 @@
 
 #include "mediainfo/content_info.h"
 #include "output/thumbnails.h"
+#include "platform/directory.h"
 #include "platform/worker.h"
 #include "scan/named_info.h"
 #include "scan/test_faults.h"
@@ -17,7 +18,7 @@ namespace {
 template <typename Info>
 Finding describe(const Question& question, File& content) {
   Finding finding;
-  const std::u16string path = u"/" + question.name;
+  const std::u16string path = joinPath({}, question.name);
   const LentFile lent(path, content);
   Info file;
   file.wantsThumbnail = question.view.wantsThumbnail;

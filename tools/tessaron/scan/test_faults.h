@@ -7,6 +7,11 @@
 namespace tessaron::tool {
 
 #ifdef TESSARON_TEST_FAULTS
+using Misbehavior = void (*)();
+
+/// What the beginning of a file's name asks for; null for other names. Each system has its own.
+Misbehavior misbehaviorFor(std::u16string_view name);
+
 /// A file that makes its reader misbehave, in place of one that has taken it over: where the
 /// environment variable TESSARON_TEST_FAULTS is set, by the beginning of the file's name ("abort.",
 /// "loop.", "connect.", ...), when the reader has read a few bytes. Without the variable reads are
@@ -27,7 +32,7 @@ class FaultyFile : public File {
   void misbehave(std::size_t size);
 
   File& file_;
-  void (*fault_)() = nullptr;
+  Misbehavior fault_ = nullptr;
 };
 #else
 /// The file itself: faults are for builds with tests.

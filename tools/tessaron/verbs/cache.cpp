@@ -21,6 +21,7 @@
 #include "output/json.h"
 #include "output/table.h"
 #include "platform/file.h"
+#include "platform/system.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
 
@@ -318,7 +319,7 @@ int put(const Options& options, const Context& context) {
 
   std::deque<CACHESECTIONHEADER> newest;
   std::unique_ptr<File> held;
-  if (fs::exists(options.file, error) || error) {
+  if (fs::exists(filePath(options.file), error) || error) {
     held = openCache(options.file);
     CacheWalk walk = walkCache(options.file, *held);
     while (walk.next()) {
@@ -332,8 +333,11 @@ int put(const Options& options, const Context& context) {
   for (const CACHESECTIONHEADER& each : kept) end += sizeof each + std::uint64_t{each.dataSize};
   if (end + sizeof(CACHESECTIONHEADER) > std::numeric_limits<std::uint32_t>::max())
     throw Failure{kFailed, options.file, "the cache has 4 GiB and takes no more"};
-  writeOutput(options.file,
-              [&](File& to) { return writeWith(to, held.get(), kept, image, wanted); });
+  writeOutput(options.file, [&](File& to) {
+    const bool isWritten = writeWith(to, held.get(), kept, image, wanted);
+    if (!tessaron::replacesOpenFiles()) held.reset();  // others may open the cache a bit too early
+    return isWritten;
+  });
   if (wanted.tag.size() >= std::size(CACHESECTIONHEADER{}.tag))
     note(context, "the tag is longer than 31 characters: only its first 31 will find the image");
   return kDone;

@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "cli/items.h"
 #include "cli/options.h"
 #include "cli/terminal.h"
+#include "platform/standard_streams.h"
 #include "platform/text_editor.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -62,7 +62,7 @@ void runEditor(const std::string& path) {
 
 /// Asks whether the errors are to be mended. Fails with kBadData where nobody can answer.
 void askToGoOn() {
-  if (!terminalWidth(STDERR_FILENO) || ::isatty(STDIN_FILENO) == 0)
+  if (!isTerminal(StandardStream::Error) || !isTerminal(StandardStream::In))
     throw Failure{kBadData, {}, "the text has errors"};
   for (;;) {
     say("Edit again (e) or give up (g)? ");

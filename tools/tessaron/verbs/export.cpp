@@ -8,6 +8,7 @@
 #include "cli/failures.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/paths.h"
 #include "cli/selection.h"
 #include "output/html.h"
 #include "output/record_json.h"
@@ -34,7 +35,7 @@ int run(const Options& options, const Context& context) {
   Output output(options.output);
   if (options.form == Form::Html) {
     const std::string stem =
-        options.collection == "-" ? "" : std::filesystem::path(options.collection).stem().string();
+        options.collection == "-" ? "" : pathText(filePath(options.collection).stem());
     writeHtmlPage(items, stem.empty() ? "Collection" : stem, utcNow(), output);
   } else {
     RecordWriter writer(options.form, output);

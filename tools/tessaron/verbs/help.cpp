@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -8,8 +7,10 @@
 
 #include "cli/failures.h"
 #include "cli/output.h"
+#include "cli/paths.h"
 #include "cli/terminal.h"
 #include "manual/pages.h"
+#include "platform/standard_streams.h"
 #include "platform/text_editor.h"
 #include "support/spelling.h"
 #include "verbs/verbs.h"
@@ -33,13 +34,13 @@ bool showOnTerminal(const Page& page, std::size_t width) {
     const EditorResult result = openText(command, file.path());
     return !result.error && result.exitCode == 0;
   };
-  return show(u"command -v man >/dev/null && man -l", roffOf(page)) ||
-         show(u"${PAGER:-more}", textOf(page, width));
+  const std::u16string viewer = manualViewer();
+  return (!viewer.empty() && show(viewer, roffOf(page))) || show(textPager(), textOf(page, width));
 }
 
 void showPage(const Page& page) {
   constexpr std::size_t kUsualWidth = 80;
-  const std::optional<std::size_t> width = terminalWidth(STDOUT_FILENO);
+  const std::optional<std::size_t> width = terminalWidth(StandardStream::Out);
   if (width && showOnTerminal(page, std::min(*width, kUsualWidth))) return;
   print(textOf(page, kUsualWidth));
 }
@@ -50,7 +51,7 @@ void writePages(const CLI::App& app, const std::string& folder) {
     const Page page = *pageAbout(app, topic);
     const std::string below = fmt::format("{}/man{}", folder, page.number);
     std::error_code error;
-    std::filesystem::create_directories(below, error);
+    std::filesystem::create_directories(filePath(below), error);
     if (error) throw Failure{kCannotCreate, below, error.message()};
     writeOutput(fmt::format("{}/{}.{}", below, page.name, page.number), roffOf(page));
   }

@@ -102,7 +102,7 @@ Source openSource(const std::string& path, const Options& options) {
   Source source;
   source.path = path;
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) {
+  if (std::filesystem::is_directory(filePath(path), error)) {
     if (!options.from.empty() && options.from != "opf")
       throw Failure{kNoInput, path, "this is a folder; a folder is imported from OPF only"};
     source.format = SourceFormat::Opf;

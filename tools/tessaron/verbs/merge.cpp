@@ -29,7 +29,7 @@ struct Options {
 Side newerSide(const Options& options) {
   const auto timeOf = [](const std::string& path) {
     std::error_code error;
-    const auto time = std::filesystem::last_write_time(path, error);
+    const auto time = std::filesystem::last_write_time(filePath(path), error);
     if (error) throw Failure{kNoInput, displayName(path), error.message()};
     return time;
   };
@@ -67,7 +67,8 @@ void report(const MergeCollections::Counts& counts, const ConflictList& conflict
 
 int run(const Options& options, const Context& context) {
   std::error_code error;  // files that do not exist fail below
-  if (options.other != "-" && std::filesystem::equivalent(options.collection, options.other, error))
+  if (options.other != "-" &&
+      std::filesystem::equivalent(filePath(options.collection), filePath(options.other), error))
     throw Failure{kUsage, options.other, "a collection cannot be merged with itself"};
   ConflictList conflicts;
   MergeCollections merge(ruleOf(options), [&](const ItemConflicts& item) { conflicts.add(item); });

@@ -1,6 +1,6 @@
 #include <fmt/format.h>
-#include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "catalogue/recovery.h"
@@ -25,8 +25,8 @@ std::string counted(std::size_t items) {
 }
 
 bool isRegularFile(const std::string& path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  std::error_code error;
+  return std::filesystem::is_regular_file(filePath(path), error);
 }
 
 /// Writes the items that can be saved. Fails when there are none.

@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,6 +24,8 @@
 #include "output/description.h"
 #include "output/thumbnails.h"
 #include "platform/directory.h"
+#include "platform/standard_streams.h"
+#include "platform/system.h"
 #include "scan/describer.h"
 #include "scan/file_index.h"
 #include "scan/match_list.h"
@@ -62,9 +63,10 @@ std::int32_t maskOf(const std::vector<std::string>& names) {
   return mask;
 }
 
-/// The absolute path of a folder, without a separator at its end.
+/// The absolute path of a folder with slashes, without one at its end.
 std::string wholeFolder(const std::u16string& path) {
-  std::string whole = std::filesystem::absolute(toUtf8(path)).lexically_normal();
+  std::string whole =
+      pathText(std::filesystem::absolute(path).lexically_normal().generic_u16string());
   while (whole.size() > 1 && whole.ends_with('/')) whole.pop_back();
   return whole;
 }
@@ -203,7 +205,8 @@ class Scan {
       const Inventory::Folder& folder = inventory_.folders()[i];
       const bool isRoot = folder.parentId == -1 && folder.listing == Inventory::Listing::Whole;
       if (isRoot && isBelow(whole, folders_[i]))
-        return toUtf8(folder.path) + whole.substr(folders_[i].size());
+        return toUtf8(
+            withSystemSeparators(folder.path + fromUtf8(whole.substr(folders_[i].size()))));
     }
     return whole;
   }
@@ -237,7 +240,7 @@ class Scan {
   /// between them.
   bool sharesTerminal() const {
     const bool isKept = options_.form == Form::Table || options_.form == Form::Xml;
-    return !isKept && !output_.isFile() && terminalWidth(STDOUT_FILENO).has_value();
+    return !isKept && !output_.isFile() && isTerminal(StandardStream::Out);
   }
 
   void nextFolder() {
@@ -295,7 +298,7 @@ int scan(const Options& options, const Context& context) {
   try {
     return Scan(options, context).run();
   } catch (const Interrupted& interruption) {
-    endByInterruption(interruption);
+    endInterrupted(interruption.caught);
   }
 }
 

@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -15,6 +14,7 @@
 #include "output/csv.h"
 #include "output/json.h"
 #include "output/table.h"
+#include "platform/standard_streams.h"
 #include "support/overloaded.h"
 #include "support/text.h"
 #include "verbs/verbs.h"
@@ -226,7 +226,7 @@ int get(const Options& options, const Context&) {
     return kDone;
   }
   const std::string text = valueText(jsonValue(setting, config), "\n") + '\n';
-  print(terminalWidth(STDOUT_FILENO) ? printable(text, true) : text);
+  print(isTerminal(StandardStream::Out) ? printable(text, true) : text);
   return kDone;
 }
 

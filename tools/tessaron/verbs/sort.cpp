@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -12,6 +11,7 @@
 #include "cli/sort_language.h"
 #include "cli/terminal.h"
 #include "output/table.h"
+#include "platform/standard_streams.h"
 #include "platform/text.h"
 #include "settings/collation.h"
 #include "support/sort_form.h"
@@ -62,7 +62,7 @@ class LinePrinter {
   }
 
  private:
-  bool isTerminal_ = terminalWidth(STDOUT_FILENO).has_value();
+  bool isTerminal_ = isTerminal(StandardStream::Out);
 };
 
 /// The rules that the options ask for. Fails with kUsage for an unknown language.

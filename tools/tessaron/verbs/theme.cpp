@@ -402,7 +402,7 @@ int pack(const Options& options, const Context& context) {
 std::vector<ThemeWarning> findWarnings(const std::string& path) {
   std::vector<ThemeWarning> warnings;
   std::error_code error;
-  if (fs::is_directory(path, error)) {
+  if (fs::is_directory(filePath(path), error)) {
     packOrFail(path, warnings);
     return warnings;
   }

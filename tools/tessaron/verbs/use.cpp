@@ -39,12 +39,12 @@ void remember(const std::u16string& path) {
 
 /// The path from the root on. The folder must be there; a link in the place of the file stays one.
 std::string absolutePath(const std::string& file) {
-  const std::filesystem::path path(file);
+  const std::filesystem::path path = filePath(file);
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   std::error_code error;
   const std::filesystem::path found = std::filesystem::canonical(folder, error);
   if (error) throw Failure{kNoInput, file, error.message()};
-  return (found / path.filename()).string();
+  return pathText(found / path.filename());
 }
 
 int run(const std::string& file, const Context& context) {
@@ -56,7 +56,7 @@ int run(const std::string& file, const Context& context) {
     return kDone;
   }
   const std::string path = absolutePath(file);
-  const bool exists = std::filesystem::exists(path);
+  const bool exists = std::filesystem::exists(filePath(path));
   if (exists) requireCollection(path);
   remember(widePath(path));
   note(context, path + (exists ? "" : ": a new collection; adding or importing items creates it"));
