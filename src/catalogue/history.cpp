@@ -566,8 +566,7 @@ UndoResult undoEdits(std::u16string_view path, const EditOptions& options, std::
     std::vector<ItemEdit*> chosen;
     for (std::size_t i = edits.size(); i-- > 0 && result.edits.size() < count;) {
       const PastEdit& edit = edits[i];
-      if (edit.state != PastEdit::State::Done || (redo ? edit.level % 2 == 0 : edit.level != 0))
-        continue;
+      if (!isToTakeBack(edit, redo)) continue;
       result.edits.push_back(edit);
       std::unique_ptr<File> file = history.open(edit.number, result.readError);
       auto undo = file ? std::make_unique<UndoEdit>(std::move(file), edit.number) : nullptr;

@@ -36,6 +36,11 @@ struct PastEdit {
   int level = 0;             ///< 0 for an edit, 1 for one that takes back such, 2 for one of 1 ...
 };
 
+/// Whether `undoEdits` takes an edit back as the next one, unless it is so of a later one.
+constexpr bool isToTakeBack(const PastEdit& edit, bool redo) {
+  return edit.state == PastEdit::State::Done && (redo ? edit.level % 2 != 0 : edit.level == 0);
+}
+
 /// What the edits of one collection changed, in a folder of its own below the user's folder for
 /// such things: the texts of changed and removed items, the fingerprints of what took their place
 /// and of added ones. It keeps the last 50 edits, at most 64 MiB of them. Used by one thread at a

@@ -21,6 +21,9 @@ struct FileStatus {
   FILETIME creationTime{};  ///< on Linux the change time where the file system keeps no birth time
   FILETIME lastWriteTime{};
   std::uint32_t attributes = 0;  ///< attribute bits as Windows numbers them
+  /// Another one for every file of a volume that exists or is open; 0 for one that is not the
+  /// system's.
+  std::uint64_t number = 0;
 };
 
 /// An open file with its own position; closed by the destructor. For one thread at a time.

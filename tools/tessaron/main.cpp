@@ -141,7 +141,7 @@ struct VerbGroup {
 /// As --help lists them.
 const VerbGroup kVerbs[] = {
     {"Catalogue", {addUse, addImport, addAdd, addSet, addEdit, addRemove}},
-    {"Look", {addList, addShow, addStats, addChart, addExport, addCart}},
+    {"Look", {addList, addShow, addStats, addChart, addExport, addServe, addCart}},
     {"Lend", {addLend, addBorrow, addReturn, addLoans, addDue}},
     {"Put in order", {addLog, addUndo, addMerge, addDuplicates, addRecover}},
     {"Names and titles", {addSortForm, addSort}},

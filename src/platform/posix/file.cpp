@@ -106,6 +106,7 @@ class PosixFile : public File {
     if ((info.stx_mode & 0222) == 0) status.attributes |= kReadOnly;
     if (hidden_) status.attributes |= kHidden;
     status.attributes |= kArchive;
+    status.number = info.stx_ino;
     return status;
   }
   std::intptr_t handle() const override { return fd_.get(); }

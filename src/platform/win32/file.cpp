@@ -80,6 +80,7 @@ class Win32File : public File {
     status.creationTime = info.ftCreationTime;
     status.lastWriteTime = info.ftLastWriteTime;
     status.attributes = info.dwFileAttributes;
+    status.number = std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow;
     return status;
   }
   std::intptr_t handle() const override { return reinterpret_cast<std::intptr_t>(handle_.get()); }

@@ -72,6 +72,12 @@ A line for each item, for another program:
   tessaron show 0306406152
   tessaron show 0306406152 --json | jq .authors
 )"},
+    {"serve", R"(Open the collection in your browser; let others in your network read it:
+
+  tessaron serve --open
+  tessaron serve --read-only --listen 192.168.1.10 --port 8443 --name shelf.home \
+    --certificate cert.pem --key key.pem --password-file password
+)"},
     {"stats", R"(What the books cost by author, and the shares as a picture:
 
   tessaron stats --by author --value price group:book

@@ -41,5 +41,6 @@ void addLinks(CLI::App& app, Context& context);
 void addRelink(CLI::App& app, Context& context);
 void addLog(CLI::App& app, Context& context);
 void addUndo(CLI::App& app, Context& context);
+void addServe(CLI::App& app, Context& context);
 
 }  // namespace tessaron::tool

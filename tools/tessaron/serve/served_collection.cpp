@@ -1,0 +1,221 @@
+#include "serve/served_collection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <utility>
+
+#include "catalogue/item_merge.h"
+#include "catalogue/item_order.h"
+#include "cli/failures.h"
+#include "cli/input.h"
+#include "cli/paths.h"
+#include "cli/selection.h"
+#include "platform/system.h"
+#include "serve/item_json.h"
+
+namespace tessaron::tool {
+namespace {
+
+constexpr std::size_t kMaxOrders = 8;
+constexpr std::size_t kMaxBodies = std::size_t{8} << 20;  // bytes
+constexpr int kMaxAttempts = 5;
+
+/// The file was written over while it was read.
+struct Stale {};
+
+/// Relative dates in queries and due marks are counted from the day.
+struct DayKey {
+  ListRequest request;
+  std::uint32_t day;
+
+  bool operator==(const DayKey&) const = default;
+};
+
+std::uint32_t dayOf(const SYSTEMTIME& now) {
+  return (std::uint32_t{now.wYear} << 9) | (std::uint32_t{now.wMonth} << 5) | now.wDay;
+}
+
+ItemOrder parseOrder(const std::string& text) {
+  std::string unknown;
+  std::optional<ItemOrder> order = ItemOrder::parse(text, unknown);
+  if (!order) throwUnknownField("sort: ", unknown);
+  return *std::move(order);
+}
+
+/// The items that match, in their order.
+std::vector<std::uint32_t> findItems(const CollectionIndex& index, const ListRequest& request,
+                                     const SYSTEMTIME& now) {
+  const Query query = parseQuery(request.query);
+  std::optional<ItemOrder> order;
+  if (!request.sort.empty()) order = parseOrder(request.sort);
+  struct Found {
+    ItemOrder::Key key;
+    std::uint32_t item;
+  };
+  std::vector<Found> found;
+  const bool isDetailed = query.needsDetail() || (order && order->needsDetail());
+  const bool isRead = index.forEachItem([&](std::size_t place, const ItemStream& items) {
+    CRecord record;
+    record.fullDetail = isDetailed;
+    items.read(record);
+    if (query.matches(record))
+      found.push_back({order ? order->keyOf(record, now) : ItemOrder::Key(),
+                       static_cast<std::uint32_t>(place)});
+    return true;
+  });
+  if (!isRead) throw Stale{};
+  if (order)
+    std::ranges::stable_sort(found, [&](const Found& left, const Found& right) {
+      return order->isBefore(left.key, right.key);
+    });
+  std::vector<std::uint32_t> items;
+  items.reserve(found.size());
+  for (const Found& each : found) items.push_back(each.item);
+  return items;
+}
+
+}  // namespace
+
+/// The items of a search; all in the order of the file for one without query and order.
+struct ServedCollection::Order {
+  DayKey key;
+  std::vector<std::uint32_t> items;
+};
+
+/// The collection as it was at one time, with what was made of it last in front.
+struct ServedCollection::Snapshot {
+  struct Body {
+    DayKey key;
+    std::shared_ptr<const std::string> text;
+  };
+
+  std::shared_ptr<const CollectionIndex> index;
+  std::mutex mutex;  // for the rest
+  std::list<Order> orders;
+  std::list<Body> bodies;
+
+  std::shared_ptr<const std::string> findBody(const DayKey& key) {
+    const auto found = std::ranges::find(bodies, key, &Body::key);
+    if (found == bodies.end()) return nullptr;
+    bodies.splice(bodies.begin(), bodies, found);
+    return bodies.front().text;
+  }
+
+  void keepBody(const DayKey& key, std::shared_ptr<const std::string> text) {
+    bodies.push_front({key, std::move(text)});
+    std::size_t size = 0;
+    for (auto body = bodies.begin(); body != bodies.end(); ++body)
+      if ((size += body->text->size()) > kMaxBodies) {
+        bodies.erase(body, bodies.end());
+        break;
+      }
+  }
+
+  const std::vector<std::uint32_t>& order(const ListRequest& request, const SYSTEMTIME& now) {
+    const DayKey key{{request.query, request.sort, 0, 0}, dayOf(now)};
+    const auto found = std::ranges::find(orders, key, &Order::key);
+    if (found != orders.end()) {
+      orders.splice(orders.begin(), orders, found);
+    } else {
+      orders.push_front({key, findItems(*index, request, now)});
+      if (orders.size() > kMaxOrders) orders.pop_back();
+    }
+    return orders.front().items;
+  }
+};
+
+ServedCollection::ServedCollection(std::string path) : path_(std::move(path)) {}
+ServedCollection::~ServedCollection() = default;
+
+std::string ServedCollection::version() const {
+  return CollectionIndex::versionAt(widePath(path_));
+}
+
+void ServedCollection::expire() {
+  const std::lock_guard lock(mutex_);
+  snapshot_ = nullptr;
+}
+
+std::shared_ptr<ServedCollection::Snapshot> ServedCollection::snapshot() {
+  const std::lock_guard lock(mutex_);
+  if (snapshot_ && snapshot_->index->version() == version()) return snapshot_;
+  snapshot_ = nullptr;
+  IndexError error;
+  auto index = CollectionIndex::read(widePath(path_), error);
+  if (error.readError) throw Failure{kNoInput, path_, error.readError.message()};
+  requireSound(path_, error.xmlError);
+  if (error.isForeign)
+    throw Failure{kBadData, path_, "this is no collection: it has no place for items"};
+  snapshot_ = std::make_shared<Snapshot>();
+  snapshot_->index = std::move(index);
+  return snapshot_;
+}
+
+std::size_t ServedCollection::count(std::string& version) {
+  const auto now = snapshot();
+  version = now->index->version();
+  return now->index->size();
+}
+
+std::shared_ptr<const std::string> ServedCollection::makeList(Snapshot& snapshot,
+                                                              const ListRequest& request,
+                                                              const SYSTEMTIME& now) {
+  // One search at a time, so that those who wait for the same one find it done.
+  const std::lock_guard lock(snapshot.mutex);
+  const DayKey key{request, dayOf(now)};
+  if (auto body = snapshot.findBody(key)) return body;
+  const CollectionIndex& index = *snapshot.index;
+  const bool isWhole =
+      request.query.find_first_not_of(' ') == request.query.npos && request.sort.empty();
+  const std::vector<std::uint32_t>* order = isWhole ? nullptr : &snapshot.order(request, now);
+  const std::size_t total = order ? order->size() : index.size();
+  std::string out = fmt::format("{{\"version\":\"{}\",\"total\":{},\"from\":{},\"items\":[",
+                                index.version(), total, request.from);
+  const std::size_t begin = std::min(request.from, total);
+  const std::size_t end = begin + std::min(request.count, total - begin);
+  for (std::size_t i = begin; i < end && out.size() < kMaxBodies; ++i) {
+    const std::size_t item = order ? (*order)[i] : i;
+    const auto text = index.text(item);
+    if (!text) throw Stale{};
+    out += i == begin ? "\n" : ",\n";
+    appendItemJson(recordOf(*text), index.key(item), index.itemVersion(item), now, out);
+  }
+  out += "]}\n";
+  const auto body = std::make_shared<const std::string>(std::move(out));
+  snapshot.keepBody(key, body);
+  return body;
+}
+
+std::shared_ptr<const std::string> ServedCollection::list(const ListRequest& request) {
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    try {
+      return makeList(*snapshot(), request, utcNow());
+    } catch (const Stale&) {
+      expire();
+    }
+  }
+  throw Failure{kNoInput, path_, "the collection changes all the time"};
+}
+
+std::optional<ItemAnswer> ServedCollection::item(std::string_view key) {
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    const auto now = snapshot();
+    const auto item = now->index->find(key);
+    if (!item) return std::nullopt;
+    if (const auto text = now->index->text(*item)) return answerFor(now->index->key(*item), *text);
+    expire();
+  }
+  throw Failure{kNoInput, path_, "the collection changes all the time"};
+}
+
+ItemAnswer answerFor(std::string_view key, std::string_view itemText) {
+  ItemAnswer answer;
+  answer.version = CollectionIndex::versionOf(itemText);
+  appendItemJson(recordOf(itemText), key, answer.version, utcNow(), answer.json);
+  return answer;
+}
+
+}  // namespace tessaron::tool
