@@ -3,7 +3,7 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures format sdk \
+.PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures serve-stress format sdk \
   dist test-dist docs pictures install clean
 .DEFAULT_GOAL := help
 
@@ -37,6 +37,7 @@ bench:  ## run the benchmarks
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@for program in build/linux/bin/*_bench; do $$program || exit 1; done
 	@bench/verbs_bench build/linux
+	@bench/serve_bench build/linux
 
 fuzz:  ## run every fuzz target for FUZZ_SECONDS (default 20)
 	@scripts/setup fuzz
@@ -46,6 +47,12 @@ failures:  ## let every system call of the verbs that write fail, one after the 
 	@scripts/setup linux
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@FAILURES=all ctest --preset linux -R '^failures$$' --timeout 14400
+
+serve-stress:  ## let 50 clients edit a served collection for a minute, then kill the server 50 times
+	@scripts/setup linux
+	@cmake --preset linux >/dev/null && cmake --build --preset linux --target tessaron
+	@cd tests/tool && SERVE_STRESS=60 TESSARON=$(CURDIR)/build/linux/bin/tessaron TESSARON_SOURCE=$(CURDIR) \
+	  python3 -B -m unittest -v serve_test.Stress
 
 format:  ## format the sources
 	@scripts/setup lint
