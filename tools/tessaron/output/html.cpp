@@ -3,19 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <map>
+#include <iterator>
 #include <utility>
-#include <variant>
 
-#include "cli/output.h"
-#include "cli/selection.h"
 #include "output/html_text.h"
 #include "output/page/page.h"
+#include "output/page_item.h"
 #include "records/due.h"
-#include "records/record_fields.h"
-#include "support/ascii.h"
 #include "support/dos_date.h"
 #include "support/text.h"
 
@@ -23,20 +17,8 @@ namespace tessaron::tool {
 
 namespace {
 
-std::string escaped(const std::u16string& text) { return escapeHtml(text); }
-
-/// Joins with commas, or with semicolons if an item contains a comma, as in sort forms of names.
-std::string joined(const CRecord::Strings& list) {
-  const bool hasCommas = std::ranges::any_of(
-      list, [](const std::u16string& item) { return item.find(u',') != item.npos; });
-  std::string out;
-  for (const std::u16string& item : list) {
-    if (item.empty()) continue;
-    if (!out.empty()) out += hasCommas ? "; " : ", ";
-    out += escaped(item);
-  }
-  return out;
-}
+/// How many items an element with data has; the script parses them one by one.
+constexpr std::size_t kBlock = 500;
 
 /// The source expression of a content security policy: the hexadecimal digest in base 64.
 std::string hashSource(std::string_view digest) {
@@ -57,33 +39,20 @@ std::string hashSource(std::string_view digest) {
   return out + '\'';
 }
 
-/// The drawn cover's shape.
-std::string_view coverShape(const CRecord& record) {
-  static constexpr std::pair<std::string_view, std::string_view> kShapes[] = {
-      {"music", "disc"}, {"audio", "disc"}, {"game", "game"},    {"dvd", "film"},
-      {"video", "film"}, {"film", "film"},  {"software", "box"}, {"book", "book"},
-  };
-  const std::string group = lowerLetters(toUtf8(record.ProductGroup));
-  for (const auto& [part, shape] : kShapes)
-    if (group.find(part) != group.npos) return shape;
-  return "book";
+std::string_view imageSources(PageCovers covers) {
+  switch (covers) {
+    case PageCovers::Addresses:
+      return "http: https:";
+    case PageCovers::Embedded:
+      return "data:";
+    case PageCovers::Folder:
+      return "'self' file:";
+    default:
+      return "'none'";
+  }
 }
 
-/// The drawn cover's color, one of twelve; depends only on the ASIN.
-unsigned coverHue(const CRecord& record) {
-  std::uint32_t hash = 2166136261u;  // FNV-1a
-  for (const char16_t unit : record.ASIN) hash = (hash ^ unit) * 16777619u;
-  return hash % 12;
-}
-
-/// Han characters look different in Japanese and Chinese text; kana mark a text as Japanese.
-std::string_view language(const std::u16string& text) {
-  const bool kana =
-      std::any_of(text.begin(), text.end(), [](char16_t c) { return c >= 0x3040 && c < 0x3100; });
-  return kana ? "ja" : "";
-}
-
-std::string coverAddress(const CRecord& record) {
+std::string addressIn(const CRecord& record) {
   for (const std::u16string* image :
        {&record.LargeImage, &record.MediumImage, &record.SmallImage}) {
     std::string address = toUtf8(*image);
@@ -92,316 +61,148 @@ std::string coverAddress(const CRecord& record) {
   return {};
 }
 
-/// The creators shown on the front of a card.
+/// The list escaped, its entries separated by commas, or by semicolons if one contains a comma, as
+/// sort forms of names do.
+std::string joined(const CRecord::Strings& list) {
+  const bool hasCommas = std::ranges::any_of(
+      list, [](const std::u16string& item) { return item.find(u',') != item.npos; });
+  std::string out;
+  for (const std::u16string& item : list) {
+    if (item.empty()) continue;
+    if (!out.empty()) out += hasCommas ? "; " : ", ";
+    out += escapeHtml(item);
+  }
+  return out;
+}
+
 std::string people(const CRecord& record) {
   for (const CRecord::Strings* list : {&record.authors, &record.artists, &record.directors})
     if (std::string names = joined(*list); !names.empty()) return names;
   return joined(record.actors);
 }
 
-std::string stars(const std::u16string& rating) {
-  const std::string text = toUtf8(rating);
-  const bool plain = !text.empty() && text.size() <= 4 && text[0] >= '0' && text[0] <= '5' &&
-                     text.find_first_not_of("0123456789.") == text.npos;
-  return plain ? fmt::format("<b aria-hidden=\"true\">★</b> {}", text) : escapeHtml(text);
+/// What stands around the items, in both homes of the page.
+void appendHead(std::string_view title, std::string_view inside, std::string& out) {
+  const std::string escapedTitle = escapeHtml(title);
+  out += fmt::format(
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n{1}"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+      "<meta name=\"color-scheme\" content=\"light dark\">\n"
+      "<meta name=\"referrer\" content=\"no-referrer\">\n"
+      "<title>{0}</title>\n</head>\n<body>\n"
+      "<header>\n<h1 dir=\"auto\">{0}</h1>\n<p class=\"about\" id=\"about\"></p>\n</header>\n"
+      "<div class=\"tools\" id=\"tools\"></div>\n<main id=\"items\"></main>\n",
+      escapedTitle, inside);
 }
 
-/// The fields that the page lists as facts, in order.
-constexpr auto kFacts = [] {
-  std::array<const Field*, 30> facts{};
-  for (const Field& field : kFields)
-    if (!field.page.label.empty()) facts.at(field.page.order) = &field;
-  if (std::find(facts.begin(), facts.end(), nullptr) != facts.end()) throw "a number is missing";
-  return facts;
-}();
+void appendFacts(std::string_view title, const SYSTEMTIME& now, bool isServed, std::string& out) {
+  out += "<script type=\"application/json\" id=\"facts\">";
+  appendPageFacts(title, now, isServed, out);
+  out += "</script>\n";
+}
 
 class Page {
  public:
-  Page(Selection& items, std::string_view title, const SYSTEMTIME& now, Output& output)
-      : items_(items), title_(escapeHtml(title)), now_(now), output_(output) {}
+  Page(PageCovers covers, const CoverAddress& cover, const SYSTEMTIME& now, Output& output)
+      : covers_(covers), cover_(cover), now_(now), output_(output) {}
 
-  void write() {
-    items_.forEachRecord(false, [this](const CRecord& record) {
-      ++groups_[record.ProductGroup];
-      ++statuses_[record.hasStatus ? record.status : -1];
-      if (dueStateAt(record, now_) != 0) ++due_;
-    });
-    head();
-    cards();
-    foot();
+  void write(Selection& items, std::string_view title) {
+    appendHead(title,
+               fmt::format("<meta http-equiv=\"Content-Security-Policy\" content=\"default-src "
+                           "'none'; img-src {}; style-src {}; script-src {}; base-uri 'none'; "
+                           "form-action 'none'\">\n<style>{}</style>\n",
+                           imageSources(covers_), hashSource(kPageStyleSha256),
+                           hashSource(kPageScriptSha256), kPageStyle),
+               out_);
+    appendFacts(title, now_, false, out_);
+    items.forEachRecord(true, [this](const CRecord& record) { add(record); });
+    endBlock();
+    if (items.count() == 0)
+      out_ += "<noscript><p class=\"none\">This collection is empty.</p></noscript>\n";
+    out_.append("<script>").append(kPageScript).append("</script>\n</body>\n</html>\n");
     handOver();
   }
 
  private:
-  template <typename... Args>
-  void put(fmt::format_string<Args...> format, Args&&... args) {
-    fmt::format_to(std::back_inserter(out_), format, std::forward<Args>(args)...);
-  }
-
   void handOver() {
     output_.write(out_);
     out_.clear();
   }
 
-  void head() {
-    put("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-        "img-src http: https:; style-src {}; script-src {}; base-uri 'none'; "
-        "form-action 'none'\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<meta name=\"color-scheme\" content=\"light dark\">\n"
-        "<meta name=\"referrer\" content=\"no-referrer\">\n"
-        "<title>{}</title>\n<style>{}</style>\n</head>\n<body>\n",
-        hashSource(kPageStyleSha256), hashSource(kPageScriptSha256), title_, kPageStyle);
-    put("<header>\n<h1 dir=\"auto\">{}</h1>\n<p class=\"about\">{} as of "
-        "{:04}-{:02}-{:02}",
-        title_, counted(items_.count()), now_.wYear, now_.wMonth, now_.wDay);
-    if (due_ > 0) put(" · <span class=\"due\">{} due</span>", due_);
-    out_ += "</p>\n</header>\n";
-    tools();
-  }
-
-  static std::string counted(std::size_t items) {
-    return fmt::format("{} {}", items, items == 1 ? "item" : "items");
-  }
-
-  /// Writes the controls, hidden until the script runs.
-  void tools() {
-    out_ +=
-        "<div class=\"tools\">\n<form id=\"tools\" role=\"search\" hidden>\n"
-        "<input type=\"search\" id=\"query\" autocomplete=\"off\" spellcheck=\"false\" "
-        "aria-label=\"Search\" placeholder=\"Search titles, people, tracks …\">\n"
-        "<select id=\"group\" aria-label=\"Group\">\n<option value=\"*\">All groups</option>\n";
-    for (const auto& [group, count] : groups_) {
-      // The prefix keeps a group's name from matching the value for all groups.
-      const std::string name = escaped(group);
-      put("<option value=\"={}\">{} ({})</option>\n", name, name.empty() ? "No group" : name,
-          count);
+  void add(const CRecord& record) {
+    if (count_ % kBlock == 0) {
+      endBlock();
+      out_ += "<script type=\"application/json\" class=\"items\">\n";
+    } else {
+      out_ += '\n';
     }
-    out_ +=
-        "</select>\n<select id=\"status\" aria-label=\"Status\">\n"
-        "<option value=\"*\">Any status</option>\n";
-    if (due_ > 0) put("<option value=\"due\">Due or due soon ({})</option>\n", due_);
-    for (const auto& [status, count] : statuses_) {
-      if (status == -1)
-        put("<option value=\"none\">No status ({})</option>\n", count);
-      else
-        put("<option value=\"{}\">{} ({})</option>\n", status, statusLabel(status), count);
-    }
-    out_ +=
-        "</select>\n<output id=\"count\" for=\"query group status\" aria-live=\"polite\">"
-        "</output>\n</form>\n</div>\n";
+    ++count_;
+    const std::string cover = coverOf(record);
+    PageItemExtras extras;
+    extras.cover = cover;
+    appendPageItem(record, now_, extras, out_);
+    appendLine(record);
+    handOver();
   }
 
-  static std::string statusLabel(int status) {
-    const std::string name = toUtf8(tessaron::statusLabel(status));
-    return name.empty() ? fmt::format("Status {}", status) : escapeHtml(name);
+  std::string coverOf(const CRecord& record) const {
+    if (covers_ == PageCovers::Addresses) return addressIn(record);
+    return covers_ == PageCovers::None ? std::string() : cover_(record);
   }
 
-  /// Splits a long collection into blocks. The browser holds all but the first as text until the
-  /// script turns them into cards.
-  void cards() {
-    constexpr std::size_t kBlock = 500;
-    out_ += "<main id=\"items\">\n";
-    std::string_view end = "</main>\n";
-    std::size_t count = 0;
-    items_.forEachRecord(true, [&](const CRecord& record) {
-      if (count > 0 && count % kBlock == 0) {
-        out_.append(end).append("<script type=\"text/plain\" class=\"later\">\n");
-        end = "</script>\n";
-      }
-      ++count;
-      card(record);
-      handOver();
-    });
-    out_ += end;
-    if (count > kBlock)
-      put("<noscript><p class=\"none\">Without scripts only the first {} items can be shown.</p>"
-          "</noscript>\n",
-          kBlock);
+  /// Ends the data of a block, and writes its items for browsers without the script.
+  void endBlock() {
+    if (lines_.empty()) return;
+    out_.append("\n</script>\n<noscript><ul class=\"lines\">\n")
+        .append(lines_)
+        .append("</ul></noscript>\n");
+    lines_.clear();
+    handOver();
   }
 
-  void card(const CRecord& record) {
-    const std::string group = escaped(record.ProductGroup);
-    const std::string due = dueMark(record, now_);
-    put("<article class=\"card\" data-id=\"{}\" data-group=\"{}\" data-status=\"{}\" "
-        "data-due=\"{}\">",
-        escaped(record.ASIN), group,
-        record.hasStatus ? std::to_string(record.status) : std::string("none"),
-        due.empty() ? "" : "due");
-    cover(record);
-
-    const std::string title = escaped(record.Title);
-    const std::string byline = people(record);
-    out_ += "<div class=\"body\">";
-    marks(record, due);
-    put("<h2 dir=\"auto\" lang=\"{}\">{}</h2>", language(record.Title),
-        title.empty() ? escaped(record.ASIN) : title);
-    if (!byline.empty())
-      put("<p class=\"by\" dir=\"auto\" lang=\"{}\">{}</p>", language(record.Title), byline);
-    std::string kind = group;
-    if (!record.Binding.empty() && record.Binding != record.ProductGroup)
-      kind += (kind.empty() ? "" : " · ") + escaped(record.Binding);
-    if (!kind.empty()) put("<p class=\"kind\" dir=\"auto\">{}</p>", kind);
-    if (record.hasStatus)
-      put("<p class=\"state\" dir=\"auto\">{}</p>", escaped(statusText(record)));
-    price(record);
-    out_ += "<details><summary>Details</summary><div class=\"more\">";
-    facts(record);
-    texts(record);
-    out_ += "</div></details></div></article>\n";
+  void appendLine(const CRecord& record) {
+    const std::string title = escapeHtml(record.Title.empty() ? record.ASIN : record.Title);
+    lines_ += fmt::format("<li dir=\"auto\"><b>{}</b>", title);
+    std::string status = escapeHtml(toUtf8(statusLabel(record.status)));
+    if (!record.hasStatus) status.clear();
+    if (const std::string due = dueMark(record, now_); !due.empty()) status += ", " + due;
+    for (const std::string& part :
+         {people(record), toUtf8(yearOf(record)), escapeHtml(record.ProductGroup), status,
+          escapeHtml(record.StatusTarget), escapeHtml(record.Notes), escapeHtml(record.ListPrice)})
+      if (!part.empty()) lines_.append(" · ").append(part);
+    lines_ += "</li>\n";
   }
 
-  void cover(const CRecord& record) {
-    put("<div class=\"cover {} h{}\"><div class=\"drawn\" aria-hidden=\"true\" lang=\"{}\">"
-        "<b dir=\"auto\">{}</b><i dir=\"auto\">{}</i></div>",
-        coverShape(record), coverHue(record), language(record.Title), escaped(record.Title),
-        people(record));
-    if (const std::string address = coverAddress(record); !address.empty())
-      put("<img src=\"{}\" alt=\"\" loading=\"lazy\" decoding=\"async\" "
-          "referrerpolicy=\"no-referrer\">",
-          escapeHtml(address));
-    out_ += "</div>";
-  }
-
-  void marks(const CRecord& record, const std::string& due) {
-    if (!record.hasStatus) return;
-    put("<div class=\"marks\"><span class=\"mark s{}\">{}</span>", record.status,
-        statusLabel(record.status));
-    if (!due.empty())
-      put("<span class=\"mark {}\">{}</span>", due == "due soon" ? "soon" : "due", due);
-    out_ += "</div>";
-  }
-
-  void price(const CRecord& record) {
-    out_ += "<div class=\"price\">";
-    for (const std::u16string* price :
-         {&record.ListPrice, &record.LowestNewPrice, &record.LowestUsedPrice}) {
-      if (price->empty()) continue;
-      put("<span>{}</span>", escaped(*price));
-      break;
-    }
-    if (!record.AverageRating.empty()) {
-      put("<span class=\"stars\">{}", stars(record.AverageRating));
-      if (!record.TotalReviews.empty()) put(" ({})", escaped(record.TotalReviews));
-      out_ += "</span>";
-    }
-    out_ += "</div>";
-  }
-
-  void fact(std::string_view label, const std::string& value) {
-    if (!value.empty()) put("<dt>{}</dt><dd dir=\"auto\">{}</dd>", label, value);
-  }
-
-  static std::string offer(const std::u16string& price, const std::u16string& count) {
-    if (price.empty() || count.empty()) return escaped(price);
-    return fmt::format("{} ({})", escaped(price), escaped(count));
-  }
-
-  void facts(const CRecord& record) {
-    out_ += "<dl>";
-    for (const Field* field : kFacts) {
-      if (const auto* text = std::get_if<TextMember>(&field->member))
-        fact(field->page.label, escaped(record.**text));
-      else
-        fact(field->page.label, joined(record.*std::get<ListMember>(field->member)));
-    }
-    fact("List price", escaped(record.ListPrice));
-    fact("New from", offer(record.LowestNewPrice, record.TotalNew));
-    fact("Used from", offer(record.LowestUsedPrice, record.TotalUsed));
-    fact("Offer", escaped(record.offerListing.Price));
-    fact("Availability", escaped(record.offerListing.Availability));
-    const std::size_t slots =
-        std::min(record.customFieldNames.size(), record.customFieldValues.size());
-    for (std::size_t i = 0; i < slots; ++i)
-      fact(escaped(record.customFieldNames[i]), escaped(record.customFieldValues[i]));
-    if (record.copies > 1) fact("Copies", std::to_string(record.copies));
-    for (const CLinkedFile& file : record.files) fact("File", escaped(file.path));
-    fact("Added", isoDate(record.DateAdded));
-    fact("ASIN", escaped(record.ASIN));
-    if (const std::string address = toUtf8(record.DetailPageURL); isWebAddress(address))
-      put("<dt>On the web</dt><dd><a href=\"{}\" rel=\"noopener noreferrer\" target=\"_blank\">"
-          "Product page</a></dd>",
-          escapeHtml(address));
-    out_ += "</dl>";
-  }
-
-  void texts(const CRecord& record) {
-    if (!record.Notes.empty())
-      put("<section><h3>Notes</h3><p class=\"note\" dir=\"auto\">{}</p></section>",
-          escaped(record.Notes));
-    if (!record.description.empty())
-      put("<section><h3>Description</h3><div class=\"text\" dir=\"auto\">{}</div></section>",
-          tidyHtml(toUtf8(record.description)));
-    list("Features", record.features, "ul");
-    for (std::size_t i = 0; i < record.discs.size(); ++i)
-      list(record.discs.size() == 1 ? "Tracks" : fmt::format("Disc {}", i + 1), record.discs[i],
-           "ol");
-    loans(record);
-    reviews(record);
-  }
-
-  /// The loans besides that of the status.
-  void loans(const CRecord& record) {
-    if (record.loans.empty()) return;
-    out_ += "<section><h3>Loans</h3><ul>";
-    for (const CLoan& loan : record.loans) {
-      put("<li dir=\"auto\">{} {}", statusLabel(loan.status), escaped(loan.who));
-      for (const auto& [word, date] : {std::pair("from", loan.begin), std::pair("until", loan.end),
-                                       std::pair("returned", loan.returned)})
-        if (const std::string text = isoDate(date); !text.empty()) put(", {} {}", word, text);
-      out_ += "</li>";
-    }
-    out_ += "</ul></section>";
-  }
-
-  void list(std::string_view heading, const CRecord::Strings& items, std::string_view element) {
-    if (items.empty()) return;
-    put("<section><h3>{}</h3><{}>", heading, element);
-    for (const std::u16string& item : items) put("<li dir=\"auto\">{}</li>", escaped(item));
-    put("</{}></section>", element);
-  }
-
-  void reviews(const CRecord& record) {
-    const std::size_t count = std::min(
-        {record.reviewRatings.size(), record.reviewSummaries.size(), record.reviewContents.size()});
-    if (count == 0) return;
-    out_ += "<section><h3>Reviews</h3>";
-    for (std::size_t i = 0; i < count; ++i)
-      put("<div class=\"review\"><p dir=\"auto\"><span class=\"stars\">{}</span> <b>{}</b></p>"
-          "<div class=\"text plain\" dir=\"auto\">{}</div></div>",
-          stars(record.reviewRatings[i]), escaped(record.reviewSummaries[i]),
-          tidyHtml(toUtf8(record.reviewContents[i])));
-    out_ += "</section>";
-  }
-
-  void foot() {
-    out_ +=
-        "<div id=\"end\" hidden></div>\n<div id=\"none\" class=\"none\" hidden><p>Nothing here "
-        "fits.</p>"
-        "<button type=\"button\" id=\"clear\">Show everything</button></div>\n";
-    if (items_.count() == 0) out_ += "<p class=\"none\">This collection is empty.</p>\n";
-    put("<footer>Covers come from the addresses in the collection; all else is in this "
-        "file.</footer>\n"
-        "<script>{}</script>\n</body>\n</html>\n",
-        kPageScript);
-  }
-
-  Selection& items_;
-  const std::string title_;
-  const SYSTEMTIME now_;
+  PageCovers covers_;
+  const CoverAddress& cover_;
+  SYSTEMTIME now_;
   Output& output_;
-  std::map<std::u16string, std::size_t> groups_;
-  std::map<int, std::size_t> statuses_;
-  std::size_t due_ = 0;
+  std::size_t count_ = 0;
+  std::string lines_;  ///< of the block that is being written
   std::string out_;
 };
 
 }  // namespace
 
 void writeHtmlPage(Selection& items, std::string_view title, const SYSTEMTIME& now,
-                   Output& output) {
-  Page(items, title, now, output).write();
+                   PageCovers covers, const CoverAddress& cover, Output& output) {
+  Page(covers, cover, now, output).write(items, title);
+}
+
+std::string servedPage(std::string_view title, const SYSTEMTIME& now, bool isReadOnly) {
+  std::string out;
+  appendHead(title, "<link rel=\"stylesheet\" href=\"page.css\">\n", out);
+  appendFacts(title, now, true, out);
+  out +=
+      "<noscript><p class=\"none\">This page needs its script.</p></noscript>\n"
+      "<script src=\"page.js\"></script>\n";
+  if (!isReadOnly) out += "<script src=\"page_edit.js\"></script>\n";
+  return out + "</body>\n</html>\n";
+}
+
+void writeServedPage(std::string_view title, const SYSTEMTIME& now, bool isReadOnly,
+                     Output& output) {
+  output.write(servedPage(title, now, isReadOnly));
 }
 
 }  // namespace tessaron::tool

@@ -31,12 +31,13 @@ int run(const Options& options, const Context& context) {
   if (options.form == Form::Table)
     throw Failure{kUsage, {}, "one of --json, --csv, --tsv and --html is required"};
   requireOtherFile(options.output, options.collection);
-  Selection items(options.collection, options.query, options.form == Form::Html);
+  Selection items(options.collection, options.query);
   Output output(options.output);
   if (options.form == Form::Html) {
     const std::string stem =
         options.collection == "-" ? "" : pathText(filePath(options.collection).stem());
-    writeHtmlPage(items, stem.empty() ? "Collection" : stem, utcNow(), output);
+    writeHtmlPage(items, stem.empty() ? "Collection" : stem, utcNow(), PageCovers::Addresses, {},
+                  output);
   } else {
     RecordWriter writer(options.form, output);
     items.forEachRecord(true, [&](const CRecord& record) { writer.write(record); });
