@@ -158,7 +158,7 @@ void appendPageItem(const CRecord& record, const SYSTEMTIME& now, const PageItem
   SparseWriter json(out);
   json.beginObject();
   json.key("key");
-  json.text(record.ASIN);
+  json.text(extras.key.empty() ? record.ASIN : fromUtf8(extras.key));
   json.key("version");
   json.text(fromUtf8(extras.version));
   if (daysLeft(record, now)) {

@@ -10,9 +10,10 @@ namespace tessaron::tool {
 
 /// What an item's object on the page holds besides the record.
 struct PageItemExtras {
-  std::string_view version;  ///< of the item's text in the file; empty: left out
-  bool hasCover = false;     ///< whether the cover is in the image cache of the served collection
-  std::string_view cover;    ///< UTF-8: the cover's address, relative or "data:"; empty: none
+  std::string_view key = {};      ///< UTF-8; empty: the ASIN
+  std::string_view version = {};  ///< of the item's text in the file; empty: left out
+  bool hasCover = false;  ///< whether the cover is in the image cache of the served collection
+  std::string_view cover = {};  ///< UTF-8: the cover's address, relative or "data:"; empty: none
 };
 
 /// Appends the item as one JSON object on one line, as the page and the server's answers have it:

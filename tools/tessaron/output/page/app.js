@@ -127,6 +127,7 @@ const showItem = () => {
     return;
   }
   dialog.dataset.key = entry.key;
+  dialog.dataset.version = entry.item.version ?? '';
   const place = shown.indexOf(entry);
   const button = (label, sign, by) => element('button', {type: 'button', class: 'plain-button', 'aria-label': t(label), title: t(label),
     disabled: !shown[place + by] || place < 0, click: () => step(by)}, sign);
@@ -266,6 +267,8 @@ addEventListener('afterprint', () => {
 
 const add = (items) => {
   for (const item of items) {
+    // Items without a key, or with that of another, have one on this page alone.
+    if (!item.key || byKey.has(item.key)) item.key = `${item.key ?? ''}~${entries.length}`;
     const entry = new Entry(item, entries.length);
     entries.push(entry);
     byKey.set(entry.key, entry);
@@ -327,8 +330,7 @@ const prepare = () => requestIdleCallback?.((deadline) => {
 });
 
 /** What the part that edits works with. */
-const tessaronPage = window.tessaronPage = {entries, byKey, list, dialog, element, text, t, addTexts, ask, counted,
-  addressOf, joined, language, facts, typedName,
+const tessaronPage = window.tessaronPage = {entries, byKey, dialog, element, t, addTexts, ask, facts, typedName,
   get state() {
     return state;
   },
@@ -347,4 +349,4 @@ if (!facts.isServed && document.querySelector('meta[http-equiv]').content.includ
   document.body.append(element('footer', {}, t('Covers come from the addresses in the collection; all else is in this file.')));
 state = readState();
 showControls();
-load();
+tessaronPage.whenLoaded = load();

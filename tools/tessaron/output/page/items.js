@@ -34,10 +34,10 @@ class Entry {
     this.foldedText = null;
   }
   get key() {
-    return this.item.key ?? '';
+    return this.item.key;
   }
   get title() {
-    return this.item.Title || this.key;
+    return this.item.Title || this.item.ASIN || '—';
   }
   get searched() {
     this.foldedText ??= searchedText(this.item);
