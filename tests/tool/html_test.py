@@ -4,7 +4,7 @@ import threading
 import time
 
 from browser import Browser
-from support import RESPONSES, ToolTest, collection, item
+from support import RESPONSES, SOURCE, ToolTest, collection, item
 
 EVIL = "\"'><script>hit('x')</script><img src=x onerror=hit('y')>&amp;"
 DESCRIPTION = """Plain<BR/> <b onclick="hit(1)">bold<p>one<p style="position:fixed">two <i>three</b>
@@ -116,6 +116,25 @@ class Page(ToolTest):
         self.assertEqual((self.each("#error", "e.textContent"), len(self.shown())), (["“titel” is no field."], 15))
         loaded = "return performance.getEntriesByType('resource').map(e => e.initiatorType)"
         self.assertEqual(set(self.run_script(loaded)), {"img"}, "all but the covers is in the file")
+
+    def test_queries_are_those_of_the_tool(self):
+        samples = SOURCE / "tests" / "catalogue" / "samples"
+        leap_day = 1709208000000  # 2024-02-29, 12:00
+        script = self.browser.command("Page.addScriptToEvaluateOnNewDocument", source=f"Date.now = () => {leap_day}")
+        self.addCleanup(self.browser.command, "Page.removeScriptToEvaluateOnNewDocument", **script)
+        self.show(samples / "queried.xml")
+        rows = [line.split("\t") for line in (samples / "queries.txt").read_text().splitlines()]
+        found = [(row[1], "\t".join(row[2:])) for row in rows if row[0] == "found"]
+        wrong = ["\t".join(row[3:]) for row in rows if row[0] == "wrong"]
+        self.assertGreater(min(len(found), len(wrong)), 20)
+        for expected, query in [*found, *((None, query) for query in wrong)]:
+            with self.subTest(query=query):
+                self.search(query)
+                error = self.each("#error", "e.textContent")[0]
+                if expected is None:
+                    self.assertNotEqual(error, "")
+                else:
+                    self.assertEqual(("".join(self.shown()), error), (expected, ""))
 
     def test_keys_and_the_way_back(self):
         """Rows of keys, then the focused or open item, the number of items, and the address."""

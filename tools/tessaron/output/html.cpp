@@ -191,7 +191,9 @@ void writeHtmlPage(Selection& items, std::string_view title, const SYSTEMTIME& n
 
 std::string servedPage(std::string_view title, const SYSTEMTIME& now, bool isReadOnly) {
   std::string out;
-  appendHead(title, "<link rel=\"stylesheet\" href=\"page.css\">\n", out);
+  appendHead(title,
+             "<link rel=\"stylesheet\" href=\"page.css\">\n<link rel=\"icon\" href=\"data:,\">\n",
+             out);
   appendFacts(title, now, true, out);
   out +=
       "<noscript><p class=\"none\">This page needs its script.</p></noscript>\n"

@@ -112,7 +112,10 @@ const apply = (isSame = false) => {
 
 // The open item.
 const dialog = element('dialog', {id: 'item', 'aria-labelledby': 'item-title'});
+/** Whether a form is open in the item, which only its own buttons close. */
+const isEditing = () => dialog.querySelector('.edit[data-open]') !== null;
 const step = (by) => {
+  if (isEditing()) return;
   const entry = shown[shown.indexOf(byKey.get(state.item)) + by];
   if (entry) change({item: entry.key}, false);
 };
@@ -145,7 +148,7 @@ dialog.addEventListener('cancel', (event) => {
   event.preventDefault();
   closeItem();
 });
-dialog.addEventListener('click', (event) => event.target === dialog && closeItem());
+dialog.addEventListener('click', (event) => event.target === dialog && !isEditing() && closeItem());
 
 // The controls.
 const select = (id, label) => element('select', {id, 'aria-label': t(label), change: ({target}) => change({[id]: target.value})});

@@ -66,20 +66,19 @@
     }
   };
 
-  /** A 412: the item as it was when the edit began, and as it is now. */
+  /** A refused edit of an item that others have changed meanwhile; `now` is the item as it is now. */
   class Conflict extends Error {
-    constructor(before, now) {
+    constructor(now) {
       super(t('Someone has changed this item meanwhile. Nothing of yours is lost: what differs is marked below; save again to keep yours.'));
-      Object.assign(this, {before, now});
+      this.now = now;
     }
   }
 
   const pathOf = (entry, verb) => `api/items/${encodeURIComponent(entry.key)}${verb ? `/${verb}` : ''}`;
   const asJson = (method, body) => ({method, headers: {'Content-Type': 'application/json'}, body: JSON.stringify(body)});
 
-  /** Edits an item that nobody has changed since the page got it, and shows what became of it. */
-  const edit = async (entry, method, verb, body) => {
-    const before = entry.item;
+  /** Edits an item that nobody has changed since it was as `before`, and shows what became of it. */
+  const edit = async (entry, before, method, verb, body) => {
     const options = body === undefined ? {method, headers: {}} : asJson(method, body);
     options.headers['If-Match'] = `"${before.version}"`;
     try {
@@ -88,7 +87,7 @@
     } catch (error) {
       if (error.status !== 412 || !error.body.item) throw error;
       replace(entry, error.body.item);
-      throw new Conflict(before, error.body.item);
+      throw new Conflict(error.body.item);
     }
     refreshSoon();
   };
@@ -176,6 +175,7 @@
   /** A form in the place for editing. While it holds what was typed, nothing redraws the item. */
   const openForm = (place, rows, save, controls, entry) => {
     const problem = element('p', {class: 'error', role: 'alert'});
+    let before = entry.item;
     const close = () => {
       delete place.dataset.open;
       page.showItem();
@@ -185,13 +185,15 @@
       problem.textContent = '';
       form.inert = true;
       try {
-        await save();
+        await save(before);
         delete place.dataset.open;
         page.showItem();
         say(t('Saved.'));
       } catch (error) {
         problem.textContent = error.message;
-        if (error instanceof Conflict) for (const each of controls) each.rebase(error.now);
+        if (!(error instanceof Conflict)) return;
+        before = error.now;
+        for (const each of controls) each.rebase(before);
       } finally {
         form.inert = false;
       }
@@ -229,9 +231,9 @@
       added.input.focus();
     }}, element('option', {value: ''}, t('Another field')),
     editable.filter((name) => !controls.some((each) => each.name === name)).map((name) => element('option', {value: name}, labelOf(name))));
-    openForm(place, [rows, more], async () => {
+    openForm(place, [rows, more], async (before) => {
       const body = changesIn(controls);
-      if (Object.keys(body).length) await edit(entry, 'PATCH', '', body);
+      if (Object.keys(body).length) await edit(entry, before, 'PATCH', '', body);
     }, controls, entry);
   };
 
@@ -242,12 +244,12 @@
     to.input.setAttribute('list', 'people');
     const due = control('status.end', t('Due on'), {});
     openForm(place, [element('div', {class: 'fields'}, to.node, due.node), element('datalist', {id: 'people'}, [...people].map((name) => element('option', {value: name})))],
-      () => edit(entry, 'POST', 'lend', {to: to.input.value, ...(due.input.value && {due: due.input.value})}), [], entry);
+      (before) => edit(entry, before, 'POST', 'lend', {to: to.input.value, ...(due.input.value && {due: due.input.value})}), [], entry);
   };
 
   const isOut = (item) => (item.status?.value ?? 9) <= 3 || (item.loans ?? []).some((loan) => !loan.returned);
   const remove = async (entry) => {
-    await edit(entry, 'DELETE', '');
+    await edit(entry, entry.item, 'DELETE', '');
     page.change({item: ''}, false);
     await reload();
     say(t('“{0}” was removed.', entry.title), button('Undo', attempt(() => takeBack('undo'))));
@@ -258,7 +260,7 @@
     place.replaceChildren(
       button('Lend', () => lendForm(entry, place)),
       ...(isOut(entry.item) ? [button('Return', attempt(async () => {
-        await edit(entry, 'POST', 'return', {});
+        await edit(entry, entry.item, 'POST', 'return', {});
         page.showItem();
         say(t('Saved.'));
       }))] : []),
