@@ -174,6 +174,7 @@ const factsOf = (item) => {
     [t('Availability'), item.offerListing?.Availability],
     ...(item.customFields ?? []).map(({name, value}) => [name, value]),
     [t('Copies'), item.copies > 1 && String(item.copies)],
+    ...(item.files ?? []).map((file) => [t('File'), file.path]),
     [t('Added'), item.DateAdded],
     ['ASIN', item.ASIN],
     [t('On the web'), link],

@@ -173,6 +173,7 @@ const textsOf = (item, field) => {
     return (item.customFields ?? []).filter((slot) => slot.value && fold(slot.name ?? '') === field.custom)
       .map((slot) => slot.value);
   if (field.name === 'people') return PEOPLE.flatMap((name) => collectTexts(item[name], []));
+  if (field.name === 'file') return (item.files ?? []).map((file) => file.path);
   if (field.name === 'year') return collectTexts(yearOf(item), []);
   const [name, part] = field.name.split('.');
   return collectTexts(part ? item[name]?.[part] : item[name], []);
@@ -215,24 +216,26 @@ class QueryParser {
     if (term.isNegated && (++this.at, this.isAtEnd()))
       throw new QueryError(this.at - 1, 'Nothing follows the minus; put it in quotation marks to search for it.');
     for (;;) {
-      const last = term.alternatives.at(-1);
-      term.alternatives.push(this.parseAlternative(last?.field ?? null, last?.isExact ?? false));
+      term.alternatives.push(this.parseAlternative(term.alternatives.at(-1) ?? {field: null, isExact: false}));
       if (this.isAtEnd()) return term;
       ++this.at;  // the comma
     }
   }
 
-  parseAlternative(field, isExact) {
+  parseAlternative({field, isExact, test}) {
     const begin = this.at;
     const name = /^([a-z][\w.\-\u0080-\uffff]*)[:=]/i.exec(this.text.slice(begin))?.[1];
     if (name) {
-      field = findField(name);
-      if (!field) throw new QueryError(begin, '“{0}” is no field.', name);
+      test = ['has', 'missing'].find((each) => each === name.toLowerCase());
+      field = test ? null : findField(name);
+      if (!field && !test) throw new QueryError(begin, '“{0}” is no field.', name);
       this.at += name.length;
+      if (test && this.text[this.at] === '=') throw new QueryError(this.at, 'Write {0}:file, with a colon.', name);
       isExact = this.text[this.at++] === '=';
     }
     const place = this.at;
     const value = this.parseValue();
+    if (test) return this.resolveTest(test, value, place);
     if (value) return this.resolve({field, isExact, value}, place);
     const isQuoted = this.at > place;
     if (!name && !isQuoted)
@@ -275,6 +278,13 @@ class QueryParser {
     return {...alternative, folded};
   }
 
+  resolveTest(test, value, place) {
+    if (test === 'missing') throw new QueryError(place, 'A page cannot look for files.');
+    const field = findField(value);
+    if (!field) throw new QueryError(place, '“{0}” is no field.', value);
+    return {field, test};
+  }
+
   resolveRange(kind, value, place) {
     const sign = value.indexOf('..');
     const [from, to] = sign < 0 ? [value, value] : [value.slice(0, sign), value.slice(sign + 2)];
@@ -300,9 +310,10 @@ class QueryParser {
 }
 
 const matchesField = (item, alternative) => {
-  const {field, isAbsence, isExact, folded, range} = alternative;
-  if (isAbsence && field.name === 'status.name') return !item.status;
+  const {field, isAbsence, isExact, test, folded, range} = alternative;
+  if (field.name === 'status.name' && (isAbsence || test)) return Boolean(item.status) === !isAbsence;
   const found = textsOf(item, field);
+  if (test) return found.length > 0;
   if (isAbsence) return found.length === 0;
   return found.some((text) => {
     if (!range) return isExact ? fold(text) === folded : fold(text).includes(folded);
