@@ -238,6 +238,116 @@ constexpr OpenDocument kOpenDocuments[] = {
     {"application/vnd.oasis.opendocument.presentation", "OpenDocument Presentation"},
     {"application/vnd.oasis.opendocument.graphics", "OpenDocument Drawing"}};
 
+void addFictionTitle(Element title, BookContent& book) {
+  for (const Element element : title.children()) {
+    const std::string_view name = element.name();
+    if (name == "book-title") add(label::kTitle, element.elementText(), book.texts);
+    if (name == "genre") add(label::kGenre, element.elementText(), book.texts);
+    if (name == "lang") add(label::kLanguage, element.elementText(), book.texts);
+    if (name == "date") add(label::kYear, element.elementText(), book.texts);
+    if (name == "sequence") add(label::kSeries, fromUtf8(attributeOf(element, "name")), book.texts);
+    if (name != "author") continue;
+    std::u16string person;
+    for (const Element part : element.children())
+      if (part.name().ends_with("-name")) person += u' ' + trimmed(part.elementText());
+    add(label::kAuthor, person, book.texts);
+  }
+}
+
+/// Reads a Mobipocket book: a database whose first record describes the others.
+class MobipocketReader {
+ public:
+  MobipocketReader(File& file, BookContent& book) : file_(file), book_(book) {}
+
+  void read(bool wantsCover) {
+    const auto head = bytesAt(76, 10);
+    ByteReader places(head);
+    records_ = places.u16be();
+    const std::uint32_t first = places.u32be();
+    const auto record = bytesAt(first, kMaxRecord);
+    if (!readHeader(record)) return;
+    const std::uint64_t number = std::uint64_t{firstPicture_} + cover_;
+    if (cover_ == kNone || number + 1 >= records_) return;
+    book_.coverName = "cover";
+    if (wantsCover) readCover(number);
+  }
+
+ private:
+  using Bytes = std::span<const std::byte>;
+  struct Row {
+    std::uint32_t number;
+    std::uint32_t label;
+  };
+  // The records of the extended header.
+  static constexpr Row kRows[] = {{100, label::kAuthor},      {101, label::kPublisher},
+                                  {103, label::kDescription}, {104, label::kIsbn},
+                                  {105, label::kKeywords},    {106, label::kYear},
+                                  {503, label::kTitle},       {524, label::kLanguage}};
+  static constexpr std::uint32_t kCoverRecord = 201, kUtf8 = 65001, kNone = 0xFFFFFFFF;
+  static constexpr std::size_t kMaxRecord = std::size_t{256} << 10;
+
+  std::vector<std::byte> bytesAt(std::uint64_t at, std::size_t size) {
+    std::vector<std::byte> bytes(size);
+    bytes.resize(readFully(file_, at, bytes).value_or(0));
+    return bytes;
+  }
+
+  std::u16string text(Bytes bytes) const {
+    const std::string raw(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return isUtf8_ ? fromUtf8(raw) : utf82wchar(raw);
+  }
+
+  bool readHeader(Bytes record) {
+    ByteReader reader(record);
+    reader.skip(16);
+    if (reader.u32be() != 0x4D4F4249) return false;  // "MOBI"
+    const std::uint32_t headerSize = reader.u32be();
+    reader.skip(4);
+    isUtf8_ = reader.u32be() == kUtf8;
+    reader.skip(84 - reader.position());
+    const std::uint32_t titleAt = reader.u32be(), titleSize = reader.u32be();
+    reader.skip(108 - reader.position());
+    firstPicture_ = reader.u32be();
+    if (reader.ok() && headerSize < record.size() - 16)
+      readExtended(record.subspan(16 + headerSize));
+    if (titleAt < record.size() && titleSize <= record.size() - titleAt)
+      add(label::kTitle, text(record.subspan(titleAt, titleSize)), book_.texts);
+    return true;
+  }
+
+  void readExtended(Bytes bytes) {
+    ByteReader reader(bytes);
+    if (reader.u32be() != 0x45585448) return;  // "EXTH"
+    reader.skip(4);
+    const std::uint32_t count = reader.u32be();
+    for (std::uint32_t i = 0; i < count && reader.ok(); ++i) {
+      const std::uint32_t number = reader.u32be(), size = reader.u32be();
+      const auto value = reader.bytes(size - std::min(size, 8u));
+      const auto row = std::ranges::find(kRows, number, &Row::number);
+      if (reader.ok() && row != std::end(kRows)) add(row->label, text(value), book_.texts);
+      if (number == kCoverRecord) cover_ = ByteReader(value).u32be();
+    }
+  }
+
+  void readCover(std::uint64_t number) {
+    const auto ends = bytesAt(78 + 8 * number, 12);
+    ByteReader range(ends);
+    const std::uint32_t begin = range.u32be();
+    range.skip(4);
+    const std::uint32_t end = range.u32be();
+    if (!range.ok() || begin >= end || end - begin > kMaxCover) return;
+    const auto picture = bytesAt(begin, end - begin);
+    book_.cover.assign(reinterpret_cast<const char*>(picture.data()), picture.size());
+  }
+
+  File& file_;
+  BookContent& book_;
+  std::uint16_t records_ = 0;
+  bool isUtf8_ = false;
+  std::uint32_t firstPicture_ = 0;
+  std::uint32_t cover_ = kNone;  // counted from the first picture
+};
+
 }  // namespace
 
 BookContent readZipContent(File& file, const std::vector<ZipEntry>& entries, bool wantsCover) {
@@ -282,22 +392,7 @@ BookContent readFictionBook(File& file) {
   tree.parse(text);
   const Element root = tree.root();
   if (!root) return book;
-  if (const Element title = root.child("title-info")) {
-    for (const Element element : title.children()) {
-      const std::string_view name = element.name();
-      if (name == "book-title") add(label::kTitle, element.elementText(), book.texts);
-      if (name == "genre") add(label::kGenre, element.elementText(), book.texts);
-      if (name == "lang") add(label::kLanguage, element.elementText(), book.texts);
-      if (name == "date") add(label::kYear, element.elementText(), book.texts);
-      if (name == "sequence")
-        add(label::kSeries, fromUtf8(attributeOf(element, "name")), book.texts);
-      if (name != "author") continue;
-      std::u16string person;
-      for (const Element part : element.children())
-        if (part.name().ends_with("-name")) person += u' ' + trimmed(part.elementText());
-      add(label::kAuthor, person, book.texts);
-    }
-  }
+  if (const Element title = root.child("title-info")) addFictionTitle(title, book);
   if (const Element published = root.child("publish-info")) {
     if (const Element isbn = published.child("isbn"))
       add(label::kIsbn, fromUtf8(isbnOf(toUtf8(isbn.elementText()), "isbn")), book.texts);
@@ -308,71 +403,8 @@ BookContent readFictionBook(File& file) {
 }
 
 BookContent readMobipocket(File& file, bool wantsCover) {
-  struct Row {
-    std::uint32_t number;
-    std::uint32_t label;
-  };
-  // The records of the extended header.
-  constexpr Row kRows[] = {{100, label::kAuthor},      {101, label::kPublisher},
-                           {103, label::kDescription}, {104, label::kIsbn},
-                           {105, label::kKeywords},    {106, label::kYear},
-                           {503, label::kTitle},       {524, label::kLanguage}};
-  constexpr std::uint32_t kCoverRecord = 201, kUtf8 = 65001;
-  constexpr std::size_t kMaxRecord = std::size_t{256} << 10;
   BookContent book;
-  const auto bytesAt = [&](std::uint64_t at, std::size_t size) {
-    std::vector<std::byte> bytes(size);
-    bytes.resize(readFully(file, at, bytes).value_or(0));
-    return bytes;
-  };
-  const auto head = bytesAt(76, 10);
-  ByteReader places(head);
-  const std::uint16_t records = places.u16be();
-  const std::uint32_t first = places.u32be();
-  const auto record = bytesAt(first, kMaxRecord);
-  ByteReader reader(record);
-  reader.skip(16);
-  if (reader.u32be() != 0x4D4F4249) return book;  // "MOBI"
-  const std::uint32_t headerSize = reader.u32be();
-  reader.skip(4);
-  const bool isUtf8 = reader.u32be() == kUtf8;
-  const auto text = [&](std::span<const std::byte> bytes) {
-    const std::string raw(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    return isUtf8 ? fromUtf8(raw) : utf82wchar(raw);
-  };
-  reader.skip(84 - reader.position());
-  const std::uint32_t titleAt = reader.u32be(), titleSize = reader.u32be();
-  reader.skip(108 - reader.position());
-  const std::uint32_t firstPicture = reader.u32be();
-  std::uint32_t cover = 0xFFFFFFFF;
-  if (reader.ok() && headerSize < record.size() - 16) {
-    const std::span<const std::byte> bytes(record);
-    ByteReader extended(bytes.subspan(16 + headerSize));
-    const bool isExtended = extended.u32be() == 0x45585448;  // "EXTH"
-    extended.skip(4);
-    const std::uint32_t count = extended.u32be();
-    for (std::uint32_t i = 0; isExtended && i < count && extended.ok(); ++i) {
-      const std::uint32_t number = extended.u32be(), size = extended.u32be();
-      const auto value = extended.bytes(size - std::min(size, 8u));
-      const auto row = std::ranges::find(kRows, number, &Row::number);
-      if (extended.ok() && row != std::end(kRows)) add(row->label, text(value), book.texts);
-      if (number == kCoverRecord) cover = ByteReader(value).u32be();
-    }
-  }
-  if (titleAt < record.size() && titleSize <= record.size() - titleAt)
-    add(label::kTitle, text(std::span(record).subspan(titleAt, titleSize)), book.texts);
-  const std::uint64_t number = std::uint64_t{firstPicture} + cover;
-  if (cover == 0xFFFFFFFF || number + 1 >= records) return book;
-  book.coverName = "cover";
-  const auto ends = bytesAt(78 + 8 * number, 12);
-  ByteReader range(ends);
-  const std::uint32_t begin = range.u32be();
-  range.skip(4);
-  const std::uint32_t end = range.u32be();
-  if (wantsCover && range.ok() && begin < end && end - begin <= kMaxCover) {
-    const auto picture = bytesAt(begin, end - begin);
-    book.cover.assign(reinterpret_cast<const char*>(picture.data()), picture.size());
-  }
+  MobipocketReader(file, book).read(wantsCover);
   return book;
 }
 

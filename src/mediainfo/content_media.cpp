@@ -241,8 +241,8 @@ std::u16string listed(const std::vector<std::u16string>& texts, const char16_t* 
   return list;
 }
 
-void addLists(const MediaContent& media, PropertyMap& info) {
-  std::vector<std::u16string> sound, subtitles, titles, covers;
+void addLanguages(const MediaContent& media, PropertyMap& info) {
+  std::vector<std::u16string> sound, subtitles;
   for (const MediaTrack& track : media.tracks) {
     if (track.kind == MediaTrack::Kind::Video) continue;
     const bool isSound = track.kind == MediaTrack::Kind::Audio;
@@ -255,26 +255,33 @@ void addLists(const MediaContent& media, PropertyMap& info) {
     if (!text.empty() && (!isSound || std::ranges::find(list, text) == list.end()))
       list.push_back(std::move(text));
   }
-  for (const MediaCover& cover : media.covers) {
-    MediaTrack picture;
-    picture.codec = cover.codec == "mjpeg" ? "jpeg" : cover.codec;
-    std::u16string text = codecName(picture);
-    PictureMeasures size{cover.width, cover.height};
-    if (size.width == 0 && !cover.bytes.empty()) {
-      const auto file =
-          memoryFile({reinterpret_cast<const char*>(cover.bytes.data()), cover.bytes.size()});
-      measurePicture(*file, cover.bytes.size(), size);
-    }
-    if (size.width > 0 && size.height > 0)
-      text += u' ' + decimalText(size.width, 0) + u" x " + decimalText(size.height, 0);
-    text +=
-        u", " + hr_unitCalculator(static_cast<double>(cover.bytes.size()), u"B", u"kmgtp", 1000);
-    covers.push_back(std::move(text));
-  }
-  for (const std::string& title : media.chapters)
-    if (!title.empty()) titles.push_back(fromUtf8(title));
   add(info, label::kAudioLanguages, listed(sound, u", "));
   add(info, label::kSubtitleLanguages, listed(subtitles, u", "));
+}
+
+// Such as "JPEG 600 x 600, 80 kB".
+std::u16string coverText(const MediaCover& cover) {
+  MediaTrack picture;
+  picture.codec = cover.codec == "mjpeg" ? "jpeg" : cover.codec;
+  std::u16string text = codecName(picture);
+  PictureMeasures size{cover.width, cover.height};
+  if (size.width == 0 && !cover.bytes.empty()) {
+    const auto file =
+        memoryFile({reinterpret_cast<const char*>(cover.bytes.data()), cover.bytes.size()});
+    measurePicture(*file, cover.bytes.size(), size);
+  }
+  if (size.width > 0 && size.height > 0)
+    text += u' ' + decimalText(size.width, 0) + u" x " + decimalText(size.height, 0);
+  return text + u", " +
+         hr_unitCalculator(static_cast<double>(cover.bytes.size()), u"B", u"kmgtp", 1000);
+}
+
+void addLists(const MediaContent& media, PropertyMap& info) {
+  addLanguages(media, info);
+  std::vector<std::u16string> titles, covers;
+  for (const MediaCover& cover : media.covers) covers.push_back(coverText(cover));
+  for (const std::string& title : media.chapters)
+    if (!title.empty()) titles.push_back(fromUtf8(title));
   add(info, label::kCovers, listed(covers, u"; "));
   if (!media.chapters.empty())
     add(info, label::kChapters, decimalText(static_cast<double>(media.chapters.size()), 0));

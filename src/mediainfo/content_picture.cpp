@@ -449,6 +449,34 @@ std::uint32_t pixels(double length) {
   return length > 0 && length < kMax ? static_cast<std::uint32_t>(std::lround(length)) : 0;
 }
 
+// The third and fourth number of a viewBox.
+void readViewBox(const std::string& value, PictureContent& picture) {
+  double box[4] = {};
+  const char* at = value.c_str();
+  for (double& number : box) {
+    char* end = nullptr;
+    number = std::strtod(at, &end);
+    at = *end == ',' ? end + 1 : end;
+  }
+  picture.width = pixels(box[2]);
+  picture.height = pixels(box[3]);
+}
+
+// The measures in the tag of the root: those of the picture, or else of what it shows.
+void readSvgMeasures(std::string_view text, const XmlScanner& scanner, PictureContent& picture) {
+  double width = 0, height = 0;
+  for (const XmlScanner::Attribute& attribute : scanner.attributes()) {
+    const std::string_view name = attribute.name.of(text);
+    const std::string value(attribute.value.of(text));
+    if (name == "width") width = svgLength(value);
+    if (name == "height") height = svgLength(value);
+    if (name == "viewBox" && picture.width == 0) readViewBox(value, picture);
+  }
+  if (width <= 0 || height <= 0) return;
+  picture.width = pixels(width);
+  picture.height = pixels(height);
+}
+
 }  // namespace
 
 PictureContent readPictureContent(File& file) {
@@ -493,30 +521,7 @@ PictureContent readSvgContent(File& file) {
     label = 0;
     if (scanner.depth() == 2 && scanner.name() == "title") label = label::kPictureTitle;
     if (scanner.depth() == 2 && scanner.name() == "desc") label = label::kDescription;
-    if (scanner.depth() > 1) continue;
-    double width = 0, height = 0;
-    for (const XmlScanner::Attribute& attribute : scanner.attributes()) {
-      const auto range = [&](TextRange part) {
-        return text.substr(part.begin, part.end - part.begin);
-      };
-      const std::string value(range(attribute.value));
-      if (range(attribute.name) == "width") width = svgLength(value);
-      if (range(attribute.name) == "height") height = svgLength(value);
-      if (range(attribute.name) != "viewBox" || picture.width != 0) continue;
-      double box[4] = {};
-      const char* at = value.c_str();
-      for (double& number : box) {
-        char* end = nullptr;
-        number = std::strtod(at, &end);
-        at = *end == ',' ? end + 1 : end;
-      }
-      picture.width = pixels(box[2]);
-      picture.height = pixels(box[3]);
-    }
-    if (width > 0 && height > 0) {
-      picture.width = pixels(width);
-      picture.height = pixels(height);
-    }
+    if (scanner.depth() <= 1) readSvgMeasures(text, scanner, picture);
   }
   return picture;
 }
