@@ -2,8 +2,9 @@ import datetime
 import os
 import pty
 import subprocess
+import unittest
 
-from support import TOOL, ToolTest, collection, item
+from support import ON_WINDOWS, TOOL, ToolTest, collection, item
 
 TODAY = datetime.date.today()
 
@@ -221,6 +222,14 @@ class Edit(ToolTest):
         self.assertRegex(os.read(ours, 4096).decode(), r"no number\r\nEdit again \(e\) or give up \(g\)\? Edit again")
         os.close(ours)
         os.close(theirs)
+
+    @unittest.skipUnless(ON_WINDOWS, "the editors above are those of Linux")
+    def test_an_editor_of_windows(self):
+        for editor, code, authors in [("cmd.exe /c echo author: Ines>>", 0, ["Ines"]), ("cmd.exe /c exit 3", 1, ["Ines"]),
+                                      ("no-such-editor", 1, ["Ines"])]:
+            self.setting(VISUAL=editor)
+            self.tool("edit", "-c", "c.xml", "A1", code=code)
+            self.assertEqual(self.record()["authors"], authors)
 
     def test_simultaneous_edits_do_not_lose_one_another(self):
         self.file.write_text(collection(*(item(f"A{i}") for i in range(24))))

@@ -41,6 +41,15 @@ class Import(ToolTest):
                          ["Birnen", datetime.date.today().isoformat(), "Åsa", "signed", 3,
                           [{"name": "Shelf", "value": "7"}]])
 
+    def test_names_and_titles_take_any_character(self):
+        name, title = "本屋 🎵 é.xml", "星を編む 🎵"
+        self.write(name, response(item("A1", title)))
+        self.assert_counts([1, 0, 0], name)
+        self.tool("export", "--json", "-c", "c.xml", "-o", "出力🎵.json")
+        self.tool("import", "-c", name + "2", "出力🎵.json")
+        self.setting(TESSARON_COLLECTION=name + "2")
+        self.assertEqual(self.tool("list", "--format", "{title}", title.split()[0]).out, title + "\n")
+
     def test_stores_what_items_sort_by_and_knows_them_again(self):
         people = "".join(f"<{kind}>jo van der doe</{kind}>" for kind in ("Actor", "Author"))
         def shop(title):

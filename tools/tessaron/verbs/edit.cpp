@@ -132,12 +132,12 @@ void addEdit(CLI::App& app, Context& context) {
   CLI::App* verb = app.add_subcommand("edit", "Opens an item as a text in your editor");
   verb->footer(
       std::string(kItemHelp) +
-      "\nThe editor is $VISUAL, else $EDITOR, else vi. The text has a line \"field: value\" for "
-      "each\n"
-      "value; the names of fields are those of set --field. When the editor ends, errors are told\n"
-      "with their lines, and you can go on editing or give up. Nothing is changed when the item "
-      "was\n"
-      "changed meanwhile. A text that was not taken is kept, and you are told where.");
+      "\nThe editor is $VISUAL, else $EDITOR, else vi (Notepad on Windows). The text has a line\n"
+      "\"field: value\" for each value; the names of fields are those of set --field. When the\n"
+      "editor ends, errors are told with their lines, and you can go on editing or give up. "
+      "Nothing\n"
+      "is changed when the item was changed meanwhile. A text that was not taken is kept, and you\n"
+      "are told where.");
   addCollectionOption(*verb, options->collection, true);
   addItemArgument(*verb, options->item);
   verb->callback([&context, options] {

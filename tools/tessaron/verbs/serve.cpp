@@ -10,6 +10,7 @@
 #include "cli/input.h"
 #include "cli/options.h"
 #include "cli/output.h"
+#include "cli/paths.h"
 #include "platform/browser.h"
 #include "serve/server.h"
 #include "support/text.h"
@@ -36,7 +37,7 @@ std::string readPassword(const std::string& path) {
   namespace fs = std::filesystem;
   std::error_code error;
   constexpr fs::perms kOthers = fs::perms::group_all | fs::perms::others_all;
-  const fs::file_status status = fs::status(path, error);
+  const fs::file_status status = fs::status(filePath(path), error);
   if (!error && fs::is_regular_file(status) && (status.permissions() & kOthers) != fs::perms::none)
     throw Failure{kUsage, path,
                   "others may read the password; make it a file of yours (chmod 600)"};
@@ -92,7 +93,7 @@ int run(const Options& options, const Context& context) {
   Server server(serverOptions);
   Access access(accessOptions(options, server.port()));
   SiteOptions siteOptions;
-  siteOptions.title = std::filesystem::path(options.collection).stem().string();
+  siteOptions.title = pathText(filePath(options.collection).stem());
   siteOptions.isReadOnly = options.isReadOnly;
   Site site(collection, access, siteOptions);
   print(access.address() + '\n');
