@@ -10,6 +10,7 @@
 #include "catalogue/item_merge.h"
 #include "catalogue/item_numbers_internal.h"
 #include "catalogue/title_key.h"
+#include "platform/system.h"
 #include "support/fold.h"
 
 namespace tessaron {
@@ -158,6 +159,12 @@ ItemChange JoinDuplicates::change(const ItemStream& items) {
   if (readFailed()) return {ItemChange::Kind::GiveUp, {}};
   if (text == items.item()) return {};
   return replaceItem(items, std::move(text));
+}
+
+bool JoinDuplicates::accept() {
+  if (readFailed() || isOutdated()) return false;
+  if (!replacesOpenFiles()) duplicates_.parts_->file.close();
+  return true;
 }
 
 bool JoinDuplicates::readFailed() const { return duplicates_.parts_->file.hasFailed(); }

@@ -71,7 +71,7 @@ class TESSARON_API JoinDuplicates : public ItemEdit {
   ~JoinDuplicates() override;
 
   ItemChange change(const ItemStream& items) override;
-  bool accept() override { return !readFailed() && !isOutdated(); }
+  bool accept() override;
 
   /// Whether the collection could not be read a second time.
   bool readFailed() const;

@@ -27,6 +27,8 @@ class ItemFile {
   /// The text of the item at `index`. Empty when the file cannot be read any more.
   std::string read(std::size_t index);
   bool hasFailed() const { return hasFailed_; }
+  /// Closes the file; no item can be read afterwards.
+  void close() { file_.reset(); }
 
  private:
   struct Place {

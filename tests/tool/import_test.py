@@ -80,6 +80,7 @@ class Import(ToolTest):
         self.assert_counts([0, 1, 0], "r.xml", "--sort-language", "auto")
         self.assertEqual(stored()[0], "Misérables, Les")
         self.assert_counts([0, 0, 1], "r.xml", "--sort-language", "auto")
+        self.needs_linux("a file with settings")
         self.setting(TESSARON_SETTINGS=self.folder)  # which cannot be read as a file
         self.assert_failures([
             (66, "cannot be opened", "import", "-c", "c.xml", "r.xml"),
@@ -92,6 +93,7 @@ class Import(ToolTest):
         self.assertEqual([(r["file"], r["item"], r["title"], bool(r["reason"]))
                           for r in self.assert_counts([1, 0, 0], "-", text=text)],
                          [("standard input", 2, "Nameless", True)])
+        self.needs_linux("names for pipes")
         read, write = os.pipe()
         os.write(write, text.replace("A1", "A2").encode())
         os.close(write)

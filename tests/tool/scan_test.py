@@ -55,12 +55,7 @@ def readers():
 
 
 class ScanTest(ToolTest):
-    def tool(self, *arguments, **options):
-        """With slashes in the paths of Windows, too."""
-        done = super().tool(*arguments, **options)
-        if ON_WINDOWS:
-            done.out, done.err = (re.sub(r"\\\\|\\", "/", text) for text in (done.out, done.err))
-        return done
+    tells_paths = True
 
     def files(self, *arguments, **options):
         return {file["name"]: file for folder in self.json("scan", *arguments, **options)

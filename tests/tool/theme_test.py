@@ -29,6 +29,8 @@ def package(**files):
 
 
 class Theme(ToolTest):
+    tells_paths = True
+
     def test_tells_what_is_in_a_package(self):
         self.write("t.tpk", package(**{"day.png": b"x" * 999}))
         info = self.json("theme", "info", "t.tpk")
@@ -108,6 +110,7 @@ class Theme(ToolTest):
             self.assertLessEqual(group["oly"] + group["olheight"], height)
 
     def test_lists_and_selects_what_the_data_folder_has(self):
+        self.needs_linux("a data folder of one's choice")
         settings, data = self.folder / "settings.db", self.folder / "home" / "Data"
         self.setting(TESSARON_HOME=self.folder / "home", TESSARON_SETTINGS=settings)
         self.assertIn("no themes", self.tool("theme", "list", code=1).err)
