@@ -1,19 +1,22 @@
 #include "platform/browser.h"
 
+// The second header needs the first.
+// clang-format off
+#include "platform/types.h"
 #include <shellapi.h>
+// clang-format on
 
-#include "platform/win32/wide.h"
-#include "support/text.h"
+#include "platform/win32/error.h"
+#include "platform/win32/utf8.h"
 
 namespace tessaron {
 
 std::error_code openInBrowser(const std::string& address) {
-  const std::u16string path = fromUtf8(address);
+  const std::u16string path = widened(address);
   const HINSTANCE result =
       ShellExecuteW(nullptr, L"open", wide(path), nullptr, nullptr, SW_SHOWNORMAL);
   // Above 32 it is no error.
-  if (reinterpret_cast<std::intptr_t>(result) > 32) return {};
-  return {static_cast<int>(GetLastError()), std::system_category()};
+  return reinterpret_cast<std::intptr_t>(result) > 32 ? std::error_code() : lastError();
 }
 
 }  // namespace tessaron
