@@ -1,5 +1,6 @@
 """A headless Chromium, steered by chromedriver over its plain HTTP interface."""
 
+import base64
 import json
 import re
 import subprocess
@@ -52,6 +53,23 @@ class Browser:
 
     def open(self, address):
         self._post("/url", url=address)
+
+    def new_tab(self):
+        """Opens another tab; returns the names of the one that was in front and of the new one."""
+        old = self._request("GET", self._session + "/window")
+        new = self._post("/window/new", type="tab")["handle"]
+        self.switch_to(new)
+        return old, new
+
+    def switch_to(self, tab):
+        self._post("/window", handle=tab)
+
+    def close_tab(self):
+        self._request("DELETE", self._session + "/window")
+
+    def picture(self, path):
+        """Saves what the window shows as PNG."""
+        path.write_bytes(base64.b64decode(self._request("GET", self._session + "/screenshot")))
 
     def run(self, script, *arguments):
         """The value that a function body returns in the page."""

@@ -35,9 +35,10 @@ class Answers(ServeTest):
     def test_reading(self):
         served = self.serve()
         for target, kind, expected in [
-            ("/", "text/html", "<script src=\"/page.js\""),
+            ("/", "text/html", "<script src=\"page_edit.js\""),
             ("/page.css", "text/css", "{"),
             ("/page.js", "text/javascript", "use strict"),
+            ("/page_edit.js", "text/javascript", "use strict"),
             ("/api/collection", JSON, r'^{"title":"c","count":4,"version":"\w{16}","readOnly":false,"undo":null,"redo":null}'),
             ("/api/items/A2", JSON, '"Fox & Weir"'),
             ("/api/items?query=tide&sort=-title", JSON, r'(?s)"total":2,.*"Tides".*"Low Tide"'),
@@ -83,6 +84,9 @@ class Answers(ServeTest):
             (404, "nothing at this", "GET", "/%2e%2e/%2e%2e/etc/passwd", {}),
             (404, "nothing at this", "GET", "/page.css/..%2f..%2fetc%2fpasswd", {}),
             (404, "no such item", "GET", "/api/items/..%2f..%2fc.xml", {}),
+            (404, "no such cover", "GET", "/covers/..%2fc.xml", {}),
+            (404, "no such cover", "GET", "/covers/A1?size=small", {}),
+            (400, "size must be", "GET", "/covers/A1?size=huge", {}),
             (400, "no text in UTF-8", "GET", "/api/items/%ff", {}),
             (400, "no text in UTF-8", "GET", "/api/items?query=%c3", {}),
             (400, "no text in UTF-8", "GET", "/api/items/a%00b", {}),
@@ -357,6 +361,7 @@ class Edits(ServeTest):
         self.assertEqual(served.edit("POST", "/api/items", {"title": "First"}).status, 201)
         reader = self.serve("--read-only")
         self.assertTrue(reader.get("/api/collection").json()["readOnly"])
+        self.assertNotIn(b"page_edit", reader.get("/").body)
         self.assertEqual({reader.edit(*row[2:]).status for row in rows}, {403})
 
     def test_events_tell_of_edits_here_and_elsewhere(self):

@@ -13,8 +13,8 @@
 #include "cli/input.h"
 #include "cli/paths.h"
 #include "cli/selection.h"
+#include "output/page_item.h"
 #include "platform/system.h"
-#include "serve/item_json.h"
 
 namespace tessaron::tool {
 namespace {
@@ -26,12 +26,14 @@ constexpr int kMaxAttempts = 5;
 /// The file was written over while it was read.
 struct Stale {};
 
-/// Relative dates in queries and due marks are counted from the day.
-struct DayKey {
+/// What an answer depends on besides the file: relative dates in queries and due marks are counted
+/// from the day.
+struct AnswerKey {
   ListRequest request;
   std::uint32_t day;
+  std::string covers;  ///< the version of their cache
 
-  bool operator==(const DayKey&) const = default;
+  bool operator==(const AnswerKey&) const = default;
 };
 
 std::uint32_t dayOf(const SYSTEMTIME& now) {
@@ -81,14 +83,14 @@ std::vector<std::uint32_t> findItems(const CollectionIndex& index, const ListReq
 
 /// The items of a search; all in the order of the file for one without query and order.
 struct ServedCollection::Order {
-  DayKey key;
+  AnswerKey key;
   std::vector<std::uint32_t> items;
 };
 
 /// The collection as it was at one time, with what was made of it last in front.
 struct ServedCollection::Snapshot {
   struct Body {
-    DayKey key;
+    AnswerKey key;
     std::shared_ptr<const std::string> text;
   };
 
@@ -97,14 +99,14 @@ struct ServedCollection::Snapshot {
   std::list<Order> orders;
   std::list<Body> bodies;
 
-  std::shared_ptr<const std::string> findBody(const DayKey& key) {
+  std::shared_ptr<const std::string> findBody(const AnswerKey& key) {
     const auto found = std::ranges::find(bodies, key, &Body::key);
     if (found == bodies.end()) return nullptr;
     bodies.splice(bodies.begin(), bodies, found);
     return bodies.front().text;
   }
 
-  void keepBody(const DayKey& key, std::shared_ptr<const std::string> text) {
+  void keepBody(const AnswerKey& key, std::shared_ptr<const std::string> text) {
     bodies.push_front({key, std::move(text)});
     std::size_t size = 0;
     for (auto body = bodies.begin(); body != bodies.end(); ++body)
@@ -115,7 +117,7 @@ struct ServedCollection::Snapshot {
   }
 
   const std::vector<std::uint32_t>& order(const ListRequest& request, const SYSTEMTIME& now) {
-    const DayKey key{{request.query, request.sort, 0, 0}, dayOf(now)};
+    const AnswerKey key{{request.query, request.sort, 0, 0}, dayOf(now), {}};
     const auto found = std::ranges::find(orders, key, &Order::key);
     if (found != orders.end()) {
       orders.splice(orders.begin(), orders, found);
@@ -127,7 +129,7 @@ struct ServedCollection::Snapshot {
   }
 };
 
-ServedCollection::ServedCollection(std::string path) : path_(std::move(path)) {}
+ServedCollection::ServedCollection(std::string path) : path_(std::move(path)), covers_(path_) {}
 ServedCollection::~ServedCollection() = default;
 
 std::string ServedCollection::version() const {
@@ -165,7 +167,7 @@ std::shared_ptr<const std::string> ServedCollection::makeList(Snapshot& snapshot
                                                               const SYSTEMTIME& now) {
   // One search at a time, so that those who wait for the same one find it done.
   const std::lock_guard lock(snapshot.mutex);
-  const DayKey key{request, dayOf(now)};
+  const AnswerKey key{request, dayOf(now), covers_.version()};
   if (auto body = snapshot.findBody(key)) return body;
   const CollectionIndex& index = *snapshot.index;
   const bool isWhole =
@@ -181,7 +183,7 @@ std::shared_ptr<const std::string> ServedCollection::makeList(Snapshot& snapshot
     const auto text = index.text(item);
     if (!text) throw Stale{};
     out += i == begin ? "\n" : ",\n";
-    appendItemJson(recordOf(*text), index.key(item), index.itemVersion(item), now, out);
+    appendItem(recordOf(*text), index.key(item), index.itemVersion(item), now, out);
   }
   out += "]}\n";
   const auto body = std::make_shared<const std::string>(std::move(out));
@@ -211,10 +213,21 @@ std::optional<ItemAnswer> ServedCollection::item(std::string_view key) {
   throw Failure{kNoInput, path_, "the collection changes all the time"};
 }
 
-ItemAnswer answerFor(std::string_view key, std::string_view itemText) {
+void ServedCollection::appendItem(const CRecord& record, std::string_view key,
+                                  std::string_view version, const SYSTEMTIME& now,
+                                  std::string& out) {
+  PageItemExtras extras;
+  extras.key = key;
+  extras.version = version;
+  extras.hasCover = covers_.has(record.ASIN);
+  appendPageItem(record, now, extras, out);
+}
+
+ItemAnswer ServedCollection::answerFor(std::string_view key, std::string_view itemText) {
   ItemAnswer answer;
   answer.version = CollectionIndex::versionOf(itemText);
-  appendItemJson(recordOf(itemText), key, answer.version, utcNow(), answer.json);
+  covers_.version();
+  appendItem(recordOf(itemText), key, answer.version, utcNow(), answer.json);
   return answer;
 }
 

@@ -11,6 +11,8 @@
 
 #include "catalogue/collection_index.h"
 #include "platform/types.h"
+#include "records/record.h"
+#include "serve/served_covers.h"
 
 namespace tessaron::tool {
 
@@ -54,6 +56,9 @@ class ServedCollection {
   std::shared_ptr<const std::string> list(const ListRequest& request);
   /// The item that `key` names, see `CollectionIndex::find`; nothing when there is none.
   std::optional<ItemAnswer> item(std::string_view key);
+  /// The answer for an item's text.
+  ItemAnswer answerFor(std::string_view key, std::string_view itemText);
+  ServedCovers& covers() { return covers_; }
 
  private:
   struct Snapshot;
@@ -62,12 +67,13 @@ class ServedCollection {
   std::shared_ptr<const std::string> makeList(Snapshot& snapshot, const ListRequest& request,
                                               const SYSTEMTIME& now);
 
+  void appendItem(const CRecord& record, std::string_view key, std::string_view version,
+                  const SYSTEMTIME& now, std::string& out);
+
   std::string path_;
+  ServedCovers covers_;
   std::mutex mutex_;
   std::shared_ptr<Snapshot> snapshot_;
 };
-
-/// The answer for an item's text.
-ItemAnswer answerFor(std::string_view key, std::string_view itemText);
 
 }  // namespace tessaron::tool

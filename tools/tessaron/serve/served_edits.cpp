@@ -94,8 +94,10 @@ class ServedEdits::KeyedEdit : public ItemEdit {
   /// Changes a record that was read from the item; without it the item is dropped.
   using Action = std::function<void(CRecord&)>;
 
-  KeyedEdit(std::string key, std::string_view ifMatch, Action action, std::u16string newKey = {})
-      : key_(std::move(key)),
+  KeyedEdit(ServedCollection& collection, std::string key, std::string_view ifMatch, Action action,
+            std::u16string newKey = {})
+      : collection_(collection),
+        key_(std::move(key)),
         ifMatch_(ifMatch),
         action_(std::move(action)),
         newKey_(std::move(newKey)) {}
@@ -130,7 +132,7 @@ class ServedEdits::KeyedEdit : public ItemEdit {
   /// The item as the edit leaves it.
   ItemAnswer answer() const {
     const std::string version = CollectionIndex::versionOf(text_);
-    return answerFor(key_.starts_with('@') ? '@' + version : key_, text_);
+    return collection_.answerFor(key_.starts_with('@') ? '@' + version : key_, text_);
   }
 
  private:
@@ -140,6 +142,7 @@ class ServedEdits::KeyedEdit : public ItemEdit {
            CollectionIndex::versionOf(items.item()) == std::string_view(key_).substr(1);
   }
 
+  ServedCollection& collection_;
   std::string key_;
   std::string_view ifMatch_;
   Action action_;
@@ -181,7 +184,8 @@ Response ServedEdits::set(const std::string& key, std::string_view ifMatch, std:
   settings.fields = fieldsOf(request, "set");
   const SettingsEdit change(settings);
   KeyedEdit edit(
-      key, ifMatch, [&](CRecord& record) { change.apply(record, {}); }, change.newKey());
+      collection_, key, ifMatch, [&](CRecord& record) { change.apply(record, {}); },
+      change.newKey());
   return run("set", edit);
 }
 
@@ -193,7 +197,7 @@ Response ServedEdits::lend(const std::string& key, std::string_view ifMatch,
   loan.who = personOf(request.requiredText("to"));
   loan.begin = dateOf(request, "date", "today");
   loan.end = dateOf(request, "due", "");
-  KeyedEdit edit(key, ifMatch, [&](CRecord& record) {
+  KeyedEdit edit(collection_, key, ifMatch, [&](CRecord& record) {
     if (const std::string reason = beginLoan(record, loan); !reason.empty())
       throw Failure{kFailed, {}, reason};
   });
@@ -205,7 +209,7 @@ Response ServedEdits::takeReturn(const std::string& key, std::string_view ifMatc
   const RequestObject request(body, {"from", "date"});
   const std::u16string who = personOf(request.text("from").value_or(""));
   const std::uint16_t day = dateOf(request, "date", "today");
-  KeyedEdit edit(key, ifMatch, [&](CRecord& record) {
+  KeyedEdit edit(collection_, key, ifMatch, [&](CRecord& record) {
     if (const std::string reason = endLoan(record, who, day); !reason.empty())
       throw Failure{kFailed, {}, reason};
   });
@@ -213,7 +217,7 @@ Response ServedEdits::takeReturn(const std::string& key, std::string_view ifMatc
 }
 
 Response ServedEdits::remove(const std::string& key, std::string_view ifMatch) {
-  KeyedEdit edit(key, ifMatch, nullptr);
+  KeyedEdit edit(collection_, key, ifMatch, nullptr);
   return run("remove", edit);
 }
 
@@ -244,7 +248,7 @@ Response ServedEdits::add(std::string_view body) {
     return jsonResponse(409, refusal);
   }
   collection_.expire();
-  return itemResponse(201, answerFor(toUtf8(addition.record().ASIN), edit.text()));
+  return itemResponse(201, collection_.answerFor(toUtf8(addition.record().ASIN), edit.text()));
 }
 
 Response ServedEdits::takeBack(bool redo) {

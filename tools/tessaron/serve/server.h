@@ -35,7 +35,7 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   std::uint16_t port() const;
-  /// Serves until SIGINT, SIGTERM or SIGHUP; an edit that has begun is completed. `collection` is
+  /// Serves until SIGINT or SIGTERM; an edit that has begun is completed. `collection` is
   /// watched for changes, of which event streams tell.
   void run(Site& site, ServedCollection& collection);
 

@@ -5,13 +5,17 @@
 #include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <utility>
 
 #include "catalogue/history.h"
 #include "cli/failures.h"
 #include "cli/paths.h"
+#include "output/html.h"
 #include "output/page/page.h"
+#include "platform/system.h"
 #include "support/ascii.h"
+#include "support/text.h"
 
 namespace tessaron::tool {
 namespace {
@@ -23,8 +27,11 @@ constexpr const char* kPrivate = "private, no-cache";
 /// What goes wrong when a request is carried out, as an answer that names no path.
 Response failureResponse(const Failure& failure, bool isEdit) {
   switch (failure.code) {
-    case kUsage:
-      return errorResponse(400, failure.reason);
+    case kUsage: {
+      // The reasons name options of the verbs where requests have members of the same name.
+      const bool isOption = failure.reason.starts_with("--");
+      return errorResponse(400, std::string_view(failure.reason).substr(isOption ? 2 : 0));
+    }
     case kFailed:
       return errorResponse(409, failure.reason);
     case kBadData:
@@ -86,6 +93,8 @@ const Site::Route* Site::findRoute(const std::vector<std::string>& path, std::st
       {{""}, "GET", &Site::page},
       {{"page.css"}, "GET", &Site::asset},
       {{"page.js"}, "GET", &Site::asset},
+      {{"page_edit.js"}, "GET", &Site::asset},
+      {{"covers", "*"}, "GET", &Site::cover},
       {{"api", "collection"}, "GET", &Site::describe},
       {{"api", "items"}, "GET", &Site::list},
       {{"api", "items"}, "POST", &Site::add, kEditing, kMaxBody},
@@ -174,18 +183,37 @@ Response Site::answer(const Request& request) {
 
 Response Site::page(const Request&) {
   return textResponse(200, "text/html; charset=utf-8",
-                      "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
-                      "<title>tessaron</title><link rel=\"stylesheet\" href=\"/page.css\">"
-                      "</head><body><script src=\"/page.js\"></script></body></html>\n");
+                      servedPage(options_.title, utcNow(), options_.isReadOnly));
 }
 
 Response Site::asset(const Request& request) {
-  const bool isStyle = request.target.path.front() == "page.css";
-  const std::string_view text = isStyle ? kPageStyle : kPageScript;
+  constexpr const char* kScriptType = "text/javascript; charset=utf-8";
+  const std::string& name = request.target.path.front();
+  const bool isStyle = name == "page.css";
+  const std::string_view text = isStyle                  ? kPageStyle
+                                : name == "page_edit.js" ? kPageEditScript
+                                                         : kPageScript;
   Response response =
-      textResponse(200, isStyle ? "text/css; charset=utf-8" : "text/javascript; charset=utf-8",
-                   std::string(text));
+      textResponse(200, isStyle ? "text/css; charset=utf-8" : kScriptType, std::string(text));
+  response.headers.emplace_back("Cache-Control", kPrivate);
   setTag(request.head, CollectionIndex::versionOf(text), response);
+  return response;
+}
+
+Response Site::cover(const Request& request) {
+  const std::string size = request.target.parameter("size");
+  if (!size.empty() && size != "small" && size != "medium")
+    throw Failure{kUsage, {}, "size must be small or medium"};
+  std::string bytes = collection_.covers().read(fromUtf8(request.target.path[1]),
+                                                size.empty()      ? CoverSize::Whole
+                                                : size == "small" ? CoverSize::Small
+                                                                  : CoverSize::Medium);
+  const auto format = coverFormat(std::as_bytes(std::span(bytes)));
+  if (!format) return errorResponse(404, "there is no such cover");
+  const std::string version = CollectionIndex::versionOf(bytes);
+  Response response = textResponse(200, std::string(format->mediaType), std::move(bytes));
+  response.headers.emplace_back("Cache-Control", kPrivate);
+  setTag(request.head, version, response);
   return response;
 }
 

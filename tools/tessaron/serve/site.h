@@ -51,6 +51,7 @@ class Site {
 
   Response page(const Request& request);
   Response asset(const Request& request);
+  Response cover(const Request& request);
   Response describe(const Request& request);
   Response list(const Request& request);
   Response item(const Request& request);

@@ -297,12 +297,13 @@ const ask = async (path, options) => {
   return body;
 };
 async function* served() {
-  for (let from = 0, total = 1; from < total; from += REQUEST) {
+  for (let from = 0, total = 1; from < total;) {
     const page = await ask(`api/items?from=${from}&count=${REQUEST}`);
     total = page.total;
     tessaronPage.version = page.version;
     yield page.items;
     if (page.items.length === 0) return;
+    from += page.items.length;  // fewer than were asked for when they are large
   }
 }
 

@@ -354,7 +354,7 @@
         if (part.version !== version) break;  // it has changed between two parts
         total = part.total;
         items.push(...part.items);
-        from += 1000;
+        from += part.items.length;
         if (from >= total) return {items, version};
       }
     }
