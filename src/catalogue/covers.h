@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -59,7 +59,10 @@ class TESSARON_API CoverReader {
 
   /// Whether the item with this key has a cover of this size.
   bool has(std::u16string_view key, CoverSize size = CoverSize::Whole) const;
-  /// The bytes of the picture; empty when there is none or reading fails.
+  /// The size of the item's cover in bytes; 0 when there is none.
+  std::uint32_t sizeOf(std::u16string_view key) const;
+  /// The bytes of the picture, or of the whole cover where a thumbnail is missing; empty when there
+  /// is none or reading fails.
   std::string read(std::u16string_view key, CoverSize size) const;
   /// Whether the cache ends inside a section or has another signature.
   bool isDamaged() const { return isDamaged_; }
@@ -78,5 +81,41 @@ class TESSARON_API CoverReader {
   std::uint64_t fileSize_ = 0;
   bool isDamaged_ = false;
 };
+
+/// What a cache gets instead of an item's old cover: a new one with its thumbnails, or none.
+struct CoverChange {
+  std::u16string key;  ///< the item's
+  std::string whole;   ///< the bytes of the picture; empty: the cover is removed
+  std::string small;
+  std::string medium;
+};
+
+/// Changes covers in the cache at `path`, and creates it when it is missing; pictures that are no
+/// covers stay. New covers are appended; where one takes the place of another, or the file ends
+/// inside a section, the file is replaced in one step. Others who change the cache wait. Returns
+/// why that failed, as the end of a sentence about the file; empty when done. After a failure the
+/// file holds none of the changes, or the first of them.
+TESSARON_API std::string changeCovers(const std::u16string& path,
+                                      std::span<const CoverChange> changes);
+
+/// Removes the covers of all items whose keys are not in `keys`, and appends their keys to
+/// `removed`, cut to 31 UTF-16 units; `isTrial` leaves the file as it is. Otherwise as
+/// `changeCovers`.
+TESSARON_API std::string pruneCovers(const std::u16string& path,
+                                     const std::set<std::u16string>& keys, bool isTrial,
+                                     std::vector<std::u16string>& removed);
+
+/// What is wrong with a cache.
+struct CacheState {
+  bool isCache = true;         ///< whether it begins as one
+  std::size_t sections = 0;    ///< how many are whole
+  std::uint64_t damaged = 0;   ///< bytes behind them
+  std::size_t unreadable = 0;  ///< whole sections that hold no picture
+  std::size_t repeated = 0;    ///< whole sections whose keys an earlier one has: never found
+  bool hasReadError = false;   ///< a read failed: the device may be at fault
+};
+
+/// Examines a cache. With `sound` that gets the headers of the sections worth keeping, in order.
+TESSARON_API CacheState examineCache(File& file, std::vector<CACHESECTIONHEADER>* sound = nullptr);
 
 }  // namespace tessaron

@@ -145,7 +145,7 @@ const VerbGroup kVerbs[] = {
     {"Lend", {addLend, addBorrow, addReturn, addLoans, addDue}},
     {"Put in order", {addLog, addUndo, addMerge, addDuplicates, addRecover}},
     {"Names and titles", {addSortForm, addSort}},
-    {"Files", {addScan, addLink, addLinks, addRelink, addCodec, addCache}},
+    {"Files", {addScan, addLink, addLinks, addRelink, addCodec, addCovers, addCache}},
     {"Program", {addSettings, addTheme, addHelp}},
 };
 

@@ -41,6 +41,6 @@ TESSARON_API bool loadPicture(const std::u16string& path, fipImage& picture);
 /// Sets `measures` to those that a picture in the first `size` bytes of `file` has once it is
 /// loaded, from its header alone. False, with `measures` untouched, when it is none that would be
 /// loaded; damage behind the header is not seen.
-bool measurePicture(File& file, std::uint64_t size, PictureMeasures& measures);
+TESSARON_API bool measurePicture(File& file, std::uint64_t size, PictureMeasures& measures);
 
 }  // namespace tessaron

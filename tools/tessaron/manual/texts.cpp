@@ -176,6 +176,12 @@ Which items of the collection are in a folder of books, and link them:
 
   tessaron codec 0x55 XVID
 )"},
+    {"covers", R"(Get the covers of all books, give one item a picture of yours, see which have none:
+
+  tessaron covers fetch group:book
+  tessaron covers attach rain photo.jpg
+  tessaron covers list --missing
+)"},
     {"cache", R"(Store a picture, get it back:
 
   tessaron cache put covers.cache cover.jpg --key 00112233445566778899aabbccddeeff

@@ -20,23 +20,13 @@ namespace {
 /// How many items an element with data has; the script parses them one by one.
 constexpr std::size_t kBlock = 500;
 
-/// The source expression of a content security policy: the hexadecimal digest in base 64.
+/// The source expression of a content security policy for a hexadecimal digest.
 std::string hashSource(std::string_view digest) {
-  constexpr std::string_view kDigits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out = "'sha256-";
-  unsigned pending = 0;
-  int bits = 0;
-  for (const char digit : digest) {
-    pending = pending << 4 | static_cast<unsigned>(digit <= '9' ? digit - '0' : digit - 'a' + 10);
-    bits += 4;
-    if (bits < 6) continue;
-    bits -= 6;
-    out += kDigits[pending >> bits & 63];
-  }
-  if (bits > 0) out += kDigits[pending << (6 - bits) & 63];
-  out.append((4 - (digest.size() / 2 * 4 + 2) / 3 % 4) % 4, '=');
-  return out + '\'';
+  std::string bytes;
+  const auto value = [](char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; };
+  for (std::size_t i = 0; i + 1 < digest.size(); i += 2)
+    bytes += static_cast<char>(value(digest[i]) << 4 | value(digest[i + 1]));
+  return "'sha256-" + base64(bytes) + '\'';
 }
 
 std::string_view imageSources(PageCovers covers) {

@@ -10,6 +10,13 @@ namespace tessaron::tool {
 std::string escapeHtml(std::string_view text);
 std::string escapeHtml(std::u16string_view text);
 
+/// The bytes in base 64.
+std::string base64(std::string_view bytes);
+
+/// A UTF-8 text as a part of the path of an address: all but letters, digits, "-", "_" and "." is
+/// escaped.
+std::string addressPart(std::string_view text);
+
 /// Whether the address may stand in a link or as an image's source: http and https only.
 bool isWebAddress(std::string_view address);
 

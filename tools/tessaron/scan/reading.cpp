@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "covers/cover_maker.h"
 #include "mediainfo/content_info.h"
 #include "output/thumbnails.h"
 #include "platform/directory.h"
@@ -45,6 +46,7 @@ Finding failed(const char* reason) {
 }
 
 std::string answer(std::string_view request, File& file) {
+  if (request == kCoverRequest) return answerCoverRequest(file);
   const std::optional<Question> question = decodeQuestion(request);
   if (!question) return {};
   try {

@@ -10,6 +10,7 @@
 #include <span>
 #include <system_error>
 
+#include "catalogue/covers.h"
 #include "cli/failures.h"
 #include "cli/input.h"
 #include "cli/options.h"
@@ -318,13 +319,16 @@ int put(const Options& options, const Context& context) {
   if (error) throw Failure{kCannotCreate, options.file, error.message()};
 
   std::deque<CACHESECTIONHEADER> newest;
+  std::size_t count = 0;  // without covers, which nobody drops
   std::unique_ptr<File> held;
   if (fs::exists(filePath(options.file), error) || error) {
     held = openCache(options.file);
     CacheWalk walk = walkCache(options.file, *held);
     while (walk.next()) {
-      if (newest.size() + 1 == kMaxCacheSections) newest.pop_front();
       newest.push_back(walk.section());
+      if (isCover(walk.section()) || ++count < kMaxCacheSections) continue;
+      newest.erase(std::ranges::find_if_not(newest, isCover));
+      --count;
     }
     requireWhole(options.file, walk);
   }
@@ -340,6 +344,71 @@ int put(const Options& options, const Context& context) {
   });
   if (wanted.tag.size() >= std::size(CACHESECTIONHEADER{}.tag))
     note(context, "the tag is longer than 31 characters: only its first 31 will find the image");
+  return kDone;
+}
+
+/// Tells what is wrong with a cache; empty when nothing is.
+std::string describeDamage(const CacheState& state) {
+  if (!state.isCache) return "this is no image cache";
+  std::vector<std::string> parts;
+  const auto tell = [&](std::uint64_t count, const char* what) {
+    if (count > 0) parts.push_back(fmt::format("{} {}", count, what));
+  };
+  tell(state.damaged, "bytes at its end that are no image");
+  tell(state.unreadable, "covers that are no pictures");
+  tell(state.repeated, "images that are never found, because earlier ones have their keys");
+  return CLI::detail::join(parts, ", ");
+}
+
+int verify(const Options& options, const Context& context) {
+  const std::unique_ptr<File> file = openCache(options.file);
+  const CacheState state = examineCache(*file);
+  if (state.hasReadError) throw Failure{kNoInput, options.file, "an error while reading"};
+  const std::string damage = describeDamage(state);
+  if (!damage.empty()) throw Failure{kBadData, displayName(options.file), damage};
+  note(context, fmt::format("{}: {} images, all sound", displayName(options.file), state.sections));
+  return kDone;
+}
+
+/// A name for the damaged file, beside it, that no file has.
+std::string nameForDamaged(const std::string& path) {
+  std::error_code error;
+  for (std::size_t number = 1;; ++number) {
+    std::string name =
+        path + ".damaged" + (number == 1 ? std::string() : '-' + std::to_string(number));
+    if (!fs::exists(fs::symlink_status(filePath(name), error))) return name;
+  }
+}
+
+int repair(const Options& options, const Context& context) {
+  std::error_code error;
+  const FolderLock lock(widePath(options.file), error);
+  if (error) throw Failure{kCannotCreate, options.file, error.message()};
+  std::unique_ptr<File> file = openCache(options.file);
+  std::vector<CACHESECTIONHEADER> sound;
+  const CacheState state = examineCache(*file, &sound);
+  if (state.hasReadError) throw Failure{kNoInput, options.file, "an error while reading"};
+  const std::string damage = describeDamage(state);
+  if (damage.empty()) {
+    note(context, fmt::format("{}: nothing to repair", options.file));
+    return kDone;
+  }
+  const std::string kept = nameForDamaged(options.file);
+  if (editSession().isTrial) {
+    note(context,
+         fmt::format("{}: {}; {} images would be kept", options.file, damage, sound.size()));
+    return kDone;
+  }
+  if (!state.isCache) file.reset();  // Windows renames no open file
+  if (state.isCache)
+    fs::copy_file(filePath(options.file), filePath(kept), error);
+  else
+    fs::rename(filePath(options.file), filePath(kept), error);
+  if (error) throw Failure{kCannotCreate, kept, error.message()};
+  if (state.isCache)
+    writeOutput(options.file, [&](File& to) { return writeCache(to, *file, sound); });
+  note(context, fmt::format("{}: {}; {} images kept, the old file is {}", options.file, damage,
+                            sound.size(), kept));
   return kDone;
 }
 
@@ -364,14 +433,14 @@ void addCache(CLI::App& app, Context& context) {
   const auto addVerb = [&](const char* name, const char* help) {
     CLI::App* added = verb->add_subcommand(name, help);
     CLI::Option* file = added->add_option("FILE", options->file, "The cache file")->required();
-    if (std::string_view(name) == "put")
+    if (std::string_view(name) == "put" || std::string_view(name) == "repair")
       file->check([](const std::string& path) {
         return path == "-" ? std::string("standard input cannot be changed") : std::string();
       });
     return added;
   };
 
-  CLI::App* putVerb = addVerb("put", "Stores an image; the newest 200 are kept");
+  CLI::App* putVerb = addVerb("put", "Stores an image; the newest 200 are kept, covers besides");
   putVerb->add_option("IMAGE", options->image, "The image's file; - is standard input")->required();
   addKeyOptions(*putVerb, *options);
   putVerb->callback([&context, options] {
@@ -382,6 +451,17 @@ void addCache(CLI::App& app, Context& context) {
   addKeyOptions(*getVerb, *options);
   addOutputOption(*getVerb, options->output);
   getVerb->callback([&context, options] { context.run = [options] { return get(*options); }; });
+
+  addVerb("verify", "Checks the cache; exit code 65 when it is damaged")
+      ->callback([&context, options] {
+        context.run = [&context, options] { return verify(*options, context); };
+      });
+
+  CLI::App* repairVerb = addVerb("repair", "Keeps what is sound; sets the damaged file aside");
+  addDryRunFlag(*repairVerb, "Tell what would be kept, write nothing");
+  repairVerb->callback([&context, options] {
+    context.run = [&context, options] { return repair(*options, context); };
+  });
 
   CLI::App* listVerb = addVerb("list", "Lists the images, the oldest first");
   addFormFlags(*listVerb, options->form, {Form::Json, Form::Csv, Form::Tsv});

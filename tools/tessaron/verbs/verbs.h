@@ -24,6 +24,7 @@ void addDuplicates(CLI::App& app, Context& context);
 void addRecover(CLI::App& app, Context& context);
 void addCart(CLI::App& app, Context& context);
 void addCache(CLI::App& app, Context& context);
+void addCovers(CLI::App& app, Context& context);
 void addSettings(CLI::App& app, Context& context);
 void addStats(CLI::App& app, Context& context);
 void addChart(CLI::App& app, Context& context);
