@@ -3,7 +3,7 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-tsan test-windows lint bench fuzz failures serve-stress format sdk \
+.PHONY: help demo test test-linux test-asan test-tsan test-windows test-axe lint bench fuzz failures serve-stress format sdk \
   dist test-dist docs pictures install clean
 .DEFAULT_GOAL := help
 
@@ -27,6 +27,11 @@ test-tsan:  ## build with ThreadSanitizer and test what threads share
 
 test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
+
+test-axe:  ## check the accessibility of the exported page with axe-core
+	@scripts/setup linux browser
+	@cmake --preset linux >/dev/null && cmake --build --preset linux
+	@scripts/axe build/linux
 
 lint:  ## check all sources with clang-format and clang-tidy; quick where nothing has changed
 	@scripts/setup lint windows && scripts/winlibs.sh
