@@ -312,7 +312,10 @@ const load = async () => {
   try {
     for await (const items of facts.isServed ? served() : embedded()) {
       add(items);
-      if (entries.length === items.length && addressOf({...state, item: '', view: 'cards'}) === '#') apply();
+      if (entries.length === items.length && addressOf({...state, item: '', view: 'cards'}) === '#') {
+        apply();
+        performance.mark('first');
+      }
       await pause();
     }
   } catch (error) {
