@@ -62,6 +62,16 @@ g++ -std=c++20 "$source/consumer.cpp" -o "$work/by-pkg-config" \
   $(pkg-config --cflags --libs tessaronbf) -Wl,-rpath,"$(pkg-config --variable=libdir tessaronbf)"
 expect "$work/by-pkg-config"
 
+# A program in C, by every compiler that is there.
+for compiler in gcc clang; do
+  command -v $compiler >/dev/null || continue
+  mkdir "$work/$compiler"
+  # shellcheck disable=SC2046
+  $compiler -std=c99 -Wall -Wextra -Wpedantic -Werror "$source/../c_interface/session.c" -o "$work/$compiler/session" \
+    $(pkg-config --cflags --libs tessaronbf) -Wl,-rpath,"$(pkg-config --variable=libdir tessaronbf)"
+  XDG_STATE_HOME=$work/$compiler/state "$work/$compiler/session" "$work/$compiler"
+done
+
 # The installed tool finds the library that came with it.
 tool=$work/moved/bin/tessaron
 "$tool" --help >/dev/null
