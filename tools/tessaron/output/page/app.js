@@ -1,10 +1,10 @@
 // The state of the page, which its address holds, its controls, and where its items come from.
 
 const byId = (id) => document.getElementById(id);
-const main = byId('items');
+const holder = element('div', {id: 'list'});
 const entries = [];  // in the order of the collection
 const byKey = new Map();
-const list = new WindowedList(main);
+const list = new WindowedList(holder);
 let shown = [];
 let isLoaded = false;
 let isPrinting = false;
@@ -104,7 +104,7 @@ const apply = (isSame = false) => {
   byId('empty').hidden = !isLoaded || entries.length > 0;
   if (state.view === 'overview') {
     list.show([], 'overview');
-    main.replaceChildren(overviewOf(shown));
+    holder.replaceChildren(overviewOf(shown));
   } else {
     list.show(shown, state.view, isSame);
   }
@@ -178,10 +178,11 @@ byId('tools').append(
   element('div', {class: 'below'},
     element('details', {class: 'help'}, element('summary', {}, t('Help with searching')), element('p', {}, t(HELP))),
     element('output', {id: 'count', for: 'query group status', 'aria-live': 'polite'})));
-main.after(
+byId('items').append(holder,
   element('div', {id: 'none', class: 'none', hidden: true}, element('p', {}, t('Nothing here fits.')),
     element('button', {type: 'button', id: 'clear', click: clearAll}, t('Show everything'))),
-  element('p', {id: 'empty', class: 'none', hidden: true}, t('This collection is empty.')), dialog);
+  element('p', {id: 'empty', class: 'none', hidden: true}, t('This collection is empty.')));
+byId('items').after(dialog);
 // The table's heading stays below the controls.
 new ResizeObserver(() => {
   const isSticky = getComputedStyle(byId('tools')).position === 'sticky';
