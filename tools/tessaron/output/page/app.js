@@ -163,7 +163,7 @@ const typed = ({target}) => {
   // One step back undoes all that was typed without a pause.
   const isStep = performance.now() - (typed.last ?? -1e4) > 1500;
   typed.last = performance.now();
-  typing = setTimeout(() => change({query: target.value}, isStep), entries.length > 2000 ? 60 : 0);
+  typing = setTimeout(() => change({query: target.value}, isStep), entries.length > 2000 ? 20 : 0);
 };
 byId('tools').append(
   element('form', {role: 'search', submit: (event) => event.preventDefault()},

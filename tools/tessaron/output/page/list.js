@@ -1,7 +1,7 @@
 // The list of items that match. Its parts are on the page only while they are near the window, so that
 // ten thousand cards cost no more than a hundred.
 
-const PART = 120;  // items; whole rows of cards in one to six columns
+const PART = 60;  // items; whole rows of cards in one to six columns
 class WindowedList {
   constructor(root) {
     this.root = root;
