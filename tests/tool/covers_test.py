@@ -118,7 +118,7 @@ class Covers(ToolTest):
             (("/endless",), "more than 16 MiB"),
             (("/none",), "answers 404"),
             ((f"https://127.0.0.1:{serve(self, certificate)}/png/30",), "certificate"),
-            (("http://127.0.0.1:1/x",), "connect"),
+            (("http://127.0.0.1:1/x",), "connect|reached"),
         ]
         self.shelf(*((a if "//" in a[:8] else self.here + a for a in addresses) for addresses, _ in rows), ("file:///x.png",))
         expected = [f"ITEM{i}" for i, (_, failure) in enumerate(rows) if failure is None]

@@ -169,7 +169,7 @@ HttpAnswer HttpClient::get(const std::string& address) {
     answer.failure = std::move(reason);
     return answer;
   };
-  if (!parts.handle) return fail("libcurl is not installed");
+  if (!curl().isReady || !parts.handle) return fail("libcurl is not installed");
   const auto deadline = std::chrono::steady_clock::now() + parts.limits.patience;
   std::string current = address;
   std::string host = hostOf(current);

@@ -83,14 +83,13 @@ class Fetching {
   FetchedCover fetch(const CoverWish& wish, HttpClient& client, CoverMaker& maker) {
     FetchedCover cover;
     for (const std::string& address : wish.addresses) {
-      std::string reason;
       if (!waitFor(hostOf(address), kPause)) return cover;
       HttpAnswer answer = client.get(address);
       if (answer.isBusy) {
         if (!waitFor(hostOf(address), kBusyPause)) return cover;
         answer = client.get(address);
       }
-      reason = answer.failure;
+      std::string reason = answer.failure;
       if (reason.empty()) {
         cover.picture = maker.make(answer.body);
         reason = cover.picture.failure;
@@ -105,7 +104,8 @@ class Fetching {
         cover.failure.clear();
         return cover;
       }
-      cover.failure = address + ": " + reason;
+      cover.failure = address;
+      cover.failure.append(": ").append(reason);
     }
     return cover;
   }

@@ -19,8 +19,10 @@ namespace {
 /// The replacement of a character in a JSON text inside a script element; empty when it is kept.
 std::string_view escapeOf(char16_t unit) {
   static const std::vector<std::string> kNumbered = [] {
+    constexpr int kControls = 0xA0;  // and what is below the last of them
     std::vector<std::string> escapes;
-    for (int number = 0; number < 0xA0; ++number)
+    escapes.reserve(kControls);
+    for (int number = 0; number < kControls; ++number)
       escapes.push_back(fmt::format("\\u{:04x}", number));
     return escapes;
   }();
