@@ -430,29 +430,36 @@ class Stress(ServeTest):
         self.assertEqual(marks, sorted(f"c{i}.{n}" for i in range(clients) for n in range(done[i])))
         print(f"{sum(done)} edits, {sum(conflicts)} conflicts", flush=True)
         served.stop()
-        for round_ in range(kills):
+        for _ in range(kills):
             served = self.serve()
-            acknowledged = []
+            acknowledged = [0] * 4
 
-            def write():
-                number = 0
+            def write(writer):
+                """Counts in the notes of an item of its own."""
                 try:
                     while True:
-                        known = served.get("/api/items/K0").json()
-                        notes = f"r{round_}.{number}"
-                        if served.edit("PATCH", "/api/items/K0", {"notes": notes}, known["version"]).status == 200:
-                            acknowledged.append(notes)
-                        number += 1
-                except (OSError, ValueError, http.client.HTTPException):
+                        known = served.get(f"/api/items/K{writer}").json()
+                        answer = served.edit("PATCH", f"/api/items/K{writer}", {"notes": f"{acknowledged[writer] + 1}"},
+                                             known["version"])
+                        if answer.status != 200:
+                            problems.append((answer.status, answer.body))
+                            return
+                        acknowledged[writer] += 1
+                except (OSError, ValueError, http.client.HTTPException):  # the server is gone
                     pass
-            writers = [threading.Thread(target=write) for _ in range(4)]
+            for writer in range(4):
+                self.tool("set", "-c", "c.xml", f"K{writer}", "--notes", "0")
+            writers = [threading.Thread(target=write, args=(i,)) for i in range(4)]
             for writer in writers:
                 writer.start()
-            time.sleep(random.uniform(0.02, 0.4))
+            time.sleep(random.uniform(0.02, 0.5))
             served.stop(9)
             for writer in writers:
                 writer.join()
-            self.assertEqual(self.tool("list", "-c", "c.xml", "--count").out, f"{count}\n")
+            self.assertEqual((self.tool("list", "-c", "c.xml", "--count").out, problems), (f"{count}\n", []))
+            for i in range(4):  # the last edit may have been made without an answer
+                kept = int(self.json("show", "-c", "c.xml", f"K{i}")["Notes"])
+                self.assertIn(kept - acknowledged[i], (0, 1))
         self.tool("undo", "-c", "c.xml")
 
 
