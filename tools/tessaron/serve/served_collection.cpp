@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -47,6 +48,64 @@ ItemOrder parseOrder(const std::string& text) {
   return *std::move(order);
 }
 
+/// Keys of an order, packed: a third of the memory that they take as objects, and given back as a
+/// whole.
+class PackedKeys {
+ public:
+  struct Place {
+    std::uint32_t block = 0;
+    std::uint32_t offset = 0;
+  };
+
+  Place add(const ItemOrder::Key& key) {
+    packed_.clear();
+    for (const ItemOrder::Key::Part& part : key.parts) {
+      put(&part.isMissing, sizeof part.isMissing);
+      put(&part.number, sizeof part.number);
+      const std::size_t size = part.text.size();
+      put(&size, sizeof size);
+      put(part.text.data(), size * sizeof(char16_t));
+    }
+    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < packed_.size())
+      blocks_.emplace_back().reserve(std::max(kBlock, packed_.size()));
+    std::string& block = blocks_.back();
+    const Place place{static_cast<std::uint32_t>(blocks_.size() - 1),
+                      static_cast<std::uint32_t>(block.size())};
+    block += packed_;
+    parts_ = key.parts.size();
+    return place;
+  }
+
+  /// Unpacks a key into `key`, whose memory is used again.
+  void read(const Place& place, ItemOrder::Key& key) const {
+    const char* at = blocks_[place.block].data() + place.offset;
+    const auto take = [&at](void* to, std::size_t size) {
+      std::memcpy(to, at, size);
+      at += size;
+    };
+    key.parts.resize(parts_);
+    for (ItemOrder::Key::Part& part : key.parts) {
+      take(&part.isMissing, sizeof part.isMissing);
+      take(&part.number, sizeof part.number);
+      std::size_t size = 0;
+      take(&size, sizeof size);
+      part.text.resize(size);
+      take(part.text.data(), size * sizeof(char16_t));
+    }
+  }
+
+ private:
+  static constexpr std::size_t kBlock = std::size_t{1} << 20;
+
+  void put(const void* from, std::size_t size) {
+    packed_.append(static_cast<const char*>(from), size);
+  }
+
+  std::vector<std::string> blocks_;
+  std::string packed_;
+  std::size_t parts_ = 0;
+};
+
 /// The items that match, in their order.
 std::vector<std::uint32_t> findItems(const CollectionIndex& index, const ListRequest& request,
                                      const SYSTEMTIME& now) {
@@ -54,24 +113,28 @@ std::vector<std::uint32_t> findItems(const CollectionIndex& index, const ListReq
   std::optional<ItemOrder> order;
   if (!request.sort.empty()) order = parseOrder(request.sort);
   struct Found {
-    ItemOrder::Key key;
     std::uint32_t item;
+    PackedKeys::Place key;
   };
   std::vector<Found> found;
+  PackedKeys keys;
   const bool isDetailed = query.needsDetail() || (order && order->needsDetail());
   const bool isRead = index.forEachItem([&](std::size_t place, const ItemStream& items) {
     CRecord record;
     record.fullDetail = isDetailed;
     items.read(record);
     if (query.matches(record))
-      found.push_back({order ? order->keyOf(record, now) : ItemOrder::Key(),
-                       static_cast<std::uint32_t>(place)});
+      found.push_back({static_cast<std::uint32_t>(place),
+                       order ? keys.add(order->keyOf(record, now)) : PackedKeys::Place()});
     return true;
   });
   if (!isRead) throw Stale{};
+  ItemOrder::Key first, second;
   if (order)
     std::ranges::stable_sort(found, [&](const Found& left, const Found& right) {
-      return order->isBefore(left.key, right.key);
+      keys.read(left.key, first);
+      keys.read(right.key, second);
+      return order->isBefore(first, second);
     });
   std::vector<std::uint32_t> items;
   items.reserve(found.size());
