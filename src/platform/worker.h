@@ -21,10 +21,10 @@ constexpr std::size_t kMaxWorkerAnswer = std::size_t{16} << 20;
 constexpr std::uint64_t kMaxWorkerMemory = std::uint64_t{512} << 20;
 
 /// A process that reads files which may harm their reader: this program, started anew, so that it
-/// holds nothing of this process and has addresses of its own. It gets each file open and may
-/// neither open others nor write, start processes or use the network; see `runWorker`. What it
-/// answers is not to be trusted. For one thread at a time, which must outlive the process: the
-/// system ends a worker with the thread that started it.
+/// holds nothing of this process and has other addresses. It gets each file open and may neither
+/// open others nor write, start processes or use the network; see `runWorker`. What it answers is
+/// not to be trusted. Workers with the same arguments are prepared once, together. The system ends
+/// them with this process. For one thread at a time.
 class Worker {
  public:
   /// `arguments` make the program call `runWorker`. An answer may take `patience` on the clock, and
@@ -58,13 +58,14 @@ struct WorkerDuties {
   std::function<std::string(std::string_view request, File& file)> answer;
 };
 
-/// The life of a process that `Worker` has started: prepares, gives up its rights and answers
-/// requests until there are no more. From then on it may use so much memory and processor time, and
-/// the system ends it when it tries to write a file, to start a process or thread or to use the
-/// network; opening a file fails. Linux enforces that by resource limits, and, where the kernel has
-/// them, by seccomp and Landlock. Windows has a job object for memory, time and processes, and no
-/// trust in the process, which may write nothing of the user's; it still can read. Returns the
-/// process's exit code; 2 when no `Worker` has started it.
+/// The life of a process that `Worker` has started: prepares, on Linux starts processes, and these
+/// give up their rights and answer requests until there are no more. From then on such a process
+/// may use so much memory and processor time, and the system ends it when it tries to write a file,
+/// to start a process or thread or to use the network; opening a file fails. Linux enforces that by
+/// resource limits, and, where the kernel has them, by seccomp and Landlock. Windows has a job
+/// object for memory, time and processes, and no trust in the process, which may write nothing of
+/// the user's; it still can read. Returns the process's exit code; 2 when no `Worker` has started
+/// it.
 TESSARON_API int runWorker(const WorkerDuties& duties);
 
 }  // namespace tessaron
