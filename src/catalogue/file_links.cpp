@@ -37,7 +37,7 @@ std::u16string linkFolder(std::u16string_view collection) {
 }
 
 std::u16string linkPath(std::u16string_view folder, std::u16string_view path) {
-  const std::u16string whole = absolutePath(path, false);
+  std::u16string whole = absolutePath(path, false);
   if (const auto below = pathBelow(folder, whole); !below.empty()) return std::u16string(below);
   const std::u16string followed =
       absolutePath(folderOf(whole), true) + whole.substr(folderOf(whole).size());

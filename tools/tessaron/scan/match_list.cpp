@@ -72,9 +72,7 @@ void MatchList::write(const std::string& path, const FileMatch& match, const cha
   const std::vector<std::string> texts = {
       path, score, toUtf8(match.asin), toUtf8(match.title), listed(match.reasons), state};
   if (form_ == Form::Table) {
-    std::vector<Table::Cell> cells;
-    for (const std::string& text : texts) cells.push_back({text});
-    table_.add(std::move(cells));
+    table_.add({{texts[0]}, {texts[1]}, {texts[2]}, {texts[3]}, {texts[4]}, {texts[5]}});
   } else if (form_ == Form::Json) {
     nlohmann::ordered_json row = {{"path", path},     {"score", nullptr},         {"ASIN", nullptr},
                                   {"Title", nullptr}, {"reasons", match.reasons}, {"match", state}};
