@@ -83,6 +83,11 @@ struct OpenMode {
 TESSARON_API std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
                                             std::error_code& error);
 
+/// Size, times and attributes of the regular file at `path`, as `openFile` and `File::status` tell
+/// them, without opening it where the system can do so. Nothing for what is no such file or may not
+/// be read.
+TESSARON_API std::optional<FileStatus> fileStatus(std::u16string_view path);
+
 /// Lends an open file to the readers that open it by its path: while this object lives, `openFile`
 /// of that path, for reading and on the same thread, gives files that read from `file`, each with a
 /// position of its own. For processes that may not open files. A thread has one at most.

@@ -64,6 +64,25 @@ FILETIME toFileTime(const statx_timestamp& time) {
   return {static_cast<std::uint32_t>(steps), static_cast<std::uint32_t>(steps >> 32)};
 }
 
+// The answer of statx to STATX_BASIC_STATS and STATX_BTIME.
+FileStatus toStatus(const struct statx& info, bool isHidden) {
+  FileStatus status;
+  status.size = info.stx_size;
+  status.creationTime = toFileTime(info.stx_mask & STATX_BTIME ? info.stx_btime : info.stx_ctime);
+  status.lastWriteTime = toFileTime(info.stx_mtime);
+  constexpr std::uint32_t kReadOnly = 0x1, kHidden = 0x2, kArchive = 0x20;
+  if ((info.stx_mode & 0222) == 0) status.attributes |= kReadOnly;
+  if (isHidden) status.attributes |= kHidden;
+  status.attributes |= kArchive;
+  status.number = info.stx_ino;
+  return status;
+}
+
+bool isHiddenName(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return path.substr(slash == path.npos ? 0 : slash + 1).starts_with('.');
+}
+
 class PosixFile : public File {
  public:
   PosixFile(Descriptor fd, bool hidden) : fd_(std::move(fd)), hidden_(hidden) {}
@@ -98,16 +117,7 @@ class PosixFile : public File {
     if (statx(fd_.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &info) != 0) {
       return std::nullopt;
     }
-    FileStatus status;
-    status.size = info.stx_size;
-    status.creationTime = toFileTime(info.stx_mask & STATX_BTIME ? info.stx_btime : info.stx_ctime);
-    status.lastWriteTime = toFileTime(info.stx_mtime);
-    constexpr std::uint32_t kReadOnly = 0x1, kHidden = 0x2, kArchive = 0x20;
-    if ((info.stx_mode & 0222) == 0) status.attributes |= kReadOnly;
-    if (hidden_) status.attributes |= kHidden;
-    status.attributes |= kArchive;
-    status.number = info.stx_ino;
-    return status;
+    return toStatus(info, hidden_);
   }
   std::intptr_t handle() const override { return fd_.get(); }
 
@@ -303,8 +313,16 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   if (mode.disposition == OpenMode::Disposition::CreateAlways && !truncateFile(fd.get()))
     return refuse(lastError());
   if (mode.deleteOnClose && unlink(name.c_str()) != 0) return refuse(lastError());
-  const bool hidden = fs::path(name).filename().native().starts_with('.');
-  return std::make_unique<PosixFile>(std::move(fd), hidden);
+  return std::make_unique<PosixFile>(std::move(fd), isHiddenName(name));
+}
+
+std::optional<FileStatus> fileStatus(std::u16string_view path) {
+  const std::string name = nativePath(path);
+  struct statx info;
+  const bool isKnown =
+      statx(AT_FDCWD, name.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &info) == 0;
+  if (!isKnown || !S_ISREG(info.stx_mode) || access(name.c_str(), R_OK) != 0) return std::nullopt;
+  return toStatus(info, isHiddenName(name));
 }
 
 std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {

@@ -183,6 +183,12 @@ std::unique_ptr<File> openFile(std::u16string_view path, const OpenMode& mode,
   return std::make_unique<Win32File>(std::move(handle));
 }
 
+std::optional<FileStatus> fileStatus(std::u16string_view path) {
+  std::error_code error;
+  const std::unique_ptr<File> file = openFile(path, {}, error);
+  return file ? file->status() : std::nullopt;
+}
+
 std::optional<std::uint32_t> encryptionStatus(std::u16string_view path) {
   DWORD status = 0;
   if (!FileEncryptionStatusW(wide(std::u16string(path)), &status)) return std::nullopt;

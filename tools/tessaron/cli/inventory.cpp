@@ -11,6 +11,7 @@
 #include "platform/directory.h"
 #include "platform/system.h"
 #include "platform/text.h"
+#include "support/ascii.h"
 #include "support/text.h"
 
 namespace tessaron::tool {
@@ -61,13 +62,24 @@ std::u16string below(const std::u16string& folder, const std::u16string& name) {
 
 }  // namespace
 
-Inventory::Inventory(const std::vector<std::string>& paths, bool isRecursive)
+Inventory::Inventory(const std::vector<std::string>& paths, bool isRecursive,
+                     const std::string& without)
     : isRecursive_(isRecursive) {
+  if (!without.empty()) without_ = resolvedPath(fromUtf8(without));
   for (const std::string& path : paths) add(path);
 }
 
 std::u16string Inventory::pathOf(const Entry& file) const {
   return below(folders_[file.folder].path, file.name);
+}
+
+bool Inventory::isLeftOut(const std::u16string& name, const std::u16string& path) const {
+  const std::string text = toUtf8(name);
+  const std::string index = toUtf8(without_.substr(lastSeparator(without_) + 1));
+  for (const char* const end : {"", "-journal", "-wal", "-shm"})
+    if (equalIgnoringCase(text, index + end))  // resolving a path takes longer
+      return resolvedPath(path) == without_ + fromUtf8(end);
+  return false;
 }
 
 void Inventory::refuse(const std::string& path, const std::string& reason) {
@@ -105,6 +117,8 @@ void Inventory::addFolder(const std::u16string& path, std::int32_t parentId) {
   if (error) refuse(toUtf8(path), error.message());
   folders_[folder].listing = error ? Listing::Failed : Listing::Whole;
   sortByName(entries);
+  const bool hasIndex =
+      !without_.empty() && resolvedPath(path) == without_.substr(0, lastSeparator(without_));
   std::vector<std::u16string> folders;
   for (FolderEntry& entry : entries) {
     const bool isFolder = entry.kind == EntryKind::Folder;
@@ -114,7 +128,7 @@ void Inventory::addFolder(const std::u16string& path, std::int32_t parentId) {
         refuse(toUtf8(path) + '/' + escaped(entry.name), "the name is not UTF-8");
     } else if (isFolder) {
       folders.push_back(whole);
-    } else if (isFile(entry, whole)) {
+    } else if (isFile(entry, whole) && !(hasIndex && isLeftOut(entry.name, whole))) {
       files_.push_back({folder, std::move(entry.name)});
     }
   }

@@ -28,8 +28,10 @@ class Inventory {
     std::u16string name;
   };
 
-  /// Lists folders recursively where `isRecursive`. What cannot be listed is in `failures`.
-  Inventory(const std::vector<std::string>& paths, bool isRecursive);
+  /// Lists folders recursively where `isRecursive`. What cannot be listed is in `failures`. A file
+  /// named `without` that stands in a folder, and its journal, are left out: the run's own index.
+  Inventory(const std::vector<std::string>& paths, bool isRecursive,
+            const std::string& without = {});
 
   const std::vector<Folder>& folders() const { return folders_; }
   const std::vector<Entry>& files() const { return files_; }
@@ -42,8 +44,11 @@ class Inventory {
   std::size_t newFolder(const std::u16string& path, std::int32_t parentId);
   void refuse(const std::string& path, const std::string& reason);
 
+  bool isLeftOut(const std::u16string& name, const std::u16string& path) const;
+
   bool isRecursive_;
-  bool isNamed_ = false;  // the last folder is that of files named alone
+  std::u16string without_;  // as `resolvedPath` gives it; empty for none
+  bool isNamed_ = false;    // the last folder is that of files named alone
   std::vector<Folder> folders_;
   std::vector<Entry> files_;
   std::vector<Failure> failures_;

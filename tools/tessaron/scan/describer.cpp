@@ -9,12 +9,34 @@
 
 #include "cli/output.h"
 #include "cli/paths.h"
+#include "platform/directory.h"
 #include "platform/file.h"
 #include "scan/finding.h"
 #include "scan/reading.h"
 
 namespace tessaron::tool {
 namespace {
+
+IndexedFile indexedFile(const FileRequest& request, const CFileInfo& info) {
+  return {
+      request.whole, std::uint64_t{info.sizeHigh} << 32 | info.sizeLow,
+      std::uint64_t{info.lastWriteTime.dwHighDateTime} << 32 | info.lastWriteTime.dwLowDateTime};
+}
+
+/// Takes over what was found in the content.
+void takeContent(Finding& finding, CFileInfo& info) {
+  info.category = finding.category;
+  info.info = std::move(finding.info);
+  info.metaInfo = std::move(finding.metaInfo);
+  info.audioStreams = std::move(finding.audioStreams);
+  info.videoStreams = std::move(finding.videoStreams);
+}
+
+/// Whether the thumbnail that an earlier run has written, if any, is still there.
+bool hasThumbnail(const FileIndex::Known& known, const FileRequest& request) {
+  std::error_code error;
+  return !known.hadThumbnail || std::filesystem::exists(filePath(request.thumbnail), error);
+}
 
 /// A file's description. Its content is read by a worker unless the index knows the file.
 class Forwarded : public CFileInfo {
@@ -29,31 +51,18 @@ class Forwarded : public CFileInfo {
 
  private:
   bool fromFileHandle(File& file) override {
-    const std::uint64_t size = std::uint64_t{sizeHigh} << 32 | sizeLow;
-    const IndexedFile indexed{
-        request_.whole, size,
-        std::uint64_t{lastWriteTime.dwHighDateTime} << 32 | lastWriteTime.dwLowDateTime};
+    const IndexedFile indexed = indexedFile(request_, *this);
     if (index_) known_ = index_->look(indexed, file);
-    const bool isKnown = known_.finding && hasThumbnail();
+    const bool isKnown = known_.finding && hasThumbnail(known_, request_);
     finding_ = isKnown ? std::move(*known_.finding) : read(file);
     if (!isKnown) known_.hadThumbnail = false;
     if (!failure().empty()) return false;
     if (index_ && !(isKnown && known_.change == Change::None))
       index_->keep(indexed, known_.content, finding_);
-    category = finding_.category;
-    info = std::move(finding_.info);
-    metaInfo = std::move(finding_.metaInfo);
-    audioStreams = std::move(finding_.audioStreams);
-    videoStreams = std::move(finding_.videoStreams);
+    takeContent(finding_, *this);
     return false;
   }
   bool fromFilePostProcess() override { return true; }
-
-  /// Whether the thumbnail that an earlier run has written, if any, is still there.
-  bool hasThumbnail() const {
-    std::error_code error;
-    return !known_.hadThumbnail || std::filesystem::exists(filePath(request_.thumbnail), error);
-  }
 
   Finding read(File& file) {
     const DescribedView view{!request_.thumbnail.empty(), options_.isByName,
@@ -88,6 +97,32 @@ Describer::Describer(const Options& options, std::size_t threads) : options_(opt
   for (std::size_t i = 0; i < threads; ++i)
     workers_.push_back(
         std::make_unique<Worker>(std::vector<std::string>{kReaderArgument}, options.patience));
+}
+
+std::optional<FileResult> Describer::recall(const FileRequest& request) const {
+  if (!options_.index) return std::nullopt;
+  const std::optional<FileStatus> status = fileStatus(request.path);
+  if (!status) return std::nullopt;
+  FileResult result;
+  CFileInfo& info = result.info;
+  info.setDetectType(options_.detectMask);
+  info.path = request.path;
+  info.name = info.path.substr(lastSeparator(info.path) + 1);
+  const std::size_t dot = info.name.rfind(u'.');
+  if (dot != info.name.npos) info.extension = info.name.substr(dot + 1);
+  info.encryptionStatus = encryptionStatus(info.path).value_or(0);
+  info.sizeLow = static_cast<std::uint32_t>(status->size);
+  info.sizeHigh = static_cast<std::uint32_t>(status->size >> 32);
+  info.creationTime = status->creationTime;
+  info.lastWriteTime = status->lastWriteTime;
+  info.attributes = status->attributes;
+  std::optional<FileIndex::Known> known = options_.index->recall(indexedFile(request, info));
+  if (!known || !hasThumbnail(*known, request)) return std::nullopt;
+  takeContent(*known->finding, info);
+  result.change = known->change;
+  result.isUndecodable = known->finding->isUndecodable;
+  if (known->hadThumbnail) result.thumbnail = request.thumbnail;
+  return result;
 }
 
 FileResult Describer::describe(const FileRequest& request, std::size_t thread) {

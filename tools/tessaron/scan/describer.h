@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,10 @@ class Describer {
 
   /// For as many threads.
   Describer(const Options& options, std::size_t threads);
+
+  /// Describes a file that the index knows and that has not changed, without opening it; nothing
+  /// for others. Not while `describe` runs.
+  std::optional<FileResult> recall(const FileRequest& request) const;
 
   /// Describes a file, and writes its thumbnail. `thread` is the number of the calling thread, from
   /// 0 on. Fails as `writeOutput` and the index do.

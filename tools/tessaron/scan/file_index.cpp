@@ -68,9 +68,8 @@ struct FileIndex::Row {
   std::string finding;
 
   std::uint64_t checksum() const {
-    return fingerprint(fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n", file.path, file.size, file.time,
-                                   content, hasThumbnail, options) +
-                       finding);
+    return fingerprint(fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n{}", file.path, file.size, file.time,
+                                   content, hasThumbnail, options, finding));
   }
 };
 
@@ -90,6 +89,13 @@ class FileIndex::Statement {
   }
   Statement& bind(std::uint64_t number) {
     return done(sqlite3_bind_int64(statement_, ++bound_, static_cast<sqlite3_int64>(number)));
+  }
+  /// Ends a run of the statement, so that it can be bound and run again.
+  Statement& restart() {
+    sqlite3_reset(statement_);
+    if (statement_) code_ = SQLITE_OK;
+    bound_ = 0;
+    return *this;
   }
   /// SQLITE_ROW, SQLITE_DONE, or an error.
   int step() {
@@ -153,7 +159,8 @@ void FileIndex::requireIndex() const {
 
 int FileIndex::open() {
   sqlite3* database = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+  // The index lets one thread at a time use the database.
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   const int code = sqlite3_open_v2(path_.c_str(), &database, flags, nullptr);
   database_.reset(database);
   if (code != SQLITE_OK) return code;
@@ -168,6 +175,7 @@ int FileIndex::prepareDatabase() {
   const auto run = [&](const std::string& sql) {
     return sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr);
   };
+  run("PRAGMA cache_size = -16384");  // KiB
   if (const int code = run("BEGIN IMMEDIATE"); code != SQLITE_OK) return code;
   {
     Statement check(database, "PRAGMA quick_check(1)");
@@ -192,7 +200,7 @@ int FileIndex::prepareDatabase() {
 }
 
 void FileIndex::rebuild() {
-  database_.reset();
+  database_.reset();  // no statement has been kept yet
   std::error_code error;
   std::filesystem::remove(filePath(path_ + "-journal"), error);
   std::filesystem::remove(filePath(path_), error);
@@ -213,16 +221,46 @@ void FileIndex::begin(const Scope& scope) {
 }
 
 std::optional<FileIndex::Row> FileIndex::find(std::string_view path) {
-  Statement query(database_.get(),
-                  "SELECT size, time, content, thumbnail, options, finding, checksum "
-                  "FROM tessaron_files WHERE path = ?");
-  if (query.bind(path).step() != SQLITE_ROW) return std::nullopt;
+  if (!find_)
+    find_ = std::make_unique<Statement>(
+        database_.get(),
+        "SELECT size, time, content, thumbnail, options, finding, checksum "
+        "FROM tessaron_files WHERE path = ?");
+  Statement& query = find_->restart();
+  if (query.bind(path).step() != SQLITE_ROW) {
+    query.restart();
+    return std::nullopt;
+  }
   Row row{{std::string(path), query.number(0), query.number(1)},
           query.number(2),
           query.number(3) != 0,
           query.text(4),
           query.text(5)};
-  return row.checksum() == query.number(6) ? std::optional(std::move(row)) : std::nullopt;
+  const bool isWhole = row.checksum() == query.number(6);
+  query.restart();
+  return isWhole ? std::optional(std::move(row)) : std::nullopt;
+}
+
+void FileIndex::put(const Row& row) {
+  if (!put_)
+    put_ = std::make_unique<Statement>(
+        database_.get(), "INSERT OR REPLACE INTO tessaron_files VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+  Statement& insert = put_->restart();
+  insert.bind(row.file.path).bind(row.file.size).bind(row.file.time).bind(row.content);
+  insert.bind(std::uint64_t{row.hasThumbnail}).bind(row.options).bind(row.finding);
+  const int code = insert.bind(row.checksum()).step();
+  insert.restart();
+  require(code);
+}
+
+std::optional<FileIndex::Known> FileIndex::recall(const IndexedFile& indexed) {
+  std::unique_lock lock(mutex_);
+  const std::optional<Row> row = find(indexed.path);
+  lock.unlock();
+  const bool isSame = row && row->file.size == indexed.size && row->file.time == indexed.time;
+  if (!isSame || row->options != options_) return std::nullopt;
+  Known known{Change::None, {}, row->content, decodeFinding(row->finding), row->hasThumbnail};
+  return known.finding ? std::optional(std::move(known)) : std::nullopt;
 }
 
 /// Takes over what is known of a file that stood elsewhere, if it is this one.
@@ -270,11 +308,7 @@ void FileIndex::keep(const IndexedFile& indexed, std::uint64_t content, const Fi
   Row row{indexed, content, !finding.thumbnail.empty(), options_, encode(kept)};
   if (indexed.time + kTick > now()) row.file.time = kUnsure;
   const std::lock_guard lock(mutex_);
-  Statement put(database_.get(),
-                "INSERT OR REPLACE INTO tessaron_files VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
-  put.bind(row.file.path).bind(row.file.size).bind(row.file.time).bind(row.content);
-  put.bind(std::uint64_t{row.hasThumbnail}).bind(row.options).bind(row.finding);
-  require(put.bind(row.checksum()).step());
+  put(row);
 }
 
 std::vector<std::string> FileIndex::gone() const {

@@ -33,7 +33,7 @@ struct IndexedFile {
 /// Keeps what was found in files from one run to the next, in an SQLite database: path, size, time,
 /// a checksum of the content's beginning and end, and the finding. Each row has a checksum of its
 /// own; a damaged row counts as missing, and a damaged database is made anew. Nothing is changed
-/// before `commit`. Any thread may call `look` and `keep`; the others are for one thread.
+/// before `commit`. Any thread may call `recall`, `look` and `keep`; the others are for one thread.
 class FileIndex {
  public:
   /// Opens the index, or creates it. Findings of runs with other `options` are made anew. Fails
@@ -63,6 +63,9 @@ class FileIndex {
     std::optional<Finding> finding;  ///< when the content need not be read again
     bool hadThumbnail = false;
   };
+  /// What is known of a file with the path, size and time of an earlier run, and with its finding;
+  /// nothing for others.
+  std::optional<Known> recall(const IndexedFile& indexed);
   /// What is known of the file. Reads from `file` unless path, size and time are known.
   Known look(const IndexedFile& indexed, File& file);
   /// Keeps what was found, without its thumbnail.
@@ -94,12 +97,14 @@ class FileIndex {
   [[noreturn]] void fail(int code) const;
   void require(int code) const;
   std::optional<Row> find(std::string_view path);
+  void put(const Row& row);
   void forget(bool onlyMoved);
   void useMoved(const IndexedFile& indexed, Known& known);
 
   std::string path_;
   std::string options_;
   std::unique_ptr<sqlite3, Close> database_;
+  std::unique_ptr<Statement> find_, put_;  // prepared when they are needed
   bool wasDamaged_ = false;
   mutable std::mutex mutex_;
   std::multimap<Content, Missing> missing_;

@@ -36,6 +36,8 @@
 namespace tessaron::tool {
 namespace {
 
+constexpr std::size_t kPart = 1024;  // files that are looked up in the index at a time
+
 struct Options {
   std::vector<std::string> paths;
   std::vector<std::string> detect;
@@ -77,7 +79,7 @@ class Scan {
   Scan(const Options& options, const Context& context)
       : options_(options),
         context_(context),
-        inventory_(options.paths, options.recursive),
+        inventory_(options.paths, options.recursive, options.index),
         output_(options.output) {
     if (options.match)
       matches_.emplace(matchOptions(), options.form, context, output_);
@@ -128,36 +130,74 @@ class Scan {
     return match;
   }
 
+  /// What describing all files needs.
+  struct Walk {
+    Describer describer;
+    std::vector<std::string> thumbnails;  // paths; empty when none are wanted
+    std::optional<Progress> progress;
+  };
+
   void describeAll() {
-    const std::vector<Inventory::Entry>& files = inventory_.files();
-    const std::vector<std::string> thumbnails = thumbnailPaths();
+    const std::size_t count = inventory_.files().size();
+    OrderedWork work;
+    work.count = count;
+    Walk walk{Describer({maskOf(options_.detect), options_.byName, options_.location, patience(),
+                         index_ ? &*index_ : nullptr},
+                        work.threads()),
+              thumbnailPaths(),
+              {}};
+    if (!sharesTerminal()) walk.progress.emplace(context_, "describing", count);
+    const std::size_t part = index_ ? kPart : std::max<std::size_t>(count, 1);
+    for (std::size_t begin = 0; begin < count; begin += part)
+      describe(begin, std::min(begin + part, count), walk);
+  }
+
+  /// Describes the files from `begin` to `end`. Those that the index knows are described on this
+  /// thread: to hand them to another takes longer than to describe them.
+  void describe(std::size_t begin, std::size_t end, Walk& walk) {
+    std::vector<std::optional<FileResult>> known(index_ ? end - begin : 0);
+    std::vector<std::size_t> unknown;
+    for (std::size_t file = begin; file < end; ++file) {
+      if (index_) {
+        show(file, walk);
+        known[file - begin] = walk.describer.recall(requestOf(file, walk));
+      }
+      if (!index_ || !known[file - begin]) unknown.push_back(file);
+    }
+    std::size_t next = begin;  // the next file to add
+    const auto addKnownUpTo = [&](std::size_t file) {
+      for (; next < file; ++next) add(inventory_.files()[next], *std::move(known[next - begin]));
+    };
     std::vector<FileResult> results(OrderedWork::kWindow);
     const auto resultOf = [&](std::size_t index) -> FileResult& {
       return results[index % OrderedWork::kWindow];
     };
-    std::optional<Progress> progress;
-    if (!sharesTerminal()) progress.emplace(context_, "describing", files.size());
-
     OrderedWork work;
-    work.count = files.size();
-    Describer describer({maskOf(options_.detect), options_.byName, options_.location, patience(),
-                         index_ ? &*index_ : nullptr},
-                        work.threads());
-    work.abandon = [&] { describer.stop(); };
+    work.count = unknown.size();
     work.work = [&](std::size_t index, std::size_t thread) {
-      const Inventory::Entry& file = files[index];
-      const FileRequest request{inventory_.pathOf(file), wholePath(file),
-                                thumbnails.empty() ? std::string() : thumbnails[index]};
-      resultOf(index) = describer.describe(request, thread);
+      resultOf(index) = walk.describer.describe(requestOf(unknown[index], walk), thread);
     };
-    work.wait = [&](std::size_t done) {
-      InterruptionGuard::check();
-      if (progress) progress->showPace(done, toUtf8(inventory_.pathOf(files[done])));
-    };
+    work.wait = [&](std::size_t done) { show(unknown[done], walk); };
     work.deliver = [&](std::size_t index) {
-      add(files[index], std::exchange(resultOf(index), {}));
+      addKnownUpTo(unknown[index]);
+      add(inventory_.files()[next++], std::exchange(resultOf(index), {}));
     };
+    work.abandon = [&] { walk.describer.stop(); };
     work.run();
+    addKnownUpTo(end);
+  }
+
+  FileRequest requestOf(std::size_t file, const Walk& walk) const {
+    const Inventory::Entry& entry = inventory_.files()[file];
+    return {inventory_.pathOf(entry), wholePath(entry),
+            walk.thumbnails.empty() ? std::string() : walk.thumbnails[file]};
+  }
+
+  /// Tells that a file is next.
+  void show(std::size_t file, Walk& walk) const {
+    InterruptionGuard::check();
+    if (walk.progress)
+      walk.progress->showPace(file, toUtf8(inventory_.pathOf(inventory_.files()[file])));
   }
 
   /// Opens the index and tells it what is there. After that `wholePath` may be called.
