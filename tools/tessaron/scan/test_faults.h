@@ -14,8 +14,8 @@ Misbehavior misbehaviorFor(std::u16string_view name);
 
 /// A file that makes its reader misbehave, in place of one that has taken it over: where the
 /// environment variable TESSARON_TEST_FAULTS is set, by the beginning of the file's name ("abort.",
-/// "loop.", "connect.", ...), when the reader has read a few bytes. Without the variable reads are
-/// forwarded.
+/// "loop.", "connect.", ...), when the reader has read a few bytes; with a number behind that,
+/// "abort.5.", after so many reads. Without the variable reads are forwarded.
 class FaultyFile : public File {
  public:
   FaultyFile(File& file, std::u16string_view name);
@@ -33,6 +33,7 @@ class FaultyFile : public File {
 
   File& file_;
   Misbehavior fault_ = nullptr;
+  unsigned reads_ = 0;  // to forward before the fault
 };
 #else
 /// The file itself: faults are for builds with tests.
