@@ -12,7 +12,11 @@
 #include "tessaron_export.h"
 
 #ifdef _WIN32
+// The second header needs the first.
+// clang-format off
+#include <objidl.h>
 #include <gdiplus.h>
+// clang-format on
 #else
 
 #define PixelFormat24bppRGB 0x21808  // a macro on Windows, too
