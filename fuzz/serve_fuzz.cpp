@@ -119,6 +119,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string version;
   collection.expire();
   const std::size_t count = collection.count(version);  // fails for what is no collection any more
-  CHECK(collection.list({{}, {}, 0, ServedCollection::kMaxCount})->size() > count);
+  CHECK(collection.list({{}, {}, 0, ServedCollection::kMaxCount}).json->size() > count);
   return 0;
 }

@@ -48,7 +48,7 @@ std::optional<std::string> RequestObject::text(const char* name) const {
 }
 
 std::string RequestObject::requiredText(const char* name) const {
-  const std::string value = text(name).value_or("");
+  std::string value = text(name).value_or("");
   if (value.find_first_not_of(" \t\r\n") == value.npos)
     refuse(fmt::format("\"{}\" is required", name));
   return value;

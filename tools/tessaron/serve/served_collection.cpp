@@ -154,7 +154,7 @@ struct ServedCollection::Order {
 struct ServedCollection::Snapshot {
   struct Body {
     AnswerKey key;
-    std::shared_ptr<const std::string> text;
+    ListAnswer list;
   };
 
   std::shared_ptr<const CollectionIndex> index;
@@ -162,18 +162,18 @@ struct ServedCollection::Snapshot {
   std::list<Order> orders;
   std::list<Body> bodies;
 
-  std::shared_ptr<const std::string> findBody(const AnswerKey& key) {
+  const ListAnswer* findBody(const AnswerKey& key) {
     const auto found = std::ranges::find(bodies, key, &Body::key);
     if (found == bodies.end()) return nullptr;
     bodies.splice(bodies.begin(), bodies, found);
-    return bodies.front().text;
+    return &bodies.front().list;
   }
 
-  void keepBody(const AnswerKey& key, std::shared_ptr<const std::string> text) {
-    bodies.push_front({key, std::move(text)});
+  void keepBody(const AnswerKey& key, ListAnswer list) {
+    bodies.push_front({key, std::move(list)});
     std::size_t size = 0;
     for (auto body = bodies.begin(); body != bodies.end(); ++body)
-      if ((size += body->text->size()) > kMaxBodies) {
+      if ((size += body->list.json->size()) > kMaxBodies) {
         bodies.erase(body, bodies.end());
         break;
       }
@@ -225,13 +225,12 @@ std::size_t ServedCollection::count(std::string& version) {
   return now->index->size();
 }
 
-std::shared_ptr<const std::string> ServedCollection::makeList(Snapshot& snapshot,
-                                                              const ListRequest& request,
-                                                              const SYSTEMTIME& now) {
+ListAnswer ServedCollection::makeList(Snapshot& snapshot, const ListRequest& request,
+                                      const SYSTEMTIME& now) {
   // One search at a time, so that those who wait for the same one find it done.
   const std::lock_guard lock(snapshot.mutex);
   const AnswerKey key{request, dayOf(now), covers_.version()};
-  if (auto body = snapshot.findBody(key)) return body;
+  if (const ListAnswer* known = snapshot.findBody(key)) return *known;
   const CollectionIndex& index = *snapshot.index;
   const bool isWhole =
       request.query.find_first_not_of(' ') == request.query.npos && request.sort.empty();
@@ -249,12 +248,14 @@ std::shared_ptr<const std::string> ServedCollection::makeList(Snapshot& snapshot
     appendItem(recordOf(*text), index.key(item), index.itemVersion(item), now, out);
   }
   out += "]}\n";
-  const auto body = std::make_shared<const std::string>(std::move(out));
-  snapshot.keepBody(key, body);
-  return body;
+  ListAnswer list;
+  list.tag = CollectionIndex::versionOf(out);
+  list.json = std::make_shared<const std::string>(std::move(out));
+  snapshot.keepBody(key, list);
+  return list;
 }
 
-std::shared_ptr<const std::string> ServedCollection::list(const ListRequest& request) {
+ListAnswer ServedCollection::list(const ListRequest& request) {
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     try {
       return makeList(*snapshot(), request, utcNow());

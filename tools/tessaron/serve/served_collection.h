@@ -32,6 +32,12 @@ struct ItemAnswer {
   std::string version;
 };
 
+/// A list as JSON, and a tag that is another one for another text.
+struct ListAnswer {
+  std::shared_ptr<const std::string> json;
+  std::string tag;
+};
+
 /// The collection of a server as its readers see it. Keeps the places of the items in memory, the
 /// order of the last searches, and the text of the last lists; all of it is dropped when the file
 /// changes. All members fail as `CollectionReader` does when the file cannot be read. Several
@@ -53,7 +59,7 @@ class ServedCollection {
 
   /// {"version", "total", "from", "items"} for a part of the items, fewer than asked for when they
   /// are large. Fails with kUsage for a query or an order that is none.
-  std::shared_ptr<const std::string> list(const ListRequest& request);
+  ListAnswer list(const ListRequest& request);
   /// The item that `key` names, see `CollectionIndex::find`; nothing when there is none.
   std::optional<ItemAnswer> item(std::string_view key);
   /// The answer for an item's text.
@@ -64,8 +70,7 @@ class ServedCollection {
   struct Snapshot;
   struct Order;
   std::shared_ptr<Snapshot> snapshot();
-  std::shared_ptr<const std::string> makeList(Snapshot& snapshot, const ListRequest& request,
-                                              const SYSTEMTIME& now);
+  ListAnswer makeList(Snapshot& snapshot, const ListRequest& request, const SYSTEMTIME& now);
 
   void appendItem(const CRecord& record, std::string_view key, std::string_view version,
                   const SYSTEMTIME& now, std::string& out);

@@ -240,8 +240,9 @@ Response Site::list(const Request& request) {
   Response response;
   response.contentType = "application/json";
   response.headers.emplace_back("Cache-Control", kPrivate);
-  response.body = collection_.list(wanted);
-  setTag(request.head, CollectionIndex::versionOf(*response.body), response);
+  ListAnswer list = collection_.list(wanted);
+  response.body = std::move(list.json);
+  setTag(request.head, list.tag, response);
   return response;
 }
 
