@@ -92,7 +92,7 @@ std::shared_ptr<const CollectionIndex> CollectionIndex::read(std::u16string_view
   index->file_ = openShared(path, error.readError);
   if (error.readError == std::errc::no_such_file_or_directory) {
     error.readError.clear();
-    index->version_ = kMissing;
+    index->version_ = std::string(kMissing);
     return index;
   }
   if (!index->file_) return nullptr;

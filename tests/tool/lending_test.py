@@ -40,7 +40,7 @@ class Lending(ToolTest):
         shown = self.json("show", "-c", "c.xml", "A1")
         self.assertEqual((shown["copies"], [loan["target"] for loan in shown["loans"]]), (1, ["Mira"]))
         self.edit("export", "--html", "-o", "page.html")
-        self.assertRegex((self.folder / "page.html").read_text(), rf"<li[^>]*>Lent Mira, from {day}.*, returned {day}</li>")
+        self.assertRegex((self.folder / "page.html").read_text(), rf'"target":"Mira","begin":"{day}".*"returned":"{day}"')
         self.assert_failures([
             (1, "A1: it is lent to Ana already", "lend", "-c", "c.xml", "A1", "--to", "Bo"),
             (1, "c.xml: no item matches", "loans", "-c", "c.xml", "status:favorite"),

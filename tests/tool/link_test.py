@@ -24,7 +24,7 @@ class Link(ToolTest):
         self.assertEqual(self.links("-salt"), [("A1", "disc/1.flac", "present"), ("A3", "disc/2.flac", "present")])
         self.assertEqual([file["path"] for file in self.json("show", "A2")["files"]], [path for _, path in linked])
         self.tool("export", "--html", "-o", "page.html")
-        self.assertIn("disc/2.flac</dd>", (self.folder / "page.html").read_text())
+        self.assertIn('"path":"disc/2.flac"', (self.folder / "page.html").read_text())
         self.tool("export", "--json", "-o", "c.json")
         self.tool("import", "-c", "copy.xml", "c.json")
         self.assertEqual(self.links("-c", "copy.xml"), self.links())
