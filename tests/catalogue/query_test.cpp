@@ -83,7 +83,8 @@ TEST(Query, LooksForFiles) {
   QueryError error;
   const auto query = Query::parse("missing:file", kNow, error);
   ASSERT_TRUE(query) << error.message;
-  EXPECT_TRUE(std::ranges::none_of(items(), [&](const auto& each) { return query->matches(each); }));
+  EXPECT_TRUE(
+      std::ranges::none_of(items(), [&](const auto& each) { return query->matches(each); }));
   EXPECT_FALSE(Query::parse("missing:author", kNow, error));
   EXPECT_EQ(error.place, 8u);
 }

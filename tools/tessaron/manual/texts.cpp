@@ -176,7 +176,8 @@ Which items of the collection are in a folder of books, and link them:
 
   tessaron codec 0x55 XVID
 )"},
-    {"covers", R"(Get the covers of all books, give one item a picture of yours, see which have none:
+    {"covers",
+     R"(Get the covers of all books, give one item a picture of yours, see which have none:
 
   tessaron covers fetch group:book
   tessaron covers attach rain photo.jpg
