@@ -4,6 +4,7 @@
 
 #include "c_interface/guard.h"
 #include "c_interface/json.h"
+#include "catalogue/file_links.h"
 #include "catalogue/query.h"
 #include "platform/system.h"
 #include "records/item_stream.h"
@@ -58,6 +59,7 @@ tsr_status tsr_collection_query(tsr_collection* collection, const char* query) {
     if (!parsed && !error.unknownField.empty())
       throw c::Failure{TSR_INVALID_ARGUMENT, '"' + error.unknownField + "\" is no field"};
     if (!parsed) throw c::Failure{TSR_INVALID_ARGUMENT, error.message};
+    parsed->setFolder(tessaron::linkFolder(tessaron::fromUtf8(collection->path)));
     collection->query = std::move(parsed);
     return TSR_OK;
   });

@@ -8,6 +8,7 @@
 #include <functional>
 #include <utility>
 
+#include "catalogue/file_links.h"
 #include "catalogue/item_merge.h"
 #include "catalogue/item_order.h"
 #include "cli/failures.h"
@@ -16,6 +17,7 @@
 #include "cli/selection.h"
 #include "output/page_item.h"
 #include "platform/system.h"
+#include "support/text.h"
 
 namespace tessaron::tool {
 namespace {
@@ -106,10 +108,11 @@ class PackedKeys {
   std::size_t parts_ = 0;
 };
 
-/// The items that match, in their order.
-std::vector<std::uint32_t> findItems(const CollectionIndex& index, const ListRequest& request,
-                                     const SYSTEMTIME& now) {
-  const Query query = parseQuery(request.query);
+/// The items of the collection at `path` that match, in their order.
+std::vector<std::uint32_t> findItems(const std::string& path, const CollectionIndex& index,
+                                     const ListRequest& request, const SYSTEMTIME& now) {
+  Query query = parseQuery(request.query);
+  query.setFolder(linkFolder(fromUtf8(path)));
   std::optional<ItemOrder> order;
   if (!request.sort.empty()) order = parseOrder(request.sort);
   struct Found {
@@ -157,6 +160,7 @@ struct ServedCollection::Snapshot {
     ListAnswer list;
   };
 
+  std::string path;  // of the collection
   std::shared_ptr<const CollectionIndex> index;
   std::mutex mutex;  // for the rest
   std::list<Order> orders;
@@ -185,7 +189,7 @@ struct ServedCollection::Snapshot {
     if (found != orders.end()) {
       orders.splice(orders.begin(), orders, found);
     } else {
-      orders.push_front({key, findItems(*index, request, now)});
+      orders.push_front({key, findItems(path, *index, request, now)});
       if (orders.size() > kMaxOrders) orders.pop_back();
     }
     return orders.front().items;
@@ -215,6 +219,7 @@ std::shared_ptr<ServedCollection::Snapshot> ServedCollection::snapshot() {
   if (error.isForeign)
     throw Failure{kBadData, path_, "this is no collection: it has no place for items"};
   snapshot_ = std::make_shared<Snapshot>();
+  snapshot_->path = path_;
   snapshot_->index = std::move(index);
   return snapshot_;
 }
