@@ -32,6 +32,7 @@ std::vector<std::string> commandLine(int, char**) {
   int count = 0;
   wchar_t** const wideWords = CommandLineToArgvW(GetCommandLineW(), &count);
   if (!wideWords) throw std::bad_alloc();
+  words.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i)
     words.push_back(narrowed(reinterpret_cast<const char16_t*>(wideWords[i])));
   LocalFree(wideWords);
