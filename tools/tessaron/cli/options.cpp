@@ -36,7 +36,7 @@ bool asksForHelp(const CLI::App& app) {
 }  // namespace
 
 std::string usualCollection() {
-  const std::string named = environmentVariable("TESSARON_COLLECTION");
+  std::string named = environmentVariable("TESSARON_COLLECTION");
   if (!named.empty()) return named;
   Config config;
   loadSetting(u"LastCollectionFileName", config);
