@@ -68,7 +68,7 @@ void ConflictList::print(const Context& context, const std::string& ours,
   rows_.forEach([&](const std::vector<std::string_view>& row) {
     std::vector<Table::Cell> cells;
     for (std::size_t i = 0; i < 5; ++i) cells.push_back({std::string(row[i])});
-    table.add(std::move(cells));
+    table.add(cells);
   });
   table.print(context);
 }

@@ -109,7 +109,7 @@ Table tableOf(const std::vector<Slice>& slices, const std::string& heading,
   for (std::size_t i = 1; i < rows.size(); ++i) {
     std::vector<Table::Cell> cells;
     for (std::string& text : rows[i]) cells.push_back({std::move(text)});
-    table.add(std::move(cells));
+    table.add(cells);
   }
   return table;
 }

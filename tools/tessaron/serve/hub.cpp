@@ -46,7 +46,7 @@ void Hub::work(Work kind, std::shared_ptr<const Request> request,
   else if (unsent_ < kMaxUnsent)
     boost::asio::post(readers_, answer);
   else
-    waiting_.push_back([this, answer] { boost::asio::post(readers_, answer); });
+    waiting_.emplace_back([this, answer] { boost::asio::post(readers_, answer); });
 }
 
 void Hub::removeUnsent(std::size_t size) {

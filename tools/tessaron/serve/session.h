@@ -187,7 +187,8 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
   void beginEvents(const Response& response) {
     std::string text = "HTTP/1.1 200 OK\r\nContent-Type: " + response.contentType +
                        "\r\nCache-Control: no-store\r\nConnection: close\r\n";
-    for (const auto& [name, value] : commonHeaders()) text += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : commonHeaders())
+      text.append(name).append(": ").append(value).append("\r\n");
     nextEvent_.clear();
     isWriting_ = true;  // until the head is written
     if (!hub_.addStream(*this)) {

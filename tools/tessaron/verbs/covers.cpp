@@ -265,7 +265,7 @@ int list(const Options& options, const Context& context) {
     } else if (options.form == Form::Table) {
       std::vector<Table::Cell> cells;
       for (const std::string& text : row) cells.push_back({text});
-      table.add(std::move(cells));
+      table.add(cells);
     } else {
       output.write(separatedRow(options.form, row));
     }

@@ -54,7 +54,7 @@ class LoanWriter {
       cells.reserve(texts.size() + 1);
       for (const std::string& text : texts) cells.push_back({text});
       cells.push_back(dueCell(mark));
-      table_.add(std::move(cells));
+      table_.add(cells);
     } else if (form_ == Form::Json) {
       writeJson(texts, due);
     } else {
