@@ -264,6 +264,7 @@ int list(const Options& options, const Context& context) {
       output.write(indented(jsonText(json), 2));
     } else if (options.form == Form::Table) {
       std::vector<Table::Cell> cells;
+      cells.reserve(row.size());
       for (const std::string& text : row) cells.push_back({text});
       table.add(cells);
     } else {
