@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 
+#include "platform/system.h"
 #include "support/fingerprint.h"
 #include "support/fold.h"
 #include "support/text.h"
@@ -182,9 +183,11 @@ std::string rewrite(const std::u16string& path, std::span<const CoverChange> cha
   }
   const std::unique_ptr<File> none = memoryFile("");
   error = replaceFile(path, [&](File& to) {
-    return writeCache(to, file ? *file : *none, kept) &&
-           std::ranges::all_of(changes,
-                               [&](const auto& change) { return appendCover(to, change); });
+    const bool isWritten =
+        writeCache(to, file ? *file : *none, kept) &&
+        std::ranges::all_of(changes, [&](const auto& change) { return appendCover(to, change); });
+    if (!replacesOpenFiles()) file.reset();  // others may open the cache a bit too early
+    return isWritten;
   });
   return error ? error.message() : std::string();
 }

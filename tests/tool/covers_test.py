@@ -117,7 +117,7 @@ class Covers(ToolTest):
             (("/png/1",), None),  # 1 by 2 pixels
             (("/endless",), "more than 16 MiB"),
             (("/none",), "answers 404"),
-            ((f"https://127.0.0.1:{serve(self, certificate)}/png/30",), "certificate"),
+            ((f"https://127.0.0.1:{serve(self, certificate)}/png/30",), "certificate|no secure connection"),
             (("http://127.0.0.1:1/x",), "connect|reached"),
         ]
         self.shelf(*((a if "//" in a[:8] else self.here + a for a in addresses) for addresses, _ in rows), ("file:///x.png",))

@@ -81,6 +81,8 @@ std::string reasonOf(DWORD error) {
       return "its host cannot be reached";
     case ERROR_WINHTTP_SECURE_FAILURE:
       return "the certificate of its host is not valid";
+    case ERROR_WINHTTP_SECURE_CHANNEL_ERROR:
+      return "no secure connection to its host can be made";
     default:
       return "error " + std::to_string(error) + " of the system's client";
   }

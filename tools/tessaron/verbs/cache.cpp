@@ -406,7 +406,11 @@ int repair(const Options& options, const Context& context) {
     fs::rename(filePath(options.file), filePath(kept), error);
   if (error) throw Failure{kCannotCreate, kept, error.message()};
   if (state.isCache)
-    writeOutput(options.file, [&](File& to) { return writeCache(to, *file, sound); });
+    writeOutput(options.file, [&](File& to) {
+      const bool isWritten = writeCache(to, *file, sound);
+      if (!tessaron::replacesOpenFiles()) file.reset();
+      return isWritten;
+    });
   note(context, fmt::format("{}: {}; {} images kept, the old file is {}", options.file, damage,
                             sound.size(), kept));
   return kDone;
