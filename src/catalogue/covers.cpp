@@ -75,11 +75,19 @@ CACHESECTIONHEADER coverSection(std::u16string_view key, CoverSize size) {
   return makeSection(primary.data(), kCoverMark.data(), static_cast<std::uint32_t>(size), key);
 }
 
-CoverReader::CoverReader(std::u16string_view path, std::error_code& error) {
+namespace {
+
+std::unique_ptr<File> openShared(std::u16string_view path, std::error_code& error) {
   OpenMode mode;
   mode.shareWrite = true;
   mode.shareDelete = true;
-  file_ = openFile(path, mode, error);
+  return openFile(path, mode, error);
+}
+
+}  // namespace
+
+CoverReader::CoverReader(std::u16string_view path, std::error_code& error) : path_(path) {
+  file_ = openShared(path, error);
   if (!file_) {
     if (error == std::errc::no_such_file_or_directory) error.clear();
     return;
@@ -90,34 +98,46 @@ CoverReader::CoverReader(std::u16string_view path, std::error_code& error) {
     while (walk.next() && !walk.isCut()) {
       const CACHESECTIONHEADER& section = walk.section();
       if (isCover(section))
-        places_.try_emplace({keyIn(section), section.variant},
-                            Place{section.dataOffset, section.dataSize});
+        places_.push_back({keyIn(section), section.variant, section.dataOffset, section.dataSize});
     }
     isDamaged_ = !walk.isWhole();
   }
+  // Of sections with the same key the first one counts.
+  std::ranges::stable_sort(places_, {}, [](const Place& p) { return std::pair(p.key, p.variant); });
   fileSize_ = file_->size().value_or(0);
+  fileNumber_ = file_->status().value_or(FileStatus{}).number;
+  if (!replacesOpenFiles()) file_.reset();
 }
 
 CoverReader::~CoverReader() = default;
 
-bool CoverReader::has(std::u16string_view key, CoverSize size) const {
-  return places_.contains({keyIn(coverSection(key, size)), static_cast<std::uint32_t>(size)});
+const CoverReader::Place* CoverReader::find(std::u16string_view key, CoverSize size) const {
+  const std::pair wanted(keyIn(coverSection(key, size)), static_cast<std::uint32_t>(size));
+  const auto place = std::ranges::lower_bound(
+      places_, wanted, {}, [](const Place& p) { return std::pair(p.key, p.variant); });
+  const bool isFound = place != places_.end() && std::pair(place->key, place->variant) == wanted;
+  return isFound ? &*place : nullptr;
 }
 
+bool CoverReader::has(std::u16string_view key, CoverSize size) const { return find(key, size); }
+
 std::uint32_t CoverReader::sizeOf(std::u16string_view key) const {
-  const auto found = places_.find(
-      {keyIn(coverSection(key, CoverSize::Whole)), static_cast<std::uint32_t>(CoverSize::Whole)});
-  return found == places_.end() ? 0 : found->second.size;
+  const Place* place = find(key, CoverSize::Whole);
+  return place ? place->size : 0;
 }
 
 std::string CoverReader::read(std::u16string_view key, CoverSize size) const {
-  const auto found =
-      places_.find({keyIn(coverSection(key, size)), static_cast<std::uint32_t>(size)});
-  if (found == places_.end())
-    return size == CoverSize::Whole ? std::string() : read(key, CoverSize::Whole);
-  std::string data(found->second.size, '\0');
+  const Place* place = find(key, size);
+  if (!place) return size == CoverSize::Whole ? std::string() : read(key, CoverSize::Whole);
+  std::unique_ptr<File> opened;
+  if (!file_) {
+    std::error_code error;
+    opened = openShared(path_, error);
+    if (!opened || opened->status().value_or(FileStatus{}).number != fileNumber_) return {};
+  }
+  std::string data(place->size, '\0');
   const auto count =
-      readFully(*file_, found->second.offset, std::as_writable_bytes(std::span(data)));
+      readFully(file_ ? *file_ : *opened, place->offset, std::as_writable_bytes(std::span(data)));
   return count == data.size() ? data : std::string();
 }
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -47,7 +46,8 @@ TESSARON_API CACHESECTIONHEADER coverSection(std::u16string_view key, CoverSize 
 TESSARON_API bool isCover(const CACHESECTIONHEADER& section);
 
 /// Looks up covers in a cache file. Reads the headers once, when it is made, and a cover when it is
-/// asked for; a truncated section at the end is ignored. One thread at a time.
+/// asked for; a truncated section at the end is ignored. Others may replace the file meanwhile; on
+/// Windows, which replaces no open files, there are no covers to read then. One thread at a time.
 class TESSARON_API CoverReader {
  public:
   /// Opens the cache at `path`. Without one, or with one that is no cache, there are no covers;
@@ -70,15 +70,20 @@ class TESSARON_API CoverReader {
   std::uint64_t fileSize() const { return fileSize_; }
 
  private:
-  using Key = std::pair<std::uint64_t, std::uint64_t>;
   struct Place {
-    std::uint32_t offset = 0;
-    std::uint32_t size = 0;
+    std::pair<std::uint64_t, std::uint64_t> key;
+    std::uint32_t variant;
+    std::uint32_t offset;
+    std::uint32_t size;
   };
 
-  std::unique_ptr<File> file_;
-  std::map<std::pair<Key, std::uint32_t>, Place> places_;
+  const Place* find(std::u16string_view key, CoverSize size) const;
+
+  std::u16string path_;
+  std::unique_ptr<File> file_;  // null without a cache, and where open files cannot be replaced
+  std::vector<Place> places_;   // by key and variant
   std::uint64_t fileSize_ = 0;
+  std::uint64_t fileNumber_ = 0;
   bool isDamaged_ = false;
 };
 
