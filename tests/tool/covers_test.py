@@ -2,21 +2,11 @@ import http.server
 import os
 import signal
 import ssl
-import struct
 import subprocess
 import threading
 import time
-import zlib
 
-from support import TOOL, ToolTest, collection, item, png_size
-
-
-def png(width, height=2):
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-    rows = (b"\0" + b"\x40\x80\xc0" * width) * height
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
-            + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+from support import TOOL, ToolTest, collection, item, png, png_size
 
 
 class Host(http.server.BaseHTTPRequestHandler):

@@ -93,8 +93,10 @@ class ServedPage(ToolTest):
         self.soon(lambda: self.status("EXB0000001"), None)
         self.browser.switch_to(first)
         self.soon(lambda: "Mira" in self.text("dialog[open] .state"), False)
-        self.click("Undo", "#tools")
-        self.soon(lambda: self.status("EXB0000001"), ("Lent", "Mira"))
+        for label, expected in [("Undo", ("Lent", "Mira")), ("Redo", None), ("Undo", ("Lent", "Mira"))]:
+            self.soon(lambda: self.browser.run("return document.getElementById(arguments[0]).disabled", label.lower()), False)
+            self.click(label, "#tools")
+            self.soon(lambda: self.status("EXB0000001"), expected)
 
         # One tab has a form open while the other one changes the item.
         self.show_item("EXB0000001")
@@ -116,6 +118,14 @@ class ServedPage(ToolTest):
         self.picture("conflict.png")
         self.click("Save", "dialog form")
         self.soon(lambda: self.json("show", "-c", "shelf.xml", "EXB0000001")["Notes"], "mine")
+
+        # A file that is dropped is imported.
+        self.browser.run("const data = new DataTransfer(); data.items.add(new File([arguments[0]], 'list.csv'));"
+                         "document.dispatchEvent(new DragEvent('drop', {dataTransfer: data, bubbles: true, cancelable: true}))",
+                         "title,author\nSalt Roads,Orla Finch\n")
+        self.soon(lambda: len(self.json("list", "-c", "shelf.xml", "title:salt")), 1)
+        self.soon(lambda: "list.csv: 1 added" in self.text("body"), True)
+        self.tool("undo", "-c", "shelf.xml")
 
         # The tool edits, too.
         self.tool("remove", "-c", "shelf.xml", "EXB0000001")

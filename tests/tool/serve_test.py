@@ -13,7 +13,7 @@ import time
 import unittest
 
 from served import Served
-from support import RESPONSES, ToolTest, collection, item
+from support import RESPONSES, ToolTest, collection, item, png
 
 SHELF = collection(item("A1", "Tides"), item("A2", "Fox &amp; Weir"), item("A3", "Low Tide"), item("", "No key"))
 JSON = "application/json"
@@ -62,6 +62,23 @@ class Answers(ServeTest):
         keyless = served.items()[3]
         self.assertEqual(keyless["key"], "@" + keyless["version"])
         self.assertEqual(served.get("/api/items/%40" + keyless["version"]).json()["Title"], "No key")
+
+    def test_covers(self):
+        served = self.serve()
+        tags = set()
+        for width in (300, 20):  # there before the first request, and attached while the server runs
+            picture = self.write("p.png", png(width))
+            self.tool("covers", "attach", "-c", "c.xml", "A2", picture)
+            whole = served.get("/covers/A2")
+            self.assertEqual((whole.status, whole.body, whole.headers["Content-Type"]), (200, picture.read_bytes(), "image/png"))
+            small = served.get("/covers/A2?size=small")
+            self.assertEqual((small.body[:3], small.headers["Content-Type"]), (b"\xff\xd8\xff", "image/jpeg"))
+            for answer in (whole, small):
+                self.assertEqual(served.get("/covers/A2" + "?size=small" * (answer is small),
+                                            If_None_Match=answer.headers["ETag"]).status, 304)
+            tags.add(whole.headers["ETag"])
+        self.assertEqual(len(tags), 2, "another cover has the ETag of the first")
+        self.assertEqual(["cover" in item for item in served.items()], [False, True, False, False])
 
     def test_refused_requests(self):
         served = self.serve()

@@ -13,6 +13,7 @@ import tempfile
 import termios
 import unittest
 import unittest.mock
+import zlib
 
 TOOL = os.environ["TESSARON"]
 SOURCE = pathlib.Path(os.environ["TESSARON_SOURCE"])
@@ -45,6 +46,15 @@ def response(*items, root="ProductSearchResponse"):
 
 def collection(*items):
     return response(*items, root="PriceTracker")
+
+
+def png(width, height=2):
+    """A picture of one color."""
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+    rows = (b"\0" + b"\x40\x80\xc0" * width) * height
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
+            + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
 
 
 def png_size(path):
