@@ -115,7 +115,7 @@ class ToolTest(unittest.TestCase):
         done.err = done.stderr.decode()
         if ON_WINDOWS and self.tells_paths:
             done.out, done.err = (re.sub(r"\\\\|\\", "/", text) for text in (done.out, done.err))
-        self.assertEqual(done.returncode, code, f"{arguments}: {done.err}")
+        self.assertEqual(done.returncode, code, f"{arguments}: {done.err or done.out[-500:]}")
         if code != 0:
             self.assertRegex(done.err, r"\A(tessaron: [^\n]+\n){%d}\Z" % lines, arguments)
         return done
