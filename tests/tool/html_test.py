@@ -180,7 +180,7 @@ class Page(ToolTest):
         self.run_script("document.querySelector('.chart:nth-of-type(2) tr:last-child a').click()")
         self.assertEqual(self.shown(), first)
         for tag, words in [("de-CH", ["de", "15 Einträge", "Verliehen"]), ("ja", ["ja", "15 件", "貸出中"]),
-                           ("nl", ["en", "15 items", "Lent"])]:
+                           ("fr-CA", ["fr", "15 éléments", "Prêté"]), ("es", ["es", "15 elementos", "Prestado"]), ("nl", ["en", "15 items", "Lent"])]:
             self.browser.command("Emulation.setUserAgentOverride", userAgent="x", acceptLanguage=tag)
             self.addCleanup(self.browser.command, "Emulation.setUserAgentOverride", userAgent="x", acceptLanguage="en")
             self.go()
