@@ -15,7 +15,6 @@ import subprocess
 import time
 import unittest
 import xml.etree.ElementTree as ET
-import zipfile
 
 from support import ON_WINDOWS, TOOL, ToolTest, ffmpeg, png_size
 
@@ -217,45 +216,6 @@ class ScanTest(ToolTest):
                                               "rawvideo", "-pix_fmt", "rgb24", "-"])
             corners = [pixels[3 * at:3 * at + 3] for at in (5 * size[0] + 5, 6 * size[0] - 6)]
             self.assertEqual("".join("gbrw"[2 * (red > 99) + (blue > 99)] for red, _, blue in corners), above, number)
-
-    @unittest.skipUnless("SHIM" in os.environ, "sanitizers use more than is permitted")
-    def test_each_reader_may_crash(self):
-        self.setting(TESSARON_TEST_FAULTS=1)
-        picture, sound = ("-f", "lavfi", "-i", "testsrc=d=1:s=64x48"), ("-f", "lavfi", "-i", "sine=duration=1")
-        self.write("p/whole.bmp", bmp(9, 9))
-        for kind in "jpg", "png", "gif", "tif", "webp", "tga", "pcx":
-            ffmpeg(*picture, "-frames:v", "1", self.folder / f"p/whole.{kind}")
-        for kind in "mp3", "wma", "ogg", "flac", "m4a", "wav":
-            ffmpeg(*sound, self.folder / f"p/whole.{kind}")
-        for kind in "avi", "mpg", "mkv", "wmv", "mov":
-            ffmpeg(*picture, *sound, self.folder / f"p/whole.{kind}")
-        self.write("p/whole.pdf", "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                                  "2 0 obj<</Type/Pages/Kids[]/Count 0>>endobj\ntrailer<</Root 1 0 R>>\n%%EOF\n")
-        with zipfile.ZipFile(self.folder / "p/whole.epub", "w") as book:
-            book.writestr("mimetype", "application/epub+zip")
-            book.writestr("META-INF/container.xml", '<container><rootfile full-path="b.opf"/></container>')
-            book.writestr("b.opf", "<package><metadata><title>T</title></metadata></package>")
-        self.write("p/whole.fb2", "<FictionBook><description><title-info><book-title>T</book-title></title-info>"
-                                  "</description></FictionBook>")
-        self.write("p/whole.svg", '<svg xmlns="http://www.w3.org/2000/svg" width="9" height="9"><title>T</title></svg>')
-        kinds = sorted(path.suffix for path in (self.folder / "p").iterdir())
-        # The first reads tell the kind, the others are the reader's own: those of several, for some kinds.
-        faults = {"crash.2": "Segmentation", "abort.3": "Aborted", "crash.9": "Segmentation", "memory.2": "not enough memory"}
-        for kind in kinds:
-            for name in faults:
-                os.link(self.folder / f"p/whole{kind}", self.folder / f"p/{name}{kind}")
-        done = subprocess.run([TOOL, "scan", "p", "--csv", "--thumbnails", "th"], cwd=self.folder, capture_output=True,
-                              text=True, timeout=120, check=False)
-        self.assertEqual(done.returncode, 66)
-        told = dict(re.findall(r"tessaron: p/(\S+): (.*)\n", done.stderr))
-        contents = {row["path"]: row["content"] for row in csv.DictReader(io.StringIO(done.stdout))}
-        for kind in kinds:
-            self.assertTrue(contents["p/whole" + kind], kind)
-            for name, reason in faults.items():
-                if name != "crash.2" and "p/" + name + kind in contents:  # it is read with fewer reads
-                    self.assertEqual(contents["p/" + name + kind], contents["p/whole" + kind])
-                else:
-                    self.assertRegex(told[name + kind], reason, name + kind)
 
     @unittest.skipUnless(ON_WINDOWS or "SHIM" in os.environ, "sanitizers use more than is permitted")
     def test_a_reader_that_misbehaves_costs_one_file(self):
