@@ -28,7 +28,7 @@ test-tsan:  ## build with ThreadSanitizer and test what threads share
 test-windows:  ## build for Windows and test under Wine
 	@scripts/test windows-x64 windows-x86
 
-test-axe:  ## check the accessibility of the exported page with axe-core
+test-axe:  ## check the accessibility of the pages with axe-core
 	@scripts/setup linux browser
 	@cmake --preset linux >/dev/null && cmake --build --preset linux
 	@scripts/axe build/linux

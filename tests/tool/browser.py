@@ -80,7 +80,7 @@ class Browser:
         keys = [{"type": kind, "value": c} for c in text for kind in ("keyDown", "keyUp")]
         self._post("/actions", actions=[{"type": "key", "id": "keys", "actions": keys}])
 
-    def command(self, name, **parameters):
+    def command(self, name, /, **parameters):
         """A command of the browser's own debugging protocol."""
         return self._post("/goog/cdp/execute", cmd=name, params=parameters)
 

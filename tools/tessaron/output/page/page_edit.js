@@ -330,7 +330,7 @@
     element('div', {class: 'buttons'}, element('button', {type: 'submit'}, t('Save')), button('Cancel', () => adding.close()))));
     adding.showModal();
   };
-  document.getElementById('tools').append(element('div', {class: 'collection', role: 'group', 'aria-label': t('Edit')},
+  document.getElementById('tools').append(element('section', {class: 'collection', 'aria-label': t('Edit')},
     button('Add an item', openAdding), button('Import a file', () => chooser.click()), undo, redo));
 
   const describe = async () => {
