@@ -12,7 +12,8 @@ target_compile_features(TessaronBF INTERFACE cxx_std_20)
 
 install(TARGETS TessaronBF EXPORT TessaronBF FILE_SET HEADERS DESTINATION ${TESSARON_INCLUDE_DIR})
 if(NOT WIN32)
-  install(TARGETS tessaron_exif tessaron_pdf LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}) # beside it
+  install(TARGETS tessaron_exif tessaron_pdf
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/TessaronBF-${TESSARON_INTERFACE_VERSION})
 endif()
 if(WIN32)
   # The interface has TinyXML elements and FreeImagePlus pictures, so an application links these

@@ -32,7 +32,7 @@ def demangled(names):
 
 def built():
     """All programs and libraries of the build tree."""
-    files = [path for folder in ("bin", "lib") for path in sorted((BUILD / folder).iterdir())
+    files = [path for folder in ("bin", "lib") for path in sorted((BUILD / folder).rglob("*"))
              if path.is_file() and not path.is_symlink()]
     return [path for path in files if path.read_bytes()[:4] == b"\x7fELF"]
 

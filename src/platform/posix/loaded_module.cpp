@@ -7,7 +7,7 @@
 namespace tessaron {
 
 void* loadFromModule(const std::string& name, const char* symbol) {
-  const std::string file = "libTessaronBF-" + name + "-" TESSARON_INTERFACE_VERSION ".so";
+  const std::string file = TESSARON_MODULES "/" + name + ".so";
   Dl_info self;
   if (dladdr(reinterpret_cast<const void*>(&loadFromModule), &self) == 0) return nullptr;
   const std::string program = self.dli_fname;
