@@ -109,7 +109,7 @@ class Page {
     endBlock();
     if (items.count() == 0)
       out_ += "<noscript><p class=\"none\">This collection is empty.</p></noscript>\n";
-    out_.append("<script>").append(kPageScript).append("</script>\n</body>\n</html>\n");
+    out_.append("<script>").append(pageScript()).append("</script>\n</body>\n</html>\n");
     handOver();
   }
 

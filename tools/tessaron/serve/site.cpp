@@ -190,13 +190,14 @@ Response Site::asset(const Request& request) {
   constexpr const char* kScriptType = "text/javascript; charset=utf-8";
   const std::string& name = request.target.path.front();
   const bool isStyle = name == "page.css";
-  const std::string_view text = isStyle                  ? kPageStyle
-                                : name == "page_edit.js" ? kPageEditScript
-                                                         : kPageScript;
+  std::string text = isStyle                  ? std::string(kPageStyle)
+                     : name == "page_edit.js" ? std::string(kPageEditScript)
+                                              : pageScript();
+  const std::string version = CollectionIndex::versionOf(text);
   Response response =
-      textResponse(200, isStyle ? "text/css; charset=utf-8" : kScriptType, std::string(text));
+      textResponse(200, isStyle ? "text/css; charset=utf-8" : kScriptType, std::move(text));
   response.headers.emplace_back("Cache-Control", kPrivate);
-  setTag(request.head, CollectionIndex::versionOf(text), response);
+  setTag(request.head, version, response);
   return response;
 }
 
