@@ -122,8 +122,42 @@ std::vector<std::string> packages() {
       "olheight='9'/></virtualshelf></theme></p>"};
 }
 
+/// A request of each kind; the first byte lets it in.
+std::vector<std::string> requests() {
+  std::vector<std::string> files;
+  for (const char* target : {"/", "/page.js", "/api/collection",
+                             "/api/items?query=tide%20x:y&sort=-title&from=0&count=2",
+                             "/api/items?query=due:..7d%20-lent", "/api/items/A1",
+                             "/covers/A1?size=small", "/%zz?a=%ff", "/api/items/%40x"})
+    files.push_back(std::string("\2GET ") + target + " HTTP/1.1\r\nRange: bytes=0-1\r\n\r\n");
+  const struct {
+    const char *method, *target, *body;
+  } edits[] = {
+      {"PATCH", "/api/items/A1",
+       R"({"notes":"n","set":["a=b"],"fields":{"author":["I"],"pages":12},"status":"favorite"})"},
+      {"PATCH", "/api/items/A1", R"({"noStatus":true,"fields":{"custom.x":null,"price":"$3"}})"},
+      {"POST", "/api/items/A1/lend", R"({"to":" Mira ","due":"+14d"})"},
+      {"POST", "/api/items/A1/return", "{}"},
+      {"DELETE", "/api/items/A1", ""},
+      {"POST", "/api/items", R"({"title":"T","authors":["I V"],"isbn":"0306406152","again":true})"},
+      {"POST", "/api/undo", "{}"},
+      {"POST", "/api/redo", "{}"},
+      {"POST", "/api/import?name=a.csv", "title,author\nSalt Roads,Orla\n"},
+      {"POST", "/api/import?name=a.xml",
+       "<PriceTracker><Items><Item><ASIN>B</ASIN></Item></Items>"},
+  };
+  for (const auto& edit : edits) {
+    const std::string body = edit.body;
+    files.push_back(std::string("\2") + edit.method + ' ' + edit.target +
+                    " HTTP/1.1\r\nIf-Match: *\r\nContent-Type: application/json\r\n" +
+                    "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+  }
+  return files;
+}
+
 std::vector<std::string> seedsOf(const std::string& target) {
   if (target == "settings") return settings();
+  if (target == "serve") return requests();
   if (target == "history") return histories();
   if (target == "package") return packages();
   if (target == "icon") return icons();

@@ -121,8 +121,8 @@ std::string_view nearestField(std::string_view name) {
     names.emplace_back(shortName(static_cast<RecordColumn>(i)));
     names.push_back(recordColumns()[i]);
   }
-  const std::string_view nearest = nearestWord(name, names);
-  return nearest.empty() ? nearest : shortName(*findColumn(nearest));
+  const std::string nearest = nearestWord(name, names);
+  return nearest.empty() ? std::string_view() : shortName(*findColumn(nearest));
 }
 
 std::vector<std::u16string> fieldValues(const CRecord& record, const NamedField& field) {

@@ -28,9 +28,9 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
   return costs[from.size()][to.size()];
 }
 
-std::string_view nearestWord(std::string_view word, std::span<const std::string> candidates) {
+std::string nearestWord(std::string_view word, std::span<const std::string> candidates) {
   constexpr std::size_t kMaxWord = 64;
-  std::string_view best;
+  std::string best;
   if (word.size() > kMaxWord) return best;
   std::size_t limit = (word.size() + 2) / 4;  // typing errors
   std::size_t beginning = 0;                  // of the best one, that it shares with the word

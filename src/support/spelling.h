@@ -16,7 +16,7 @@ TESSARON_API std::size_t editDistance(std::string_view from, std::string_view to
 
 /// The candidate that `word` is most likely a misspelling of, whatever its case; empty when none is
 /// near, and for words of more than 64 bytes, which nobody has typed.
-TESSARON_API std::string_view nearestWord(std::string_view word,
-                                          std::span<const std::string> candidates);
+TESSARON_API std::string nearestWord(std::string_view word,
+                                     std::span<const std::string> candidates);
 
 }  // namespace tessaron

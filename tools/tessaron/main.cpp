@@ -58,7 +58,7 @@ void refuseFlagValues(CLI::App& app) {
 std::string inQuotes(std::string_view word) { return '"' + std::string(word) + '"'; }
 
 std::string guess(const std::string& word, const std::vector<std::string>& candidates) {
-  const std::string_view meant = tessaron::nearestWord(word, candidates);
+  const std::string meant = tessaron::nearestWord(word, candidates);
   return meant.empty() ? "" : "; did you mean " + std::string(meant) + '?';
 }
 

@@ -134,7 +134,7 @@ std::vector<std::string> reversedArguments(const CLI::App& app, std::vector<std:
 }
 
 void throwUnknownField(const std::string& where, const std::string& name) {
-  const std::string_view meant = nearestWord(name, itemFieldNames());
+  const std::string meant = nearestWord(name, itemFieldNames());
   throw Failure{kUsage,
                 {},
                 fmt::format("{}\"{}\" is no field{} (tessaron help query lists them)", where, name,

@@ -59,7 +59,7 @@ void writePages(const CLI::App& app, const std::string& folder) {
 
 [[noreturn]] void throwUnknown(const CLI::App& app, const std::string& topic) {
   const std::vector<std::string> known = topics(app);
-  const std::string_view meant = nearestWord(topic, known);
+  const std::string meant = nearestWord(topic, known);
   throw Failure{kUsage,
                 {},
                 fmt::format("there is no help on \"{}\"{}", topic,
