@@ -31,8 +31,8 @@ void writeHtmlPage(Selection& items, std::string_view title, const SYSTEMTIME& n
 
 /// The same page for a server: without items, which its script asks the server for, and with the
 /// part that edits them unless `isReadOnly`. Refers to "page.css", "page.js" and "page_edit.js"
-/// beside it, whose texts are kPageStyle, pageScript() and kPageEditScript of output/page/page.h. It
-/// has no inline script or style, so that the policy "default-src 'none'; script-src 'self';
+/// beside it, whose texts are kPageStyle, pageScript() and kPageEditScript of output/page/page.h.
+/// It has no inline script or style, so that the policy "default-src 'none'; script-src 'self';
 /// style-src 'self'; img-src 'self' data:; connect-src 'self'; base-uri 'none'; form-action 'none';
 /// frame-ancestors 'none'" suits it.
 void writeServedPage(std::string_view title, const SYSTEMTIME& now, bool isReadOnly,
