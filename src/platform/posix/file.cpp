@@ -166,7 +166,8 @@ class Replacement {
     const fs::path folder = folderOf(target);
     removeLeftovers(folder.c_str());
     constexpr int kFlags = O_RDWR | O_CLOEXEC;
-    fd_ = Descriptor(retry([&] { return open(folder.c_str(), O_TMPFILE | kFlags, mode); }));
+    if (access(kOpenFiles, X_OK) == 0)  // it is not there in every chroot
+      fd_ = Descriptor(retry([&] { return open(folder.c_str(), O_TMPFILE | kFlags, mode); }));
     if (!fd_) {
       chooseName();
       fd_ = Descriptor(retry([&] { return open(name_.c_str(), O_CREAT | O_EXCL | kFlags, mode); }));
@@ -188,7 +189,7 @@ class Replacement {
   bool commit() {
     if (name_.empty()) {
       chooseName();
-      const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
+      const std::string self = kOpenFiles + std::to_string(fd_.get());
       if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) != 0) {
         name_.clear();
         return false;
@@ -203,6 +204,8 @@ class Replacement {
   }
 
  private:
+  static constexpr const char* kOpenFiles = "/proc/self/fd/";
+
   void chooseName() {
     std::random_device random;
     std::string name(kReplacementPrefix);
