@@ -528,7 +528,7 @@ ItemChange UndoEdit::change(const ItemStream& items) {
     return {ItemChange::Kind::Replace, std::move(text)};
   }
   if (record.removedKeys.empty()) return {};
-  const std::u16string asin = items.asin();
+  const std::u16string& asin = items.asin();
   const std::pair<std::uint64_t, std::uint32_t> key{keyOf(asin), 0};
   const auto twin = std::lower_bound(record.removedKeys.begin(), record.removedKeys.end(), key);
   if (twin != record.removedKeys.end() && twin->first == key.first)

@@ -227,7 +227,7 @@ void Import::findNumber(const CRecord& known, bool isKeyMade, std::vector<std::s
 // The first of each chain of incoming items that are the current one of the collection.
 std::vector<std::size_t> Import::find(const ItemStream& items) {
   std::vector<std::size_t> found;
-  const std::u16string asin = items.asin();
+  const std::u16string& asin = items.asin();
   const auto addChain = [&](const std::u16string& key) {
     const auto chain = chains_.find(key);
     if (chain != chains_.end()) found.push_back(chain->second.first);
@@ -247,11 +247,29 @@ std::vector<std::size_t> Import::find(const ItemStream& items) {
 
 void Import::read(Incoming& item, CRecord& record) {
   item.done = true;
-  text_.resize(item.size);
-  const auto bytes = std::as_writable_bytes(std::span(text_));
-  readFailed_ = readFully(*item.response, item.offset, bytes) != item.size;
-  if (readFailed_ || tree_.parse(text_)) return;
+  if (tree_.parse(textOf(item)) || readFailed_) return;
   readItem(tree_.root(), versionOf(tree_.root()), record);
+}
+
+// The text of an item, until the next call. Where items come in the order of their file, some of
+// what follows is read with them.
+std::string_view Import::textOf(const Incoming& item) {
+  constexpr std::size_t kAhead = std::size_t{128} << 10, kGap = 1024;
+  const std::uint64_t end = block_.begin + block_.text.size();
+  const bool isInFile = item.response == block_.file && item.offset >= block_.begin;
+  if (!isInFile || item.offset + item.size > end) {
+    const bool isNext = isInFile && item.offset <= end + kGap;
+    block_.text.resize(isNext ? std::max(item.size, kAhead) : item.size);
+    block_.file = item.response;
+    block_.begin = item.offset;
+    const auto bytes = std::as_writable_bytes(std::span(block_.text));
+    const std::size_t got = readFully(*item.response, item.offset, bytes).value_or(0);
+    block_.text.resize(got);
+    readFailed_ = got < item.size;
+    if (readFailed_) return {};
+  }
+  const auto at = static_cast<std::size_t>(item.offset - block_.begin);
+  return std::string_view(block_.text).substr(at, item.size);
 }
 
 // Completes `record`, the incoming `item`, by what is known of it.

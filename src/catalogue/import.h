@@ -105,6 +105,7 @@ class TESSARON_API Import : public ItemEdit {
   void findNumber(const CRecord& known, bool isKeyMade, std::vector<std::size_t>& found);
   std::vector<std::size_t> find(const ItemStream& items);
   void read(Incoming& item, CRecord& record);
+  std::string_view textOf(const Incoming& item);
   void merge(const Incoming& item, const CRecord& known, CRecord& record) const;
   void applyAll(const std::vector<std::size_t>& chains, std::string& text, int& version,
                 CRecord& known);
@@ -120,8 +121,13 @@ class TESSARON_API Import : public ItemEdit {
   bool areResponsesNoted_ = false;                           // their product numbers
   bool hasMadeKeys_ = false;
   std::size_t next_ = 0;  // of the additions
-  std::string text_;      // of the item that was read last, and its parts
-  XmlTree tree_;
+  struct Block {
+    File* file = nullptr;
+    std::uint64_t begin = 0;
+    std::string text;
+  };
+  Block block_;   // what was read last of a file
+  XmlTree tree_;  // of the item that was read last
   ImportCounts counts_;
 };
 

@@ -88,7 +88,8 @@ void ItemStream::beginItem(Token token) {
   inItem_ = true;
   begin_ = scanner_.begin();
   parents_ = scanner_.depth() - (token == Token::Start ? 1 : 0);
-  asin_ = {};
+  asinElement_ = {};
+  isAsinKnown_ = false;
   hasInsertion_ = false;  // further items go after all others
 }
 
@@ -96,10 +97,11 @@ void ItemStream::beginItem(Token token) {
 bool ItemStream::addToItem(Token token) {
   const std::size_t depth = scanner_.depth() - parents_;
   const auto isAsin = [&] { return scanner_.name() == (version_ == 3 ? "Asin" : "ASIN"); };
-  if (token == Token::Start && depth == 2 && isAsin()) asin_.begin = scanner_.begin() - begin_;
+  if (token == Token::Start && depth == 2 && isAsin())
+    asinElement_.begin = scanner_.begin() - begin_;
   if (token == Token::Empty && depth == 1 && isAsin())
-    asin_ = {scanner_.begin() - begin_, scanner_.end() - begin_};
-  if (token == Token::End && depth == 1 && isAsin()) asin_.end = scanner_.end() - begin_;
+    asinElement_ = {scanner_.begin() - begin_, scanner_.end() - begin_};
+  if (token == Token::End && depth == 1 && isAsin()) asinElement_.end = scanner_.end() - begin_;
   if (!onDemand_) return tree_.add(scanner_, token, view(), begin_);
   return depth == 0 && (token == Token::End || token == Token::Empty);
 }
@@ -264,10 +266,14 @@ bool ItemStream::canHoldItems() const {
   return count_ > 0 || itemsSeen_ || rootName_ == "PriceTracker" || rootName_ == "ProductInfo";
 }
 
-std::u16string ItemStream::asin() const {
-  if (asin_.size() == 0) return {};
-  asinTree_.parse(asin_.of(item()));
-  return value(asinTree_.root());
+const std::u16string& ItemStream::asin() const {
+  if (isAsinKnown_) return asin_;
+  isAsinKnown_ = true;
+  asin_.clear();
+  if (asinElement_.size() == 0) return asin_;
+  asinTree_.parse(asinElement_.of(item()));
+  asin_ = value(asinTree_.root());
+  return asin_;
 }
 
 void ItemStream::read(CRecord& record) const { readItem(tree().root(), version_, record); }

@@ -59,7 +59,7 @@ class TESSARON_API ItemStream {
   /// The parts of the item.
   const XmlTree& tree() const;
   /// The ASIN, trimmed; empty when the item has none.
-  std::u16string asin() const;
+  const std::u16string& asin() const;
   /// The item's text as a record, which should be fresh.
   void read(CRecord& record) const;
   /// Where the item's text begins in the file; only for a file in UTF-8.
@@ -125,8 +125,10 @@ class TESSARON_API ItemStream {
   mutable XmlTree tree_;
   bool onDemand_ = false;
   std::size_t parents_ = 0;  // elements that are open around the item
-  TextRange asin_;           // the element with the ASIN, in the item
+  TextRange asinElement_;    // in the item
   mutable XmlTree asinTree_;
+  mutable std::u16string asin_;
+  mutable bool isAsinKnown_ = false;
   std::size_t keep_ = 0;   // the window is needed from here on
   std::size_t begin_ = 0;  // the item
   std::size_t end_ = 0;

@@ -78,21 +78,19 @@ char32_t nextUtf8(std::string_view text, std::size_t& at, bool* wellFormed) {
 
 std::size_t findIllFormed(std::string_view text) {
   constexpr std::uint64_t kHighs = 0x8080808080808080;
-  for (std::size_t at = 0; at < text.size();) {
-    std::uint64_t bytes = kHighs;
-    if (at + 8 <= text.size()) std::memcpy(&bytes, text.data() + at, 8);
-    if ((bytes & kHighs) == 0) {
-      at += 8;
-    } else if (static_cast<unsigned char>(text[at]) < 0x80) {
-      ++at;
-    } else {
-      const std::size_t begin = at;
-      bool wellFormed = false;
-      nextUtf8(text, at, &wellFormed);
-      if (!wellFormed) return begin;
+  for (std::size_t at = 0;;) {
+    std::uint64_t bytes = 0;
+    for (; at + 8 <= text.size(); at += 8) {
+      std::memcpy(&bytes, text.data() + at, 8);
+      if ((bytes & kHighs) != 0) break;
     }
+    while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
+    if (at == text.size()) return text.npos;
+    const std::size_t begin = at;
+    bool wellFormed = false;
+    nextUtf8(text, at, &wellFormed);
+    if (!wellFormed) return begin;
   }
-  return text.npos;
 }
 
 std::size_t countCharacters(std::string_view text) {

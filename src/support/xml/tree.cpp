@@ -15,10 +15,14 @@ constexpr std::size_t kCDataOpen = 9, kCDataClose = 3;  // <![CDATA[ and ]]>
 
 // Whether TinyXML drops a text: one of white space only, also if references spell it.
 bool isDropped(std::string_view text) {
-  std::size_t first = 0;
-  while (first < text.size() && isXmlSpace(text[first])) ++first;
-  if (first == text.size()) return true;
-  return text[first] == '&' && resolveReferences(text).find_first_not_of(kBlanks) == text.npos;
+  std::size_t at = 0;
+  char32_t codePoint = 0;
+  do {
+    while (at < text.size() && isXmlSpace(text[at])) ++at;
+    if (at == text.size()) return true;
+  } while (text[at] == '&' && readReference(text, at, codePoint) && codePoint < 0x80 &&
+           isXmlSpace(static_cast<char>(codePoint)));
+  return false;
 }
 
 // Splits a text: `visitText` gets plain text, `visitCharacter` the character that a reference

@@ -122,7 +122,7 @@ class NamedEdit : public ItemEdit {
   }
 
   ItemChange change(const ItemStream& items) override {
-    const std::u16string key = items.asin();
+    const std::u16string& key = items.asin();
     std::vector<std::size_t> names;
     if (const auto found = byKey_.find(key); found != byKey_.end()) {
       for (const std::size_t index : found->second) {

@@ -103,7 +103,7 @@ class ServedEdits::KeyedEdit : public ItemEdit {
         newKey_(std::move(newKey)) {}
 
   ItemChange change(const ItemStream& items) override {
-    const std::u16string asin = items.asin();
+    const std::u16string& asin = items.asin();
     if (isDone_ || !isMeant(items, toUtf8(asin))) {
       isKeyTaken_ = isKeyTaken_ || (!newKey_.empty() && asin == newKey_);
       return {};
