@@ -148,16 +148,23 @@ class ItemSearch {
   }
 
  private:
-  /// Whether the item's text has the letters somewhere; items are not parsed for less. A text with
-  /// characters that XML may write in several ways tells nothing.
+  /// Whether a text in the item may begin with the letters; items are not parsed for less.
   bool mayMatch(std::string_view item) const {
     const std::string& start = candidates_.start();
-    const auto isPlain = [](char c) {
-      return c >= ' ' && c <= '~' && c != '&' && c != '<' && c != '>';
-    };
-    if (!std::ranges::all_of(start, isPlain) || item.find("&#") != item.npos) return true;
-    const auto isSame = [](char a, char b) { return lowerLetter(a) == lowerLetter(b); };
-    return std::search(item.begin(), item.end(), start.begin(), start.end(), isSame) != item.end();
+    const auto isPlain = [](char c) { return c != '&' && c != '<' && c != '>'; };
+    if (start.empty() || start.front() == ' ' || !std::ranges::all_of(start, isPlain)) return true;
+    for (std::size_t tag = item.find('>'); tag != item.npos; tag = item.find('>', tag + 1)) {
+      const std::size_t begin = item.find_first_not_of(" \t\r\n", tag + 1);
+      const std::string_view text = item.substr(std::min(begin, item.size()));
+      const auto [wanted, got] = std::ranges::mismatch(start, text, {}, lowerLetter, lowerLetter);
+      if (wanted == start.end()) return true;
+      const std::string_view rest(got, text.end());
+      // What XML, or an old fault in the text, may write in another way.
+      if (rest.starts_with("<!") || rest.starts_with("&#") || rest.starts_with("&quot;") ||
+          rest.starts_with("&apos;") || (!rest.empty() && (rest[0] < ' ' || rest[0] > '~')))
+        return true;
+    }
+    return false;
   }
 
   Candidates& candidates_;
