@@ -338,6 +338,7 @@ TEST_F(CPackageTest, StopsBombsAndFalseClaims) {
   EXPECT_LT(allocatedBytes() - before, 16u << 20);  // the document grows to its limit
   EXPECT_THAT(unpacked(), ElementsAre(Pair("after", "after"), Pair("bomb", "")));
   EXPECT_THAT(reasons(package), testing::AllOf(HasSubstr("than 8 MiB"), HasSubstr("than 4 MiB")));
+  EXPECT_EQ(package.report.problems.back().name, u"main.xml");
 
   const std::size_t beforeClaim = allocatedBytes();
   EXPECT_THAT(unpackedFrom(packageHeader() + entry(0, indexXml({{2, "a"}})) +

@@ -179,15 +179,18 @@ TEST(CheckTheme, TellsWhyFilesWereNotUnpacked) {
   const TemporaryFolder folder;
   const std::string index =
       packageHeader() +
-      entry(0, indexXml({{1, "main.xml"}, {2, "a"}, {2, "../a"}, {3, "b"}, {4, "c"}}));
+      entry(0, indexXml({{1, "main.xml"}, {2, "a"}, {2, "../a"}, {3, "b"}, {4, "c"}, {5, "d"}}));
   const auto unpack = [&](CThemePackage& package, const std::string& content) {
     package.Initialize(*tessaron::memoryFile(content), folder.path.u16string(), true);
   };
   const std::string theme =
       "<p><theme screenshot='a'><virtualshelf background='b'><g image='../a'/><g image='c'/>"
-      "<g image='other'/></virtualshelf></theme></p>";
+      "<g image='d'/><g image='other'/></virtualshelf></theme></p>";
   CThemePackage package, empty;
-  unpack(package, index + entry(1, theme) + entry(2, "a") + rawEntry(3, 4, 100, "none"));
+  std::string content = index + entry(1, theme) + entry(2, "a") + rawEntry(3, 4, 100, "none");
+  content += entry(5, "all of it is there");
+  content.resize(content.size() - 4);  // without the check value
+  unpack(package, content);
   std::string text;
   for (const auto& warning : tessaron::findDropped(package, *package.schemes.at(0)))
     text += tessaron::toUtf8(warning.name) + ": " + warning.reason + '\n';
@@ -198,6 +201,40 @@ TEST(CheckTheme, TellsWhyFilesWereNotUnpacked) {
   unpack(empty, index + entry(2, "a"));
   ASSERT_EQ(tessaron::checkTheme(empty).size(), 1u);
   EXPECT_EQ(tessaron::checkTheme(empty)[0].name, u"main.xml");
+}
+
+TEST(PackFolder, RefusesWhatNoPackageCanHold) {
+  const struct {
+    std::vector<const char*> files;  // a name that ends in '/' is a folder; '-' in front: empty
+    const char* reason;
+    const char* path;
+  } rows[] = {{{}, "there is no main.xml in it", ""},
+              {{"a.png"}, "there is no main.xml in it", ""},
+              {{"main.xml", "-a.png"}, "an empty file cannot be packed", "a.png"},
+              {{"-main.xml"}, "an empty file cannot be packed", "main.xml"},
+              {{"main.xml", "more/"}, "only files can be packed", "more"},
+              {{"Main.xml"}, "the name differs only in case from main.xml", "Main.xml"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason);
+    const TemporaryFolder folder;
+    for (std::string name : row.files) {
+      const bool isEmpty = name.starts_with('-');
+      if (isEmpty) name.erase(0, 1);
+      if (name.ends_with('/')) {
+        fs::create_directory(folder.path / name);
+      } else {
+        writeFile(folder.path / name, isEmpty ? "" : "<p/>");
+      }
+    }
+    std::string package;
+    std::vector<tessaron::ThemeWarning> warnings;
+    const tessaron::PackError error =
+        tessaron::packFolder(folder.path.u16string(), package, warnings);
+    EXPECT_EQ(error.reason, row.reason);
+    EXPECT_FALSE(error.isUnreadable);
+    EXPECT_EQ(fs::path(error.path), *row.path ? folder.path / row.path : folder.path);
+    EXPECT_EQ(package, "");
+  }
 }
 
 TEST(CThemeMan, NeedsNoDataFolder) {
