@@ -2,6 +2,7 @@
 ; list of installed programs. Built by scripts/dist with VERSION, NUMBERS, FOLDER (the unpacked zip)
 ; and OUTPUT.
 Unicode true
+Target amd64-unicode
 Name "TessaronBF ${VERSION}"
 OutFile "${OUTPUT}"
 InstallDir "$PROGRAMFILES64\TessaronBF"
@@ -17,7 +18,6 @@ VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "ProductVersion" "${VERSION}"
 VIAddVersionKey "LegalCopyright" "Copyright (c) 2026 The TessaronBF authors"
 
-!include x64.nsh
 !define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\TessaronBF"
 
 Page license
@@ -27,10 +27,6 @@ UninstPage uninstConfirm
 UninstPage instfiles
 
 Function .onInit
-  ${IfNot} ${RunningX64}
-    MessageBox MB_ICONSTOP "TessaronBF needs a 64-bit Windows." /SD IDOK
-    Abort
-  ${EndIf}
   SetRegView 64
 FunctionEnd
 
