@@ -3,8 +3,8 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-tsan test-windows test-axe lint bench fuzz failures serve-stress format sdk \
-  dist test-dist docs pictures install clean
+.PHONY: help demo test test-linux test-asan test-linked test-tsan test-windows test-axe lint bench fuzz failures serve-stress format sdk \
+  dist test-dist test-packages docs pictures install clean
 .DEFAULT_GOAL := help
 
 help:  ## this list
@@ -21,6 +21,9 @@ test-linux:  ## build and test for Linux
 
 test-asan:  ## build and test for Linux with AddressSanitizer and UBSan
 	@scripts/test linux-asan
+
+test-linked:  ## as test-asan, without the tool
+	@scripts/test linux-asan:linked
 
 test-tsan:  ## build with ThreadSanitizer and test what threads share
 	@scripts/test linux-tsan
@@ -72,11 +75,18 @@ sdk:  ## pack the Windows SDK: build/windows-*/sdk/*.zip
 dist:  ## build all packages of the current commit: dist/
 	@scripts/dist
 
-test-dist:  ## test the packages in dist/: lintian, a bare Debian, two builds with the same bytes (long)
-	@scripts/setup debian bare
+test-dist:  ## test the packages in dist/: lintian, a bare Debian, Wine, two builds with the same bytes (long)
+	@scripts/setup debian bare windows
 	@lintian --fail-on error dist/*.deb
 	@tests/packages/install_test dist
+	@tests/packages/windows_test dist
 	@tests/packages/reproducible_test
+
+test-packages:  ## build the Debian packages and use them in a bare Debian
+	@scripts/setup debian bare
+	@rm -rf build/packages && scripts/dist --to build/packages debian
+	@lintian --fail-on error build/packages/*.deb
+	@tests/packages/install_test build/packages
 
 docs:  ## write the reference of the library's interface: build/docs/html
 	@scripts/docs
