@@ -1,5 +1,6 @@
 // What several threads do at once with objects of their own, most of all under ThreadSanitizer.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,6 +16,8 @@
 #include "support/dos_date.h"
 #include "support/string_table.h"
 #include "support/text.h"
+#include "temporary_folder.h"
+#include "tessaron_c.h"
 
 namespace {
 
@@ -79,5 +82,47 @@ TEST(Threads, DoNotDisturbEachOther) {
   EXPECT_NE(expected.find(u"01"), expected.npos) << "the second guard sees the first";
   runAtOnce([&](int thread) {
     for (int round = 0; round < 100; ++round) ASSERT_EQ(useEverything(thread, round), expected);
+  });
+}
+
+// Each with files of its own; the history of edits is one folder.
+TEST(Threads, ShareTheCInterface) {
+  const TemporaryFolder folder;
+  const auto use = [&](int thread, int round) {
+    const auto path = [&](const char* suffix) {
+      return (folder.path / (std::to_string(thread) + suffix)).string();
+    };
+    const auto take = [](char* text) {
+      const std::string taken = text ? text : "";
+      tsr_free(text);
+      return taken;
+    };
+    tsr_edit* edit = nullptr;
+    ASSERT_EQ(tsr_edit_begin(path(".xml").c_str(), &edit), TSR_OK);
+    const std::string title = "Title " + std::to_string(round);
+    ASSERT_EQ(tsr_edit_add(edit, ("{\"Title\": \"" + title + "\"}").c_str(), 1, nullptr), TSR_OK);
+    ASSERT_EQ(tsr_edit_commit(edit, nullptr), TSR_OK) << tsr_last_error();
+    tsr_collection* collection = nullptr;
+    char* text = nullptr;
+    ASSERT_EQ(tsr_collection_open(path(".xml").c_str(), &collection), TSR_OK);
+    ASSERT_EQ(tsr_collection_query(collection, "\"title\" year:..2100"), TSR_OK);
+    tsr_collection_close(collection);
+    ASSERT_EQ(tsr_undo(path(".xml").c_str(), 1), TSR_OK) << tsr_last_error();
+
+    ASSERT_EQ(tsr_title_sort_form("Die Stille", thread == 0 ? "de" : "fr", &text), TSR_OK);
+    EXPECT_EQ(take(text), thread == 0 ? "Stille, Die" : "Die Stille");
+    int order = 0;
+    EXPECT_EQ(tsr_compare("Disc 9", "disc 10", &order), TSR_OK);
+    EXPECT_LT(order, 0);
+    const char* const names[] = {"books", "films"};
+    const double values[] = {3, 1};
+    ASSERT_EQ(tsr_draw_chart(names, values, 2, 64, 48, path(".png").c_str()), TSR_OK);
+    ASSERT_EQ(tsr_describe_file(path(".png").c_str(), &text), TSR_OK);
+    EXPECT_THAT(take(text), testing::HasSubstr("64 x 48"));
+    EXPECT_EQ(tsr_list_package(path(".png").c_str(), &text), TSR_DAMAGED);
+    EXPECT_STRNE(tsr_last_error(), "");
+  };
+  runAtOnce([&](int thread) {
+    for (int round = 0; round < 10; ++round) use(thread, round);
   });
 }
