@@ -17,6 +17,9 @@ using Token = XmlScanner::Token;
 
 // More attributes than any document has; TinyXML looks each one up in a list of those before it.
 constexpr std::size_t kMaxAttributes = 1024;
+constexpr std::string_view kTooManyAttributes = "more than 1024 attributes in a tag";
+static_assert(kMaxAttributes == 1024 && kMaxXmlDepth == 256);
+constexpr std::string_view kTooDeep = "elements are nested deeper than 256";
 
 // A token that fails this close to the end of an incomplete text may look different with the rest:
 // no fixed string that decides about a token is longer.
@@ -163,6 +166,20 @@ Token XmlScanner::fail(Kind kind, std::size_t offset, std::string_view message) 
   return Token::Error;
 }
 
+// As above, with a name from the text between two parts of the message.
+Token XmlScanner::failAt(Kind kind, std::size_t offset, std::string_view before,
+                         std::string_view name, std::string_view behind) {
+  return fail(kind, offset, std::string(before).append(name).append(behind));
+}
+
+// Behind the last byte.
+Token XmlScanner::endOfText() {
+  if (!open_.empty())
+    return failAt(Kind::UnexpectedEnd, begin_, "the text ends inside the element \"", openName(),
+                  "\"");
+  return rootSeen_ ? Token::Finished : fail(Kind::Empty, begin_, "there is no root element");
+}
+
 Token XmlScanner::next() {
   if (stopped_) return error_ ? Token::Error : Token::Finished;
   begin_ = end_;
@@ -212,14 +229,7 @@ void XmlScanner::resume(std::size_t at, const std::vector<std::string_view>& ope
 }
 
 Token XmlScanner::scan() {
-  if (begin_ == text_.size()) {
-    if (!open_.empty()) {
-      return fail(Kind::UnexpectedEnd, begin_,
-                  "the text ends inside the element \"" + std::string(openName()) + '"');
-    }
-    if (!rootSeen_) return fail(Kind::Empty, begin_, "there is no root element");
-    return Token::Finished;
-  }
+  if (begin_ == text_.size()) return endOfText();
   if (text_[begin_] != '<') return characters();
   const char second = begin_ + 1 < text_.size() ? text_[begin_ + 1] : '\0';
   if (second == '/') return endTag();
@@ -353,20 +363,19 @@ bool XmlScanner::attribute(std::size_t& at) {
 }
 
 bool XmlScanner::quotedValue(std::size_t& at, Attribute& attribute) {
+  const char quote = text_[at];
   const std::size_t begin = at + 1;
-  TextSearch& search = text_[at] == '"' ? searches_.quote : searches_.apostrophe;
-  const std::size_t end = std::min(search.find(text_, text_.substr(at, 1), begin), text_.size());
-  const std::size_t nul = findNul(begin, end);
-  if (nul != end) {
-    fail(Kind::BadCharacter, nul, {});
-    return false;
-  }
-  if (end == text_.size()) {
+  std::size_t end = begin;
+  bool hasAmpersand = false;
+  for (; end < text_.size() && text_[end] != quote && text_[end] != '\0'; ++end)
+    hasAmpersand = hasAmpersand || text_[end] == '&';
+  if (end == text_.size() || text_[end] == '\0') {
     fail(Kind::UnexpectedEnd, end, "the text ends inside an attribute's value");
     return false;
   }
   attribute.value = {begin, end};
   at = end + 1;
+  if (!hasAmpersand) return true;
   for (std::size_t i = findIn(text_, '&', begin, end); i < end; i = findIn(text_, '&', i, end)) {
     if (!reference(i, end)) return false;
   }
@@ -404,13 +413,11 @@ bool XmlScanner::readAttributes(std::size_t& at) {
     if (!attribute(at)) return false;
     const std::string_view added = attributes_.back().name.of(text_);
     if (isDuplicate(added)) {
-      fail(Kind::DuplicateAttribute, from,
-           "the attribute \"" + std::string(added) + "\" stands twice in a tag");
+      failAt(Kind::DuplicateAttribute, from, "the attribute \"", added, "\" stands twice in a tag");
       return false;
     }
     if (attributes_.size() > kMaxAttributes) {
-      fail(Kind::BadTag, from,
-           "more than " + std::to_string(kMaxAttributes) + " attributes in a tag");
+      fail(Kind::BadTag, from, kTooManyAttributes);
       return false;
     }
   }
@@ -420,10 +427,7 @@ Token XmlScanner::startTag() {
   std::size_t at = skip(text_, begin_ + 1, kNamePart);
   const std::string_view name = text_.substr(begin_ + 1, at - begin_ - 1);
   if (open_.empty() && rootSeen_) return fail(Kind::BadTag, begin_, "a second root element");
-  if (open_.size() == kMaxXmlDepth) {
-    return fail(Kind::TooDeep, begin_,
-                "elements are nested deeper than " + std::to_string(kMaxXmlDepth));
-  }
+  if (open_.size() == kMaxXmlDepth) return fail(Kind::TooDeep, begin_, kTooDeep);
   if (!readAttributes(at)) return Token::Error;
   const bool empty = text_[at] == '/';
   if (empty && endsBefore(++at)) return Token::Error;
@@ -450,10 +454,9 @@ Token XmlScanner::endTag() {
   if (endsBefore(nameEnd)) return Token::Error;
   const std::string_view name = text_.substr(begin_ + 2, nameEnd - begin_ - 2);
   if (open_.empty()) return fail(Kind::MismatchedEnd, begin_, "an end tag without a start tag");
-  if (name != openName()) {
-    return fail(Kind::MismatchedEnd, begin_,
-                "the element \"" + std::string(openName()) + "\" is still open here");
-  }
+  if (name != openName())
+    return failAt(Kind::MismatchedEnd, begin_, "the element \"", openName(),
+                  "\" is still open here");
   const std::size_t at = skip(text_, nameEnd, kSpace);
   if (endsBefore(at)) return Token::Error;
   if (text_[at] != '>') return fail(Kind::BadTag, at, "a '>' was expected");

@@ -87,6 +87,9 @@ class XmlScanner {
  private:
   Token scan();
   Token fail(XmlError::Kind kind, std::size_t offset, std::string_view message);
+  Token failAt(XmlError::Kind kind, std::size_t offset, std::string_view before,
+               std::string_view name, std::string_view behind);
+  Token endOfText();
   Token characters();
   bool readAttributes(std::size_t& at);
   Token startTag();
@@ -126,7 +129,7 @@ class XmlScanner {
   XmlError error_;
   std::size_t errorToken_ = 0;
   struct Searches {
-    TextSearch nul, commentEnd, cdataEnd, tagEnd, quote, apostrophe;
+    TextSearch nul, commentEnd, cdataEnd, tagEnd;
   };
   Searches searches_;
 };
