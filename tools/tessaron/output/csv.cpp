@@ -97,7 +97,8 @@ void appendTsv(std::string& out, std::string_view field) {
 void RowWriter::add(std::string_view field) {
   if (!isEmpty_) out_ += isTsv_ ? '\t' : ',';
   isEmpty_ = false;
-  const bool outerBlank = !field.empty() && (field.front() == ' ' || field.back() == ' ');
+  if (field.empty()) return;  // as most are
+  const bool outerBlank = field.front() == ' ' || field.back() == ' ';
   if (!outerBlank && findOther(field, 0, kUnchanged) == field.size() && !looksLikeFormula(field)) {
     out_ += field;
     return;
