@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "catalogue/utf8_copy_internal.h"
+#include "platform/system.h"
 #include "support/fingerprint.h"
 #include "support/text.h"
 
@@ -74,7 +75,7 @@ class SharedFile : public File {
 
 }  // namespace
 
-CollectionIndex::CollectionIndex() = default;
+CollectionIndex::CollectionIndex(std::u16string_view path) : path_(path) {}
 CollectionIndex::~CollectionIndex() = default;
 
 std::string CollectionIndex::versionAt(std::u16string_view path) {
@@ -88,7 +89,7 @@ std::string CollectionIndex::versionOf(std::string_view item) { return hexOf(fin
 
 std::shared_ptr<const CollectionIndex> CollectionIndex::read(std::u16string_view path,
                                                              IndexError& error) {
-  std::shared_ptr<CollectionIndex> index(new CollectionIndex);
+  std::shared_ptr<CollectionIndex> index(new CollectionIndex(path));
   index->file_ = openShared(path, error.readError);
   if (error.readError == std::errc::no_such_file_or_directory) {
     error.readError.clear();
@@ -97,6 +98,7 @@ std::shared_ptr<const CollectionIndex> CollectionIndex::read(std::u16string_view
   }
   if (!index->file_) return nullptr;
   index->version_ = tessaron::versionOf(*index->file_);
+  const File* original = index->file_.get();
   error.xmlError = makeUtf8(index->file_);
   if (error.xmlError) return nullptr;
   ItemStream items(*index->file_);
@@ -107,6 +109,7 @@ std::shared_ptr<const CollectionIndex> CollectionIndex::read(std::u16string_view
   error.isForeign = !items.canHoldItems();
   if (error.isForeign) return nullptr;
   index->sortKeys();
+  if (index->file_.get() == original && !replacesOpenFiles()) index->file_.reset();
   return index;
 }
 
@@ -153,19 +156,30 @@ std::string CollectionIndex::itemVersion(std::size_t item) const {
   return hexOf(entries_[item].fingerprint);
 }
 
+// The file for one reader; null when it is gone, or `file_` is there for all.
+std::unique_ptr<File> CollectionIndex::reopened() const {
+  std::error_code error;
+  return file_ ? nullptr : openShared(path_, error);
+}
+
 std::optional<std::string> CollectionIndex::text(std::size_t item) const {
   const Entry& entry = entries_[item];
   std::string text(entry.size, '\0');
+  const std::unique_ptr<File> own = reopened();
+  if (!own && !file_) return std::nullopt;
   const std::lock_guard lock(mutex_);
-  const auto count = readFully(*file_, entry.offset, std::as_writable_bytes(std::span(text)));
+  const auto count =
+      readFully(own ? *own : *file_, entry.offset, std::as_writable_bytes(std::span(text)));
   if (count != text.size() || fingerprint(text) != entry.fingerprint) return std::nullopt;
   return text;
 }
 
 bool CollectionIndex::forEachItem(
     const std::function<bool(std::size_t, const ItemStream&)>& visit) const {
-  if (!file_) return true;
-  SharedFile file(*file_, mutex_);
+  if (entries_.empty()) return true;
+  const std::unique_ptr<File> own = reopened();
+  if (!own && !file_) return false;
+  SharedFile file(own ? *own : *file_, mutex_);
   ItemStream items(file);
   items.parseOnDemand();
   std::size_t place = 0;

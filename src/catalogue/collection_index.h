@@ -26,8 +26,9 @@ struct IndexError {
 };
 
 /// Where the items of a collection are in its file, as it was when it was read, and their keys. The
-/// items stay in the file, which is kept open: when another file takes its place, the index goes on
-/// to give the items of the old one. About 40 bytes an item. Several threads may use it at once.
+/// items stay in the file, which is kept open where open files can be replaced: when another file
+/// takes its place, the index goes on to give the items of the old one. Elsewhere it gives nothing
+/// of an item that is no longer there. About 40 bytes an item. Several threads may use it at once.
 class TESSARON_API CollectionIndex {
  public:
   /// Reads the collection at `path`; a missing one has no items. Null on failure.
@@ -68,14 +69,16 @@ class TESSARON_API CollectionIndex {
     std::uint32_t keyEnd;  // in keys_, where that of the next one begins
   };
 
-  CollectionIndex();
+  explicit CollectionIndex(std::u16string_view path);
+  std::unique_ptr<File> reopened() const;
   std::string_view asin(std::size_t item) const;
   void add(const ItemStream& items);
   void sortKeys();
 
+  std::u16string path_;
   std::string version_;
-  mutable std::mutex mutex_;  // for the file
-  std::unique_ptr<File> file_;
+  mutable std::mutex mutex_;    // for the file
+  std::unique_ptr<File> file_;  // null where it is opened again by each reader
   std::vector<Entry> entries_;
   std::string keys_;                  // the ASINs in UTF-8, one behind the other
   std::vector<std::uint32_t> byKey_;  // the items with an ASIN, by that, and then by their place

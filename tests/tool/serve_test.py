@@ -213,6 +213,8 @@ class Answers(ServeTest):
             (2, "in a file", "serve", "-c", "-"),
             (65, "d.xml:1:", "serve", "-c", self.write("d.xml", "<PriceTracker><Items>")),
         ], untouched=[self.file])
+
+    def test_signals_end_it(self):
         for how in (15, 2):
             with self.subTest(signal=how):
                 self.assertEqual(self.serve().stop(how), 0)

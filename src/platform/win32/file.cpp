@@ -114,9 +114,10 @@ bool copyIdentity(const std::u16string& from, const std::u16string& to) {
          SetFileAttributesW(wide(to), info.dwFileAttributes);
 }
 
-// Replaces a file atomically. Retries for a while: indexers and virus scanners hold files briefly.
+// Replaces a file atomically. Retries for a while: indexers, virus scanners and readers of a large
+// collection hold files briefly.
 bool renameOver(const std::u16string& from, const std::u16string& to) {
-  constexpr int kTries = 20;
+  constexpr int kTries = 200;
   constexpr DWORD kMilliseconds = 10;
   for (int i = 0; i < kTries; ++i) {
     if (i > 0) Sleep(kMilliseconds);
