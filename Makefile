@@ -78,6 +78,7 @@ dist:  ## build all packages of the current commit: dist/
 test-dist:  ## test the packages in dist/: lintian, a bare Debian, Wine, two builds with the same bytes (long)
 	@scripts/setup debian bare windows
 	@lintian --fail-on error dist/*.deb
+	@tests/packages/sbom_test dist
 	@tests/packages/install_test dist
 	@tests/packages/windows_test dist
 	@tests/packages/reproducible_test
@@ -86,6 +87,7 @@ test-packages:  ## build the Debian packages and use them in a bare Debian
 	@scripts/setup debian bare
 	@rm -rf build/packages && scripts/dist --to build/packages debian
 	@lintian --fail-on error build/packages/*.deb
+	@tests/packages/sbom_test build/packages
 	@tests/packages/install_test build/packages
 
 docs:  ## write the reference of the library's interface: build/docs/html
