@@ -16,14 +16,6 @@ constexpr std::size_t kBlock = std::size_t{256} << 10;
 constexpr std::size_t kMaxMemory = std::size_t{4} << 20;
 constexpr std::size_t kMaxHead = std::size_t{1} << 20;  // in which a declaration is looked for
 
-std::unique_ptr<File> temporaryFile() {
-  const std::u16string path = temporaryFileName(temporaryFolder(), u"TRC", 0);
-  OpenMode mode;
-  mode.write = mode.deleteOnClose = true;
-  std::error_code error;
-  return path.empty() ? nullptr : openFile(path, mode, error);
-}
-
 // Puts a kBadByte in the place of the U+FFFD at each of `places`, relative to `origin`.
 void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std::size_t>& places) {
   constexpr std::size_t kReplacementSize = 3;

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
+
+#include "platform/system.h"
 
 namespace tessaron {
 namespace {
@@ -89,6 +92,17 @@ std::unique_ptr<File> LentFile::open(std::u16string_view path, const OpenMode& m
 
 std::unique_ptr<File> memoryFile(std::string content) {
   return std::make_unique<MemoryFile>(std::move(content));
+}
+
+std::unique_ptr<File> temporaryFile() {
+  const std::u16string path = temporaryFileName(temporaryFolder(), u"TRC", 0);
+  if (path.empty()) return nullptr;
+  OpenMode mode;
+  mode.write = mode.deleteOnClose = true;
+  std::error_code error;
+  std::unique_ptr<File> file = openFile(path, mode, error);
+  if (!file) std::filesystem::remove(path, error);
+  return file;
 }
 
 bool readToEnd(File& file, std::string& out) {

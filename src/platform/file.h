@@ -114,6 +114,10 @@ TESSARON_API std::optional<std::uint32_t> encryptionStatus(std::u16string_view p
 /// A file in memory, for tests and for parsing what is already there.
 TESSARON_API std::unique_ptr<File> memoryFile(std::string content);
 
+/// A new file in the folder for temporary files, to read and to write, which is gone when it is
+/// closed. Null when it cannot be made.
+TESSARON_API std::unique_ptr<File> temporaryFile();
+
 /// Appends to `out` the rest of `file` from its position on. Memory grows with what is read, not
 /// with the claimed size. False when a read failed; `out` then holds what came before.
 TESSARON_API bool readToEnd(File& file, std::string& out);

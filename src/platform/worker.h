@@ -20,6 +20,9 @@ constexpr std::size_t kMaxWorkerAnswer = std::size_t{16} << 20;
 /// The memory that a worker may take besides its program and libraries, in bytes.
 constexpr std::uint64_t kMaxWorkerMemory = std::uint64_t{512} << 20;
 
+/// What `Worker::ask` says when no process could be started.
+inline constexpr const char* kNoWorker = "no process could be started to read it";
+
 /// A process that reads files which may harm their reader: this program, started anew, so that it
 /// holds nothing of this process and has other addresses. It gets each file open and may neither
 /// open others nor write, start processes or use the network; see `runWorker`. What it answers is

@@ -353,8 +353,7 @@ std::string Worker::ask(std::string_view request, const File& file, std::string&
   Process& process = *process_;
   if (process.socket != -1 && !process.isFit()) process.end("");
   if (process.socket == -1 && !process.start())
-    return process.isStopped ? "reading it was interrupted"
-                             : "no process could be started to read it";
+    return process.isStopped ? "reading it was interrupted" : kNoWorker;
   const auto handle = static_cast<int>(file.handle());
   if (request.size() > kMaxRequest || !sendWithFile(process.socket, framed(request), handle))
     return process.end(nullptr);

@@ -339,8 +339,7 @@ std::string Worker::ask(std::string_view request, const File& file, std::string&
   Process& process = *process_;
   if (process.pipe && !process.isFit()) process.end("");
   if (!process.pipe && !process.start())
-    return process.isStopped ? "reading it was interrupted"
-                             : "no process could be started to read it";
+    return process.isStopped ? "reading it was interrupted" : kNoWorker;
   HANDLE given = nullptr;
   const auto deadline = Clock::now() + process.patience;
   const bool isSent =

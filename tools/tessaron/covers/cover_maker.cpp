@@ -3,10 +3,8 @@
 #include <chrono>
 #include <optional>
 #include <span>
-#include <system_error>
 
 #include "catalogue/covers.h"
-#include "platform/system.h"
 #include "scan/reading.h"
 #include "support/byte_reader.h"
 #include "support/pictures/loading.h"
@@ -91,18 +89,15 @@ CoverPicture CoverMaker::make(std::string_view bytes) {
     picture.failure = "it is no JPEG, PNG, GIF or WebP picture";
     return picture;
   }
-  std::error_code error;
-  OpenMode mode;
-  mode.write = true;
-  mode.deleteOnClose = true;
-  const std::u16string path = temporaryFileName(temporaryFolder(), u"cov", 0);
-  const std::unique_ptr<File> file = path.empty() ? nullptr : openFile(path, mode, error);
+  const std::unique_ptr<File> file = temporaryFile();
   std::string answer;
   if (!file || !file->write(std::as_bytes(std::span(bytes))) || !file->seek(0)) {
     picture.failure = "there is no room for it in the folder for temporary files";
+    picture.isOfSystem = true;
     return picture;
   }
   picture.failure = worker_.ask(kCoverRequest, *file, answer);
+  picture.isOfSystem = picture.failure == kNoWorker;
   if (!picture.failure.empty()) return picture;
   if (std::optional<CoverPicture> found = decodeAnswer(answer)) return *std::move(found);
   worker_.dismiss();

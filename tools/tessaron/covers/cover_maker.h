@@ -11,11 +11,13 @@ namespace tessaron::tool {
 
 /// A picture that is to be a cover, as a worker has found it.
 struct CoverPicture {
-  std::string failure;  ///< why it cannot be a cover, as the end of a sentence; empty when it can
+  /// Why it cannot be a cover, as the end of a sentence; empty when it can.
+  std::string failure;
+  bool isOfSystem = false;  ///< the failure is one of the system, not of the picture
   std::uint32_t width = 0;  ///< pixels
   std::uint32_t height = 0;
-  std::string
-      small;  ///< thumbnails of kSmallCover and kMediumCover: JPEG, or PNG with transparency
+  /// Thumbnails of kSmallCover and kMediumCover: JPEG, or PNG with transparency.
+  std::string small;
   std::string medium;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <limits>
@@ -370,13 +371,34 @@ int verify(const Options& options, const Context& context) {
   return kDone;
 }
 
-/// A name for the damaged file, beside it, that no file has.
-std::string nameForDamaged(const std::string& path) {
+/// Whether there is a file at the path with the content of `file`.
+bool isCopy(const std::string& path, File& file) {
+  std::error_code error;
+  const std::unique_ptr<File> other = openFile(widePath(path), {}, error);
+  if (!other || !other->size() || other->size() != file.size()) return false;
+  std::array<std::array<std::byte, 64 << 10>, 2> blocks;
+  for (std::uint64_t at = 0; at < *other->size(); at += blocks[0].size()) {
+    const auto ours = readFully(file, at, blocks[0]), theirs = readFully(*other, at, blocks[1]);
+    if (!ours || ours != theirs || std::memcmp(blocks[0].data(), blocks[1].data(), *ours) != 0)
+      return false;
+  }
+  return true;
+}
+
+/// Keeps the damaged file under another name beside it, which it returns: a new one, or that of a
+/// repair of the same file that was interrupted.
+std::string keepDamaged(const std::string& path, File& file) {
   std::error_code error;
   for (std::size_t number = 1;; ++number) {
-    std::string name =
+    const std::string name =
         path + ".damaged" + (number == 1 ? std::string() : '-' + std::to_string(number));
-    if (!fs::exists(fs::symlink_status(filePath(name), error))) return name;
+    if (isCopy(name, file)) return name;
+    if (fs::exists(fs::symlink_status(filePath(name), error))) continue;
+    writeOutput(name, [&](File& to) {
+      const std::optional<std::uint64_t> size = file.size();
+      return size && copyBytes(file, 0, to, 0, *size) == *size;
+    });
+    return name;
   }
 }
 
@@ -393,24 +415,23 @@ int repair(const Options& options, const Context& context) {
     note(context, fmt::format("{}: nothing to repair", options.file));
     return kDone;
   }
-  const std::string kept = nameForDamaged(options.file);
   if (editSession().isTrial) {
     note(context,
          fmt::format("{}: {}; {} images would be kept", options.file, damage, sound.size()));
     return kDone;
   }
-  if (!state.isCache) file.reset();  // Windows renames no open file
-  if (state.isCache)
-    fs::copy_file(filePath(options.file), filePath(kept), error);
-  else
-    fs::rename(filePath(options.file), filePath(kept), error);
-  if (error) throw Failure{kCannotCreate, kept, error.message()};
-  if (state.isCache)
+  const std::string kept = keepDamaged(options.file, *file);
+  if (state.isCache) {
     writeOutput(options.file, [&](File& to) {
       const bool isWritten = writeCache(to, *file, sound);
       if (!tessaron::replacesOpenFiles()) file.reset();
       return isWritten;
     });
+  } else {
+    file.reset();  // Windows deletes no open file
+    if (!fs::remove(filePath(options.file), error) && error)
+      throw Failure{kCannotWrite, options.file, error.message()};
+  }
   note(context, fmt::format("{}: {}; {} images kept, the old file is {}", options.file, damage,
                             sound.size(), kept));
   return kDone;

@@ -174,7 +174,9 @@ int attach(const Options& options, const Context& context) {
   if (bytes.size() > kMaxBytes)
     throw Failure{kBadData, displayName(options.file), "it has more than 16 MiB"};
   CoverPicture picture = CoverMaker().make(bytes);
-  if (!picture.failure.empty()) throw Failure{kBadData, displayName(options.file), picture.failure};
+  if (!picture.failure.empty())
+    throw Failure{picture.isOfSystem ? kCannotWrite : kBadData, displayName(options.file),
+                  picture.failure};
   const CoverChange change{record.ASIN, std::move(bytes), std::move(picture.small),
                            std::move(picture.medium)};
   store(options.collection, {&change, 1});
