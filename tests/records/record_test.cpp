@@ -199,6 +199,29 @@ TEST(CRecordReader, ReadsAllOffersWhenAskedTo) {
   EXPECT_FALSE(record.parseLanguages(document.RootElement())) << "another reader's element";
 }
 
+TEST(CRecordWriter, WritesWhatItKnowsOfOffers) {
+  CRecord record;
+  record.offers = {COffer{u"1", u"n", u"s", u"c", u"New", u"note", u"id", u"$1", u"now"}};
+  TiXmlElement item("Item");
+  record.composeItemNode(&item);
+  EXPECT_NE(printed(item).find("<Location><State>s</State><Country>c</Country></Location>"),
+            std::string::npos)
+      << printed(item);
+}
+
+TEST(Status, IsDueForLoansAlone) {
+  CRecord record;
+  record.hasStatus = true;
+  record.StatusEndDate = toDosDate(2024, 6, 11);
+  for (record.status = -1; record.status < 9; ++record.status) {
+    SCOPED_TRACE(record.status);
+    const bool isLoan = record.status >= 0 && record.status < 4;
+    EXPECT_EQ(tessaron::daysLeft(record, {2024, 6, 1, 10, 12, 0, 0, 0}).value_or(-9),
+              isLoan ? 1 : -9);
+    EXPECT_EQ(tessaron::statusLabel(record.status).empty(), record.status < 0 || record.status > 7);
+  }
+}
+
 // Elements of these names, each with its name as text.
 std::string elements(const std::string& names) {
   std::istringstream in(names);
