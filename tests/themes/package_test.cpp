@@ -469,6 +469,13 @@ TEST_F(CPackageTest, ReadsFromUnreliableFiles) {
     EXPECT_EQ(unpacked(), good);
     EXPECT_EQ(reasons(package), "");
   }
+  UnreliableFile cutHeader(content);  // fails within the first header
+  cutHeader.maxRead = 4;
+  cutHeader.fails = [](int read) { return read >= 3; };
+  Package none;
+  none.Initialize(cutHeader, data.u16string(), true);
+  EXPECT_EQ(none.report.failure, CannotRead);
+  EXPECT_FALSE(none.report.isPackage);
   // Header, four entries, end. Only the first entry's header can be read again.
   const Files old = {{"a.png", "old"}};
   for (int first = 0; first < 10; ++first) {

@@ -235,6 +235,13 @@ TEST(PackFolder, RefusesWhatNoPackageCanHold) {
     EXPECT_EQ(fs::path(error.path), *row.path ? folder.path / row.path : folder.path);
     EXPECT_EQ(package, "");
   }
+  const TemporaryFolder folder;
+  writeFile(folder.path / "big.bin", "");
+  fs::resize_file(folder.path / "big.bin", (256 << 20) + 1);
+  std::string package;
+  std::vector<tessaron::ThemeWarning> warnings;
+  EXPECT_EQ(tessaron::packFolder(folder.path.u16string(), package, warnings).reason,
+            "it is larger than 256 MiB");
 }
 
 TEST(CThemeMan, NeedsNoDataFolder) {
