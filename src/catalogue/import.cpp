@@ -247,8 +247,8 @@ std::vector<std::size_t> Import::find(const ItemStream& items) {
 
 void Import::read(Incoming& item, CRecord& record) {
   item.done = true;
-  if (tree_.parse(textOf(item)) || readFailed_) return;
-  readItem(tree_.root(), versionOf(tree_.root()), record);
+  tree_.parse(textOf(item));
+  if (const XmlTree::Element root = tree_.root()) readItem(root, versionOf(root), record);
 }
 
 // The text of an item, until the next call. Where items come in the order of their file, some of

@@ -390,7 +390,7 @@ bool isCopy(const std::string& path, File& file) {
 std::string keepDamaged(const std::string& path, File& file) {
   std::error_code error;
   for (std::size_t number = 1;; ++number) {
-    const std::string name =
+    std::string name =
         path + ".damaged" + (number == 1 ? std::string() : '-' + std::to_string(number));
     if (isCopy(name, file)) return name;
     if (fs::exists(fs::symlink_status(filePath(name), error))) continue;
