@@ -237,10 +237,12 @@ constexpr std::array<NamedMember<Member>, N> olderMembers() {
   std::array<NamedMember<Member>, N> members{};
   std::size_t count = 0;
   for (const Field& field : kFields) {
-    const Member* member = std::get_if<Member>(&field.member);
-    if (field.older.empty() || !(member || (std::holds_alternative<Others>(field.member) || ...)))
+    // Not std::get_if, which is no constant expression with UndefinedBehaviorSanitizer.
+    const bool isMember = std::holds_alternative<Member>(field.member);
+    if (field.older.empty() || !(isMember || (std::holds_alternative<Others>(field.member) || ...)))
       continue;
-    members[count++] = {field.older, member ? *member : nullptr, field.rule};
+    members[count++] = {field.older, isMember ? std::get<Member>(field.member) : nullptr,
+                        field.rule};
   }
   if (count != N) throw "the table has another number of rows";
   return members;
