@@ -1,4 +1,5 @@
-// Writes what a target begins with, of which there may be nothing: make_seeds TARGET FOLDER
+// Writes what a target begins with, of which there may be nothing: make_seeds TARGET FOLDER MEDIA
+// MEDIA is a folder with a file of each kind.
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -18,6 +19,11 @@
 #include "support/tiff_builder.h"
 
 namespace {
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 std::vector<std::string> pictures() {
   std::vector<std::string> files;
@@ -80,8 +86,7 @@ std::vector<std::string> settings() {
     key.SetStringValueEx(u"AccountEmail", text);
     key.SetVectorStringValueEx(u"CustomIcons", texts);
   }
-  std::ifstream file(folder / "settings.db", std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(file), {}};
+  const std::string content = contentOf(folder / "settings.db");
   fs::remove_all(folder);
   const std::string zero(1, '\0'), texts("a\0\0\0b\0\0\0\0\0", 10);
   return {zero + content, "\1" + texts.substr(0, 4), "\3" + texts, "\4" + texts.substr(0, 4),
@@ -155,7 +160,7 @@ std::vector<std::string> requests() {
   return files;
 }
 
-std::vector<std::string> seedsOf(const std::string& target) {
+std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "settings") return settings();
   if (target == "serve") return requests();
   if (target == "history") return histories();
@@ -166,16 +171,16 @@ std::vector<std::string> seedsOf(const std::string& target) {
     return {mpegFrames(3), id3Tag(4, id3Text(4, "TIT2", "Lied")) + mpegFrames(3)};
   if (target == "riff") return {sounds()[3]};
   if (target == "picture" || target == "picture_metadata") return pictures();
-  std::vector<std::string> files;
-  if (target == "content") {
-    files = pictures();
-    for (const std::string& sound : sounds()) files.push_back(sound);
-  }
-  if (target != "file_info") return files;
-  for (const std::string& picture : pictures()) files.push_back('\0' + picture);
-  for (const std::string& sound : sounds())
-    for (const char kind : {'\2', '\3'}) files.push_back(kind + sound);
-  return files;
+  if (target != "content" && target != "file_info") return {};
+  std::vector<std::string> files = pictures();
+  for (const std::string& sound : sounds()) files.push_back(sound);
+  if (target == "content") return files;
+  for (const auto& file : std::filesystem::directory_iterator(media))
+    files.push_back(contentOf(file.path()));
+  std::vector<std::string> kinds;  // as each kind that the target knows
+  for (const std::string& file : files)
+    for (const char kind : {'\0', '\1', '\2', '\3'}) kinds.push_back(kind + file);
+  return kinds;
 }
 
 }  // namespace
@@ -184,6 +189,6 @@ int main(int, char** arguments) {
   const std::filesystem::path folder = arguments[2];
   std::filesystem::create_directories(folder);
   int number = 0;
-  for (const std::string& seed : seedsOf(arguments[1]))
+  for (const std::string& seed : seedsOf(arguments[1], arguments[3]))
     std::ofstream(folder / std::to_string(number++), std::ios::binary) << seed;
 }
