@@ -85,7 +85,7 @@ test-dist:  ## test the packages in dist/: lintian, a bare Debian, Wine, two bui
 
 test-packages:  ## build the Debian packages and use them in a bare Debian
 	@scripts/setup debian bare
-	@rm -rf build/packages && scripts/dist --to build/packages debian
+	@. scripts/ccache.sh && rm -rf build/packages && scripts/dist --to build/packages debian
 	@lintian --fail-on error build/packages/*.deb
 	@tests/packages/sbom_test build/packages
 	@tests/packages/install_test build/packages
