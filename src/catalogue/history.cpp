@@ -75,6 +75,19 @@ std::string labelOf(std::u16string_view text) {
   return label;
 }
 
+// Whether the text is an item and nothing else, as it may stand in a collection.
+bool isItem(std::string_view text) {
+  using Token = XmlScanner::Token;
+  XmlScanner scanner(text);
+  Token token = scanner.next();
+  if (token != Token::Start && token != Token::Empty) return false;
+  if (scanner.begin() != 0 || (scanner.name() != "Item" && scanner.name() != "Details"))
+    return false;
+  while (scanner.depth() > 0 && token != Token::Error && token != Token::Incomplete)
+    token = scanner.next();
+  return scanner.depth() == 0 && scanner.end() == text.size();
+}
+
 // The ASIN of an item; reads no further than that, which is at the front of what we write.
 std::u16string asinOf(std::string_view item) {
   using Token = XmlScanner::Token;
@@ -443,6 +456,8 @@ struct UndoEdit::Record {
     if (isSound) index();
   }
 
+  // Finds the items in the file. False when it is damaged, also within an item that is to come
+  // back.
   bool read() {
     const std::optional<Trailer> trailer = readTrailer(text);
     std::uint64_t at = itemsBegin(text);
@@ -461,6 +476,7 @@ struct UndoEdit::Record {
       }
       item.offset = at + end + 1;
       at = item.offset + item.labelSize + item.beforeSize + 1;
+      if (at > trailer->begin || (item.beforeSize != 0 && !isItem(before(item)))) return false;
       items.push_back(item);
     }
     return at == trailer->begin &&
@@ -474,11 +490,14 @@ struct UndoEdit::Record {
                      [&](auto a, auto b) { return items[a].after < items[b].after; });
     if (hasTwins) return;
     for (const std::uint32_t i : removed) {
-      const std::u16string asin =
-          asinOf(textAt(items[i].offset + items[i].labelSize, items[i].beforeSize));
+      const std::u16string asin = asinOf(before(items[i]));
       if (!asin.empty()) removedKeys.emplace_back(keyOf(asin), i);
     }
     std::sort(removedKeys.begin(), removedKeys.end());
+  }
+
+  std::string before(const ItemRecord& item) {
+    return textAt(item.offset + item.labelSize, item.beforeSize);
   }
 
   std::string textAt(std::uint64_t at, std::size_t size) {
@@ -515,7 +534,7 @@ std::string UndoEdit::insertion(const ItemStream& items) {
   const ItemRecord& next = record.items[record.removed[record.nextRemoved]];
   if (next.place >= items.count()) return {};
   ++record.nextRemoved;
-  return record.textAt(next.offset + next.labelSize, next.beforeSize);
+  return record.before(next);
 }
 
 ItemChange UndoEdit::change(const ItemStream& items) {
@@ -523,7 +542,7 @@ ItemChange UndoEdit::change(const ItemStream& items) {
   if (ItemRecord* found = record.find(items.item())) {
     found->isDone = true;
     if (found->beforeSize == 0) return {ItemChange::Kind::Drop, {}};
-    std::string text = record.textAt(found->offset + found->labelSize, found->beforeSize);
+    std::string text = record.before(*found);
     if (record.readFailed) return {ItemChange::Kind::GiveUp, {}};
     return {ItemChange::Kind::Replace, std::move(text)};
   }
@@ -540,7 +559,7 @@ std::string UndoEdit::addition() {
   Record& record = *records_;
   if (record.nextRemoved == record.removed.size()) return {};
   const ItemRecord& next = record.items[record.removed[record.nextRemoved++]];
-  return record.textAt(next.offset + next.labelSize, next.beforeSize);
+  return record.before(next);
 }
 
 void UndoEdit::addConflict(std::string label) {

@@ -168,15 +168,19 @@ TEST_F(HistoryTest, RefusesToTakeBackWhatHasChangedSince) {
   EXPECT_EQ(text(), kTwo);
   EXPECT_EQ(undo(3).missing, 1u);
 
-  // A damaged record takes back nothing.
+  // A damaged record takes back nothing, also where it is an item in it that is damaged.
   write("<PriceTracker><Items/></PriceTracker>");
   const fs::path last = files().back();
   const std::string whole = ::readFile(last);
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    writeFile(last, whole.substr(0, size));
+  std::vector<std::string> damaged;
+  for (std::size_t size = 0; size < whole.size(); ++size) damaged.push_back(whole.substr(0, size));
+  for (const char* tag : {"<Item>", "<ASIN>", "</ASIN>", "</Item>"})
+    damaged.emplace_back(whole).replace(whole.find(tag) + 1, 1, " ");
+  for (const std::string& record : damaged) {
+    writeFile(last, record);
     const UndoResult result = undo();
-    EXPECT_THAT(result.unreadable, testing::HasSubstr("damaged")) << size;
-    ASSERT_THAT(items(), IsEmpty()) << size;
+    EXPECT_THAT(result.unreadable, testing::HasSubstr("damaged")) << record;
+    ASSERT_THAT(items(), IsEmpty()) << record;
   }
   writeFile(last, whole);
   EXPECT_TRUE(undo().edit);

@@ -51,6 +51,11 @@ class ContentTest(ToolTest):
         maps = [file["info"], file["metaInfo"], *file["videoStreams"], *file["audioStreams"]]
         return {entry["label"]: entry["value"] for part in reversed(maps) for entry in part.values()}
 
+    def test_files_of_past_findings_are_described(self):
+        files = self.described(*sorted((SOURCE / "fuzz/seeds").iterdir()))
+        self.assertEqual(len(files["late-stream.flv"]["videoStreams"]), 2)
+        self.assertEqual(self.facts(files["damaged-png"])["Dimensions"], "16 x 16")
+
     def test_tells_what_was_put_into_every_kind_whose_readers_may_crash(self):
         done = subprocess.run([sys.executable, SOURCE / "bench/compare_media", TOOL, "--quick", "--keep", self.folder / "p"],
                               capture_output=True, text=True)

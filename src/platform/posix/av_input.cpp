@@ -67,8 +67,11 @@ AvLibrary::AvLibrary() {
 #define FIND(name) find(name, #name);
   AV_FUNCTIONS(FIND)
 #undef FIND
-  // A program that uses libavformat itself has set its own level.
-  if (ready && !loaded) av_log_set_level(AV_LOG_QUIET);
+  // A program that uses libavformat itself has set its own level and limit.
+  if (!ready || loaded) return;
+  constexpr std::size_t kMaxBlock = 64 << 20;
+  av_log_set_level(AV_LOG_QUIET);
+  av_max_alloc(kMaxBlock);
 }
 
 const AvLibrary& av() {

@@ -31,6 +31,7 @@ namespace tessaron {
   F(av_free)                          \
   F(av_log_set_level)                 \
   F(av_malloc)                        \
+  F(av_max_alloc)                     \
   F(av_packet_alloc)                  \
   F(av_packet_free)                   \
   F(av_packet_unref)                  \

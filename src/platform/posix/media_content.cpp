@@ -153,6 +153,7 @@ std::vector<std::vector<std::int64_t>> frameTimes(const AvInput& input) {
     if (isEnough) break;
   }
   av().av_packet_free(&packet);
+  times.resize(input.streams().size());  // packets may have been of streams that no header told of
   // Frames are stored in the order of decoding; those at the end may lack neighbors.
   constexpr std::size_t kReordered = 16;
   for (auto& shown : times) {
