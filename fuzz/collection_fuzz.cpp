@@ -7,6 +7,24 @@ using tessaron::ImportCounts;
 
 namespace {
 
+// The input with a long stretch for two control characters, which no well-formed text has: longer
+// than what is read at once, and than a tag may be.
+std::string stretched(const std::string& input) {
+  constexpr std::size_t kBlock = std::size_t{70} << 10, kTag = std::size_t{4200} << 10;
+  std::string text;
+  std::size_t left = 3;
+  for (const char c : input) {
+    const std::size_t more = c == '\x1A' ? kBlock : c == '\x19' ? kTag : 0;
+    if (more == 0 || left == 0) {
+      text += c;
+    } else {
+      text.append(more, c == '\x1A' ? '\n' : 'a');
+      left = more == kTag ? 0 : left - 1;
+    }
+  }
+  return text;
+}
+
 // The library's own text for a record, which holds all that makes two records equal.
 std::string written(const CRecord& record) {
   CRecord copy = record;
@@ -33,7 +51,7 @@ void checkText(const Collection& collection) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) return 0;
   const unsigned choice = data[size - 1];  // what is a line end in most texts
-  const std::string text = asText(data, size - 1);
+  const std::string text = stretched(asText(data, size - 1));
 
   const tessaron::RecoveredText recovery = tessaron::recoverText(text);
   Collection collection;

@@ -16,6 +16,7 @@
 #include "support/fingerprint.h"
 #include "support/picture_samples.h"
 #include "support/sound_builder.h"
+#include "support/text.h"
 #include "support/tiff_builder.h"
 
 namespace {
@@ -23,6 +24,38 @@ namespace {
 std::string contentOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// All that a camera may tell, numbers in each of their types.
+std::string cameraTags(bool bigEndian, std::uint16_t type) {
+  constexpr std::uint16_t kTexts[] = {0x010E, 0x013B, 0x8298, 0x010F, 0x0110,
+                                      0xA434, 0x0131, 0x0132, 0x9003, 0x9004};
+  constexpr std::uint16_t kNumbers[] = {0x829A, 0x829D, 0x8822, 0x8827, 0x9201, 0x9202, 0x9203,
+                                        0x9204, 0x9205, 0x9206, 0x9207, 0x9208, 0x9209, 0xA20B,
+                                        0x920A, 0xA405, 0xA402, 0xA403, 0xA404, 0xA001};
+  TiffBuilder tiff(bigEndian);
+  const bool isPair = type == 5 || type == 10;
+  for (const std::uint16_t number : kTexts) {
+    const bool isMain = number < 0x8000 || number == 0x8298;
+    tiff.putBytes(number, 2, std::string("2024:05:06 07:08:09\0", 20),
+                  isMain ? TiffBuilder::kMain : TiffBuilder::kExif);
+  }
+  for (const std::uint16_t number : {0x9C9B, 0x9C9C, 0x9C9D, 0x9C9E, 0x9C9F})
+    tiff.putBytes(static_cast<std::uint16_t>(number), 1, std::string("a\0\xE4\0\0\0", 6));
+  for (const std::uint16_t number : kNumbers)
+    tiff.put(number, type, isPair ? std::vector{7u, 2u} : std::vector{2u}, TiffBuilder::kExif);
+  tiff.put(0x0112, 3, {type});
+  const std::string comments[] = {std::string("ASCII\0\0\0note", 12),
+                                  std::string("UNICODE\0n\0o\0", 12),
+                                  std::string("JIS\0\0\0\0\0note", 12), std::string(12, '\0')};
+  tiff.putBytes(0x9286, 7, comments[type % 4], TiffBuilder::kExif);
+  tiff.putBytes(0x9000, 7, "0232", TiffBuilder::kExif);
+  for (const std::uint16_t number : {2, 4})
+    tiff.put(number, 5, {48, 1, 51, 1, 277, 10}, TiffBuilder::kGps);
+  for (const std::uint16_t number : {1, 3})
+    tiff.putBytes(number, 2, type % 2 == 0 ? "S" : "W", TiffBuilder::kGps);
+  tiff.put(6, 5, {421, 10}, TiffBuilder::kGps).putBytes(5, 1, "\1", TiffBuilder::kGps);
+  return tiff.build();
 }
 
 std::vector<std::string> pictures() {
@@ -41,7 +74,29 @@ std::vector<std::string> pictures() {
     tiff.put(0x829A, 5, {1, 60}, TiffBuilder::kExif).put(6, 5, {421, 10}, TiffBuilder::kGps);
     files.push_back(tiff.build());
     files.push_back(withExif(makeJpeg({8, 8}), tiff.build()));
+    for (const std::uint16_t type : {1, 3, 4, 5, 6, 8, 9, 10})
+      files.push_back(withExif(makeJpeg({8, 8}), cameraTags(bigEndian, type)));
   }
+  return files;
+}
+
+// A document in each encoding.
+std::vector<std::string> encodings() {
+  const std::string text = "<R a='\xC3\xA4'><B>\xE2\x82\xAC &amp;</B><![CDATA[ ]]></R>";
+  std::vector<std::string> files;
+  for (const char* name : {"utf-8", "iso-8859-1", "windows-1250", "koi8-r", "shift_jis", "x"})
+    files.push_back("<?xml version='1.0' encoding='" + std::string(name) + "'?>" + text);
+  const std::u16string wide = tessaron::fromUtf8(files[0]);
+  for (const bool bigEndian : {false, true})
+    for (const std::u16string& marked : {wide, u'\xFEFF' + wide}) {
+      std::string& file = files.emplace_back();
+      for (const char16_t unit : marked) {
+        const std::string low(1, static_cast<char>(unit)), high(1, static_cast<char>(unit >> 8));
+        file += bigEndian ? high + low : low + high;
+      }
+    }
+  files.push_back("\xEF\xBB\xBF" + text);
+  files.push_back(std::string("\xFF\xFE\0\0<\0\0\0", 8));
   return files;
 }
 
@@ -160,9 +215,55 @@ std::vector<std::string> requests() {
   return files;
 }
 
+// Collections that are damaged in many ways.
+std::vector<std::string> damagedCollections() {
+  const std::string item = "<Item><ASIN>A1</ASIN><Title>T\xC3\xA4</Title></Item>";
+  const std::string begin = "<R><Items>" + item, end = item + "</Items></R>";
+  std::vector<std::string> files;
+  for (const char* damage : {"",
+                             "&",
+                             "<Item><ASIN>A2</Item>",
+                             "<Item><ASIN>A2</ASIN>",
+                             "</Item>",
+                             "</Items>",
+                             "<",
+                             "<!--",
+                             "<![CDATA[",
+                             "<x a='",
+                             "<x a=1 a=2/>",
+                             "<x\1>",
+                             "\xFF\xC3",
+                             "<Item/><Details>",
+                             "<?",
+                             "<Item>\x1A",
+                             "<Item><!--\x1A-->",
+                             "<Item><![CDATA[\x1A]]>",
+                             "\x19",
+                             "<\x19/>",
+                             "<Item a='\x19'/>",
+                             "<!--\x19-->",
+                             "<!--\x19",
+                             "<Item>\x19&#x41;\x19",
+                             "]]>",
+                             "<!DOCTYPE R>"})
+    files.push_back(begin + damage + end);
+  files.push_back(begin + std::string(1, '\0') + end);
+  for (const char* encoding : {"iso-8859-1", "utf-16", "shift_jis"})
+    files.push_back("<?xml version='1.0' encoding='" + std::string(encoding) + "'?>" + begin +
+                    "\x81&<Item>" + end);
+  files.push_back(item + item);
+  files.push_back("<Items>" + end);
+  files.push_back(begin + "</Items></R>" + begin + end);
+  files.push_back("<R>" + item + "<Details><Asin>B</Asin></Details><Details>");
+  for (std::string& file : files) file += '\n';
+  return files;
+}
+
 std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "settings") return settings();
   if (target == "serve") return requests();
+  if (target == "xml") return encodings();
+  if (target == "collection") return damagedCollections();
   if (target == "history") return histories();
   if (target == "package") return packages();
   if (target == "icon") return icons();

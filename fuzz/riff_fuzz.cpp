@@ -5,7 +5,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string text = asText(data, size);
-  if (size > 0 && data[0] % 4 != 0) text = "RIFF" + std::string(4, '\0') + "AVI " + text;
+  if (!text.starts_with("RIFF")) text = "RIFF" + std::string(4, '\0') + "AVI " + text;
   PropertyMap meta;
   StreamList audio;
   StreamList video;

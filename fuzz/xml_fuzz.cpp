@@ -1,10 +1,68 @@
 #include "fuzz.h"
+#include "support/text.h"
 #include "support/xml/encoding.h"
 #include "support/xml/scanner.h"
+#include "support/xml/tree.h"
+#include "support/xml/writer.h"
 #include "support/xml/xml.h"
 
 using tessaron::XmlError;
 using tessaron::XmlScanner;
+using tessaron::XmlTree;
+
+namespace {
+
+// The light tree has what TinyXML's has.
+void checkSame(const XmlTree::Element& light, const TiXmlElement& full) {
+  CHECK(light.name() == full.ValueStr());
+  CHECK(light.elementText() == tessaron::elementText(full));
+  std::size_t attributes = 0;
+  for (const TiXmlAttribute* each = full.FirstAttribute(); each; each = each->Next()) {
+    CHECK(light.attribute(each->Name()) == each->ValueStr());
+    ++attributes;
+  }
+  CHECK(light.attributes().size() == attributes);
+  XmlTree::Element child = light.firstChild();
+  for (const TiXmlElement* each = full.FirstChildElement(); each;
+       each = each->NextSiblingElement()) {
+    CHECK(child);
+    checkSame(child, *each);
+    child = child.nextSibling();
+  }
+  CHECK(!child);
+}
+
+// Attributes and texts of an element and its children, by either output.
+template <typename Output>
+void writeFlat(Output& out, const XmlTree::Element& from) {
+  for (const XmlTree::Element::Attribute& each : from.attributes()) {
+    const std::string name(each.name);
+    out.attribute(name.c_str(), tessaron::fromUtf8(*from.attribute(name)));
+  }
+  std::size_t number = 0;
+  for (const XmlTree::Element& child : from.children()) {
+    const std::string name(child.name());
+    out.text(name.c_str(), child.elementText(), number % 3, number % 2);
+    if (++number % 4 == 0) out.element(name.c_str(), [&](auto& in) { writeFlat(in, child); });
+  }
+}
+
+void checkOutputs(const XmlTree::Element& element) {
+  const std::string name(element.name());
+  std::string text, printed;
+  {
+    tessaron::TextOutput out(text, name.c_str());
+    writeFlat(out, element);
+    out.end();
+  }
+  TiXmlElement root(name);
+  tessaron::ElementOutput out(root);
+  writeFlat(out, element);
+  tessaron::printXml(root, printed);
+  CHECK(text == printed);
+}
+
+}  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string text = asText(data, size);
@@ -21,8 +79,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   text = decoded.text;
   XmlScanner scanner(text);
   XmlScanner::Token token{};
+  std::size_t rootBegin = text.npos;
   for (std::size_t at = 0; token != XmlScanner::Token::Error;) {
     token = scanner.next();
+    if (rootBegin == text.npos && !scanner.name().empty()) rootBegin = scanner.begin();
     if (token == XmlScanner::Token::Finished) break;
     CHECK(token == XmlScanner::Token::Error || (scanner.begin() == at && scanner.end() > at));
     at = scanner.end();
@@ -32,6 +92,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(error || !document.Error());
   CHECK(!error || (error.offset <= text.size() && error.line > 0 && error.column > 0));
   if (error) return 0;
+
+  if (const TiXmlElement* root = document.RootElement()) {
+    CHECK(rootBegin < text.size());
+    XmlTree tree;
+    CHECK(!tree.parse(std::string_view(text).substr(rootBegin)));
+    checkSame(tree.root(), *root);
+    checkOutputs(tree.root());
+  }
 
   // What is printed is read again, and prints as it did.
   std::string once, twice;
