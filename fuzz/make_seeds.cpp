@@ -11,10 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "records/record_json.h"
+#include "records/record_set.h"
 #include "settings/reg_key.h"
 #include "support/bytes.h"
 #include "support/fingerprint.h"
+#include "support/json_writer.h"
 #include "support/picture_samples.h"
+#include "support/record_samples.h"
 #include "support/sound_builder.h"
 #include "support/text.h"
 #include "support/tiff_builder.h"
@@ -80,6 +84,65 @@ std::vector<std::string> pictures() {
   return files;
 }
 
+// Device-independent bitmaps: packed, with masks, of the older kind, upside down.
+std::vector<std::string> bitmaps() {
+  const std::string packed =
+      bytes({3, 1, 0, 4, 1, 2, 3, 4, 0, 2, 1, 1, 0, 3, 1, 2, 3, 0, 2, 5, 0, 0, 9, 1, 0, 1});
+  const std::string masks = le32(0xF800) + le32(0x07E0) + le32(0x001F);
+  std::vector<std::string> files;
+  const auto add = [&](std::uint32_t size, std::uint32_t bits, std::uint32_t coding,
+                       const std::string& behind, std::int32_t height = 6) {
+    const auto rows = static_cast<std::uint32_t>(height);
+    const std::string measures = size == 12 ? le16(8) + le16(rows) : le32(8) + le32(rows);
+    const std::string rest = size == 12 ? "" : le32(coding) + std::string(size - 20, '\0');
+    const std::uint32_t at = 14 + size + (bits <= 8 ? (size == 12 ? 3u : 4u) << bits : 0);
+    const std::string palette(bits <= 8 ? at - 14 - size : 0, '\x40');
+    files.push_back("BM" + le32(0) + le32(0) + le32(at) + le32(size) + measures + le16(1) +
+                    le16(bits) + rest + palette + behind);
+  };
+  add(40, 8, 1, packed);
+  add(40, 4, 2, packed);
+  add(12, 8, 0, std::string(64, '\1'));
+  add(12, 1, 0, std::string(64, '\1'));
+  for (const std::uint32_t bits : {16u, 32u}) add(40, bits, 3, masks + std::string(256, '\x5A'));
+  add(108, 32, 6, std::string(256, '\x5A'));
+  add(124, 16, 3, std::string(256, '\x5A'));
+  add(40, 24, 0, std::string(256, '\x5A'), -6);
+  add(64, 4, 0, std::string(64, '\1'));
+  return files;
+}
+
+// An AVI film with indexes of both kinds, and a second part.
+std::string film() {
+  const std::string times = le32(1) + le32(25);
+  const auto header = [&](const char* kind) {
+    return riffChunk("strh", std::string(kind) + "XVID" + std::string(12, '\0') + times + le32(0) +
+                                 le32(50) + std::string(8, '\0') + le32(0) + std::string(8, '\0'));
+  };
+  const std::string index = le16(4) + bytes({0, 0}) + le32(1) + "00dc" + std::string(12, '\0') +
+                            le32(600) + le32(0) + le32(64) + le32(60);
+  const std::string picture = riffChunk(
+      "strf", le32(40) + le32(96) + le32(64) + le16(1) + le16(24) + "XVID" + std::string(20, '\0'));
+  const std::string sound =
+      riffChunk("strf", le16(0xFFFE) + le16(2) + le32(48000) + le32(192000) + le16(4) + le16(16) +
+                            le16(22) + le16(16) + le32(3) + le16(1) + std::string(14, '\0'));
+  const std::string streams =
+      riffChunk("LIST", "strl" + header("vids") + picture + riffChunk("indx", index)) +
+      riffChunk("LIST", "strl" + header("auds") + sound + riffChunk("indx", index)) +
+      riffChunk("LIST", "strl" + header("txts"));
+  const std::string head =
+      riffChunk("LIST", "hdrl" + riffChunk("avih", le32(40000) + std::string(52, '\0')) + streams +
+                            riffChunk("LIST", "odml" + riffChunk("dmlh", le32(70))));
+  const std::string table =
+      riffChunk("ix00", le16(2) + bytes({0, 1}) + le32(2) + "00dc" + std::string(12, '\0') +
+                            le32(4) + le32(9) + le32(20) + le32(0x80000009));
+  std::string file =
+      "RIFF" + le32(4000) + "AVI " + head + riffChunk("LIST", "INFO" + riffChunk("ISFT", "maker"));
+  file.resize(std::max<std::size_t>(file.size(), 600), '\0');
+  return file + table + riffChunk("idx1", "00dc" + le32(16) + le32(4) + le32(9)) +
+         riffChunk("RIFF", "AVIX");
+}
+
 // A document in each encoding.
 std::vector<std::string> encodings() {
   const std::string text = "<R a='\xC3\xA4'><B>\xE2\x82\xAC &amp;</B><![CDATA[ ]]></R>";
@@ -120,7 +183,8 @@ std::vector<std::string> icons() {
 std::vector<std::string> sounds() {
   return {id3Tag(4, id3Text(4, "TIT2", "Lied")) + mpegFrames(3),
           id3Tag(3, id3Text(3, "TPE1", "Ann"), 0x80) + mpegFrames(3),
-          asfFile({"Lied", "Ann", "", "", ""}, {{"WM/Genre", "Jazz"}}, {{"WM/TrackNumber", 7}}),
+          asfFile({"Lied", "Ann", "", "", ""}, {{"WM/Genre", "Jazz"}},
+                  {{"WM/TrackNumber", 7}, {"WM/EncodingTime", 133000000000000000}}),
           wavFile(riffChunk("LIST", "INFO" + riffChunk("INAM", "Lied"))),
           flacFile({{"TITLE", "Lied"}}, 8),
           mp4Box("ftyp", "M4A ") + mp4Box("moov", mp4Box("udta", mp4Box("meta", be32(0))))};
@@ -190,6 +254,19 @@ std::vector<std::string> requests() {
                              "/api/items?query=due:..7d%20-lent", "/api/items/A1",
                              "/covers/A1?size=small", "/%zz?a=%ff", "/api/items/%40x"})
     files.push_back(std::string("\2GET ") + target + " HTTP/1.1\r\nRange: bytes=0-1\r\n\r\n");
+  for (const char* list : {"?sort=-title,asin", "?query=tides&sort=title&from=1&count=1", "?sort=x",
+                           "?count=0", "?from=9"})
+    files.push_back("\2GET /api/items" + std::string(list) + " HTTP/1.1\r\n\r\n");
+  // Without the secret: names, addresses and passwords.
+  for (const char* head :
+       {"Host: shelf.example:8443\r\nAuthorization: Basic eDp0aWRl", "Host: shelf.example:8443",
+        "Host: 10.0.0.7:8443\r\nAuthorization: basic OnRpZGUx", "Host: [::1]:8443", "Host: x",
+        "Host: shelf.example:8443\r\nAuthorization: Basic eDp0aWRl\r\nSec-Fetch-Site: cross-site",
+        "Host: shelf.example:8443\r\nOrigin: https://shelf.example:8443\r\nAuthorization: Basic "
+        "eDp0aWRl",
+        "Host: 127.0.0.1:8000\r\nCookie: tessaron-8000=x; y=z"})
+    for (const char* target : {"/", "/?token=x", "/api/collection"})
+      files.push_back(std::string(1, '\0') + "GET " + target + " HTTP/1.1\r\n" + head + "\r\n\r\n");
   const struct {
     const char *method, *target, *body;
   } edits[] = {
@@ -199,6 +276,11 @@ std::vector<std::string> requests() {
       {"POST", "/api/items/A1/lend", R"({"to":" Mira ","due":"+14d"})"},
       {"POST", "/api/items/A1/return", "{}"},
       {"DELETE", "/api/items/A1", ""},
+      {"DELETE", "/api/items/@0123456789abcdef", ""},
+      {"PATCH", "/api/items/Z9", R"({"notes":"n"})"},
+      {"PATCH", "/api/items/A1", R"({"note":"n"})"},
+      {"PATCH", "/api/items/A1", R"({"fields":{"no such":1},"x":"\u0001"})"},
+      {"POST", "/api/items/A1/lend", R"({"due":"+14d"})"},
       {"POST", "/api/items", R"({"title":"T","authors":["I V"],"isbn":"0306406152","again":true})"},
       {"POST", "/api/undo", "{}"},
       {"POST", "/api/redo", "{}"},
@@ -212,6 +294,60 @@ std::vector<std::string> requests() {
                     " HTTP/1.1\r\nIf-Match: *\r\nContent-Type: application/json\r\n" +
                     "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
   }
+  return files;
+}
+
+// Records with all that they may have, as a collection and in JSON.
+std::vector<CRecord> records() {
+  std::vector<CRecord> all;
+  for (std::uint32_t seed = 0; seed < 12; ++seed) all.push_back(tessaron::randomRecord(seed));
+  return all;
+}
+
+std::vector<std::string> recordSets() {
+  std::vector<std::string> files;
+  for (const CRecord& record : records()) {
+    CRecordSet set;
+    set.records = {record};
+    set.toString(files.emplace_back());
+  }
+  std::vector<std::string> others = encodings();
+  files.insert(files.end(), others.begin(), others.end());
+  // What is read only.
+  const std::string price =
+      "<Price><Amount>1234</Amount><FormattedPrice>EUR 1.234,50</FormattedPrice></Price>";
+  const std::string offer =
+      "<Offer><Seller><SellerId>1</SellerId><Nickname>N</Nickname><Location><State>S</State>"
+      "<Country>C</Country></Location></Seller><OfferAttributes><Condition>new</Condition>"
+      "<ConditionNote>n</ConditionNote></OfferAttributes><OfferListing><OfferListingId>2</"
+      "OfferListingId>" +
+      price + "<Availability>now</Availability></OfferListing></Offer>";
+  files.push_back(
+      "<R><Items><Item status='3' icon='2'><ASIN>A</ASIN><Offers>" + offer + offer +
+      "</Offers><EditorialReviews><EditorialReview><Content>x</Content></EditorialReview>"
+      "</EditorialReviews><Languages><Language><Name>N</Name><Type>T</Type></Language></Languages>"
+      "<CustomerReviews><AverageRating>4.5</AverageRating></CustomerReviews></Item></Items></R>");
+  for (const char* text : {"$12.99",
+                           "\xE2\x82\xAC"
+                           "12,34",
+                           "\xC2\xA5"
+                           "1,980",
+                           "1'234.50 CHF", "-3", "1.2.3", "$.50"})
+    files.push_back("<R><FormattedPrice>" + std::string(text) + "</FormattedPrice></R>");
+  return files;
+}
+
+std::vector<std::string> jsonRecords() {
+  std::vector<std::string> files;
+  for (const CRecord& record : records()) {
+    tessaron::JsonWriter json(files.emplace_back());
+    json.beginArray();
+    tessaron::writeRecord(record, {2024, 2, 4, 29, 12, 0, 0, 0}, json);
+    json.endArray();
+  }
+  files.push_back(
+      R"( [{"title":"\ud83d\ude00\b\f\n\r\t\/\\\"\u00e4","pages":-1.5e+3,"x":[true,false,null,{}]}, 1] )");
+  files.push_back(R"({"title":"\ud83d","year":01})");
   return files;
 }
 
@@ -259,10 +395,26 @@ std::vector<std::string> damagedCollections() {
   return files;
 }
 
+std::vector<std::string> documents() {
+  std::vector<std::string> files = encodings();
+  for (std::string& damaged : damagedCollections()) files.push_back(std::move(damaged));
+  for (const char* text :
+       {"<a b=c d='&#xD83D;&#xDE00;&x'/>", "<!DOCTYPE a><a/>", "<!DOCTYPE a [<!ENTITY b 'c'>]><a/>",
+        "<?p q?><a>&#1;&#x41;&lt;&quot; & b</a>", "<?p <a> ?><a/>", "<a b=c'/>", "<a b/>", "<a /x>",
+        "<a></b>", "<a>&#;</a>", "<a><![CDATA[ ]]>b<c/>d<![CDATA[ ]]></a>",
+        "<a><b>1</b><!--x--><b>2</b></a>", "<a", "<?xml version='1.0' standalone", "</a>", "<a/>b",
+        "<a/><b/>"})
+    files.emplace_back(text);
+  files.push_back("<a b='" + std::string(1, '\0') + "'>" + std::string(1, '\0') + "</a>");
+  return files;
+}
+
 std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "settings") return settings();
   if (target == "serve") return requests();
-  if (target == "xml") return encodings();
+  if (target == "record_set" || target == "output") return recordSets();
+  if (target == "import_json") return jsonRecords();
+  if (target == "xml") return documents();
   if (target == "collection") return damagedCollections();
   if (target == "history") return histories();
   if (target == "package") return packages();
@@ -270,8 +422,13 @@ std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "tags") return sounds();
   if (target == "mpeg")
     return {mpegFrames(3), id3Tag(4, id3Text(4, "TIT2", "Lied")) + mpegFrames(3)};
-  if (target == "riff") return {sounds()[3]};
-  if (target == "picture" || target == "picture_metadata") return pictures();
+  if (target == "riff") return {sounds()[3], film()};
+  if (target == "picture") {
+    std::vector<std::string> files = pictures();
+    for (std::string& file : bitmaps()) files.push_back(std::move(file));
+    return files;
+  }
+  if (target == "picture_metadata") return pictures();
   if (target != "content" && target != "file_info") return {};
   std::vector<std::string> files = pictures();
   for (const std::string& sound : sounds()) files.push_back(sound);

@@ -1,6 +1,13 @@
+#include <string>
+#include <vector>
+
 #include "fuzz.h"
+#include "platform/file.h"
+#include "records/item_stream.h"
+#include "records/price.h"
 #include "records/record_set.h"
 #include "records/shopping_cart.h"
+#include "support/xml/encoding.h"
 #include "support/xml/xml.h"
 
 namespace {
@@ -17,6 +24,41 @@ CRecordSet read(const std::string& text) {
   return set;
 }
 
+// The items of a stream, and how it ended.
+template <typename Source>
+std::vector<std::string> itemsOf(Source& source) {
+  tessaron::ItemStream items(source);
+  std::vector<std::string> found;
+  while (items.next()) found.emplace_back(items.item());
+  found.push_back(items.error() ? items.error().message : "");
+  return found;
+}
+
+// Readers of parts take every element, also such as are no part of theirs.
+void readParts(TiXmlElement* element) {
+  CRecord record;
+  std::u16string price, fields[3];
+  CRecord::Strings lists[3];
+  record.parseSharedInfo(element);
+  record.parseItemAttributesSingle(element, 3, fields);
+  record.parseItemAttributesMulti(element, 3, lists);
+  record.parseEditorialReviews(element);
+  record.parseDiscTrack(element);
+  record.parseOfferSummary(element);
+  record.parseOffers(element, true, 5);
+  CHECK(record.offers.size() <= 5);
+  record.parseCustomFields(element);
+  record.parseLanguages(element);
+  record.parseCustomerReviews(element, 3);
+  record.parseCustomerReviews(element, 4);
+  record.parseFormattedPrice(element, price);
+  if (const auto parsed = tessaron::parsePrice(price)) CHECK(parsed->amount >= 0);
+  CRecord().fromXmlNode(element);
+  for (TiXmlElement* child = element->FirstChildElement(); child;
+       child = child->NextSiblingElement())
+    readParts(child);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -25,6 +67,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const bool readable = set.fromString(text);
   CHECK(readable || set.records.empty());
   CShoppingCart().fromString(text);
+  tessaron::XmlDecoder decoder(text);
+  const tessaron::DecodedXml decoded = tessaron::decodeXml(decoder, text);
+  const auto file = tessaron::memoryFile(text);
+  if (!decoded.error) CHECK(itemsOf(*file) == itemsOf(decoded.text));
   CRecord first;
   CHECK(first.fromString(text) || set.records.empty());
 
@@ -32,6 +78,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // tag, the rest may be another.
   TiXmlDocument document;
   const bool cut = static_cast<bool>(tessaron::parseXml(text, document));
+  if (document.RootElement()) readParts(document.RootElement());
   CRecordSet whole;
   whole.fromXml(&document);
   const std::size_t count = set.records.size();

@@ -1,3 +1,8 @@
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "fuzz.h"
 #include "support/text.h"
 #include "support/xml/encoding.h"
@@ -12,10 +17,52 @@ using tessaron::XmlTree;
 
 namespace {
 
+// A text that comes in parts has the tokens of the whole, and the same error.
+void checkInParts(std::string_view text, std::size_t part) {
+  XmlScanner whole(text);
+  std::size_t size = std::min(part, text.size());
+  XmlScanner parts(text.substr(0, size), size == text.size());
+  for (;;) {
+    XmlScanner::Token token = parts.next();
+    while (token == XmlScanner::Token::Incomplete) {
+      CHECK(size < text.size());
+      size = std::min(size + part, text.size());
+      parts.extend(text.substr(0, size), 0, size == text.size());
+      token = parts.next();
+    }
+    CHECK(token == whole.next());
+    CHECK(parts.begin() == whole.begin() && parts.end() == whole.end());
+    CHECK(parts.depth() == whole.depth() && parts.name() == whole.name());
+    if (token == XmlScanner::Token::Error) {
+      CHECK(parts.error().kind == whole.error().kind);
+      CHECK(parts.error().offset == whole.error().offset);
+      CHECK(parts.error().message == whole.error().message);
+    }
+    if (token == XmlScanner::Token::Error || token == XmlScanner::Token::Finished) return;
+  }
+}
+
+// What an element tells of itself in several ways agrees.
+void checkConsistent(const XmlTree::Element& element) {
+  const std::vector<XmlTree::Element> children = element.children();
+  for (const XmlTree::Element& child : children) {
+    const std::vector<XmlTree::Element> named = element.childrenNamed(child.name());
+    CHECK(!named.empty() && named.front() == element.child(child.name()));
+    CHECK(std::find(named.begin(), named.end(), child) != named.end());
+  }
+  CHECK(element.hasText() == !element.texts().empty());
+  CHECK(element.hasText() || (!element.beginsWithText() && element.elementText().empty()));
+  CHECK(element.hasText() || (!element.beginsWithBlankCData() && !element.endsWithBlankCData()));
+  for (const XmlTree::Element::Attribute& each : element.attributes()) {
+    CHECK(element.findAttribute(each.name) && element.attribute(each.name));
+  }
+}
+
 // The light tree has what TinyXML's has.
-void checkSame(const XmlTree::Element& light, const TiXmlElement& full) {
+void checkSame(const XmlTree::Element& light, const TiXmlElement& full, int depth = 0) {
   CHECK(light.name() == full.ValueStr());
   CHECK(light.elementText() == tessaron::elementText(full));
+  if (depth < 3) checkConsistent(light);
   std::size_t attributes = 0;
   for (const TiXmlAttribute* each = full.FirstAttribute(); each; each = each->Next()) {
     CHECK(light.attribute(each->Name()) == each->ValueStr());
@@ -26,7 +73,7 @@ void checkSame(const XmlTree::Element& light, const TiXmlElement& full) {
   for (const TiXmlElement* each = full.FirstChildElement(); each;
        each = each->NextSiblingElement()) {
     CHECK(child);
-    checkSame(child, *each);
+    checkSame(child, *each, depth + 1);
     child = child.nextSibling();
   }
   CHECK(!child);
@@ -77,6 +124,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     return 0;
   }
   text = decoded.text;
+  checkInParts(text, size % 3 == 0 ? 1 : 64 + size % 100);
   XmlScanner scanner(text);
   XmlScanner::Token token{};
   std::size_t rootBegin = text.npos;
