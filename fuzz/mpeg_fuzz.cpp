@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CHECK(tessaron::findStartCode(std::as_bytes(std::span(text))) == std::min(found, size));
 
   int bitRate = 0, sampleRate = 0, channels = 0;
-  const std::uint32_t header = ByteReader(std::as_bytes(std::span(text))).u32be();
+  const std::uint32_t header = tessaron::ByteReader(std::as_bytes(std::span(text))).u32be();
   if (CMPEGFileParser().getMP3FrameData(header, &bitRate, &sampleRate, &channels) > 0)
     CHECK(bitRate > 0 && sampleRate > 0 && (channels == 1 || channels == 2));
 
