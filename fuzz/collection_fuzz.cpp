@@ -59,6 +59,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(collection.records().size() == recovery.items);
   CHECK(!recovery.faults.empty() || recovery.text == text);
   CHECK(collection.text() == recovery.text);
+  constexpr std::size_t kLong = std::size_t{1} << 20;  // edits of it take seconds
+  if (text.size() > kLong) return 0;
 
   for (std::size_t i = 0; i < collection.records().size(); ++i) {
     CHECK(!collection.update(i, CRecord(collection.records()[i])));
