@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "records/record_cells.h"
 #include "records/record_json.h"
 #include "records/record_set.h"
 #include "settings/reg_key.h"
@@ -347,8 +349,42 @@ std::vector<std::string> jsonRecords() {
   }
   files.push_back(
       R"( [{"title":"\ud83d\ude00\b\f\n\r\t\/\\\"\u00e4","pages":-1.5e+3,"x":[true,false,null,{}]}, 1] )");
+  // A value of each kind for fields of all kinds.
+  for (const char* key :
+       {"title", "authors", "pages", "listPrice", "copies", "status", "loans", "files", "discs",
+        "reviews", "customFields", "folders", "offers", "offerListing", "hasNotes"}) {
+    std::string& file = files.emplace_back("[");
+    for (const char* value :
+         {"\"t\"", "7", "-1", "1e9", "1.5", "true", "null", "[]", "{}", R"(["a",1,null])",
+          R"([{"x":1},{"path":"p","size":5}])",
+          R"({"a":"b","value":3,"files":[{"path":"p","name":"n","size":5000000000}]})", "[[[1]]]"})
+      file.append(file.size() > 1 ? "," : "")
+          .append("{\"")
+          .append(key)
+          .append("\":")
+          .append(value)
+          .append("}");
+    file += ']';
+  }
   files.push_back(R"({"title":"\ud83d","year":01})");
   return files;
+}
+
+std::vector<std::string> tables() {
+  std::string heading, cells;
+  for (const std::string& name : tessaron::recordColumns()) {
+    heading.append(heading.empty() ? "" : "\t").append(name);
+    cells.append(cells.empty() ? "B000000001" : "\t'=x\\t\\n\\\\y");
+  }
+  std::string commas = heading + '\n' + cells + '\n';
+  std::replace(commas.begin(), commas.end(), '\t', ',');
+  return {heading + '\n' + cells + "\nA\tB\n",
+          commas,
+          "title,author,own,isbn\n\"A &amp; &#66;&#x43;\",\"B\n\"\"C\"\"\",7,0306406152 "
+          "9780306406157\nx\n",
+          "title;own\r\n\"a\"b;c\r\n\"open",
+          "x\ty\n1\t2\n",
+          "ASIN\ttitle\nA\t\\q\\\n"};
 }
 
 // Collections that are damaged in many ways.
@@ -414,6 +450,7 @@ std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "serve") return requests();
   if (target == "record_set" || target == "output") return recordSets();
   if (target == "import_json") return jsonRecords();
+  if (target == "import_csv") return tables();
   if (target == "xml") return documents();
   if (target == "collection") return damagedCollections();
   if (target == "history") return histories();

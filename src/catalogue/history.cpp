@@ -162,11 +162,14 @@ std::optional<Trailer> readTrailer(FileText& text) {
   return trailer;
 }
 
-// Where the items begin; 0 for a file of another kind.
+// Where the items begin, behind a whole head; 0 for a file of another kind.
 std::uint64_t itemsBegin(FileText& text) {
   const std::string_view head = text.view(0, kMaxHead).substr(0, kMaxHead);
   const std::size_t at = head.starts_with(kMagic) ? head.find(kItems) : head.npos;
-  return at == head.npos ? 0 : at + kItems.size();
+  if (at == head.npos) return 0;
+  std::string_view undoes = valueOf(head.substr(0, at), "\nundoes ");
+  std::uint64_t number = 0;
+  return takeNumber(undoes, number) ? at + kItems.size() : 0;
 }
 
 // False when the file is damaged; sets `error` when it cannot be read.

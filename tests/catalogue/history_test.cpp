@@ -174,7 +174,7 @@ TEST_F(HistoryTest, RefusesToTakeBackWhatHasChangedSince) {
   const std::string whole = ::readFile(last);
   std::vector<std::string> damaged;
   for (std::size_t size = 0; size < whole.size(); ++size) damaged.push_back(whole.substr(0, size));
-  for (const char* tag : {"<Item>", "<ASIN>", "</ASIN>", "</Item>"})
+  for (const char* tag : {"\nundoes", "<Item>", "<ASIN>", "</ASIN>", "</Item>"})
     damaged.emplace_back(whole).replace(whole.find(tag) + 1, 1, " ");
   for (const std::string& record : damaged) {
     writeFile(last, record);
