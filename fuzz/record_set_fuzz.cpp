@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -7,6 +10,7 @@
 #include "records/price.h"
 #include "records/record_set.h"
 #include "records/shopping_cart.h"
+#include "support/text.h"
 #include "support/xml/encoding.h"
 #include "support/xml/xml.h"
 
@@ -29,8 +33,12 @@ template <typename Source>
 std::vector<std::string> itemsOf(Source& source) {
   tessaron::ItemStream items(source);
   std::vector<std::string> found;
-  while (items.next()) found.emplace_back(items.item());
+  while (items.next()) {
+    found.emplace_back(items.item());
+    found.push_back(wchar2utf8(items.asin()));
+  }
   found.push_back(items.error() ? items.error().message : "");
+  found.emplace_back(items.canHoldItems() ? "a place for items" : "none");
   return found;
 }
 
@@ -54,6 +62,15 @@ void readParts(TiXmlElement* element) {
   record.parseFormattedPrice(element, price);
   if (const auto parsed = tessaron::parsePrice(price)) CHECK(parsed->amount >= 0);
   CRecord().fromXmlNode(element);
+  // A record is written the same as text and as elements.
+  record.preProcess();
+  TiXmlElement item("Item");
+  record.composeItemNode(&item);
+  std::string printed;
+  tessaron::printXml(item, printed);
+  CRecordSet set;
+  set.records = {record};
+  CHECK(written(set).find(printed) != std::string::npos);
   for (TiXmlElement* child = element->FirstChildElement(); child;
        child = child->NextSiblingElement())
     readParts(child);
@@ -95,6 +112,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     CHECK(record.getDueStates() >= 0 && record.getDueStates() <= 2);
     // Each reading shortens one more of several currency marks in a row.
     record.ListPrice.clear();
+  }
+  if (size % 16 == 0) {
+    static const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("record_set_fuzz." + std::to_string(getpid()));
+    CRecordSet saved;
+    std::error_code error;
+    CHECK(set.saveTo(path.u16string(), error) && saved.fromFile(path.u16string()));
+    CHECK(saved.records.size() == count);
+    std::filesystem::remove(path);
   }
   // Items of the older dialect are completed when they are read in the current one.
   CRecordSet once = read(written(set));

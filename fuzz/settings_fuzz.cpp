@@ -10,6 +10,7 @@
 #include <string>
 
 #include "fuzz.h"
+#include "platform/registry.h"
 #include "settings/reg_key.h"
 
 namespace {
@@ -28,6 +29,27 @@ void checkUsable(CRegKeyEx& key) {
   std::u16string text = u"text", found;
   CHECK(key.SetStringValueEx(u"Fuzz", text) == 0);
   CHECK(key.QueryStringValueEx(u"Fuzz", found) == 0 && found == text);
+}
+
+// So can values of all types, until all are removed.
+void checkTypes(const CRegKeyEx& opened) {
+  CRegKeyEx key(opened);
+  bool flag = true, foundFlag = false;
+  int number = -7, foundNumber = 0;
+  unsigned long large = 0xFFFFFFFF, foundLarge = 0;
+  CRect rect, foundRect;
+  rect.right = 3;
+  StringSetMap lists = {{u"List", {u"a", u"b"}}}, foundLists = {{u"List", {}}};
+  tessaron::RegistryBatch batch(key);
+  CHECK(key.SetBoolValueEx(u"Flag", flag) == 0 && key.SetIntValueEx(u"Number", number) == 0);
+  CHECK(key.SetDWORDValueEx(u"Large", large) == 0 && key.SetWTLCRectValueEx(u"Rect", rect) == 0);
+  CHECK(key.SetMapStringValueEx(lists) == 0 && batch.end() == 0);
+  CHECK(key.QueryBoolValueEx(u"Flag", foundFlag) == 0 && foundFlag);
+  CHECK(key.QueryIntValueEx(u"Number", foundNumber) == 0 && foundNumber == number);
+  CHECK(key.QueryDWORDValueEx(u"Large", foundLarge) == 0 && foundLarge == large);
+  CHECK(key.QueryWTLCRectValueEx(u"Rect", foundRect) == 0 && foundRect.right == 3);
+  CHECK(key.QueryMapStringValueEx(foundLists) == 0);
+  key.RemoveAllValues();
 }
 
 void readFile(const fs::path& path, const std::string& content) {
@@ -92,6 +114,7 @@ void readValue(std::uint32_t type, const std::string& bytes) {
     CHECK(key.QueryVectorBoolValueEx(u"Again", again) == 0 && again == flags);
   }
   checkUsable(key);
+  if (bytes.size() % 4 == 0) checkTypes(key);
 }
 
 }  // namespace
