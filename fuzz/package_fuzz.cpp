@@ -80,6 +80,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(isUnpacked != package.GetPathExtracted().empty());
   if (isUnpacked) CHECK(inspected.schemes.size() == package.schemes.size());
   checkSchemes(inspected);
+  checkSchemes(package);
   CThemePackage copy(inspected);
   copy = package;
   checkSchemes(copy);
