@@ -1,5 +1,13 @@
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
 #include "fuzz.h"
 #include "support/edited_collection.h"
+#include "support/unreliable_file.h"
 #include "support/xml/xml.h"
 
 using Collection = tessaron::EditedCollection;
@@ -46,6 +54,46 @@ void checkText(const Collection& collection) {
   }
 }
 
+struct SizelessFile : UnreliableFile {
+  using UnreliableFile::UnreliableFile;
+  std::optional<std::uint64_t> size() override { return {}; }
+};
+
+// The same comes of short reads, and where no size is told. A read that fails is told.
+void checkReads(const std::string& text, const tessaron::RecoveredText& recovery) {
+  std::string found;
+  const auto sink = [&found](std::string_view part) {
+    found += part;
+    return true;
+  };
+  UnreliableFile file(text);
+  SizelessFile stream(text);
+  for (UnreliableFile* from : {&file, static_cast<UnreliableFile*>(&stream)}) {
+    from->maxRead = 999;
+    found.clear();
+    CHECK(recover(*from, sink).items == recovery.items);
+    CHECK(recovery.items == 0 || found == recovery.text);
+  }
+  UnreliableFile failing(text);
+  const int number = static_cast<int>(text.size() % 5);
+  failing.fails = [number](int read) { return read >= number; };
+  CHECK(recover(failing, sink).readError || failing.reads <= number);
+}
+
+// A file gets what a text does.
+void checkFile(const std::string& text, const tessaron::RecoveredText& recovery) {
+  namespace fs = std::filesystem;
+  static const fs::path path =
+      fs::temp_directory_path() / ("collection_fuzz." + std::to_string(getpid()));
+  fs::remove(path);
+  const auto file = tessaron::memoryFile(text);
+  CHECK(recoverCollection(*file, path.u16string()).items == recovery.items);
+  CHECK(fs::exists(path) == (recovery.items > 0));
+  if (recovery.items == 0) return;
+  std::ifstream written(path, std::ios::binary);
+  CHECK(std::string(std::istreambuf_iterator<char>(written), {}) == recovery.text);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -61,6 +109,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CHECK(collection.text() == recovery.text);
   constexpr std::size_t kLong = std::size_t{1} << 20;  // edits of it take seconds
   if (text.size() > kLong) return 0;
+  checkReads(text, recovery);
+  checkFile(text, recovery);
 
   for (std::size_t i = 0; i < collection.records().size(); ++i) {
     CHECK(!collection.update(i, CRecord(collection.records()[i])));

@@ -9,7 +9,28 @@
 
 #include "fuzz.h"
 #include "graphics/image_cache.h"
+#include "graphics/image_cache_internal.h"
 #include "platform/file.h"
+#include "support/unreliable_file.h"
+
+namespace {
+
+// What could not be read is told, and the sections in front of it are found.
+void checkFailingReads(const std::string& content, int failing) {
+  const auto fails = [failing](int read) { return read >= failing; };
+  UnreliableFile walked(content), loaded(content), work("");
+  walked.fails = loaded.fails = fails;
+  tessaron::CacheWalk walk(walked);
+  std::size_t count = 0;
+  while (walk.next()) ++count;
+  CHECK(walk.hasReadError() == (walked.reads > failing));
+  std::vector<CACHESECTIONHEADER> sections;
+  const tessaron::CacheLoad load = tessaron::loadCache(loaded, work, sections);
+  CHECK((load == tessaron::CacheLoad::ReadError) == (loaded.reads > failing));
+  CHECK(sections.size() <= count);
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::filesystem::path path =
@@ -17,18 +38,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string content(1026, '\0');
   content += asText(data, size);
   std::ofstream(path, std::ios::binary) << content;
+  checkFailingReads(content, static_cast<int>(size % 8));
   const unsigned char key[16] = {1, 2, 3};
   std::vector<unsigned char> bytes;
   {
     CImageCacheMan cache(path.u16string());
     CHECK(cache.isOpen());
+    CImageCacheMan first(cache), copy(first);
+    copy = first;
     for (const CACHESECTIONHEADER& section : cache.sections) {
       const std::u16string tag(section.tag, 32);
       const bool found =
-          cache.getFromCache(bytes, section.primaryKey, section.secondaryKey, section.variant, tag);
+          copy.getFromCache(bytes, section.primaryKey, section.secondaryKey, section.variant, tag);
       CHECK(found && bytes.size() <= size + (1 << 20));
     }
     CHECK(cache.saveToCache(key, sizeof key, key, nullptr, 1, u"new"));
+    cache.deinit();
+    CHECK(!copy.isOpen() && !copy.getFromCache(bytes, key, nullptr, 1, u"new"));
   }
   // Whatever it was, it is a sound cache now.
   std::error_code error;

@@ -209,9 +209,21 @@ std::vector<std::string> settings() {
   }
   const std::string content = contentOf(folder / "settings.db");
   fs::remove_all(folder);
+  std::string damaged = content, newer = content;
+  damaged.replace(100, 8, 8, '\x55');  // the head of the first page
+  newer.replace(60, 4, 4, '\x11');     // the version
   const std::string zero(1, '\0'), texts("a\0\0\0b\0\0\0\0\0", 10);
-  return {zero + content, "\1" + texts.substr(0, 4), "\3" + texts, "\4" + texts.substr(0, 4),
-          "\7" + texts};
+  return {zero + content,
+          zero + damaged,
+          zero + newer,
+          zero + content.substr(0, content.size() / 2),
+          zero,
+          zero + "text",
+          "\1" + texts.substr(0, 4),
+          "\3" + texts,
+          "\4" + texts.substr(0, 4),
+          "\7" + texts,
+          "\1" + texts.substr(0, 5)};
 }
 
 // Records of edits in front of the collections that these have left.
@@ -239,13 +251,36 @@ std::vector<std::string> histories() {
 
 // A description with all that a theme may have.
 std::vector<std::string> packages() {
-  return {
+  std::vector<std::string> files = {
       "\1<p author='a' email='e' url='u' name='n'><description>d</description>"
       "<theme name='x' screenshot='a.png' author='a'><colors><c name='a' value='#FF0000'/></colors>"
       "<templates><t mode='fullframe' file='b.png'/><t mode='list' file='a.png'/></templates>"
       "<virtualshelf background='a.png' uwidth='1' uheight='2' uhspace='1' uvspace='2'>"
       "<g name='Book' image='a.png' olx='1' oly='1' olwidth='9' "
-      "olheight='9'/></virtualshelf></theme></p>"};
+      "olheight='9'/></virtualshelf></theme></p>",
+      "\1<p><theme name='x' screenshot='z.png'><colors><c name='a' value='red'/></colors>"
+      "<virtualshelf background='a.png' uwidth='x'><g name='g' image='b.png' olx='1.5'/>"
+      "</virtualshelf></theme><theme/></p>",
+      "\1<p", std::string(1, '\0') + "<i"};
+  for (const char* name : {"COM1.png", "nul", "a/b", "c:d", "a\1", "a?b", "a.", "A.PNG",
+                           "x &amp; y", "package.part", "", " "})
+    files.push_back(std::string(1, '\0') +
+                    "<i><f id='1' filename='main.xml'/><f id='2' filename='a.png'/>"
+                    "<f id='3' filename='" +
+                    name + "'/><f id='2' filename='b.png'/></i>");
+  return files;
+}
+
+// Folders to pack, see the target.
+std::vector<std::string> folders() {
+  const std::string zero(1, '\0');
+  return {"a.png\nx" + zero + "x & y\nz" + zero + "sub & sub\n&",
+          "MAIN.XML\n<p/>",
+          "empty\n",
+          "a?b\nx",
+          "\xFF\nx",
+          "A\n1" + zero + "a\n2",
+          "main.xml\n<p" + zero + "b\n1"};
 }
 
 /// A request of each kind; the first byte lets it in.
@@ -416,6 +451,11 @@ std::vector<std::string> damagedCollections() {
                              "<!--\x19-->",
                              "<!--\x19",
                              "<Item>\x19&#x41;\x19",
+                             "<!-- a<Item><ASIN>A3</ASIN></Item><!-- b -->",
+                             "<Item><!-- a<Item><ASIN>A3</ASIN></Item><!-- b --></Item>",
+                             "<Item><![CDATA[ a<Item><ASIN>A3</ASIN></Item><![CDATA[ b]]></Item>",
+                             "<!DOCTYPE a<Item><ASIN>A3</ASIN></Item>",
+                             "<Item></Items></R>",
                              "]]>",
                              "<!DOCTYPE R>"})
     files.push_back(begin + damage + end);
@@ -423,6 +463,9 @@ std::vector<std::string> damagedCollections() {
   for (const char* encoding : {"iso-8859-1", "utf-16", "shift_jis"})
     files.push_back("<?xml version='1.0' encoding='" + std::string(encoding) + "'?>" + begin +
                     "\x81&<Item>" + end);
+  for (const char* text : {"\xC3\xA4\xE2\x82\xAC", "\xE4\xF6\xFC\xDF\xE4\xF6\xFC\xDF"})
+    files.push_back("<?xml version='1.0' encoding='x'?><R><Items><Item><ASIN>A1</ASIN><Title>" +
+                    std::string(text) + "</Title></Item></Items></R>");
   files.push_back(item + item);
   files.push_back("<Items>" + end);
   files.push_back(begin + "</Items></R>" + begin + end);
@@ -445,6 +488,45 @@ std::vector<std::string> documents() {
   return files;
 }
 
+// Orders of a list; the script adds queries.
+std::vector<std::string> orders() {
+  return {"title",  "-title,author", "pages,-price", "due,-added", "status.name,group",
+          "rating", "custom.shelf",  "-year,title",  "x",          "title,,author"};
+}
+
+// Titles and names in the forms that languages have, each by the rules of one.
+std::vector<std::string> names() {
+  std::vector<std::string> files;
+  for (const char language : {'\0', '\1', '\2', '\3', '\4', '\5', '\6', '\7'})
+    for (const char* text :
+         {"The Left Hand of Darkness", "L'\xC3\x89tranger", "Die Blechtrommel", "A", "The",
+          "\"The\" Book", "(Un) Libro", "de la Cruz, Juana", "Ursula K. Le Guin",
+          "Ludwig van Beethoven", "Dr. Martin Luther King, Jr.", "Vincent van 't Hoff", "d'Arc",
+          "  Los  \xC2\xA0"
+          "detectives ",
+          "en", "deutsch", "fr_CA", "McIntyre III"})
+      files.push_back(language + std::string(text));
+  return files;
+}
+
+// Texts that were taken for one in another encoding, once or twice, and that only look so.
+std::vector<std::string> garbledTexts() {
+  std::vector<std::string> files;
+  for (const char16_t* text :
+       {u"Caf\u00C3\u00A9", u"\u00C3\u201Erger", u"\u00E2\u20AC\u0153quote\u00E2\u20AC\u009D",
+        u"na\u00C3\u00AFve CAF\u00C3\u2030 S\u00C3O", u"\u00D0\u009C\u00D0\u00B8\u00D1\u20AC",
+        u"Caf\u00C3\u0192\u00C2\u00A9", u"\u00C5\u00A0koda \u00C4\u008Dz", u"3 \u00C3\u2014 4",
+        u"Se\u00C3\u00B1or\u00E2\u20AC\u2122s", u"\u00C2\u00A9 2004 \u00C2\u00BBx\u00C2\u00AB",
+        u"VOIL\u00C3\u20AC! \u00C3\u20AC la", u"x\u00C3\u2014y", u"\u00E3\u0081\u201A\u00E3\u0081",
+        u"it\u00E2\u20AC\u2122s \u00E2\u20AC\u201C \u00E2\u20AC\u00A6", u"\u00C3", u"\U0001F600",
+        u"d\u00C3\u00A9j\u00C3\u00A0 vu \u00C3", u"\u00CE\u2018\u00CE\u00B8", u"A\u00C2\u00B0B"}) {
+    const std::u16string wide = text;
+    files.push_back(tessaron::toUtf8(wide));
+    files.emplace_back(reinterpret_cast<const char*>(wide.data()), wide.size() * 2);
+  }
+  return files;
+}
+
 std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "settings") return settings();
   if (target == "serve") return requests();
@@ -454,7 +536,11 @@ std::vector<std::string> seedsOf(const std::string& target, const char* media) {
   if (target == "xml") return documents();
   if (target == "collection") return damagedCollections();
   if (target == "history") return histories();
+  if (target == "query") return orders();
+  if (target == "sort_form") return names();
+  if (target == "text") return garbledTexts();
   if (target == "package") return packages();
+  if (target == "package_writer") return folders();
   if (target == "icon") return icons();
   if (target == "tags") return sounds();
   if (target == "mpeg")

@@ -1,8 +1,9 @@
 // Exports a collection of the input's items in every form and reads what was written: JSON, CSV and
-// TSV give the same items again, calendar and page are well-formed.
+// TSV give the same items again, calendar and page are well-formed, and lists have all rows.
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,7 +14,9 @@
 #include "cli/context.h"
 #include "cli/failures.h"
 #include "fuzz.h"
+#include "output/html.h"
 #include "support/edited_collection.h"
+#include "support/text.h"
 #include "verbs/verbs.h"
 
 namespace {
@@ -49,8 +52,15 @@ std::string outputOf(void (*add)(CLI::App&, tessaron::tool::Context&), const std
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string exported(const std::string& text, const std::string& form) {
-  return outputOf(tessaron::tool::addExport, text, {"export", form});
+std::string listed(const std::string& text, std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {"list", "--columns", "title,author,price,due"});
+  return outputOf(tessaron::tool::addList, text, std::move(arguments));
+}
+
+std::string exported(const std::string& text, const std::string& form,
+                     std::vector<std::string> arguments = {}) {
+  arguments.insert(arguments.begin(), {"export", form});
+  return outputOf(tessaron::tool::addExport, text, std::move(arguments));
 }
 
 Records readAll(const std::string& text, SourceFormat format) {
@@ -78,6 +88,23 @@ void checkStable(const std::string& text, const std::string& form, SourceFormat 
   if (written.empty()) return;
   const std::string once = exported(collectionOf(readAll(written, format)), form);
   CHECK(exported(collectionOf(readAll(once, format)), form) == once);
+}
+
+std::vector<std::string> sortedLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1)
+    lines.push_back(text.substr(at, text.find('\n', at) - at));
+  std::ranges::sort(lines);
+  return lines;
+}
+
+// Another order has the same rows.
+void checkLists(const std::string& text, std::size_t items) {
+  const std::string rows = listed(text, {"--tsv"});
+  CHECK(sortedLines(rows) == sortedLines(listed(text, {"--tsv", "--sort", "-title,author"})));
+  CHECK(items == 0 || sortedLines(rows).size() == items + 1);
+  const std::string json = listed(text, {"--json"});
+  CHECK(json.empty() || readAll(json, SourceFormat::Json).size() == items);
 }
 
 void checkCalendar(const std::string& text) {
@@ -130,6 +157,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
           outputOf(tessaron::tool::addDue, text, {"due", "--ics", "--within", "99999"});
       !calendar.empty())
     checkCalendar(calendar);
-  if (const std::string page = exported(text, "--html"); !page.empty()) checkPage(page);
+  checkLists(text, records.size());
+  const std::vector<std::string> covers =
+      size % 2 == 0 ? std::vector<std::string>() : std::vector<std::string>{"--covers", "none"};
+  if (const std::string page = exported(text, "--html", covers); !page.empty()) checkPage(page);
+  for (const CRecord& record : records)
+    checkPage(tessaron::tool::servedPage(wchar2utf8(record.Title), SYSTEMTIME(), size % 3 == 0));
   return 0;
 }

@@ -10,13 +10,16 @@
 
 #include "fuzz.h"
 #include "platform/file.h"
+#include "support/unreliable_file.h"
 #include "themes/file_names.h"
+#include "themes/package_reader_internal.h"
 #include "themes/theme_check.h"
 #include "themes/theme_package.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tessaron::PackageReport;
 using tessaron::ThemeWarning;
 
 constexpr const char* kIndex =
@@ -62,6 +65,37 @@ void checkSchemes(const CThemePackage& package) {
       CHECK(!warning.name.empty() && !warning.reason.empty());
 }
 
+// After a read that fails, nothing stays of what was unpacked.
+void checkFailingReads(const std::string& content, const fs::path& destination) {
+  UnreliableFile file(content);
+  const int number = static_cast<int>(content.size() % 9);
+  file.fails = [number](int read) { return read >= number; };
+  CThemePackage package;
+  package.Initialize(file, destination.u16string(), true);
+  CHECK(file.reads <= number || package.report.failure != PackageReport::Failure::None);
+  if (package.report.failure == PackageReport::Failure::None)
+    fs::remove_all(package.GetPathExtracted());
+  CHECK(fs::is_empty(destination));
+}
+
+// Nothing stays above the limits either.
+void checkLimits(const std::string& content, const fs::path& destination) {
+  const tessaron::PackageLimits limits{60, 200, 4, 3, 0};
+  const auto file = tessaron::memoryFile(content);
+  CThemePackage package;
+  tessaron::PackageReader(package, *file, limits).unpack(destination.u16string(), true);
+  std::uint64_t total = 0, files = 0;
+  for (const auto& found : fs::recursive_directory_iterator(destination)) {
+    if (!found.is_regular_file()) continue;
+    CHECK(found.file_size() <= limits.fileSize);
+    total += found.file_size();
+    ++files;
+  }
+  CHECK(total <= limits.total && files <= limits.names);
+  CHECK(package.report.entries.size() <= limits.entries);
+  for (const auto& found : fs::directory_iterator(destination)) fs::remove_all(found);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -71,12 +105,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fs::create_directories(destination);
 
   const std::string content = packageOf(data, size);
+  checkFailingReads(content, destination);
+  checkLimits(content, destination);
   CThemePackage package;
   package.Initialize(*tessaron::memoryFile(content), destination.u16string(), true);
   CHECK(package.report.isPackage);
   CThemePackage inspected;
   inspected.Inspect(*tessaron::memoryFile(content), true);
-  const bool isUnpacked = package.report.failure == tessaron::PackageReport::Failure::None;
+  const bool isUnpacked = package.report.failure == PackageReport::Failure::None;
   CHECK(isUnpacked != package.GetPathExtracted().empty());
   if (isUnpacked) CHECK(inspected.schemes.size() == package.schemes.size());
   checkSchemes(inspected);
@@ -86,7 +122,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   checkSchemes(copy);
 
   // One folder was made, with files of plain names that the package has.
-  std::size_t files = 0;
   for (const auto& found : fs::recursive_directory_iterator(root)) {
     if (found.path() == destination || found.path() == fs::path(package.GetPathExtracted()))
       continue;
@@ -97,8 +132,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     for (const auto& own : package.report.entries)
       for (const auto& its : own.names) isNamed = isNamed || its == name;
     CHECK(isNamed);
-    ++files;
   }
-  if (files > 0) fs::remove_all(package.GetPathExtracted());
+  fs::remove_all(package.GetPathExtracted());
   return 0;
 }

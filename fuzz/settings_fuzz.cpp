@@ -52,6 +52,16 @@ void checkTypes(const CRegKeyEx& opened) {
   key.RemoveAllValues();
 }
 
+// Keys below another are made and deleted; one with keys below it stays.
+void checkKeys(const CRegKeyEx& opened) {
+  CRegKeyEx key(opened), outer, inner, same;
+  CHECK(outer.Create(key.m_hKey, u"Outer") == 0 && inner.Create(outer.m_hKey, u"Inner\\Last") == 0);
+  CHECK(key.DeleteSubKey(u"Outer") != 0 && key.DeleteSubKey(u"Outer\\Missing") != 0);
+  checkUsable(inner);
+  CHECK(outer.DeleteSubKey(u"Inner\\Last") == 0 && outer.DeleteSubKey(u"Inner") == 0);
+  CHECK(key.DeleteSubKey(u"OUTER") == 0 && same.Open(key.m_hKey, u"Outer") != 0);
+}
+
 void readFile(const fs::path& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
   {
@@ -115,6 +125,7 @@ void readValue(std::uint32_t type, const std::string& bytes) {
   }
   checkUsable(key);
   if (bytes.size() % 4 == 0) checkTypes(key);
+  if (bytes.size() % 4 == 1) checkKeys(key);
 }
 
 }  // namespace

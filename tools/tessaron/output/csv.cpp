@@ -10,7 +10,7 @@ namespace {
 
 using ByteSet = std::array<bool, 256>;
 
-constexpr ByteSet allBytesBut(std::string_view excluded) {
+consteval ByteSet allBytesBut(std::string_view excluded) {
   ByteSet set{};
   for (std::size_t byte = 0; byte < set.size(); ++byte)
     set[byte] = excluded.find(static_cast<char>(byte)) == excluded.npos;
@@ -20,7 +20,7 @@ constexpr ByteSet allBytesBut(std::string_view excluded) {
 constexpr ByteSet kUnquoted = allBytesBut("\",;\t\r\n");  // in CSV
 
 /// All bytes but control characters, the first byte of those above U+007F, and `excluded`.
-constexpr ByteSet bytesWithout(std::string_view excluded) {
+consteval ByteSet bytesWithout(std::string_view excluded) {
   ByteSet set = allBytesBut(excluded);
   for (std::size_t byte = 0; byte < 0x20; ++byte) set[byte] = false;
   set[0x7F] = set[0xC2] = false;
