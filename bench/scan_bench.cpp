@@ -137,7 +137,7 @@ bool benchFolder(const fs::path& folder, const std::string& tool) {
   std::map<std::string, Cost> costs;
   for (int round = 0; round < kRounds; ++round)
     for (const auto& [name, words] : programs)
-      if (!measure(costs[name], [&words = words] { return runInPlace(words); })) return false;
+      if (!measure(costs[name], [&command = words] { return runInPlace(command); })) return false;
   for (const auto& [name, cost] : costs)
     std::printf("%-12s %7.2f s, processor %7.2f s, memory %6.0f KiB\n", name.c_str(), cost.clock,
                 cost.processor, cost.memory);

@@ -62,6 +62,14 @@ endif()
 add_library(tessaron_warnings INTERFACE)
 target_compile_options(tessaron_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
                                                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> -Wimplicit-fallthrough -Werror)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # It warns of classes with virtual functions but no virtual destructor; the virtual tables of ours are
+  # part of the interface. From 17 on it also warns of what libstdc++ 12 calls in its own algorithms.
+  target_compile_options(tessaron_warnings INTERFACE -Wno-delete-non-abstract-non-virtual-dtor)
+  if(CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 17)
+    target_compile_options(tessaron_warnings INTERFACE -Wno-deprecated-declarations)
+  endif()
+endif()
 
 # Hardening: a detected overflow ends the process, and addresses are random. Debug builds have no
 # _FORTIFY_SOURCE, which needs optimization.
@@ -83,8 +91,11 @@ endif()
 
 if(TESSARON_SANITIZE)
   add_library(tessaron_sanitizers INTERFACE)
-  set(flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  set(flags -fsanitize=${TESSARON_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_options(tessaron_sanitizers INTERFACE ${flags})
   target_link_options(tessaron_sanitizers INTERFACE ${flags})
+  if(TESSARON_SANITIZE STREQUAL thread) # which knows no fences; Asio's mutexes order the same
+    target_compile_definitions(tessaron_sanitizers INTERFACE BOOST_ASIO_DISABLE_FENCED_BLOCK)
+  endif()
   target_link_libraries(tessaron_warnings INTERFACE tessaron_sanitizers)
 endif()

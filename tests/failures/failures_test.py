@@ -209,8 +209,8 @@ class Scene:
                            XDG_STATE_HOME=str(folder / "state"), VISUAL="sed -i 's/^Title:.*/Title: Changed/'")
         if failure:
             environment.update(FAILURE=failure, LD_PRELOAD=os.environ["SHIM"])
-        if self.command[0] == "edit":
-            environment.update(FAILURE_ALONE="1")  # the editor works
+        if self.command[0] == "edit" or " kill " in failure:
+            environment.update(FAILURE_ALONE="1")  # the editor works, and so do processes that read files
         words = [TOOL, *map(str, command or self.command)]
         if words[1] == "CALLS":
             words[:2] = [os.environ["CALLS"]]
@@ -303,7 +303,9 @@ class Scene:
         if "config/settings.db-journal" in found or (
                 error == "ENOMEM" or kind in ("change", "flock")) and any("~tmp~" in name or ".tmp" in name for name in found):
             return self.aftermath(folder)
-        if kind == "change" or "your text is kept in" in message:  # it cannot be deleted, or is not meant to be
+        isMute = (kind, mode, done.stderr) == ("write", "always", b"")  # nothing can be told, either
+        isKept = "your text is kept in" in message or isMute and self.command[0] == "edit"
+        if kind == "change" or isKept:  # it cannot be deleted, or is not meant to be
             found = {name: text for name, text in found.items() if not name.startswith("tmp/")}
         if not self.is_whole(found, done.returncode == 0):
             return f"the file is damaged, or a file stays: {sorted(found)}, {message}"
@@ -313,7 +315,6 @@ class Scene:
         if error in ("EINTR", "short") and kind != "fsync":
             return f"it had only to go on: {message}"
         codes = (*CODES, *(1,) * (error == "ENOMEM" or self.isPartial))
-        isMute = (kind, mode, done.stderr) == ("write", "always", b"")  # nothing can be told, either
         return "" if done.returncode in codes and (b"tessaron: " in done.stderr or isMute) else message
 
     # How many calls there are, and what is wrong with each; of many allocations fewer and fewer are tried.
