@@ -29,7 +29,8 @@ class ByteReader {
 
   void skip(std::size_t count) { take(count); }
   std::size_t position() const { return at_; }
-  std::size_t remaining() const { return bytes_.size() - at_; }
+  /// How many bytes can be read; 0 once a read has failed, so that loops end.
+  std::size_t remaining() const { return ok_ ? bytes_.size() - at_ : 0; }
   bool ok() const { return ok_; }
 
  private:

@@ -74,6 +74,7 @@ TEST(ByteReader, ReadsBothOrdersAndStopsAtTheEnd) {
   EXPECT_EQ(reader.u32le(), 0u);  // two bytes short: nothing moves, everything fails from here on
   EXPECT_EQ(reader.position(), 8u);
   EXPECT_EQ(reader.u8(), 0);
+  EXPECT_EQ(reader.remaining(), 0u);
   EXPECT_FALSE(reader.ok());
   tessaron::ByteReader whole(bytes);
   EXPECT_EQ(whole.u64le(), 0x0807060504030201u);
