@@ -28,17 +28,20 @@ Hub::Hub(boost::asio::io_context& context, Site& servedSite, ServedCollection& s
 
 void Hub::work(Work kind, std::shared_ptr<const Request> request,
                std::function<void(Response)> done) {
-  const std::function<void()> answer = [this, kind, request = std::move(request),
-                                        done = std::move(done)] {
+  // The other thread hands `done` on whole: the connection that it keeps alive may end with it,
+  // which has to be here.
+  const auto handed = std::make_shared<std::function<void(Response)>>(std::move(done));
+  const std::function<void()> answer = [this, kind, request = std::move(request), handed] {
     Response response;
     try {
       response = site.answer(*request);
     } catch (const std::bad_alloc&) {
       response = answerWithoutMemory();
     }
-    boost::asio::post(io, [this, kind, response = std::move(response), done] {
+    boost::asio::post(io, [this, kind, response = std::move(response),
+                           done = std::exchange(*handed, nullptr)]() mutable {
       if (kind == Work::Editing) checkVersion();
-      done(response);
+      done(std::move(response));
     });
   };
   if (kind == Work::Editing)
