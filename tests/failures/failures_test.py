@@ -209,8 +209,8 @@ class Scene:
                            XDG_STATE_HOME=str(folder / "state"), VISUAL="sed -i 's/^Title:.*/Title: Changed/'")
         if failure:
             environment.update(FAILURE=failure, LD_PRELOAD=os.environ["SHIM"])
-        if self.command[0] == "edit" or " kill " in failure:
-            environment.update(FAILURE_ALONE="1")  # the editor works, and so do processes that read files
+        if self.command[0] == "edit" or (self.isPartial and " kill " in failure):
+            environment.update(FAILURE_ALONE="1")  # the editor works, and so do processes whose files would be left out
         words = [TOOL, *map(str, command or self.command)]
         if words[1] == "CALLS":
             words[:2] = [os.environ["CALLS"]]
