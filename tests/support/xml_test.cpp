@@ -107,6 +107,8 @@ TEST(ParseXml, TellsKindAndPlaceOfTheFirstError) {
       {"<a b=x", Kind::UnexpectedEnd, 1, 7},
       {"<!DOCTYPE a [<!ENTITY e 'x'>]><a/>", Kind::Unsupported, 1, 1},
       {"<a><?pi a>b ?></a>", Kind::Unsupported, 1, 4},
+      {"<?xml version='1.0' encoding='koi8>-r'?><a/>", Kind::Unsupported, 1, 1},
+      {"<?xml encoding='koi8-r\0x'?><a/>"s, Kind::UnknownEncoding, 1, 17},
       {"\n<?xml encoding='x-none'?><a/>", Kind::UnknownEncoding, 2, 17},
       {"<?xml encoding='UTF-7,x'?><a/>", Kind::UnknownEncoding, 1, 17},
       {"<\0\0\0a\0\0\0"s, Kind::UnknownEncoding, 1, 1},

@@ -124,8 +124,8 @@ std::string toCodePage(std::u16string_view text) {
 }
 
 std::unique_ptr<CharsetDecoder> CharsetDecoder::open(std::string_view name) {
-  // ICU takes options behind a comma.
-  if (name.empty() || name.find(',') != name.npos) return nullptr;
+  // ICU takes options behind a comma, and nothing behind a NUL.
+  if (name.empty() || name.find_first_of(std::string_view(",\0", 2)) != name.npos) return nullptr;
   UErrorCode error = U_ZERO_ERROR;
   Converter converter(ucnv_open(std::string(name).c_str(), &error));
   ucnv_setToUCallBack(converter.get(), writeReplacement, nullptr, nullptr, nullptr, &error);

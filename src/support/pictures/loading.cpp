@@ -138,6 +138,16 @@ std::optional<Prepared> prepareGif(PictureSource& source) {
   return prepare(FIF_GIF, wholeView(source), *measures);
 }
 
+std::optional<Prepared> prepareTarga(PictureSource& source) {
+  if (!holdsTargaPixels(source.head(), source.size())) return std::nullopt;
+  // FreeImage copies the small picture that a footer tells of from outside of its data when the file
+  // cuts it. A file that ends with zeros has no footer.
+  constexpr std::size_t kFooterSize = 26;
+  PictureView view = wholeView(source);
+  view.addBytes(std::vector<std::byte>(kFooterSize));
+  return prepareByHeader(FIF_TARGA, std::move(view));
+}
+
 std::optional<Prepared> prepare(PictureSource& source) {
   switch (formatOf(source.head())) {
     case FIF_TIFF:
@@ -153,8 +163,7 @@ std::optional<Prepared> prepare(PictureSource& source) {
     case FIF_WEBP:
       return prepareWebp(source);
     case FIF_TARGA:
-      if (!holdsTargaPixels(source.head(), source.size())) return std::nullopt;
-      return prepareByHeader(FIF_TARGA, wholeView(source));
+      return prepareTarga(source);
     default:
       return std::nullopt;
   }

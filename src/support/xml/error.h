@@ -19,7 +19,7 @@ struct TESSARON_API XmlError {
     MismatchedEnd,    ///< an end tag that closes another element than the open one
     UnexpectedEnd,    ///< the text ends inside a tag, a comment, or an open element
     BadReference,     ///< a malformed numeric character reference
-    Unsupported,      ///< a document type with a subset, or a processing instruction with '>'
+    Unsupported,      ///< a document type with a subset; a declaration or instruction with '>'
     TooDeep,          ///< elements nested deeper than kMaxXmlDepth
     UnknownEncoding,  ///< the declaration names an encoding that cannot be read
     TooLarge,         ///< an item, or the text between two, above ItemStream::kMaxItem

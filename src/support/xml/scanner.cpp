@@ -323,6 +323,10 @@ Token XmlScanner::declaration() {
     });
     if (known) {
       if (!attribute(at)) return Token::Error;
+      // The encoding is read from what stands before the first '>'.
+      const TextRange& value = attributes_.back().value;
+      if (findIn(text_, '>', value.begin, value.end) < value.end)
+        return fail(Kind::Unsupported, begin_, "a declaration with a '>' in it");
     } else {
       while (at < text_.size() && text_[at] != '>' && text_[at] != '\0' && !isA(text_[at], kSpace))
         ++at;
