@@ -261,6 +261,33 @@ TEST(loadPicture, ReadsBitmapsOfEveryVersion) {
   EXPECT_EQ(std::memcmp(picture.getScanLine(1), "\0\1\0\1", 4), 0);
 }
 
+TEST(loadPicture, ReadsCompressedTargaFiles) {
+  for (const WORD bits : {8, 16, 24, 32}) {
+    SCOPED_TRACE(bits);
+    fipImage drawing(FIT_BITMAP, 35, 30, bits), plain, picture;  // rows with padding
+    std::memset(drawing.accessPixels(), 0x3C, drawing.getScanWidth() * std::size_t{30});
+    for (int row = 0; row < 30; row += 3)
+      std::memcpy(drawing.getScanLine(row), "A line of text", 14);
+    fipImage small(FIT_BITMAP, 8, 8, bits);
+    drawing.setThumbnail(small);
+    const std::string packed = saved(drawing, FIF_TARGA, TARGA_SAVE_RLE);
+    loadMeasured(saved(drawing, FIF_TARGA), plain);
+    loadMeasured(packed, picture);
+    const std::size_t size = picture.getScanWidth() * std::size_t{30};
+    EXPECT_EQ(std::memcmp(picture.accessPixels(), plain.accessPixels(), size), 0);
+    EXPECT_FALSE(picture.hasThumbnail() || plain.hasThumbnail());
+  }
+  // A text, a palette that colors do not need, and packets over the ends of rows and picture.
+  const std::string packed = bytes({2, 1, 10, 0, 0, 1, 0, 24, 0, 0, 0, 0, 3, 0, 2, 0, 24, 0}) +
+                             "ab" + "\1\2\3" + "\x83xyz" + "\x7F" + std::string(384, 'q');
+  fipImage picture;
+  loadMeasured(packed, picture);
+  EXPECT_EQ(std::memcmp(picture.getScanLine(0), "xyzxyzxyz", 9), 0);
+  EXPECT_EQ(std::memcmp(picture.getScanLine(1), "xyzqqqqqq", 9), 0);
+  loadMeasured(packed.substr(0, 30), picture);
+  EXPECT_EQ(std::memcmp(picture.getScanLine(1), "xyz\0\0\0\0\0\0", 9), 0);
+}
+
 TEST(loadPicture, ReadsAFileToTheGivenSize) {
   const std::string content = makePicture(FIF_BMP, 200, 200);
   ASSERT_GT(content.size(), 100'000u);  // more than what is looked at first

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -16,6 +17,7 @@
 #include "support/pictures/picture_format_internal.h"
 #include "support/pictures/picture_memory_internal.h"
 #include "support/pictures/picture_source_internal.h"
+#include "support/pictures/targa_file.h"
 #include "support/pictures/tiff_file_internal.h"
 
 namespace tessaron {
@@ -57,8 +59,10 @@ struct Prepared {
   FREE_IMAGE_FORMAT format;
   PictureView view;
   PictureMeasures measures;
-  std::uint64_t memory = 0;                // bytes that decoding takes
-  std::optional<BitmapHeader> compressed;  // of a bitmap that must be decoded for the view
+  std::uint64_t memory = 0;  // bytes that decoding takes
+  // Makes of a whole compressed file, which FreeImage fails at, a plain one for the view; it may be
+  // empty.
+  std::function<std::vector<std::byte>(std::span<const std::byte>)> unpack;
 };
 
 std::uint64_t pixelBytes(const PictureMeasures& measures) {
@@ -86,6 +90,14 @@ std::optional<Prepared> prepareByHeader(FREE_IMAGE_FORMAT format, PictureView vi
                                  FreeImage_GetDotsPerMeterX(bitmap.get()) / kCentimeters,
                                  FreeImage_GetDotsPerMeterY(bitmap.get()) / kCentimeters};
   return prepare(format, std::move(view), measures);
+}
+
+// Has the file decoded by `unpack` before FreeImage sees it.
+template <typename Unpack>
+void unpackFirst(Prepared& prepared, const PictureSource& source, std::uint64_t pixels,
+                 Unpack unpack) {
+  prepared.memory = 2 * pixels + source.size();
+  prepared.unpack = std::move(unpack);
 }
 
 std::optional<Prepared> prepareTiff(PictureSource& source) {
@@ -126,9 +138,9 @@ std::optional<Prepared> prepareBitmap(PictureSource& source) {
     if (!header->isCompressed()) view.addRange(header->pixelsAt, pixels);
   }
   std::optional<Prepared> prepared = prepareByHeader(FIF_BMP, std::move(view));
-  if (!prepared || !header->isCompressed()) return prepared;
-  prepared->memory = 2 * header->pixelBytes() + source.size();
-  prepared->compressed = header;
+  if (prepared && header->isCompressed())
+    unpackFirst(*prepared, source, header->pixelBytes(),
+                [header = *header](auto file) { return plainBitmap(header, file); });
   return prepared;
 }
 
@@ -139,13 +151,18 @@ std::optional<Prepared> prepareGif(PictureSource& source) {
 }
 
 std::optional<Prepared> prepareTarga(PictureSource& source) {
-  if (!holdsTargaPixels(source.head(), source.size())) return std::nullopt;
-  // FreeImage copies the small picture that a footer tells of from outside of its data when the file
-  // cuts it. A file that ends with zeros has no footer.
-  constexpr std::size_t kFooterSize = 26;
-  PictureView view = wholeView(source);
-  view.addBytes(std::vector<std::byte>(kFooterSize));
-  return prepareByHeader(FIF_TARGA, std::move(view));
+  const std::optional<TargaHeader> header = readTargaHeader(source.head());
+  if (!header || !header->fits(source.size())) return std::nullopt;
+  PictureView view(source);
+  view.addBytes(plainTargaHead(*header));
+  view.addRange(header->paletteAt, header->paletteBytes());
+  if (!header->isCompressed) view.addRange(header->pixelsAt, header->pixelBytes());
+  view.addBytes(std::vector<std::byte>(kTargaEnd));
+  std::optional<Prepared> prepared = prepareByHeader(FIF_TARGA, std::move(view));
+  if (prepared && header->isCompressed)
+    unpackFirst(*prepared, source, header->pixelBytes(),
+                [header = *header](auto file) { return plainTarga(header, file); });
+  return prepared;
 }
 
 std::optional<Prepared> prepare(PictureSource& source) {
@@ -182,11 +199,11 @@ std::optional<Prepared> prepareChecked(PictureSource& source) {
   return isHeld ? std::move(prepared) : std::nullopt;
 }
 
-// Replaces the view of a compressed bitmap, which FreeImage fails at, by the decoded one.
-bool unpackBitmap(PictureSource& source, Prepared& prepared) {
+// Replaces the view of a compressed picture by the decoded one.
+bool unpack(PictureSource& source, Prepared& prepared) {
   const auto bytes = source.bytes(0, static_cast<std::size_t>(source.size()));
-  if (!prepared.compressed->fits(bytes.size())) return false;
-  std::vector<std::byte> plain = plainBitmap(*prepared.compressed, bytes);
+  if (bytes.size() < source.size()) return false;
+  std::vector<std::byte> plain = prepared.unpack(bytes);
   if (plain.empty()) return false;
   prepared.view = PictureView(source);
   prepared.view.addBytes(std::move(plain));
@@ -200,7 +217,7 @@ bool load(PictureSource& source, fipImage& picture) {
   if (!prepared) return false;
   const PictureMemory memory(prepared->memory);
   if (!memory.isGranted()) return false;
-  if (prepared->compressed && !unpackBitmap(source, *prepared)) return false;
+  if (prepared->unpack && !unpack(source, *prepared)) return false;
   Bitmap bitmap = prepared->view.load(prepared->format, 0);
   if (!bitmap) return false;
   picture = bitmap.release();

@@ -4,6 +4,7 @@
 
 #include "support/byte_reader.h"
 #include "support/pictures/picture_format_internal.h"
+#include "support/pictures/targa_file.h"
 
 namespace tessaron {
 namespace {
@@ -42,20 +43,6 @@ std::uint64_t findGifImage(PictureSource& source, std::uint64_t at) {
   }
 }
 
-// TARGA has no signature, only numbers of which few are possible.
-bool isTarga(std::span<const std::byte> head) {
-  ByteReader reader(head);
-  reader.skip(1);
-  const std::uint8_t palette = reader.u8();
-  const unsigned coding = reader.u8() & ~8u;  // without the bit for compression
-  reader.skip(9);
-  const std::uint16_t width = reader.u16le();
-  const std::uint16_t height = reader.u16le();
-  const std::uint8_t bits = reader.u8();
-  return reader.ok() && palette <= 1 && coding >= 1 && coding <= 3 && width > 0 && height > 0 &&
-         bits >= 8 && bits <= 32 && (bits % 8 == 0 || bits == 15);
-}
-
 }  // namespace
 
 FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
@@ -80,7 +67,7 @@ FREE_IMAGE_FORMAT formatOf(std::span<const std::byte> head) {
   if (text.starts_with("RIFF"sv) &&
       text.substr(std::min<std::size_t>(8, text.size()), 4) == "WEBP"sv)
     return FIF_WEBP;
-  return isTarga(head) ? FIF_TARGA : FIF_UNKNOWN;
+  return readTargaHeader(head) ? FIF_TARGA : FIF_UNKNOWN;
 }
 
 std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format) {
@@ -119,26 +106,6 @@ std::optional<PictureMeasures> measureGif(PictureSource& source) {
   }
   if (!header.ok() || measures.width == 0 || measures.height == 0) return std::nullopt;
   return measures;
-}
-
-bool holdsTargaPixels(std::span<const std::byte> head, std::uint64_t size) {
-  ByteReader reader(head);
-  std::size_t offset = 18;
-  offset += reader.u8();
-  const bool hasPalette = reader.u8() != 0;
-  const std::uint8_t coding = reader.u8();
-  reader.skip(2);
-  const std::size_t colors = reader.u16le();
-  const std::size_t colorBytes = (reader.u8() + std::size_t{7}) / 8;
-  if (hasPalette) offset += colors * colorBytes;
-  reader.skip(4);
-  const std::uint64_t width = reader.u16le();
-  const std::uint64_t height = reader.u16le();
-  const std::uint64_t pixel = (reader.u8() + std::uint64_t{7}) / 8;
-  constexpr std::uint8_t kFirstCompressed = 9;
-  constexpr std::uint64_t kMinRow = 8;
-  const std::uint64_t row = coding >= kFirstCompressed ? kMinRow : width * pixel;
-  return height > 0 && size >= offset + height * row;
 }
 
 std::optional<IconFrame> firstIconFrame(PictureSource& source) {

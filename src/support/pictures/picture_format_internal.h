@@ -20,11 +20,6 @@ std::uint64_t maxExpansion(FREE_IMAGE_FORMAT format);
 /// where the file ends before an image. Nothing when there are no pixels.
 std::optional<PictureMeasures> measureGif(PictureSource& source);
 
-/// Whether a TARGA file has the bytes of its pixels. Of compressed rows FreeImage needs some bytes
-/// each: it reads them in pieces as long as what is left of the file by the picture's height, and
-/// uses freed memory where that is nothing.
-bool holdsTargaPixels(std::span<const std::byte> head, std::uint64_t size);
-
 /// The first picture of an icon file.
 struct IconFrame {
   std::uint64_t offset = 0;

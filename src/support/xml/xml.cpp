@@ -174,8 +174,10 @@ class Printer : public TiXmlVisitor {
   bool Visit(const TiXmlUnknown& unknown) override { return wrapped("<", unknown, ">"); }
   bool Visit(const TiXmlDeclaration& declaration) override {
     out_ += "<?xml";
+    // Whatever the document has come in: what is printed is UTF-8.
+    const char* encoding = *declaration.Encoding() ? "UTF-8" : "";
     const std::pair<const char*, const char*> parts[] = {{"version", declaration.Version()},
-                                                         {"encoding", declaration.Encoding()},
+                                                         {"encoding", encoding},
                                                          {"standalone", declaration.Standalone()}};
     for (const auto& [name, value] : parts) {
       if (*value) print(name, value);

@@ -41,7 +41,8 @@ TESSARON_API bool parseReadable(std::string text, TiXmlDocument& document);
 
 /// Prints a document or a part of it, and appends that to `out`. Byte for byte what TinyXML's
 /// own print into a string gives, except where that would not read back: a text with
-/// "&#x" in it is escaped in full, and characters that XML 1.0 does not allow become U+FFFD.
+/// "&#x" in it is escaped in full, characters that XML 1.0 does not allow become U+FFFD, and a
+/// declaration that names an encoding names UTF-8.
 TESSARON_API void printXml(const TiXmlNode& node, std::string& out);
 
 /// Appends an empty element to `parent`, which owns it, and returns it to be filled in its place.
