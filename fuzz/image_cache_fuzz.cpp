@@ -15,10 +15,11 @@
 
 namespace {
 
-// What could not be read is told, and the sections in front of it are found.
+// What could not be read is told, and the sections in front of it are found. Behind the end of the
+// file nothing is lost.
 void checkFailingReads(const std::string& content, int failing) {
   const auto fails = [failing](int read) { return read >= failing; };
-  UnreliableFile walked(content), loaded(content), work("");
+  UnreliableFile walked(content), loaded(content), work(""), sound(content), whole("");
   walked.fails = loaded.fails = fails;
   tessaron::CacheWalk walk(walked);
   std::size_t count = 0;
@@ -26,8 +27,11 @@ void checkFailingReads(const std::string& content, int failing) {
   CHECK(walk.hasReadError() == (walked.reads > failing));
   std::vector<CACHESECTIONHEADER> sections;
   const tessaron::CacheLoad load = tessaron::loadCache(loaded, work, sections);
-  CHECK((load == tessaron::CacheLoad::ReadError) == (loaded.reads > failing));
+  CHECK(load != tessaron::CacheLoad::ReadError || loaded.reads > failing);
   CHECK(sections.size() <= count);
+  if (load == tessaron::CacheLoad::ReadError) return;
+  CHECK(load == tessaron::loadCache(sound, whole, sections));
+  CHECK(work.size() == whole.size());
 }
 
 }  // namespace
