@@ -79,6 +79,8 @@ void checkSame(const XmlTree::Element& light, const TiXmlElement& full, int dept
   CHECK(!child);
 }
 
+constexpr std::u16string_view kBlanks = u" \t\r\n";
+
 // Attributes and texts of an element and its children, by either output.
 template <typename Output>
 void writeFlat(Output& out, const XmlTree::Element& from) {
@@ -89,7 +91,11 @@ void writeFlat(Output& out, const XmlTree::Element& from) {
   std::size_t number = 0;
   for (const XmlTree::Element& child : from.children()) {
     const std::string name(child.name());
-    out.text(name.c_str(), child.elementText(), number % 3, number % 2);
+    const std::u16string value = child.elementText();
+    const std::size_t begin = std::min(value.find_first_not_of(kBlanks), value.size());
+    const std::size_t end = value.find_last_not_of(kBlanks) + 1;  // npos + 1 is 0
+    out.text(name.c_str(), value, std::min(begin, number % 3),
+             std::min(value.size() - end, number % 2));
     if (++number % 4 == 0) out.element(name.c_str(), [&](auto& in) { writeFlat(in, child); });
   }
 }

@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::string_view kOwnPrefix = "custom.";
 constexpr std::size_t kMaxDiscs = 1000;
+constexpr const char* kOneValue = "it has one value only";
 
 // The field with a column of its own; null for a part of another field.
 const Field* fieldOf(RecordColumn column) {
@@ -83,25 +84,34 @@ std::string setTracks(CRecord& record, std::span<const std::u16string> lines) {
   return {};
 }
 
-std::size_t ownSlot(const CRecord& record, const std::u16string& name) {
-  const CRecord::Strings& names = record.customFieldNames;
-  return static_cast<std::size_t>(std::ranges::find(names, name) - names.begin());
+// The slots of a field of the user's own: a file may have several of a name.
+std::vector<std::size_t> ownSlots(const CRecord& record, const std::u16string& name) {
+  std::vector<std::size_t> slots;
+  for (std::size_t i = 0; i < record.customFieldNames.size(); ++i)
+    if (record.customFieldNames[i] == name) slots.push_back(i);
+  return slots;
 }
 
-std::string setOwnField(CRecord& record, const std::u16string& name, const std::u16string& value) {
+std::string setOwnField(CRecord& record, const std::u16string& name,
+                        std::span<const std::u16string> fieldValues) {
   CRecord::Strings& names = record.customFieldNames;
   CRecord::Strings& values = record.customFieldValues;
-  std::size_t slot = ownSlot(record, name);
-  if (slot == names.size()) {
-    if (value.empty()) return {};
-    slot = 0;
+  std::vector<std::size_t> slots = ownSlots(record, name);
+  if (fieldValues.size() > std::max<std::size_t>(slots.size(), 1)) return kOneValue;
+  if (slots.empty()) {
+    if (fieldValues.empty() || fieldValues[0].empty()) return {};
+    std::size_t slot = 0;
     while (slot < names.size() && !(names[slot].empty() && values[slot].empty())) ++slot;
     if (slot == names.size())
       return "all " + std::to_string(names.size()) + " fields of your own are in use";
+    slots.push_back(slot);
   }
-  names[slot] = value.empty() ? std::u16string() : name;
-  values[slot] = value;
-  record.customFieldFlags[slot] = !value.empty();
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    const std::u16string value = i < fieldValues.size() ? fieldValues[i] : std::u16string();
+    names[slots[i]] = value.empty() ? std::u16string() : name;
+    values[slots[i]] = value;
+    record.customFieldFlags[slots[i]] = !value.empty();
+  }
   return {};
 }
 
@@ -127,9 +137,10 @@ std::string_view nearestField(std::string_view name) {
 
 std::vector<std::u16string> fieldValues(const CRecord& record, const NamedField& field) {
   if (!field.column) {
-    const std::size_t slot = ownSlot(record, field.own);
-    if (slot >= record.customFieldValues.size()) return {};
-    return {record.customFieldValues[slot]};
+    CRecord::Strings values;
+    for (const std::size_t slot : ownSlots(record, field.own))
+      if (slot < record.customFieldValues.size()) values.push_back(record.customFieldValues[slot]);
+    return values;
   }
   const Field* row = fieldOf(*field.column);
   if (const ListMember* list = memberOf<ListMember>(row))
@@ -152,9 +163,9 @@ std::string setField(CRecord& record, const NamedField& field,
     return {};
   }
   if (memberOf<DiscsMember>(row)) return setTracks(record, values);
-  if (values.size() > 1) return "it has one value only";
+  if (!field.column) return setOwnField(record, field.own, values);
+  if (values.size() > 1) return kOneValue;
   const std::u16string value = values.empty() ? std::u16string() : values[0];
-  if (!field.column) return setOwnField(record, field.own, value);
   if (isOwnFields(row)) return "a field of your own is named custom.NAME";
   return setCell(record, *field.column, value, CellCheck::Typed);
 }

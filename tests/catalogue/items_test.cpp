@@ -87,6 +87,10 @@ CRecord sampleItem() {
   record.customFieldValues[2] = u"C 4";
   record.customFieldNames[3] = u"a:b";
   record.customFieldValues[3] = u"kept";
+  for (const std::size_t slot : {4u, 5u}) {
+    record.customFieldNames[slot] = u"Twice";
+    record.customFieldValues[slot] = slot == 4 ? u"1" : u"2";
+  }
   record.postProcess();
   return record;
 }
@@ -126,6 +130,11 @@ TEST(ItemForm, ChangesWhatWasChanged) {
          r.customFieldValues[2] = u"D";
          r.customFieldNames[0] = u"New", r.customFieldValues[0] = u"=";
        }},
+      {"custom.Twice: 1\n", "",
+       [](CRecord& r) {
+         r.customFieldValues[4] = u"2";
+         r.customFieldNames[5].clear(), r.customFieldValues[5].clear();
+       }},
       {"custom.Shelf: C 4\n", "pages: 12\n",
        [](CRecord& r) {
          r.customFieldNames[2].clear(), r.customFieldValues[2].clear(), r.NumberOfPages = u"12";
@@ -156,6 +165,7 @@ TEST(ItemForm, TellsErrorsWithTheirLines) {
       {"publischer: P", "did you mean Publisher?"},
       {"Regal: P", "custom.Regal"},
       {"Title: Other", "one value only"},
+      {"custom.Twice: 3", "one value only"},
       {"who", "field: value"},
       {" who: Bo", "field: value"},
       {"track: [x] A", "number of a disc"},

@@ -214,6 +214,7 @@ std::size_t XmlDecoder::declareUtf8(std::string& head) const {
   const TextRange& name = encodingName_;
   const bool isKnown = !error_ && isReencoded_;
   if (!isKnown || name.size() == 0 || name.end > head.size()) return 0;
+  if (name.of(head).find('\0') != head.npos) return 0;  // which readers of the XML tell
   head.replace(name.begin, name.size(), kUtf8);
   return kUtf8.size() - name.size();
 }
