@@ -69,9 +69,10 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
   };
   for (const auto& [xml, text] : rows) EXPECT_EQ(rootText(xml), text) << xml;
   TiXmlDocument document;
-  ASSERT_FALSE(parseXml("<a b='&#8364;' c=\"&#34;&#x1F600;\"/>", document));
+  ASSERT_FALSE(parseXml("<a b='&#8364;' c=\"&#34;&#x1F600;\" d=&e/>", document));
   EXPECT_STREQ(document.RootElement()->Attribute("b"), "€");
   EXPECT_STREQ(document.RootElement()->Attribute("c"), "\"😀");
+  EXPECT_STREQ(document.RootElement()->Attribute("d"), "&e");
 }
 
 TEST(ParseXml, TellsKindAndPlaceOfTheFirstError) {

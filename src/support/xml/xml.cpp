@@ -234,14 +234,20 @@ void parseValidated(const char* text, TiXmlDocument& document) {
   document.SetTabSize(tabSize);
 }
 
-// Walks over the whole text.
-std::vector<Range> tokensWithReferences(XmlScanner& scanner) {
+// Texts and quoted values with references; in bare values they are text. Walks over the whole text.
+std::vector<Range> rangesWithReferences(XmlScanner& scanner) {
   using Token = XmlScanner::Token;
   std::vector<Range> ranges;
   Token token{};
   do {
     token = scanner.next();
-    if (scanner.hasReferences()) ranges.emplace_back(scanner.begin(), scanner.end());
+    if (!scanner.hasReferences() || token == Token::Error) continue;
+    if (token == Token::Text) {
+      ranges.emplace_back(scanner.begin(), scanner.end());
+    } else {
+      for (const XmlScanner::Attribute& each : scanner.attributes())
+        if (each.quoted) ranges.emplace_back(each.value.begin, each.value.end);
+    }
   } while (token != Token::Finished && token != Token::Error);
   return ranges;
 }
@@ -257,7 +263,7 @@ XmlError parseXml(std::string text, TiXmlDocument& document) {
   text = std::move(decoded.text);
 
   XmlScanner scanner(text);
-  const std::vector<Range> rewrites = tokensWithReferences(scanner);
+  const std::vector<Range> rewrites = rangesWithReferences(scanner);
   XmlError error = scanner.error();
   if (error) {
     locate(text, error);
