@@ -59,6 +59,7 @@ TEST(ParseXml, DeliversTextAsItIsMeant) {
       {"<?xml enCoding = \"iso-8859-15\"?><a>\xA4</a>", u"€"},
       {"\n<?XML version='encoding=' encoding='KOI8-R'?><a>\xF0\xD2\xC9</a>", u"При"},
       {"<?xml version='\xFC' encoding='koi8-r'?><a>\xF0</a>", u"П"},
+      {"<?xml version=\" encoding=\" x standalone=no encoding ='koi8-r'?><a>\xF0</a>", u"П"},
       {"<?xml encoding='windows-1251'?><a encoding='x'>\xCF\xF0</a>", u"Пр"},
       {"<?xml encoding='Shift_JIS'?><a>\x93\xFA\x96\x7B \x83\x5C</a>", u"日本 ソ"},
       {"\xFF\xFE<\0a\0>\0\xE5\x65\x3D\xD8\0\xDE<\0/\0a\0>\0"s, u"日😀"},

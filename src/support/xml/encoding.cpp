@@ -63,19 +63,30 @@ const WideForm* wideFormOf(std::string_view head) {
 
 }  // namespace
 
+// As TinyXML reads a declaration: three attributes, of which the name may go on, and other words.
 TextRange findEncodingName(std::string_view text) {
-  constexpr std::string_view kOpening = "<?xml", kName = "encoding";
-  const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  const std::string tag =
-      lowerLetters(text.substr(0, text.find('>', begin)));  // as TinyXML reads it
-  if (tag.substr(begin, kOpening.size()) != kOpening) return {};
-  for (std::size_t at = begin; (at = tag.find(kName, at + 1)) != tag.npos;) {
-    const std::size_t sign = tag.find_first_not_of(kBlanks, at + kName.size());
-    if (kBlanks.find(tag[at - 1]) == kBlanks.npos || sign == tag.npos || tag[sign] != '=') continue;
+  constexpr std::string_view kOpening = "<?xml", kName = "encoding", kEndOfName = " \t\r\n=";
+  std::size_t at = std::min(text.find_first_not_of(kBlanks), text.size());
+  const std::string tag = lowerLetters(text.substr(0, text.find('>', at)));
+  if (tag.substr(at, kOpening.size()) != kOpening) return {};
+  at += kOpening.size();
+  while ((at = tag.find_first_not_of(kBlanks, at)) < tag.size()) {
+    const std::string_view rest = std::string_view(tag).substr(at);
+    const bool isEncoding = rest.starts_with(kName);
+    if (!isEncoding && !rest.starts_with("version") && !rest.starts_with("standalone")) {
+      at = tag.find_first_of(kBlanks, at);
+      continue;
+    }
+    const std::size_t sign = tag.find_first_not_of(kBlanks, tag.find_first_of(kEndOfName, at));
+    if (sign == tag.npos || tag[sign] != '=') return {};
     const std::size_t quote = tag.find_first_not_of(kBlanks, sign + 1);
-    if (quote == tag.npos || (tag[quote] != '"' && tag[quote] != '\'')) return {};
-    const std::size_t end = tag.find(tag[quote], quote + 1);
-    return end == tag.npos ? TextRange{} : TextRange{quote + 1, end};
+    if (quote == tag.npos) return {};
+    const bool isQuoted = tag[quote] == '"' || tag[quote] == '\'';
+    const std::size_t end =
+        isQuoted ? tag.find(tag[quote], quote + 1) : tag.find_first_of(kBlanks, quote);
+    if (end == tag.npos) return {};
+    if (isEncoding) return isQuoted ? TextRange{quote + 1, end} : TextRange{};
+    at = isQuoted ? end + 1 : end;
   }
   return {};
 }
