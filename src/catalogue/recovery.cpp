@@ -262,7 +262,9 @@ class Salvager {
         items_(text, !decoder.isPlain()),
         probe_(text),
         isMarked_(decoder.isMarked()) {
-    const std::string head(text.view(0, kMaxHead));
+    // A bad byte of the text is shorter than one that the decoder has put there.
+    std::string head(decoder.encodingName().end + 1, '\0');
+    head.resize(text.read(0, head.data(), head.size()));
     if (decoder.isReencoded()) encodingName_ = findEncodingName(head);
   }
 
@@ -285,7 +287,6 @@ class Salvager {
   void addErrors(Recovery& recovery);
 
  private:
-  static constexpr std::size_t kMaxHead = std::size_t{32} << 10;
   struct Pending {
     XmlError error;
     std::uint64_t token;      // where the token with the error begins

@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{256} << 10;
 constexpr std::size_t kMaxMemory = std::size_t{4} << 20;
-constexpr std::size_t kMaxHead = std::size_t{1} << 20;  // in which a declaration is looked for
 
 // Puts a kBadByte in the place of the U+FFFD at each of `places`, relative to `origin`.
 void markBadPlaces(std::string& text, std::size_t origin, const std::vector<std::size_t>& places) {
@@ -77,7 +76,7 @@ std::unique_ptr<File> decodeToScratch(File& file, XmlDecoder& decoder, bool decl
   bool hasHead = false;
   const auto take = [&](std::string_view block, bool isLast) {
     decoder.decode(block, isLast, text, badPlaces);
-    if (!hasHead && !isLast && text.size() < kMaxHead && text.find('>') == text.npos) return true;
+    if (!hasHead && !isLast && text.size() < decoder.encodingName().end) return true;
     const std::size_t size = text.size();
     if (!declare) markBadPlaces(text, origin, badPlaces);
     if (declare && !hasHead) decoder.declareUtf8(text);
@@ -99,7 +98,7 @@ std::unique_ptr<XmlDecoder> makeDecoder(File& file) {
     const std::optional<std::size_t> got = readFully(file, size, bytes);
     if (!got) return nullptr;
     head.resize(size + *got);
-  } while (head.size() == size + kBlock && head.size() < kMaxHead &&
+  } while (head.size() == size + kBlock && head.size() < XmlDecoder::kMaxHead &&
            head.find('>') == std::string::npos);
   return std::make_unique<XmlDecoder>(head);
 }

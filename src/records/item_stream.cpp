@@ -17,7 +17,6 @@ namespace {
 using Kind = XmlError::Kind;
 
 constexpr std::size_t kBlock = std::size_t{256} << 10;
-constexpr std::size_t kMaxHead = std::size_t{1} << 20;  // in which a declaration is looked for
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 // Moves `line` and `column`, which count from 0, past `text`.
@@ -194,7 +193,7 @@ bool ItemStream::readHead() {
   bool isLast = false;
   do {
     if (!readBlock(isLast)) return false;
-  } while (!isLast && size_ < kMaxHead && view().find('>') == std::string_view::npos);
+  } while (!isLast && size_ < XmlDecoder::kMaxHead && view().find('>') == std::string_view::npos);
   auto decoder = std::make_unique<XmlDecoder>(view());
   if (decoder->error()) return stop(decoder->error());
   reencoded_ = decoder->isReencoded();

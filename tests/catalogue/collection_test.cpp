@@ -552,6 +552,8 @@ TEST(Recover, TellsEveryFaultAndGoesOn) {
        {{1, 1, 2}}},
       {"<?xml encoding='UTF-{\b|8}'?><R><Items><Item>1</Item></Items></R>", {{1, 17, 1}}},
       {"<?xml encoding='{no|UTF-8}'?><R>\xE9<Items><Item/></Items></R>", {{1, 17, 1}}},
+      {"<?xml" + std::string(71680, ' ') + "encoding='{no|UTF-8}'?><R><Items><Item/></Items></R>",
+       {{1, 71696, 1}}},
       {"{<?xml encoding='no'?><R>\xF0\xD2\xC9<Items><Item/></Items></R>|" + Collection().text() +
            '}',
        {{1, 17, 0}}},

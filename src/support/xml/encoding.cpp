@@ -92,8 +92,8 @@ TextRange findEncodingName(std::string_view text) {
 }
 
 XmlDecoder::XmlDecoder(std::string_view head) {
-  head =
-      head.substr(0, std::min(head.find('>'), head.size()) + 2);  // in UTF-16 one takes two bytes
+  head = head.substr(0, kMaxHead);
+  head = head.substr(0, std::min(head.find('>'), kMaxHead) + 2);  // in UTF-16 one takes two bytes
   const WideForm* wide = wideFormOf(head);
   const bool isWide = wide;
   if (isWide && wide->unit == 4) {

@@ -17,8 +17,11 @@ namespace tessaron {
 /// as Windows-1252, as browsers do. Used by one thread at a time.
 class XmlDecoder {
  public:
-  /// The document is all that is needed to tell the encoding: up to its first '>', or longer, or
-  /// whole. It is not consumed.
+  /// How many bytes of a document a declaration is looked for in.
+  static constexpr std::size_t kMaxHead = std::size_t{1} << 20;
+
+  /// The document is all that is needed to tell the encoding: up to its first '>', or `kMaxHead`
+  /// bytes, or longer, or whole. It is not consumed.
   explicit XmlDecoder(std::string_view head);
 
   /// UnknownEncoding, with line and column, when the document cannot be decoded; it is then passed
