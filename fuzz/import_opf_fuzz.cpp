@@ -1,13 +1,14 @@
-// Imports the input as the package document of a book, in a folder of such.
+// Imports the input as the package document of a book, alone and in a folder of such.
 
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "catalogue/readers/opf_source.h"
+#include "catalogue/readers/source_format.h"
 #include "fuzz.h"
 #include "import_twice.h"
 #include "support/unreliable_file.h"
@@ -16,23 +17,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<tessaron::SourceItem> readAll(const fs::path& path) {
-  const auto source = tessaron::openPackages(path.u16string());
-  std::vector<tessaron::SourceItem> items;
-  for (tessaron::SourceItem item; source->next(item); item = {}) items.push_back(item);
-  CHECK(!source->error());
-  return items;
+std::unique_ptr<tessaron::RecordSource> openOne(const std::string& content) {
+  return openSource(tessaron::memoryFile(content), tessaron::SourceFormat::Opf);
+}
+
+// The error of the only item.
+std::string errorOf(tessaron::RecordSource& source) {
+  tessaron::SourceItem item, further;
+  CHECK(source.next(item) && !source.next(further));
+  CHECK(!source.error());
+  return item.error;
 }
 
 // A document that cannot be read is an item with an error.
-void checkFailingReads(const fs::path& path, const std::string& content) {
+void checkFailingReads(const fs::path& folder, const fs::path& path, const std::string& content) {
   UnreliableFile file(content);
   file.fails = [failing = static_cast<int>(content.size() % 2)](int read) {
     return read >= failing;
   };
   const tessaron::LentFile lent(path.u16string(), file);
-  const std::vector<tessaron::SourceItem> items = readAll(path);
-  CHECK(items.size() == 1 && !items[0].error.empty());
+  CHECK(!errorOf(*tessaron::openPackages(folder.u16string())).empty());
 }
 
 }  // namespace
@@ -44,8 +48,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fs::create_directories(folder);
   const std::string content = asText(data, size);
   std::ofstream(path, std::ios::binary) << content;
-  importTwice([] { return tessaron::openPackages(root.u16string()); });
-  CHECK(readAll(root).size() == 1 && readAll(path).size() == 1);
-  checkFailingReads(path, content);
+  importTwice([&] { return openOne(content); });
+  const bool isDamaged = !errorOf(*openOne(content)).empty();
+  CHECK(errorOf(*tessaron::openPackages(root.u16string())).empty() == !isDamaged);
+  checkFailingReads(folder, path, content);
   return 0;
 }

@@ -331,6 +331,8 @@ class Edits(ServeTest):
         self.assertEqual(served.ask("POST", "/api/import?name=r.xml", content).json()["skipped"], done["read"])
         table = b"title,author\nSalt Roads,Orla Finch\n"
         self.assertEqual(served.ask("POST", "/api/import?name=t.csv", table).json()["added"], 1)
+        book = b'<package xmlns="http://www.idpf.org/2007/opf"><metadata><title>Dunes</title></metadata></package>'
+        self.assertEqual(served.ask("POST", "/api/import?name=metadata.opf", book).json()["added"], 1)
         text = self.file.read_bytes()
         for status, message, body in [(422, "no place for items", b"<a/>"), (422, "", b"<PriceTracker><Items>"),
                                       (413, "16777216 bytes", b" " * (16 << 20) + b" ")]:

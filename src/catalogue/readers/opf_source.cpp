@@ -129,37 +129,43 @@ void findPackages(const std::u16string& folder, std::size_t depth,
 
 class PackageSource : public RecordSource {
  public:
-  explicit PackageSource(std::u16string_view path) {
-    summary_.format = "OPF";
-    summary_.program = "calibre";
+  explicit PackageSource(std::unique_ptr<File> document) : PackageSource() {
+    document_ = std::move(document);
+  }
+
+  explicit PackageSource(std::u16string_view folder) : PackageSource() {
     std::error_code error;
-    if (openFile(path, readingMode(), error)) {
-      paths_.emplace_back(path);
-      return;
-    }
-    error.clear();
-    findPackages(std::u16string(path), 0, paths_, error);
+    findPackages(std::u16string(folder), 0, paths_, error);
     if (error) fail(Kind::Unreadable, error.message());
   }
 
   bool next(SourceItem& item) override {
-    if (error_ || at_ == paths_.size()) return false;
-    const std::u16string& path = paths_[at_++];
-    item.error = readPackage(path, item.record);
-    if (!item.error.empty()) item.error = toUtf8(path) + ": " + item.error;
+    if (const std::unique_ptr<File> document = std::move(document_)) {
+      item.error = readPackage(*document, item.record);
+    } else if (error_ || at_ == paths_.size()) {
+      return false;
+    } else {
+      const std::u16string& path = paths_[at_++];
+      std::error_code error;
+      const std::unique_ptr<File> file = openFile(path, readingMode(), error);
+      item.error = file ? readPackage(*file, item.record) : error.message();
+      if (!item.error.empty()) item.error = toUtf8(path) + ": " + item.error;
+    }
     item.isDated = item.record.DateAdded != 0;
     return true;
   }
 
  private:
+  PackageSource() {
+    summary_.format = "OPF";
+    summary_.program = "calibre";
+  }
+
   // An error when the document is none, or damaged.
-  static std::string readPackage(const std::u16string& path, CRecord& record) {
-    std::error_code error;
-    const std::unique_ptr<File> file = openFile(path, readingMode(), error);
-    if (!file) return error.message();
-    if (file->size().value_or(0) > kMaxDocument) return "the document has more than 16 MiB";
+  static std::string readPackage(File& file, CRecord& record) {
+    if (file.size().value_or(0) > kMaxDocument) return "the document has more than 16 MiB";
     std::string text;
-    if (!readToEnd(*file, text)) return "the document cannot be read";
+    if (!readToEnd(file, text)) return "the document cannot be read";
     XmlDecoder decoder(text);
     DecodedXml decoded = decodeXml(decoder, std::move(text));
     if (decoded.error) return decoded.error.message;
@@ -179,14 +185,19 @@ class PackageSource : public RecordSource {
                  : "this is no package document";
   }
 
+  std::unique_ptr<File> document_;
   std::vector<std::u16string> paths_;
   std::size_t at_ = 0;
 };
 
 }  // namespace
 
-std::unique_ptr<RecordSource> openPackages(std::u16string_view path) {
-  return std::make_unique<PackageSource>(path);
+std::unique_ptr<RecordSource> openPackage(std::unique_ptr<File> document) {
+  return std::make_unique<PackageSource>(std::move(document));
+}
+
+std::unique_ptr<RecordSource> openPackages(std::u16string_view folder) {
+  return std::make_unique<PackageSource>(folder);
 }
 
 }  // namespace tessaron

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "catalogue/readers/json_source.h"
+#include "catalogue/readers/opf_source.h"
 #include "catalogue/readers/tellico_source.h"
 #include "support/zip_reader.h"
 
@@ -62,6 +63,7 @@ std::unique_ptr<RecordSource> openSource(std::unique_ptr<File> file, SourceForma
                                          std::vector<ColumnMapping> mappings) {
   if (format == SourceFormat::Json) return openJson(std::move(file));
   if (format == SourceFormat::Tellico) return openTellico(std::move(file));
+  if (format == SourceFormat::Opf) return openPackage(std::move(file));
   TableOptions options;
   options.mappings = std::move(mappings);
   if (format == SourceFormat::Tsv) options.separator = '\t';

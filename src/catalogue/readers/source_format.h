@@ -23,7 +23,7 @@ TESSARON_API std::optional<SourceFormat> sourceFormatNamed(std::string_view name
 /// at the start afterwards.
 TESSARON_API std::optional<SourceFormat> recognizeFormat(File& file);
 
-/// Opens a file in one of the formats Json, Csv, Tsv and Tellico. Its `error` may be set.
+/// Opens a file in any of the formats but Xml. Its `error` may be set.
 TESSARON_API std::unique_ptr<RecordSource> openSource(std::unique_ptr<File> file,
                                                       SourceFormat format,
                                                       std::vector<ColumnMapping> mappings = {});

@@ -126,17 +126,13 @@ void addSource(Import& import, ImportSource& source, const std::vector<ColumnMap
       throw Failure{kNoInput, displayName(source.path), error.message};
     return requireSound(source.path, error);
   }
-  if (source.format == SourceFormat::Opf) {
-    if (source.content)
-      throw Failure{kNoInput, displayName(source.path), "OPF is read from files and folders only"};
-    source.records = openPackages(widePath(source.path));
-  } else {
-    source.records = tessaron::openSource(takeFile(source), source.format, mappings);
-  }
+  const bool isFolder = !source.input && !source.content;
+  source.records = isFolder ? openPackages(widePath(source.path))
+                            : tessaron::openSource(takeFile(source), source.format, mappings);
   requireRecords(source);
   source.items = import.add(*source.records);
   requireRecords(source);
-  if (source.format == SourceFormat::Opf && source.items == 0)
+  if (isFolder && source.items == 0)
     throw Failure{kNoInput, displayName(source.path), "no metadata.opf in this folder or below it"};
   if (import.readFailed())
     throw Failure{kNoInput, displayName(source.path),

@@ -16,8 +16,8 @@ namespace tessaron::tool {
 
 /// A file or folder with items, and the summary of its import.
 struct ImportSource {
-  std::string path;  ///< or the name of content that comes without a file
-  std::unique_ptr<Input> input;
+  std::string path;                    ///< or the name of content that comes without a file
+  std::unique_ptr<Input> input;        ///< of a file, until it is added
   std::optional<std::string> content;  ///< of a source that can be read only once
   SourceFormat format = SourceFormat::Xml;
   std::unique_ptr<RecordSource> records;  ///< of one in another format than XML
