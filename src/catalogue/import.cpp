@@ -94,6 +94,15 @@ void keepProductData(const CRecord& known, CRecord& fresh, bool fillOnly) {
   if (fresh.offerListing == COfferListing() || fillOnly) fresh.offerListing = known.offerListing;
 }
 
+// An ASIN as a collection has it: what XML cannot hold comes back as another character.
+std::u16string keptAsin(std::u16string asin) {
+  const auto isPlain = [](char16_t c) { return c > 0x20 && c < 0x7F; };
+  if (std::ranges::all_of(asin, isPlain)) return asin;
+  CRecord record;
+  record.ASIN = std::move(asin);
+  return recordOf(itemText(std::move(record))).ASIN;
+}
+
 // The key of a record without an ASIN.
 std::u16string keyOf(const SourceItem& item) {
   if (item.distinction.empty() || productNumberOf(item.record)) return madeKey(item.record);
@@ -116,9 +125,8 @@ ResponseSummary Import::add(std::unique_ptr<File> response) {
   ItemStream items(*response);
   items.parseOnDemand();
   while (items.next()) {
-    std::u16string asin = items.asin();
-    if (!asin.empty()) {
-      found.emplace_back(std::move(asin),
+    if (!items.asin().empty()) {
+      found.emplace_back(keptAsin(items.asin()),
                          Incoming{response.get(), items.position(), items.item().size()});
       continue;
     }
@@ -150,12 +158,9 @@ Import::Found Import::prepare(SourceItem& item, bool isOwn, std::string& text) c
   if (record.ASIN.empty()) record.ASIN = keyOf(item);
   record.postProcess();
   if (found.item.isKeyMade) found.number = productNumberOf(record);
-  found.key = record.ASIN;
+  found.key = keptAsin(record.ASIN);
   text = itemText(std::move(record));
   found.item.size = text.size();
-  // What XML cannot hold comes back as another character.
-  const auto isPlain = [](char16_t c) { return c > 0x20 && c < 0x7F; };
-  if (!std::ranges::all_of(found.key, isPlain)) found.key = recordOf(text).ASIN;
   return found;
 }
 
@@ -232,7 +237,7 @@ std::vector<std::size_t> Import::find(const ItemStream& items) {
     const auto chain = chains_.find(key);
     if (chain != chains_.end()) found.push_back(chain->second.first);
   };
-  addChain(asin);
+  addChain(keptAsin(asin));
   const bool isKeyMade = asin.empty() || isMadeKey(asin);
   if (isKeyMade && found.empty()) noteResponses();
   if (!numbers_.empty() || hasMadeKeys_) {

@@ -253,12 +253,18 @@ constexpr char kShelf[] =
     "</Items></PriceTracker>";
 
 TEST(Import, KnowsAKeyAgainThatXmlCannotHold) {
-  EditedCollection collection;
+  const std::string item = "<R><Items><Item><ASIN>B\x01 2</ASIN></Item></Items></R>";
+  EditedCollection collection, raw;
+  ASSERT_FALSE(raw.parse(item));
   tessaron::ImportCounts counts;
   for (const std::size_t added : {1, 0}) {
     const std::string text = R"([{"ASIN": "B\u0001 2", "Title": "x"}])";
     ASSERT_FALSE(collection.import(*open(memoryFile(text)), kToday, counts));
     EXPECT_EQ(counts.added, added);
+  }
+  for (EditedCollection* known : {&collection, &raw}) {
+    ASSERT_FALSE(known->import(item, kToday, counts));
+    EXPECT_EQ(counts.updated + counts.skipped, 1u);
   }
 }
 
