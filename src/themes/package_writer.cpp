@@ -11,6 +11,7 @@
 #include "platform/directory.h"
 #include "platform/file.h"
 #include "support/text.h"
+#include "themes/file_names.h"
 #include "themes/package_reader_internal.h"
 
 namespace tessaron {
@@ -46,6 +47,7 @@ PackError readFiles(const std::u16string& folder, std::vector<PackedFile>& files
     files.push_back({toUtf8(entry.name), {}});
     const std::string& name = files.back().name;
     if (fromUtf8(name) != entry.name) return {false, path, "the name is not UTF-8"};
+    if (const char* fault = faultOfFileName(entry.name)) return {false, path, fault};
     if (name != kMain && isMainName(name))
       return {false, path, "the name differs only in case from main.xml"};
     if (PackError failed = readContent(path, files.back().content)) return failed;
@@ -99,7 +101,7 @@ std::string indexOf(const std::vector<PackedFile>& files) {
   std::string xml = "<index>";
   for (std::size_t i = 0; i < files.size(); ++i) {
     xml += "<file id=\"" + std::to_string(i + 1) + "\" filename=\"";
-    for (const char c : files[i].name) {  // names with other special characters are refused
+    for (const char c : files[i].name) {  // no file name has other characters to be escaped
       if (c == '&') {
         xml += "&amp;";
       } else {
