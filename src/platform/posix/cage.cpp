@@ -90,6 +90,9 @@ constexpr int kPermitted[] = {
     SCMP_SYS(getegid),
 };
 
+// UBSan asks a pipe whether an object's memory can be read.
+constexpr int kPermittedToSanitizers[] = {SCMP_SYS(pipe), SCMP_SYS(pipe2)};
+
 // What libraries try and can do without: their own files, and questions about descriptors.
 constexpr int kRefused[] = {
     SCMP_SYS(stat),   SCMP_SYS(lstat),      SCMP_SYS(newfstatat), SCMP_SYS(statx),
@@ -109,6 +112,8 @@ bool addRules(scmp_filter_ctx filter) {
   };
   bool isWhole = true;
   for (const int call : kPermitted) isWhole = add(SCMP_ACT_ALLOW, call) && isWhole;
+  if (kIsSanitized)
+    for (const int call : kPermittedToSanitizers) isWhole = add(SCMP_ACT_ALLOW, call) && isWhole;
   for (const int call : kRefused) isWhole = add(kRefuse, call) && isWhole;
   // Opening for reading is refused, for writing it ends the process.
   constexpr std::uint64_t kWriting = O_WRONLY | O_RDWR | O_CREAT | O_TRUNC;
