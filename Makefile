@@ -3,7 +3,7 @@
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 
-.PHONY: help demo test test-linux test-asan test-linked test-tsan test-windows test-axe lint bench fuzz failures serve-stress format sdk \
+.PHONY: help demo test test-linux test-asan test-tsan test-windows test-axe lint bench fuzz failures serve-stress format sdk \
   dist test-dist test-packages docs pictures install clean
 .DEFAULT_GOAL := help
 
@@ -21,9 +21,6 @@ test-linux:  ## build and test for Linux
 
 test-asan:  ## build and test for Linux with AddressSanitizer and UBSan
 	@scripts/test linux-asan
-
-test-linked:  ## as test-asan, without the tool
-	@scripts/test linux-asan:linked
 
 test-tsan:  ## build with ThreadSanitizer and test what threads share
 	@scripts/test linux-tsan
